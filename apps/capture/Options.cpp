@@ -1,0 +1,231 @@
+#include "Options.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <utility>
+
+namespace tamsel::capture {
+
+using platform::UIDeviceOrientation;
+using platform::UIInterfaceOrientation;
+
+namespace {
+
+template <typename Value>
+using Names = std::span<const std::pair<std::string_view, Value>>;
+
+constexpr std::array<std::pair<std::string_view, UIDeviceOrientation>, 7> deviceOrientations{{
+    {"unknown", UIDeviceOrientation::unknown},
+    {"portrait", UIDeviceOrientation::portrait},
+    {"portraitUpsideDown", UIDeviceOrientation::portraitUpsideDown},
+    {"landscapeLeft", UIDeviceOrientation::landscapeLeft},
+    {"landscapeRight", UIDeviceOrientation::landscapeRight},
+    {"faceUp", UIDeviceOrientation::faceUp},
+    {"faceDown", UIDeviceOrientation::faceDown},
+}};
+
+constexpr std::array<std::pair<std::string_view, UIInterfaceOrientation>, 5> interfaceOrientations{{
+    {"unknown", UIInterfaceOrientation::unknown},
+    {"portrait", UIInterfaceOrientation::portrait},
+    {"portraitUpsideDown", UIInterfaceOrientation::portraitUpsideDown},
+    {"landscapeLeft", UIInterfaceOrientation::landscapeLeft},
+    {"landscapeRight", UIInterfaceOrientation::landscapeRight},
+}};
+
+constexpr std::array<std::pair<std::string_view, Backend>, 2> backends{{
+    {"host", Backend::host},
+    {"simulated", Backend::simulated},
+}};
+
+constexpr std::array<std::pair<std::string_view, CameraConfiguration::SessionPreset>, 2> presets{{
+    {"photo", CameraConfiguration::SessionPreset::photo},
+    {"none", CameraConfiguration::SessionPreset::none},
+}};
+
+constexpr std::array<std::pair<std::string_view, bool>, 2> cameras{{{"back", false}, {"front", true}}};
+
+/// Goes through the arguments and keeps the first thing that is wrong.
+class Reader {
+public:
+    explicit Reader(std::span<const char* const> arguments) : arguments_(arguments) {}
+
+    [[nodiscard]] std::optional<std::string_view> next()
+    {
+        if (position_ == arguments_.size() || error_)
+            return std::nullopt;
+        return arguments_[position_++];
+    }
+
+    [[nodiscard]] std::string text(std::string_view option)
+    {
+        if (position_ < arguments_.size() && arguments_[position_][0] != '\0')
+            return arguments_[position_++];
+        fail(std::string(option) + " needs a value");
+        return {};
+    }
+
+    template <typename Value>
+    [[nodiscard]] Value choice(std::string_view option, Names<Value> names)
+    {
+        const std::string given = text(option);
+        std::string known;
+        for (const auto& [name, value] : names) {
+            if (name == given)
+                return value;
+            known += (known.empty() ? "" : ", ") + std::string(name);
+        }
+        fail(std::string(option) + ": '" + given + "' is none of " + known);
+        return names.front().second;
+    }
+
+    [[nodiscard]] std::uint64_t positiveNumber(std::string_view option)
+    {
+        const std::string given = text(option);
+        std::uint64_t number = 0;
+        const auto result = std::from_chars(given.data(), given.data() + given.size(), number);
+        if (result.ec != std::errc{} || result.ptr != given.data() + given.size() || number == 0)
+            fail(std::string(option) + ": '" + given + "' is not a whole number above 0");
+        return number;
+    }
+
+    [[nodiscard]] double positiveSeconds(std::string_view option)
+    {
+        const std::string given = text(option);
+        double number = 0;
+        const auto result = std::from_chars(given.data(), given.data() + given.size(), number);
+        if (result.ec != std::errc{} || result.ptr != given.data() + given.size() || !(number > 0)
+            || !std::isfinite(number) || number > 1e9)
+            fail(std::string(option) + ": '" + given + "' is not a number of seconds above 0");
+        return number;
+    }
+
+    void fail(std::string error)
+    {
+        if (!error_)
+            error_ = std::move(error);
+    }
+
+    [[nodiscard]] const std::optional<std::string>& error() const { return error_; }
+
+private:
+    std::span<const char* const> arguments_;
+    std::size_t position_ = 0;
+    std::optional<std::string> error_;
+};
+
+void readCommand(Reader& reader, std::string_view name, Options& options)
+{
+    if (name == "devices") {
+        options.command = Command::devices;
+    } else if (name == "frames") {
+        options.command = Command::frames;
+    } else if (name == "help") {
+        return;
+    } else {
+        reader.fail("'" + std::string(name) + "' is no command: devices and frames are; see --help");
+        return;
+    }
+    while (const auto argument = reader.next()) {
+        const bool frames = options.command == Command::frames;
+        if (*argument == "--help")
+            options.command = Command::help;
+        else if (frames && *argument == "--camera")
+            options.useFrontCamera = reader.choice<bool>(*argument, cameras);
+        else if (frames && *argument == "--count")
+            options.count = reader.positiveNumber(*argument);
+        else if (frames && *argument == "--seconds")
+            options.seconds = reader.positiveSeconds(*argument);
+        else if (frames && *argument == "--save-every")
+            options.saveEvery = reader.positiveNumber(*argument);
+        else if (frames && *argument == "--contact-sheet")
+            options.contactSheet = reader.text(*argument);
+        else
+            reader.fail("'" + std::string(*argument) + "' is no option of " + std::string(name)
+                        + "; global options stand before the command; see --help");
+    }
+}
+
+} // namespace
+
+std::expected<Options, std::string> parseOptions(std::span<const char* const> arguments)
+{
+    Options options;
+    Reader reader(arguments);
+    bool hasCommand = false;
+    while (const auto argument = reader.next()) {
+        if (*argument == "--help" || *argument == "-h")
+            return Options{};
+        if (*argument == "--backend")
+            options.backend = reader.choice<Backend>(*argument, backends);
+        else if (*argument == "--back")
+            options.back = reader.text(*argument);
+        else if (*argument == "--front")
+            options.front = reader.text(*argument);
+        else if (*argument == "--preset")
+            options.preset = reader.choice<CameraConfiguration::SessionPreset>(*argument, presets);
+        else if (*argument == "--device-orientation")
+            options.deviceOrientation = reader.choice<UIDeviceOrientation>(*argument, deviceOrientations);
+        else if (*argument == "--interface-orientation")
+            options.interfaceOrientation = reader.choice<UIInterfaceOrientation>(*argument, interfaceOrientations);
+        else if (*argument == "--json")
+            options.json = true;
+        else if (*argument == "--out")
+            options.outputFolder = reader.text(*argument);
+        else if (argument->starts_with("-"))
+            reader.fail("'" + std::string(*argument) + "' is no global option; see --help");
+        else {
+            hasCommand = true;
+            readCommand(reader, *argument, options);
+        }
+    }
+    if (!reader.error() && !hasCommand)
+        reader.fail("a command is missing: devices or frames; see --help");
+    if (!reader.error() && options.backend == Backend::simulated && (options.back || options.front))
+        reader.fail("the simulated back end has its own cameras: --back and --front go with --backend host");
+    if (reader.error())
+        return std::unexpected(*reader.error());
+    return options;
+}
+
+std::string_view helpText()
+{
+    return R"(Usage: tamsel-capture [global options] COMMAND [options]
+
+Runs a camera session the way a capture screen does and shows what reaches the screen.
+
+Commands
+  devices                     the cameras that are there, as a table
+  frames                      run a session and count its frames, until interrupted unless told otherwise
+    --camera back|front       which camera (back)
+    --count N                 end after N frames
+    --seconds S               end after S seconds
+    --save-every K            save every K-th frame as PNG into the folder of --out
+    --contact-sheet FILE.png  a picture of evenly spaced frames
+
+Global options, before the command
+  --backend host|simulated    real inputs (default), or a scripted phone on virtual time
+  --back INPUT, --front INPUT what the back and the front camera see:
+                                a video file          clip.mp4        plays in a loop at its own pace
+                                a camera              /dev/video0
+                                a URL or FFmpeg input rtsp://...  lavfi:testsrc2
+                                a test pattern        test:720p  test:1080p  test:640x480@60
+                              without --back: /dev/video0 where there is one, else test:720p
+  --preset photo|none         the camera's largest format, or its best for video (photo)
+  --device-orientation O      how the device is held (portrait); also landscapeLeft, landscapeRight,
+                              portraitUpsideDown, faceUp, faceDown, unknown
+  --interface-orientation O   which way up the interface is (portrait); live frames are turned with it
+  --json                      one JSON object a line on standard output, and nothing else there
+  --out DIR                   where pictures are saved (the current folder)
+
+Signals: SIGUSR1 sends the application to the background, SIGUSR2 brings it back.
+Exit status: 0 done; 1 an error event, or less than was asked for; 2 wrong usage or an input that cannot be
+used; 130 interrupted.
+
+Examples
+  tamsel-capture --back clip.mp4 frames --count 60 --contact-sheet sheet.png
+  tamsel-capture --front /dev/video0 --json frames --camera front --seconds 5
+)";
+}
+
+} // namespace tamsel::capture

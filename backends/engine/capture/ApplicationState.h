@@ -1,0 +1,46 @@
+#pragma once
+
+#include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/NotificationCenter.h>
+#include <tamsel/platform/UIDevice.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace tamsel::engine {
+
+/// The application as the engine sees it: in front or in the background, and which way up its interface is.
+/// Changes are told through the notification centre, on the main queue. Thread-safe.
+class ApplicationState final : public platform::UIApplication {
+public:
+    ApplicationState(std::shared_ptr<platform::DispatchQueue> mainQueue, platform::NotificationCenter& center);
+
+    [[nodiscard]] platform::UIInterfaceOrientation statusBarOrientation() const override;
+    void setStatusBarOrientation(platform::UIInterfaceOrientation orientation);
+
+    [[nodiscard]] bool isInBackground() const;
+    void enterBackground();
+    void enterForeground();
+
+    /// Calls back, on the main queue, each time the application has returned to the front. The owner is held weakly.
+    void whenForeground(std::weak_ptr<void> owner, std::function<void()> callback);
+
+private:
+    struct Waiter {
+        std::weak_ptr<void> owner;
+        std::function<void()> callback;
+    };
+
+    void postOnMainQueue(std::string_view notification);
+
+    std::shared_ptr<platform::DispatchQueue> mainQueue_;
+    platform::NotificationCenter& center_;
+    mutable std::mutex guard_;
+    platform::UIInterfaceOrientation orientation_ = platform::UIInterfaceOrientation::portrait;
+    bool inBackground_ = false;
+    std::vector<Waiter> waiters_;
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,87 @@
+#include <engine/capture/BufferPool.h>
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace tamsel::engine {
+
+using namespace platform;
+
+BlockStore::~BlockStore()
+{
+    for (const Free& free : free_)
+        ::operator delete(free.block);
+}
+
+void* BlockStore::take(std::size_t size)
+{
+    {
+        const std::lock_guard lock(guard_);
+        const auto found = std::ranges::find(free_, size, &Free::size);
+        if (found != free_.end()) {
+            void* block = found->block;
+            *found = free_.back();
+            free_.pop_back();
+            return block;
+        }
+    }
+    return ::operator new(size);
+}
+
+void BlockStore::giveBack(void* block, std::size_t size)
+{
+    const std::lock_guard lock(guard_);
+    free_.push_back({block, size});
+}
+
+/// The buffers that nobody holds. Kept alive by every buffer that is out.
+struct BufferPool::Shelf {
+    explicit Shelf(std::size_t capacity) : count(capacity) { free.reserve(capacity); }
+
+    const std::size_t count;
+    std::mutex guard;
+    std::size_t made = 0;
+    std::vector<std::unique_ptr<CVPixelBuffer>> free;
+};
+
+BufferPool::BufferPool(std::size_t count) : shelf_(std::make_shared<Shelf>(std::max<std::size_t>(1, count))) {}
+
+std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_t height)
+{
+    std::unique_ptr<CVPixelBuffer> buffer;
+    {
+        const std::lock_guard lock(shelf_->guard);
+        auto& free = shelf_->free;
+        const auto fits = [&](const auto& one) { return one->width() == width && one->height() == height; };
+        if (const auto found = std::ranges::find_if(free, fits); found != free.end()) {
+            buffer = std::move(*found);
+            *found = std::move(free.back());
+            free.pop_back();
+        } else if (shelf_->made < shelf_->count) {
+            ++shelf_->made;
+        } else if (!free.empty()) {
+            free.pop_back(); // of another size: its place is used for a new one
+        } else {
+            return nullptr;
+        }
+    }
+    if (!buffer)
+        buffer = std::make_unique<CVPixelBuffer>(width, height);
+    buffer->setTiming(std::nullopt);
+    auto giveBack = [shelf = shelf_](CVPixelBuffer* returned) {
+        const std::lock_guard lock(shelf->guard);
+        shelf->free.emplace_back(returned);
+    };
+    return {buffer.release(), std::move(giveBack), RecyclingAllocator<CVPixelBuffer>(blocks_)};
+}
+
+std::shared_ptr<CMSampleBuffer> BufferPool::makeSample(std::shared_ptr<CVPixelBuffer> buffer,
+                                                       std::shared_ptr<const CameraIntrinsicMatrix> matrix,
+                                                       FrameTicket ticket)
+{
+    return std::allocate_shared<CMSampleBuffer>(RecyclingAllocator<CMSampleBuffer>(blocks_), std::move(buffer),
+                                                std::move(matrix), std::move(ticket));
+}
+
+} // namespace tamsel::engine

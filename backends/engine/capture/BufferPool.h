@@ -1,0 +1,80 @@
+#pragma once
+
+#include <tamsel/platform/CMSampleBuffer.h>
+#include <tamsel/platform/CVPixelBuffer.h>
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace tamsel::engine {
+
+/// Memory blocks that are used again and again, so that handing out a shared pointer allocates nothing in steady state.
+class BlockStore {
+public:
+    BlockStore() = default;
+    ~BlockStore();
+    BlockStore(const BlockStore&) = delete;
+    BlockStore& operator=(const BlockStore&) = delete;
+
+    [[nodiscard]] void* take(std::size_t size);
+    void giveBack(void* block, std::size_t size);
+
+private:
+    struct Free {
+        void* block;
+        std::size_t size;
+    };
+
+    std::mutex guard_;
+    std::vector<Free> free_;
+};
+
+/// A standard allocator on a block store, which it keeps alive.
+template <typename Value>
+class RecyclingAllocator {
+public:
+    using value_type = Value;
+
+    explicit RecyclingAllocator(std::shared_ptr<BlockStore> store) : store_(std::move(store)) {}
+    template <typename Other>
+    RecyclingAllocator(const RecyclingAllocator<Other>& other) : store_(other.store()) // NOLINT: allocators convert
+    {
+    }
+
+    Value* allocate(std::size_t count) { return static_cast<Value*>(store_->take(count * sizeof(Value))); }
+    void deallocate(Value* block, std::size_t count) { store_->giveBack(block, count * sizeof(Value)); }
+
+    [[nodiscard]] const std::shared_ptr<BlockStore>& store() const { return store_; }
+    template <typename Other>
+    bool operator==(const RecyclingAllocator<Other>& other) const
+    {
+        return store_ == other.store();
+    }
+
+private:
+    std::shared_ptr<BlockStore> store_;
+};
+
+/// A fixed number of pixel buffers. A buffer comes back when its last holder lets go, wherever and whenever that is:
+/// what is kept outlives the pool. Thread-safe.
+class BufferPool {
+public:
+    explicit BufferPool(std::size_t count);
+
+    /// Absent when all buffers are held.
+    [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquire(std::size_t width, std::size_t height);
+
+    [[nodiscard]] std::shared_ptr<platform::CMSampleBuffer>
+    makeSample(std::shared_ptr<platform::CVPixelBuffer> buffer,
+               std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix, platform::FrameTicket ticket);
+
+private:
+    struct Shelf;
+
+    std::shared_ptr<Shelf> shelf_;
+    std::shared_ptr<BlockStore> blocks_ = std::make_shared<BlockStore>();
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <tamsel/platform/AVCaptureSession.h>
+
+#include <chrono>
+#include <expected>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tamsel::engine {
+
+/// What is fixed about a camera.
+struct CameraDescription {
+    std::string uniqueID;
+    std::string name;
+    platform::AVCaptureDeviceType type = platform::AVCaptureDeviceType::builtInWideAngleCamera;
+    platform::AVCaptureDevicePosition position = platform::AVCaptureDevicePosition::back;
+    /// Of the active format; absent when the device cannot tell before it runs.
+    std::optional<platform::CGSize> presentationDimensions;
+    float videoFieldOfView = 60;   ///< degrees
+    int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
+    double minZoomFactor = 1;
+    double maxZoomFactor = 1;
+    /// The way up of the stored pixels: a connection of this orientation passes them unturned.
+    platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
+    /// Absent when the input does not know it.
+    std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix;
+};
+
+/// Where a driver puts its frames. One sink serves one start; once the session has let go of it every call is
+/// ignored, so a driver need not wait for its device when it is stopped. Thread-safe, but frames come from one
+/// thread at a time and in order.
+class FrameSink {
+public:
+    virtual ~FrameSink() = default;
+
+    /// A free buffer of the session's pool; absent when all are held: the driver then calls `drop(noBuffer)`.
+    [[nodiscard]] virtual std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(std::size_t width,
+                                                                                 std::size_t height) = 0;
+
+    /// Hands on a filled buffer. To be the caller's last act: what follows may run on the same thread afterwards.
+    virtual void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
+                         std::chrono::nanoseconds captureTime) = 0;
+
+    /// The device produced a frame that went nowhere.
+    virtual void drop(platform::DropCause cause) = 0;
+
+    /// The device is gone: the session stops and one drop is told.
+    virtual void lose(const platform::Error& reason) = 0;
+};
+
+/// One camera of a back end. Calls come from one thread at a time.
+class CameraDriver {
+public:
+    virtual ~CameraDriver() = default;
+
+    /// Thread-safe.
+    [[nodiscard]] virtual CameraDescription description() const = 0;
+
+    /// Takes the device for this process; fails when another process holds it or it is not there.
+    [[nodiscard]] virtual std::expected<void, platform::Error> open() = 0;
+    /// Gives it back. Does nothing when it is not open.
+    virtual void close() = 0;
+
+    /// Begins to fill the sink. An open device only; may take as long as the device needs to start.
+    [[nodiscard]] virtual std::expected<void, platform::Error> start(platform::AVCaptureSessionPreset preset,
+                                                                     std::shared_ptr<FrameSink> sink) = 0;
+    /// Asks the stream to end and does not wait for it. A later `start` works at once.
+    virtual void stop() = 0;
+
+    /// Applies a factor within the description's range.
+    virtual void setZoomFactor(double factor) = 0;
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <engine/capture/CameraDriver.h>
+#include <engine/capture/CaptureHook.h>
+
+#include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/RunLoop.h>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace tamsel::engine {
+
+class ApplicationState;
+class CaptureContext;
+
+/// What the engine's capture services stand on. All references must outlive the services and everything made by them,
+/// except sessions and buffers that are only kept, no longer used.
+struct CaptureConfiguration {
+    platform::Clock& clock;
+    ApplicationState& application;
+    /// Every camera of this machine; several may share a position, the first of a type and position is the default.
+    std::vector<std::shared_ptr<CameraDriver>> cameras;
+    /// Asked at each question.
+    std::function<platform::AVAuthorizationStatus(platform::AVMediaType)> authorization;
+    /// Buffers of each session's pool.
+    std::size_t bufferCount = 10;
+    /// May be absent. Held until the services go.
+    std::shared_ptr<CaptureHook> hook;
+};
+
+/// The capture services of a phone on top of camera drivers: which devices there are, and sessions that join them to
+/// outputs. The same for every back end.
+class Capture final : public platform::CaptureServices {
+public:
+    explicit Capture(CaptureConfiguration configuration);
+    ~Capture() override;
+
+    [[nodiscard]] platform::AVAuthorizationStatus authorizationStatus(platform::AVMediaType mediaType) const override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureDevice>
+    defaultDevice(platform::AVCaptureDeviceType type, platform::AVMediaType mediaType,
+                  platform::AVCaptureDevicePosition position) override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureDevice> defaultAudioDevice() override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureSession> makeSession() override;
+    [[nodiscard]] std::expected<std::shared_ptr<platform::AVCaptureDeviceInput>, platform::Error>
+    makeDeviceInput(const std::shared_ptr<platform::AVCaptureDevice>& device) override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureVideoDataOutput> makeVideoDataOutput() override;
+    [[nodiscard]] std::shared_ptr<platform::AVCapturePhotoOutput> makePhotoOutput() override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureMovieFileOutput> makeMovieFileOutput() override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureMetadataOutput> makeMetadataOutput() override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureVideoPreviewLayer>
+    makePreviewLayer(const std::shared_ptr<platform::AVCaptureSession>& session) override;
+
+    /// Every camera, in the order of the configuration.
+    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;
+
+private:
+    std::shared_ptr<CaptureContext> context_;
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace tamsel::engine {
+
+/// The calls of the capture roles, as a hook sees them.
+enum class CaptureCall : std::uint8_t {
+    beginConfiguration,
+    commitConfiguration,
+    setSessionPreset,
+    makeDeviceInput,
+    canAddInput,
+    addInput,
+    removeInput,
+    canAddOutput,
+    addOutput,
+    removeOutput,
+    startRunning,
+    stopRunning,
+    setSampleBufferDelegate,
+    lockForConfiguration,
+    unlockForConfiguration,
+    setVideoZoomFactor,
+    setEnabled,
+    setAutomaticallyAdjustsVideoMirroring,
+    setVideoOrientation,
+    makePreviewLayer,
+};
+
+/// Sees every call of the capture roles before it is carried out: a back end may write it down, let it take time,
+/// or refuse it. The default lets everything pass.
+class CaptureHook {
+public:
+    virtual ~CaptureHook() = default;
+
+    /// `detail` names the argument in one word where there is one ("AVCaptureVideoDataOutput", "landscapeLeft").
+    /// False refuses the call, where the call can be refused: makeDeviceInput, canAddInput, canAddOutput,
+    /// lockForConfiguration, startRunning.
+    virtual bool permits(CaptureCall /*call*/, std::string_view /*detail*/) { return true; }
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <engine/dispatch/EventSource.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+namespace tamsel::engine {
+
+/// The set of descriptors that idle workers wait on, and the event sources in it. One waiting thread is woken for each
+/// event. Thread-safe.
+class PollSet final : public std::enable_shared_from_this<PollSet> {
+public:
+    PollSet();
+    ~PollSet();
+    PollSet(const PollSet&) = delete;
+    PollSet& operator=(const PollSet&) = delete;
+
+    [[nodiscard]] std::unique_ptr<EventSource> makeTimer(std::function<void()> fire);
+    [[nodiscard]] std::unique_ptr<EventSource> makeDescriptor(int descriptor, std::function<void()> fire);
+
+    /// Wakes one thread that waits, or the next one that comes.
+    void wake();
+
+    /// Waits for one event, calls `awake`, and then carries the event out. True when it was a `wake`.
+    template <typename Awake>
+    bool wait(Awake awake)
+    {
+        const Event event = waitForEvent();
+        awake();
+        if (event.isSource)
+            carryOut(event.identifier);
+        return event.isWake;
+    }
+
+    /// Every later call of a source does nothing; calls that run are not waited for.
+    void close();
+
+private:
+    class Source;
+    class Handle;
+
+    struct Event {
+        bool isWake;
+        bool isSource;
+        std::uint64_t identifier;
+    };
+
+    [[nodiscard]] Event waitForEvent();
+    void carryOut(std::uint64_t identifier);
+
+    int pollDescriptor_;
+    int wakeDescriptor_;
+    std::mutex guard_;
+    bool closed_ = false;
+    std::uint64_t lastIdentifier_ = 0;
+    std::unordered_map<std::uint64_t, std::shared_ptr<Source>> sources_;
+};
+
+} // namespace tamsel::engine

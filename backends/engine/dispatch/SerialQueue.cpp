@@ -1,0 +1,105 @@
+#include <engine/dispatch/SerialQueue.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <utility>
+
+namespace tamsel::engine {
+
+namespace {
+
+/// An address that stands in a queue's word while the queue is busy and nothing waits.
+alignas(WorkCell) constinit std::byte markerStorage{};
+
+WorkCell* busyMarker()
+{
+    return reinterpret_cast<WorkCell*>(&markerStorage);
+}
+
+thread_local const void* currentIdentity = nullptr;
+
+/// What an item runs under: nothing may leave it.
+void invoke(platform::WorkItem& item) noexcept
+{
+    try {
+        item();
+    } catch (const std::exception& exception) {
+        std::fprintf(stderr, "tamsel: an exception left a callback: %s\n", exception.what());
+        std::abort();
+    } catch (...) {
+        std::fputs("tamsel: an exception left a callback\n", stderr);
+        std::abort();
+    }
+}
+
+} // namespace
+
+SerialQueue::SerialQueue(std::string label, std::shared_ptr<QueueExecutor> executor, const void* identity)
+    : label_(std::move(label)), executor_(std::move(executor)), identity_(identity != nullptr ? identity : this)
+{
+}
+
+bool SerialQueue::isCurrent(const void* identity)
+{
+    return currentIdentity == identity;
+}
+
+void SerialQueue::async(platform::WorkItem item)
+{
+    WorkCell* cell = takeCell(std::move(item));
+    WorkCell* newest = newest_.load(std::memory_order_relaxed);
+    do {
+        cell->next = newest == busyMarker() ? nullptr : newest;
+    } while (!newest_.compare_exchange_weak(newest, cell, std::memory_order_acq_rel, std::memory_order_relaxed));
+    if (newest == nullptr) {
+        retain();
+        executor_->schedule(*this);
+    }
+}
+
+WorkCell* SerialQueue::nextCell()
+{
+    if (taken_ == nullptr) {
+        WorkCell* chain = newest_.exchange(busyMarker(), std::memory_order_acq_rel);
+        while (chain != nullptr) {
+            WorkCell* older = chain->next;
+            chain->next = taken_;
+            taken_ = chain;
+            chain = older;
+        }
+    }
+    WorkCell* cell = taken_;
+    taken_ = cell->next;
+    return cell;
+}
+
+bool SerialQueue::becomeIdle()
+{
+    WorkCell* expected = busyMarker();
+    return taken_ == nullptr
+        && newest_.compare_exchange_strong(expected, nullptr, std::memory_order_acq_rel, std::memory_order_relaxed);
+}
+
+bool SerialQueue::run(int limit)
+{
+    const void* outer = std::exchange(currentIdentity, identity_);
+    bool ready = true;
+    while (ready && limit-- > 0) {
+        WorkCell* cell = nextCell();
+        invoke(cell->item);
+        returnCell(cell);
+        ready = !becomeIdle();
+    }
+    currentIdentity = outer;
+    return ready;
+}
+
+void SerialQueue::discard()
+{
+    do {
+        returnCell(nextCell());
+    } while (!becomeIdle());
+}
+
+} // namespace tamsel::engine

@@ -1,0 +1,195 @@
+#include <engine/dispatch/ThreadRunLoop.h>
+
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tamsel::engine {
+
+namespace {
+
+constexpr int itemsPerTurn = 64;
+constexpr std::chrono::nanoseconds never = std::chrono::nanoseconds::max();
+
+std::chrono::nanoseconds monotonicNow()
+{
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+void addToPoll(int pollDescriptor, int descriptor)
+{
+    epoll_event event{.events = EPOLLIN, .data = {.fd = descriptor}};
+    epoll_ctl(pollDescriptor, EPOLL_CTL_ADD, descriptor, &event);
+}
+
+} // namespace
+
+class ThreadRunLoop::LoopTimer final : public platform::Timer {
+public:
+    LoopTimer(std::chrono::nanoseconds interval, bool repeats, std::function<void(platform::Timer&)> block)
+        : interval_(std::max(interval, std::chrono::nanoseconds{1}))
+        , repeats_(repeats)
+        , due_(monotonicNow() + interval_)
+        , block_(std::move(block))
+    {
+    }
+
+    void invalidate() override { isValid_ = false; }
+    [[nodiscard]] bool isValid() const override { return isValid_; }
+    [[nodiscard]] std::chrono::nanoseconds due() const { return due_; }
+
+    void fire(std::chrono::nanoseconds now)
+    {
+        if (repeats_)
+            due_ += ((now - due_) / interval_ + 1) * interval_;
+        else
+            isValid_ = false;
+        block_(*this);
+    }
+
+private:
+    const std::chrono::nanoseconds interval_;
+    const bool repeats_;
+    bool isValid_ = true;
+    std::chrono::nanoseconds due_;
+    const std::function<void(platform::Timer&)> block_;
+};
+
+ThreadRunLoop::ThreadRunLoop()
+    : pollDescriptor_(epoll_create1(EPOLL_CLOEXEC))
+    , wakeDescriptor_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
+    , timerDescriptor_(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))
+{
+    addToPoll(pollDescriptor_, wakeDescriptor_);
+    addToPoll(pollDescriptor_, timerDescriptor_);
+}
+
+ThreadRunLoop::~ThreadRunLoop()
+{
+    ::close(timerDescriptor_);
+    ::close(wakeDescriptor_);
+    ::close(pollDescriptor_);
+}
+
+std::shared_ptr<platform::Timer> ThreadRunLoop::scheduleTimer(std::chrono::nanoseconds interval, bool repeats,
+                                                              std::function<void(platform::Timer&)> block)
+{
+    auto timer = std::make_shared<LoopTimer>(interval, repeats, std::move(block));
+    timers_.push_back(timer);
+    armDescriptor();
+    return timer;
+}
+
+void ThreadRunLoop::run()
+{
+    while (!isStopped_.exchange(false))
+        runOnce(never);
+}
+
+void ThreadRunLoop::stop()
+{
+    isStopped_ = true;
+    wake();
+}
+
+bool ThreadRunLoop::runOnce(std::chrono::nanoseconds limit)
+{
+    const std::chrono::nanoseconds begin = monotonicNow();
+    for (;;) {
+        bool ran = false;
+        std::uint64_t wakes = 0;
+        [[maybe_unused]] const ssize_t consumed = ::read(wakeDescriptor_, &wakes, sizeof wakes);
+        if (SerialQueue* queue = takeReady()) {
+            const std::shared_ptr<SerialQueue> alive = queue->release();
+            if (alive->run(itemsPerTurn)) {
+                alive->retain();
+                schedule(*alive);
+            }
+            ran = true;
+        }
+        ran = fireTimers() || ran;
+        const std::chrono::nanoseconds passed = monotonicNow() - begin;
+        if (ran || isStopped_ || passed >= limit)
+            return ran;
+        pollfd entry{.fd = pollDescriptor_, .events = POLLIN, .revents = 0};
+        const std::chrono::nanoseconds left = limit - passed;
+        const timespec wait{.tv_sec = static_cast<time_t>(left.count() / 1'000'000'000),
+                            .tv_nsec = static_cast<long>(left.count() % 1'000'000'000)};
+        ::ppoll(&entry, 1, limit == never ? nullptr : &wait, nullptr);
+    }
+}
+
+bool ThreadRunLoop::fireTimers()
+{
+    bool fired = false;
+    const std::chrono::nanoseconds now = monotonicNow();
+    const std::vector<std::shared_ptr<LoopTimer>> timers = timers_; // blocks may add more
+    for (const std::shared_ptr<LoopTimer>& timer : timers) {
+        if (timer->isValid() && timer->due() <= now) {
+            timer->fire(now);
+            fired = true;
+        }
+    }
+    std::erase_if(timers_, [](const std::shared_ptr<LoopTimer>& timer) { return !timer->isValid(); });
+    if (fired || timers.size() != timers_.size())
+        armDescriptor();
+    return fired;
+}
+
+void ThreadRunLoop::armDescriptor()
+{
+    std::chrono::nanoseconds next{};
+    for (const std::shared_ptr<LoopTimer>& timer : timers_) {
+        if (timer->isValid() && (next.count() == 0 || timer->due() < next))
+            next = timer->due();
+    }
+    const itimerspec value{.it_interval = {},
+                           .it_value = {.tv_sec = static_cast<time_t>(next.count() / 1'000'000'000),
+                                        .tv_nsec = static_cast<long>(next.count() % 1'000'000'000)}};
+    timerfd_settime(timerDescriptor_, TFD_TIMER_ABSTIME, &value, nullptr);
+}
+
+void ThreadRunLoop::wake() const
+{
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(wakeDescriptor_, &one, sizeof one);
+}
+
+SerialQueue* ThreadRunLoop::takeReady()
+{
+    const std::lock_guard lock(guard_);
+    return std::exchange(ready_, nullptr);
+}
+
+void ThreadRunLoop::schedule(SerialQueue& queue)
+{
+    {
+        const std::lock_guard lock(guard_);
+        if (!isClosed_) {
+            ready_ = &queue; // the main queue is the only one
+            wake();
+            return;
+        }
+    }
+    const std::shared_ptr<SerialQueue> alive = queue.release();
+    alive->discard();
+}
+
+void ThreadRunLoop::close()
+{
+    {
+        const std::lock_guard lock(guard_);
+        isClosed_ = true;
+    }
+    if (SerialQueue* queue = takeReady()) {
+        const std::shared_ptr<SerialQueue> alive = queue->release();
+        alive->discard();
+    }
+}
+
+} // namespace tamsel::engine

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <engine/dispatch/SerialQueue.h>
+
+#include <tamsel/platform/RunLoop.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace tamsel::engine {
+
+/// The run loop of one real thread: its timers, and for the main thread the main queue. Its descriptor becomes readable
+/// when there is something to do, so that it can be driven from any other event loop.
+class ThreadRunLoop final : public platform::RunLoop, public QueueExecutor {
+public:
+    ThreadRunLoop();
+    ~ThreadRunLoop() override;
+    ThreadRunLoop(const ThreadRunLoop&) = delete;
+    ThreadRunLoop& operator=(const ThreadRunLoop&) = delete;
+
+    std::shared_ptr<platform::Timer> scheduleTimer(std::chrono::nanoseconds interval, bool repeats,
+                                                   std::function<void(platform::Timer&)> block) override;
+
+    /// Until `stop` is called. On the loop's thread.
+    void run();
+    /// Runs what is ready, after waiting at most `limit` for the first of it. True when anything ran. On the loop's
+    /// thread.
+    bool runOnce(std::chrono::nanoseconds limit);
+    /// Ends `run`, or the next one. Thread-safe.
+    void stop();
+
+    /// Readable while a main-queue item waits or a timer is due. Call `runOnce` with a limit of zero then.
+    [[nodiscard]] int descriptor() const { return pollDescriptor_; }
+
+    void schedule(SerialQueue& queue) override;
+    /// Destroys what has not run; what is scheduled later is destroyed at once.
+    void close();
+
+private:
+    class LoopTimer;
+
+    [[nodiscard]] SerialQueue* takeReady();
+    [[nodiscard]] bool fireTimers();
+    void armDescriptor();
+    void wake() const;
+
+    int pollDescriptor_;
+    int wakeDescriptor_;
+    int timerDescriptor_;
+    std::vector<std::shared_ptr<LoopTimer>> timers_;
+    std::mutex guard_;
+    SerialQueue* ready_ = nullptr;
+    bool isClosed_ = false;
+    std::atomic<bool> isStopped_ = false;
+};
+
+} // namespace tamsel::engine

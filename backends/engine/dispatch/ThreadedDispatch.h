@@ -1,0 +1,52 @@
+#pragma once
+
+#include <engine/dispatch/EventSource.h>
+
+#include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/RunLoop.h>
+
+#include <memory>
+
+namespace tamsel::engine {
+
+class SerialQueue;
+class ThreadRunLoop;
+class WorkerPool;
+
+/// Queues, run loops and event sources on real threads. The thread that makes it is the main thread. To be destroyed
+/// last, never on a worker: items that have not run by then are destroyed unrun.
+class ThreadedDispatch final : public platform::Dispatch, public platform::RunLoops, public EventSources {
+public:
+    /// A pool of two or more workers; by default two more than the machine has processors, so that one client that
+    /// blocks holds up nobody.
+    explicit ThreadedDispatch(std::size_t workers = 0);
+    ~ThreadedDispatch() override;
+    ThreadedDispatch(const ThreadedDispatch&) = delete;
+    ThreadedDispatch& operator=(const ThreadedDispatch&) = delete;
+
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeSerialQueue(std::string label) override;
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> mainQueue() override;
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> globalQueue() override;
+    [[nodiscard]] bool isMainThread() const override;
+
+    /// A `ThreadRunLoop`; it lives as long as its thread and this object.
+    [[nodiscard]] platform::RunLoop& current() override;
+
+    [[nodiscard]] std::unique_ptr<EventSource> makeTimer(std::function<void()> fire) override;
+    [[nodiscard]] std::unique_ptr<EventSource> makeDescriptor(int descriptor, std::function<void()> fire) override;
+
+    /// The main thread's loop: run it whole, once with a limit, or when its descriptor is readable.
+    [[nodiscard]] ThreadRunLoop& mainLoop() { return *mainLoop_; }
+
+private:
+    class GlobalQueue;
+    struct Loops;
+
+    const std::shared_ptr<WorkerPool> pool_;
+    const std::shared_ptr<Loops> loops_;
+    const std::shared_ptr<ThreadRunLoop> mainLoop_;
+    const std::shared_ptr<SerialQueue> mainQueue_;
+    const std::shared_ptr<GlobalQueue> globalQueue_;
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,103 @@
+#include <engine/dispatch/WorkCell.h>
+
+#include <array>
+#include <cstddef>
+#include <mutex>
+#include <vector>
+
+namespace tamsel::engine {
+
+namespace {
+
+constexpr std::size_t magazineSize = 64;
+
+/// Full magazines on their way from threads that free to threads that take.
+class Depot {
+public:
+    WorkCell* takeMagazine()
+    {
+        {
+            const std::lock_guard lock(guard_);
+            if (!magazines_.empty()) {
+                WorkCell* chain = magazines_.back();
+                magazines_.pop_back();
+                return chain;
+            }
+        }
+        WorkCell* chain = nullptr;
+        for (std::size_t index = 0; index < magazineSize; ++index)
+            chain = new WorkCell{.item = {}, .next = chain};
+        return chain;
+    }
+
+    void returnMagazine(WorkCell* chain)
+    {
+        const std::lock_guard lock(guard_);
+        magazines_.push_back(chain);
+    }
+
+private:
+    std::mutex guard_;
+    std::vector<WorkCell*> magazines_;
+};
+
+/// Lives as long as the process: threads may return cells while it ends.
+Depot& depot()
+{
+    static Depot& depot = *new Depot;
+    return depot;
+}
+
+/// Two magazines of one thread, so that a thread at a boundary does not go to the depot each time.
+struct Magazines {
+    ~Magazines()
+    {
+        while (current != nullptr) {
+            WorkCell* cell = current;
+            current = cell->next;
+            delete cell;
+        }
+        if (full != nullptr)
+            depot().returnMagazine(full);
+    }
+
+    WorkCell* current = nullptr;
+    std::size_t count = 0;
+    WorkCell* full = nullptr;
+};
+
+thread_local Magazines magazines;
+
+} // namespace
+
+WorkCell* takeCell(platform::WorkItem item)
+{
+    Magazines& mine = magazines;
+    if (mine.current == nullptr) {
+        mine.current = mine.full != nullptr ? std::exchange(mine.full, nullptr) : depot().takeMagazine();
+        mine.count = magazineSize;
+    }
+    WorkCell* cell = mine.current;
+    mine.current = cell->next;
+    --mine.count;
+    cell->next = nullptr;
+    cell->item = std::move(item);
+    return cell;
+}
+
+void returnCell(WorkCell* cell)
+{
+    cell->item.reset();
+    Magazines& mine = magazines;
+    if (mine.count == magazineSize) {
+        if (mine.full != nullptr)
+            depot().returnMagazine(mine.full);
+        mine.full = std::exchange(mine.current, nullptr);
+        mine.count = 0;
+    }
+    cell->next = mine.current;
+    mine.current = cell;
+    ++mine.count;
+}
+
+} // namespace tamsel::engine

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <engine/dispatch/PolledSource.h>
+#include <engine/dispatch/SerialQueue.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace tamsel::engine {
+
+/// The threads that run ready queues. What an item hands over as its last act goes into its worker's own slot and is run
+/// next by the same thread, without a lock or a wake. Idle workers wait on the poll set, so whoever sees a device's event
+/// also runs the queues that it leads to. A watcher starts another worker when all are held up inside items.
+class WorkerPool final : public QueueExecutor, public std::enable_shared_from_this<WorkerPool> {
+public:
+    static constexpr std::size_t maximumWorkers = 64;
+
+    explicit WorkerPool(std::size_t workers);
+    ~WorkerPool() override;
+
+    void start();
+    /// Ends and joins all threads and destroys what has not run. Never on a worker.
+    void stop();
+
+    void schedule(SerialQueue& queue) override;
+
+    [[nodiscard]] const std::shared_ptr<PollSet>& pollSet() const { return pollSet_; }
+
+private:
+    struct Worker {
+        std::atomic<SerialQueue*> slot = nullptr;
+        std::atomic<std::uint64_t> turns = 0;
+        std::atomic<bool> isDone = false;
+        // The watcher's memory of its last look.
+        SerialQueue* seenSlot = nullptr;
+        std::uint64_t seenTurns = 0;
+        std::thread thread;
+    };
+
+    void addWorker();
+    void work(Worker& worker);
+    [[nodiscard]] SerialQueue* nextQueue(Worker& worker, int& slotTurns);
+    void runQueue(Worker& worker, SerialQueue* queue);
+    void pushShared(SerialQueue& queue);
+    [[nodiscard]] SerialQueue* takeShared();
+    void wakeOne();
+    [[nodiscard]] bool waitForWork();
+    void watch();
+    [[nodiscard]] bool lookAfterWorkers();
+
+    static thread_local Worker* currentWorker;
+    static thread_local const WorkerPool* currentPool;
+
+    const std::size_t baseWorkers_;
+    const std::shared_ptr<PollSet> pollSet_ = std::make_shared<PollSet>();
+
+    std::mutex readyGuard_;
+    SerialQueue* oldestReady_ = nullptr;
+    SerialQueue* newestReady_ = nullptr;
+    bool isClosed_ = false;
+    std::atomic<std::size_t> readyCount_ = 0;
+
+    std::atomic<bool> isStopping_ = false;
+    std::atomic<std::size_t> idleWorkers_ = 0;
+    std::atomic<std::size_t> liveWorkers_ = 0;
+    std::atomic<bool> wakeIsUnderway_ = false;
+
+    std::mutex workersGuard_;
+    std::vector<std::unique_ptr<Worker>> workers_;
+
+    std::atomic<bool> watcherIsAwake_ = false;
+    std::mutex watcherGuard_;
+    std::condition_variable watcherWakes_;
+    std::thread watcher_;
+};
+
+} // namespace tamsel::engine

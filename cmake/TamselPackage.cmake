@@ -1,0 +1,33 @@
+# The CMake package (one export for each component) and the pkg-config files.
+
+include(CMakePackageConfigHelpers)
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/TamselSourceManager")
+
+set(components core engine simulated)
+if(TAMSEL_HOST)
+    list(APPEND components host)
+endif()
+foreach(component IN LISTS components)
+    install(EXPORT tamsel-${component} NAMESPACE Tamsel:: DESTINATION "${package_dir}")
+endforeach()
+
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/TamselSourceManagerConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/TamselSourceManagerConfig.cmake" INSTALL_DESTINATION "${package_dir}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/TamselSourceManagerConfigVersion.cmake"
+    COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/TamselSourceManagerConfig.cmake"
+    "${PROJECT_BINARY_DIR}/TamselSourceManagerConfigVersion.cmake" DESTINATION "${package_dir}")
+
+function(tamsel_pkg_config file description requires requires_private libs libs_private)
+    configure_file("${PROJECT_SOURCE_DIR}/cmake/tamsel.pc.in" "${PROJECT_BINARY_DIR}/${file}.pc" @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/${file}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endfunction()
+
+tamsel_pkg_config(tamsel-source-manager "Images and sensor verdicts for capture screens" "" "" "-ltamsel_core" "")
+tamsel_pkg_config(tamsel-source-manager-simulated "A scripted phone on virtual time" "tamsel-source-manager" ""
+    "-ltamsel_simulated -ltamsel_engine -ltamsel_core" "-pthread")
+if(TAMSEL_HOST)
+    tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux" "tamsel-source-manager"
+        "libavdevice libavformat libavcodec libswscale libavutil libyuv"
+        "-ltamsel_host -ltamsel_engine -ltamsel_core" "-pthread")
+endif()

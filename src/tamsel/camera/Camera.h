@@ -1,0 +1,49 @@
+#pragma once
+
+#include <tamsel/camera/CameraConfiguration.h>
+#include <tamsel/camera/CameraDelegate.h>
+#include <tamsel/platform/AVCaptureSession.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace tamsel {
+
+/// A camera source as its owner sees it.
+class Camera {
+public:
+    using Completion = std::move_only_function<void()>;
+
+    virtual ~Camera() = default;
+
+    /// True while live frames are wanted. Thread-safe.
+    [[nodiscard]] virtual bool isActive() const = 0;
+    virtual void setIsActive(bool isActive) = 0;
+
+    // To be set before `startSession`, by one thread at a time.
+    virtual void setPreferredVideoGravity(std::optional<platform::AVLayerVideoGravity> gravity) = 0;
+    /// Millimetres.
+    virtual void setMinimumFocusObjectSize(std::optional<double> size) = 0;
+    virtual void setDelegate(std::weak_ptr<CameraDelegate> delegate) = 0;
+    virtual void setConfiguration(CameraConfiguration configuration) = 0;
+
+    /// The session's first device input; absent when it has none.
+    [[nodiscard]] virtual std::shared_ptr<platform::AVCaptureDeviceInput> currentDeviceInput() const = 0;
+    [[nodiscard]] virtual std::shared_ptr<const platform::FrameLedger> frameLedger() const = 0;
+
+    /// On the main queue. The completion runs there, once the session has started; never when set-up fails.
+    virtual void startSession(std::vector<platform::AVMetadataObjectType> metadataObjectTypes,
+                              Completion completion) = 0;
+    /// Stops frames at once and the session soon. The completion may be empty; it is called on the session queue, and
+    /// only when the camera was active and its session running.
+    virtual void pause(Completion completion) = 0;
+    virtual void resume() = 0;
+    /// Runs on its caller's queue, which is the session queue after `pause`. The completion may be empty.
+    virtual void tearDown(Completion completion) = 0;
+    /// On the main queue.
+    virtual void addPreviewLayer(const std::shared_ptr<platform::CALayer>& layer) = 0;
+};
+
+} // namespace tamsel

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <tamsel/platform/AVCaptureSession.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace tamsel::platform {
+class UIDevice;
+}
+
+namespace tamsel {
+
+/// What a camera session is set up for. Replaced as a whole, never field by field.
+struct CameraConfiguration {
+    /// Which camera. Raw values are the cases' names.
+    class Position {
+    public:
+        enum Case : std::uint8_t { front, back, unspecified };
+
+        constexpr Position(Case value) : value_(value) {} // NOLINT: a case is a value of this type
+
+        /// Absent unless the text is exactly "front", "back" or "unspecified".
+        [[nodiscard]] static std::optional<Position> fromRawValue(std::string_view rawValue);
+        [[nodiscard]] std::string_view rawValue() const;
+        /// The position that device lookup takes.
+        [[nodiscard]] platform::AVCaptureDevicePosition capturePosition() const;
+
+        constexpr operator Case() const { return value_; } // NOLINT: usable in a switch
+
+    private:
+        Case value_;
+    };
+
+    /// Session quality. `none` selects the high preset; it does not leave the preset alone.
+    enum class SessionPreset : std::uint8_t { photo, none };
+
+    Position position;
+    SessionPreset preset;
+    bool videoRecordingEnabled; ///< a movie output and an audio input are prepared
+};
+
+[[nodiscard]] platform::AVCaptureSessionPreset capturePreset(CameraConfiguration::SessionPreset preset);
+
+/// The kinds of device to look for at a position, in the order of asking.
+[[nodiscard]] std::vector<platform::AVCaptureDeviceType> deviceTypes(CameraConfiguration::Position position,
+                                                                     const platform::UIDevice& device);
+
+} // namespace tamsel
+
+template <>
+struct std::hash<tamsel::CameraConfiguration::Position> {
+    std::size_t operator()(tamsel::CameraConfiguration::Position position) const noexcept
+    {
+        return std::hash<std::string_view>{}(position.rawValue());
+    }
+};

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <tamsel/camera/Camera.h>
+#include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/UIDevice.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tamsel::platform {
+struct Platform;
+}
+
+namespace tamsel {
+
+class MetadataOutputHandler;
+class VideoFrameHandler;
+
+/// The library's camera: one capture session with its inputs, outputs and queues.
+class IosCamera final : public Camera, public std::enable_shared_from_this<IosCamera> {
+    struct Private {};
+
+public:
+    [[nodiscard]] static std::shared_ptr<IosCamera> create(CameraConfiguration configuration,
+                                                           platform::Platform& platform);
+    /// True when a camera can be found at the position.
+    [[nodiscard]] static bool isAvailable(CameraConfiguration::Position position, platform::Platform& platform);
+
+    IosCamera(Private, CameraConfiguration configuration, platform::Platform& platform);
+    ~IosCamera() override;
+
+    [[nodiscard]] bool isActive() const override { return isActive_.load(); }
+    void setIsActive(bool isActive) override;
+    void setPreferredVideoGravity(std::optional<platform::AVLayerVideoGravity> gravity) override;
+    void setMinimumFocusObjectSize(std::optional<double> size) override;
+    void setDelegate(std::weak_ptr<CameraDelegate> delegate) override;
+    void setConfiguration(CameraConfiguration configuration) override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureDeviceInput> currentDeviceInput() const override;
+    [[nodiscard]] std::shared_ptr<const platform::FrameLedger> frameLedger() const override;
+
+    void startSession(std::vector<platform::AVMetadataObjectType> metadataObjectTypes, Completion completion) override;
+    void pause(Completion completion) override;
+    void resume() override;
+    void tearDown(Completion completion) override;
+    void addPreviewLayer(const std::shared_ptr<platform::CALayer>& layer) override;
+
+private:
+    void observeApplication();
+    void receiveFrames();
+
+    // Set-up, in IosCameraSetup.cpp. The first four run at the same time as each other on the global queue.
+    void applySessionPreset();
+    void setUpDeviceInputs();
+    void setUpVideoOutputs();
+    void setUpPhotoOutput();
+    void finishSetUp(std::vector<platform::AVMetadataObjectType> types, platform::UIInterfaceOrientation orientation,
+                     Completion completion);
+    [[nodiscard]] bool addInputsAndOutputs(platform::UIInterfaceOrientation orientation);
+    void setUpMetadataOutput(const std::vector<platform::AVMetadataObjectType>& types);
+    void fail(CameraError error);
+    void setSampleBufferDelegate(std::weak_ptr<VideoFrameHandler> handler);
+
+    // Geometry, in IosCameraGeometry.cpp.
+    void adjustZoomForMinimumFocus();
+    void configureVideoConnections(platform::UIInterfaceOrientation orientation);
+    void handleStatusBarOrientationChanged();
+
+    void handleBackground();
+    void handleForeground();
+
+    platform::Platform& platform_;
+    std::atomic<bool> isActive_ = false;
+    const std::shared_ptr<platform::AVCaptureSession> captureSession_;
+    const std::shared_ptr<platform::DispatchQueue> videoQueue_;
+    const std::shared_ptr<platform::DispatchQueue> sessionQueue_;
+    const std::shared_ptr<VideoFrameHandler> handler_;
+
+    // Set by the owner before the start; what is posted afterwards sees them.
+    std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_;
+    std::optional<double> minimumFocusObjectSize_;
+    std::weak_ptr<CameraDelegate> delegate_;
+    CameraConfiguration configuration_;
+
+    // Each written by one of the set-up steps, read on the session queue after all of them.
+    std::shared_ptr<platform::AVCaptureDeviceInput> captureDeviceInput_;
+    std::shared_ptr<platform::AVCaptureDeviceInput> audioDeviceInput_;
+    std::shared_ptr<platform::AVCaptureMovieFileOutput> movieFileOutput_;
+    std::shared_ptr<platform::AVCapturePhotoOutput> photoOutput_;
+
+    // On the session queue only.
+    std::shared_ptr<MetadataOutputHandler> metadataHandler_;
+    std::shared_ptr<platform::AVCaptureMetadataOutput> metadataOutput_;
+
+    // `pause` and `resume` read these on the client's thread while the set-up may be writing them.
+    mutable std::mutex guard_;
+    std::shared_ptr<platform::AVCaptureVideoDataOutput> videoDataOutput_;
+    std::weak_ptr<platform::AVCaptureVideoPreviewLayer> previewLayer_;
+};
+
+} // namespace tamsel

@@ -1,0 +1,235 @@
+#include <tamsel/facade/OvriSourceManager.h>
+
+#include <tamsel/camera/IosCamera.h>
+#include <tamsel/facade/OvriSourceManagerRelay.h>
+#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/NotificationCenter.h>
+#include <tamsel/platform/Platform.h>
+
+#include <utility>
+
+namespace tamsel {
+
+using namespace platform;
+using Position = CameraConfiguration::Position;
+
+namespace {
+
+constexpr std::string_view cameraDidBecomeVisibleNotification = "TamselCameraDidBecomeVisibleNotification";
+
+std::optional<double> doubleFor(const std::string& key, const Configurations& configurations)
+{
+    const auto found = configurations.find(key);
+    if (found == configurations.end())
+        return std::nullopt;
+    const auto* value = std::any_cast<double>(&found->second);
+    return value ? std::optional(*value) : std::nullopt;
+}
+
+} // namespace
+
+std::shared_ptr<OvriSourceManager> OvriSourceManager::create(const std::vector<SourceType>& /*types*/,
+                                                             CameraConfiguration::SessionPreset preset,
+                                                             std::shared_ptr<DispatchQueue> responseQueue,
+                                                             Platform& platform)
+{
+    auto manager = std::make_shared<OvriSourceManager>(Private{}, preset, std::move(responseQueue), platform);
+    manager->makeRelay();
+    return manager;
+}
+
+OvriSourceManager::OvriSourceManager(Private, CameraConfiguration::SessionPreset preset,
+                                     std::shared_ptr<DispatchQueue> responseQueue, Platform& platform)
+    : platform_(platform), preset_(preset), responseQueue_(std::move(responseQueue))
+{
+}
+
+OvriSourceManager::~OvriSourceManager()
+{
+    OvriSourceManager::stopCameraSession();
+    setDelegate({});
+    platform_.diagnostics.writeLine(debugDescription("Source Manager deinit"));
+}
+
+void OvriSourceManager::makeRelay()
+{
+    relay_ = std::make_shared<Relay>(weak_from_this(), responseQueue_);
+}
+
+std::expected<void, CameraError> OvriSourceManager::startSession(const SourceType& type,
+                                                                 std::weak_ptr<OvriSourceToSession> delegate,
+                                                                 const Configurations& configurations,
+                                                                 std::shared_ptr<UIView> previewView)
+{
+    std::optional<SourceType> previous = type;
+    {
+        const std::lock_guard lock(guard_);
+        activeType_.swap(previous);
+    }
+    const std::optional<double> minimumFocusObjectSize = doubleFor("minimumFocusObjectSize", configurations);
+    setDelegate(std::move(delegate));
+
+    if (const auto* front = std::get_if<SourceType::CameraFront>(&type.value())) {
+        return startCameraSession(Position::front, front->videoRecordingEnabled, minimumFocusObjectSize,
+                                  std::move(previewView));
+    }
+    if (const auto* back = std::get_if<SourceType::CameraBack>(&type.value())) {
+        return startCameraSession(Position::back, back->videoRecordingEnabled, minimumFocusObjectSize,
+                                  std::move(previewView));
+    }
+    return {};
+}
+
+std::expected<void, CameraError> OvriSourceManager::startCameraSession(Position position, bool videoRecordingEnabled,
+                                                                       std::optional<double> minimumFocusObjectSize,
+                                                                       std::shared_ptr<UIView> view)
+{
+    switch (platform_.capture.authorizationStatus(AVMediaType::video)) {
+    case AVAuthorizationStatus::restricted:
+        return std::unexpected(CameraError::cameraRestricted().reported(std::nullopt, platform_));
+    case AVAuthorizationStatus::notDetermined:
+    case AVAuthorizationStatus::denied:
+        return std::unexpected(CameraError::noPermission().reported(std::nullopt, platform_));
+    case AVAuthorizationStatus::authorized:
+        break;
+    }
+
+    const std::shared_ptr<Camera> camera = IosCamera::create(
+        {.position = Position::back, .preset = CameraConfiguration::SessionPreset::photo, .videoRecordingEnabled = false},
+        platform_);
+    {
+        const std::lock_guard lock(guard_);
+        camera->setPreferredVideoGravity(preferredVideoGravity_);
+    }
+    camera->setMinimumFocusObjectSize(minimumFocusObjectSize);
+    platform_.dispatch.mainQueue()->async(
+        [weakSelf = weak_from_this(), camera, position, videoRecordingEnabled, view = std::move(view)] {
+            if (const std::shared_ptr<OvriSourceManager> self = weakSelf.lock())
+                self->finishCameraStart(camera, position, videoRecordingEnabled, view.get());
+        });
+    setCamera(camera);
+    return {};
+}
+
+void OvriSourceManager::finishCameraStart(const std::shared_ptr<Camera>& camera, Position position,
+                                          bool videoRecordingEnabled, const UIView* view)
+{
+    std::vector<AVMetadataObjectType> metadataTypes;
+    {
+        const std::lock_guard lock(guard_);
+        metadataTypes = metadataDetectionTypes_;
+    }
+    camera->setDelegate(relay_);
+    camera->setIsActive(true);
+    camera->setConfiguration(
+        {.position = position, .preset = preset_, .videoRecordingEnabled = videoRecordingEnabled});
+    if (view)
+        camera->addPreviewLayer(view->layer());
+    camera->startSession(std::move(metadataTypes),
+                         [weakCamera = std::weak_ptr(camera), &center = platform_.notificationCenter] {
+                             if (const std::shared_ptr<Camera> started = weakCamera.lock())
+                                 center.post(cameraDidBecomeVisibleNotification, started);
+                         });
+}
+
+void OvriSourceManager::stopCameraSession()
+{
+    const std::shared_ptr<Camera> running = camera();
+    if (!running)
+        return;
+    running->pause([weakCamera = std::weak_ptr(running), weakSelf = weak_from_this()] {
+        const std::shared_ptr<Camera> stopped = weakCamera.lock();
+        if (!stopped)
+            return;
+        stopped->tearDown([weakSelf] {
+            if (const std::shared_ptr<OvriSourceManager> self = weakSelf.lock())
+                self->setCamera(nullptr);
+        });
+    });
+}
+
+void OvriSourceManager::stopAllSessions()
+{
+    stopCameraSession();
+}
+
+void OvriSourceManager::pauseCamera()
+{
+    if (const std::shared_ptr<Camera> running = camera())
+        running->pause({});
+}
+
+void OvriSourceManager::resumeCamera()
+{
+    if (const std::shared_ptr<Camera> paused = camera())
+        paused->resume();
+}
+
+std::shared_ptr<Camera> OvriSourceManager::camera() const
+{
+    const std::lock_guard lock(guard_);
+    return camera_;
+}
+
+void OvriSourceManager::setCamera(std::shared_ptr<Camera> camera)
+{
+    std::shared_ptr<const FrameLedger> ledger = camera ? camera->frameLedger() : nullptr;
+    const std::lock_guard lock(guard_);
+    camera_.swap(camera); // the earlier camera goes with the argument, after the lock
+    if (ledger)
+        frameLedger_.swap(ledger);
+}
+
+FrameCounts OvriSourceManager::frameCounts() const
+{
+    std::shared_ptr<const FrameLedger> ledger;
+    {
+        const std::lock_guard lock(guard_);
+        ledger = frameLedger_;
+    }
+    return ledger ? ledger->counts() : FrameCounts{};
+}
+
+std::shared_ptr<OvriSourceToSession> OvriSourceManager::delegate() const
+{
+    const std::lock_guard lock(guard_);
+    return delegate_.lock();
+}
+
+void OvriSourceManager::setDelegate(std::weak_ptr<OvriSourceToSession> delegate)
+{
+    const std::lock_guard lock(guard_);
+    delegate_.swap(delegate);
+}
+
+std::shared_ptr<OvriMotionSourceDelegate> OvriSourceManager::motionDelegate() const
+{
+    const std::lock_guard lock(guard_);
+    return motionDelegate_.lock();
+}
+
+void OvriSourceManager::setMotionDelegate(std::weak_ptr<OvriMotionSourceDelegate> delegate)
+{
+    const std::lock_guard lock(guard_);
+    motionDelegate_.swap(delegate);
+}
+
+std::shared_ptr<OvriMetadataOutputDelegate> OvriSourceManager::metadataDelegate() const
+{
+    const std::lock_guard lock(guard_);
+    return metadataDelegate_.lock();
+}
+
+void OvriSourceManager::setMetadataDelegate(std::weak_ptr<OvriMetadataOutputDelegate> delegate)
+{
+    const std::lock_guard lock(guard_);
+    metadataDelegate_.swap(delegate);
+}
+
+std::optional<SourceType> OvriSourceManager::activeType() const
+{
+    const std::lock_guard lock(guard_);
+    return activeType_;
+}
+
+} // namespace tamsel

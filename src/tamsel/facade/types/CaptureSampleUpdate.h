@@ -1,0 +1,42 @@
+#pragma once
+
+#include <tamsel/platform/Geometry.h>
+#include <tamsel/platform/core/OvriImage.h>
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+namespace tamsel {
+
+/// One encoded still image.
+class CaptureSampleUpdate {
+public:
+    /// Stores the three values unchanged; an empty sample is accepted.
+    CaptureSampleUpdate(std::vector<std::byte> sample, platform::OvriImageSource source,
+                        platform::CGImagePropertyOrientation exifOrientation)
+        : sample_(std::move(sample)), source_(source), exifOrientation_(exifOrientation)
+    {
+    }
+    virtual ~CaptureSampleUpdate() = default;
+
+    /// The encoded image file.
+    [[nodiscard]] const std::vector<std::byte>& sample() const { return sample_; }
+    [[nodiscard]] platform::OvriImageSource source() const { return source_; }
+    void setSource(platform::OvriImageSource source) { source_ = source; }
+    /// In which orientation the image is to be shown or converted.
+    [[nodiscard]] platform::CGImagePropertyOrientation exifOrientation() const { return exifOrientation_; }
+
+    [[nodiscard]] bool isAlbum() const { return source_ == platform::OvriImageSource::album; }
+    [[nodiscard]] bool isCamera() const
+    {
+        return source_ == platform::OvriImageSource::photo || source_ == platform::OvriImageSource::video;
+    }
+
+private:
+    std::vector<std::byte> sample_;
+    platform::OvriImageSource source_;
+    platform::CGImagePropertyOrientation exifOrientation_;
+};
+
+} // namespace tamsel

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <tamsel/facade/types/OvriMetadataObjects.h>
+
+#include <vector>
+
+namespace tamsel {
+
+class OvriSourceManager;
+
+/// Receives what was detected in frames.
+/// Held weakly by the manager and called on its response queue, never inside a public operation. Override what you need.
+class OvriMetadataOutputDelegate {
+public:
+    virtual ~OvriMetadataOutputDelegate() = default;
+
+    virtual void sourceManagerDidDetect(OvriSourceManager& /*manager*/, const OvriMetadataFaceObject& /*face*/) {}
+    virtual void sourceManagerDidDetect(OvriSourceManager& /*manager*/,
+                                        const std::vector<OvriMetadataMachineReadableCodeObject>& /*codes*/)
+    {
+    }
+};
+
+} // namespace tamsel

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <tamsel/platform/AVAsset.h>
+
+#include <memory>
+#include <utility>
+#include <variant>
+
+namespace tamsel {
+
+/// Names a source of images or verdicts.
+class SourceType {
+public:
+    struct CameraFront {
+        bool videoRecordingEnabled;
+        bool operator==(const CameraFront&) const = default;
+    };
+    struct CameraBack {
+        bool videoRecordingEnabled;
+        bool operator==(const CameraBack&) const = default;
+    };
+    struct Asset {
+        std::shared_ptr<platform::AVAsset> asset;
+        /// Two assets are equal when the platform's object equality says so.
+        bool operator==(const Asset& other) const
+        {
+            return asset && other.asset ? asset->isEqual(*other.asset) : asset == other.asset;
+        }
+    };
+    struct Undefined {
+        bool operator==(const Undefined&) const = default;
+    };
+    struct Mic {
+        bool operator==(const Mic&) const = default;
+    };
+    struct Nfc {
+        bool operator==(const Nfc&) const = default;
+    };
+    struct Stability {
+        bool operator==(const Stability&) const = default;
+    };
+    struct FacingAngle {
+        bool operator==(const FacingAngle&) const = default;
+    };
+    using Value = std::variant<CameraFront, CameraBack, Asset, Undefined, Mic, Nfc, Stability, FacingAngle>;
+
+    [[nodiscard]] static SourceType cameraFront(bool videoRecordingEnabled)
+    {
+        return SourceType(CameraFront{videoRecordingEnabled});
+    }
+    [[nodiscard]] static SourceType cameraBack(bool videoRecordingEnabled)
+    {
+        return SourceType(CameraBack{videoRecordingEnabled});
+    }
+    [[nodiscard]] static SourceType asset(std::shared_ptr<platform::AVAsset> asset)
+    {
+        return SourceType(Asset{std::move(asset)});
+    }
+    [[nodiscard]] static SourceType undefined() { return SourceType(Undefined{}); }
+    [[nodiscard]] static SourceType mic() { return SourceType(Mic{}); }
+    [[nodiscard]] static SourceType nfc() { return SourceType(Nfc{}); }
+    [[nodiscard]] static SourceType stability() { return SourceType(Stability{}); }
+    [[nodiscard]] static SourceType facingAngle() { return SourceType(FacingAngle{}); }
+
+    /// The case with its payload, to match on.
+    [[nodiscard]] const Value& value() const { return value_; }
+
+    bool operator==(const SourceType&) const = default;
+
+private:
+    explicit SourceType(Value value) : value_(std::move(value)) {}
+
+    Value value_;
+};
+
+} // namespace tamsel

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <tamsel/platform/AVCaptureDevice.h>
+#include <tamsel/platform/AVMetadataObject.h>
+#include <tamsel/platform/CMSampleBuffer.h>
+#include <tamsel/platform/Dispatch.h>
+
+#include <memory>
+#include <vector>
+
+namespace tamsel::platform {
+
+/// The way up of the picture that a connection delivers.
+enum class AVCaptureVideoOrientation : std::uint8_t {
+    portrait = 1,
+    portraitUpsideDown = 2,
+    landscapeRight = 3,
+    landscapeLeft = 4,
+};
+
+/// What joins an input to an output or a preview layer inside a session. Thread-safe.
+class AVCaptureConnection {
+public:
+    virtual ~AVCaptureConnection() = default;
+
+    [[nodiscard]] virtual bool isEnabled() const = 0;
+    virtual void setEnabled(bool enabled) = 0;
+    [[nodiscard]] virtual bool automaticallyAdjustsVideoMirroring() const = 0;
+    virtual void setAutomaticallyAdjustsVideoMirroring(bool adjusts) = 0;
+    [[nodiscard]] virtual AVCaptureVideoOrientation videoOrientation() const = 0;
+    virtual void setVideoOrientation(AVCaptureVideoOrientation orientation) = 0;
+};
+
+/// A sink of a session. Thread-safe.
+class AVCaptureOutput {
+public:
+    virtual ~AVCaptureOutput() = default;
+
+    /// Absent while the output is in no session that has an input of this media type.
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureConnection> connection(AVMediaType mediaType) const = 0;
+};
+
+/// Receives live frames on the queue given with it.
+class AVCaptureVideoDataOutputSampleBufferDelegate {
+public:
+    virtual ~AVCaptureVideoDataOutputSampleBufferDelegate() = default;
+
+    virtual void captureOutputDidOutputSampleBuffer(std::shared_ptr<CMSampleBuffer> sampleBuffer) = 0;
+    /// One frame was dropped before it reached the delegate.
+    virtual void captureOutputDidDropSampleBuffer() = 0;
+};
+
+/// Delivers live frames, at most one of them waiting for the delegate.
+class AVCaptureVideoDataOutput : public AVCaptureOutput {
+public:
+    virtual void setAlwaysDiscardsLateVideoFrames(bool discards) = 0;
+    /// The setting kCVPixelBufferPixelFormatTypeKey, a four-character code.
+    virtual void setVideoSettings(std::uint32_t pixelFormat) = 0;
+    /// Held weakly. Without a delegate frames are produced and gated.
+    virtual void setSampleBufferDelegate(std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
+                                         std::shared_ptr<DispatchQueue> queue) = 0;
+};
+
+/// Takes stills.
+class AVCapturePhotoOutput : public AVCaptureOutput {
+public:
+    virtual void setHighResolutionCaptureEnabled(bool enabled) = 0;
+};
+
+/// Writes a movie file.
+class AVCaptureMovieFileOutput : public AVCaptureOutput {
+public:
+    /// An invalid time: no movie fragments are written.
+    virtual void setMovieFragmentInterval(CMTime interval) = 0;
+};
+
+/// Receives batches of detected objects on the queue given with it.
+class AVCaptureMetadataOutputObjectsDelegate {
+public:
+    virtual ~AVCaptureMetadataOutputObjectsDelegate() = default;
+
+    virtual void captureOutputDidOutputMetadataObjects(const AVMetadataObjects& objects) = 0;
+};
+
+/// Detects codes and faces.
+class AVCaptureMetadataOutput : public AVCaptureOutput {
+public:
+    /// Known only once the output has been added to a session with a camera.
+    [[nodiscard]] virtual std::vector<AVMetadataObjectType> availableMetadataObjectTypes() const = 0;
+    virtual void setMetadataObjectTypes(std::vector<AVMetadataObjectType> types) = 0;
+    virtual void setMetadataObjectsDelegate(std::weak_ptr<AVCaptureMetadataOutputObjectsDelegate> delegate,
+                                            std::shared_ptr<DispatchQueue> queue) = 0;
+};
+
+} // namespace tamsel::platform

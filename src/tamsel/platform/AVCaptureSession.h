@@ -1,0 +1,96 @@
+#pragma once
+
+#include <tamsel/platform/AVCaptureDevice.h>
+#include <tamsel/platform/AVCaptureOutput.h>
+#include <tamsel/platform/CALayer.h>
+#include <tamsel/platform/FrameLedger.h>
+
+#include <expected>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace tamsel::platform {
+
+enum class AVCaptureSessionPreset : std::uint8_t { photo, high };
+
+/// A source of a session.
+class AVCaptureInput {
+public:
+    virtual ~AVCaptureInput() = default;
+};
+
+/// The input that a device gives.
+class AVCaptureDeviceInput final : public AVCaptureInput {
+public:
+    explicit AVCaptureDeviceInput(std::shared_ptr<AVCaptureDevice> device) : device_(std::move(device)) {}
+
+    [[nodiscard]] const std::shared_ptr<AVCaptureDevice>& device() const { return device_; }
+
+private:
+    std::shared_ptr<AVCaptureDevice> device_;
+};
+
+/// Joins inputs to outputs. Changes between `beginConfiguration` and `commitConfiguration` take effect together, and
+/// a start asked for inside takes effect at the commit. The session that adds a device last takes it over from any
+/// other session of the process. Thread-safe; calls may take as long as the device needs, and callers choose
+/// their queue accordingly.
+class AVCaptureSession {
+public:
+    virtual ~AVCaptureSession() = default;
+
+    virtual void beginConfiguration() = 0;
+    virtual void commitConfiguration() = 0;
+    virtual void setSessionPreset(AVCaptureSessionPreset preset) = 0;
+
+    [[nodiscard]] virtual bool canAddInput(const std::shared_ptr<AVCaptureInput>& input) = 0;
+    virtual void addInput(std::shared_ptr<AVCaptureInput> input) = 0;
+    virtual void removeInput(const std::shared_ptr<AVCaptureInput>& input) = 0;
+    [[nodiscard]] virtual std::vector<std::shared_ptr<AVCaptureInput>> inputs() const = 0;
+
+    [[nodiscard]] virtual bool canAddOutput(const std::shared_ptr<AVCaptureOutput>& output) = 0;
+    virtual void addOutput(std::shared_ptr<AVCaptureOutput> output) = 0;
+    virtual void removeOutput(const std::shared_ptr<AVCaptureOutput>& output) = 0;
+    [[nodiscard]] virtual std::vector<std::shared_ptr<AVCaptureOutput>> outputs() const = 0;
+
+    /// Asked for while the application is in the background, it takes effect on its return.
+    virtual void startRunning() = 0;
+    virtual void stopRunning() = 0;
+    [[nodiscard]] virtual bool isRunning() const = 0;
+
+    /// What became of this session's frames.
+    [[nodiscard]] virtual std::shared_ptr<const FrameLedger> frameLedger() const = 0;
+};
+
+/// Shows what a session sees, which it holds weakly. The layer's connection is there while the session has a camera.
+class AVCaptureVideoPreviewLayer : public CALayer {
+public:
+    [[nodiscard]] virtual AVLayerVideoGravity videoGravity() const = 0;
+    virtual void setVideoGravity(AVLayerVideoGravity gravity) = 0;
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureConnection> connection() const = 0;
+};
+
+/// Devices, permission to use them, and the parts that a capture session is built from. Thread-safe.
+class CaptureServices {
+public:
+    virtual ~CaptureServices() = default;
+
+    [[nodiscard]] virtual AVAuthorizationStatus authorizationStatus(AVMediaType mediaType) const = 0;
+    /// Absent when there is no such device.
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> defaultDevice(AVCaptureDeviceType type,
+                                                                         AVMediaType mediaType,
+                                                                         AVCaptureDevicePosition position) = 0;
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> defaultAudioDevice() = 0;
+
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureSession> makeSession() = 0;
+    [[nodiscard]] virtual std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error>
+    makeDeviceInput(const std::shared_ptr<AVCaptureDevice>& device) = 0;
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureVideoDataOutput> makeVideoDataOutput() = 0;
+    [[nodiscard]] virtual std::shared_ptr<AVCapturePhotoOutput> makePhotoOutput() = 0;
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureMovieFileOutput> makeMovieFileOutput() = 0;
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureMetadataOutput> makeMetadataOutput() = 0;
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureVideoPreviewLayer>
+    makePreviewLayer(const std::shared_ptr<AVCaptureSession>& session) = 0;
+};
+
+} // namespace tamsel::platform

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <tamsel/platform/Geometry.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tamsel::platform {
+
+/// The identifier of a kind of metadata, for example "org.iso.QRCode".
+using AVMetadataObjectType = std::string;
+
+/// Something that was detected in a frame.
+class AVMetadataObject {
+public:
+    explicit AVMetadataObject(AVMetadataObjectType type) : type_(std::move(type)) {}
+    virtual ~AVMetadataObject() = default;
+
+    [[nodiscard]] const AVMetadataObjectType& type() const { return type_; }
+
+private:
+    AVMetadataObjectType type_;
+};
+
+/// A detected face. Bounds are relative to the frame: 0 to 1, origin in its top left corner.
+class AVMetadataFaceObject final : public AVMetadataObject {
+public:
+    AVMetadataFaceObject(CGRect bounds, std::int64_t faceID) : AVMetadataObject("face"), bounds_(bounds), faceID_(faceID)
+    {
+    }
+
+    [[nodiscard]] CGRect bounds() const { return bounds_; }
+    [[nodiscard]] std::int64_t faceID() const { return faceID_; }
+
+private:
+    CGRect bounds_;
+    std::int64_t faceID_;
+};
+
+/// A detected code with its corner points, relative to the frame as above, and its text where it could be decoded.
+class AVMetadataMachineReadableCodeObject final : public AVMetadataObject {
+public:
+    AVMetadataMachineReadableCodeObject(AVMetadataObjectType type, std::vector<CGPoint> corners,
+                                        std::optional<std::string> stringValue)
+        : AVMetadataObject(std::move(type)), corners_(std::move(corners)), stringValue_(std::move(stringValue))
+    {
+    }
+
+    [[nodiscard]] const std::vector<CGPoint>& corners() const { return corners_; }
+    [[nodiscard]] const std::optional<std::string>& stringValue() const { return stringValue_; }
+
+private:
+    std::vector<CGPoint> corners_;
+    std::optional<std::string> stringValue_;
+};
+
+using AVMetadataObjects = std::vector<std::shared_ptr<const AVMetadataObject>>;
+
+} // namespace tamsel::platform

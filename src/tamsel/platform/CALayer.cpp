@@ -1,0 +1,59 @@
+#include <tamsel/platform/CALayer.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tamsel::platform {
+
+std::string CALayer::name() const
+{
+    const std::lock_guard lock(guard_);
+    return name_;
+}
+
+void CALayer::setName(std::string name)
+{
+    const std::lock_guard lock(guard_);
+    name_ = std::move(name);
+}
+
+CGRect CALayer::bounds() const
+{
+    return {.origin = {}, .size = frame().size};
+}
+
+CGRect CALayer::frame() const
+{
+    const std::lock_guard lock(guard_);
+    return frame_;
+}
+
+void CALayer::setFrame(CGRect frame)
+{
+    const std::lock_guard lock(guard_);
+    frame_ = frame;
+}
+
+std::vector<std::shared_ptr<CALayer>> CALayer::sublayers() const
+{
+    const std::lock_guard lock(guard_);
+    return sublayers_;
+}
+
+void CALayer::addSublayer(std::shared_ptr<CALayer> layer)
+{
+    const std::lock_guard lock(guard_);
+    sublayers_.push_back(std::move(layer));
+}
+
+void CALayer::removeSublayer(const std::shared_ptr<CALayer>& layer)
+{
+    std::shared_ptr<CALayer> removed; // released after the lock: its destructor may be the client's
+    const std::lock_guard lock(guard_);
+    if (const auto found = std::ranges::find(sublayers_, layer); found != sublayers_.end()) {
+        removed = std::move(*found);
+        sublayers_.erase(found);
+    }
+}
+
+} // namespace tamsel::platform

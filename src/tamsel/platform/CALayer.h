@@ -1,0 +1,54 @@
+#pragma once
+
+#include <tamsel/platform/Geometry.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace tamsel::platform {
+
+/// How a picture fills its layer.
+enum class AVLayerVideoGravity : std::uint8_t { resizeAspect, resizeAspectFill, resize };
+
+/// A rectangle of a view that may contain others. Thread-safe.
+class CALayer {
+public:
+    virtual ~CALayer() = default;
+
+    [[nodiscard]] std::string name() const;
+    void setName(std::string name);
+
+    /// The layer in its own coordinates: origin 0, 0 and the size of its frame.
+    [[nodiscard]] CGRect bounds() const;
+    /// The layer in the coordinates of its superlayer.
+    [[nodiscard]] CGRect frame() const;
+    void setFrame(CGRect frame);
+
+    /// Back to front.
+    [[nodiscard]] std::vector<std::shared_ptr<CALayer>> sublayers() const;
+    /// Adds in front of all others.
+    void addSublayer(std::shared_ptr<CALayer> layer);
+    void removeSublayer(const std::shared_ptr<CALayer>& layer);
+
+private:
+    mutable std::mutex guard_;
+    std::string name_;
+    CGRect frame_;
+    std::vector<std::shared_ptr<CALayer>> sublayers_;
+};
+
+/// What a client shows the preview in. It owns its layer.
+class UIView {
+public:
+    explicit UIView(CGSize size = {}) { layer_->setFrame({.origin = {}, .size = size}); }
+
+    [[nodiscard]] const std::shared_ptr<CALayer>& layer() const { return layer_; }
+
+private:
+    std::shared_ptr<CALayer> layer_ = std::make_shared<CALayer>();
+};
+
+} // namespace tamsel::platform

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <tamsel/platform/WorkItem.h>
+
+#include <cassert>
+#include <memory>
+#include <string>
+
+namespace tamsel::platform {
+
+/// A serial queue: its items run one at a time, first in first out, on whichever thread its back end chooses.
+/// The global queue is the one exception: its items may run at the same time as each other.
+/// An item never runs inside the call that posted it. Items that were posted run even when nobody holds the queue
+/// any more; they are destroyed unrun only when the platform ends. Thread-safe.
+class DispatchQueue {
+public:
+    virtual ~DispatchQueue() = default;
+
+    /// Adds an item at the end and returns at once.
+    virtual void async(WorkItem item) = 0;
+
+    [[nodiscard]] virtual const std::string& label() const = 0;
+
+    /// True while the calling thread runs an item of this queue.
+    [[nodiscard]] virtual bool isCurrent() const = 0;
+
+    void assertCurrent() const { assert(isCurrent()); }
+};
+
+/// Makes queues and knows the two that everybody shares. Thread-safe.
+class Dispatch {
+public:
+    virtual ~Dispatch() = default;
+
+    [[nodiscard]] virtual std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label) = 0;
+
+    /// The serial queue that the application's main thread (or virtual main thread) runs.
+    [[nodiscard]] virtual std::shared_ptr<DispatchQueue> mainQueue() = 0;
+
+    /// The shared queue of default quality of service; its items may overlap.
+    [[nodiscard]] virtual std::shared_ptr<DispatchQueue> globalQueue() = 0;
+
+    /// True on the thread that runs the main queue, also outside of its items.
+    [[nodiscard]] virtual bool isMainThread() const = 0;
+};
+
+} // namespace tamsel::platform

@@ -1,0 +1,36 @@
+#include <tamsel/platform/DispatchGroup.h>
+
+namespace tamsel::platform {
+
+void DispatchGroup::enter()
+{
+    const std::lock_guard lock(guard_);
+    ++entered_;
+}
+
+void DispatchGroup::leave()
+{
+    std::vector<Waiting> ready;
+    {
+        const std::lock_guard lock(guard_);
+        assert(entered_ > 0);
+        if (--entered_ == 0)
+            ready.swap(waiting_);
+    }
+    for (Waiting& waiting : ready)
+        waiting.queue->async(std::move(waiting.item));
+}
+
+void DispatchGroup::notify(std::shared_ptr<DispatchQueue> queue, WorkItem item)
+{
+    {
+        const std::lock_guard lock(guard_);
+        if (entered_ > 0) {
+            waiting_.push_back({std::move(queue), std::move(item)});
+            return;
+        }
+    }
+    queue->async(std::move(item));
+}
+
+} // namespace tamsel::platform

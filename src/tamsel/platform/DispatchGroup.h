@@ -1,0 +1,33 @@
+#pragma once
+
+#include <tamsel/platform/Dispatch.h>
+
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace tamsel::platform {
+
+/// Counts pieces of work and posts the waiting items once the count falls to zero. Thread-safe.
+class DispatchGroup {
+public:
+    void enter();
+
+    /// Ends what one `enter` began. The last one posts the items of `notify`, outside of the group's lock.
+    void leave();
+
+    /// Posts `item` to `queue` when the group is, or next becomes, empty.
+    void notify(std::shared_ptr<DispatchQueue> queue, WorkItem item);
+
+private:
+    struct Waiting {
+        std::shared_ptr<DispatchQueue> queue;
+        WorkItem item;
+    };
+
+    std::mutex guard_;
+    std::size_t entered_ = 0;
+    std::vector<Waiting> waiting_;
+};
+
+} // namespace tamsel::platform

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace tamsel::platform {
+
+/// A failure of a platform service, as a value.
+struct Error {
+    /// What a person can read, in one line.
+    std::string localizedDescription;
+    /// The service's own number; 0 where it has none.
+    int code = 0;
+
+    bool operator==(const Error&) const = default;
+};
+
+} // namespace tamsel::platform

@@ -1,0 +1,60 @@
+#include <tamsel/platform/FrameLedger.h>
+
+#include <numeric>
+
+namespace tamsel::platform {
+
+std::uint64_t FrameCounts::dropped() const
+{
+    return std::accumulate(droppedBy.begin(), droppedBy.end(), std::uint64_t{0});
+}
+
+void FrameLedger::count(Outcome outcome, DropCause cause)
+{
+    // Release pairs with the acquire in counts(): who sees an outcome also sees that the frame was produced.
+    switch (outcome) {
+    case Outcome::delivered:
+        delivered_.fetch_add(1, std::memory_order_release);
+        return;
+    case Outcome::gated:
+        gated_.fetch_add(1, std::memory_order_release);
+        return;
+    case Outcome::dropped:
+        droppedBy_[static_cast<std::size_t>(cause)].fetch_add(1, std::memory_order_release);
+        return;
+    }
+}
+
+FrameCounts FrameLedger::counts() const
+{
+    FrameCounts counts;
+    counts.delivered = delivered_.load(std::memory_order_acquire);
+    counts.gated = gated_.load(std::memory_order_acquire);
+    for (std::size_t cause = 0; cause < dropCauseCount; ++cause)
+        counts.droppedBy[cause] = droppedBy_[cause].load(std::memory_order_acquire);
+    counts.produced = produced_.load(std::memory_order_relaxed);
+    counts.inFlight = counts.produced - counts.delivered - counts.gated - counts.dropped();
+    return counts;
+}
+
+FrameTicket::FrameTicket(std::shared_ptr<FrameLedger> ledger) : ledger_(std::move(ledger))
+{
+    ledger_->countProduced();
+}
+
+FrameTicket& FrameTicket::operator=(FrameTicket&& other) noexcept
+{
+    if (this != &other) {
+        settle(FrameLedger::Outcome::dropped, DropCause::noReceiver);
+        ledger_ = std::move(other.ledger_);
+    }
+    return *this;
+}
+
+void FrameTicket::settle(FrameLedger::Outcome outcome, DropCause cause)
+{
+    if (const std::shared_ptr<FrameLedger> ledger = std::move(ledger_))
+        ledger->count(outcome, cause);
+}
+
+} // namespace tamsel::platform

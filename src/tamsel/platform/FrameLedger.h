@@ -1,0 +1,67 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+namespace tamsel::platform {
+
+/// Why a frame was dropped.
+enum class DropCause : std::uint8_t {
+    noBuffer,     ///< every buffer of the pool was held by somebody
+    late,         ///< the frame before it still waited for its delegate
+    deviceLost,   ///< the device went away
+    noReceiver,   ///< camera, manager or client had gone, or no client was set, when it was its turn
+};
+inline constexpr std::size_t dropCauseCount = 4;
+
+/// What became of the frames of a session at one moment: produced = delivered + all drops + gated + inFlight.
+struct FrameCounts {
+    std::uint64_t produced = 0;
+    std::uint64_t delivered = 0; ///< the client's callback was called
+    std::array<std::uint64_t, dropCauseCount> droppedBy{};
+    std::uint64_t gated = 0; ///< held back because the camera was not active
+    std::uint64_t inFlight = 0;
+
+    [[nodiscard]] std::uint64_t dropped() const;
+};
+
+/// Counts what became of every frame of one capture session. Thread-safe, lock-free.
+class FrameLedger {
+public:
+    enum class Outcome : std::uint8_t { delivered, gated, dropped };
+
+    void countProduced() { produced_.fetch_add(1, std::memory_order_relaxed); }
+    void count(Outcome outcome, DropCause cause = DropCause::noReceiver);
+
+    /// A snapshot whose sum closes, also while frames flow.
+    [[nodiscard]] FrameCounts counts() const;
+
+private:
+    std::atomic<std::uint64_t> produced_ = 0;
+    std::atomic<std::uint64_t> delivered_ = 0;
+    std::atomic<std::uint64_t> gated_ = 0;
+    std::array<std::atomic<std::uint64_t>, dropCauseCount> droppedBy_{};
+};
+
+/// One frame's entry in a ledger. It is settled once; a ticket that dies unsettled counts as a frame that nobody
+/// was left to receive.
+class FrameTicket {
+public:
+    FrameTicket() = default;
+
+    /// Opens an entry: the frame counts as produced.
+    explicit FrameTicket(std::shared_ptr<FrameLedger> ledger);
+    FrameTicket(FrameTicket&& other) noexcept : ledger_(std::move(other.ledger_)) {}
+    FrameTicket& operator=(FrameTicket&& other) noexcept;
+    ~FrameTicket() { settle(FrameLedger::Outcome::dropped, DropCause::noReceiver); }
+
+    void settle(FrameLedger::Outcome outcome, DropCause cause = DropCause::noReceiver);
+
+private:
+    std::shared_ptr<FrameLedger> ledger_;
+};
+
+} // namespace tamsel::platform

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace tamsel::platform {
+
+/// A point; units are those of the coordinate space that it is used in.
+struct CGPoint {
+    double x = 0;
+    double y = 0;
+
+    bool operator==(const CGPoint&) const = default;
+};
+
+/// Width, then height.
+struct CGSize {
+    double width = 0;
+    double height = 0;
+
+    bool operator==(const CGSize&) const = default;
+};
+
+struct CGRect {
+    CGPoint origin;
+    CGSize size;
+
+    bool operator==(const CGRect&) const = default;
+};
+
+/// The affine map x' = a·x + c·y + tx, y' = b·x + d·y + ty. The default is the identity.
+struct CGAffineTransform {
+    double a = 1;
+    double b = 0;
+    double c = 0;
+    double d = 1;
+    double tx = 0;
+    double ty = 0;
+
+    bool operator==(const CGAffineTransform&) const = default;
+};
+
+/// The inverse map; a transform that cannot be inverted is returned unchanged.
+[[nodiscard]] CGAffineTransform CGAffineTransformInvert(const CGAffineTransform& transform);
+
+/// How stored pixels must be turned or mirrored to be upright: the values of the EXIF tag Orientation (CIPA DC-008).
+enum class CGImagePropertyOrientation : std::uint32_t {
+    up = 1,
+    upMirrored = 2,
+    down = 3,
+    downMirrored = 4,
+    leftMirrored = 5,
+    right = 6,
+    rightMirrored = 7,
+    left = 8,
+};
+
+/// The pinhole matrix of a camera, row by row, in pixels of the frame that carries it.
+struct CameraIntrinsicMatrix {
+    std::array<float, 9> rows{1, 0, 0, 0, 1, 0, 0, 0, 1};
+
+    bool operator==(const CameraIntrinsicMatrix&) const = default;
+};
+
+} // namespace tamsel::platform

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tamsel::platform {
+
+inline constexpr std::string_view UIApplicationDidEnterBackgroundNotification =
+    "UIApplicationDidEnterBackgroundNotification";
+inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
+    "UIApplicationWillEnterForegroundNotification";
+inline constexpr std::string_view UIApplicationDidChangeStatusBarOrientationNotification =
+    "UIApplicationDidChangeStatusBarOrientationNotification";
+
+/// Something that happened, and to whom; no object where nobody in particular is meant.
+struct Notification {
+    std::string name;
+    std::shared_ptr<void> object;
+};
+
+/// Brings notifications to whoever asked for their name. Observers are held weakly and kept alive for the length of
+/// the call, which is made on the thread that posts. Thread-safe.
+class NotificationCenter {
+public:
+    /// Calls `(observer.*handler)()` for every notification of that name.
+    template <typename Observer>
+    void addObserver(const std::shared_ptr<Observer>& observer, std::string_view name, void (Observer::*handler)())
+    {
+        add({observer.get(), observer, std::string(name),
+             [handler](void* alive, const Notification&) { (static_cast<Observer*>(alive)->*handler)(); }});
+    }
+
+    /// Calls `handler` while `owner` lives.
+    template <typename Owner>
+    void addObserver(const std::shared_ptr<Owner>& owner, std::string_view name,
+                     std::function<void(const Notification&)> handler)
+    {
+        add({owner.get(), owner, std::string(name),
+             [handler = std::move(handler)](void*, const Notification& notification) { handler(notification); }});
+    }
+
+    /// Ends all registrations of an observer; it may already be in its destructor.
+    void removeObserver(const void* observer);
+
+    void post(std::string_view name, std::shared_ptr<void> object = nullptr);
+
+private:
+    struct Registration {
+        const void* identity;
+        std::weak_ptr<void> observer;
+        std::string name;
+        std::function<void(void*, const Notification&)> call;
+    };
+
+    void add(Registration registration);
+
+    std::mutex guard_;
+    std::vector<std::shared_ptr<const Registration>> registrations_;
+};
+
+} // namespace tamsel::platform

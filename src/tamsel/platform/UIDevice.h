@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace tamsel::platform {
+
+/// How the device is held.
+enum class UIDeviceOrientation : std::uint8_t {
+    unknown = 0,
+    portrait = 1,
+    portraitUpsideDown = 2,
+    landscapeLeft = 3,
+    landscapeRight = 4,
+    faceUp = 5,
+    faceDown = 6,
+};
+
+/// Which way up the application draws its interface.
+enum class UIInterfaceOrientation : std::uint8_t {
+    unknown = 0,
+    portrait = 1,
+    portraitUpsideDown = 2,
+    landscapeRight = 3,
+    landscapeLeft = 4,
+};
+
+/// Facts about the device. Thread-safe.
+class UIDevice {
+public:
+    virtual ~UIDevice() = default;
+
+    [[nodiscard]] virtual UIDeviceOrientation orientation() const = 0;
+    /// For example "16.4".
+    [[nodiscard]] virtual std::string systemVersion() const = 0;
+    [[nodiscard]] virtual std::string model() const = 0;
+};
+
+/// The running application. Thread-safe.
+class UIApplication {
+public:
+    virtual ~UIApplication() = default;
+
+    [[nodiscard]] virtual UIInterfaceOrientation statusBarOrientation() const = 0;
+};
+
+/// True when the device's system version is `major`.`minor` or later. A text that is no version counts as 0.0.
+[[nodiscard]] bool isSystemVersionAtLeast(const UIDevice& device, int major, int minor);
+
+} // namespace tamsel::platform

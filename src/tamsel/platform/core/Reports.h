@@ -1,0 +1,100 @@
+#pragma once
+
+#include <tamsel/platform/Error.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+
+namespace tamsel::platform {
+
+enum class OvriErrorDomain : std::uint8_t { sm };
+enum class OvriErrorSeverity : std::uint8_t { error };
+enum class OvriErrorEvent : std::uint8_t { captureImageFailed };
+
+class ReportSink;
+
+/// A permission or a capability that the device does not give.
+class DeviceError {
+public:
+    enum class Permission : std::uint8_t { camera };
+    enum class Capability : std::uint8_t { gyro, motion };
+
+    struct Factory {
+        OvriErrorDomain domain = OvriErrorDomain::sm;
+        OvriErrorSeverity severity = OvriErrorSeverity::error;
+        std::variant<Permission, Capability> subject;
+    };
+
+    [[nodiscard]] static DeviceError permission(Factory factory) { return DeviceError(factory); }
+    [[nodiscard]] static DeviceError capability(Factory factory) { return DeviceError(factory); }
+
+    [[nodiscard]] const Factory& factory() const { return factory_; }
+    void report(ReportSink& sink) const;
+
+private:
+    explicit DeviceError(Factory factory) : factory_(factory) {}
+
+    Factory factory_;
+};
+
+/// Something that failed in the flow of a capture.
+class FlowError {
+public:
+    struct Factory {
+        OvriErrorDomain domain = OvriErrorDomain::sm;
+        OvriErrorSeverity severity = OvriErrorSeverity::error;
+        std::optional<std::string> element;
+        std::optional<std::string> reason;
+        std::optional<std::string> recovery;
+        std::optional<std::string> discussion;
+        std::optional<OvriErrorEvent> event;
+    };
+
+    [[nodiscard]] static FlowError general(Factory factory) { return FlowError(std::move(factory)); }
+
+    [[nodiscard]] const Factory& factory() const { return factory_; }
+    void report(ReportSink& sink) const;
+
+private:
+    explicit FlowError(Factory factory) : factory_(std::move(factory)) {}
+
+    Factory factory_;
+};
+
+/// A platform error passed on as it came.
+class NativeError {
+public:
+    struct Factory {
+        OvriErrorDomain domain = OvriErrorDomain::sm;
+        OvriErrorSeverity severity = OvriErrorSeverity::error;
+        Error error;
+    };
+
+    [[nodiscard]] static NativeError error(Factory factory) { return NativeError(std::move(factory)); }
+
+    [[nodiscard]] const Factory& factory() const { return factory_; }
+    void report(ReportSink& sink) const;
+
+private:
+    explicit NativeError(Factory factory) : factory_(std::move(factory)) {}
+
+    Factory factory_;
+};
+
+using TamselError = std::variant<DeviceError, FlowError, NativeError>;
+
+/// Where `report()` goes. Thread-safe.
+class ReportSink {
+public:
+    virtual ~ReportSink() = default;
+
+    virtual void report(const TamselError& error) = 0;
+};
+
+/// The report in one line, for example `flow error: Video frame error (AVCaptureSession)`.
+[[nodiscard]] std::string describe(const TamselError& error);
+
+} // namespace tamsel::platform
