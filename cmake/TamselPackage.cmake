@@ -3,12 +3,10 @@
 include(CMakePackageConfigHelpers)
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/TamselSourceManager")
 
-set(components core engine simulated)
-if(TAMSEL_HOST)
-    list(APPEND components host)
-endif()
-foreach(component IN LISTS components)
-    install(EXPORT tamsel-${component} NAMESPACE Tamsel:: DESTINATION "${package_dir}")
+foreach(component core engine simulated host)
+    if(TARGET tamsel_${component})
+        install(EXPORT tamsel-${component} NAMESPACE Tamsel:: DESTINATION "${package_dir}")
+    endif()
 endforeach()
 
 configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/TamselSourceManagerConfig.cmake.in"

@@ -7,7 +7,9 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 
 find_program(TAMSEL_CCACHE ccache)
 if(TAMSEL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(CMAKE_CXX_COMPILER_LAUNCHER "${TAMSEL_CCACHE}")
+    # The sloppiness is what ccache asks for with precompiled headers.
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env
+        CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime "${TAMSEL_CCACHE}")
 endif()
 
 function(tamsel_compile_options target)
@@ -15,10 +17,18 @@ function(tamsel_compile_options target)
         -Woverloaded-virtual $<$<BOOL:${TAMSEL_WERROR}>:-Werror> $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 endfunction()
 
-# A static library whose public headers are the list HEADERS, below the include root BASE.
-# tamsel_library(name BASE dir SOURCES … HEADERS …)
+# The standard headers that nearly every source includes, compiled once for each target.
+function(tamsel_precompiled_headers target)
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+    target_precompile_headers(${target} PRIVATE <algorithm> <any> <array> <atomic> <chrono> <deque> <expected> <filesystem>
+        <functional> <map> <memory> <mutex> <optional> <string> <thread> <unordered_map> <utility> <variant> <vector> ${ARGN})
+endfunction()
+
+# A static library whose public headers are the list HEADERS, below the include root BASE. They are installed under
+# INSTALL_PREFIX in the include folder, which the exported target then names.
+# tamsel_library(name BASE dir [INSTALL_PREFIX dir] SOURCES … HEADERS …)
 function(tamsel_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "BASE" "SOURCES;HEADERS")
+    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "BASE;INSTALL_PREFIX" "SOURCES;HEADERS")
     add_library(${name} STATIC ${ARG_SOURCES})
     target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS "${ARG_BASE}" FILES ${ARG_HEADERS})
     string(REPLACE "tamsel_" "" component ${name})
@@ -26,5 +36,8 @@ function(tamsel_library name)
     target_compile_features(${name} PUBLIC cxx_std_23)
     add_library(Tamsel::${component} ALIAS ${name})
     tamsel_compile_options(${name})
-    install(TARGETS ${name} EXPORT tamsel-${component} FILE_SET HEADERS ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    tamsel_precompiled_headers(${name})
+    install(TARGETS ${name} EXPORT tamsel-${component}
+        FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${ARG_INSTALL_PREFIX}"
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endfunction()

@@ -58,6 +58,9 @@ public:
     /// Thread-safe.
     [[nodiscard]] virtual CameraDescription description() const = 0;
 
+    /// False for a device that is not there, or no longer. Thread-safe.
+    [[nodiscard]] virtual bool isPresent() const = 0;
+
     /// Takes the device for this process; fails when another process holds it or it is not there.
     [[nodiscard]] virtual std::expected<void, platform::Error> open() = 0;
     /// Gives it back. Does nothing when it is not open.
