@@ -2,32 +2,40 @@
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/capture/CaptureHook.h>
+#include <engine/capture/OperationLock.h>
 
 #include <tamsel/platform/AVCaptureSession.h>
-#include <tamsel/platform/RunLoop.h>
-
+#include <tamsel/platform/Dispatch.h>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace tamsel::engine {
 
 class ApplicationState;
-class CaptureContext;
+struct CaptureContext;
 
 /// What the engine's capture services stand on. All references must outlive the services and everything made by them,
 /// except sessions and buffers that are only kept, no longer used.
 struct CaptureConfiguration {
-    platform::Clock& clock;
+    platform::Dispatch& dispatch;
     ApplicationState& application;
     /// Every camera of this machine; several may share a position, the first of a type and position is the default.
     std::vector<std::shared_ptr<CameraDriver>> cameras;
     /// Asked at each question.
     std::function<platform::AVAuthorizationStatus(platform::AVMediaType)> authorization;
+    /// The name of the microphone; absent when there is none.
+    std::optional<std::string> microphone;
+    /// What a metadata output offers.
+    std::vector<platform::AVMetadataObjectType> detectableTypes;
     /// Buffers of each session's pool.
     std::size_t bufferCount = 10;
-    /// May be absent. Held until the services go.
-    std::shared_ptr<CaptureHook> hook;
+    std::shared_ptr<CaptureHook> hook = std::make_shared<CaptureHook>();
+    std::function<std::unique_ptr<OperationLock>()> makeOperationLock = [] {
+        return std::make_unique<ThreadOperationLock>();
+    };
 };
 
 /// The capture services of a phone on top of camera drivers: which devices there are, and sessions that join them to
@@ -52,7 +60,7 @@ public:
     [[nodiscard]] std::shared_ptr<platform::AVCaptureVideoPreviewLayer>
     makePreviewLayer(const std::shared_ptr<platform::AVCaptureSession>& session) override;
 
-    /// Every camera, in the order of the configuration.
+    /// The cameras that are there now, in the order of the configuration.
     [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;
 
 private:

@@ -27,7 +27,15 @@ enum class CaptureCall : std::uint8_t {
     setAutomaticallyAdjustsVideoMirroring,
     setVideoOrientation,
     makePreviewLayer,
+    setMetadataObjectTypes,
+    setMetadataObjectsDelegate,
+    authorizationStatus,
+    defaultDevice,
+    defaultAudioDevice,
 };
+
+/// The call's name as it is written above.
+[[nodiscard]] std::string_view name(CaptureCall call);
 
 /// Sees every call of the capture roles before it is carried out: a back end may write it down, let it take time,
 /// or refuse it. The default lets everything pass.

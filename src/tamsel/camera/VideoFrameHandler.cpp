@@ -13,10 +13,12 @@ void VideoFrameHandler::captureOutputDidOutputSampleBuffer(std::shared_ptr<platf
     completion_(std::move(sampleBuffer));
 }
 
-void VideoFrameHandler::captureOutputDidDropSampleBuffer()
+void VideoFrameHandler::captureOutputDidDropSampleBuffer(platform::CMSampleBuffer& sampleBuffer)
 {
-    if (!isActive() || !completion_)
+    if (!isActive() || !completion_) {
+        sampleBuffer.settle(platform::FrameLedger::Outcome::gated);
         return;
+    }
     completion_(CameraError::videoFrameError().reported("AVCaptureSession", platform_));
 }
 

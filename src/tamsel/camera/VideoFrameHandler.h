@@ -28,7 +28,7 @@ public:
     void setCompletion(std::move_only_function<void(Result)> completion) { completion_ = std::move(completion); }
 
     void captureOutputDidOutputSampleBuffer(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer) override;
-    void captureOutputDidDropSampleBuffer() override;
+    void captureOutputDidDropSampleBuffer(platform::CMSampleBuffer& sampleBuffer) override;
 
 private:
     platform::Platform& platform_;

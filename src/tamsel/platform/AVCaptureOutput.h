@@ -46,8 +46,8 @@ public:
     virtual ~AVCaptureVideoDataOutputSampleBufferDelegate() = default;
 
     virtual void captureOutputDidOutputSampleBuffer(std::shared_ptr<CMSampleBuffer> sampleBuffer) = 0;
-    /// One frame was dropped before it reached the delegate.
-    virtual void captureOutputDidDropSampleBuffer() = 0;
+    /// One frame was dropped before it reached the delegate; the sample has no image.
+    virtual void captureOutputDidDropSampleBuffer(CMSampleBuffer& sampleBuffer) = 0;
 };
 
 /// Delivers live frames, at most one of them waiting for the delegate.

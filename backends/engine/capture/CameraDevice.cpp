@@ -1,0 +1,114 @@
+#include <engine/capture/CameraDevice.h>
+
+#include <mutex>
+#include <utility>
+
+namespace tamsel::engine {
+
+using namespace platform;
+
+CameraDevice::CameraDevice(std::shared_ptr<CameraDriver> driver, std::shared_ptr<CaptureHook> hook,
+                           std::unique_ptr<OperationLock> operation)
+    : driver_(std::move(driver)), hook_(std::move(hook)), operation_(std::move(operation))
+{
+}
+
+AVCaptureDeviceFormat CameraDevice::activeFormat() const
+{
+    const CameraDescription description = driver_->description();
+    return {.presentationDimensions = description.presentationDimensions,
+            .videoFieldOfView = description.videoFieldOfView};
+}
+
+std::expected<void, Error> CameraDevice::lockForConfiguration()
+{
+    if (!hook_->permits(CaptureCall::lockForConfiguration, {}))
+        return std::unexpected(Error{.localizedDescription = "the device cannot be locked"});
+    if (!driver_->isPresent())
+        return std::unexpected(Error{.localizedDescription = "the device is gone"});
+    if (isLockedForConfiguration_.exchange(true))
+        return std::unexpected(Error{.localizedDescription = "the device is locked by somebody else"});
+    return {};
+}
+
+void CameraDevice::unlockForConfiguration()
+{
+    hook_->permits(CaptureCall::unlockForConfiguration, {});
+    isLockedForConfiguration_ = false;
+}
+
+void CameraDevice::setVideoZoomFactor(double factor)
+{
+    hook_->permits(CaptureCall::setVideoZoomFactor, std::to_string(factor));
+    zoomFactor_ = factor;
+    const std::lock_guard lock(*operation_);
+    driver_->setZoomFactor(factor);
+}
+
+std::expected<CameraDevice::Claim, Error> CameraDevice::take(const std::shared_ptr<DeviceHolder>& holder)
+{
+    if (claim_ == noClaim) {
+        if (auto opened = driver_->open(); !opened)
+            return std::unexpected(std::move(opened.error()));
+    }
+    holder_ = holder;
+    claim_ = ++lastClaim_;
+    return claim_;
+}
+
+std::expected<std::optional<CameraDevice::Claim>, Error>
+CameraDevice::claimIfFree(const std::shared_ptr<DeviceHolder>& holder)
+{
+    const std::lock_guard lock(*operation_);
+    const std::shared_ptr<DeviceHolder> current = holder_.lock();
+    if (claim_ != noClaim && current)
+        return current == holder ? std::optional(claim_) : std::nullopt;
+    return take(holder);
+}
+
+std::expected<CameraDevice::Claim, Error> CameraDevice::claim(const std::shared_ptr<DeviceHolder>& holder)
+{
+    const std::lock_guard lock(*operation_);
+    const std::shared_ptr<DeviceHolder> current = holder_.lock();
+    if (claim_ != noClaim && current == holder)
+        return claim_;
+    if (current && claim_ != noClaim)
+        current->deviceWasTaken();
+    if (std::exchange(isStarted_, false))
+        driver_->stop();
+    return take(holder);
+}
+
+std::expected<void, Error> CameraDevice::start(Claim claim, AVCaptureSessionPreset preset,
+                                               std::shared_ptr<FrameSink> sink)
+{
+    const std::lock_guard lock(*operation_);
+    if (claim == noClaim || claim != claim_)
+        return std::unexpected(Error{.localizedDescription = "another session has the device"});
+    if (std::exchange(isStarted_, false))
+        driver_->stop();
+    auto started = driver_->start(preset, std::move(sink));
+    isStarted_ = started.has_value();
+    return started;
+}
+
+void CameraDevice::stop(Claim claim)
+{
+    const std::lock_guard lock(*operation_);
+    if (claim == claim_ && std::exchange(isStarted_, false))
+        driver_->stop();
+}
+
+void CameraDevice::release(Claim claim)
+{
+    const std::lock_guard lock(*operation_);
+    if (claim == noClaim || claim != claim_)
+        return;
+    if (std::exchange(isStarted_, false))
+        driver_->stop();
+    driver_->close();
+    claim_ = noClaim;
+    holder_.reset();
+}
+
+} // namespace tamsel::engine

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <engine/capture/CameraDriver.h>
+#include <engine/capture/CaptureHook.h>
+#include <engine/capture/OperationLock.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace tamsel::engine {
+
+/// Somebody who can hold a device, told when another takes it over.
+class DeviceHolder {
+public:
+    virtual ~DeviceHolder() = default;
+
+    /// Called while the device is locked: to note it, not to call back.
+    virtual void deviceWasTaken() = 0;
+};
+
+/// A camera of this machine: its facts, and who in this process holds it. Thread-safe.
+class CameraDevice final : public platform::AVCaptureDevice {
+public:
+    /// The right of one holder. It lapses when another takes the device over; calls with a lapsed claim do nothing.
+    using Claim = std::uint64_t;
+    static constexpr Claim noClaim = 0;
+
+    CameraDevice(std::shared_ptr<CameraDriver> driver, std::shared_ptr<CaptureHook> hook,
+                 std::unique_ptr<OperationLock> operation);
+
+    [[nodiscard]] std::string uniqueID() const override { return driver_->description().uniqueID; }
+    [[nodiscard]] std::string localizedName() const override { return driver_->description().name; }
+    [[nodiscard]] platform::AVMediaType mediaType() const override { return platform::AVMediaType::video; }
+    [[nodiscard]] platform::AVCaptureDeviceType deviceType() const override { return driver_->description().type; }
+    [[nodiscard]] platform::AVCaptureDevicePosition position() const override { return driver_->description().position; }
+    [[nodiscard]] platform::AVCaptureDeviceFormat activeFormat() const override;
+    [[nodiscard]] int minimumFocusDistance() const override { return driver_->description().minimumFocusDistance; }
+    [[nodiscard]] std::expected<void, platform::Error> lockForConfiguration() override;
+    void unlockForConfiguration() override;
+    [[nodiscard]] double minAvailableVideoZoomFactor() const override { return driver_->description().minZoomFactor; }
+    [[nodiscard]] double maxAvailableVideoZoomFactor() const override { return driver_->description().maxZoomFactor; }
+    [[nodiscard]] double videoZoomFactor() const override { return zoomFactor_; }
+    void setVideoZoomFactor(double factor) override;
+
+    [[nodiscard]] bool isPresent() const { return driver_->isPresent(); }
+    [[nodiscard]] CameraDescription description() const { return driver_->description(); }
+
+    // The following may take as long as the device needs.
+
+    /// Takes the device when nobody in this process has it; the holder's old claim when it has it already. Without a
+    /// value when somebody else here has it, an error when the device cannot be had.
+    [[nodiscard]] std::expected<std::optional<Claim>, platform::Error>
+    claimIfFree(const std::shared_ptr<DeviceHolder>& holder);
+    /// Takes the device, from whoever in this process has it.
+    [[nodiscard]] std::expected<Claim, platform::Error> claim(const std::shared_ptr<DeviceHolder>& holder);
+    [[nodiscard]] std::expected<void, platform::Error> start(Claim claim, platform::AVCaptureSessionPreset preset,
+                                                             std::shared_ptr<FrameSink> sink);
+    void stop(Claim claim);
+    /// Stops the device and gives it back.
+    void release(Claim claim);
+
+private:
+    [[nodiscard]] std::expected<Claim, platform::Error> take(const std::shared_ptr<DeviceHolder>& holder);
+
+    const std::shared_ptr<CameraDriver> driver_;
+    const std::shared_ptr<CaptureHook> hook_;
+    std::atomic<bool> isLockedForConfiguration_ = false;
+    std::atomic<double> zoomFactor_ = 1;
+
+    /// Around every call of the driver, and guards what follows.
+    const std::unique_ptr<OperationLock> operation_;
+    std::weak_ptr<DeviceHolder> holder_;
+    Claim claim_ = noClaim;
+    Claim lastClaim_ = noClaim;
+    bool isStarted_ = false;
+};
+
+} // namespace tamsel::engine

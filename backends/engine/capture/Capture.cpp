@@ -1,0 +1,156 @@
+#include <engine/capture/Capture.h>
+
+#include <engine/capture/CaptureContext.h>
+#include <engine/capture/CaptureSession.h>
+#include <engine/capture/PreviewLayer.h>
+#include <engine/capture/VideoDataOutput.h>
+
+#include <string>
+#include <utility>
+
+namespace tamsel::engine {
+
+using namespace platform;
+
+namespace {
+
+std::string_view name(AVCaptureDeviceType type)
+{
+    switch (type) {
+    case AVCaptureDeviceType::builtInWideAngleCamera:
+        return "wideAngle";
+    case AVCaptureDeviceType::builtInDualWideCamera:
+        return "dualWide";
+    case AVCaptureDeviceType::builtInTripleCamera:
+        return "triple";
+    case AVCaptureDeviceType::builtInMicrophone:
+        return "microphone";
+    }
+    return {};
+}
+
+std::string_view name(AVCaptureDevicePosition position)
+{
+    switch (position) {
+    case AVCaptureDevicePosition::unspecified:
+        return "unspecified";
+    case AVCaptureDevicePosition::back:
+        return "back";
+    case AVCaptureDevicePosition::front:
+        return "front";
+    }
+    return {};
+}
+
+class Microphone final : public AVCaptureDevice {
+public:
+    explicit Microphone(std::string name) : name_(std::move(name)) {}
+
+    [[nodiscard]] std::string uniqueID() const override { return name_; }
+    [[nodiscard]] std::string localizedName() const override { return name_; }
+    [[nodiscard]] AVMediaType mediaType() const override { return AVMediaType::audio; }
+    [[nodiscard]] AVCaptureDeviceType deviceType() const override { return AVCaptureDeviceType::builtInMicrophone; }
+    [[nodiscard]] AVCaptureDevicePosition position() const override { return AVCaptureDevicePosition::unspecified; }
+    [[nodiscard]] AVCaptureDeviceFormat activeFormat() const override { return {}; }
+    [[nodiscard]] int minimumFocusDistance() const override { return -1; }
+    [[nodiscard]] std::expected<void, Error> lockForConfiguration() override { return {}; }
+    void unlockForConfiguration() override {}
+    [[nodiscard]] double minAvailableVideoZoomFactor() const override { return 1; }
+    [[nodiscard]] double maxAvailableVideoZoomFactor() const override { return 1; }
+    [[nodiscard]] double videoZoomFactor() const override { return 1; }
+    void setVideoZoomFactor(double /*factor*/) override {}
+
+private:
+    const std::string name_;
+};
+
+} // namespace
+
+Capture::Capture(CaptureConfiguration configuration)
+    : context_(std::make_shared<CaptureContext>(std::move(configuration), decltype(CaptureContext::cameras){}, nullptr))
+{
+    const CaptureConfiguration& given = context_->configuration;
+    for (const std::shared_ptr<CameraDriver>& driver : given.cameras)
+        context_->cameras.push_back(std::make_shared<CameraDevice>(driver, given.hook, given.makeOperationLock()));
+    if (given.microphone)
+        context_->microphone = std::make_shared<Microphone>(*given.microphone);
+}
+
+Capture::~Capture() = default;
+
+AVAuthorizationStatus Capture::authorizationStatus(AVMediaType mediaType) const
+{
+    context_->hook().permits(CaptureCall::authorizationStatus, mediaType == AVMediaType::video ? "video" : "audio");
+    return context_->configuration.authorization(mediaType);
+}
+
+std::shared_ptr<AVCaptureDevice> Capture::defaultDevice(AVCaptureDeviceType type, AVMediaType mediaType,
+                                                        AVCaptureDevicePosition position)
+{
+    context_->hook().permits(CaptureCall::defaultDevice, std::string(name(type)) + " " + std::string(name(position)));
+    if (mediaType != AVMediaType::video)
+        return nullptr;
+    for (const std::shared_ptr<CameraDevice>& camera : context_->cameras) {
+        if (camera->deviceType() == type && camera->position() == position && camera->isPresent())
+            return camera;
+    }
+    return nullptr;
+}
+
+std::shared_ptr<AVCaptureDevice> Capture::defaultAudioDevice()
+{
+    context_->hook().permits(CaptureCall::defaultAudioDevice, {});
+    return context_->microphone;
+}
+
+std::shared_ptr<AVCaptureSession> Capture::makeSession()
+{
+    return CaptureSession::create(context_);
+}
+
+std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error>
+Capture::makeDeviceInput(const std::shared_ptr<AVCaptureDevice>& device)
+{
+    const std::string_view kind = device->mediaType() == AVMediaType::audio ? "audio" : "video";
+    if (!context_->hook().permits(CaptureCall::makeDeviceInput, kind))
+        return std::unexpected(Error{.localizedDescription = "the device gives no input"});
+    return std::make_shared<AVCaptureDeviceInput>(device);
+}
+
+std::shared_ptr<AVCaptureVideoDataOutput> Capture::makeVideoDataOutput()
+{
+    return std::make_shared<VideoDataOutput>(context_->configuration.hook);
+}
+
+std::shared_ptr<AVCapturePhotoOutput> Capture::makePhotoOutput()
+{
+    return std::make_shared<PhotoOutput>();
+}
+
+std::shared_ptr<AVCaptureMovieFileOutput> Capture::makeMovieFileOutput()
+{
+    return std::make_shared<MovieFileOutput>();
+}
+
+std::shared_ptr<AVCaptureMetadataOutput> Capture::makeMetadataOutput()
+{
+    return std::make_shared<MetadataOutput>(context_->configuration.detectableTypes, context_->configuration.hook);
+}
+
+std::shared_ptr<AVCaptureVideoPreviewLayer> Capture::makePreviewLayer(const std::shared_ptr<AVCaptureSession>& session)
+{
+    context_->hook().permits(CaptureCall::makePreviewLayer, {});
+    return std::make_shared<PreviewLayer>(std::dynamic_pointer_cast<CaptureSession>(session));
+}
+
+std::vector<std::shared_ptr<AVCaptureDevice>> Capture::cameras() const
+{
+    std::vector<std::shared_ptr<AVCaptureDevice>> present;
+    for (const std::shared_ptr<CameraDevice>& camera : context_->cameras) {
+        if (camera->isPresent())
+            present.push_back(camera);
+    }
+    return present;
+}
+
+} // namespace tamsel::engine

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <engine/capture/CameraDevice.h>
+#include <engine/capture/Capture.h>
+
+#include <memory>
+#include <vector>
+
+namespace tamsel::engine {
+
+/// What everything that `Capture` makes shares.
+struct CaptureContext {
+    CaptureConfiguration configuration;
+    std::vector<std::shared_ptr<CameraDevice>> cameras;
+    std::shared_ptr<platform::AVCaptureDevice> microphone;
+
+    [[nodiscard]] CaptureHook& hook() const { return *configuration.hook; }
+};
+
+} // namespace tamsel::engine

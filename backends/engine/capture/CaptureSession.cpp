@@ -1,0 +1,381 @@
+#include <engine/capture/CaptureSession.h>
+
+#include <engine/capture/ApplicationState.h>
+#include <engine/capture/CaptureContext.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tamsel::engine {
+
+using namespace platform;
+
+namespace {
+
+std::shared_ptr<AVCaptureDevice> deviceOf(const std::shared_ptr<AVCaptureInput>& input)
+{
+    const auto deviceInput = std::dynamic_pointer_cast<AVCaptureDeviceInput>(input);
+    return deviceInput ? deviceInput->device() : nullptr;
+}
+
+std::shared_ptr<CameraDevice> cameraOf(const std::shared_ptr<AVCaptureInput>& input)
+{
+    return std::dynamic_pointer_cast<CameraDevice>(deviceOf(input));
+}
+
+std::string_view describe(const std::shared_ptr<AVCaptureInput>& input)
+{
+    const std::shared_ptr<AVCaptureDevice> device = deviceOf(input);
+    return !device ? "none" : device->mediaType() == AVMediaType::audio ? "audio" : "video";
+}
+
+std::string_view describe(const std::shared_ptr<AVCaptureOutput>& output)
+{
+    const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
+    return place ? place->kind() : "none";
+}
+
+} // namespace
+
+std::shared_ptr<CaptureSession> CaptureSession::create(std::shared_ptr<CaptureContext> context)
+{
+    auto session = std::make_shared<CaptureSession>(std::move(context));
+    session->context_->configuration.application.whenForeground(
+        session, [weakSession = std::weak_ptr(session)] {
+            if (const std::shared_ptr<CaptureSession> returned = weakSession.lock())
+                returned->applicationReturned();
+        });
+    return session;
+}
+
+CaptureSession::CaptureSession(std::shared_ptr<CaptureContext> context)
+    : context_(std::move(context))
+    , globalQueue_(context_->configuration.dispatch.globalQueue())
+    , pool_(std::make_shared<BufferPool>(context_->configuration.bufferCount))
+    , operation_(context_->configuration.makeOperationLock())
+{
+}
+
+CaptureSession::~CaptureSession()
+{
+    if (stream_)
+        stream_->close();
+    for (const std::shared_ptr<AVCaptureOutput>& output : outputs_) {
+        const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
+        place->setVideoConnection(nullptr);
+        place->setInSession(false);
+    }
+    // Giving the device back may take its time, and this may be any thread.
+    if (claimed_)
+        globalQueue_->async([device = std::move(claimed_), claim = claim_] { device->release(claim); });
+}
+
+void CaptureSession::beginConfiguration()
+{
+    context_->hook().permits(CaptureCall::beginConfiguration, {});
+    const std::lock_guard lock(guard_);
+    ++openConfigurations_;
+}
+
+void CaptureSession::commitConfiguration()
+{
+    context_->hook().permits(CaptureCall::commitConfiguration, {});
+    {
+        const std::lock_guard lock(guard_);
+        if (openConfigurations_ == 0 || --openConfigurations_ > 0 || !std::exchange(startsAtCommit_, false))
+            return;
+    }
+    start();
+}
+
+void CaptureSession::setSessionPreset(AVCaptureSessionPreset preset)
+{
+    context_->hook().permits(CaptureCall::setSessionPreset, preset == AVCaptureSessionPreset::photo ? "photo" : "high");
+    const std::lock_guard lock(guard_);
+    preset_ = preset;
+}
+
+bool CaptureSession::accepts(const std::shared_ptr<AVCaptureInput>& input) const
+{
+    const std::shared_ptr<AVCaptureDevice> device = deviceOf(input);
+    if (!device)
+        return false;
+    const std::lock_guard lock(guard_);
+    return std::ranges::none_of(inputs_, [&](const std::shared_ptr<AVCaptureInput>& present) {
+        return deviceOf(present)->mediaType() == device->mediaType();
+    });
+}
+
+bool CaptureSession::canAddInput(const std::shared_ptr<AVCaptureInput>& input)
+{
+    if (!context_->hook().permits(CaptureCall::canAddInput, describe(input)) || !accepts(input))
+        return false;
+    const std::shared_ptr<CameraDevice> device = cameraOf(input);
+    if (!device)
+        return true;
+    // Asked for real: the device is opened, and held from now on. One that another session of this process holds can
+    // be taken over.
+    const std::lock_guard lock(*operation_);
+    const auto claimed = device->claimIfFree(shared_from_this());
+    if (!claimed)
+        return false;
+    if (*claimed) {
+        claim_ = **claimed;
+        claimed_ = device;
+    }
+    return true;
+}
+
+void CaptureSession::addInput(std::shared_ptr<AVCaptureInput> input)
+{
+    context_->hook().permits(CaptureCall::addInput, describe(input));
+    if (!accepts(input))
+        return;
+    if (const std::shared_ptr<CameraDevice> device = cameraOf(input)) {
+        const std::lock_guard lock(*operation_);
+        claim_ = device->claim(shared_from_this()).value_or(CameraDevice::noClaim);
+        claimed_ = device;
+    }
+    {
+        const std::lock_guard lock(guard_);
+        inputs_.push_back(std::move(input));
+    }
+    makeConnections();
+}
+
+void CaptureSession::removeInput(const std::shared_ptr<AVCaptureInput>& input)
+{
+    context_->hook().permits(CaptureCall::removeInput, describe(input));
+    {
+        const std::lock_guard lock(guard_);
+        if (std::erase(inputs_, input) == 0)
+            return;
+    }
+    if (const std::shared_ptr<CameraDevice> device = cameraOf(input)) {
+        const std::lock_guard lock(*operation_);
+        std::shared_ptr<FrameStream> stream;
+        {
+            const std::lock_guard stateLock(guard_);
+            stream = stream_;
+        }
+        end(stream);
+        device->release(std::exchange(claim_, CameraDevice::noClaim));
+        claimed_ = nullptr;
+    }
+    makeConnections();
+}
+
+std::vector<std::shared_ptr<AVCaptureInput>> CaptureSession::inputs() const
+{
+    const std::lock_guard lock(guard_);
+    return inputs_;
+}
+
+bool CaptureSession::canAddOutput(const std::shared_ptr<AVCaptureOutput>& output)
+{
+    if (!context_->hook().permits(CaptureCall::canAddOutput, describe(output)))
+        return false;
+    const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
+    if (!place || place->isInSession())
+        return false;
+    const std::lock_guard lock(guard_);
+    return std::ranges::none_of(
+        outputs_, [&](const std::shared_ptr<AVCaptureOutput>& present) { return describe(present) == place->kind(); });
+}
+
+void CaptureSession::addOutput(std::shared_ptr<AVCaptureOutput> output)
+{
+    context_->hook().permits(CaptureCall::addOutput, describe(output));
+    const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
+    if (!place || place->isInSession())
+        return;
+    place->setInSession(true);
+    {
+        const std::lock_guard lock(guard_);
+        outputs_.push_back(std::move(output));
+    }
+    makeConnections();
+}
+
+void CaptureSession::removeOutput(const std::shared_ptr<AVCaptureOutput>& output)
+{
+    context_->hook().permits(CaptureCall::removeOutput, describe(output));
+    {
+        const std::lock_guard lock(guard_);
+        if (std::erase(outputs_, output) == 0)
+            return;
+    }
+    const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
+    place->setVideoConnection(nullptr);
+    place->setInSession(false);
+}
+
+std::vector<std::shared_ptr<AVCaptureOutput>> CaptureSession::outputs() const
+{
+    const std::lock_guard lock(guard_);
+    return outputs_;
+}
+
+void CaptureSession::makeConnections()
+{
+    const bool hasCamera = camera() != nullptr;
+    for (const std::shared_ptr<AVCaptureOutput>& output : outputs()) {
+        const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
+        if (!hasCamera)
+            place->setVideoConnection(nullptr);
+        else if (place->takesVideo() && !place->videoConnection())
+            place->setVideoConnection(std::make_shared<Connection>(context_->configuration.hook));
+    }
+    std::shared_ptr<Connection> replaced;
+    const std::lock_guard lock(guard_);
+    if (!hasCamera)
+        previewConnection_.swap(replaced);
+    else if (!previewConnection_)
+        previewConnection_ = std::make_shared<Connection>(context_->configuration.hook);
+}
+
+std::shared_ptr<AVCaptureConnection> CaptureSession::previewConnection() const
+{
+    const std::lock_guard lock(guard_);
+    return previewConnection_;
+}
+
+std::shared_ptr<CameraDevice> CaptureSession::camera() const
+{
+    const std::lock_guard lock(guard_);
+    for (const std::shared_ptr<AVCaptureInput>& input : inputs_) {
+        if (std::shared_ptr<CameraDevice> device = cameraOf(input))
+            return device;
+    }
+    return nullptr;
+}
+
+std::shared_ptr<VideoDataOutput> CaptureSession::videoDataOutput() const
+{
+    const std::lock_guard lock(guard_);
+    for (const std::shared_ptr<AVCaptureOutput>& output : outputs_) {
+        if (auto video = std::dynamic_pointer_cast<VideoDataOutput>(output))
+            return video;
+    }
+    return nullptr;
+}
+
+void CaptureSession::startRunning()
+{
+    if (!context_->hook().permits(CaptureCall::startRunning, {}))
+        return;
+    {
+        const std::lock_guard lock(guard_);
+        if (openConfigurations_ > 0) {
+            startsAtCommit_ = true;
+            return;
+        }
+    }
+    start();
+}
+
+void CaptureSession::start()
+{
+    {
+        const std::lock_guard lock(guard_);
+        startsInForeground_ = context_->configuration.application.isInBackground();
+        if (startsInForeground_)
+            return;
+    }
+    const std::lock_guard lock(*operation_);
+    const std::shared_ptr<CameraDevice> device = camera();
+    if (!device || isRunning())
+        return;
+    // The claim may have lapsed: somebody else took the device, and may have given it back.
+    if (const auto claimed = device->claimIfFree(shared_from_this()); claimed && *claimed)
+        claim_ = **claimed;
+    else if (claimed)
+        return;
+
+    const CameraDescription description = device->description();
+    const auto stream = std::make_shared<FrameStream>(FrameStream::Parts{
+        .counter = counter_,
+        .pool = pool_,
+        .output = videoDataOutput(),
+        .sensorOrientation = description.sensorOrientation,
+        .intrinsicMatrix = description.intrinsicMatrix,
+        .lost =
+            [weakSelf = weak_from_this()] {
+                if (const std::shared_ptr<CaptureSession> self = weakSelf.lock())
+                    self->deviceWasTaken();
+            },
+    });
+    AVCaptureSessionPreset preset{};
+    {
+        const std::lock_guard stateLock(guard_);
+        stream_ = stream;
+        preset = preset_;
+    }
+    const auto started = device->start(claim_, preset, stream);
+    if (!started)
+        stream->lose(started.error());
+    const std::lock_guard stateLock(guard_);
+    isRunning_ = stream->isOpen();
+}
+
+void CaptureSession::stopRunning()
+{
+    context_->hook().permits(CaptureCall::stopRunning, {});
+    std::shared_ptr<FrameStream> stream;
+    {
+        const std::lock_guard lock(guard_);
+        startsAtCommit_ = false;
+        startsInForeground_ = false;
+        stream = stream_;
+    }
+    if (stream)
+        stream->close();
+    const std::lock_guard lock(*operation_);
+    if (claimed_)
+        claimed_->stop(claim_);
+    end(stream);
+}
+
+/// The stream has ended: the session runs no longer, unless it has been started anew meanwhile.
+void CaptureSession::end(const std::shared_ptr<FrameStream>& stream)
+{
+    if (!stream)
+        return;
+    stream->close();
+    const std::lock_guard lock(guard_);
+    if (stream_ == stream)
+        isRunning_ = false;
+}
+
+void CaptureSession::deviceWasTaken()
+{
+    std::shared_ptr<FrameStream> stream;
+    {
+        const std::lock_guard lock(guard_);
+        stream = stream_;
+    }
+    end(stream);
+}
+
+bool CaptureSession::isRunning() const
+{
+    const std::lock_guard lock(guard_);
+    return isRunning_;
+}
+
+std::shared_ptr<const FrameLedger> CaptureSession::frameLedger() const
+{
+    return counter_->ledger();
+}
+
+void CaptureSession::applicationReturned()
+{
+    {
+        const std::lock_guard lock(guard_);
+        if (!std::exchange(startsInForeground_, false))
+            return;
+    }
+    globalQueue_->async(whileAlive(weak_from_this(), [](CaptureSession& self) { self.start(); }));
+}
+
+} // namespace tamsel::engine

@@ -1,0 +1,112 @@
+#include <engine/capture/FrameStream.h>
+
+#include <engine/capture/turnPixels.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tamsel::engine {
+
+using namespace platform;
+
+FrameTiming FrameCounter::next(CMTime mediaTime, std::chrono::nanoseconds captureTime, bool isFirst)
+{
+    const std::lock_guard lock(guard_);
+    if (isFirst) {
+        mediaOffset_ = 0;
+        if (lastMediaTime_.isValid() && mediaTime.isValid()) {
+            const double scale = static_cast<double>(mediaTime.timescale) / lastMediaTime_.timescale;
+            const auto last = static_cast<std::int64_t>(static_cast<double>(lastMediaTime_.value) * scale);
+            const std::int64_t next = last + std::max(1, mediaTime.timescale / 30);
+            mediaOffset_ = mediaTime.value > last ? 0 : next - mediaTime.value;
+        }
+    }
+    mediaTime.value += mediaOffset_;
+    lastCaptureTime_ = lastCaptureTime_ == std::chrono::nanoseconds::min()
+        ? captureTime
+        : std::max(captureTime, lastCaptureTime_ + std::chrono::nanoseconds{1});
+    lastMediaTime_ = mediaTime;
+    return {.captureTime = lastCaptureTime_, .mediaTime = mediaTime, .sequence = sequence_++};
+}
+
+void FrameCounter::skip()
+{
+    const std::lock_guard lock(guard_);
+    ++sequence_;
+}
+
+std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std::size_t height)
+{
+    return isOpen() ? parts_.pool->acquire(width, height) : nullptr;
+}
+
+std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::turnedMatrix(const CVPixelBuffer& stored, int turns)
+{
+    if (!parts_.intrinsicMatrix || turns == 0)
+        return parts_.intrinsicMatrix;
+    if (!matrix_ || turns != matrixTurns_) {
+        matrix_ = std::make_shared<CameraIntrinsicMatrix>(
+            turnMatrix(*parts_.intrinsicMatrix, stored.width(), stored.height(), turns));
+        matrixTurns_ = turns;
+    }
+    return matrix_;
+}
+
+void FrameStream::deliver(std::shared_ptr<CVPixelBuffer> buffer, CMTime mediaTime, std::chrono::nanoseconds captureTime)
+{
+    if (!isOpen())
+        return;
+    FrameTicket ticket(parts_.counter->ledger());
+    const FrameTiming timing = parts_.counter->next(mediaTime, captureTime, std::exchange(isFirst_, false));
+    const std::shared_ptr<Connection> connection = parts_.output ? parts_.output->videoConnection() : nullptr;
+    if (!connection || !connection->isEnabled() || !parts_.output->hasDelegate()) {
+        ticket.settle(FrameLedger::Outcome::gated);
+        return;
+    }
+    if (!parts_.output->hasPlace()) {
+        parts_.output->tellDrop(std::move(ticket), DropCause::late);
+        return;
+    }
+    const int turns = quarterTurns(parts_.sensorOrientation, connection->videoOrientation());
+    std::shared_ptr<const CameraIntrinsicMatrix> matrix = turnedMatrix(*buffer, turns);
+    if (turns != 0) {
+        const bool isOdd = turns % 2 != 0;
+        std::shared_ptr<CVPixelBuffer> turned = parts_.pool->acquire(isOdd ? buffer->height() : buffer->width(),
+                                                                     isOdd ? buffer->width() : buffer->height());
+        if (!turned) {
+            parts_.output->tellDrop(std::move(ticket), DropCause::noBuffer);
+            return;
+        }
+        turnPixels(*buffer, *turned, turns);
+        buffer = std::move(turned);
+    }
+    buffer->setTiming(timing);
+    parts_.output->deliver(parts_.pool->makeSample(std::move(buffer), std::move(matrix), std::move(ticket)),
+                           shared_from_this());
+}
+
+void FrameStream::drop(DropCause cause)
+{
+    if (isOpen())
+        tellDrop(cause);
+}
+
+void FrameStream::lose(const Error& /*reason*/)
+{
+    if (!isOpen_.exchange(false))
+        return;
+    tellDrop(DropCause::deviceLost);
+    parts_.lost();
+}
+
+void FrameStream::tellDrop(DropCause cause)
+{
+    FrameTicket ticket(parts_.counter->ledger());
+    parts_.counter->skip();
+    if (parts_.output)
+        parts_.output->tellDrop(std::move(ticket), cause);
+    else
+        ticket.settle(FrameLedger::Outcome::gated);
+}
+
+} // namespace tamsel::engine

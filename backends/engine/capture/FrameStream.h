@@ -1,0 +1,74 @@
+#pragma once
+
+#include <engine/capture/BufferPool.h>
+#include <engine/capture/CameraDriver.h>
+#include <engine/capture/VideoDataOutput.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace tamsel::engine {
+
+/// Numbers the frames of a session, over all its starts. Thread-safe.
+class FrameCounter {
+public:
+    /// The timing of the next frame: one later in everything than the frame before. `isFirst` says that a source has
+    /// begun anew, so that its own time may have fallen back and is moved on from there.
+    [[nodiscard]] platform::FrameTiming next(platform::CMTime mediaTime, std::chrono::nanoseconds captureTime,
+                                             bool isFirst);
+    /// The number of a frame that was produced and went nowhere.
+    void skip();
+
+    [[nodiscard]] const std::shared_ptr<platform::FrameLedger>& ledger() const { return ledger_; }
+
+private:
+    const std::shared_ptr<platform::FrameLedger> ledger_ = std::make_shared<platform::FrameLedger>();
+    std::mutex guard_;
+    std::uint64_t sequence_ = 0;
+    std::chrono::nanoseconds lastCaptureTime_ = std::chrono::nanoseconds::min();
+    platform::CMTime lastMediaTime_;
+    std::int64_t mediaOffset_ = 0;
+};
+
+/// The way of one start's frames, from the driver to the video data output. Once closed it lets nothing pass.
+class FrameStream final : public FrameSink, public std::enable_shared_from_this<FrameStream> {
+public:
+    struct Parts {
+        std::shared_ptr<FrameCounter> counter;
+        std::shared_ptr<BufferPool> pool;
+        /// Absent when the session has none: all frames are gated.
+        std::shared_ptr<VideoDataOutput> output;
+        platform::AVCaptureVideoOrientation sensorOrientation;
+        std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix;
+        /// Called once, on the driver's thread, when the device is lost.
+        std::function<void()> lost;
+    };
+
+    explicit FrameStream(Parts parts) : parts_(std::move(parts)) {}
+
+    [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(std::size_t width, std::size_t height) override;
+    void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
+                 std::chrono::nanoseconds captureTime) override;
+    void drop(platform::DropCause cause) override;
+    void lose(const platform::Error& reason) override;
+
+    void close() { isOpen_ = false; }
+    [[nodiscard]] bool isOpen() const { return isOpen_; }
+
+private:
+    [[nodiscard]] std::shared_ptr<const platform::CameraIntrinsicMatrix>
+    turnedMatrix(const platform::CVPixelBuffer& stored, int turns);
+    void tellDrop(platform::DropCause cause);
+
+    const Parts parts_;
+    std::atomic<bool> isOpen_ = true;
+
+    // Of the driver's thread.
+    bool isFirst_ = true;
+    int matrixTurns_ = 0;
+    std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix_;
+};
+
+} // namespace tamsel::engine

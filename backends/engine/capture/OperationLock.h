@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+namespace tamsel::engine {
+
+/// Mutual exclusion for calls that may take as long as a device needs. A back end without threads supplies one that
+/// lets other work go on meanwhile. Works with `std::lock_guard`.
+class OperationLock {
+public:
+    virtual ~OperationLock() = default;
+
+    virtual void lock() = 0;
+    virtual void unlock() = 0;
+};
+
+class ThreadOperationLock final : public OperationLock {
+public:
+    void lock() override { guard_.lock(); }
+    void unlock() override { guard_.unlock(); }
+
+private:
+    std::mutex guard_;
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <engine/capture/Connection.h>
+
+#include <memory>
+#include <mutex>
+#include <type_traits>
+#include <utility>
+
+namespace tamsel::engine {
+
+/// An output's place: the one session that it is in, and its connection there. Thread-safe.
+class OutputPlace {
+public:
+    virtual ~OutputPlace() = default;
+
+    /// The platform's name of this kind of output; a session takes one of each.
+    [[nodiscard]] virtual const char* kind() const = 0;
+    /// False for outputs that take no video.
+    [[nodiscard]] virtual bool takesVideo() const { return true; }
+
+    [[nodiscard]] bool isInSession() const
+    {
+        const std::lock_guard lock(guard_);
+        return isInSession_;
+    }
+    void setInSession(bool isInSession)
+    {
+        const std::lock_guard lock(guard_);
+        isInSession_ = isInSession;
+    }
+
+    [[nodiscard]] std::shared_ptr<Connection> videoConnection() const
+    {
+        const std::lock_guard lock(guard_);
+        return connection_;
+    }
+    void setVideoConnection(std::shared_ptr<Connection> connection)
+    {
+        const std::lock_guard lock(guard_);
+        connection_.swap(connection);
+    }
+
+private:
+    mutable std::mutex guard_;
+    bool isInSession_ = false;
+    std::shared_ptr<Connection> connection_;
+};
+
+/// The part of an output role that is the same for all.
+template <typename Role>
+class Output : public Role, public OutputPlace {
+public:
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureConnection> connection(platform::AVMediaType mediaType) const override
+    {
+        return mediaType == platform::AVMediaType::video ? videoConnection() : nullptr;
+    }
+};
+
+/// Stills are not taken yet: the output stands in the session and has a connection.
+class PhotoOutput final : public Output<platform::AVCapturePhotoOutput> {
+public:
+    [[nodiscard]] const char* kind() const override { return "AVCapturePhotoOutput"; }
+    void setHighResolutionCaptureEnabled(bool /*enabled*/) override {}
+};
+
+/// Movies are not written yet: the output stands in the session and has a connection.
+class MovieFileOutput final : public Output<platform::AVCaptureMovieFileOutput> {
+public:
+    [[nodiscard]] const char* kind() const override { return "AVCaptureMovieFileOutput"; }
+    void setMovieFragmentInterval(platform::CMTime /*interval*/) override {}
+};
+
+/// Offers what the back end can detect, once it is in a session.
+class MetadataOutput final : public Output<platform::AVCaptureMetadataOutput> {
+public:
+    MetadataOutput(std::vector<platform::AVMetadataObjectType> detectable, std::shared_ptr<CaptureHook> hook)
+        : detectable_(std::move(detectable)), hook_(std::move(hook))
+    {
+    }
+
+    [[nodiscard]] const char* kind() const override { return "AVCaptureMetadataOutput"; }
+    [[nodiscard]] bool takesVideo() const override { return false; }
+    [[nodiscard]] std::vector<platform::AVMetadataObjectType> availableMetadataObjectTypes() const override
+    {
+        return isInSession() ? detectable_ : std::vector<platform::AVMetadataObjectType>{};
+    }
+    void setMetadataObjectTypes(std::vector<platform::AVMetadataObjectType> types) override
+    {
+        std::string names;
+        for (const std::string& type : types)
+            names += (names.empty() ? "" : " ") + type;
+        hook_->permits(CaptureCall::setMetadataObjectTypes, names);
+    }
+    void setMetadataObjectsDelegate(std::weak_ptr<platform::AVCaptureMetadataOutputObjectsDelegate> delegate,
+                                    std::shared_ptr<platform::DispatchQueue> /*queue*/) override
+    {
+        hook_->permits(CaptureCall::setMetadataObjectsDelegate, delegate.expired() ? "none" : "delegate");
+    }
+
+private:
+    const std::vector<platform::AVMetadataObjectType> detectable_;
+    const std::shared_ptr<CaptureHook> hook_;
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,69 @@
+#include <engine/capture/VideoDataOutput.h>
+
+#include <engine/capture/FrameStream.h>
+
+#include <utility>
+
+namespace tamsel::engine {
+
+using namespace platform;
+
+void VideoDataOutput::setSampleBufferDelegate(std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
+                                              std::shared_ptr<DispatchQueue> queue)
+{
+    hook_->permits(CaptureCall::setSampleBufferDelegate, delegate.expired() ? "none" : "delegate");
+    Receiver receiver{std::move(delegate), std::move(queue)};
+    const std::lock_guard lock(guard_);
+    std::swap(receiver_, receiver);
+}
+
+VideoDataOutput::Receiver VideoDataOutput::receiver() const
+{
+    const std::lock_guard lock(guard_);
+    return receiver_;
+}
+
+bool VideoDataOutput::hasDelegate() const
+{
+    const std::lock_guard lock(guard_);
+    return !receiver_.delegate.expired();
+}
+
+void VideoDataOutput::deliver(std::shared_ptr<CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream)
+{
+    const std::shared_ptr<DispatchQueue> queue = receiver().queue;
+    if (!queue) {
+        sampleBuffer->settle(FrameLedger::Outcome::gated);
+        return;
+    }
+    isWaiting_ = true;
+    queue->async([self = shared_from_this(), sampleBuffer = std::move(sampleBuffer), stream = std::move(stream)]() mutable {
+        self->isWaiting_ = false;
+        const auto delegate = stream->isOpen() ? self->receiver().delegate.lock() : nullptr;
+        if (delegate)
+            delegate->captureOutputDidOutputSampleBuffer(std::move(sampleBuffer));
+        else
+            sampleBuffer->settle(FrameLedger::Outcome::gated);
+    });
+}
+
+void VideoDataOutput::tellDrop(FrameTicket ticket, DropCause cause)
+{
+    const Receiver current = receiver();
+    if (current.delegate.expired()) {
+        ticket.settle(FrameLedger::Outcome::gated);
+        return;
+    }
+    current.queue->async([self = shared_from_this(), ticket = std::move(ticket), cause]() mutable {
+        const auto delegate = self->receiver().delegate.lock();
+        if (!delegate) {
+            ticket.settle(FrameLedger::Outcome::gated);
+            return;
+        }
+        CMSampleBuffer dropped(nullptr, nullptr, std::move(ticket));
+        delegate->captureOutputDidDropSampleBuffer(dropped);
+        dropped.settle(FrameLedger::Outcome::dropped, cause);
+    });
+}
+
+} // namespace tamsel::engine

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <engine/capture/Output.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+namespace tamsel::engine {
+
+class FrameStream;
+
+/// Brings frames and drops to the delegate on its queue. At most one frame waits there; the next is dropped as late.
+class VideoDataOutput final : public Output<platform::AVCaptureVideoDataOutput>,
+                              public std::enable_shared_from_this<VideoDataOutput> {
+public:
+    explicit VideoDataOutput(std::shared_ptr<CaptureHook> hook) : hook_(std::move(hook)) {}
+
+    [[nodiscard]] const char* kind() const override { return "AVCaptureVideoDataOutput"; }
+    void setAlwaysDiscardsLateVideoFrames(bool discards) override { discardsLateFrames_ = discards; }
+    void setVideoSettings(std::uint32_t /*pixelFormat*/) override {} // all frames are BGRA
+    void setSampleBufferDelegate(std::weak_ptr<platform::AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
+                                 std::shared_ptr<platform::DispatchQueue> queue) override;
+
+    [[nodiscard]] bool hasDelegate() const;
+    /// False while a frame waits for the delegate and late frames are discarded.
+    [[nodiscard]] bool hasPlace() const { return !discardsLateFrames_ || !isWaiting_; }
+
+    /// Frames come from one thread at a time. The frame is gated when its stream has been closed by its turn.
+    void deliver(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream);
+    void tellDrop(platform::FrameTicket ticket, platform::DropCause cause);
+
+private:
+    struct Receiver {
+        std::weak_ptr<platform::AVCaptureVideoDataOutputSampleBufferDelegate> delegate;
+        std::shared_ptr<platform::DispatchQueue> queue;
+    };
+
+    [[nodiscard]] Receiver receiver() const;
+
+    const std::shared_ptr<CaptureHook> hook_;
+    std::atomic<bool> discardsLateFrames_ = true;
+    std::atomic<bool> isWaiting_ = false;
+    mutable std::mutex guard_;
+    Receiver receiver_;
+};
+
+} // namespace tamsel::engine

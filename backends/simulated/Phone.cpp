@@ -1,0 +1,262 @@
+#include <simulated/Phone.h>
+
+#include <engine/capture/ApplicationState.h>
+#include <engine/capture/Capture.h>
+
+#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/NotificationCenter.h>
+#include <tamsel/platform/core/Reports.h>
+
+#include <array>
+#include <map>
+#include <stdexcept>
+#include <utility>
+
+namespace tamsel::simulated {
+
+using namespace platform;
+using engine::CaptureCall;
+using std::chrono::nanoseconds;
+
+namespace {
+
+/// Writes every call down, and lets the script refuse it or take time for it.
+class ScriptedHook final : public engine::CaptureHook {
+public:
+    ScriptedHook(Scheduler& scheduler, Journal& journal) : scheduler_(&scheduler), journal_(&journal) {}
+
+    bool permits(CaptureCall call, std::string_view detail) override
+    {
+        if (!scheduler_)
+            return true;
+        std::string text(engine::name(call));
+        if (!detail.empty())
+            text += " " + std::string(detail);
+        const bool isRefused = takeRefusal(call, detail);
+        journal_->write(scheduler_->monotonic(), text + (isRefused ? " refused" : ""));
+        if (const auto found = delays.find(call); found != delays.end())
+            scheduler_->spend(found->second);
+        return !isRefused;
+    }
+
+    /// The phone has ended; what is still called from now on goes by unseen.
+    void end() { scheduler_ = nullptr; }
+
+    struct Refusal {
+        CaptureCall call;
+        int number;
+        std::string detail;
+    };
+    std::vector<Refusal> refusals;
+    std::map<CaptureCall, nanoseconds> delays;
+
+private:
+    bool takeRefusal(CaptureCall call, std::string_view detail)
+    {
+        bool isRefused = false;
+        std::erase_if(refusals, [&](Refusal& refusal) {
+            if (refusal.call != call || (!refusal.detail.empty() && refusal.detail != detail) || --refusal.number > 0)
+                return false;
+            isRefused = true;
+            return true;
+        });
+        return isRefused;
+    }
+
+    Scheduler* scheduler_;
+    Journal* journal_;
+};
+
+class ScriptedDevice final : public UIDevice {
+public:
+    ScriptedDevice(std::string systemVersion, std::string model)
+        : systemVersion_(std::move(systemVersion)), model_(std::move(model))
+    {
+    }
+
+    [[nodiscard]] UIDeviceOrientation orientation() const override { return current; }
+    [[nodiscard]] std::string systemVersion() const override { return systemVersion_; }
+    [[nodiscard]] std::string model() const override { return model_; }
+
+    UIDeviceOrientation current = UIDeviceOrientation::portrait;
+
+private:
+    const std::string systemVersion_;
+    const std::string model_;
+};
+
+class JournaledLines final : public DiagnosticLines {
+public:
+    JournaledLines(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) {}
+    void writeLine(std::string_view line) override
+    {
+        journal_.write(scheduler_.monotonic(), "line " + std::string(line));
+    }
+
+private:
+    Scheduler& scheduler_;
+    Journal& journal_;
+};
+
+class JournaledReports final : public ReportSink {
+public:
+    JournaledReports(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) {}
+    void report(const TamselError& error) override
+    {
+        journal_.write(scheduler_.monotonic(), "report " + describe(error));
+    }
+
+private:
+    Scheduler& scheduler_;
+    Journal& journal_;
+};
+
+} // namespace
+
+struct Phone::Parts {
+    explicit Parts(PhoneConfiguration given)
+        : scheduler(given.seed, given.timeIntervalSince1970)
+        , device(std::move(given.systemVersion), std::move(given.model))
+        , application(scheduler.mainQueue(), center)
+    {
+        int number = 0;
+        std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
+        for (CameraScript& script : given.cameras) {
+            cameras.push_back(std::make_shared<SimulatedCamera>(
+                std::move(script), "simulated:" + std::to_string(number++), scheduler));
+            drivers.push_back(cameras.back());
+        }
+        capture.emplace(engine::CaptureConfiguration{
+            .dispatch = scheduler,
+            .application = application,
+            .cameras = std::move(drivers),
+            .authorization = [this](AVMediaType type) { return authorizations.at(static_cast<std::size_t>(type)); },
+            .microphone = std::move(given.microphone),
+            .detectableTypes = std::move(given.detectableTypes),
+            .bufferCount = given.bufferCount,
+            .hook = hook,
+            .makeOperationLock = [this] { return scheduler.makeOperationLock(); },
+        });
+        platform.emplace(Platform{scheduler, scheduler, scheduler, *capture, device, application, center, reports, lines});
+    }
+
+    ~Parts()
+    {
+        scheduler.end();
+        hook->end();
+    }
+
+    Journal journal;
+    NotificationCenter center;
+    std::vector<std::shared_ptr<SimulatedCamera>> cameras;
+    std::array<AVAuthorizationStatus, 2> authorizations{AVAuthorizationStatus::authorized,
+                                                        AVAuthorizationStatus::authorized};
+    Scheduler scheduler;
+    std::shared_ptr<ScriptedHook> hook = std::make_shared<ScriptedHook>(scheduler, journal);
+    JournaledLines lines{scheduler, journal};
+    JournaledReports reports{scheduler, journal};
+    ScriptedDevice device;
+    engine::ApplicationState application;
+    std::optional<engine::Capture> capture;
+    std::optional<Platform> platform;
+};
+
+Phone::Phone(PhoneConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) {}
+
+Phone::~Phone() = default;
+
+Platform& Phone::platform()
+{
+    return *parts_->platform;
+}
+
+std::shared_ptr<DispatchQueue> Phone::makeQueue(std::string label)
+{
+    return parts_->scheduler.makeSerialQueue(std::move(label));
+}
+
+void Phone::run()
+{
+    parts_->scheduler.runUntil(parts_->scheduler.monotonic());
+}
+
+void Phone::advance(nanoseconds duration)
+{
+    parts_->scheduler.runUntil(parts_->scheduler.monotonic() + duration);
+}
+
+bool Phone::runUntil(const std::function<bool()>& condition, nanoseconds limit)
+{
+    const nanoseconds end = parts_->scheduler.monotonic() + limit;
+    while (!condition()) {
+        if (!parts_->scheduler.step() && !parts_->scheduler.advanceToNext(end))
+            return false;
+    }
+    return true;
+}
+
+nanoseconds Phone::now() const
+{
+    return parts_->scheduler.monotonic();
+}
+
+bool Phone::isIdle() const
+{
+    return parts_->scheduler.isIdle();
+}
+
+void Phone::asThread(const std::string& name, const std::function<void()>& body)
+{
+    parts_->scheduler.asThread(name, body);
+}
+
+SimulatedCamera& Phone::camera(AVCaptureDevicePosition position, std::size_t number)
+{
+    for (const std::shared_ptr<SimulatedCamera>& camera : parts_->cameras) {
+        if (camera->script().position == position && number-- == 0)
+            return *camera;
+    }
+    throw std::out_of_range("the simulated phone has no such camera");
+}
+
+void Phone::setAuthorization(AVMediaType mediaType, AVAuthorizationStatus status)
+{
+    parts_->authorizations.at(static_cast<std::size_t>(mediaType)) = status;
+}
+
+void Phone::setDeviceOrientation(UIDeviceOrientation orientation)
+{
+    parts_->device.current = orientation;
+}
+
+void Phone::setInterfaceOrientation(UIInterfaceOrientation orientation)
+{
+    parts_->application.setStatusBarOrientation(orientation);
+}
+
+void Phone::enterBackground()
+{
+    parts_->application.enterBackground();
+}
+
+void Phone::enterForeground()
+{
+    parts_->application.enterForeground();
+}
+
+void Phone::refuse(CaptureCall call, int number, std::string detail)
+{
+    parts_->hook->refusals.push_back({call, number, std::move(detail)});
+}
+
+void Phone::delay(CaptureCall call, nanoseconds duration)
+{
+    parts_->hook->delays[call] = duration;
+}
+
+Journal& Phone::journal()
+{
+    return parts_->journal;
+}
+
+} // namespace tamsel::simulated

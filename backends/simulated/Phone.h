@@ -1,0 +1,97 @@
+#pragma once
+
+#include <simulated/Journal.h>
+#include <simulated/Scheduler.h>
+#include <simulated/SimulatedCamera.h>
+
+#include <engine/capture/CaptureHook.h>
+
+#include <tamsel/platform/Platform.h>
+#include <tamsel/platform/UIDevice.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tamsel::engine {
+class Capture;
+}
+
+namespace tamsel::simulated {
+
+/// What a simulated phone is made of.
+struct PhoneConfiguration {
+    /// Another seed, another order among what could happen at the same time.
+    std::uint64_t seed = 1;
+    std::vector<CameraScript> cameras{
+        {.position = platform::AVCaptureDevicePosition::back},
+        {.position = platform::AVCaptureDevicePosition::front},
+    };
+    std::optional<std::string> microphone;
+    /// What a metadata output offers, by the platform's identifiers.
+    std::vector<platform::AVMetadataObjectType> detectableTypes;
+    std::string systemVersion = "16.4";
+    std::string model = "Simulated phone";
+    /// Frame buffers of each session.
+    std::size_t bufferCount = 10;
+    /// Wall-clock time at the beginning, seconds since 1970-01-01 00:00 UTC.
+    double timeIntervalSince1970 = 1'700'000'000;
+};
+
+/// A scripted phone on virtual time, for tests: no threads, no real clock, no hardware. Nothing happens unless the test
+/// runs it, and with the same seed the same things happen in the same order. To be destroyed after every manager.
+/// Not thread-safe: the phone and everything on it belong to one thread.
+class Phone {
+public:
+    explicit Phone(PhoneConfiguration configuration = {});
+    ~Phone();
+    Phone(const Phone&) = delete;
+    Phone& operator=(const Phone&) = delete;
+
+    [[nodiscard]] platform::Platform& platform();
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label);
+
+    // Time.
+
+    /// Runs all that is ready, without moving the time.
+    void run();
+    /// Moves the time on, and runs everything that comes up to then.
+    void advance(std::chrono::nanoseconds duration);
+    /// Runs until the condition holds; false when it did not within the limit, or nothing more can happen.
+    bool runUntil(const std::function<bool()>& condition, std::chrono::nanoseconds limit = std::chrono::minutes(1));
+    [[nodiscard]] std::chrono::nanoseconds now() const;
+    /// True when no item waits or is under way.
+    [[nodiscard]] bool isIdle() const;
+    /// Calls `body` as a thread of that name would. Outside of this and of items one is on the thread "main".
+    void asThread(const std::string& name, const std::function<void()>& body);
+
+    // The phone in a person's hand.
+
+    /// Absent for a place that the configuration does not have. The first camera at a position has number 0.
+    [[nodiscard]] SimulatedCamera& camera(platform::AVCaptureDevicePosition position, std::size_t number = 0);
+    void setAuthorization(platform::AVMediaType mediaType, platform::AVAuthorizationStatus status);
+    void setDeviceOrientation(platform::UIDeviceOrientation orientation);
+    void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);
+    void enterBackground();
+    void enterForeground();
+
+    // The script.
+
+    /// Refuses one call: the `number`th from now on of this kind (1 is the next), or of this kind with this detail.
+    /// Calls that can be refused: makeDeviceInput, canAddInput, canAddOutput, lockForConfiguration, startRunning.
+    void refuse(engine::CaptureCall call, int number = 1, std::string detail = {});
+    /// Every call of this kind takes time from now on.
+    void delay(engine::CaptureCall call, std::chrono::nanoseconds duration);
+
+    [[nodiscard]] Journal& journal();
+
+private:
+    struct Parts;
+
+    std::unique_ptr<Parts> parts_;
+};
+
+} // namespace tamsel::simulated

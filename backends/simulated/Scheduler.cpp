@@ -1,0 +1,428 @@
+#include <simulated/Scheduler.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <utility>
+
+namespace tamsel::simulated {
+
+using std::chrono::nanoseconds;
+
+namespace {
+
+constexpr const char* mainThread = "main";
+constexpr const char* workerThread = "worker";
+
+/// What every item runs under: nothing may leave it.
+void guarded(std::move_only_function<void()>& body) noexcept
+{
+    try {
+        body();
+    } catch (const std::exception& exception) {
+        std::fprintf(stderr, "tamsel: an exception left a callback: %s\n", exception.what());
+        std::abort();
+    } catch (...) {
+        std::fputs("tamsel: an exception left a callback\n", stderr);
+        std::abort();
+    }
+}
+
+} // namespace
+
+/// A queue that outlives the scheduler destroys what is posted to it.
+class Scheduler::Queue final : public platform::DispatchQueue, public std::enable_shared_from_this<Queue> {
+public:
+    Queue(std::string label, std::shared_ptr<Scheduler*> scheduler, Loop* onlyLoop = nullptr,
+          const void* sharedIdentity = nullptr)
+        : loop(onlyLoop)
+        , identity(sharedIdentity ? sharedIdentity : this)
+        , label_(std::move(label))
+        , scheduler_(std::move(scheduler))
+    {
+    }
+
+    void async(platform::WorkItem item) override
+    {
+        if (!*scheduler_)
+            return;
+        items.push_back(std::move(item));
+        if (items.size() == 1 && !isOccupied)
+            (*scheduler_)->markReady(shared_from_this());
+    }
+    [[nodiscard]] const std::string& label() const override { return label_; }
+    [[nodiscard]] bool isCurrent() const override { return *scheduler_ && (*scheduler_)->isRunning(identity); }
+
+    std::deque<platform::WorkItem> items;
+    bool isOccupied = false;
+    Loop* const loop; ///< of the thread that alone may run its items; absent when any may
+    const void* const identity;
+
+private:
+    const std::string label_;
+    const std::shared_ptr<Scheduler*> scheduler_;
+};
+
+/// Each item is a queue of its own, so any number may be under way at once.
+class Scheduler::GlobalQueue final : public platform::DispatchQueue {
+public:
+    explicit GlobalQueue(std::shared_ptr<Scheduler*> scheduler) : scheduler_(std::move(scheduler)) {}
+
+    void async(platform::WorkItem item) override
+    {
+        std::make_shared<Queue>(label_, scheduler_, nullptr, this)->async(std::move(item));
+    }
+    [[nodiscard]] const std::string& label() const override { return label_; }
+    [[nodiscard]] bool isCurrent() const override { return *scheduler_ && (*scheduler_)->isRunning(this); }
+
+private:
+    const std::string label_ = "global";
+    const std::shared_ptr<Scheduler*> scheduler_;
+};
+
+/// The run loop of a virtual thread. It runs whenever the scheduler does.
+class Scheduler::Loop final : public platform::RunLoop {
+public:
+    Loop(Scheduler& scheduler, std::string name) : thread(std::move(name)), scheduler_(scheduler) {}
+
+    std::shared_ptr<platform::Timer> scheduleTimer(nanoseconds interval, bool repeats,
+                                                   std::function<void(platform::Timer&)> block) override
+    {
+        auto timer = std::make_shared<LoopTimer>(std::max(interval, nanoseconds{1}), repeats, std::move(block));
+        timer->due = scheduler_.now_ + timer->interval;
+        plan(timer);
+        return timer;
+    }
+
+    const std::string thread;
+    bool isBusy = false;
+
+private:
+    struct LoopTimer final : platform::Timer {
+        LoopTimer(nanoseconds every, bool isRepeated, std::function<void(platform::Timer&)> call)
+            : interval(every), repeats(isRepeated), block(std::move(call))
+        {
+        }
+        void invalidate() override { valid = false; }
+        [[nodiscard]] bool isValid() const override { return valid; }
+
+        const nanoseconds interval;
+        const bool repeats;
+        bool valid = true;
+        nanoseconds due{};
+        const std::function<void(platform::Timer&)> block;
+    };
+
+    void plan(const std::shared_ptr<LoopTimer>& timer)
+    {
+        scheduler_.plans_.push_back({.time = timer->due,
+                                     .number = ++scheduler_.lastNumber_,
+                                     .callback = [this, timer] { fire(timer); },
+                                     .loop = this});
+    }
+
+    void fire(const std::shared_ptr<LoopTimer>& timer)
+    {
+        if (!timer->valid)
+            return;
+        const nanoseconds now = scheduler_.now_;
+        if (timer->repeats)
+            timer->due += ((now - timer->due) / timer->interval + 1) * timer->interval;
+        else
+            timer->valid = false;
+        timer->block(*timer);
+        if (timer->valid)
+            plan(timer);
+    }
+
+    Scheduler& scheduler_;
+};
+
+/// One item that is under way.
+struct Scheduler::Task {
+    std::unique_ptr<Fiber> fiber;
+    std::string thread;
+    std::shared_ptr<Queue> queue;
+    Loop* loop = nullptr;
+};
+
+class Scheduler::Lock final : public engine::OperationLock {
+public:
+    explicit Lock(std::shared_ptr<Scheduler*> scheduler) : scheduler_(std::move(scheduler)) {}
+
+    void lock() override
+    {
+        while (isLocked_ && *scheduler_) {
+            Scheduler& scheduler = **scheduler_;
+            if (scheduler.running_) {
+                waiting_.push_back(scheduler.running_);
+                scheduler.suspendTask();
+            } else if (!scheduler.step() && !scheduler.advanceToNext(nanoseconds::max())) {
+                std::fputs("tamsel: the calling thread waits for ever\n", stderr);
+                std::abort();
+            }
+        }
+        isLocked_ = true;
+    }
+
+    void unlock() override
+    {
+        isLocked_ = false;
+        if (!waiting_.empty() && *scheduler_) {
+            Task* next = waiting_.front();
+            waiting_.pop_front();
+            (*scheduler_)->woken_.push_back(next);
+        }
+    }
+
+private:
+    const std::shared_ptr<Scheduler*> scheduler_;
+    bool isLocked_ = false;
+    std::deque<Task*> waiting_;
+};
+
+Scheduler::Scheduler(std::uint64_t seed, double timeIntervalSince1970)
+    : random_(seed), epoch_(timeIntervalSince1970), link_(std::make_shared<Scheduler*>(this)), outsideThread_(mainThread)
+{
+    mainQueue_ = std::make_shared<Queue>(mainThread, link_, &loopOf(mainThread));
+    globalQueue_ = std::make_shared<GlobalQueue>(link_);
+}
+
+Scheduler::~Scheduler()
+{
+    end();
+}
+
+void Scheduler::end()
+{
+    if (std::exchange(isEnding_, true))
+        return;
+    plans_.clear();
+    for (std::size_t turn = 0; !tasks_.empty(); ++turn)
+        goOn(*tasks_[turn % tasks_.size()]); // in turn: one may wait for another
+    *link_ = nullptr; // what is posted from here on is destroyed at once
+    while (!ready_.empty()) {
+        const std::shared_ptr<Queue> queue = std::move(ready_.back());
+        ready_.pop_back();
+        queue->items.clear();
+    }
+}
+
+std::shared_ptr<platform::DispatchQueue> Scheduler::makeSerialQueue(std::string label)
+{
+    return std::make_shared<Queue>(std::move(label), link_);
+}
+
+std::shared_ptr<platform::DispatchQueue> Scheduler::mainQueue()
+{
+    return mainQueue_;
+}
+
+std::shared_ptr<platform::DispatchQueue> Scheduler::globalQueue()
+{
+    return globalQueue_;
+}
+
+const std::string& Scheduler::currentThread() const
+{
+    return running_ ? running_->thread : outsideThread_;
+}
+
+bool Scheduler::isMainThread() const
+{
+    return currentThread() == mainThread;
+}
+
+bool Scheduler::isRunning(const void* identity) const
+{
+    return running_ && running_->queue && running_->queue->identity == identity;
+}
+
+Scheduler::Loop& Scheduler::loopOf(const std::string& thread)
+{
+    std::unique_ptr<Loop>& loop = loops_[thread];
+    if (!loop)
+        loop = std::make_unique<Loop>(*this, thread);
+    return *loop;
+}
+
+platform::RunLoop& Scheduler::current()
+{
+    return loopOf(currentThread());
+}
+
+double Scheduler::timeIntervalSince1970() const
+{
+    return epoch_ + std::chrono::duration<double>(now_).count();
+}
+
+void Scheduler::asThread(const std::string& name, const std::function<void()>& body)
+{
+    std::string& thread = running_ ? running_->thread : outsideThread_;
+    const std::string before = std::exchange(thread, name);
+    body();
+    thread = before;
+}
+
+void Scheduler::markReady(std::shared_ptr<Queue> queue)
+{
+    ready_.push_back(std::move(queue));
+}
+
+bool Scheduler::step()
+{
+    assert(!running_ && "the scheduler is driven from outside of its items");
+    const auto isFree = [](const Loop* loop) { return !loop || !loop->isBusy; };
+    struct Candidates {
+        std::vector<std::size_t> queues;
+        std::vector<std::size_t> plans;
+    } candidates;
+    for (std::size_t index = 0; index < ready_.size(); ++index) {
+        if (isFree(ready_[index]->loop))
+            candidates.queues.push_back(index);
+    }
+    for (std::size_t index = 0; index < plans_.size(); ++index) {
+        if (plans_[index].time <= now_ && isFree(plans_[index].loop))
+            candidates.plans.push_back(index);
+    }
+    const std::size_t count = candidates.queues.size() + candidates.plans.size() + woken_.size();
+    if (count == 0)
+        return false;
+    std::size_t choice = random_() % count;
+
+    if (choice < woken_.size()) {
+        Task* task = woken_[choice];
+        woken_.erase(woken_.begin() + static_cast<std::ptrdiff_t>(choice));
+        goOn(*task);
+        return true;
+    }
+    choice -= woken_.size();
+    if (choice < candidates.plans.size()) {
+        const auto chosen = plans_.begin() + static_cast<std::ptrdiff_t>(candidates.plans[choice]);
+        Plan plan = std::move(*chosen);
+        plans_.erase(chosen);
+        if (plan.task)
+            goOn(*plan.task);
+        else
+            begin(nullptr, plan.loop, std::move(plan.callback));
+        return true;
+    }
+    choice -= candidates.plans.size();
+    const auto chosen = ready_.begin() + static_cast<std::ptrdiff_t>(candidates.queues[choice]);
+    const std::shared_ptr<Queue> queue = std::move(*chosen);
+    ready_.erase(chosen);
+    platform::WorkItem item = std::move(queue->items.front());
+    queue->items.pop_front();
+    queue->isOccupied = true;
+    begin(queue, queue->loop, [item = std::move(item)]() mutable { item(); });
+    return true;
+}
+
+bool Scheduler::advanceToNext(nanoseconds limit)
+{
+    nanoseconds next = nanoseconds::max();
+    for (const Plan& plan : plans_) {
+        if (plan.time > now_)
+            next = std::min(next, plan.time);
+    }
+    if (next == nanoseconds::max() || next > limit)
+        return false;
+    now_ = next;
+    return true;
+}
+
+void Scheduler::runUntil(nanoseconds time)
+{
+    do {
+        while (step()) {
+        }
+    } while (advanceToNext(time));
+    now_ = std::max(now_, time);
+}
+
+bool Scheduler::isIdle() const
+{
+    return ready_.empty() && tasks_.empty();
+}
+
+std::uint64_t Scheduler::at(nanoseconds time, std::function<void()> callback)
+{
+    plans_.push_back({.time = time, .number = ++lastNumber_, .callback = std::move(callback)});
+    return lastNumber_;
+}
+
+void Scheduler::cancel(std::uint64_t number)
+{
+    std::erase_if(plans_, [number](const Plan& plan) { return plan.number == number; });
+}
+
+void Scheduler::spend(nanoseconds duration)
+{
+    if (isEnding_ || duration <= nanoseconds::zero())
+        return;
+    if (!running_) {
+        runUntil(now_ + duration);
+        return;
+    }
+    plans_.push_back({.time = now_ + duration, .number = ++lastNumber_, .task = running_});
+    suspendTask();
+}
+
+std::unique_ptr<engine::OperationLock> Scheduler::makeOperationLock()
+{
+    return std::make_unique<Lock>(link_);
+}
+
+void Scheduler::begin(std::shared_ptr<Queue> queue, Loop* loop, std::move_only_function<void()> body)
+{
+    Task& task = *tasks_.emplace_back(std::make_unique<Task>());
+    if (idleFibers_.empty()) {
+        task.fiber = std::make_unique<Fiber>();
+    } else {
+        task.fiber = std::move(idleFibers_.back());
+        idleFibers_.pop_back();
+    }
+    task.thread = loop ? loop->thread : workerThread;
+    task.queue = std::move(queue);
+    task.loop = loop;
+    if (loop)
+        loop->isBusy = true;
+    running_ = &task;
+    task.fiber->run([body = std::move(body)]() mutable { guarded(body); });
+    running_ = nullptr;
+    settle(task);
+}
+
+void Scheduler::goOn(Task& task)
+{
+    running_ = &task;
+    task.fiber->resume();
+    running_ = nullptr;
+    settle(task);
+}
+
+void Scheduler::settle(Task& task)
+{
+    if (!task.fiber->isIdle())
+        return;
+    if (task.loop)
+        task.loop->isBusy = false;
+    if (task.queue) {
+        task.queue->isOccupied = false;
+        if (!task.queue->items.empty())
+            markReady(task.queue);
+    }
+    idleFibers_.push_back(std::move(task.fiber));
+    const auto found = std::ranges::find(tasks_, &task, &std::unique_ptr<Task>::get);
+    const std::unique_ptr<Task> ended = std::move(*found); // its queue may go with it
+    tasks_.erase(found);
+}
+
+void Scheduler::suspendTask()
+{
+    running_->fiber->suspend();
+}
+
+} // namespace tamsel::simulated

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <simulated/Fiber.h>
+
+#include <engine/capture/OperationLock.h>
+
+#include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/RunLoop.h>
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace tamsel::simulated {
+
+/// Virtual time, queues and run loops without threads. Whenever several things could happen next it chooses with its
+/// seed, so that one test explores many orders. An item that takes time stops in the middle: others run meanwhile, and
+/// what it does afterwards happens at the later time. Not thread-safe: it is one thread.
+class Scheduler final : public platform::Dispatch, public platform::RunLoops, public platform::Clock {
+public:
+    explicit Scheduler(std::uint64_t seed, double timeIntervalSince1970);
+    ~Scheduler() override;
+    Scheduler(const Scheduler&) = delete;
+    Scheduler& operator=(const Scheduler&) = delete;
+
+    /// Ends what is suspended, as if no further time were needed, and destroys what has not run. Nothing runs afterwards.
+    void end();
+
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeSerialQueue(std::string label) override;
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> mainQueue() override;
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> globalQueue() override;
+    [[nodiscard]] bool isMainThread() const override;
+    [[nodiscard]] platform::RunLoop& current() override;
+    [[nodiscard]] double timeIntervalSince1970() const override;
+    [[nodiscard]] std::chrono::nanoseconds monotonic() const override { return now_; }
+
+    /// Calls `body` as a thread of that name would; outside of items the calling thread is "main".
+    void asThread(const std::string& name, const std::function<void()>& body);
+
+    /// Runs one thing that is ready at this moment; false when nothing is.
+    bool step();
+    /// Moves time to the next thing that will be ready, at most to `limit`; false when there is none before.
+    bool advanceToNext(std::chrono::nanoseconds limit);
+    /// Runs everything up to a time, and stands there.
+    void runUntil(std::chrono::nanoseconds time);
+    /// True when no item waits or is under way. Timers and devices may still have plans.
+    [[nodiscard]] bool isIdle() const;
+
+    /// Calls back at a time; the call is an item of its own and may take time. The number names it for `cancel`.
+    std::uint64_t at(std::chrono::nanoseconds time, std::function<void()> callback);
+    void cancel(std::uint64_t number);
+
+    /// Makes the calling item take time. Outside of items, time passes and everything else runs.
+    void spend(std::chrono::nanoseconds duration);
+
+    [[nodiscard]] std::unique_ptr<engine::OperationLock> makeOperationLock();
+
+private:
+    class Queue;
+    class GlobalQueue;
+    class Loop;
+    class Lock;
+    struct Task;
+    struct Plan {
+        std::chrono::nanoseconds time;
+        std::uint64_t number;
+        std::function<void()> callback = {};
+        Loop* loop = nullptr; ///< of the thread that must be free for it; absent when any may
+        Task* task = nullptr; ///< to go on with, in place of the callback
+    };
+
+    [[nodiscard]] const std::string& currentThread() const;
+    [[nodiscard]] bool isRunning(const void* identity) const;
+    [[nodiscard]] Loop& loopOf(const std::string& thread);
+    void markReady(std::shared_ptr<Queue> queue);
+    void begin(std::shared_ptr<Queue> queue, Loop* loop, std::move_only_function<void()> body);
+    void goOn(Task& task);
+    void settle(Task& task);
+    /// Gives control back to the scheduler until the calling task is gone on with.
+    void suspendTask();
+
+    std::mt19937_64 random_;
+    const double epoch_;
+    std::chrono::nanoseconds now_{};
+    const std::shared_ptr<Scheduler*> link_; ///< what outlives the scheduler finds it, or nobody
+    bool isEnding_ = false;
+    std::uint64_t lastNumber_ = 0;
+    std::vector<Plan> plans_;
+    std::vector<std::shared_ptr<Queue>> ready_;
+    std::vector<Task*> woken_;
+    std::vector<std::unique_ptr<Task>> tasks_;
+    std::vector<std::unique_ptr<Fiber>> idleFibers_;
+    Task* running_ = nullptr;
+    std::string outsideThread_;
+    std::map<std::string, std::unique_ptr<Loop>> loops_;
+    std::shared_ptr<Queue> mainQueue_;
+    std::shared_ptr<GlobalQueue> globalQueue_;
+};
+
+} // namespace tamsel::simulated

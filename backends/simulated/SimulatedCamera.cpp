@@ -1,0 +1,129 @@
+#include <simulated/SimulatedCamera.h>
+
+#include <simulated/Scheduler.h>
+
+#include <utility>
+
+namespace tamsel::simulated {
+
+using namespace platform;
+
+namespace {
+
+Error gone()
+{
+    return {.localizedDescription = "the simulated camera is not there", .code = 19};
+}
+
+} // namespace
+
+SimulatedCamera::SimulatedCamera(CameraScript script, std::string uniqueID, Scheduler& scheduler)
+    : script_(std::move(script)), uniqueID_(std::move(uniqueID)), scheduler_(scheduler)
+{
+}
+
+engine::CameraDescription SimulatedCamera::description() const
+{
+    engine::CameraDescription description;
+    description.uniqueID = uniqueID_;
+    description.name = "Simulated camera";
+    description.type = script_.type;
+    description.position = script_.position;
+    if (script_.tellsDimensions)
+        description.presentationDimensions =
+            CGSize{static_cast<double>(script_.width), static_cast<double>(script_.height)};
+    description.videoFieldOfView = script_.videoFieldOfView;
+    description.minimumFocusDistance = script_.minimumFocusDistance;
+    description.minZoomFactor = script_.minZoomFactor;
+    description.maxZoomFactor = script_.maxZoomFactor;
+    description.sensorOrientation = script_.sensorOrientation;
+    description.intrinsicMatrix = script_.intrinsicMatrix;
+    return description;
+}
+
+std::expected<void, Error> SimulatedCamera::open()
+{
+    scheduler_.spend(script_.timeToOpen);
+    if (!script_.isPresent)
+        return std::unexpected(gone());
+    if (script_.isHeldByAnotherProcess)
+        return std::unexpected(Error{.localizedDescription = "another process holds the simulated camera", .code = 16});
+    isOpen_ = true;
+    return {};
+}
+
+void SimulatedCamera::close()
+{
+    isOpen_ = false;
+}
+
+std::expected<void, Error> SimulatedCamera::start(AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink)
+{
+    scheduler_.spend(script_.timeToStart);
+    if (!script_.isPresent)
+        return std::unexpected(gone());
+    preset_ = preset;
+    sink_ = std::move(sink);
+    startTime_ = scheduler_.monotonic();
+    planFrame(++starts_);
+    return {};
+}
+
+void SimulatedCamera::stop()
+{
+    sink_ = nullptr;
+    scheduler_.spend(script_.timeToStop);
+}
+
+void SimulatedCamera::planFrame(std::uint64_t start)
+{
+    if (script_.frameInterval <= std::chrono::nanoseconds::zero())
+        return;
+    scheduler_.at(scheduler_.monotonic() + script_.frameInterval, [weakSelf = weak_from_this(), start] {
+        const std::shared_ptr<SimulatedCamera> self = weakSelf.lock();
+        if (!self || !self->sink_ || self->starts_ != start)
+            return;
+        self->planFrame(start);
+        self->produceFrame();
+    });
+}
+
+bool SimulatedCamera::produceFrame()
+{
+    const std::shared_ptr<engine::FrameSink> sink = sink_;
+    if (!sink)
+        return false;
+    const auto red = static_cast<std::byte>(frames_++);
+    const std::shared_ptr<CVPixelBuffer> buffer = sink->acquireBuffer(script_.width, script_.height);
+    if (!buffer) {
+        sink->drop(DropCause::noBuffer);
+        return false;
+    }
+    for (std::size_t y = 0; y < buffer->height(); ++y) {
+        std::byte* pixel = buffer->baseAddress() + y * buffer->bytesPerRow();
+        for (std::size_t x = 0; x < buffer->width(); ++x, pixel += 4) {
+            pixel[0] = static_cast<std::byte>(x);
+            pixel[1] = static_cast<std::byte>(y);
+            pixel[2] = red;
+            pixel[3] = std::byte{0xFF};
+        }
+    }
+    const std::chrono::nanoseconds now = scheduler_.monotonic();
+    sink->deliver(buffer, {.value = (now - startTime_).count(), .timescale = 1'000'000'000}, now);
+    return true;
+}
+
+void SimulatedCamera::dropFrame(DropCause cause)
+{
+    if (const std::shared_ptr<engine::FrameSink> sink = sink_)
+        sink->drop(cause);
+}
+
+void SimulatedCamera::unplug()
+{
+    script_.isPresent = false;
+    if (const std::shared_ptr<engine::FrameSink> sink = std::exchange(sink_, nullptr))
+        sink->lose(gone());
+}
+
+} // namespace tamsel::simulated

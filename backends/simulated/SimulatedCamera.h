@@ -1,0 +1,82 @@
+#pragma once
+
+#include <engine/capture/CameraDriver.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace tamsel::simulated {
+
+class Scheduler;
+
+/// How a simulated camera behaves. Whatever is not about its description may be changed at any time.
+struct CameraScript {
+    platform::AVCaptureDevicePosition position = platform::AVCaptureDevicePosition::back;
+    platform::AVCaptureDeviceType type = platform::AVCaptureDeviceType::builtInWideAngleCamera;
+    std::size_t width = 64;
+    std::size_t height = 48;
+    bool tellsDimensions = true;
+    float videoFieldOfView = 60;   ///< degrees
+    int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
+    double minZoomFactor = 1;
+    double maxZoomFactor = 16;
+    platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
+    std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix = nullptr;
+
+    /// Of the frames that come by themselves while the camera runs; zero: only those that `produceFrame` asks for.
+    std::chrono::nanoseconds frameInterval{};
+    std::chrono::nanoseconds timeToOpen{};
+    std::chrono::nanoseconds timeToStart{};
+    std::chrono::nanoseconds timeToStop{};
+    bool isPresent = true;
+    bool isHeldByAnotherProcess = false;
+};
+
+/// A camera that does what a test says. Its frames show where each pixel came from: blue is the column, green the row,
+/// red the frame's number, each modulo 256.
+class SimulatedCamera final : public engine::CameraDriver, public std::enable_shared_from_this<SimulatedCamera> {
+public:
+    SimulatedCamera(CameraScript script, std::string uniqueID, Scheduler& scheduler);
+
+    [[nodiscard]] CameraScript& script() { return script_; }
+
+    /// One frame now. False when the camera does not run or found no buffer, which is then told as a drop.
+    bool produceFrame();
+    /// A frame that the device lost by itself.
+    void dropFrame(platform::DropCause cause = platform::DropCause::late);
+    /// The camera is gone until `plugIn`; a session that runs on it ends.
+    void unplug();
+    void plugIn() { script_.isPresent = true; }
+
+    [[nodiscard]] bool isOpen() const { return isOpen_; }
+    [[nodiscard]] bool isStarted() const { return sink_ != nullptr; }
+    [[nodiscard]] double zoomFactor() const { return zoomFactor_; }
+    [[nodiscard]] std::optional<platform::AVCaptureSessionPreset> preset() const { return preset_; }
+
+    [[nodiscard]] engine::CameraDescription description() const override;
+    [[nodiscard]] bool isPresent() const override { return script_.isPresent; }
+    [[nodiscard]] std::expected<void, platform::Error> open() override;
+    void close() override;
+    [[nodiscard]] std::expected<void, platform::Error> start(platform::AVCaptureSessionPreset preset,
+                                                             std::shared_ptr<engine::FrameSink> sink) override;
+    void stop() override;
+    void setZoomFactor(double factor) override { zoomFactor_ = factor; }
+
+private:
+    void planFrame(std::uint64_t start);
+
+    CameraScript script_;
+    const std::string uniqueID_;
+    Scheduler& scheduler_;
+    bool isOpen_ = false;
+    double zoomFactor_ = 1;
+    std::optional<platform::AVCaptureSessionPreset> preset_;
+    std::shared_ptr<engine::FrameSink> sink_;
+    std::uint64_t starts_ = 0;
+    std::chrono::nanoseconds startTime_{};
+    std::uint64_t frames_ = 0;
+};
+
+} // namespace tamsel::simulated
