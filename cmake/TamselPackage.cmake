@@ -13,7 +13,7 @@ configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/TamselSourceManagerConf
     "${PROJECT_BINARY_DIR}/TamselSourceManagerConfig.cmake" INSTALL_DESTINATION "${package_dir}")
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/TamselSourceManagerConfigVersion.cmake"
     COMPATIBILITY SameMinorVersion)
-install(FILES "${PROJECT_BINARY_DIR}/TamselSourceManagerConfig.cmake"
+install(FILES "${CMAKE_CURRENT_LIST_DIR}/FindLibyuv.cmake" "${PROJECT_BINARY_DIR}/TamselSourceManagerConfig.cmake"
     "${PROJECT_BINARY_DIR}/TamselSourceManagerConfigVersion.cmake" DESTINATION "${package_dir}")
 
 function(tamsel_pkg_config file description requires requires_private libs libs_private)
@@ -26,6 +26,6 @@ tamsel_pkg_config(tamsel-source-manager-simulated "A scripted phone on virtual t
     "-ltamsel_simulated -ltamsel_engine -ltamsel_core" "-pthread")
 if(TAMSEL_HOST)
     tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux" "tamsel-source-manager"
-        "libavdevice libavformat libavcodec libswscale libavutil libyuv"
-        "-ltamsel_host -ltamsel_engine -ltamsel_core" "-pthread")
+        "libavdevice libavformat libavcodec libswscale libavutil"
+        "-ltamsel_host -ltamsel_engine -ltamsel_core -lyuv" "-pthread")
 endif()

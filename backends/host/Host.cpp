@@ -1,0 +1,241 @@
+#include <host/Host.h>
+
+#include <host/HostCamera.h>
+#include <host/ReaderThreads.h>
+
+#include <engine/capture/ApplicationState.h>
+#include <engine/capture/Capture.h>
+#include <engine/dispatch/ThreadRunLoop.h>
+#include <engine/dispatch/ThreadedDispatch.h>
+
+#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/NotificationCenter.h>
+#include <tamsel/platform/core/Reports.h>
+
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace tamsel::host {
+
+using namespace platform;
+
+namespace {
+
+class SystemClock final : public Clock {
+public:
+    [[nodiscard]] double timeIntervalSince1970() const override
+    {
+        return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+    }
+    [[nodiscard]] std::chrono::nanoseconds monotonic() const override
+    {
+        return std::chrono::steady_clock::now().time_since_epoch();
+    }
+};
+
+class ConfiguredDevice final : public UIDevice {
+public:
+    explicit ConfiguredDevice(const HostConfiguration& configuration)
+        : systemVersion_(configuration.systemVersion), model_(configuration.model)
+    {
+    }
+
+    [[nodiscard]] UIDeviceOrientation orientation() const override { return orientation_; }
+    void setOrientation(UIDeviceOrientation orientation) { orientation_ = orientation; }
+    [[nodiscard]] std::string systemVersion() const override { return systemVersion_; }
+    [[nodiscard]] std::string model() const override { return model_; }
+
+private:
+    const std::string systemVersion_;
+    const std::string model_;
+    std::atomic<UIDeviceOrientation> orientation_ = UIDeviceOrientation::portrait;
+};
+
+/// Whole lines to a stream of the process, or to whoever the program names.
+class LineWriter final : public DiagnosticLines {
+public:
+    LineWriter(std::function<void(std::string_view)> write, std::FILE* stream) : write_(std::move(write)), stream_(stream)
+    {
+    }
+
+    void writeLine(std::string_view line) override
+    {
+        const std::lock_guard lock(guard_);
+        if (write_) {
+            write_(line);
+            return;
+        }
+        const std::string text = std::string(line) + "\n";
+        std::fwrite(text.data(), 1, text.size(), stream_);
+        std::fflush(stream_);
+    }
+
+private:
+    std::mutex guard_;
+    const std::function<void(std::string_view)> write_;
+    std::FILE* const stream_;
+};
+
+class ReportWriter final : public ReportSink {
+public:
+    explicit ReportWriter(std::function<void(std::string_view)> write) : lines_(std::move(write), stderr) {}
+    void report(const TamselError& error) override { lines_.writeLine(describe(error)); }
+
+private:
+    LineWriter lines_;
+};
+
+AVAuthorizationStatus authorizationFrom(const std::vector<HostCamera>& cameras)
+{
+    bool isDenied = false;
+    for (const HostCamera& camera : cameras) {
+        const InputAccess access = camera.access();
+        if (access == InputAccess::readable)
+            return AVAuthorizationStatus::authorized;
+        isDenied = isDenied || access == InputAccess::unreadable;
+    }
+    // Without any camera there is nothing that could be denied.
+    return isDenied ? AVAuthorizationStatus::denied : AVAuthorizationStatus::authorized;
+}
+
+} // namespace
+
+struct Host::Parts {
+    explicit Parts(HostConfiguration given)
+        : configuration(std::move(given))
+        , device(configuration)
+        , lines(configuration.writeLine, stdout)
+        , reports(configuration.writeReport)
+        , application(dispatch.mainQueue(), center)
+    {
+        add(configuration.backCamera, AVCaptureDevicePosition::back);
+        add(configuration.frontCamera, AVCaptureDevicePosition::front);
+        std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
+        for (const HostCamera& camera : cameras)
+            drivers.push_back(camera.driver);
+        capture.emplace(engine::CaptureConfiguration{
+            .dispatch = dispatch,
+            .application = application,
+            .cameras = std::move(drivers),
+            .authorization = [this](AVMediaType type) { return authorization(type); },
+            .microphone = std::nullopt,
+            .detectableTypes = {},
+            .bufferCount = configuration.bufferCount,
+        });
+        platform.emplace(Platform{dispatch, dispatch, clock, *capture, device, application, center, reports, lines});
+    }
+
+    ~Parts()
+    {
+        for (const HostCamera& camera : cameras)
+            camera.driver->stop();
+    }
+
+    void add(const std::optional<HostInput>& input, AVCaptureDevicePosition position)
+    {
+        if (!input)
+            return;
+        auto camera = makeHostCamera(*input, position, {dispatch, dispatch, readers});
+        if (camera)
+            cameras.push_back(std::move(*camera));
+        else
+            lines.writeLine(camera.error().localizedDescription);
+    }
+
+    [[nodiscard]] AVAuthorizationStatus authorization(AVMediaType type) const
+    {
+        if (type == AVMediaType::audio)
+            return configuration.audioAuthorization;
+        return configuration.videoAuthorization ? *configuration.videoAuthorization : authorizationFrom(cameras);
+    }
+
+    const HostConfiguration configuration;
+    SystemClock clock;
+    NotificationCenter center;
+    ConfiguredDevice device;
+    LineWriter lines;
+    ReportWriter reports;
+    engine::ThreadedDispatch dispatch;
+    engine::ApplicationState application;
+    ReaderThreads readers;
+    std::vector<HostCamera> cameras;
+    std::optional<engine::Capture> capture;
+    std::optional<Platform> platform;
+};
+
+Host::Host(HostConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) {}
+
+Host::~Host() = default;
+
+std::expected<CGSize, Error> Host::probe(const std::string& input)
+{
+    engine::ThreadedDispatch dispatch;
+    ReaderThreads readers;
+    auto camera = makeHostCamera({.input = input}, AVCaptureDevicePosition::back, {dispatch, dispatch, readers});
+    if (!camera)
+        return std::unexpected(std::move(camera.error()));
+    if (auto opened = camera->driver->open(); !opened)
+        return std::unexpected(std::move(opened.error()));
+    camera->driver->close();
+    return camera->driver->description().presentationDimensions.value_or(CGSize{});
+}
+
+Platform& Host::platform()
+{
+    return *parts_->platform;
+}
+
+std::shared_ptr<DispatchQueue> Host::makeQueue(std::string label)
+{
+    return parts_->dispatch.makeSerialQueue(std::move(label));
+}
+
+void Host::run()
+{
+    parts_->dispatch.mainLoop().run();
+}
+
+bool Host::runOnce(std::chrono::nanoseconds limit)
+{
+    return parts_->dispatch.mainLoop().runOnce(limit);
+}
+
+void Host::stop()
+{
+    parts_->dispatch.mainLoop().stop();
+}
+
+int Host::descriptor() const
+{
+    return parts_->dispatch.mainLoop().descriptor();
+}
+
+void Host::setDeviceOrientation(UIDeviceOrientation orientation)
+{
+    parts_->device.setOrientation(orientation);
+}
+
+void Host::setInterfaceOrientation(UIInterfaceOrientation orientation)
+{
+    parts_->application.setStatusBarOrientation(orientation);
+}
+
+void Host::enterBackground()
+{
+    parts_->application.enterBackground();
+}
+
+void Host::enterForeground()
+{
+    parts_->application.enterForeground();
+}
+
+std::vector<std::shared_ptr<AVCaptureDevice>> Host::cameras() const
+{
+    return parts_->capture->cameras();
+}
+
+} // namespace tamsel::host

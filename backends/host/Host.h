@@ -1,0 +1,62 @@
+#pragma once
+
+#include <host/HostConfiguration.h>
+
+#include <tamsel/platform/AVCaptureDevice.h>
+#include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/Platform.h>
+#include <tamsel/platform/UIDevice.h>
+
+#include <chrono>
+#include <expected>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tamsel::host {
+
+/// The platform on a real Linux machine. The thread that makes it is the main thread: it runs the main queue, whole with
+/// `run`, once with `runOnce`, or from a loop of its own whenever `descriptor` is readable. To be destroyed last, after
+/// every manager, on the main thread: devices stop, what has not run is dropped, and all threads are joined.
+class Host {
+public:
+    explicit Host(HostConfiguration configuration);
+    ~Host();
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    /// Opens an input and closes it again, and says how large its pictures are. The error is one line that names the
+    /// input. May wait for the device.
+    [[nodiscard]] static std::expected<platform::CGSize, platform::Error> probe(const std::string& input);
+
+    [[nodiscard]] platform::Platform& platform();
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label);
+
+    // The main thread's loop; on the main thread, except `stop`.
+
+    /// Until `stop` is called.
+    void run();
+    /// Runs what is ready, after waiting at most `limit` for the first of it. True when anything ran.
+    bool runOnce(std::chrono::nanoseconds limit);
+    /// Ends `run`. Thread-safe.
+    void stop();
+    /// Readable while there is something to run: then call `runOnce` with a limit of zero.
+    [[nodiscard]] int descriptor() const;
+
+    // What the program knows and the machine does not. Thread-safe.
+
+    void setDeviceOrientation(platform::UIDeviceOrientation orientation);
+    void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);
+    void enterBackground();
+    void enterForeground();
+
+    /// The cameras that are there now.
+    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;
+
+private:
+    struct Parts;
+
+    const std::unique_ptr<Parts> parts_;
+};
+
+} // namespace tamsel::host

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <host/HostConfiguration.h>
+
+#include <engine/capture/CameraDriver.h>
+#include <engine/dispatch/EventSource.h>
+
+#include <tamsel/platform/Dispatch.h>
+
+#include <expected>
+#include <functional>
+#include <memory>
+
+namespace tamsel::host {
+
+class ReaderThreads;
+
+/// Whether an input is there, and whether this process may read it.
+enum class InputAccess : std::uint8_t { absent, unreadable, readable };
+
+/// A camera of the host and the question whether it may be used.
+struct HostCamera {
+    std::shared_ptr<engine::CameraDriver> driver;
+    /// Answers at once, anew each time. Thread-safe.
+    std::function<InputAccess()> access;
+};
+
+/// What the drivers of the host stand on; all of it outlives them.
+struct DriverServices {
+    platform::Dispatch& dispatch;
+    engine::EventSources& events;
+    ReaderThreads& readers;
+};
+
+/// The driver for an input; the error is one line, for an input that names nothing that could ever be opened.
+[[nodiscard]] std::expected<HostCamera, platform::Error>
+makeHostCamera(const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services);
+
+/// The part of a description that does not depend on the kind of input.
+[[nodiscard]] engine::CameraDescription describeInput(const HostInput& input,
+                                                      platform::AVCaptureDevicePosition position);
+
+} // namespace tamsel::host

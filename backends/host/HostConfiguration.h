@@ -1,0 +1,50 @@
+#pragma once
+
+#include <tamsel/platform/AVCaptureDevice.h>
+#include <tamsel/platform/AVCaptureOutput.h>
+#include <tamsel/platform/Geometry.h>
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tamsel::host {
+
+/// One camera of the host: where its frames come from, and what is known about its lens.
+struct HostInput {
+    /// A video file, played in a loop at its own pace; a V4L2 device node; a URL or "device:argument" of the FFmpeg
+    /// libraries ("rtsp://…", "lavfi:testsrc2"); or a test pattern ("test:720p", "test:1080p", "test:640x480@60").
+    std::string input;
+    /// The way up of the pixels as they are stored. A file's own display matrix is not looked at.
+    platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
+    float videoFieldOfView = 60;   ///< degrees
+    int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
+    /// Absent when it is not known.
+    std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix = nullptr;
+};
+
+/// Everything that a person can plug into the host.
+struct HostConfiguration {
+    std::optional<HostInput> backCamera;
+    std::optional<HostInput> frontCamera;
+
+    /// A policy that stands above what the inputs say. Without it video is authorised when a camera is readable, and
+    /// denied when cameras are there and none of them is.
+    std::optional<platform::AVAuthorizationStatus> videoAuthorization;
+    platform::AVAuthorizationStatus audioAuthorization = platform::AVAuthorizationStatus::authorized;
+
+    std::string systemVersion = "16.4";
+    std::string model = "Linux";
+    /// Frame buffers of each session.
+    std::size_t bufferCount = 10;
+
+    /// Receives each diagnostic line; by default the standard output. Called on any thread, one at a time.
+    std::function<void(std::string_view)> writeLine;
+    /// Receives each report to the core library as one line; by default the standard error stream.
+    std::function<void(std::string_view)> writeReport;
+};
+
+} // namespace tamsel::host

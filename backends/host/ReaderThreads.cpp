@@ -1,0 +1,30 @@
+#include <host/ReaderThreads.h>
+
+#include <utility>
+
+namespace tamsel::host {
+
+ReaderThreads::~ReaderThreads()
+{
+    for (Reader& reader : readers_)
+        reader.thread.join();
+}
+
+void ReaderThreads::start(std::move_only_function<void()> body)
+{
+    const std::lock_guard lock(guard_);
+    readers_.remove_if([](Reader& reader) {
+        if (!reader.hasEnded)
+            return false;
+        reader.thread.join(); // it has nothing left to do
+        return true;
+    });
+    Reader& reader = readers_.emplace_back();
+    reader.thread = std::thread([&reader, body = std::move(body)]() mutable {
+        body();
+        body = nullptr;
+        reader.hasEnded = true;
+    });
+}
+
+} // namespace tamsel::host

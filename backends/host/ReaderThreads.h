@@ -1,0 +1,33 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace tamsel::host {
+
+/// The threads of inputs that can only be waited for by blocking. The host owns them and joins them at its end; whoever
+/// gives one work makes sure that it ends soon after it is asked to. Thread-safe.
+class ReaderThreads {
+public:
+    ReaderThreads() = default;
+    ~ReaderThreads();
+    ReaderThreads(const ReaderThreads&) = delete;
+    ReaderThreads& operator=(const ReaderThreads&) = delete;
+
+    void start(std::move_only_function<void()> body);
+
+private:
+    struct Reader {
+        std::atomic<bool> hasEnded = false;
+        std::thread thread;
+    };
+
+    std::mutex guard_;
+    std::list<Reader> readers_;
+};
+
+} // namespace tamsel::host

@@ -1,0 +1,116 @@
+#include <host/movie/FrameConverter.h>
+
+extern "C" {
+#include <libavutil/frame.h>
+#include <libavutil/pixfmt.h>
+#include <libswscale/swscale.h>
+}
+#include <libyuv/convert_argb.h>
+#include <libyuv/planar_functions.h>
+
+#include <array>
+
+namespace tamsel::host {
+
+namespace {
+
+constexpr int firstHighDefinitionLines = 720;
+
+struct Colour {
+    AVColorSpace space;
+    bool isFullRange;
+};
+
+Colour colourOf(const AVFrame& frame)
+{
+    AVColorSpace space = frame.colorspace;
+    if (space == AVCOL_SPC_UNSPECIFIED || space == AVCOL_SPC_RESERVED)
+        space = frame.height >= firstHighDefinitionLines ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+    const bool isFullRange = frame.color_range == AVCOL_RANGE_JPEG || frame.format == AV_PIX_FMT_YUVJ420P
+        || frame.format == AV_PIX_FMT_YUVJ422P || frame.format == AV_PIX_FMT_YUVJ444P;
+    return {space, isFullRange};
+}
+
+/// Absent for a matrix that libyuv does not have.
+const libyuv::YuvConstants* constantsFor(Colour colour)
+{
+    switch (colour.space) {
+    case AVCOL_SPC_BT709:
+        return colour.isFullRange ? &libyuv::kYuvF709Constants : &libyuv::kYuvH709Constants;
+    case AVCOL_SPC_BT470BG:
+    case AVCOL_SPC_SMPTE170M:
+        return colour.isFullRange ? &libyuv::kYuvJPEGConstants : &libyuv::kYuvI601Constants;
+    case AVCOL_SPC_BT2020_NCL:
+    case AVCOL_SPC_BT2020_CL:
+        return colour.isFullRange ? &libyuv::kYuvV2020Constants : &libyuv::kYuv2020Constants;
+    default:
+        return nullptr;
+    }
+}
+
+bool convertByLibyuv(const AVFrame& frame, platform::CVPixelBuffer& buffer)
+{
+    const libyuv::YuvConstants* constants = constantsFor(colourOf(frame));
+    auto* target = reinterpret_cast<std::uint8_t*>(buffer.baseAddress());
+    const int stride = static_cast<int>(buffer.bytesPerRow());
+    const auto* y = frame.data[0];
+    const auto* u = frame.data[1];
+    const auto* v = frame.data[2];
+    const int* strides = frame.linesize;
+    if (frame.format == AV_PIX_FMT_BGRA || frame.format == AV_PIX_FMT_BGR0) {
+        libyuv::ARGBCopy(y, strides[0], target, stride, frame.width, frame.height);
+        return true;
+    }
+    if (!constants)
+        return false;
+    switch (frame.format) {
+    case AV_PIX_FMT_YUV420P:
+    case AV_PIX_FMT_YUVJ420P:
+        return libyuv::I420ToARGBMatrix(y, strides[0], u, strides[1], v, strides[2], target, stride, constants,
+                                        frame.width, frame.height)
+            == 0;
+    case AV_PIX_FMT_YUV422P:
+    case AV_PIX_FMT_YUVJ422P:
+        return libyuv::I422ToARGBMatrix(y, strides[0], u, strides[1], v, strides[2], target, stride, constants,
+                                        frame.width, frame.height)
+            == 0;
+    case AV_PIX_FMT_YUV444P:
+    case AV_PIX_FMT_YUVJ444P:
+        return libyuv::I444ToARGBMatrix(y, strides[0], u, strides[1], v, strides[2], target, stride, constants,
+                                        frame.width, frame.height)
+            == 0;
+    case AV_PIX_FMT_NV12:
+        return libyuv::NV12ToARGBMatrix(y, strides[0], u, strides[1], target, stride, constants, frame.width,
+                                        frame.height)
+            == 0;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+FrameConverter::~FrameConverter()
+{
+    sws_freeContext(context_);
+}
+
+bool FrameConverter::convert(const AVFrame& frame, platform::CVPixelBuffer& buffer)
+{
+    if (convertByLibyuv(frame, buffer))
+        return true;
+    // Accurate rounding also keeps away from the fast path that leaves the last columns of odd widths unwritten.
+    context_ = sws_getCachedContext(context_, frame.width, frame.height, static_cast<AVPixelFormat>(frame.format),
+                                    frame.width, frame.height, AV_PIX_FMT_BGRA, SWS_BILINEAR | SWS_ACCURATE_RND, nullptr,
+                                    nullptr, nullptr);
+    if (!context_)
+        return false;
+    const Colour colour = colourOf(frame);
+    const int* coefficients = sws_getCoefficients(colour.space);
+    sws_setColorspaceDetails(context_, coefficients, colour.isFullRange ? 1 : 0, coefficients, 1, 0, 1 << 16, 1 << 16);
+    const std::array<std::uint8_t*, 4> target{reinterpret_cast<std::uint8_t*>(buffer.baseAddress())};
+    const std::array<int, 4> stride{static_cast<int>(buffer.bytesPerRow())};
+    return sws_scale(context_, frame.data, frame.linesize, 0, frame.height, target.data(), stride.data()) == frame.height;
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,79 @@
+#include <host/movie/MovieCamera.h>
+
+#include <host/movie/MoviePlayback.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <utility>
+
+namespace tamsel::host {
+
+using platform::Error;
+
+MovieCamera::MovieCamera(const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services)
+    : input_(input.input), services_(services), description_(describeInput(input, position))
+{
+}
+
+MovieCamera::~MovieCamera()
+{
+    stop();
+}
+
+InputAccess MovieCamera::access() const
+{
+    if (MovieReader::kindOf(input_) == MovieReader::Kind::stream && ::access(input_.c_str(), F_OK) != 0)
+        return InputAccess::readable; // a URL or a device of the libraries: known when it is opened
+    if (::access(input_.c_str(), F_OK) != 0)
+        return InputAccess::absent;
+    return ::access(input_.c_str(), R_OK) == 0 ? InputAccess::readable : InputAccess::unreadable;
+}
+
+engine::CameraDescription MovieCamera::description() const
+{
+    const std::lock_guard lock(guard_);
+    return description_;
+}
+
+std::expected<void, Error> MovieCamera::open()
+{
+    isCancelled_ = std::make_shared<std::atomic<bool>>(false);
+    auto opened = MovieReader::open(input_, isCancelled_);
+    if (!opened)
+        return std::unexpected(std::move(opened.error()));
+    reader_ = std::move(*opened);
+    const platform::CGSize size = reader_->presentationDimensions();
+    if (size.width > 0 && size.height > 0) {
+        const std::lock_guard lock(guard_);
+        description_.presentationDimensions = size;
+    }
+    return {};
+}
+
+void MovieCamera::close()
+{
+    reader_ = nullptr;
+}
+
+std::expected<void, Error> MovieCamera::start(platform::AVCaptureSessionPreset /*preset*/,
+                                              std::shared_ptr<engine::FrameSink> sink)
+{
+    if (!reader_) {
+        if (auto opened = open(); !opened)
+            return opened;
+    }
+    if (MovieReader::kindOf(input_) == MovieReader::Kind::file)
+        playback_ = FilePlayback::start(std::move(reader_), std::move(sink), services_);
+    else
+        playback_ = StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);
+    return {};
+}
+
+void MovieCamera::stop()
+{
+    if (const std::shared_ptr<MoviePlayback> playback = std::exchange(playback_, nullptr))
+        playback->stop();
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <host/HostCamera.h>
+#include <host/movie/MovieReader.h>
+
+#include <engine/capture/CameraDriver.h>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace tamsel::host {
+
+class MoviePlayback;
+
+/// A camera that shows a file, a stream or a device that the FFmpeg libraries open.
+class MovieCamera final : public engine::CameraDriver {
+public:
+    MovieCamera(const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services);
+    ~MovieCamera() override;
+
+    [[nodiscard]] engine::CameraDescription description() const override;
+    [[nodiscard]] bool isPresent() const override { return access() != InputAccess::absent; }
+    [[nodiscard]] InputAccess access() const;
+    [[nodiscard]] std::expected<void, platform::Error> open() override;
+    void close() override;
+    [[nodiscard]] std::expected<void, platform::Error> start(platform::AVCaptureSessionPreset preset,
+                                                             std::shared_ptr<engine::FrameSink> sink) override;
+    void stop() override;
+    void setZoomFactor(double /*factor*/) override {}
+
+private:
+    const std::string input_;
+    const DriverServices services_;
+    mutable std::mutex guard_; ///< of the description
+    engine::CameraDescription description_;
+
+    std::unique_ptr<MovieReader> reader_; ///< opened and not yet played
+    std::shared_ptr<std::atomic<bool>> isCancelled_;
+    std::shared_ptr<MoviePlayback> playback_;
+};
+
+} // namespace tamsel::host

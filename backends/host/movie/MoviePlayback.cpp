@@ -1,0 +1,163 @@
+#include <host/movie/MoviePlayback.h>
+
+#include <host/ReaderThreads.h>
+
+#include <utility>
+
+namespace tamsel::host {
+
+using namespace std::chrono_literals;
+using platform::CMTime;
+using platform::CVPixelBuffer;
+using platform::DropCause;
+using platform::Error;
+using std::chrono::nanoseconds;
+
+namespace {
+
+constexpr nanoseconds longDelay = 200ms;
+constexpr nanoseconds pauseBetweenTries = 2ms;
+
+nanoseconds monotonicNow()
+{
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+nanoseconds toNanoseconds(CMTime time)
+{
+    return nanoseconds(static_cast<std::int64_t>(time.seconds() * 1e9));
+}
+
+/// The current frame in a buffer of the sink; absent when there is no free one, or no way to convert it.
+std::shared_ptr<CVPixelBuffer> takeFrame(MovieReader& reader, engine::FrameSink& sink)
+{
+    std::shared_ptr<CVPixelBuffer> buffer = sink.acquireBuffer(reader.width(), reader.height());
+    return buffer && reader.convert(*buffer) ? buffer : nullptr;
+}
+
+} // namespace
+
+nanoseconds FramePace::dueTime(CMTime mediaTime, nanoseconds now)
+{
+    const nanoseconds time = toNanoseconds(mediaTime);
+    if (!anchor_ || now - (*anchor_ + time) > longDelay)
+        anchor_ = now - time;
+    return *anchor_ + time;
+}
+
+std::shared_ptr<FilePlayback> FilePlayback::start(std::unique_ptr<MovieReader> reader,
+                                                  std::shared_ptr<engine::FrameSink> sink, DriverServices services)
+{
+    auto playback = std::make_shared<FilePlayback>(std::move(reader), std::move(sink), services);
+    playback->timer_ = services.events.makeTimer([weak = std::weak_ptr(playback)] {
+        if (const std::shared_ptr<FilePlayback> self = weak.lock())
+            self->handOn();
+    });
+    playback->decodeQueue_->async(platform::whileAlive(std::weak_ptr(playback), [](FilePlayback& self) { self.prepareNext(); }));
+    return playback;
+}
+
+FilePlayback::FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
+                           DriverServices services)
+    : sink_(std::move(sink))
+    , decodeQueue_(services.dispatch.makeSerialQueue("org.tamsel.host.decode"))
+    , reader_(std::move(reader))
+{
+}
+
+void FilePlayback::stop()
+{
+    isStopped_ = true;
+    timer_->cancel();
+}
+
+void FilePlayback::prepareNext()
+{
+    while (!isStopped_) {
+        if (reader_->next() == MovieReader::Step::frame) {
+            hasFrames_ = true;
+            break;
+        }
+        if (!std::exchange(hasFrames_, false) || !reader_->rewind()) {
+            isStopped_ = true;
+            sink_->lose(Error{.localizedDescription = "there is no frame that can be decoded"});
+            return;
+        }
+    }
+    if (isStopped_)
+        return;
+    const nanoseconds due = pace_.dueTime(reader_->time(), monotonicNow());
+    prepared_ = takeFrame(*reader_, *sink_);
+    timer_->armAt(due);
+}
+
+void FilePlayback::handOn()
+{
+    if (isStopped_)
+        return;
+    // Every buffer was held when the frame was decoded; one may be free by now.
+    std::shared_ptr<CVPixelBuffer> buffer = prepared_ ? std::move(prepared_) : takeFrame(*reader_, *sink_);
+    const CMTime time = reader_->time();
+    decodeQueue_->async(platform::whileAlive(weak_from_this(), [](FilePlayback& self) { self.prepareNext(); }));
+    // Last, so that this thread goes on with the frame and another one decodes.
+    if (buffer)
+        sink_->deliver(std::move(buffer), time, monotonicNow());
+    else
+        sink_->drop(DropCause::noBuffer);
+}
+
+std::shared_ptr<StreamPlayback> StreamPlayback::start(std::unique_ptr<MovieReader> reader,
+                                                      std::shared_ptr<std::atomic<bool>> isCancelled,
+                                                      std::shared_ptr<engine::FrameSink> sink, DriverServices services)
+{
+    auto playback = std::make_shared<StreamPlayback>(std::move(reader), std::move(isCancelled), std::move(sink));
+    services.readers.start([playback] { playback->read(); });
+    return playback;
+}
+
+StreamPlayback::StreamPlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
+                               std::shared_ptr<engine::FrameSink> sink)
+    : reader_(std::move(reader)), isCancelled_(std::move(isCancelled)), sink_(std::move(sink))
+{
+}
+
+void StreamPlayback::stop()
+{
+    const std::lock_guard lock(guard_);
+    *isCancelled_ = true;
+    stopped_.notify_all();
+}
+
+bool StreamPlayback::waitUntil(nanoseconds time)
+{
+    std::unique_lock lock(guard_);
+    return !stopped_.wait_until(lock, std::chrono::steady_clock::time_point(time), [this] { return isCancelled_->load(); });
+}
+
+void StreamPlayback::read()
+{
+    FramePace pace;
+    for (;;) {
+        const MovieReader::Step step = reader_->next();
+        if (*isCancelled_)
+            return;
+        const nanoseconds now = monotonicNow();
+        if (step == MovieReader::Step::end) {
+            sink_->lose(Error{.localizedDescription = "the stream has ended"});
+            return;
+        }
+        if (step == MovieReader::Step::again) {
+            if (!waitUntil(now + pauseBetweenTries))
+                return;
+            continue;
+        }
+        if (!waitUntil(pace.dueTime(reader_->time(), now)))
+            return;
+        if (std::shared_ptr<CVPixelBuffer> buffer = takeFrame(*reader_, *sink_))
+            sink_->deliver(std::move(buffer), reader_->time(), monotonicNow());
+        else
+            sink_->drop(DropCause::noBuffer);
+    }
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <host/HostCamera.h>
+#include <host/movie/MovieReader.h>
+
+#include <engine/capture/CameraDriver.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace tamsel::host {
+
+/// Says when a frame is due: as long after the first as its time says. An input that has fallen behind for long is not
+/// hurried after, but goes on from where it is.
+class FramePace {
+public:
+    [[nodiscard]] std::chrono::nanoseconds dueTime(platform::CMTime mediaTime, std::chrono::nanoseconds now);
+
+private:
+    std::optional<std::chrono::nanoseconds> anchor_;
+};
+
+/// One start of a movie camera, until it is stopped or its input is lost.
+class MoviePlayback {
+public:
+    virtual ~MoviePlayback() = default;
+
+    /// Asks it to end; frames that come after this are ignored by their sink. Never waits.
+    virtual void stop() = 0;
+};
+
+/// Plays a file in a loop. A timer's thread hands the frame that is due on, while another one decodes the next.
+class FilePlayback final : public MoviePlayback, public std::enable_shared_from_this<FilePlayback> {
+public:
+    [[nodiscard]] static std::shared_ptr<FilePlayback> start(std::unique_ptr<MovieReader> reader,
+                                                             std::shared_ptr<engine::FrameSink> sink,
+                                                             DriverServices services);
+
+    FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink, DriverServices services);
+    void stop() override;
+
+private:
+    void prepareNext();
+    void handOn();
+
+    const std::shared_ptr<engine::FrameSink> sink_;
+    const std::shared_ptr<platform::DispatchQueue> decodeQueue_;
+    std::atomic<bool> isStopped_ = false;
+    std::unique_ptr<engine::EventSource> timer_;
+
+    // Touched by one at a time: preparing arms the timer, and handing on asks for the next to be prepared.
+    std::unique_ptr<MovieReader> reader_;
+    std::shared_ptr<platform::CVPixelBuffer> prepared_;
+    FramePace pace_;
+    bool hasFrames_ = false;
+};
+
+/// Reads a stream or a device on a thread of its own.
+class StreamPlayback final : public MoviePlayback, public std::enable_shared_from_this<StreamPlayback> {
+public:
+    [[nodiscard]] static std::shared_ptr<StreamPlayback>
+    start(std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
+          std::shared_ptr<engine::FrameSink> sink, DriverServices services);
+
+    StreamPlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
+                   std::shared_ptr<engine::FrameSink> sink);
+    void stop() override;
+
+private:
+    void read();
+    /// False when it was stopped meanwhile.
+    bool waitUntil(std::chrono::nanoseconds time);
+
+    const std::unique_ptr<MovieReader> reader_;
+    const std::shared_ptr<std::atomic<bool>> isCancelled_;
+    const std::shared_ptr<engine::FrameSink> sink_;
+    std::mutex guard_;
+    std::condition_variable stopped_;
+};
+
+} // namespace tamsel::host

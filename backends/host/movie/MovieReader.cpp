@@ -1,0 +1,305 @@
+#include <host/movie/MovieReader.h>
+
+#include <host/movie/FrameConverter.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavdevice/avdevice.h>
+#include <libavformat/avformat.h>
+#include <libavutil/log.h>
+}
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace tamsel::host {
+
+using platform::CGSize;
+using platform::CMTime;
+using platform::CVPixelBuffer;
+using platform::Error;
+
+namespace {
+
+constexpr std::int64_t largestFrame = std::int64_t{8192} * 8192; // pixels
+constexpr std::int64_t pixelsForOneThread = std::int64_t{1920} * 1088;
+constexpr const char* networkTimeout = "10000000"; // microseconds
+
+struct FormatDelete {
+    void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
+};
+struct CodecDelete {
+    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
+};
+struct PacketDelete {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+struct FrameDelete {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+
+std::string messageOf(int code)
+{
+    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
+    av_strerror(code, text.data(), text.size());
+    return text.data();
+}
+
+std::unexpected<Error> failure(const std::string& input, const std::string& reason, int code = 0)
+{
+    return std::unexpected(Error{.localizedDescription = input + ": " + reason, .code = code});
+}
+
+/// The devices of libavdevice are made known once, and the libraries, which write on the standard error stream of the
+/// whole process, are asked to be silent: what matters is returned as an error.
+void prepareLibraries()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        av_log_set_level(AV_LOG_QUIET);
+        avdevice_register_all();
+    });
+}
+
+struct Source {
+    std::string url;
+    const AVInputFormat* format = nullptr; ///< absent: to be found out
+    bool isDevice = false;
+};
+
+/// An existing file is taken as it stands; "name:rest" opens a device of that name; anything with "://" is a URL.
+Source sourceOf(const std::string& input)
+{
+    std::error_code ignored;
+    if (std::filesystem::exists(input, ignored))
+        return {.url = "file:" + input};
+    const std::size_t colon = input.find(':');
+    if (colon != std::string::npos && !input.substr(colon).starts_with("://")) {
+        const AVInputFormat* format = av_find_input_format(input.substr(0, colon).c_str());
+        if (format && (format->flags & AVFMT_NOFILE) != 0)
+            return {.url = input.substr(colon + 1), .format = format, .isDevice = true};
+    }
+    return {.url = input};
+}
+
+int interrupt(void* opaque)
+{
+    return *static_cast<const std::atomic<bool>*>(opaque) ? 1 : 0;
+}
+
+} // namespace
+
+struct MovieReader::Parts {
+    std::string input;
+    std::shared_ptr<const std::atomic<bool>> isCancelled;
+    Kind kind = Kind::file;
+    std::unique_ptr<AVFormatContext, FormatDelete> format;
+    std::unique_ptr<AVCodecContext, CodecDelete> codec;
+    AVStream* stream = nullptr;
+    std::unique_ptr<AVPacket, PacketDelete> packet{av_packet_alloc()};
+    std::unique_ptr<AVFrame, FrameDelete> frame{av_frame_alloc()};
+    FrameConverter converter;
+    bool isDraining = false;
+
+    // Times in units of the track's time base.
+    std::int64_t offset = 0;
+    std::optional<std::int64_t> first;
+    std::optional<std::int64_t> last;
+    std::int64_t lastDuration = 1;
+
+    [[nodiscard]] std::expected<void, Error> openFormat();
+    [[nodiscard]] std::expected<void, Error> openCodec();
+    [[nodiscard]] Step feed();
+    void noteTime();
+};
+
+std::expected<void, Error> MovieReader::Parts::openFormat()
+{
+    const Source source = sourceOf(input);
+    AVFormatContext* opened = avformat_alloc_context();
+    opened->interrupt_callback = {.callback = interrupt, .opaque = const_cast<std::atomic<bool>*>(isCancelled.get())};
+    if (source.isDevice)
+        opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be left
+    AVDictionary* options = nullptr;
+    if (kind == Kind::stream && !source.isDevice)
+        av_dict_set(&options, "rw_timeout", networkTimeout, 0);
+    const int code = avformat_open_input(&opened, source.url.c_str(), source.format, &options);
+    av_dict_free(&options);
+    if (code < 0)
+        return failure(input, messageOf(code), code); // the context is freed by then
+    format.reset(opened);
+    // A device says what it delivers; probing it would take its first frames.
+    if (!source.isDevice) {
+        if (const int found = avformat_find_stream_info(format.get(), nullptr); found < 0)
+            return failure(input, messageOf(found), found);
+    }
+    for (unsigned index = 0; index < format->nb_streams; ++index) {
+        AVStream* candidate = format->streams[index];
+        const bool isVideo = candidate->codecpar->codec_type == AVMEDIA_TYPE_VIDEO
+            && (candidate->disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
+        if (isVideo && !stream)
+            stream = candidate;
+        else
+            candidate->discard = AVDISCARD_ALL;
+    }
+    if (!stream)
+        return failure(input, "there is no video in it");
+    return {};
+}
+
+std::expected<void, Error> MovieReader::Parts::openCodec()
+{
+    const AVCodec* decoder = avcodec_find_decoder(stream->codecpar->codec_id);
+    if (!decoder)
+        return failure(input, std::string("no decoder for ") + avcodec_get_name(stream->codecpar->codec_id));
+    codec.reset(avcodec_alloc_context3(decoder));
+    if (const int code = avcodec_parameters_to_context(codec.get(), stream->codecpar); code < 0)
+        return failure(input, messageOf(code), code);
+    codec->pkt_timebase = stream->time_base;
+    codec->max_pixels = largestFrame;
+    // One thread decodes 1080p several times faster than it plays; more of them delay the first frame.
+    codec->thread_count = std::int64_t{codec->width} * codec->height > pixelsForOneThread ? 2 : 1;
+    if (const int code = avcodec_open2(codec.get(), decoder, nullptr); code < 0)
+        return failure(input, messageOf(code), code);
+    return {};
+}
+
+std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(const std::string& input,
+                                                                      std::shared_ptr<const std::atomic<bool>> isCancelled)
+{
+    prepareLibraries();
+    auto parts = std::make_unique<Parts>();
+    parts->input = input;
+    parts->isCancelled = std::move(isCancelled);
+    parts->kind = kindOf(input);
+    if (auto opened = parts->openFormat(); !opened)
+        return std::unexpected(std::move(opened.error()));
+    if (auto opened = parts->openCodec(); !opened)
+        return std::unexpected(std::move(opened.error()));
+    return std::unique_ptr<MovieReader>(new MovieReader(std::move(parts)));
+}
+
+MovieReader::Kind MovieReader::kindOf(const std::string& input)
+{
+    std::error_code ignored;
+    if (std::filesystem::exists(input, ignored))
+        return std::filesystem::is_regular_file(input, ignored) ? Kind::file : Kind::stream;
+    const Source source = sourceOf(input);
+    return source.isDevice || input.find("://") != std::string::npos ? Kind::stream : Kind::file;
+}
+
+MovieReader::MovieReader(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
+
+MovieReader::~MovieReader() = default;
+
+CGSize MovieReader::presentationDimensions() const
+{
+    const AVCodecContext& codec = *parts_->codec;
+    const AVRational ratio = av_guess_sample_aspect_ratio(parts_->format.get(), parts_->stream, nullptr);
+    const double aspect = ratio.num > 0 && ratio.den > 0 ? av_q2d(ratio) : 1;
+    return {std::round(codec.width * aspect), static_cast<double>(codec.height)};
+}
+
+/// Gives the decoder one more packet.
+MovieReader::Step MovieReader::Parts::feed()
+{
+    const int code = av_read_frame(format.get(), packet.get());
+    if (code == AVERROR(EAGAIN))
+        return Step::again;
+    if (code < 0) {
+        // The end, or something that cannot be read: what has been read so far still comes out.
+        if (std::exchange(isDraining, true))
+            return Step::end;
+        avcodec_send_packet(codec.get(), nullptr);
+        return Step::frame;
+    }
+    if (packet->stream_index == stream->index)
+        avcodec_send_packet(codec.get(), packet.get()); // a packet that is refused is left out
+    av_packet_unref(packet.get());
+    return Step::frame;
+}
+
+MovieReader::Step MovieReader::next()
+{
+    for (;;) {
+        const int code = avcodec_receive_frame(parts_->codec.get(), parts_->frame.get());
+        if (code == 0) {
+            parts_->noteTime();
+            return Step::frame;
+        }
+        if (code == AVERROR_EOF)
+            return Step::end;
+        if (const Step step = parts_->feed(); step != Step::frame)
+            return step;
+    }
+}
+
+void MovieReader::Parts::noteTime()
+{
+    const AVRational rate = av_guess_frame_rate(format.get(), stream, frame.get());
+    std::int64_t duration = frame->pkt_duration;
+    if (duration <= 0)
+        duration = rate.num > 0 ? av_rescale_q(1, av_inv_q(rate), stream->time_base)
+                                : av_rescale_q(1, AVRational{1, 25}, stream->time_base);
+    duration = std::max<std::int64_t>(1, duration);
+
+    std::int64_t time = frame->best_effort_timestamp;
+    if (time == AV_NOPTS_VALUE)
+        time = last ? *last - offset + lastDuration : 0;
+    if (!first)
+        first = time;
+    time += offset;
+    if (last)
+        time = std::max(time, *last + 1); // times that run backwards are pushed on
+    last = time;
+    lastDuration = duration;
+}
+
+std::size_t MovieReader::width() const
+{
+    return static_cast<std::size_t>(parts_->frame->width);
+}
+
+std::size_t MovieReader::height() const
+{
+    return static_cast<std::size_t>(parts_->frame->height);
+}
+
+CMTime MovieReader::time() const
+{
+    const AVRational base = parts_->stream->time_base;
+    return {.value = parts_->last.value_or(0) * base.num, .timescale = base.den};
+}
+
+bool MovieReader::convert(CVPixelBuffer& buffer)
+{
+    return parts_->converter.convert(*parts_->frame, buffer);
+}
+
+bool MovieReader::rewind()
+{
+    Parts& parts = *parts_;
+    if (parts.kind != Kind::file || !parts.last)
+        return false;
+    const std::int64_t start = *parts.first;
+    if (av_seek_frame(parts.format.get(), parts.stream->index, start, AVSEEK_FLAG_BACKWARD) < 0
+        && av_seek_frame(parts.format.get(), -1, 0, AVSEEK_FLAG_BYTE) < 0) {
+        // Some demuxers cannot seek at all: begin anew.
+        parts.codec.reset();
+        parts.stream = nullptr;
+        parts.format.reset();
+        if (!parts.openFormat() || !parts.openCodec())
+            return false;
+    }
+    avcodec_flush_buffers(parts.codec.get());
+    parts.isDraining = false;
+    parts.offset = *parts.last + parts.lastDuration - start;
+    return true;
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <tamsel/platform/CMTime.h>
+#include <tamsel/platform/CVPixelBuffer.h>
+#include <tamsel/platform/Error.h>
+#include <tamsel/platform/Geometry.h>
+
+#include <atomic>
+#include <cstdint>
+#include <expected>
+#include <memory>
+#include <string>
+
+namespace tamsel::host {
+
+/// Reads the frames of a file, a stream or a device, one after the other, through the FFmpeg libraries. Takes the first
+/// video track; a cover picture is none. Not thread-safe; every call may wait for the input.
+class MovieReader {
+public:
+    /// What an input is taken for.
+    enum class Kind : std::uint8_t {
+        file,   ///< a regular file: it has a start that one can go back to
+        stream, ///< a URL, a pipe, a device of libavdevice: frames come once
+    };
+
+    enum class Step : std::uint8_t {
+        frame, ///< there is a frame now
+        again, ///< there is none yet: ask again after a moment
+        end,   ///< the input has ended, or cannot be read any further
+    };
+
+    /// The error is one line that names the input. Once `*isCancelled` is true, waiting for a network ends.
+    [[nodiscard]] static std::expected<std::unique_ptr<MovieReader>, platform::Error>
+    open(const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled);
+
+    /// What `input` names; a file need not exist.
+    [[nodiscard]] static Kind kindOf(const std::string& input);
+
+    ~MovieReader();
+    MovieReader(const MovieReader&) = delete;
+    MovieReader& operator=(const MovieReader&) = delete;
+
+    /// Of the track, in pixels, with the pixel aspect ratio applied; zero when it is not known before the first frame.
+    [[nodiscard]] platform::CGSize presentationDimensions() const;
+
+    [[nodiscard]] Step next();
+
+    // Of the current frame.
+
+    [[nodiscard]] std::size_t width() const;
+    [[nodiscard]] std::size_t height() const;
+    /// In the input's own time. It grows from frame to frame, also across `rewind`.
+    [[nodiscard]] platform::CMTime time() const;
+    /// Converts to BGRA. The buffer must have the frame's size. False when there is no way to convert the format.
+    [[nodiscard]] bool convert(platform::CVPixelBuffer& buffer);
+
+    /// Goes back to the start of a file; false when that is not possible.
+    [[nodiscard]] bool rewind();
+
+private:
+    struct Parts;
+
+    explicit MovieReader(std::unique_ptr<Parts> parts);
+
+    const std::unique_ptr<Parts> parts_;
+};
+
+} // namespace tamsel::host
