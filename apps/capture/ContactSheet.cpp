@@ -17,14 +17,12 @@ constexpr std::uint8_t background = 24;
 
 void ContactSheet::add(const platform::CVPixelBuffer& frame)
 {
-    if (seen_++ % stride_ != 0)
-        return;
     thumbnails_.push_back(makePicture(frame, thumbnailWidth));
     if (thumbnails_.size() < kept)
         return;
     std::size_t index = 0;
     std::erase_if(thumbnails_, [&](const Picture&) { return index++ % 2 != 0; });
-    stride_ *= 2;
+    stride_ = stride_ * 2;
 }
 
 Picture ContactSheet::compose() const

@@ -2,6 +2,7 @@
 
 #include "Picture.h"
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -11,6 +12,8 @@ namespace tamsel::capture {
 /// keeps every second one and takes half as many from then on.
 class ContactSheet {
 public:
+    /// To be asked once for each frame, on one thread; `add` takes those that are wanted, perhaps on another.
+    [[nodiscard]] bool wantsNext() { return seen_++ % stride_ == 0; }
     void add(const platform::CVPixelBuffer& frame);
 
     [[nodiscard]] bool isEmpty() const { return thumbnails_.empty(); }
@@ -21,7 +24,7 @@ public:
 private:
     std::vector<Picture> thumbnails_;
     std::uint64_t seen_ = 0;
-    std::uint64_t stride_ = 1;
+    std::atomic<std::uint64_t> stride_ = 1;
 };
 
 } // namespace tamsel::capture

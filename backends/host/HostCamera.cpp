@@ -19,6 +19,7 @@ engine::CameraDescription describeInput(const HostInput& input, platform::AVCapt
     description.uniqueID = (position == platform::AVCaptureDevicePosition::front ? "front:" : "back:") + input.input;
     description.name = input.input;
     description.position = position;
+    description.presentationDimensions = input.presentationDimensions;
     description.videoFieldOfView = input.videoFieldOfView;
     description.minimumFocusDistance = input.minimumFocusDistance;
     description.sensorOrientation = input.sensorOrientation;

@@ -22,6 +22,8 @@ struct HostInput {
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     float videoFieldOfView = 60;   ///< degrees
     int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
+    /// Pixels, for whoever asks before the input has been opened.
+    std::optional<platform::CGSize> presentationDimensions = std::nullopt;
     /// Absent when it is not known.
     std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix = nullptr;
 };

@@ -1,0 +1,192 @@
+#include "Environment.h"
+
+#include <host/Host.h>
+#include <simulated/Phone.h>
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+namespace tamsel::capture {
+
+using namespace std::chrono_literals;
+using platform::AVCaptureDevice;
+using platform::AVCaptureDevicePosition;
+
+namespace {
+
+constexpr const char* defaultDevice = "/dev/video0";
+constexpr const char* defaultPattern = "test:720p";
+constexpr auto simulatedFrameInterval = std::chrono::nanoseconds(1'000'000'000 / 30);
+constexpr auto simulatedSlice = 100ms;
+
+sigset_t takenSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2})
+        sigaddset(&signals, signal);
+    return signals;
+}
+
+/// Reads the signals from a descriptor, so that they are handled between two items of the main loop.
+class Signals {
+public:
+    Signals() : descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC)) {}
+    ~Signals() { ::close(descriptor_); }
+    Signals(const Signals&) = delete;
+    Signals& operator=(const Signals&) = delete;
+
+    [[nodiscard]] int descriptor() const { return descriptor_; }
+
+    template <typename Target>
+    void handle(Target& target, const std::function<void()>& onInterrupt) const
+    {
+        signalfd_siginfo info{};
+        while (::read(descriptor_, &info, sizeof info) == sizeof info) {
+            if (info.ssi_signo == SIGUSR1)
+                target.enterBackground();
+            else if (info.ssi_signo == SIGUSR2)
+                target.enterForeground();
+            else
+                onInterrupt();
+        }
+    }
+
+private:
+    sigset_t set_ = takenSignals();
+    int descriptor_;
+};
+
+void writeToStandardError(std::string_view line)
+{
+    std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
+}
+
+class HostEnvironment final : public Environment {
+public:
+    explicit HostEnvironment(host::HostConfiguration configuration) : host_(std::move(configuration)) {}
+
+    [[nodiscard]] host::Host& host() { return host_; }
+    [[nodiscard]] platform::Platform& platform() override { return host_.platform(); }
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label) override
+    {
+        return host_.makeQueue(std::move(label));
+    }
+    [[nodiscard]] std::vector<std::shared_ptr<AVCaptureDevice>> cameras() override { return host_.cameras(); }
+
+    void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) override
+    {
+        while (!condition()) {
+            std::array<pollfd, 2> entries{{{.fd = host_.descriptor(), .events = POLLIN, .revents = 0},
+                                           {.fd = signals_.descriptor(), .events = POLLIN, .revents = 0}}};
+            ::poll(entries.data(), entries.size(), -1);
+            signals_.handle(host_, onInterrupt);
+            host_.runOnce(0ns);
+        }
+    }
+
+private:
+    Signals signals_;
+    host::Host host_;
+};
+
+class SimulatedEnvironment final : public Environment {
+public:
+    explicit SimulatedEnvironment(simulated::PhoneConfiguration configuration) : phone_(std::move(configuration)) {}
+
+    [[nodiscard]] simulated::Phone& phone() { return phone_; }
+    [[nodiscard]] platform::Platform& platform() override { return phone_.platform(); }
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label) override
+    {
+        return phone_.makeQueue(std::move(label));
+    }
+    [[nodiscard]] std::vector<std::shared_ptr<AVCaptureDevice>> cameras() override
+    {
+        std::vector<std::shared_ptr<AVCaptureDevice>> found;
+        for (const auto position : {AVCaptureDevicePosition::back, AVCaptureDevicePosition::front}) {
+            if (auto camera = phone_.platform().capture.defaultDevice(
+                    platform::AVCaptureDeviceType::builtInWideAngleCamera, platform::AVMediaType::video, position))
+                found.push_back(std::move(camera));
+        }
+        return found;
+    }
+
+    void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) override
+    {
+        while (!condition()) {
+            signals_.handle(phone_, onInterrupt);
+            phone_.runUntil(condition, simulatedSlice);
+        }
+    }
+
+private:
+    Signals signals_;
+    simulated::Phone phone_;
+};
+
+std::optional<host::HostInput> inputFor(const std::optional<std::string>& given)
+{
+    return given ? std::optional(host::HostInput{.input = *given}) : std::nullopt;
+}
+
+std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options& options)
+{
+    host::HostConfiguration configuration;
+    std::error_code ignored;
+    const std::string back = options.back.value_or(
+        std::filesystem::exists(defaultDevice, ignored) ? defaultDevice : defaultPattern);
+    configuration.backCamera = inputFor(back);
+    configuration.frontCamera = inputFor(options.front);
+    if (options.json)
+        configuration.writeLine = writeToStandardError;
+    for (std::optional<host::HostInput>* input : {&configuration.backCamera, &configuration.frontCamera}) {
+        if (!*input)
+            continue;
+        const auto probed = host::Host::probe((*input)->input);
+        if (!probed)
+            return std::unexpected(probed.error().localizedDescription);
+        (*input)->presentationDimensions = *probed;
+    }
+    auto environment = std::make_unique<HostEnvironment>(std::move(configuration));
+    environment->host().setDeviceOrientation(options.deviceOrientation);
+    environment->host().setInterfaceOrientation(options.interfaceOrientation);
+    return environment;
+}
+
+std::unique_ptr<Environment> makePhone(const Options& options)
+{
+    simulated::PhoneConfiguration configuration;
+    for (simulated::CameraScript& camera : configuration.cameras) {
+        camera.width = 640;
+        camera.height = 480;
+        camera.frameInterval = simulatedFrameInterval;
+    }
+    auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration));
+    environment->phone().setDeviceOrientation(options.deviceOrientation);
+    environment->phone().setInterfaceOrientation(options.interfaceOrientation);
+    return environment;
+}
+
+} // namespace
+
+void takeSignals()
+{
+    const sigset_t signals = takenSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+std::expected<std::unique_ptr<Environment>, std::string> makeEnvironment(const Options& options)
+{
+    if (options.backend == Backend::simulated)
+        return makePhone(options);
+    return makeHost(options);
+}
+
+} // namespace tamsel::capture

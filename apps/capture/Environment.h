@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Options.h"
+
+#include <tamsel/platform/AVCaptureDevice.h>
+#include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/Platform.h>
+
+#include <expected>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tamsel::capture {
+
+/// Where the program runs: one of the back ends, and the signals that reach the program.
+class Environment {
+public:
+    virtual ~Environment() = default;
+
+    [[nodiscard]] virtual platform::Platform& platform() = 0;
+    [[nodiscard]] virtual std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label) = 0;
+    [[nodiscard]] virtual std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() = 0;
+
+    /// Runs the main loop until the condition holds. Signals reach `onInterrupt` (SIGINT, SIGTERM), or send the
+    /// application to the background and back (SIGUSR1, SIGUSR2). The condition is asked after everything that the main
+    /// loop ran.
+    virtual void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) = 0;
+};
+
+/// Keeps the signals that `runUntil` reads from ending the program; to be called before there are threads.
+void takeSignals();
+
+/// The error is one line about an input that cannot be used.
+[[nodiscard]] std::expected<std::unique_ptr<Environment>, std::string> makeEnvironment(const Options& options);
+
+} // namespace tamsel::capture

@@ -1,0 +1,73 @@
+#include "Environment.h"
+#include "FramesCommand.h"
+#include "JsonLine.h"
+#include "Options.h"
+
+#include <cstdio>
+#include <span>
+
+namespace tamsel::capture {
+
+namespace {
+
+std::string_view name(platform::AVCaptureDevicePosition position)
+{
+    return position == platform::AVCaptureDevicePosition::front ? "front" : "back";
+}
+
+ExitStatus listDevices(const Options& options, Environment& environment)
+{
+    if (!options.json)
+        std::printf("%-9s %-11s %-13s %s\n", "Position", "Type", "Size", "Name");
+    const auto cameras = environment.cameras();
+    for (const auto& camera : cameras) {
+        const platform::CGSize size = camera->activeFormat().presentationDimensions.value_or(platform::CGSize{});
+        if (options.json) {
+            std::printf("%s\n", JsonLine("device")
+                                    .text("position", name(camera->position()))
+                                    .text("type", std::string_view("builtInWideAngleCamera"))
+                                    .text("name", std::string_view(camera->localizedName()))
+                                    .integer("width", static_cast<std::uint64_t>(size.width))
+                                    .integer("height", static_cast<std::uint64_t>(size.height))
+                                    .string()
+                                    .c_str());
+        } else {
+            char text[32];
+            std::snprintf(text, sizeof text, "%.0f x %.0f", size.width, size.height);
+            std::printf("%-9s %-11s %-13s %s\n", name(camera->position()).data(), "wide angle", text,
+                        camera->localizedName().c_str());
+        }
+    }
+    return ExitStatus::done;
+}
+
+ExitStatus run(std::span<const char* const> arguments)
+{
+    const auto options = parseOptions(arguments);
+    if (!options) {
+        std::fprintf(stderr, "tamsel-capture: %s\n", options.error().c_str());
+        return ExitStatus::unusable;
+    }
+    if (options->command == Command::help) {
+        std::fwrite(helpText().data(), 1, helpText().size(), stdout);
+        return ExitStatus::done;
+    }
+    const auto environment = makeEnvironment(*options);
+    if (!environment) {
+        std::fprintf(stderr, "tamsel-capture: %s\n", environment.error().c_str());
+        return ExitStatus::unusable;
+    }
+    if (options->command == Command::devices)
+        return listDevices(*options, **environment);
+    return std::make_shared<FramesCommand>(*options, **environment)->run();
+}
+
+} // namespace
+
+} // namespace tamsel::capture
+
+int main(int argumentCount, char** arguments)
+{
+    tamsel::capture::takeSignals();
+    return static_cast<int>(tamsel::capture::run({arguments + 1, static_cast<std::size_t>(argumentCount - 1)}));
+}
