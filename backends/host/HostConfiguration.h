@@ -30,12 +30,12 @@ struct HostInput {
 
 /// Everything that a person can plug into the host.
 struct HostConfiguration {
-    std::optional<HostInput> backCamera;
-    std::optional<HostInput> frontCamera;
+    std::optional<HostInput> backCamera = std::nullopt;
+    std::optional<HostInput> frontCamera = std::nullopt;
 
     /// A policy that stands above what the inputs say. Without it video is authorised when a camera is readable, and
     /// denied when cameras are there and none of them is.
-    std::optional<platform::AVAuthorizationStatus> videoAuthorization;
+    std::optional<platform::AVAuthorizationStatus> videoAuthorization = std::nullopt;
     platform::AVAuthorizationStatus audioAuthorization = platform::AVAuthorizationStatus::authorized;
 
     std::string systemVersion = "16.4";
@@ -44,9 +44,9 @@ struct HostConfiguration {
     std::size_t bufferCount = 10;
 
     /// Receives each diagnostic line; by default the standard output. Called on any thread, one at a time.
-    std::function<void(std::string_view)> writeLine;
+    std::function<void(std::string_view)> writeLine = nullptr;
     /// Receives each report to the core library as one line; by default the standard error stream.
-    std::function<void(std::string_view)> writeReport;
+    std::function<void(std::string_view)> writeReport = nullptr;
 };
 
 } // namespace tamsel::host

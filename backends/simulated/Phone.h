@@ -30,9 +30,9 @@ struct PhoneConfiguration {
         {.position = platform::AVCaptureDevicePosition::back},
         {.position = platform::AVCaptureDevicePosition::front},
     };
-    std::optional<std::string> microphone;
+    std::optional<std::string> microphone = std::nullopt;
     /// What a metadata output offers, by the platform's identifiers.
-    std::vector<platform::AVMetadataObjectType> detectableTypes;
+    std::vector<platform::AVMetadataObjectType> detectableTypes = {};
     std::string systemVersion = "16.4";
     std::string model = "Simulated phone";
     /// Frame buffers of each session.

@@ -27,9 +27,9 @@ struct CaptureConfiguration {
     /// Asked at each question.
     std::function<platform::AVAuthorizationStatus(platform::AVMediaType)> authorization;
     /// The name of the microphone; absent when there is none.
-    std::optional<std::string> microphone;
+    std::optional<std::string> microphone = std::nullopt;
     /// What a metadata output offers.
-    std::vector<platform::AVMetadataObjectType> detectableTypes;
+    std::vector<platform::AVMetadataObjectType> detectableTypes = {};
     /// Buffers of each session's pool.
     std::size_t bufferCount = 10;
     std::shared_ptr<CaptureHook> hook = std::make_shared<CaptureHook>();

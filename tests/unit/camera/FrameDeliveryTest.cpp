@@ -4,13 +4,252 @@
 
 namespace tamsel::tests {
 
-TEST(FrameDelivery, BringsEveryFrameToTheClientInOrder)
+using namespace platform;
+
+namespace {
+
+void expectClosed(const FrameCounts& counts)
+{
+    EXPECT_EQ(counts.produced, counts.delivered + counts.dropped() + counts.gated + counts.inFlight);
+}
+
+std::uint64_t droppedBy(const FrameCounts& counts, DropCause cause)
+{
+    return counts.droppedBy.at(static_cast<std::size_t>(cause));
+}
+
+constexpr const char* frameReport = "report flow error: Video frame error (AVCaptureSession)";
+
+} // namespace
+
+TEST(FrameDelivery, BringsEveryFrameInOrderOnTheResponseQueueWithoutACopy)
+{
+    CaptureScreen screen;
+    screen.client->onFrame = [&] { EXPECT_TRUE(screen.responseQueue->isCurrent()); };
+    screen.startAndRun();
+    std::vector<const CVBuffer*> seen;
+    for (int number = 0; number < 5; ++number) {
+        screen.phone.advance(10ms);
+        screen.frame();
+    }
+    ASSERT_EQ(screen.client->frames.size(), 5U);
+    for (std::size_t index = 0; index < 5; ++index) {
+        const OvriCaptureFrameUpdate& frame = screen.client->frames[index];
+        const FrameTiming timing = frame.imageBuffer()->timing().value();
+        EXPECT_EQ(timing.sequence, index);
+        EXPECT_EQ(timing.captureTime, (index + 1) * 10ms);
+        EXPECT_DOUBLE_EQ(timing.mediaTime.seconds(), 0.01 * static_cast<double>(index + 1));
+        EXPECT_EQ(frame.imageBuffer()->pixel(7, 5)[0], std::byte{7});
+        EXPECT_EQ(frame.imageBuffer()->pixel(7, 5)[1], std::byte{5});
+        EXPECT_EQ(frame.imageBuffer()->pixel(7, 5)[2], static_cast<std::byte>(index));
+        EXPECT_EQ(frame.preferredTransform(), std::nullopt);
+        EXPECT_EQ(frame.cameraIntrinsicData(), nullptr);
+    }
+    const FrameCounts counts = screen.manager->frameCounts();
+    EXPECT_EQ(counts.delivered, 5U);
+    EXPECT_EQ(counts.produced, 5U);
+    expectClosed(counts);
+
+    const CVBuffer* first = screen.client->frames.front().imageBuffer().get();
+    screen.client->frames.clear();
+    for (int number = 0; number < 10; ++number) {
+        screen.frame();
+        seen.push_back(screen.client->frames.back().imageBuffer().get());
+    }
+    EXPECT_NE(std::ranges::find(seen, first), seen.end()) << "buffers come back and are used again";
+}
+
+TEST(FrameDelivery, ReadsTheDeviceOrientationWhenTheFrameIsDelivered)
+{
+    using enum CGImagePropertyOrientation;
+    for (const SourceType& source : {SourceType::cameraBack(false), SourceType::cameraFront(false)}) {
+        CaptureScreen screen;
+        screen.startAndRun(source);
+        for (const auto& [held, expected] : {std::pair{UIDeviceOrientation::unknown, leftMirrored},
+                                             {UIDeviceOrientation::portrait, leftMirrored},
+                                             {UIDeviceOrientation::portraitUpsideDown, rightMirrored},
+                                             {UIDeviceOrientation::landscapeLeft, downMirrored},
+                                             {UIDeviceOrientation::landscapeRight, upMirrored},
+                                             {UIDeviceOrientation::faceUp, leftMirrored},
+                                             {UIDeviceOrientation::faceDown, leftMirrored}}) {
+            screen.phone.setDeviceOrientation(UIDeviceOrientation::landscapeLeft);
+            (source == SourceType::cameraBack(false) ? screen.back() : screen.front()).produceFrame();
+            screen.phone.setDeviceOrientation(held);
+            screen.phone.run();
+            EXPECT_EQ(screen.client->frames.back().exifOrientation(), expected);
+            screen.client->frames.clear();
+        }
+    }
+}
+
+TEST(FrameDelivery, TellsEachDropOnceAndReportsIt)
 {
     CaptureScreen screen;
     screen.startAndRun();
-    for (int number = 0; number < 5; ++number)
+    screen.back().dropFrame();
+    screen.phone.run();
+    EXPECT_EQ(screen.client->calls, Texts{"error videoFrameError"});
+    EXPECT_EQ(screen.phone.journal().texts("report"), Texts{frameReport});
+    EXPECT_EQ(droppedBy(screen.manager->frameCounts(), DropCause::late), 1U);
+
+    // Two frames before the video queue runs: one waits, the other finds no place.
+    screen.back().produceFrame();
+    screen.back().produceFrame();
+    screen.phone.run();
+    EXPECT_EQ(screen.client->frames.size(), 1U);
+    EXPECT_EQ(screen.phone.journal().texts("report"), (Texts{frameReport, frameReport}));
+    EXPECT_EQ(droppedBy(screen.manager->frameCounts(), DropCause::late), 2U);
+    expectClosed(screen.manager->frameCounts());
+}
+
+TEST(FrameDelivery, GatesFramesAndDropsWhileTheCameraIsNotActive)
+{
+    CaptureScreen screen;
+    screen.startAndRun();
+    screen.back().produceFrame();
+    screen.back().dropFrame();
+    screen.manager->pauseCamera(); // before the video queue has run
+    screen.phone.run();
+    EXPECT_EQ(screen.client->calls, Texts{});
+    EXPECT_EQ(screen.phone.journal().texts("report"), Texts{});
+    EXPECT_EQ(screen.manager->frameCounts().gated, 2U);
+    expectClosed(screen.manager->frameCounts());
+
+    screen.manager->resumeCamera();
+    screen.phone.run();
+    screen.frame();
+    EXPECT_EQ(screen.client->calls, Texts{"frame"});
+}
+
+TEST(FrameDelivery, KeepsWithinItsBuffersWhateverTheClientKeeps)
+{
+    CaptureScreen screen({.bufferCount = 4});
+    screen.startAndRun();
+    for (int number = 0; number < 20; ++number) {
+        screen.phone.advance(33ms);
         screen.frame();
-    ASSERT_EQ(screen.client->frames.size(), 5U);
+    }
+    const FrameCounts counts = screen.manager->frameCounts();
+    EXPECT_EQ(screen.client->frames.size(), 4U);
+    EXPECT_EQ(counts.delivered, 4U);
+    EXPECT_EQ(droppedBy(counts, DropCause::noBuffer), 16U);
+    EXPECT_EQ(screen.phone.journal().texts("report").size(), 16U);
+    expectClosed(counts);
+
+    // What was kept stays valid after the manager, and the buffers that come back are used again.
+    const OvriCaptureFrameUpdate kept = screen.client->frames[1];
+    screen.client->frames.clear();
+    screen.frame();
+    EXPECT_EQ(screen.client->frames.size(), 1U);
+    EXPECT_EQ(screen.client->frames.back().imageBuffer()->timing()->sequence, 20U);
+    screen.manager.reset();
+    screen.phone.run();
+    EXPECT_EQ(kept.imageBuffer()->pixel(3, 2)[2], std::byte{1});
+}
+
+TEST(FrameDelivery, DeliversWhatIsPastTheVideoQueueAndLooksTheClientUpAtTheEnd)
+{
+    CaptureScreen screen;
+    screen.startAndRun();
+    const auto second = std::make_shared<RecordingClient>();
+    screen.back().produceFrame();
+    screen.manager->setDelegate(second);
+    screen.phone.run();
+    EXPECT_EQ(second->calls, Texts{"frame"});
+    EXPECT_EQ(screen.client->calls, Texts{});
+
+    screen.back().produceFrame();
+    screen.manager->setDelegate({});
+    screen.phone.run();
+    EXPECT_EQ(droppedBy(screen.manager->frameCounts(), DropCause::noReceiver), 1U);
+    expectClosed(screen.manager->frameCounts());
+
+    screen.manager->setDelegate(screen.client);
+    screen.back().produceFrame();
+    screen.manager.reset();
+    screen.phone.run();
+    EXPECT_EQ(screen.client->calls, Texts{});
+}
+
+TEST(FrameDelivery, TurnsPixelsAndMatrixToTheInterfaceOrientation)
+{
+    simulated::PhoneConfiguration configuration;
+    configuration.cameras[0].intrinsicMatrix =
+        std::make_shared<CameraIntrinsicMatrix>(CameraIntrinsicMatrix{{100, 0, 10, 0, 200, 20, 0, 0, 1}});
+    const std::size_t width = configuration.cameras[0].width;
+    const std::size_t height = configuration.cameras[0].height;
+    CaptureScreen screen(configuration);
+    screen.startAndRun();
+    const auto frameAt = [&](UIInterfaceOrientation orientation) {
+        screen.phone.setInterfaceOrientation(orientation);
+        screen.phone.run();
+        screen.frame();
+        return screen.client->frames.back();
+    };
+    struct Corner {
+        std::size_t column;
+        std::size_t row;
+    };
+    const auto topLeft = [](const OvriCaptureFrameUpdate& frame) {
+        const std::byte* pixel = frame.imageBuffer()->pixel(0, 0);
+        return Corner{std::to_integer<std::size_t>(pixel[0]), std::to_integer<std::size_t>(pixel[1])};
+    };
+    OvriCaptureFrameUpdate frame = frameAt(UIInterfaceOrientation::landscapeRight); // a quarter turn clockwise
+    EXPECT_EQ(frame.imageBuffer()->width(), height);
+    EXPECT_EQ(topLeft(frame).column, 0U);
+    EXPECT_EQ(topLeft(frame).row, height - 1);
+    EXPECT_EQ(frame.cameraIntrinsicData()->rows,
+              (std::array<float, 9>{200, 0, static_cast<float>(height) - 1 - 20, 0, 100, 10, 0, 0, 1}));
+    frame = frameAt(UIInterfaceOrientation::portraitUpsideDown);
+    EXPECT_EQ(frame.imageBuffer()->width(), width);
+    EXPECT_EQ(topLeft(frame).column, width - 1);
+    EXPECT_EQ(topLeft(frame).row, height - 1);
+    frame = frameAt(UIInterfaceOrientation::landscapeLeft);
+    EXPECT_EQ(frame.imageBuffer()->height(), width);
+    EXPECT_EQ(topLeft(frame).column, width - 1);
+    EXPECT_EQ(topLeft(frame).row, 0U);
+    frame = frameAt(UIInterfaceOrientation::portrait);
+    EXPECT_EQ(topLeft(frame).column, 0U);
+    EXPECT_EQ(frame.cameraIntrinsicData(), configuration.cameras[0].intrinsicMatrix);
+    expectClosed(screen.manager->frameCounts());
+}
+
+TEST(FrameDelivery, EndsASessionWhoseDeviceIsLostWithOneDrop)
+{
+    CaptureScreen screen;
+    screen.startAndRun();
+    screen.frame();
+    screen.back().unplug();
+    screen.phone.run();
+    EXPECT_EQ(screen.client->calls, (Texts{"frame", "error videoFrameError"}));
+    EXPECT_EQ(droppedBy(screen.manager->frameCounts(), DropCause::deviceLost), 1U);
+    expectClosed(screen.manager->frameCounts());
+
+    // It stays stopped until it is asked for, and goes on when the device is back.
+    screen.back().plugIn();
+    screen.phone.advance(1s);
+    EXPECT_FALSE(screen.back().isStarted());
+    screen.manager->resumeCamera();
+    screen.phone.run();
+    screen.phone.advance(33ms);
+    screen.frame();
+    ASSERT_EQ(screen.client->frames.size(), 2U);
+    const FrameTiming before = screen.client->frames[0].imageBuffer()->timing().value();
+    const FrameTiming after = screen.client->frames[1].imageBuffer()->timing().value();
+    EXPECT_EQ(after.sequence, before.sequence + 2);
+    EXPECT_GT(after.captureTime, before.captureTime);
+    EXPECT_GT(after.mediaTime.seconds(), before.mediaTime.seconds());
+}
+
+TEST(FrameDelivery, TellsOneDropWhenADeviceCannotBeStarted)
+{
+    CaptureScreen screen;
+    screen.phone.delay(engine::CaptureCall::commitConfiguration, 10ms);
+    ASSERT_TRUE(screen.start().has_value());
+    screen.phone.advance(5ms);
+    screen.back().unplug(); // after it was opened, before it is started
+    screen.phone.advance(1s);
+    EXPECT_EQ(screen.client->calls, Texts{"error videoFrameError"});
 }
 
 } // namespace tamsel::tests
