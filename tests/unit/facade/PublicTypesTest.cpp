@@ -1,0 +1,126 @@
+#include <tamsel/camera/CameraConfiguration.h>
+#include <tamsel/facade/types/CaptureSampleUpdate.h>
+#include <tamsel/facade/types/OvriCaptureFrameUpdate.h>
+#include <tamsel/facade/types/OvriMetadataObjects.h>
+#include <tamsel/facade/types/OvriSourceToSession.h>
+#include <tamsel/facade/types/SourceType.h>
+
+#include <gtest/gtest.h>
+
+namespace tamsel::tests {
+
+using namespace platform;
+using Position = CameraConfiguration::Position;
+
+namespace {
+
+/// Equal to any other asset of the same number.
+struct NumberedAsset final : AVAsset {
+    explicit NumberedAsset(int assetNumber) : number(assetNumber) {}
+    [[nodiscard]] bool isEqual(const AVAsset& other) const override
+    {
+        const auto* numbered = dynamic_cast<const NumberedAsset*>(&other);
+        return numbered && numbered->number == number;
+    }
+    int number;
+};
+
+} // namespace
+
+TEST(SourceTypes, AreEqualByCaseAndPayload)
+{
+    const std::vector<SourceType> different{
+        SourceType::cameraFront(true), SourceType::cameraFront(false), SourceType::cameraBack(true),
+        SourceType::cameraBack(false), SourceType::asset(std::make_shared<NumberedAsset>(1)),
+        SourceType::asset(std::make_shared<NumberedAsset>(2)), SourceType::asset(nullptr), SourceType::undefined(),
+        SourceType::mic(), SourceType::nfc(), SourceType::stability(), SourceType::facingAngle()};
+    for (std::size_t one = 0; one < different.size(); ++one) {
+        for (std::size_t other = 0; other < different.size(); ++other)
+            EXPECT_EQ(different[one] == different[other], one == other) << one << " and " << other;
+    }
+    EXPECT_EQ(SourceType::asset(std::make_shared<NumberedAsset>(1)), SourceType::asset(std::make_shared<NumberedAsset>(1)));
+    EXPECT_NE(SourceType::asset(std::make_shared<AVAsset>()), SourceType::asset(std::make_shared<AVAsset>()));
+}
+
+TEST(Records, AnswerFromTheSourceThatTheyHaveNow)
+{
+    CaptureSampleUpdate sample({}, OvriImageSource::album, CGImagePropertyOrientation::left);
+    EXPECT_TRUE(sample.isAlbum());
+    EXPECT_FALSE(sample.isCamera());
+    for (const auto camera : {OvriImageSource::video, OvriImageSource::photo}) {
+        sample.setSource(camera);
+        EXPECT_FALSE(sample.isAlbum());
+        EXPECT_TRUE(sample.isCamera());
+    }
+    EXPECT_EQ(static_cast<int>(OvriImageSource::video), 0);
+    EXPECT_EQ(static_cast<int>(OvriImageSource::album), 2);
+
+    const auto buffer = std::make_shared<CVPixelBuffer>(3, 2);
+    const auto matrix = std::make_shared<CameraIntrinsicMatrix>();
+    OvriCaptureFrameUpdate frame(buffer, matrix, CGImagePropertyOrientation::down, CGAffineTransform{.tx = 5});
+    EXPECT_EQ(frame.imageBuffer(), buffer);
+    EXPECT_EQ(frame.cameraIntrinsicData(), matrix);
+    EXPECT_EQ(frame.exifOrientation(), CGImagePropertyOrientation::down);
+    EXPECT_EQ(frame.preferredTransform(), CGAffineTransform{.tx = 5});
+    frame.setImageBuffer(nullptr);
+    EXPECT_EQ(frame.imageBuffer(), nullptr);
+}
+
+TEST(MetadataKinds, ConvertToTheirIdentifiersAndBack)
+{
+    const std::vector<std::string> identifiers{
+        "org.iso.Code39",   "org.iso.Code39Mod43",      "com.intermec.Code93", "org.iso.Code128", "org.gs1.EAN-8",
+        "org.gs1.EAN-13",   "org.ansi.Interleaved2of5", "org.gs1.ITF14",       "org.gs1.UPC-E",   "org.iso.Aztec",
+        "org.iso.DataMatrix", "org.iso.PDF417",         "org.iso.QRCode"};
+    std::vector<MetadataObjectType> all = allBarcodes();
+    ASSERT_EQ(all.size(), identifiers.size());
+    for (std::size_t index = 0; index < all.size(); ++index) {
+        EXPECT_EQ(all[index].rawValue(), identifiers[index]);
+        EXPECT_EQ(MetadataObjectType::fromRawValue(identifiers[index]), all[index]);
+    }
+    const std::vector<MetadataObjectType> flat = all1DBarcodes();
+    EXPECT_EQ(flat, (std::vector<MetadataObjectType>{all.begin(), all.begin() + 9}));
+    EXPECT_EQ(all2DBarcodes(), (std::vector<MetadataObjectType>{all.begin() + 9, all.end()}));
+
+    EXPECT_EQ(MetadataObjectType(MetadataObjectType::face).rawValue(), "face");
+    EXPECT_EQ(MetadataObjectType::fromRawValue("face"), MetadataObjectType(MetadataObjectType::face));
+    for (const char* unknown : {"", "qr", "Face", "org.iso.QR", "org.iso.QRCode ", "org.iso.MicroQR"})
+        EXPECT_EQ(MetadataObjectType::fromRawValue(unknown), std::nullopt) << unknown;
+    EXPECT_EQ(std::hash<MetadataObjectType>{}(all[3]), std::hash<MetadataObjectType>{}(MetadataObjectType::code128));
+}
+
+TEST(CameraPositions, ConvertExactlyFromText)
+{
+    for (const auto& [position, text, capture] :
+         {std::tuple{Position::front, "front", AVCaptureDevicePosition::front},
+          {Position::back, "back", AVCaptureDevicePosition::back},
+          {Position::unspecified, "unspecified", AVCaptureDevicePosition::unspecified}}) {
+        EXPECT_EQ(Position::fromRawValue(text), Position(position));
+        EXPECT_EQ(Position(position).rawValue(), text);
+        EXPECT_EQ(Position(position).capturePosition(), capture);
+    }
+    EXPECT_EQ(Position::fromRawValue("Front"), std::nullopt);
+    EXPECT_EQ(Position::fromRawValue(""), std::nullopt);
+}
+
+TEST(CameraErrors, CarryTheirTexts)
+{
+    const Error cause{.localizedDescription = "no torch"};
+    EXPECT_EQ(CameraError::cameraModeError(cause).reason(), "no torch");
+    EXPECT_EQ(CameraError::recordVideoFailed(cause).reason(), "no torch");
+    EXPECT_EQ(CameraError::noPermission().reason(), std::nullopt);
+    EXPECT_EQ(CameraError::captureImageFailed().reason(), "Capture image failed");
+    EXPECT_NE(CameraError::cameraModeError(cause), CameraError::recordVideoFailed(cause));
+}
+
+TEST(Clients, NeedNotImplementAnything)
+{
+    struct Nothing final : OvriSourceToSession {};
+    Nothing client;
+    OvriSourceToSession& session = client;
+    auto* manager = reinterpret_cast<OvriSourceManager*>(&client); // only passed on
+    session.sourceManagerCameraDidSuspend(*manager);
+    session.sourceManagerDidGetVideo(*manager, "clip.mp4");
+}
+
+} // namespace tamsel::tests

@@ -1,0 +1,149 @@
+#include "support/CaptureScreen.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace tamsel::tests {
+
+using namespace platform;
+
+namespace {
+
+/// Operations, devices and the application in any order, with devices that take their time; at the end nothing may be
+/// left over.
+class RandomScreen {
+public:
+    explicit RandomScreen(std::uint64_t seed) : random_(seed), screen_(configuration(seed))
+    {
+        screen_.client->onFrame = [this] {
+            screen_.client->frames.clear();
+            if (chance(20) && screen_.manager)
+                operate();
+        };
+    }
+
+    void run(int steps)
+    {
+        for (int step = 0; step < steps; ++step) {
+            operate();
+            if (chance(2))
+                screen_.phone.run();
+            if (chance(2))
+                screen_.phone.advance(std::chrono::milliseconds(random_() % 400));
+        }
+    }
+
+    void expectNothingLeft()
+    {
+        const std::weak_ptr<OvriSourceManager> manager = screen_.manager;
+        const std::weak_ptr<RecordingClient> client = screen_.client;
+        screen_.manager.reset();
+        screen_.client->onFrame = {};
+        screen_.client.reset();
+        screen_.phone.enterForeground();
+        screen_.phone.advance(20s);
+        EXPECT_TRUE(screen_.phone.isIdle());
+        EXPECT_TRUE(manager.expired());
+        EXPECT_TRUE(client.expired());
+        EXPECT_FALSE(screen_.back().isOpen());
+        EXPECT_FALSE(screen_.front().isOpen());
+        EXPECT_FALSE(screen_.back().isStarted());
+        EXPECT_FALSE(screen_.front().isStarted());
+    }
+
+private:
+    simulated::PhoneConfiguration configuration(std::uint64_t seed)
+    {
+        simulated::PhoneConfiguration configuration{.seed = seed, .microphone = "microphone", .bufferCount = 3};
+        for (simulated::CameraScript& camera : configuration.cameras) {
+            camera.width = 8;
+            camera.height = 6;
+            camera.frameInterval = 33ms;
+            for (auto* time : {&camera.timeToOpen, &camera.timeToStart, &camera.timeToStop})
+                *time = std::chrono::milliseconds(random_() % 501);
+        }
+        return configuration;
+    }
+
+    bool chance(unsigned one) { return random_() % one == 0; }
+
+    void operate()
+    {
+        if (!screen_.manager)
+            return;
+        simulated::SimulatedCamera& camera = chance(2) ? screen_.back() : screen_.front();
+        const auto before = screen_.phone.now();
+        switch (random_() % 14) {
+        case 0:
+        case 1:
+        case 2:
+            (void)screen_.start(chance(2) ? SourceType::cameraBack(chance(2)) : SourceType::cameraFront(chance(2)),
+                                {{"minimumFocusObjectSize", 20.0}});
+            break;
+        case 3:
+            screen_.manager->stopCameraSession();
+            break;
+        case 4:
+            screen_.manager->stopAllSessions();
+            break;
+        case 5:
+            screen_.manager->pauseCamera();
+            break;
+        case 6:
+            screen_.manager->resumeCamera();
+            break;
+        case 7:
+            screen_.phone.enterBackground();
+            break;
+        case 8:
+            screen_.phone.enterForeground();
+            break;
+        case 9:
+            camera.isStarted() ? camera.unplug() : camera.plugIn();
+            break;
+        case 10:
+            camera.script().isHeldByAnotherProcess = chance(3);
+            break;
+        case 11:
+            screen_.phone.setInterfaceOrientation(static_cast<UIInterfaceOrientation>(random_() % 5));
+            break;
+        case 12:
+            screen_.phone.refuse(static_cast<engine::CaptureCall>(random_() % 15), 1);
+            break;
+        default:
+            if (chance(5))
+                screen_.manager = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::none,
+                                                            screen_.responseQueue, screen_.phone.platform());
+            break;
+        }
+        EXPECT_EQ(screen_.phone.now(), before) << "no public operation takes time";
+        const FrameCounts counts = screen_.manager->frameCounts();
+        EXPECT_EQ(counts.produced, counts.delivered + counts.dropped() + counts.gated + counts.inFlight);
+    }
+
+    std::mt19937_64 random_;
+    CaptureScreen screen_;
+};
+
+} // namespace
+
+TEST(RandomSequences, LeaveNothingBehind)
+{
+    for (std::uint64_t seed = 1; seed <= 500 && !testing::Test::HasFailure(); ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        RandomScreen random(seed);
+        random.run(30);
+        random.expectNothingLeft();
+    }
+}
+
+TEST(RandomSequences, MayEndWithThePhoneInTheMiddle)
+{
+    for (std::uint64_t seed = 1000; seed <= 1200 && !testing::Test::HasFailure(); ++seed) {
+        RandomScreen random(seed);
+        random.run(12);
+    }
+}
+
+} // namespace tamsel::tests
