@@ -1,6 +1,7 @@
 #include <simulated/Fiber.h>
 
 #include <sys/mman.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 #include <new>
@@ -44,27 +45,43 @@ thread_local Fiber* entering = nullptr;
 
 } // namespace
 
-Fiber::Fiber() : stack_(mmap(nullptr, stackSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))
+/// A stack, where the body stands on it, and where whoever switched to it stands.
+struct Fiber::Context {
+    void* stack = mmap(nullptr, stackSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ucontext_t inside{};
+    ucontext_t outside{};
+
+    // What the sanitizers want to know about a change of stacks.
+    const void* outsideStack = nullptr;
+    std::size_t outsideStackSize = 0;
+    void* fakeStack = nullptr;
+    void* outsideFakeStack = nullptr;
+    void* threadState = nullptr;
+    void* outsideThreadState = nullptr;
+};
+
+Fiber::Fiber() : context_(std::make_unique<Context>())
 {
-    if (stack_ == MAP_FAILED)
+    Context& context = *context_;
+    if (context.stack == MAP_FAILED)
         throw std::bad_alloc();
-    mprotect(stack_, guardSize(), PROT_NONE);
-    getcontext(&context_);
-    context_.uc_stack.ss_sp = stack_;
-    context_.uc_stack.ss_size = stackSize;
-    context_.uc_link = nullptr;
-    makecontext(&context_, &Fiber::enter, 0);
+    mprotect(context.stack, guardSize(), PROT_NONE);
+    getcontext(&context.inside);
+    context.inside.uc_stack.ss_sp = context.stack;
+    context.inside.uc_stack.ss_size = stackSize;
+    context.inside.uc_link = nullptr;
+    makecontext(&context.inside, &Fiber::enter, 0);
 #ifdef TAMSEL_THREAD_SANITIZER
-    threadState_ = __tsan_create_fiber(0);
+    context.threadState = __tsan_create_fiber(0);
 #endif
 }
 
 Fiber::~Fiber()
 {
 #ifdef TAMSEL_THREAD_SANITIZER
-    __tsan_destroy_fiber(threadState_);
+    __tsan_destroy_fiber(context_->threadState);
 #endif
-    munmap(stack_, stackSize);
+    munmap(context_->stack, stackSize);
 }
 
 void Fiber::run(std::move_only_function<void()> body)
@@ -82,29 +99,29 @@ void Fiber::resume()
 void Fiber::switchIn()
 {
 #ifdef TAMSEL_ADDRESS_SANITIZER
-    __sanitizer_start_switch_fiber(&outsideFakeStack_, stack_, stackSize);
+    __sanitizer_start_switch_fiber(&context_->outsideFakeStack, context_->stack, stackSize);
 #endif
 #ifdef TAMSEL_THREAD_SANITIZER
-    outsideThreadState_ = __tsan_get_current_fiber();
-    __tsan_switch_to_fiber(threadState_, 0);
+    context_->outsideThreadState = __tsan_get_current_fiber();
+    __tsan_switch_to_fiber(context_->threadState, 0);
 #endif
-    swapcontext(&outside_, &context_);
+    swapcontext(&context_->outside, &context_->inside);
 #ifdef TAMSEL_ADDRESS_SANITIZER
-    __sanitizer_finish_switch_fiber(outsideFakeStack_, nullptr, nullptr);
+    __sanitizer_finish_switch_fiber(context_->outsideFakeStack, nullptr, nullptr);
 #endif
 }
 
 void Fiber::suspend()
 {
 #ifdef TAMSEL_ADDRESS_SANITIZER
-    __sanitizer_start_switch_fiber(&fakeStack_, outsideStack_, outsideStackSize_);
+    __sanitizer_start_switch_fiber(&context_->fakeStack, context_->outsideStack, context_->outsideStackSize);
 #endif
 #ifdef TAMSEL_THREAD_SANITIZER
-    __tsan_switch_to_fiber(outsideThreadState_, 0);
+    __tsan_switch_to_fiber(context_->outsideThreadState, 0);
 #endif
-    swapcontext(&context_, &outside_);
+    swapcontext(&context_->inside, &context_->outside);
 #ifdef TAMSEL_ADDRESS_SANITIZER
-    __sanitizer_finish_switch_fiber(fakeStack_, &outsideStack_, &outsideStackSize_);
+    __sanitizer_finish_switch_fiber(context_->fakeStack, &context_->outsideStack, &context_->outsideStackSize);
 #endif
 }
 
@@ -112,7 +129,7 @@ void Fiber::enter()
 {
     Fiber& self = *std::exchange(entering, nullptr);
 #ifdef TAMSEL_ADDRESS_SANITIZER
-    __sanitizer_finish_switch_fiber(nullptr, &self.outsideStack_, &self.outsideStackSize_);
+    __sanitizer_finish_switch_fiber(nullptr, &self.context_->outsideStack, &self.context_->outsideStackSize);
 #endif
     self.loop();
 }

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <memory>
-#include <ucontext.h>
 
 namespace tamsel::simulated {
 
@@ -26,22 +24,14 @@ public:
     [[nodiscard]] bool isIdle() const { return !body_; }
 
 private:
+    struct Context;
+
     static void enter();
     void loop();
     void switchIn();
 
-    void* stack_;
-    ucontext_t context_{};
-    ucontext_t outside_{};
+    const std::unique_ptr<Context> context_;
     std::move_only_function<void()> body_;
-
-    // What the sanitizers want to know about a change of stacks.
-    const void* outsideStack_ = nullptr;
-    std::size_t outsideStackSize_ = 0;
-    void* fakeStack_ = nullptr;
-    void* outsideFakeStack_ = nullptr;
-    void* threadState_ = nullptr;
-    void* outsideThreadState_ = nullptr;
 };
 
 } // namespace tamsel::simulated
