@@ -1,0 +1,294 @@
+#include "support/HostScreen.h"
+#include "support/Media.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tamsel::tests {
+
+using namespace std::chrono_literals;
+using platform::DropCause;
+
+namespace {
+
+/// All frames of a file, by another program than ours: their count in one pass.
+int framesIn(const std::string& file)
+{
+    const CommandResult result = runCommand("ffprobe -v error -count_frames -select_streams v:0 -show_entries "
+                                            "stream=nb_read_frames -of csv=p=0 '" + file + "'");
+    return std::atoi(result.output.c_str());
+}
+
+std::size_t openDescriptors()
+{
+    const std::filesystem::directory_iterator entries("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+std::size_t threads()
+{
+    const std::filesystem::directory_iterator entries("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+void expectGrowing(const std::vector<SeenFrame>& frames)
+{
+    for (std::size_t index = 1; index < frames.size(); ++index) {
+        EXPECT_EQ(frames[index].sequence, frames[index - 1].sequence + 1);
+        EXPECT_GT(frames[index].mediaTime, frames[index - 1].mediaTime);
+        EXPECT_GT(frames[index].captureTime, frames[index - 1].captureTime);
+    }
+}
+
+} // namespace
+
+TEST(MovieCamera, ShowsEveryFrameOfAFileOncePerLoop)
+{
+    ScratchFolder folder;
+    // One bright frame marks each beginning; a rate of 200 keeps the test short.
+    const std::string file = folder.file("mark.mp4");
+    ASSERT_TRUE(makeVideo("-f lavfi -i \"color=black:s=64x48:r=200,format=yuv420p,geq=lum='if(eq(N,0),235,16)':cb=128:cr=128\" "
+                          "-frames:v 30 -c:v libx264 -bf 2 -g 12", file));
+    HostScreen screen(file);
+    const std::vector<SeenFrame> frames = screen.collect(100);
+    ASSERT_GE(frames.size(), 100U);
+    expectGrowing(frames);
+    for (std::size_t index = 0; index < 100; ++index)
+        EXPECT_EQ(frames[index].middle[1] > 128, index % 30 == 0) << index;
+    EXPECT_NEAR(frames[30].mediaTime, 30 / 200.0, 1e-9);
+    EXPECT_EQ(screen.client->errors(), std::vector<std::string>{});
+}
+
+TEST(MovieCamera, PlaysTheSampleAtItsOwnPace)
+{
+    HostScreen screen(sample());
+    const std::vector<SeenFrame> frames = screen.collect(10);
+    ASSERT_GE(frames.size(), 10U);
+    EXPECT_EQ(frames[0].width, 640U);
+    EXPECT_EQ(frames[0].height, 480U);
+    for (std::size_t index = 0; index < 10; ++index)
+        EXPECT_NEAR(frames[index].mediaTime, 0.0373454830638 * static_cast<double>(index), 1e-6);
+    const double played = std::chrono::duration<double>(frames[9].captureTime - frames[0].captureTime).count();
+    EXPECT_GT(played, 0.9 * frames[9].mediaTime) << "never ahead of its pace";
+}
+
+TEST(MovieCamera, TakesOddSizesFormatsAndContainers)
+{
+    struct Case {
+        const char* name;
+        const char* arguments;
+        std::size_t width;
+        std::size_t height;
+    };
+    ScratchFolder folder;
+    for (const Case& one : {
+             Case{"odd.mkv", "-f lavfi -i testsrc2=s=333x77:r=100:d=0.2 -c:v ffv1", 333, 77},
+             Case{"tiny.mkv", "-f lavfi -i color=red:s=2x2:r=100:d=0.1 -c:v ffv1", 2, 2},
+             Case{"ten.mkv", "-f lavfi -i testsrc2=s=90x50:r=100:d=0.2 -pix_fmt yuv420p10le -c:v ffv1", 90, 50},
+             Case{"grey.avi", "-f lavfi -i testsrc2=s=64x64:r=100:d=0.2 -pix_fmt gray -c:v ffv1", 64, 64},
+             Case{"mpeg.ts", "-f lavfi -i testsrc2=s=128x96:r=50:d=0.2 -c:v mpeg2video", 128, 96},
+             Case{"motion.avi", "-f lavfi -i testsrc2=s=128x96:r=100:d=0.2 -c:v mjpeg", 128, 96},
+             Case{"picture.png", "-f lavfi -i testsrc2=s=120x90:r=1:d=1 -frames:v 1", 120, 90},
+             Case{"turned.mp4", "-f lavfi -i testsrc2=s=128x96:r=100:d=0.2 -c:v libx264 -metadata:s:v rotate=90", 128, 96},
+             Case{"one.mp4", "-f lavfi -i testsrc2=s=64x64:r=100 -frames:v 1 -c:v libx264", 64, 64},
+         }) {
+        const std::string file = folder.file(one.name);
+        ASSERT_TRUE(makeVideo(one.arguments, file)) << one.name;
+        HostScreen screen(file);
+        const std::vector<SeenFrame> frames = screen.collect(3);
+        ASSERT_GE(frames.size(), 3U) << one.name;
+        EXPECT_EQ(frames[0].width, one.width) << one.name;
+        EXPECT_EQ(frames[0].height, one.height) << one.name;
+        expectGrowing(frames);
+    }
+}
+
+TEST(MovieCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
+{
+    ScratchFolder folder;
+    for (const char* encoding : {"-vf scale=out_color_matrix=bt709:out_range=tv,format=yuv420p -colorspace bt709",
+                                 "-vf scale=out_color_matrix=bt601:out_range=tv,format=yuv420p -colorspace smpte170m",
+                                 "-vf scale=out_color_matrix=bt709:out_range=pc,format=yuv420p -colorspace bt709 -color_range pc",
+                                 "-vf scale=out_color_matrix=bt601:out_range=tv,format=yuv444p -colorspace smpte170m",
+                                 "-vf scale=out_color_matrix=bt709:out_range=tv,format=yuv422p10le -colorspace bt709"}) {
+        const std::string file = folder.file("red.mkv");
+        ASSERT_TRUE(makeVideo("-f lavfi -i color=c=0xff0000:s=64x48:r=100:d=0.1,format=rgb24 " + std::string(encoding)
+                                  + " -c:v ffv1", file));
+        HostScreen screen(file);
+        const std::vector<SeenFrame> frames = screen.collect(1);
+        ASSERT_GE(frames.size(), 1U);
+        EXPECT_LE(frames[0].middle[0], 4) << encoding;
+        EXPECT_LE(frames[0].middle[1], 4) << encoding;
+        EXPECT_GE(frames[0].middle[2], 251) << encoding;
+    }
+}
+
+TEST(MovieCamera, TellsAbsentAndUnusableInputsByOneErrorOrOneLine)
+{
+    ScratchFolder folder;
+    std::ofstream(folder.file("text.mp4")) << "this is no video\n";
+    std::ofstream(folder.file("empty.mp4"));
+    ASSERT_TRUE(makeVideo("-f lavfi -i sine=d=0.2", folder.file("sound.mp4")));
+    const std::string whole = readFile(sample());
+    std::ofstream(folder.file("cut.mp4"), std::ios::binary) << whole.substr(0, 200);
+    for (const char* name : {"missing.mp4", "text.mp4", "empty.mp4", "sound.mp4", "cut.mp4"}) {
+        const auto probed = host::Host::probe(folder.file(name));
+        ASSERT_FALSE(probed.has_value()) << name;
+        EXPECT_NE(probed.error().localizedDescription.find(name), std::string::npos);
+        EXPECT_EQ(probed.error().localizedDescription.find('\n'), std::string::npos);
+        HostScreen screen(folder.file(name));
+        ASSERT_TRUE(screen.start()) << "authorised: there is just no such device";
+        ASSERT_TRUE(screen.runUntil([&] { return screen.client->errorCount > 0; }));
+        EXPECT_EQ(screen.client->errors(), std::vector<std::string>{"canNotAddInput"}) << name;
+    }
+    for (const char* pattern : {"test:", "test:huge", "test:0x10", "test:720p@0", "test:720p@nan", "test:99999x1"})
+        EXPECT_FALSE(host::Host::probe(pattern).has_value()) << pattern;
+    EXPECT_EQ(host::Host::probe("test:1080p@60").value(), (platform::CGSize{1920, 1080}));
+}
+
+TEST(MovieCamera, ShowsWhatCanBeReadOfADamagedFile)
+{
+    ScratchFolder folder;
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=200:d=0.4 -c:v libx264 -g 5 -movflags faststart",
+                          folder.file("whole.mp4")));
+    const std::string whole = readFile(folder.file("whole.mp4"));
+    std::ofstream(folder.file("half.mp4"), std::ios::binary) << whole.substr(0, whole.size() / 2);
+    std::string noisy = whole;
+    for (std::size_t at = whole.size() / 2; at < whole.size(); at += 97)
+        noisy[at] = static_cast<char>(noisy[at] ^ 0x5A);
+    std::ofstream(folder.file("noisy.mp4"), std::ios::binary) << noisy;
+    for (const char* name : {"half.mp4", "noisy.mp4"}) {
+        HostScreen screen(folder.file(name));
+        const std::vector<SeenFrame> frames = screen.collect(100);
+        EXPECT_GE(frames.size(), 100U) << name;
+        expectGrowing(frames);
+    }
+    // A video whose pictures cannot be decoded at all ends with one drop: no spin, no hang.
+    std::string broken = whole;
+    const std::size_t data = broken.find("mdat");
+    ASSERT_NE(data, std::string::npos);
+    std::fill(broken.begin() + static_cast<std::ptrdiff_t>(data + 8), broken.end(), '\x7F');
+    std::ofstream(folder.file("broken.mp4"), std::ios::binary) << broken;
+    HostScreen screen(folder.file("broken.mp4"));
+    ASSERT_TRUE(screen.start());
+    ASSERT_TRUE(screen.runUntil([&] { return screen.client->errorCount > 0; }));
+    EXPECT_EQ(screen.client->count, 0);
+    EXPECT_EQ(screen.manager->frameCounts().droppedBy[static_cast<std::size_t>(DropCause::deviceLost)], 1U);
+}
+
+TEST(MovieCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
+{
+    HostScreen screen("lavfi:testsrc2=s=64x48:r=100:d=0.1");
+    ASSERT_TRUE(screen.start());
+    ASSERT_TRUE(screen.runUntil([&] { return screen.client->errorCount > 0; }));
+    EXPECT_EQ(screen.client->count, 10);
+    EXPECT_EQ(screen.client->errors(), std::vector<std::string>{"videoFrameError"});
+
+    // A pipe that nobody writes to any more.
+    ScratchFolder folder;
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=100:d=0.1 -c:v mpeg2video", folder.file("stream.ts")));
+    ASSERT_EQ(mkfifo(folder.file("pipe.ts").c_str(), 0600), 0);
+    std::jthread writer([&] { std::ofstream(folder.file("pipe.ts"), std::ios::binary) << readFile(folder.file("stream.ts")); });
+    HostScreen piped(folder.file("pipe.ts"));
+    ASSERT_TRUE(piped.start());
+    ASSERT_TRUE(piped.runUntil([&] { return piped.client->errorCount > 0; }));
+    EXPECT_EQ(piped.client->count, 10);
+
+    // A stream without an end is left at once.
+    HostScreen endless("lavfi:testsrc2=s=64x48:r=100");
+    ASSERT_TRUE(endless.start());
+    ASSERT_TRUE(endless.runUntil([&] { return endless.client->count > 2; }));
+}
+
+TEST(MovieCamera, FollowsTheApplicationAndPauseAndResume)
+{
+    HostScreen screen("test:64x48@200");
+    ASSERT_TRUE(screen.start());
+    ASSERT_TRUE(screen.runUntil([&] { return screen.client->count > 2; }));
+    screen.host.enterBackground();
+    ASSERT_TRUE(screen.runUntil([&] { return screen.client->suspends == 1; }));
+    const int before = screen.client->count;
+    screen.host.enterForeground();
+    ASSERT_TRUE(screen.runUntil([&] { return screen.client->resumes == 1 && screen.client->count > before; }));
+    screen.manager->pauseCamera();
+    screen.manager->resumeCamera();
+    const int paused = screen.client->count;
+    ASSERT_TRUE(screen.runUntil([&] { return screen.client->count > paused + 2; }));
+    EXPECT_EQ(screen.client->errorCount, 0);
+}
+
+TEST(MovieCamera, AnswersThePermissionFromWhatIsThere)
+{
+    ScratchFolder folder;
+    using enum platform::AVAuthorizationStatus;
+    const auto status = [](host::HostConfiguration configuration) {
+        HostScreen screen(std::move(configuration));
+        return screen.host.platform().capture.authorizationStatus(platform::AVMediaType::video);
+    };
+    const host::HostInput missing{.input = folder.file("missing.mp4")};
+    EXPECT_EQ(status({}), authorized);
+    EXPECT_EQ(status({.backCamera = missing}), authorized);
+    EXPECT_EQ(status({.backCamera = host::HostInput{.input = sample()}}), authorized);
+    EXPECT_EQ(status({.backCamera = missing, .videoAuthorization = restricted}), restricted);
+    if (geteuid() == 0)
+        GTEST_SKIP() << "root may read everything";
+    std::ofstream(folder.file("closed.mp4")) << "x";
+    chmod(folder.file("closed.mp4").c_str(), 0);
+    const host::HostInput closed{.input = folder.file("closed.mp4")};
+    EXPECT_EQ(status({.backCamera = closed}), denied);
+    EXPECT_EQ(status({.backCamera = closed, .frontCamera = host::HostInput{.input = "test:720p"}}), authorized);
+}
+
+TEST(MovieCamera, LeavesNoDescriptorThreadOrMemoryBehind)
+{
+    HostScreen screen(sample());
+    const auto cycle = [&] {
+        screen.client->count = 0;
+        ASSERT_TRUE(screen.start());
+        ASSERT_TRUE(screen.runUntil([&] { return screen.client->count > 0; }));
+        screen.manager->stopCameraSession();
+    };
+    const auto settle = [&] {
+        ASSERT_TRUE(screen.runUntil([&] { return screen.manager->frameCounts().inFlight == 0; }));
+        screen.manager = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::photo,
+                                                   screen.host.makeQueue("response"), screen.host.platform());
+    };
+    for (int warmUp = 0; warmUp < 5; ++warmUp)
+        cycle();
+    settle();
+    std::size_t descriptors = openDescriptors();
+    const std::size_t threadCount = threads();
+    for (int number = 0; number < 40; ++number)
+        cycle();
+    settle();
+    ASSERT_TRUE(screen.runUntil([&] { return openDescriptors() <= descriptors; }));
+    EXPECT_LE(threads(), threadCount);
+}
+
+TEST(MovieCamera, ShowsRealRecordingsWhole)
+{
+    int seen = 0;
+    for (const char* name : {"frame_counter.mp4", "edit_list_preroll.mp4", "fragmented.mp4", "invalid_nalu.mp4",
+                             "mdat_too_long.mp4", "rotate_and_reflect.mp4", "sample.mkv", "av1_portrait.mkv",
+                             "iphone_portrait_hevc.MOV", "portrait_rot90_720p_android.mp4"}) {
+        const auto file = media("video/" + std::string(name));
+        if (!file)
+            continue;
+        ++seen;
+        const int whole = framesIn(*file);
+        HostScreen screen(*file);
+        const std::vector<SeenFrame> frames = screen.collect(whole * 2 + 1);
+        ASSERT_GT(frames.size(), static_cast<std::size_t>(whole) * 2) << name;
+        expectGrowing(frames);
+        // The same picture after one loop, and a step of time that is no longer than the file.
+        EXPECT_EQ(frames[0].middle, frames[static_cast<std::size_t>(whole)].middle) << name;
+        EXPECT_EQ(frames[1].middle, frames[static_cast<std::size_t>(whole) + 1].middle) << name;
+    }
+    if (seen == 0)
+        GTEST_SKIP() << "TAMSEL_MEDIA names no folder of media";
+}
+
+} // namespace tamsel::tests
