@@ -10,7 +10,6 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 #include <utility>
 
 namespace tamsel::capture {
@@ -21,7 +20,6 @@ using platform::AVCaptureDevicePosition;
 
 namespace {
 
-constexpr const char* defaultDevice = "/dev/video0";
 constexpr const char* defaultPattern = "test:720p";
 constexpr auto simulatedFrameInterval = std::chrono::nanoseconds(1'000'000'000 / 30);
 constexpr auto simulatedSlice = 100ms;
@@ -139,10 +137,11 @@ std::optional<host::HostInput> inputFor(const std::optional<std::string>& given)
 std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options& options)
 {
     host::HostConfiguration configuration;
-    std::error_code ignored;
-    const std::string back = options.back.value_or(
-        std::filesystem::exists(defaultDevice, ignored) ? defaultDevice : defaultPattern);
-    configuration.backCamera = inputFor(back);
+    configuration.backCamera = inputFor(options.back);
+    if (!options.back) {
+        const std::vector<std::string> nodes = host::Host::videoNodes();
+        configuration.backCamera = host::HostInput{.input = nodes.empty() ? defaultPattern : nodes.front()};
+    }
     configuration.frontCamera = inputFor(options.front);
     if (options.json)
         configuration.writeLine = writeToStandardError;

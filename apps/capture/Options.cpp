@@ -210,7 +210,7 @@ Global options, before the command
                                 a camera              /dev/video0
                                 a URL or FFmpeg input rtsp://...  lavfi:testsrc2
                                 a test pattern        test:720p  test:1080p  test:640x480@60
-                              without --back: /dev/video0 where there is one, else test:720p
+                              without --back: the first V4L2 camera, else test:720p
   --preset photo|none         the camera's largest format, or its best for video (photo)
   --device-orientation O      how the device is held (portrait); also landscapeLeft, landscapeRight,
                               portraitUpsideDown, faceUp, faceDown, unknown

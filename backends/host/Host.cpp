@@ -2,6 +2,7 @@
 
 #include <host/HostCamera.h>
 #include <host/ReaderThreads.h>
+#include <host/v4l2/V4L2Nodes.h>
 
 #include <engine/capture/ApplicationState.h>
 #include <engine/capture/Capture.h>
@@ -138,7 +139,7 @@ struct Host::Parts {
     {
         if (!input)
             return;
-        auto camera = makeHostCamera(*input, position, {dispatch, dispatch, readers});
+        auto camera = makeHostCamera(*input, position, {dispatch, dispatch, readers, configuration.systemCalls});
         if (camera)
             cameras.push_back(std::move(*camera));
         else
@@ -174,13 +175,19 @@ std::expected<CGSize, Error> Host::probe(const std::string& input)
 {
     engine::ThreadedDispatch dispatch;
     ReaderThreads readers;
-    auto camera = makeHostCamera({.input = input}, AVCaptureDevicePosition::back, {dispatch, dispatch, readers});
+    const V4L2Calls calls = systemV4L2Calls();
+    auto camera = makeHostCamera({.input = input}, AVCaptureDevicePosition::back, {dispatch, dispatch, readers, calls});
     if (!camera)
         return std::unexpected(std::move(camera.error()));
     if (auto opened = camera->driver->open(); !opened)
         return std::unexpected(std::move(opened.error()));
     camera->driver->close();
     return camera->driver->description().presentationDimensions.value_or(CGSize{});
+}
+
+std::vector<std::string> Host::videoNodes()
+{
+    return captureNodes();
 }
 
 Platform& Host::platform()

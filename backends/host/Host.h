@@ -29,6 +29,9 @@ public:
     /// input. May wait for the device.
     [[nodiscard]] static std::expected<platform::CGSize, platform::Error> probe(const std::string& input);
 
+    /// The V4L2 nodes of this machine that can capture, in the order of their numbers. Opens each for a moment.
+    [[nodiscard]] static std::vector<std::string> videoNodes();
+
     [[nodiscard]] platform::Platform& platform();
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label);
 

@@ -2,6 +2,11 @@
 
 #include <host/movie/MovieCamera.h>
 #include <host/pattern/PatternCamera.h>
+#include <host/v4l2/V4L2Camera.h>
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <utility>
 
@@ -10,6 +15,16 @@ namespace tamsel::host {
 namespace {
 
 constexpr std::string_view patternPrefix = "test:";
+constexpr std::string_view nodePrefix = "/dev/video";
+constexpr unsigned videoMajor = 81; // Linux allocated devices: video capture
+
+/// A name under which the kernel shows cameras, also when there is none now, or any other name for such a node.
+bool isVideoNode(const std::string& path)
+{
+    struct stat status{};
+    return path.starts_with(nodePrefix)
+        || (::stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode) && major(status.st_rdev) == videoMajor);
+}
 
 } // namespace
 
@@ -36,6 +51,12 @@ std::expected<HostCamera, platform::Error> makeHostCamera(const HostInput& input
             return std::unexpected(format.error());
         return HostCamera{std::make_shared<PatternCamera>(input, *format, position, services),
                           [] { return InputAccess::readable; }};
+    }
+    if (isVideoNode(input.input)) {
+        const std::string& node = input.input;
+        return HostCamera{
+            std::make_shared<V4L2Camera>(node, describeInput(input, position), services.events, services.systemCalls),
+            [node, calls = services.systemCalls] { return inputAccess(node, R_OK | W_OK, calls); }};
     }
     const auto camera = std::make_shared<MovieCamera>(input, position, services);
     return HostCamera{camera, [camera] { return camera->access(); }};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <host/HostConfiguration.h>
+#include <host/InputAccess.h>
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
@@ -15,9 +16,6 @@ namespace tamsel::host {
 
 class ReaderThreads;
 
-/// Whether an input is there, and whether this process may read it.
-enum class InputAccess : std::uint8_t { absent, unreadable, readable };
-
 /// A camera of the host and the question whether it may be used.
 struct HostCamera {
     std::shared_ptr<engine::CameraDriver> driver;
@@ -30,6 +28,7 @@ struct DriverServices {
     platform::Dispatch& dispatch;
     engine::EventSources& events;
     ReaderThreads& readers;
+    const V4L2Calls& systemCalls;
 };
 
 /// The driver for an input; the error is one line, for an input that names nothing that could ever be opened.

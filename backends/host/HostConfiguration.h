@@ -1,5 +1,7 @@
 #pragma once
 
+#include <host/v4l2/V4L2Calls.h>
+
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/AVCaptureOutput.h>
 #include <tamsel/platform/Geometry.h>
@@ -42,6 +44,9 @@ struct HostConfiguration {
     std::string model = "Linux";
     /// Frame buffers of each session.
     std::size_t bufferCount = 10;
+
+    /// What V4L2 devices are used through; for tests, which have none.
+    V4L2Calls systemCalls = systemV4L2Calls();
 
     /// Receives each diagnostic line; by default the standard output. Called on any thread, one at a time.
     std::function<void(std::string_view)> writeLine = nullptr;

@@ -2,7 +2,6 @@
 
 #include <host/movie/MoviePlayback.h>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
@@ -23,11 +22,10 @@ MovieCamera::~MovieCamera()
 
 InputAccess MovieCamera::access() const
 {
+    // A URL or a device of the libraries is no file: what it is will be known when it is opened.
     if (MovieReader::kindOf(input_) == MovieReader::Kind::stream && ::access(input_.c_str(), F_OK) != 0)
-        return InputAccess::readable; // a URL or a device of the libraries: known when it is opened
-    if (::access(input_.c_str(), F_OK) != 0)
-        return InputAccess::absent;
-    return ::access(input_.c_str(), R_OK) == 0 ? InputAccess::readable : InputAccess::unreadable;
+        return InputAccess::readable;
+    return inputAccess(input_, R_OK);
 }
 
 engine::CameraDescription MovieCamera::description() const

@@ -1,0 +1,125 @@
+#include <host/v4l2/V4L2Camera.h>
+
+#include <host/v4l2/V4L2Device.h>
+#include <host/v4l2/V4L2Format.h>
+#include <host/v4l2/V4L2Stream.h>
+
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace tamsel::host {
+
+V4L2Camera::V4L2Camera(
+    std::string path, engine::CameraDescription seed, engine::EventSources& sources, V4L2Calls calls)
+    : path_(std::move(path)),
+      sources_(sources),
+      calls_(std::make_shared<const V4L2Calls>(std::move(calls))),
+      description_(std::move(seed))
+{
+}
+
+V4L2Camera::~V4L2Camera()
+{
+    V4L2Camera::close();
+}
+
+engine::CameraDescription V4L2Camera::description() const
+{
+    const std::lock_guard lock(descriptionGuard_);
+    return description_;
+}
+
+bool V4L2Camera::isPresent() const
+{
+    return calls_->access(path_.c_str(), F_OK) == 0;
+}
+
+std::expected<void, platform::Error> V4L2Camera::open()
+{
+    if (isOpen_ && device_)
+        return {};
+    auto taken = takeDevice();
+    isOpen_ = taken.has_value();
+    return taken;
+}
+
+std::expected<void, platform::Error> V4L2Camera::takeDevice()
+{
+    auto device = V4L2Device::open(path_, calls_);
+    if (!device)
+        return std::unexpected(std::move(device.error()));
+    // A node may be opened many times; only who has buffers holds the device.
+    if (const int count = (*device)->requestBuffers(1); count < 1)
+        return std::unexpected((*device)->error("cannot be taken", count < 0 ? -count : ENOMEM));
+    device_ = std::move(*device);
+    const std::lock_guard lock(descriptionGuard_);
+    if (description_.name.empty())
+        description_.name = device_->card();
+    return {};
+}
+
+void V4L2Camera::close()
+{
+    stop();
+    // Memory in use by a conversion stays mapped and keeps the kernel's file, but no longer holds the device.
+    if (device_)
+        (void)device_->requestBuffers(0);
+    device_.reset();
+    isOpen_ = false;
+}
+
+std::expected<void, platform::Error> V4L2Camera::start(
+    platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink)
+{
+    if (!isOpen_)
+        return std::unexpected(v4l2Error(path_, "is not open", EBADF));
+    stop();
+    // The format cannot change while there are buffers. A device that was lost unnoticed fails here.
+    if (device_ && device_->requestBuffers(0) < 0)
+        device_.reset();
+    if (!device_) {
+        if (auto taken = takeDevice(); !taken)
+            return taken;
+        (void)device_->requestBuffers(0);
+    }
+    auto started = startStream(preset, std::move(sink));
+    if (!started) {
+        // Nothing is left half done, and a device that went away meanwhile is tried anew by the next start.
+        (void)device_->requestBuffers(0);
+        if (device_->requestBuffers(1) < 1)
+            device_.reset();
+    }
+    return started;
+}
+
+std::expected<void, platform::Error> V4L2Camera::startStream(
+    platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink)
+{
+    const auto format = setFormat(*device_, preset);
+    if (!format)
+        return std::unexpected(format.error());
+    auto stream = V4L2Stream::start(device_, *format, sources_, std::move(sink));
+    if (!stream)
+        return std::unexpected(std::move(stream.error()));
+    stream_ = std::move(*stream);
+    const std::lock_guard lock(descriptionGuard_);
+    description_.presentationDimensions
+        = platform::CGSize{static_cast<double>(format->width), static_cast<double>(format->height)};
+    return {};
+}
+
+void V4L2Camera::stop()
+{
+    if (!stream_)
+        return;
+    stream_->stop();
+    const bool isLost = stream_->isLost();
+    stream_.reset();
+    if (isLost)
+        device_.reset();
+}
+
+void V4L2Camera::setZoomFactor(double) { }
+
+} // namespace tamsel::host

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <host/v4l2/V4L2Calls.h>
+
+#include <engine/capture/CameraDriver.h>
+#include <engine/dispatch/EventSource.h>
+
+#include <expected>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace tamsel::host {
+
+class V4L2Device;
+class V4L2Stream;
+
+/// A camera that the kernel shows as a video node. While it is open it holds the device against other processes, also
+/// when it does not run. Waits in no call for another thread; may be destroyed on any. Errors name the node and carry
+/// `errno` as their code.
+class V4L2Camera final : public engine::CameraDriver {
+public:
+    /// The seed is the description until the device tells its own size and, where the seed has none, its name. The
+    /// sources must outlive the camera.
+    V4L2Camera(std::string path, engine::CameraDescription seed, engine::EventSources& sources,
+        V4L2Calls calls = systemV4L2Calls());
+    ~V4L2Camera() override;
+
+    [[nodiscard]] engine::CameraDescription description() const override;
+    [[nodiscard]] bool isPresent() const override;
+
+    [[nodiscard]] std::expected<void, platform::Error> open() override;
+    void close() override;
+
+    /// Tries a device that was lost anew.
+    [[nodiscard]] std::expected<void, platform::Error> start(
+        platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
+    void stop() override;
+
+    /// Does nothing: the description offers no range.
+    void setZoomFactor(double factor) override;
+
+private:
+    [[nodiscard]] std::expected<void, platform::Error> takeDevice();
+    [[nodiscard]] std::expected<void, platform::Error> startStream(
+        platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink);
+
+    const std::string path_;
+    engine::EventSources& sources_;
+    const std::shared_ptr<const V4L2Calls> calls_;
+
+    bool isOpen_ = false;
+    std::shared_ptr<V4L2Device> device_; ///< absent also in an open camera that was lost
+    std::shared_ptr<V4L2Stream> stream_;
+
+    mutable std::mutex descriptionGuard_;
+    engine::CameraDescription description_;
+};
+
+} // namespace tamsel::host

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <host/v4l2/MotionJpegDecoder.h>
+#include <host/v4l2/RawFrame.h>
+#include <host/v4l2/V4L2Device.h>
+
+#include <engine/capture/CameraDriver.h>
+#include <engine/dispatch/EventSource.h>
+
+#include <chrono>
+#include <cstdint>
+#include <expected>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+struct v4l2_buffer;
+
+namespace tamsel::host {
+
+/// One start of a device: its mapped buffers and the event source that empties them. Whoever converts a frame holds the
+/// stream, so the memory is unmapped by the last one to leave and an end waits for nobody.
+class V4L2Stream : public std::enable_shared_from_this<V4L2Stream> {
+public:
+    /// The device has the format set and no buffers.
+    [[nodiscard]] static std::expected<std::shared_ptr<V4L2Stream>, platform::Error> start(
+        std::shared_ptr<V4L2Device> device, const RawFrameFormat& format, engine::EventSources& sources,
+        std::shared_ptr<engine::FrameSink> sink);
+
+    V4L2Stream(std::shared_ptr<V4L2Device> device, const RawFrameFormat& format,
+        std::shared_ptr<engine::FrameSink> sink);
+    ~V4L2Stream();
+    V4L2Stream(const V4L2Stream&) = delete;
+    V4L2Stream& operator=(const V4L2Stream&) = delete;
+
+    /// No frame is taken from the device or handed on once this has returned, except one that is being handed on. The
+    /// device keeps its buffers. Thread-safe.
+    void stop();
+
+    /// The device is gone and the sink was told. Thread-safe.
+    [[nodiscard]] bool isLost() const;
+
+private:
+    struct Picture;
+    struct Taken;
+
+    [[nodiscard]] std::expected<void, platform::Error> mapBuffers();
+    [[nodiscard]] std::expected<void, platform::Error> begin(engine::EventSources& sources);
+
+    void takeFrame();
+    /// 0, EAGAIN when there is nothing to do, or what the device is lost with.
+    [[nodiscard]] int dequeue(v4l2_buffer& buffer);
+    [[nodiscard]] int queueAgain(v4l2_buffer& buffer);
+    [[nodiscard]] std::uint32_t missingBefore(std::uint32_t sequence);
+    [[nodiscard]] bool isWhole(const v4l2_buffer& buffer) const;
+    [[nodiscard]] bool convert(const v4l2_buffer& buffer, platform::CVPixelBuffer& target);
+    [[nodiscard]] std::chrono::nanoseconds captureTimeOf(const v4l2_buffer& buffer);
+    void lose(std::string_view what, int number);
+    void turnOff();
+
+    const std::shared_ptr<V4L2Device> device_;
+    const std::shared_ptr<engine::FrameSink> sink_;
+    std::vector<std::span<std::byte>> buffers_;
+
+    // Of the calls of the event source, which never overlap.
+    RawFrameConverter converter_;
+    MotionJpegDecoder jpeg_;
+    std::optional<std::uint32_t> lastSequence_;
+    std::optional<std::chrono::nanoseconds> firstTime_;
+    std::chrono::nanoseconds lastTime_{};
+    int emptyWakes_ = 0;
+
+    /// Held for single calls that do not wait, never during a conversion or a call of the sink.
+    mutable std::mutex guard_;
+    std::unique_ptr<engine::EventSource> source_; ///< absent once it has ended
+    bool isLost_ = false;
+};
+
+} // namespace tamsel::host

@@ -1,0 +1,379 @@
+#include "support/FakeV4L2.h"
+#include "support/PatchPicture.h"
+#include "support/V4L2Bench.h"
+
+#include <engine/dispatch/ThreadedDispatch.h>
+#include <host/v4l2/V4L2Camera.h>
+#include <host/v4l2/V4L2Nodes.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <thread>
+
+namespace tamsel::tests {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Journal = std::vector<std::string>;
+using platform::AVCaptureSessionPreset;
+constexpr v4l2_fract rate30{1, 30};
+
+class V4L2CameraTest : public testing::Test {
+protected:
+    V4L2CameraTest() { fake_.formats = {{V4L2_PIX_FMT_YUYV, {{64, 48, {rate30}}}}}; }
+    ~V4L2CameraTest() override
+    {
+        camera_.reset();
+        EXPECT_EQ(fake_.mistakes(), Journal{});
+        EXPECT_EQ(fake_.openDescriptors(), 0u);
+        EXPECT_EQ(fake_.mappings(), 0u);
+    }
+
+    std::unique_ptr<host::V4L2Camera> makeCamera(engine::EventSources& sources)
+    {
+        return std::make_unique<host::V4L2Camera>(
+            fake_.path, engine::CameraDescription{}, sources, fake_.calls());
+    }
+
+    void start(AVCaptureSessionPreset preset = AVCaptureSessionPreset::high)
+    {
+        if (!camera_)
+            camera_ = makeCamera(sources_);
+        const auto opened = camera_->open();
+        ASSERT_TRUE(opened) << opened.error().localizedDescription;
+        const auto started = camera_->start(preset, sink_);
+        ASSERT_TRUE(started) << started.error().localizedDescription;
+    }
+
+    FakeV4L2::Frame frame(std::chrono::microseconds time = 1s)
+    {
+        return {patchPicture(fake_.format()), time};
+    }
+
+    FakeV4L2 fake_;
+    HandFiredSources sources_;
+    std::shared_ptr<RecordingSink> sink_ = std::make_shared<RecordingSink>();
+    std::unique_ptr<host::V4L2Camera> camera_;
+};
+
+} // namespace
+
+TEST_F(V4L2CameraTest, ANodeThatIsNoFreeCameraIsRefusedWithOneLine)
+{
+    camera_ = makeCamera(sources_);
+    const auto refusal = [&] {
+        const auto opened = camera_->open();
+        return opened ? std::string("opened") : opened.error().localizedDescription;
+    };
+    fake_.isHeldElsewhere = true;
+    EXPECT_EQ(refusal(), "/dev/video7: cannot be taken: Device or resource busy");
+    fake_.isHeldElsewhere = false;
+    fake_.capabilities = V4L2_CAP_META_CAPTURE | V4L2_CAP_STREAMING; // though another node of it captures
+    EXPECT_EQ(refusal(), "/dev/video7: captures no video: Operation not supported");
+    fake_.capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_READWRITE;
+    EXPECT_EQ(refusal(), "/dev/video7: does not stream: Operation not supported");
+    fake_.failures = {{VIDIOC_QUERYCAP, ENOTTY}};
+    EXPECT_EQ(refusal(), "/dev/video7: is no video device: Inappropriate ioctl for device");
+    fake_.unplug();
+    EXPECT_EQ(refusal(), "/dev/video7: cannot be opened: No such file or directory");
+    EXPECT_FALSE(camera_->isPresent());
+    EXPECT_EQ(camera_->start(AVCaptureSessionPreset::high, sink_).error().code, EBADF);
+
+    host::V4L2Camera real("/dev/null", {}, sources_);
+    EXPECT_TRUE(real.isPresent());
+    EXPECT_EQ(real.open().error().code, ENOTTY) << "by the real calls";
+}
+
+TEST_F(V4L2CameraTest, AnOpenCameraHoldsTheDeviceUntilItIsClosed)
+{
+    const auto other = makeCamera(sources_);
+    camera_ = makeCamera(sources_);
+    ASSERT_TRUE(camera_->open());
+    EXPECT_EQ(other->open().error().code, EBUSY) << "opened, not started";
+    start();
+    camera_->stop();
+    EXPECT_EQ(other->open().error().code, EBUSY) << "stopped";
+    camera_->close();
+    EXPECT_TRUE(other->open());
+}
+
+TEST_F(V4L2CameraTest, AStartThatFailsHalfwayLeavesNothingBehindAndTheNextOneWorks)
+{
+    camera_ = makeCamera(sources_);
+    ASSERT_TRUE(camera_->open());
+    const auto failsWith = [&](int number) {
+        const auto started = camera_->start(AVCaptureSessionPreset::high, sink_);
+        EXPECT_EQ(started ? 0 : started.error().code, number);
+        EXPECT_EQ(fake_.mappings(), 0u);
+        EXPECT_FALSE(sources_.isArmed());
+    };
+    for (const auto& [request, number] :
+        std::map<unsigned long, int>{{0, ENOMEM}, {VIDIOC_S_FMT, EIO}, {VIDIOC_QUERYBUF, EINVAL},
+            {VIDIOC_QBUF, EIO}, {VIDIOC_STREAMON, ENOSPC}, {VIDIOC_REQBUFS, EBUSY}}) {
+        fake_.failures = {{request, number}};
+        failsWith(number);
+    }
+    fake_.failures.clear();
+    sources_.refuses = true;
+    failsWith(ENOTSUP);
+    sources_.refuses = false;
+    fake_.correct = [](v4l2_pix_format& pixels) { pixels.pixelformat = V4L2_PIX_FMT_H264; };
+    failsWith(ENOTSUP);
+    fake_.correct = nullptr;
+    start();
+}
+
+TEST_F(V4L2CameraTest, FramesArriveWithTheDevicesTimeWhichAlwaysGrows)
+{
+    start();
+    bool wasArmed = false;
+    sink_->onNote = [&] { wasArmed = sources_.isArmed() && fake_.queuedBuffers() == 4; };
+    fake_.push(frame(1s));
+    sources_.run();
+    EXPECT_TRUE(wasArmed) << "the next event can be waited for while this frame is handed on";
+    sink_->onNote = nullptr;
+    for (const auto time : {1033ms, 1000ms, 1066ms})
+        fake_.push(frame(time));
+    sources_.run();
+    const std::vector<std::pair<std::int64_t, std::int64_t>> expected{{0, 1'000'000'000},
+        {33'000'000, 1'033'000'000}, {33'000'001, 1'033'000'001}, {66'000'000, 1'066'000'000}};
+    EXPECT_EQ(sink_->times, expected);
+
+    const auto before = std::chrono::steady_clock::now().time_since_epoch().count();
+    auto unknownClock = frame(5s);
+    unknownClock.flags = V4L2_BUF_FLAG_TIMESTAMP_UNKNOWN;
+    fake_.push(unknownClock);
+    sources_.run();
+    EXPECT_GE(sink_->times.back().second, before);
+}
+
+TEST_F(V4L2CameraTest, FramesThatTheDeviceMissedAreToldAsLate)
+{
+    start();
+    for (int count = 0; count < 7; ++count)
+        fake_.push(frame()); // no buffer is left for three of them
+    sources_.run();
+    EXPECT_EQ(sink_->take(), (Journal{"frame", "frame", "frame", "frame"}));
+    fake_.push(frame());
+    sources_.run();
+    EXPECT_EQ(sink_->take(), (Journal{"late", "late", "late", "frame"}));
+
+    for (const std::uint32_t sequence : {0u, 0u, 0x80000000u, 0xffffffffu, 1u}) {
+        auto renumbered = frame();
+        renumbered.sequence = sequence;
+        fake_.push(renumbered);
+        sources_.run();
+    }
+    EXPECT_EQ(sink_->take(), (Journal{"frame", "frame", "frame", "frame", "late", "frame"}))
+        << "a counter that stands or starts anew is no gap, one that turns over has one";
+}
+
+TEST_F(V4L2CameraTest, AFrameWithoutAPlaceIsDroppedAndItsBufferGoesBack)
+{
+    start();
+    sink_->hasBuffers = false;
+    for (int count = 0; count < 12; ++count) {
+        fake_.push(frame());
+        sources_.run();
+    }
+    EXPECT_EQ(sink_->take(), Journal(12, "noBuffer"));
+    sink_->hasBuffers = true;
+    fake_.push(frame());
+    sources_.run();
+    EXPECT_EQ(sink_->take(), Journal{"frame"});
+    EXPECT_EQ(fake_.queuedBuffers(), 4u);
+}
+
+TEST_F(V4L2CameraTest, BrokenFramesAreSkippedAndStreamingGoesOn)
+{
+    start();
+    auto flagged = frame();
+    flagged.flags |= V4L2_BUF_FLAG_ERROR;
+    auto shortened = frame();
+    shortened.bytes.resize(48 * 64 * 2 - 1);
+    auto oversized = frame();
+    oversized.bytes.resize(1 << 20);
+    for (const auto& broken : {flagged, shortened, oversized, FakeV4L2::Frame{}, frame()}) {
+        fake_.push(broken);
+        sources_.run();
+    }
+    EXPECT_EQ(sink_->take(), Journal{"frame"});
+
+    camera_->stop();
+    fake_.formats = {{V4L2_PIX_FMT_MJPEG, {{64, 48, {rate30}}}}};
+    start();
+    const auto picture = patchJpeg(64, 48, 2, 2);
+    auto cut = picture;
+    cut.resize(picture.size() - 8);
+    auto padded = picture;
+    padded.resize(picture.size() + 500);
+    auto scrambled = picture;
+    std::fill(scrambled.begin() + 2, scrambled.end() - 2, std::uint8_t{0x5a});
+    for (const auto& bytes : {cut, scrambled, {0xff, 0xd8, 0xff, 0xd9}, patchJpeg(32, 48, 2, 2), padded}) {
+        fake_.push({bytes});
+        sources_.run();
+    }
+    EXPECT_EQ(sink_->take(), Journal{"frame"});
+    EXPECT_EQ(fake_.queuedBuffers(), 4u);
+}
+
+TEST_F(V4L2CameraTest, AnUnpluggedDeviceIsLostOnceAndTriedAnewByTheNextStart)
+{
+    start();
+    fake_.push(frame());
+    fake_.unplug();
+    EXPECT_LT(sources_.run(), 3);
+    EXPECT_EQ(sink_->take(), Journal{"lose " + std::to_string(ENODEV)});
+    EXPECT_FALSE(sources_.isArmed());
+    EXPECT_FALSE(camera_->isPresent());
+    camera_->stop();
+    EXPECT_EQ(fake_.openDescriptors(), 0u) << "the node's name is free for the device when it comes back";
+    EXPECT_EQ(camera_->start(AVCaptureSessionPreset::high, sink_).error().code, ENOENT);
+
+    fake_.plugIn();
+    start();
+    fake_.push(frame());
+    sources_.run();
+    EXPECT_EQ(sink_->take(), Journal{"frame"});
+
+    camera_->stop();
+    fake_.unplug(); // nobody notices
+    fake_.plugIn();
+    start();
+    camera_->stop();
+    for (const unsigned long request : {VIDIOC_DQBUF, VIDIOC_QBUF}) {
+        start();
+        fake_.failures = {{request, EIO}};
+        fake_.push(frame());
+        EXPECT_EQ(sources_.run(), 1);
+        EXPECT_EQ(sink_->take(), Journal{"lose " + std::to_string(EIO)});
+        fake_.failures.clear();
+    }
+    start();
+
+    int wakes = 0; // a wake without a frame is nothing, wakes without end are a loss
+    for (; wakes < 100 && sources_.isArmed(); ++wakes)
+        sources_.fire();
+    EXPECT_GT(wakes, 5);
+    EXPECT_LT(wakes, 50);
+    EXPECT_EQ(sink_->take(), Journal{"lose " + std::to_string(EIO)});
+}
+
+TEST_F(V4L2CameraTest, AStreamMayEndBeginAnewOrDieWithItsCameraWhileAFrameIsConverted)
+{
+    start();
+    const auto next = std::make_shared<RecordingSink>();
+    sink_->onAcquire = [&] {
+        // Another thread, which would hang if it waited for this conversion.
+        std::thread([&] {
+            camera_->stop();
+            EXPECT_TRUE(camera_->start(AVCaptureSessionPreset::photo, next));
+        }).join();
+    };
+    fake_.push(frame());
+    sources_.run();
+    EXPECT_EQ(sink_->take(), Journal{}) << "a frame came after the stop";
+    EXPECT_EQ(fake_.queuedBuffers(), 4u);
+    fake_.push(frame());
+    sources_.run();
+    EXPECT_EQ(next->take(), Journal{"frame"});
+
+    for (const bool isDestroyed : {false, true}) {
+        start();
+        sink_->onAcquire = [&] {
+            std::thread([&] {
+                camera_->close();
+                if (isDestroyed)
+                    camera_.reset();
+            }).join();
+            EXPECT_GT(fake_.mappings(), 0u) << "memory that is read must stay";
+            EXPECT_TRUE(makeCamera(sources_)->open()) << "a closed camera holds the device no longer";
+        };
+        fake_.push(frame());
+        sources_.run();
+        EXPECT_EQ(sink_->take(), Journal{});
+        EXPECT_EQ(fake_.mappings(), 0u);
+        EXPECT_EQ(fake_.openDescriptors(), 0u);
+    }
+}
+
+TEST_F(V4L2CameraTest, OnRealThreadsFramesComeInOrderUntilTheDeviceIsLost)
+{
+    std::optional<engine::ThreadedDispatch> dispatch(3);
+    camera_ = makeCamera(*dispatch);
+    std::vector<std::shared_ptr<RecordingSink>> sinks;
+    std::mutex guard;
+    std::condition_variable noted;
+    for (const bool isRestarted : {true, true, false}) {
+        const auto notes = std::make_shared<int>(0);
+        const auto waitFor = [&](int count) {
+            std::unique_lock lock(guard);
+            noted.wait(lock, [&] { return *notes >= count; });
+        };
+        sink_ = sinks.emplace_back(std::make_shared<RecordingSink>());
+        sink_->onNote = [&, notes] {
+            const std::lock_guard lock(guard);
+            ++*notes;
+            noted.notify_one();
+        };
+        start();
+        for (int count = 1; count <= 20; ++count) {
+            ASSERT_TRUE(fake_.push(frame(count * 10ms)));
+            if (count % 4 == 0)
+                waitFor(count);
+        }
+        if (isRestarted) {
+            fake_.push(frame(1s)); // may meet the stop
+            camera_->stop();
+        } else {
+            fake_.unplug();
+            waitFor(21);
+        }
+    }
+    camera_.reset();
+    dispatch.reset();
+    for (const auto& sink : sinks) {
+        EXPECT_TRUE(std::ranges::is_sorted(sink->times));
+        EXPECT_LE(sink->times.size(), 21u);
+    }
+    Journal journal(20, "frame");
+    journal.push_back("lose " + std::to_string(ENODEV));
+    EXPECT_EQ(sink_->take(), journal);
+}
+
+TEST_F(V4L2CameraTest, NodesAreListedThatCaptureAndTheirAccessIsKnown)
+{
+    const auto folder = std::filesystem::path(testing::TempDir()) / "nodes";
+    std::filesystem::create_directories(folder);
+    for (const char* name : {"video10", "video2", "video3", "video", "videos1", "vbi0"})
+        std::ofstream(folder / name).put('x');
+    host::V4L2Calls calls = fake_.calls();
+    calls.open = [&, open = calls.open](const char* node, int flags) {
+        const bool isOfMetadata = std::string_view(node).ends_with("video3");
+        fake_.capabilities
+            = isOfMetadata ? V4L2_CAP_META_CAPTURE : V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
+        fake_.path = node;
+        return open(node, flags);
+    };
+    EXPECT_EQ(host::captureNodes(calls, folder), (Journal{folder / "video2", folder / "video10"}));
+    EXPECT_EQ(host::captureNodes(calls, folder / "missing"), Journal{});
+
+    const auto access = [&](int error) {
+        calls.access = [error](const char*, int) {
+            errno = error;
+            return error == 0 ? 0 : -1;
+        };
+        return host::inputAccess("/dev/video0", R_OK | W_OK, calls);
+    };
+    EXPECT_EQ(access(0), host::InputAccess::readable);
+    EXPECT_EQ(access(ENOENT), host::InputAccess::absent);
+    EXPECT_EQ(access(EACCES), host::InputAccess::unreadable);
+}
+
+} // namespace tamsel::tests

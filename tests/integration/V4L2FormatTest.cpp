@@ -1,0 +1,189 @@
+#include "support/FakeV4L2.h"
+#include "support/PatchPicture.h"
+#include "support/V4L2Bench.h"
+
+#include <host/v4l2/V4L2Camera.h>
+
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+namespace tamsel::tests {
+
+namespace {
+
+using platform::AVCaptureSessionPreset;
+using Formats = std::vector<FakeV4L2::Format>;
+
+constexpr auto photo = AVCaptureSessionPreset::photo;
+constexpr auto high = AVCaptureSessionPreset::high;
+constexpr std::uint32_t yuyv = V4L2_PIX_FMT_YUYV;
+constexpr std::uint32_t mjpeg = V4L2_PIX_FMT_MJPEG;
+
+/// A camera of its own that runs.
+struct Running {
+    Running(FakeV4L2& fake, AVCaptureSessionPreset preset)
+        : camera(fake.path, engine::CameraDescription{}, sources, fake.calls())
+    {
+        if (const auto opened = camera.open(); !opened)
+            ADD_FAILURE() << opened.error().localizedDescription;
+        if (const auto started = camera.start(preset, sink); !started)
+            ADD_FAILURE() << started.error().localizedDescription;
+    }
+
+    std::string faultOf(FakeV4L2& fake, std::vector<std::uint8_t> bytes)
+    {
+        fake.push({std::move(bytes)});
+        sources.run();
+        return sink->buffers.empty() ? "no frame" : patchFault(*sink->buffers.back());
+    }
+
+    HandFiredSources sources;
+    std::shared_ptr<RecordingSink> sink = std::make_shared<RecordingSink>();
+    host::V4L2Camera camera;
+};
+
+/// "YUYV 640x480 30"
+std::string choice(
+    Formats formats, AVCaptureSessionPreset preset, std::function<void(v4l2_pix_format&)> correct = {})
+{
+    FakeV4L2 fake;
+    fake.formats = std::move(formats);
+    fake.correct = std::move(correct);
+    const Running running(fake, preset);
+    const v4l2_pix_format format = fake.format();
+    const auto interval = fake.interval();
+    std::string text;
+    for (int shift = 0; shift < 32; shift += 8)
+        text += static_cast<char>(format.pixelformat >> shift);
+    return text + " " + std::to_string(format.width) + "x" + std::to_string(format.height)
+        + (interval ? " " + std::to_string(interval->denominator / interval->numerator) : "");
+}
+
+} // namespace
+
+TEST(V4L2FormatTest, ThePresetChoosesAmongWhatTheDeviceOffers)
+{
+    const Formats webcam{{V4L2_PIX_FMT_H264, {{3840, 2160, {{1, 60}}}}},
+        {yuyv, {{640, 480, {{1, 15}, {1, 30}, {1, 60}}}, {1280, 720, {{1, 10}}}, {2592, 1944, {{1, 2}}}}},
+        {mjpeg,
+            {{640, 480, {{1, 120}}}, {1280, 720, {{1, 60}, {1, 30}}}, {1920, 1080, {{1, 20}}},
+                {2592, 1944, {{1, 15}, {1, 5}}}}}};
+    EXPECT_EQ(choice(webcam, high), "MJPG 1280x720 30")
+        << "a larger one is too slow, the raw one of this size too";
+    EXPECT_EQ(choice(webcam, photo), "MJPG 2592x1944 15") << "the largest; compressed it is the faster";
+
+    const Formats equal{{mjpeg, {{1280, 720, {{1, 60}}}}}, {yuyv, {{1280, 720, {{1001, 30000}}}}}};
+    EXPECT_EQ(choice(equal, high), "YUYV 1280x720 29") << "raw wins among equals, and television's 30 is 30";
+
+    const Formats slow{
+        {yuyv, {{1920, 1080, {{1, 5}}}, {800, 600, {{1, 20}, {1, 25}}}, {640, 480, {{1, 25}}}}}};
+    EXPECT_EQ(choice(slow, high), "YUYV 800x600 25") << "without 30 frames a second the rate counts";
+
+    const Formats portrait{{yuyv, {{1080, 1920, {{1, 30}}}, {2160, 3840, {{1, 30}}}}}};
+    EXPECT_EQ(choice(portrait, high), "YUYV 1080x1920 30");
+}
+
+TEST(V4L2FormatTest, DevicesThatGiveRangesOrTellNothingAreUsedAsWell)
+{
+    const v4l2_frmsize_stepwise range{.min_width = 32,
+        .max_width = 2592,
+        .step_width = 16,
+        .min_height = 32,
+        .max_height = 1944,
+        .step_height = 16};
+    const std::vector<FakeV4L2::Size> rates{
+        {640, 0, {{1, 60}}}, {1280, 0, {{1, 60}, {1, 5}}}, {4000, 0, {{1, 10}, {1, 1}}}};
+    EXPECT_EQ(choice({{yuyv, rates, range}}, photo), "YUYV 2592x1936 10");
+    EXPECT_EQ(choice({{yuyv, rates, range}}, high), "YUYV 1280x720 30");
+    EXPECT_EQ(choice({{yuyv, {}, range}}, high), "YUYV 1920x1072") << "rates that are not told are trusted";
+
+    FakeV4L2 fake; // lists nothing, but has a format set
+    fake.formats = {{yuyv, {{320, 240, {}}}}};
+    {
+        const Running first(fake, high);
+    }
+    fake.formats.clear();
+    Running running(fake, high);
+    EXPECT_EQ(fake.format().width, 320u);
+    EXPECT_EQ(running.faultOf(fake, patchPicture(fake.format())), "");
+}
+
+TEST(V4L2FormatTest, WhatTheDriverMakesOfTheFormatIsWhatCounts)
+{
+    FakeV4L2 fake;
+    fake.formats = {{yuyv, {{640, 480, {{1, 30}}}}}};
+    fake.correct = [](v4l2_pix_format& pixels) {
+        pixels.width = 62;
+        pixels.height = 46;
+        pixels.bytesperline = 200;
+        pixels.pixelformat = V4L2_PIX_FMT_UYVY;
+    };
+    Running running(fake, high);
+    EXPECT_EQ(running.camera.description().presentationDimensions, (platform::CGSize{62, 46}));
+    EXPECT_EQ(running.camera.description().name, "Fake camera");
+    EXPECT_EQ(running.faultOf(fake, patchPicture(fake.format())), "");
+    EXPECT_EQ(running.sink->buffers.front()->width(), 62u);
+}
+
+TEST(V4L2FormatTest, EachLayoutAndColourComesOutTrueAlsoWithPaddedRowsAndOddSizes)
+{
+    struct Colours {
+        std::uint8_t encoding;
+        std::uint8_t quantization;
+        std::uint32_t space;
+        PatchColours told;
+    };
+    // The last four leave out what follows from the colour space.
+    const Colours colours[] = {{V4L2_YCBCR_ENC_601, V4L2_QUANTIZATION_LIM_RANGE, V4L2_COLORSPACE_SRGB, {}},
+        {V4L2_YCBCR_ENC_601, V4L2_QUANTIZATION_FULL_RANGE, V4L2_COLORSPACE_SRGB, {.isFull = true}},
+        {V4L2_YCBCR_ENC_709, V4L2_QUANTIZATION_LIM_RANGE, V4L2_COLORSPACE_SRGB,
+            {.red = 0.2126, .blue = 0.0722}},
+        {V4L2_YCBCR_ENC_709, V4L2_QUANTIZATION_FULL_RANGE, V4L2_COLORSPACE_SRGB,
+            {.red = 0.2126, .blue = 0.0722, .isFull = true}},
+        {0, 0, V4L2_COLORSPACE_REC709, {.red = 0.2126, .blue = 0.0722}},
+        {0, 0, V4L2_COLORSPACE_JPEG, {.isFull = true}},
+        {0, 0, V4L2_COLORSPACE_BT2020, {.red = 0.2627, .blue = 0.0593}}, {0, 0, V4L2_COLORSPACE_DEFAULT, {}}};
+    for (const std::uint32_t code :
+        {V4L2_PIX_FMT_YUYV, V4L2_PIX_FMT_UYVY, V4L2_PIX_FMT_NV12, V4L2_PIX_FMT_YUV420, V4L2_PIX_FMT_YVU420,
+            V4L2_PIX_FMT_BGR32, V4L2_PIX_FMT_XBGR32, V4L2_PIX_FMT_RGB24, V4L2_PIX_FMT_BGR24}) {
+        const bool isRgb = code == V4L2_PIX_FMT_BGR32 || code == V4L2_PIX_FMT_XBGR32
+            || code == V4L2_PIX_FMT_RGB24 || code == V4L2_PIX_FMT_BGR24;
+        for (const auto& [encoding, quantization, space, told] : colours) {
+            for (const auto& [width, height] : {std::pair{64u, 48u}, {63u, 47u}}) {
+                FakeV4L2 fake;
+                fake.formats = {{code, {{width, height, {}}}}};
+                fake.correct = [&](v4l2_pix_format& pixels) {
+                    pixels.bytesperline = 320;
+                    pixels.colorspace = space;
+                    pixels.ycbcr_enc = encoding;
+                    pixels.quantization = quantization;
+                };
+                PatchColours patches = told;
+                if (isRgb && quantization == 0)
+                    patches.isFull = true;
+                Running running(fake, high);
+                EXPECT_EQ(running.faultOf(fake, patchPicture(fake.format(), patches)), "")
+                    << static_cast<char>(code) << static_cast<char>(code >> 8)
+                    << static_cast<char>(code >> 16) << " " << int{encoding} << " " << int{quantization}
+                    << " " << space << " " << width;
+            }
+        }
+    }
+}
+
+TEST(V4L2FormatTest, CompressedFramesComeOutTrueWhateverTheirSampling)
+{
+    for (const auto& [width, height] : {std::pair{64, 48}, {63, 47}}) {
+        for (const auto& [horizontal, vertical] : {std::pair{1, 1}, {2, 1}, {2, 2}}) {
+            FakeV4L2 fake;
+            fake.formats
+                = {{mjpeg, {{static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), {}}}}};
+            Running running(fake, high);
+            EXPECT_EQ(running.faultOf(fake, patchJpeg(width, height, horizontal, vertical)), "")
+                << width << " " << horizontal << vertical;
+        }
+    }
+}
+
+} // namespace tamsel::tests
