@@ -47,8 +47,9 @@ Picture ContactSheet::compose() const
         const std::size_t left = gap + index % columns * (cellWidth + gap);
         const std::size_t top = gap + index / columns * (cellHeight + gap);
         for (std::size_t row = 0; row < picture.height; ++row) {
-            std::copy_n(picture.rgb.begin() + static_cast<std::ptrdiff_t>(row * picture.width * 3), picture.width * 3,
-                        sheet.rgb.begin() + static_cast<std::ptrdiff_t>(((top + row) * sheet.width + left) * 3));
+            std::copy_n(picture.rgb.begin() + static_cast<std::ptrdiff_t>(row * picture.width * 3),
+                picture.width * 3,
+                sheet.rgb.begin() + static_cast<std::ptrdiff_t>(((top + row) * sheet.width + left) * 3));
         }
     }
     return sheet;

@@ -36,15 +36,14 @@ sigset_t takenSignals()
 /// Reads the signals from a descriptor, so that they are handled between two items of the main loop.
 class Signals {
 public:
-    Signals() : descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC)) {}
+    Signals() : descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC)) { }
     ~Signals() { ::close(descriptor_); }
     Signals(const Signals&) = delete;
     Signals& operator=(const Signals&) = delete;
 
     [[nodiscard]] int descriptor() const { return descriptor_; }
 
-    template <typename Target>
-    void handle(Target& target, const std::function<void()>& onInterrupt) const
+    template <typename Target> void handle(Target& target, const std::function<void()>& onInterrupt) const
     {
         signalfd_siginfo info{};
         while (::read(descriptor_, &info, sizeof info) == sizeof info) {
@@ -69,7 +68,7 @@ void writeToStandardError(std::string_view line)
 
 class HostEnvironment final : public Environment {
 public:
-    explicit HostEnvironment(host::HostConfiguration configuration) : host_(std::move(configuration)) {}
+    explicit HostEnvironment(host::HostConfiguration configuration) : host_(std::move(configuration)) { }
 
     [[nodiscard]] host::Host& host() { return host_; }
     [[nodiscard]] platform::Platform& platform() override { return host_.platform(); }
@@ -83,7 +82,7 @@ public:
     {
         while (!condition()) {
             std::array<pollfd, 2> entries{{{.fd = host_.descriptor(), .events = POLLIN, .revents = 0},
-                                           {.fd = signals_.descriptor(), .events = POLLIN, .revents = 0}}};
+                {.fd = signals_.descriptor(), .events = POLLIN, .revents = 0}}};
             ::poll(entries.data(), entries.size(), -1);
             signals_.handle(host_, onInterrupt);
             host_.runOnce(0ns);
@@ -97,7 +96,10 @@ private:
 
 class SimulatedEnvironment final : public Environment {
 public:
-    explicit SimulatedEnvironment(simulated::PhoneConfiguration configuration) : phone_(std::move(configuration)) {}
+    explicit SimulatedEnvironment(simulated::PhoneConfiguration configuration)
+        : phone_(std::move(configuration))
+    {
+    }
 
     [[nodiscard]] simulated::Phone& phone() { return phone_; }
     [[nodiscard]] platform::Platform& platform() override { return phone_.platform(); }
@@ -110,7 +112,8 @@ public:
         std::vector<std::shared_ptr<AVCaptureDevice>> found;
         for (const auto position : {AVCaptureDevicePosition::back, AVCaptureDevicePosition::front}) {
             if (auto camera = phone_.platform().capture.defaultDevice(
-                    platform::AVCaptureDeviceType::builtInWideAngleCamera, platform::AVMediaType::video, position))
+                    platform::AVCaptureDeviceType::builtInWideAngleCamera, platform::AVMediaType::video,
+                    position))
                 found.push_back(std::move(camera));
         }
         return found;

@@ -26,13 +26,15 @@ public:
     /// Runs the main loop until the condition holds. Signals reach `onInterrupt` (SIGINT, SIGTERM), or send the
     /// application to the background and back (SIGUSR1, SIGUSR2). The condition is asked after everything that the main
     /// loop ran.
-    virtual void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) = 0;
+    virtual void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt)
+        = 0;
 };
 
 /// Keeps the signals that `runUntil` reads from ending the program; to be called before there are threads.
 void takeSignals();
 
 /// The error is one line about an input that cannot be used.
-[[nodiscard]] std::expected<std::unique_ptr<Environment>, std::string> makeEnvironment(const Options& options);
+[[nodiscard]] std::expected<std::unique_ptr<Environment>, std::string> makeEnvironment(
+    const Options& options);
 
 } // namespace tamsel::capture

@@ -37,10 +37,10 @@ double seconds(nanoseconds duration)
 } // namespace
 
 FramesCommand::FramesCommand(const Options& options, Environment& environment)
-    : options_(options)
-    , environment_(environment)
-    , responseQueue_(environment.makeQueue("org.tamsel.capture.response"))
-    , pictureQueue_(environment.makeQueue("org.tamsel.capture.pictures"))
+    : options_(options),
+      environment_(environment),
+      responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
+      pictureQueue_(environment.makeQueue("org.tamsel.capture.pictures"))
 {
 }
 
@@ -97,8 +97,8 @@ void FramesCommand::tellFrame(const OvriCaptureFrameUpdate& frame, std::uint64_t
     line.integer("index", index).integer("width", buffer.width()).integer("height", buffer.height());
     line.integer("exifOrientation", static_cast<std::uint64_t>(frame.exifOrientation()));
     if (const auto& transform = frame.preferredTransform()) {
-        const std::array<double, 6> numbers{transform->a, transform->b,  transform->c,
-                                            transform->d, transform->tx, transform->ty};
+        const std::array<double, 6> numbers{
+            transform->a, transform->b, transform->c, transform->d, transform->tx, transform->ty};
         line.numbers("preferredTransform", numbers);
     } else {
         line.null("preferredTransform");
@@ -118,7 +118,8 @@ void FramesCommand::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t inde
             self->sheet_.add(*buffer);
         if (isSaved) {
             std::array<char, 40> name{};
-            std::snprintf(name.data(), name.size(), "frame-%06llu.png", static_cast<unsigned long long>(index));
+            std::snprintf(
+                name.data(), name.size(), "frame-%06llu.png", static_cast<unsigned long long>(index));
             const auto file = std::filesystem::path(self->options_.outputFolder) / name.data();
             if (const auto written = writePng(makePicture(*buffer, buffer->width()), file.string()); !written)
                 self->fail(written.error());
@@ -155,7 +156,7 @@ void FramesCommand::requestEnd(OvriSourceManager& manager)
 {
     manager.stopCameraSession(); // at once, so that no further frame comes
     if (!shouldEnd_.exchange(true))
-        environment_.platform().dispatch.mainQueue()->async([] {}); // wakes the main loop
+        environment_.platform().dispatch.mainQueue()->async([] { }); // wakes the main loop
 }
 
 void FramesCommand::showStatus()
@@ -164,9 +165,10 @@ void FramesCommand::showStatus()
     const std::lock_guard lock(stateGuard_);
     const double duration = firstFrame_ ? seconds(lastFrame_ - *firstFrame_) : 0;
     const std::uint64_t frames = delivered_;
-    std::fprintf(stderr, "\r%llu frames  %.1f/s  %llu dropped  delay %.1f ms   ", static_cast<unsigned long long>(frames),
-                 duration > 0 ? static_cast<double>(frames - 1) / duration : 0.0,
-                 static_cast<unsigned long long>(counts.dropped()), seconds(delay_) * 1e3);
+    std::fprintf(stderr, "\r%llu frames  %.1f/s  %llu dropped  delay %.1f ms   ",
+        static_cast<unsigned long long>(frames),
+        duration > 0 ? static_cast<double>(frames - 1) / duration : 0.0,
+        static_cast<unsigned long long>(counts.dropped()), seconds(delay_) * 1e3);
 }
 
 bool FramesCommand::finishPictures()
@@ -192,13 +194,13 @@ void FramesCommand::summarize()
         for (std::size_t cause = 0; cause < causes.size(); ++cause)
             dropped.integer(causes[cause].first, counts.droppedBy[cause]);
         write(JsonLine("summary")
-                  .integer("produced", counts.produced)
-                  .integer("delivered", counts.delivered)
-                  .integer("dropped", counts.dropped())
-                  .object("droppedBy", dropped)
-                  .integer("gated", counts.gated)
-                  .integer("inFlight", counts.inFlight)
-                  .string());
+                .integer("produced", counts.produced)
+                .integer("delivered", counts.delivered)
+                .integer("dropped", counts.dropped())
+                .object("droppedBy", dropped)
+                .integer("gated", counts.gated)
+                .integer("inFlight", counts.inFlight)
+                .string());
         return;
     }
     const std::lock_guard lock(stateGuard_);
@@ -215,7 +217,8 @@ void FramesCommand::summarize()
     row("dropped", counts.dropped());
     for (std::size_t cause = 0; cause < causes.size(); ++cause) {
         if (counts.droppedBy[cause] > 0)
-            std::printf("    %llu: %s\n", static_cast<unsigned long long>(counts.droppedBy[cause]), causes[cause].second);
+            std::printf("    %llu: %s\n", static_cast<unsigned long long>(counts.droppedBy[cause]),
+                causes[cause].second);
     }
     row("gated", counts.gated);
     row("in flight", counts.inFlight);
@@ -225,8 +228,8 @@ void FramesCommand::summarize()
 ExitStatus FramesCommand::run()
 {
     Platform& platform = environment_.platform();
-    const SourceType source =
-        options_.useFrontCamera ? SourceType::cameraFront(false) : SourceType::cameraBack(false);
+    const SourceType source
+        = options_.useFrontCamera ? SourceType::cameraFront(false) : SourceType::cameraBack(false);
     if (options_.saveEvery) {
         std::error_code error;
         std::filesystem::create_directories(options_.outputFolder, error);
@@ -247,7 +250,8 @@ ExitStatus FramesCommand::run()
     bool isOver = false;
     RunLoop& loop = platform.runLoops.current();
     if (options_.seconds) {
-        const auto length = std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(*options_.seconds));
+        const auto length
+            = std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(*options_.seconds));
         loop.scheduleTimer(length, false, [&](Timer&) { isOver = true; });
     }
     std::shared_ptr<Timer> status;
@@ -263,7 +267,7 @@ ExitStatus FramesCommand::run()
 
     manager_->stopCameraSession();
     const nanoseconds limit = platform.clock.monotonic() + drainLimit;
-    const std::shared_ptr<Timer> tick = loop.scheduleTimer(5ms, true, [](Timer&) {});
+    const std::shared_ptr<Timer> tick = loop.scheduleTimer(5ms, true, [](Timer&) { });
     environment_.runUntil(
         [&] {
             const bool isDrained = manager_->frameCounts().inFlight == 0 && picturesUnderWay_ == 0;
@@ -278,7 +282,8 @@ ExitStatus FramesCommand::run()
         fail("there were errors");
     const bool isComplete = !options_.count || delivered_ >= *options_.count;
     if (!isComplete && !isInterrupted)
-        fail("only " + std::to_string(delivered_.load()) + " of " + std::to_string(*options_.count) + " frames came");
+        fail("only " + std::to_string(delivered_.load()) + " of " + std::to_string(*options_.count)
+            + " frames came");
     manager_ = nullptr;
     if (isInterrupted) {
         fail("interrupted");

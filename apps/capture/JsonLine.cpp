@@ -26,8 +26,8 @@ std::size_t sequenceLength(std::string_view text)
     }
     if (length > 2) {
         const unsigned char second = byte(1);
-        if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) || (first == 0xF0 && second < 0x90)
-            || (first == 0xF4 && second > 0x8F))
+        if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F)
+            || (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F))
             return 0;
     }
     return length;

@@ -12,8 +12,7 @@ using platform::UIInterfaceOrientation;
 
 namespace {
 
-template <typename Value>
-using Names = std::span<const std::pair<std::string_view, Value>>;
+template <typename Value> using Names = std::span<const std::pair<std::string_view, Value>>;
 
 constexpr std::array<std::pair<std::string_view, UIDeviceOrientation>, 7> deviceOrientations{{
     {"unknown", UIDeviceOrientation::unknown},
@@ -48,7 +47,7 @@ constexpr std::array<std::pair<std::string_view, bool>, 2> cameras{{{"back", fal
 /// Goes through the arguments and keeps the first thing that is wrong.
 class Reader {
 public:
-    explicit Reader(std::span<const char* const> arguments) : arguments_(arguments) {}
+    explicit Reader(std::span<const char* const> arguments) : arguments_(arguments) { }
 
     [[nodiscard]] std::optional<std::string_view> next()
     {
@@ -65,8 +64,7 @@ public:
         return {};
     }
 
-    template <typename Value>
-    [[nodiscard]] Value choice(std::string_view option, Names<Value> names)
+    template <typename Value> [[nodiscard]] Value choice(std::string_view option, Names<Value> names)
     {
         const std::string given = text(option);
         std::string known;
@@ -142,7 +140,7 @@ void readCommand(Reader& reader, std::string_view name, Options& options)
             options.contactSheet = reader.text(*argument);
         else
             reader.fail("'" + std::string(*argument) + "' is no option of " + std::string(name)
-                        + "; global options stand before the command; see --help");
+                + "; global options stand before the command; see --help");
     }
 }
 
@@ -167,7 +165,8 @@ std::expected<Options, std::string> parseOptions(std::span<const char* const> ar
         else if (*argument == "--device-orientation")
             options.deviceOrientation = reader.choice<UIDeviceOrientation>(*argument, deviceOrientations);
         else if (*argument == "--interface-orientation")
-            options.interfaceOrientation = reader.choice<UIInterfaceOrientation>(*argument, interfaceOrientations);
+            options.interfaceOrientation
+                = reader.choice<UIInterfaceOrientation>(*argument, interfaceOrientations);
         else if (*argument == "--json")
             options.json = true;
         else if (*argument == "--out")

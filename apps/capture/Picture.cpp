@@ -14,7 +14,8 @@ namespace tamsel::capture {
 Picture makePicture(const platform::CVPixelBuffer& frame, std::size_t maximumWidth)
 {
     const std::size_t width = std::max<std::size_t>(1, std::min(frame.width(), maximumWidth));
-    const std::size_t height = std::max<std::size_t>(1, frame.height() * width / std::max<std::size_t>(1, frame.width()));
+    const std::size_t height
+        = std::max<std::size_t>(1, frame.height() * width / std::max<std::size_t>(1, frame.width()));
     Picture picture{width, height, std::vector<std::uint8_t>(width * height * 3)};
     for (std::size_t y = 0; y < height; ++y) {
         const std::size_t top = y * frame.height() / height;

@@ -21,21 +21,23 @@ ExitStatus listDevices(const Options& options, Environment& environment)
         std::printf("%-9s %-11s %-13s %s\n", "Position", "Type", "Size", "Name");
     const auto cameras = environment.cameras();
     for (const auto& camera : cameras) {
-        const platform::CGSize size = camera->activeFormat().presentationDimensions.value_or(platform::CGSize{});
+        const platform::CGSize size
+            = camera->activeFormat().presentationDimensions.value_or(platform::CGSize{});
         if (options.json) {
-            std::printf("%s\n", JsonLine("device")
-                                    .text("position", name(camera->position()))
-                                    .text("type", std::string_view("builtInWideAngleCamera"))
-                                    .text("name", std::string_view(camera->localizedName()))
-                                    .integer("width", static_cast<std::uint64_t>(size.width))
-                                    .integer("height", static_cast<std::uint64_t>(size.height))
-                                    .string()
-                                    .c_str());
+            std::printf("%s\n",
+                JsonLine("device")
+                    .text("position", name(camera->position()))
+                    .text("type", std::string_view("builtInWideAngleCamera"))
+                    .text("name", std::string_view(camera->localizedName()))
+                    .integer("width", static_cast<std::uint64_t>(size.width))
+                    .integer("height", static_cast<std::uint64_t>(size.height))
+                    .string()
+                    .c_str());
         } else {
             char text[32];
             std::snprintf(text, sizeof text, "%.0f x %.0f", size.width, size.height);
             std::printf("%-9s %-11s %-13s %s\n", name(camera->position()).data(), "wide angle", text,
-                        camera->localizedName().c_str());
+                camera->localizedName().c_str());
         }
     }
     return ExitStatus::done;
@@ -69,5 +71,6 @@ ExitStatus run(std::span<const char* const> arguments)
 int main(int argumentCount, char** arguments)
 {
     tamsel::capture::takeSignals();
-    return static_cast<int>(tamsel::capture::run({arguments + 1, static_cast<std::size_t>(argumentCount - 1)}));
+    return static_cast<int>(
+        tamsel::capture::run({arguments + 1, static_cast<std::size_t>(argumentCount - 1)}));
 }

@@ -40,7 +40,8 @@ public:
 class ConfiguredDevice final : public UIDevice {
 public:
     explicit ConfiguredDevice(const HostConfiguration& configuration)
-        : systemVersion_(configuration.systemVersion), model_(configuration.model)
+        : systemVersion_(configuration.systemVersion),
+          model_(configuration.model)
     {
     }
 
@@ -58,7 +59,9 @@ private:
 /// Whole lines to a stream of the process, or to whoever the program names.
 class LineWriter final : public DiagnosticLines {
 public:
-    LineWriter(std::function<void(std::string_view)> write, std::FILE* stream) : write_(std::move(write)), stream_(stream)
+    LineWriter(std::function<void(std::string_view)> write, std::FILE* stream)
+        : write_(std::move(write)),
+          stream_(stream)
     {
     }
 
@@ -82,7 +85,7 @@ private:
 
 class ReportWriter final : public ReportSink {
 public:
-    explicit ReportWriter(std::function<void(std::string_view)> write) : lines_(std::move(write), stderr) {}
+    explicit ReportWriter(std::function<void(std::string_view)> write) : lines_(std::move(write), stderr) { }
     void report(const TamselError& error) override { lines_.writeLine(describe(error)); }
 
 private:
@@ -106,11 +109,11 @@ AVAuthorizationStatus authorizationFrom(const std::vector<HostCamera>& cameras)
 
 struct Host::Parts {
     explicit Parts(HostConfiguration given)
-        : configuration(std::move(given))
-        , device(configuration)
-        , lines(configuration.writeLine, stdout)
-        , reports(configuration.writeReport)
-        , application(dispatch.mainQueue(), center)
+        : configuration(std::move(given)),
+          device(configuration),
+          lines(configuration.writeLine, stdout),
+          reports(configuration.writeReport),
+          application(dispatch.mainQueue(), center)
     {
         add(configuration.backCamera, AVCaptureDevicePosition::back);
         add(configuration.frontCamera, AVCaptureDevicePosition::front);
@@ -126,7 +129,8 @@ struct Host::Parts {
             .detectableTypes = {},
             .bufferCount = configuration.bufferCount,
         });
-        platform.emplace(Platform{dispatch, dispatch, clock, *capture, device, application, center, reports, lines});
+        platform.emplace(
+            Platform{dispatch, dispatch, clock, *capture, device, application, center, reports, lines});
     }
 
     ~Parts()
@@ -139,7 +143,8 @@ struct Host::Parts {
     {
         if (!input)
             return;
-        auto camera = makeHostCamera(*input, position, {dispatch, dispatch, readers, configuration.systemCalls});
+        auto camera
+            = makeHostCamera(*input, position, {dispatch, dispatch, readers, configuration.systemCalls});
         if (camera)
             cameras.push_back(std::move(*camera));
         else
@@ -150,7 +155,8 @@ struct Host::Parts {
     {
         if (type == AVMediaType::audio)
             return configuration.audioAuthorization;
-        return configuration.videoAuthorization ? *configuration.videoAuthorization : authorizationFrom(cameras);
+        return configuration.videoAuthorization ? *configuration.videoAuthorization
+                                                : authorizationFrom(cameras);
     }
 
     const HostConfiguration configuration;
@@ -167,7 +173,7 @@ struct Host::Parts {
     std::optional<Platform> platform;
 };
 
-Host::Host(HostConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) {}
+Host::Host(HostConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) { }
 
 Host::~Host() = default;
 
@@ -176,7 +182,8 @@ std::expected<CGSize, Error> Host::probe(const std::string& input)
     engine::ThreadedDispatch dispatch;
     ReaderThreads readers;
     const V4L2Calls calls = systemV4L2Calls();
-    auto camera = makeHostCamera({.input = input}, AVCaptureDevicePosition::back, {dispatch, dispatch, readers, calls});
+    auto camera = makeHostCamera(
+        {.input = input}, AVCaptureDevicePosition::back, {dispatch, dispatch, readers, calls});
     if (!camera)
         return std::unexpected(std::move(camera.error()));
     if (auto opened = camera->driver->open(); !opened)

@@ -23,7 +23,8 @@ bool isVideoNode(const std::string& path)
 {
     struct stat status{};
     return path.starts_with(nodePrefix)
-        || (::stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode) && major(status.st_rdev) == videoMajor);
+        || (::stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode)
+            && major(status.st_rdev) == videoMajor);
 }
 
 } // namespace
@@ -31,7 +32,8 @@ bool isVideoNode(const std::string& path)
 engine::CameraDescription describeInput(const HostInput& input, platform::AVCaptureDevicePosition position)
 {
     engine::CameraDescription description;
-    description.uniqueID = (position == platform::AVCaptureDevicePosition::front ? "front:" : "back:") + input.input;
+    description.uniqueID
+        = (position == platform::AVCaptureDevicePosition::front ? "front:" : "back:") + input.input;
     description.name = input.input;
     description.position = position;
     description.presentationDimensions = input.presentationDimensions;
@@ -42,20 +44,20 @@ engine::CameraDescription describeInput(const HostInput& input, platform::AVCapt
     return description;
 }
 
-std::expected<HostCamera, platform::Error> makeHostCamera(const HostInput& input, platform::AVCaptureDevicePosition position,
-                                                          DriverServices services)
+std::expected<HostCamera, platform::Error> makeHostCamera(
+    const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services)
 {
     if (input.input.starts_with(patternPrefix)) {
         const auto format = PatternFormat::parse(std::string_view(input.input).substr(patternPrefix.size()));
         if (!format)
             return std::unexpected(format.error());
         return HostCamera{std::make_shared<PatternCamera>(input, *format, position, services),
-                          [] { return InputAccess::readable; }};
+            [] { return InputAccess::readable; }};
     }
     if (isVideoNode(input.input)) {
         const std::string& node = input.input;
-        return HostCamera{
-            std::make_shared<V4L2Camera>(node, describeInput(input, position), services.events, services.systemCalls),
+        return HostCamera{std::make_shared<V4L2Camera>(
+                              node, describeInput(input, position), services.events, services.systemCalls),
             [node, calls = services.systemCalls] { return inputAccess(node, R_OK | W_OK, calls); }};
     }
     const auto camera = std::make_shared<MovieCamera>(input, position, services);

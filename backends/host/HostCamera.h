@@ -32,11 +32,11 @@ struct DriverServices {
 };
 
 /// The driver for an input; the error is one line, for an input that names nothing that could ever be opened.
-[[nodiscard]] std::expected<HostCamera, platform::Error>
-makeHostCamera(const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services);
+[[nodiscard]] std::expected<HostCamera, platform::Error> makeHostCamera(
+    const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services);
 
 /// The part of a description that does not depend on the kind of input.
-[[nodiscard]] engine::CameraDescription describeInput(const HostInput& input,
-                                                      platform::AVCaptureDevicePosition position);
+[[nodiscard]] engine::CameraDescription describeInput(
+    const HostInput& input, platform::AVCaptureDevicePosition position);
 
 } // namespace tamsel::host

@@ -11,6 +11,7 @@ namespace tamsel::host {
 enum class InputAccess : std::uint8_t { absent, unreadable, readable };
 
 /// Asks the file system, with the modes of access(2); nothing is opened. Thread-safe.
-[[nodiscard]] InputAccess inputAccess(const std::string& path, int mode, const V4L2Calls& calls = systemV4L2Calls());
+[[nodiscard]] InputAccess inputAccess(
+    const std::string& path, int mode, const V4L2Calls& calls = systemV4L2Calls());
 
 } // namespace tamsel::host

@@ -121,7 +121,8 @@ void Fiber::suspend()
 #endif
     swapcontext(&context_->inside, &context_->outside);
 #ifdef TAMSEL_ADDRESS_SANITIZER
-    __sanitizer_finish_switch_fiber(context_->fakeStack, &context_->outsideStack, &context_->outsideStackSize);
+    __sanitizer_finish_switch_fiber(
+        context_->fakeStack, &context_->outsideStack, &context_->outsideStackSize);
 #endif
 }
 

@@ -16,7 +16,10 @@ public:
         std::string text;
     };
 
-    void write(std::chrono::nanoseconds time, std::string text) { entries_.push_back({time, std::move(text)}); }
+    void write(std::chrono::nanoseconds time, std::string text)
+    {
+        entries_.push_back({time, std::move(text)});
+    }
     void clear() { entries_.clear(); }
 
     [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }

@@ -23,7 +23,7 @@ namespace {
 /// Writes every call down, and lets the script refuse it or take time for it.
 class ScriptedHook final : public engine::CaptureHook {
 public:
-    ScriptedHook(Scheduler& scheduler, Journal& journal) : scheduler_(&scheduler), journal_(&journal) {}
+    ScriptedHook(Scheduler& scheduler, Journal& journal) : scheduler_(&scheduler), journal_(&journal) { }
 
     bool permits(CaptureCall call, std::string_view detail) override
     {
@@ -55,7 +55,8 @@ private:
     {
         bool isRefused = false;
         std::erase_if(refusals, [&](Refusal& refusal) {
-            if (refusal.call != call || (!refusal.detail.empty() && refusal.detail != detail) || --refusal.number > 0)
+            if (refusal.call != call || (!refusal.detail.empty() && refusal.detail != detail)
+                || --refusal.number > 0)
                 return false;
             isRefused = true;
             return true;
@@ -70,7 +71,8 @@ private:
 class ScriptedDevice final : public UIDevice {
 public:
     ScriptedDevice(std::string systemVersion, std::string model)
-        : systemVersion_(std::move(systemVersion)), model_(std::move(model))
+        : systemVersion_(std::move(systemVersion)),
+          model_(std::move(model))
     {
     }
 
@@ -87,7 +89,7 @@ private:
 
 class JournaledLines final : public DiagnosticLines {
 public:
-    JournaledLines(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) {}
+    JournaledLines(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) { }
     void writeLine(std::string_view line) override
     {
         journal_.write(scheduler_.monotonic(), "line " + std::string(line));
@@ -100,7 +102,7 @@ private:
 
 class JournaledReports final : public ReportSink {
 public:
-    JournaledReports(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) {}
+    JournaledReports(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) { }
     void report(const TamselError& error) override
     {
         journal_.write(scheduler_.monotonic(), "report " + describe(error));
@@ -115,9 +117,9 @@ private:
 
 struct Phone::Parts {
     explicit Parts(PhoneConfiguration given)
-        : scheduler(given.seed, given.timeIntervalSince1970)
-        , device(std::move(given.systemVersion), std::move(given.model))
-        , application(scheduler.mainQueue(), center)
+        : scheduler(given.seed, given.timeIntervalSince1970),
+          device(std::move(given.systemVersion), std::move(given.model)),
+          application(scheduler.mainQueue(), center)
     {
         int number = 0;
         std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
@@ -130,14 +132,16 @@ struct Phone::Parts {
             .dispatch = scheduler,
             .application = application,
             .cameras = std::move(drivers),
-            .authorization = [this](AVMediaType type) { return authorizations.at(static_cast<std::size_t>(type)); },
+            .authorization
+            = [this](AVMediaType type) { return authorizations.at(static_cast<std::size_t>(type)); },
             .microphone = std::move(given.microphone),
             .detectableTypes = std::move(given.detectableTypes),
             .bufferCount = given.bufferCount,
             .hook = hook,
             .makeOperationLock = [this] { return scheduler.makeOperationLock(); },
         });
-        platform.emplace(Platform{scheduler, scheduler, scheduler, *capture, device, application, center, reports, lines});
+        platform.emplace(
+            Platform{scheduler, scheduler, scheduler, *capture, device, application, center, reports, lines});
     }
 
     ~Parts()
@@ -149,8 +153,8 @@ struct Phone::Parts {
     Journal journal;
     NotificationCenter center;
     std::vector<std::shared_ptr<SimulatedCamera>> cameras;
-    std::array<AVAuthorizationStatus, 2> authorizations{AVAuthorizationStatus::authorized,
-                                                        AVAuthorizationStatus::authorized};
+    std::array<AVAuthorizationStatus, 2> authorizations{
+        AVAuthorizationStatus::authorized, AVAuthorizationStatus::authorized};
     Scheduler scheduler;
     std::shared_ptr<ScriptedHook> hook = std::make_shared<ScriptedHook>(scheduler, journal);
     JournaledLines lines{scheduler, journal};
@@ -161,7 +165,7 @@ struct Phone::Parts {
     std::optional<Platform> platform;
 };
 
-Phone::Phone(PhoneConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) {}
+Phone::Phone(PhoneConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) { }
 
 Phone::~Phone() = default;
 

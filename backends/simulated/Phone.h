@@ -61,7 +61,8 @@ public:
     /// Moves the time on, and runs everything that comes up to then.
     void advance(std::chrono::nanoseconds duration);
     /// Runs until the condition holds; false when it did not within the limit, or nothing more can happen.
-    bool runUntil(const std::function<bool()>& condition, std::chrono::nanoseconds limit = std::chrono::minutes(1));
+    bool runUntil(
+        const std::function<bool()>& condition, std::chrono::nanoseconds limit = std::chrono::minutes(1));
     [[nodiscard]] std::chrono::nanoseconds now() const;
     /// True when no item waits or is under way.
     [[nodiscard]] bool isIdle() const;

@@ -36,11 +36,11 @@ void guarded(std::move_only_function<void()>& body) noexcept
 class Scheduler::Queue final : public platform::DispatchQueue, public std::enable_shared_from_this<Queue> {
 public:
     Queue(std::string label, std::shared_ptr<Scheduler*> scheduler, Loop* onlyLoop = nullptr,
-          const void* sharedIdentity = nullptr)
-        : loop(onlyLoop)
-        , identity(sharedIdentity ? sharedIdentity : this)
-        , label_(std::move(label))
-        , scheduler_(std::move(scheduler))
+        const void* sharedIdentity = nullptr)
+        : loop(onlyLoop),
+          identity(sharedIdentity ? sharedIdentity : this),
+          label_(std::move(label)),
+          scheduler_(std::move(scheduler))
     {
     }
 
@@ -53,7 +53,10 @@ public:
             (*scheduler_)->markReady(shared_from_this());
     }
     [[nodiscard]] const std::string& label() const override { return label_; }
-    [[nodiscard]] bool isCurrent() const override { return *scheduler_ && (*scheduler_)->isRunning(identity); }
+    [[nodiscard]] bool isCurrent() const override
+    {
+        return *scheduler_ && (*scheduler_)->isRunning(identity);
+    }
 
     std::deque<platform::WorkItem> items;
     bool isOccupied = false;
@@ -68,7 +71,7 @@ private:
 /// Each item is a queue of its own, so any number may be under way at once.
 class Scheduler::GlobalQueue final : public platform::DispatchQueue {
 public:
-    explicit GlobalQueue(std::shared_ptr<Scheduler*> scheduler) : scheduler_(std::move(scheduler)) {}
+    explicit GlobalQueue(std::shared_ptr<Scheduler*> scheduler) : scheduler_(std::move(scheduler)) { }
 
     void async(platform::WorkItem item) override
     {
@@ -85,12 +88,13 @@ private:
 /// The run loop of a virtual thread. It runs whenever the scheduler does.
 class Scheduler::Loop final : public platform::RunLoop {
 public:
-    Loop(Scheduler& scheduler, std::string name) : thread(std::move(name)), scheduler_(scheduler) {}
+    Loop(Scheduler& scheduler, std::string name) : thread(std::move(name)), scheduler_(scheduler) { }
 
-    std::shared_ptr<platform::Timer> scheduleTimer(nanoseconds interval, bool repeats,
-                                                   std::function<void(platform::Timer&)> block) override
+    std::shared_ptr<platform::Timer> scheduleTimer(
+        nanoseconds interval, bool repeats, std::function<void(platform::Timer&)> block) override
     {
-        auto timer = std::make_shared<LoopTimer>(std::max(interval, nanoseconds{1}), repeats, std::move(block));
+        auto timer
+            = std::make_shared<LoopTimer>(std::max(interval, nanoseconds{1}), repeats, std::move(block));
         timer->due = scheduler_.now_ + timer->interval;
         plan(timer);
         return timer;
@@ -102,7 +106,9 @@ public:
 private:
     struct LoopTimer final : platform::Timer {
         LoopTimer(nanoseconds every, bool isRepeated, std::function<void(platform::Timer&)> call)
-            : interval(every), repeats(isRepeated), block(std::move(call))
+            : interval(every),
+              repeats(isRepeated),
+              block(std::move(call))
         {
         }
         void invalidate() override { valid = false; }
@@ -118,9 +124,9 @@ private:
     void plan(const std::shared_ptr<LoopTimer>& timer)
     {
         scheduler_.plans_.push_back({.time = timer->due,
-                                     .number = ++scheduler_.lastNumber_,
-                                     .callback = [this, timer] { fire(timer); },
-                                     .loop = this});
+            .number = ++scheduler_.lastNumber_,
+            .callback = [this, timer] { fire(timer); },
+            .loop = this});
     }
 
     void fire(const std::shared_ptr<LoopTimer>& timer)
@@ -150,7 +156,7 @@ struct Scheduler::Task {
 
 class Scheduler::Lock final : public engine::OperationLock {
 public:
-    explicit Lock(std::shared_ptr<Scheduler*> scheduler) : scheduler_(std::move(scheduler)) {}
+    explicit Lock(std::shared_ptr<Scheduler*> scheduler) : scheduler_(std::move(scheduler)) { }
 
     void lock() override
     {
@@ -184,7 +190,10 @@ private:
 };
 
 Scheduler::Scheduler(std::uint64_t seed, double timeIntervalSince1970)
-    : random_(seed), epoch_(timeIntervalSince1970), link_(std::make_shared<Scheduler*>(this)), outsideThread_(mainThread)
+    : random_(seed),
+      epoch_(timeIntervalSince1970),
+      link_(std::make_shared<Scheduler*>(this)),
+      outsideThread_(mainThread)
 {
     mainQueue_ = std::make_shared<Queue>(mainThread, link_, &loopOf(mainThread));
     globalQueue_ = std::make_shared<GlobalQueue>(link_);
@@ -336,8 +345,7 @@ bool Scheduler::advanceToNext(nanoseconds limit)
 void Scheduler::runUntil(nanoseconds time)
 {
     do {
-        while (step()) {
-        }
+        while (step()) { }
     } while (advanceToNext(time));
     now_ = std::max(now_, time);
 }

@@ -18,7 +18,9 @@ Error gone()
 } // namespace
 
 SimulatedCamera::SimulatedCamera(CameraScript script, std::string uniqueID, Scheduler& scheduler)
-    : script_(std::move(script)), uniqueID_(std::move(uniqueID)), scheduler_(scheduler)
+    : script_(std::move(script)),
+      uniqueID_(std::move(uniqueID)),
+      scheduler_(scheduler)
 {
 }
 
@@ -30,8 +32,8 @@ engine::CameraDescription SimulatedCamera::description() const
     description.type = script_.type;
     description.position = script_.position;
     if (script_.tellsDimensions)
-        description.presentationDimensions =
-            CGSize{static_cast<double>(script_.width), static_cast<double>(script_.height)};
+        description.presentationDimensions
+            = CGSize{static_cast<double>(script_.width), static_cast<double>(script_.height)};
     description.videoFieldOfView = script_.videoFieldOfView;
     description.minimumFocusDistance = script_.minimumFocusDistance;
     description.minZoomFactor = script_.minZoomFactor;
@@ -47,7 +49,8 @@ std::expected<void, Error> SimulatedCamera::open()
     if (!script_.isPresent)
         return std::unexpected(gone());
     if (script_.isHeldByAnotherProcess)
-        return std::unexpected(Error{.localizedDescription = "another process holds the simulated camera", .code = 16});
+        return std::unexpected(
+            Error{.localizedDescription = "another process holds the simulated camera", .code = 16});
     isOpen_ = true;
     return {};
 }
@@ -57,7 +60,8 @@ void SimulatedCamera::close()
     isOpen_ = false;
 }
 
-std::expected<void, Error> SimulatedCamera::start(AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink)
+std::expected<void, Error> SimulatedCamera::start(
+    AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink)
 {
     scheduler_.spend(script_.timeToStart);
     if (!script_.isPresent)

@@ -18,7 +18,7 @@ struct CameraScript {
     std::size_t width = 64;
     std::size_t height = 48;
     bool tellsDimensions = true;
-    float videoFieldOfView = 60;   ///< degrees
+    float videoFieldOfView = 60; ///< degrees
     int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
     double minZoomFactor = 1;
     double maxZoomFactor = 16;
@@ -36,7 +36,8 @@ struct CameraScript {
 
 /// A camera that does what a test says. Its frames show where each pixel came from: blue is the column, green the row,
 /// red the frame's number, each modulo 256.
-class SimulatedCamera final : public engine::CameraDriver, public std::enable_shared_from_this<SimulatedCamera> {
+class SimulatedCamera final : public engine::CameraDriver,
+                              public std::enable_shared_from_this<SimulatedCamera> {
 public:
     SimulatedCamera(CameraScript script, std::string uniqueID, Scheduler& scheduler);
 
@@ -59,8 +60,8 @@ public:
     [[nodiscard]] bool isPresent() const override { return script_.isPresent; }
     [[nodiscard]] std::expected<void, platform::Error> open() override;
     void close() override;
-    [[nodiscard]] std::expected<void, platform::Error> start(platform::AVCaptureSessionPreset preset,
-                                                             std::shared_ptr<engine::FrameSink> sink) override;
+    [[nodiscard]] std::expected<void, platform::Error> start(
+        platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
     void stop() override;
     void setZoomFactor(double factor) override { zoomFactor_ = factor; }
 

@@ -45,11 +45,15 @@ public:
 
 /// A session with the back camera and a video data output, put together and not started.
 struct Session {
-    explicit Session(PlatformUnderTest& given, AVCaptureDevicePosition position = AVCaptureDevicePosition::back)
-        : test(given), capture(given.platform().capture), session(capture.makeSession()), queue(given.makeQueue("frames"))
+    explicit Session(
+        PlatformUnderTest& given, AVCaptureDevicePosition position = AVCaptureDevicePosition::back)
+        : test(given),
+          capture(given.platform().capture),
+          session(capture.makeSession()),
+          queue(given.makeQueue("frames"))
     {
-        const auto device =
-            capture.defaultDevice(AVCaptureDeviceType::builtInWideAngleCamera, AVMediaType::video, position);
+        const auto device = capture.defaultDevice(
+            AVCaptureDeviceType::builtInWideAngleCamera, AVMediaType::video, position);
         input = capture.makeDeviceInput(device).value();
         output->setSampleBufferDelegate(receiver, queue);
     }
@@ -251,8 +255,8 @@ TEST_P(CaptureContract, ConnectsOutputsAndPreviewsWhileThereIsACamera)
     EXPECT_EQ(preview->connection(), nullptr);
     session.add();
     session.session->addOutput(metadata);
-    for (const auto& connection : {photo->connection(AVMediaType::video), session.output->connection(AVMediaType::video),
-                                   preview->connection()}) {
+    for (const auto& connection : {photo->connection(AVMediaType::video),
+             session.output->connection(AVMediaType::video), preview->connection()}) {
         ASSERT_NE(connection, nullptr);
         EXPECT_TRUE(connection->isEnabled());
         EXPECT_EQ(connection->videoOrientation(), AVCaptureVideoOrientation::portrait);
@@ -260,7 +264,8 @@ TEST_P(CaptureContract, ConnectsOutputsAndPreviewsWhileThereIsACamera)
     EXPECT_EQ(photo->connection(AVMediaType::audio), nullptr);
     EXPECT_EQ(metadata->connection(AVMediaType::video), nullptr);
     photo->connection(AVMediaType::video)->setVideoOrientation(AVCaptureVideoOrientation::landscapeLeft);
-    EXPECT_EQ(photo->connection(AVMediaType::video)->videoOrientation(), AVCaptureVideoOrientation::landscapeLeft);
+    EXPECT_EQ(
+        photo->connection(AVMediaType::video)->videoOrientation(), AVCaptureVideoOrientation::landscapeLeft);
     session.session->removeInput(session.input);
     EXPECT_EQ(photo->connection(AVMediaType::video), nullptr);
     EXPECT_EQ(preview->connection(), nullptr);
@@ -276,7 +281,8 @@ TEST_P(CaptureContract, GatesWhatADisabledConnectionOrAMissingDelegateKeepsBack)
     session.session->startRunning();
     const auto gated = [&](std::uint64_t more) {
         const auto before = session.session->frameLedger()->counts().gated;
-        return test->runUntil([&] { return session.session->frameLedger()->counts().gated >= before + more; });
+        return test->runUntil(
+            [&] { return session.session->frameLedger()->counts().gated >= before + more; });
     };
     EXPECT_TRUE(gated(3));
     EXPECT_EQ(session.receiver->frames, 0);
@@ -311,8 +317,8 @@ TEST_P(CaptureContract, TellsEachFrameThatFindsNoBufferOnceAndKeepsWhatWasKept)
     EXPECT_NE(kept.front()->pixel(0, 0), nullptr);
 }
 
-INSTANTIATE_TEST_SUITE_P(Simulated, CaptureContract,
-                         testing::Values(BackEnd{"simulated", &makeSimulatedPlatform}));
+INSTANTIATE_TEST_SUITE_P(
+    Simulated, CaptureContract, testing::Values(BackEnd{"simulated", &makeSimulatedPlatform}));
 #ifdef TAMSEL_HOST
 INSTANTIATE_TEST_SUITE_P(Host, CaptureContract, testing::Values(BackEnd{"host", &makeHostPlatform}));
 #endif

@@ -11,9 +11,9 @@ namespace {
 host::HostConfiguration configuration()
 {
     return {.backCamera = host::HostInput{.input = "test:64x48@200"},
-            .frontCamera = host::HostInput{.input = "test:32x24@200"},
-            .bufferCount = 4,
-            .writeReport = [](std::string_view) {}};
+        .frontCamera = host::HostInput{.input = "test:32x24@200"},
+        .bufferCount = 4,
+        .writeReport = [](std::string_view) { }};
 }
 
 class HostPlatform final : public PlatformUnderTest {

@@ -3,10 +3,13 @@
 #include "support/V4L2Bench.h"
 
 #include <engine/dispatch/ThreadedDispatch.h>
+#include <host/InputAccess.h>
 #include <host/v4l2/V4L2Camera.h>
 #include <host/v4l2/V4L2Nodes.h>
 
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 #include <cerrno>
 #include <condition_variable>

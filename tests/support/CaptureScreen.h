@@ -19,21 +19,23 @@ using namespace std::chrono_literals;
 /// One capture screen on a simulated phone: a manager, its client and its preview view.
 struct CaptureScreen {
     explicit CaptureScreen(simulated::PhoneConfiguration configuration = {},
-                           CameraConfiguration::SessionPreset preset = CameraConfiguration::SessionPreset::photo)
+        CameraConfiguration::SessionPreset preset = CameraConfiguration::SessionPreset::photo)
         : phone(std::move(configuration))
     {
         responseQueue = phone.makeQueue("response");
-        manager = OvriSourceManager::create({SourceType::cameraBack(false)}, preset, responseQueue, phone.platform());
+        manager = OvriSourceManager::create(
+            {SourceType::cameraBack(false)}, preset, responseQueue, phone.platform());
     }
 
-    std::expected<void, CameraError> start(const SourceType& type = SourceType::cameraBack(false),
-                                           const Configurations& configurations = {})
+    std::expected<void, CameraError> start(
+        const SourceType& type = SourceType::cameraBack(false), const Configurations& configurations = {})
     {
         return manager->startSession(type, client, configurations, view);
     }
 
     /// Starts a camera session and runs it until it stands.
-    void startAndRun(const SourceType& type = SourceType::cameraBack(false), const Configurations& configurations = {})
+    void startAndRun(
+        const SourceType& type = SourceType::cameraBack(false), const Configurations& configurations = {})
     {
         ASSERT_TRUE(start(type, configurations).has_value());
         phone.run();
@@ -52,7 +54,9 @@ struct CaptureScreen {
     [[nodiscard]] std::shared_ptr<platform::AVCaptureVideoPreviewLayer> previewLayer() const
     {
         const auto layers = view->layer()->sublayers();
-        return layers.empty() ? nullptr : std::dynamic_pointer_cast<platform::AVCaptureVideoPreviewLayer>(layers.back());
+        return layers.empty()
+            ? nullptr
+            : std::dynamic_pointer_cast<platform::AVCaptureVideoPreviewLayer>(layers.back());
     }
 
     simulated::Phone phone;

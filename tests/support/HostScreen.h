@@ -21,6 +21,7 @@ struct SeenFrame {
     std::uint64_t sequence;
     std::chrono::nanoseconds captureTime;
     std::array<int, 3> middle; ///< blue, green, red of the pixel in the middle
+    std::array<int, 3> last; ///< and of the last pixel of the last row
 };
 
 /// A client on real threads.
@@ -30,12 +31,15 @@ public:
     {
         const platform::CVBuffer& buffer = *frame.imageBuffer();
         const platform::FrameTiming timing = buffer.timing().value();
-        const std::byte* pixel = buffer.pixel(buffer.width() / 2, buffer.height() / 2);
+        const auto colour = [&](std::size_t x, std::size_t y) {
+            const std::byte* pixel = buffer.pixel(x, y);
+            return std::array{std::to_integer<int>(pixel[0]), std::to_integer<int>(pixel[1]),
+                std::to_integer<int>(pixel[2])};
+        };
         const std::lock_guard lock(guard_);
         frames_.push_back({buffer.width(), buffer.height(), timing.mediaTime.seconds(), timing.sequence,
-                           timing.captureTime,
-                           {std::to_integer<int>(pixel[0]), std::to_integer<int>(pixel[1]),
-                            std::to_integer<int>(pixel[2])}});
+            timing.captureTime, colour(buffer.width() / 2, buffer.height() / 2),
+            colour(buffer.width() - 1, buffer.height() - 1)});
         ++count;
     }
     void sourceManagerDidGetSourceError(OvriSourceManager&, const SourceError& error) override
@@ -73,8 +77,8 @@ private:
 struct HostScreen {
     explicit HostScreen(host::HostConfiguration configuration) : host(quiet(std::move(configuration)))
     {
-        manager = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::photo, host.makeQueue("response"),
-                                            host.platform());
+        manager = OvriSourceManager::create(
+            {}, CameraConfiguration::SessionPreset::photo, host.makeQueue("response"), host.platform());
     }
     explicit HostScreen(const std::string& input)
         : HostScreen(host::HostConfiguration{.backCamera = host::HostInput{.input = input}})
@@ -83,8 +87,8 @@ struct HostScreen {
 
     static host::HostConfiguration quiet(host::HostConfiguration configuration)
     {
-        configuration.writeLine = [](std::string_view) {};
-        configuration.writeReport = [](std::string_view) {};
+        configuration.writeLine = [](std::string_view) { };
+        configuration.writeReport = [](std::string_view) { };
         return configuration;
     }
 

@@ -28,8 +28,8 @@ public:
     {
         calls.emplace_back("face");
     }
-    void sourceManagerDidDetect(OvriSourceManager&,
-                                const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override
+    void sourceManagerDidDetect(
+        OvriSourceManager&, const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override
     {
         calls.push_back("codes " + std::to_string(codes.size()));
     }

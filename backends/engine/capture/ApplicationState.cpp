@@ -7,7 +7,8 @@ namespace tamsel::engine {
 using namespace platform;
 
 ApplicationState::ApplicationState(std::shared_ptr<DispatchQueue> mainQueue, NotificationCenter& center)
-    : mainQueue_(std::move(mainQueue)), center_(center)
+    : mainQueue_(std::move(mainQueue)),
+      center_(center)
 {
 }
 

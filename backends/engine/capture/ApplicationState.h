@@ -15,7 +15,8 @@ namespace tamsel::engine {
 /// Changes are told through the notification centre, on the main queue. Thread-safe.
 class ApplicationState final : public platform::UIApplication {
 public:
-    ApplicationState(std::shared_ptr<platform::DispatchQueue> mainQueue, platform::NotificationCenter& center);
+    ApplicationState(
+        std::shared_ptr<platform::DispatchQueue> mainQueue, platform::NotificationCenter& center);
 
     [[nodiscard]] platform::UIInterfaceOrientation statusBarOrientation() const override;
     void setStatusBarOrientation(platform::UIInterfaceOrientation orientation);

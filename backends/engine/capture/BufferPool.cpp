@@ -45,7 +45,9 @@ struct BufferPool::Shelf {
     std::vector<std::unique_ptr<CVPixelBuffer>> free;
 };
 
-BufferPool::BufferPool(std::size_t count) : shelf_(std::make_shared<Shelf>(std::max<std::size_t>(1, count))) {}
+BufferPool::BufferPool(std::size_t count) : shelf_(std::make_shared<Shelf>(std::max<std::size_t>(1, count)))
+{
+}
 
 std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_t height)
 {
@@ -77,11 +79,10 @@ std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_
 }
 
 std::shared_ptr<CMSampleBuffer> BufferPool::makeSample(std::shared_ptr<CVPixelBuffer> buffer,
-                                                       std::shared_ptr<const CameraIntrinsicMatrix> matrix,
-                                                       FrameTicket ticket)
+    std::shared_ptr<const CameraIntrinsicMatrix> matrix, FrameTicket ticket)
 {
-    return std::allocate_shared<CMSampleBuffer>(RecyclingAllocator<CMSampleBuffer>(blocks_), std::move(buffer),
-                                                std::move(matrix), std::move(ticket));
+    return std::allocate_shared<CMSampleBuffer>(
+        RecyclingAllocator<CMSampleBuffer>(blocks_), std::move(buffer), std::move(matrix), std::move(ticket));
 }
 
 } // namespace tamsel::engine

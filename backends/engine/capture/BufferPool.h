@@ -32,14 +32,14 @@ private:
 };
 
 /// A standard allocator on a block store, which it keeps alive.
-template <typename Value>
-class RecyclingAllocator {
+template <typename Value> class RecyclingAllocator {
 public:
     using value_type = Value;
 
-    explicit RecyclingAllocator(std::shared_ptr<BlockStore> store) : store_(std::move(store)) {}
+    explicit RecyclingAllocator(std::shared_ptr<BlockStore> store) : store_(std::move(store)) { }
     template <typename Other>
-    RecyclingAllocator(const RecyclingAllocator<Other>& other) : store_(other.store()) // NOLINT: allocators convert
+    RecyclingAllocator(const RecyclingAllocator<Other>& other)
+        : store_(other.store()) // NOLINT: allocators convert
     {
     }
 
@@ -47,8 +47,7 @@ public:
     void deallocate(Value* block, std::size_t count) { store_->giveBack(block, count * sizeof(Value)); }
 
     [[nodiscard]] const std::shared_ptr<BlockStore>& store() const { return store_; }
-    template <typename Other>
-    bool operator==(const RecyclingAllocator<Other>& other) const
+    template <typename Other> bool operator==(const RecyclingAllocator<Other>& other) const
     {
         return store_ == other.store();
     }
@@ -66,9 +65,9 @@ public:
     /// Absent when all buffers are held.
     [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquire(std::size_t width, std::size_t height);
 
-    [[nodiscard]] std::shared_ptr<platform::CMSampleBuffer>
-    makeSample(std::shared_ptr<platform::CVPixelBuffer> buffer,
-               std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix, platform::FrameTicket ticket);
+    [[nodiscard]] std::shared_ptr<platform::CMSampleBuffer> makeSample(
+        std::shared_ptr<platform::CVPixelBuffer> buffer,
+        std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix, platform::FrameTicket ticket);
 
 private:
     struct Shelf;

@@ -8,8 +8,10 @@ namespace tamsel::engine {
 using namespace platform;
 
 CameraDevice::CameraDevice(std::shared_ptr<CameraDriver> driver, std::shared_ptr<CaptureHook> hook,
-                           std::unique_ptr<OperationLock> operation)
-    : driver_(std::move(driver)), hook_(std::move(hook)), operation_(std::move(operation))
+    std::unique_ptr<OperationLock> operation)
+    : driver_(std::move(driver)),
+      hook_(std::move(hook)),
+      operation_(std::move(operation))
 {
 }
 
@@ -17,7 +19,7 @@ AVCaptureDeviceFormat CameraDevice::activeFormat() const
 {
     const CameraDescription description = driver_->description();
     return {.presentationDimensions = description.presentationDimensions,
-            .videoFieldOfView = description.videoFieldOfView};
+        .videoFieldOfView = description.videoFieldOfView};
 }
 
 std::expected<void, Error> CameraDevice::lockForConfiguration()
@@ -56,8 +58,8 @@ std::expected<CameraDevice::Claim, Error> CameraDevice::take(const std::shared_p
     return claim_;
 }
 
-std::expected<std::optional<CameraDevice::Claim>, Error>
-CameraDevice::claimIfFree(const std::shared_ptr<DeviceHolder>& holder)
+std::expected<std::optional<CameraDevice::Claim>, Error> CameraDevice::claimIfFree(
+    const std::shared_ptr<DeviceHolder>& holder)
 {
     const std::lock_guard lock(*operation_);
     const std::shared_ptr<DeviceHolder> current = holder_.lock();
@@ -79,8 +81,8 @@ std::expected<CameraDevice::Claim, Error> CameraDevice::claim(const std::shared_
     return take(holder);
 }
 
-std::expected<void, Error> CameraDevice::start(Claim claim, AVCaptureSessionPreset preset,
-                                               std::shared_ptr<FrameSink> sink)
+std::expected<void, Error> CameraDevice::start(
+    Claim claim, AVCaptureSessionPreset preset, std::shared_ptr<FrameSink> sink)
 {
     const std::lock_guard lock(*operation_);
     if (claim == noClaim || claim != claim_)

@@ -28,19 +28,34 @@ public:
     static constexpr Claim noClaim = 0;
 
     CameraDevice(std::shared_ptr<CameraDriver> driver, std::shared_ptr<CaptureHook> hook,
-                 std::unique_ptr<OperationLock> operation);
+        std::unique_ptr<OperationLock> operation);
 
     [[nodiscard]] std::string uniqueID() const override { return driver_->description().uniqueID; }
     [[nodiscard]] std::string localizedName() const override { return driver_->description().name; }
     [[nodiscard]] platform::AVMediaType mediaType() const override { return platform::AVMediaType::video; }
-    [[nodiscard]] platform::AVCaptureDeviceType deviceType() const override { return driver_->description().type; }
-    [[nodiscard]] platform::AVCaptureDevicePosition position() const override { return driver_->description().position; }
+    [[nodiscard]] platform::AVCaptureDeviceType deviceType() const override
+    {
+        return driver_->description().type;
+    }
+    [[nodiscard]] platform::AVCaptureDevicePosition position() const override
+    {
+        return driver_->description().position;
+    }
     [[nodiscard]] platform::AVCaptureDeviceFormat activeFormat() const override;
-    [[nodiscard]] int minimumFocusDistance() const override { return driver_->description().minimumFocusDistance; }
+    [[nodiscard]] int minimumFocusDistance() const override
+    {
+        return driver_->description().minimumFocusDistance;
+    }
     [[nodiscard]] std::expected<void, platform::Error> lockForConfiguration() override;
     void unlockForConfiguration() override;
-    [[nodiscard]] double minAvailableVideoZoomFactor() const override { return driver_->description().minZoomFactor; }
-    [[nodiscard]] double maxAvailableVideoZoomFactor() const override { return driver_->description().maxZoomFactor; }
+    [[nodiscard]] double minAvailableVideoZoomFactor() const override
+    {
+        return driver_->description().minZoomFactor;
+    }
+    [[nodiscard]] double maxAvailableVideoZoomFactor() const override
+    {
+        return driver_->description().maxZoomFactor;
+    }
     [[nodiscard]] double videoZoomFactor() const override { return zoomFactor_; }
     void setVideoZoomFactor(double factor) override;
 
@@ -51,12 +66,12 @@ public:
 
     /// Takes the device when nobody in this process has it; the holder's old claim when it has it already. Without a
     /// value when somebody else here has it, an error when the device cannot be had.
-    [[nodiscard]] std::expected<std::optional<Claim>, platform::Error>
-    claimIfFree(const std::shared_ptr<DeviceHolder>& holder);
+    [[nodiscard]] std::expected<std::optional<Claim>, platform::Error> claimIfFree(
+        const std::shared_ptr<DeviceHolder>& holder);
     /// Takes the device, from whoever in this process has it.
     [[nodiscard]] std::expected<Claim, platform::Error> claim(const std::shared_ptr<DeviceHolder>& holder);
-    [[nodiscard]] std::expected<void, platform::Error> start(Claim claim, platform::AVCaptureSessionPreset preset,
-                                                             std::shared_ptr<FrameSink> sink);
+    [[nodiscard]] std::expected<void, platform::Error> start(
+        Claim claim, platform::AVCaptureSessionPreset preset, std::shared_ptr<FrameSink> sink);
     void stop(Claim claim);
     /// Stops the device and gives it back.
     void release(Claim claim);

@@ -18,7 +18,7 @@ struct CameraDescription {
     platform::AVCaptureDevicePosition position = platform::AVCaptureDevicePosition::back;
     /// Of the active format; absent when the device cannot tell before it runs.
     std::optional<platform::CGSize> presentationDimensions;
-    float videoFieldOfView = 60;   ///< degrees
+    float videoFieldOfView = 60; ///< degrees
     int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
     double minZoomFactor = 1;
     double maxZoomFactor = 1;
@@ -36,12 +36,14 @@ public:
     virtual ~FrameSink() = default;
 
     /// A free buffer of the session's pool; absent when all are held: the driver then calls `drop(noBuffer)`.
-    [[nodiscard]] virtual std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(std::size_t width,
-                                                                                 std::size_t height) = 0;
+    [[nodiscard]] virtual std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(
+        std::size_t width, std::size_t height)
+        = 0;
 
     /// Hands on a filled buffer. To be the caller's last act: what follows may run on the same thread afterwards.
     virtual void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
-                         std::chrono::nanoseconds captureTime) = 0;
+        std::chrono::nanoseconds captureTime)
+        = 0;
 
     /// The device produced a frame that went nowhere.
     virtual void drop(platform::DropCause cause) = 0;
@@ -67,8 +69,9 @@ public:
     virtual void close() = 0;
 
     /// Begins to fill the sink. An open device only; may take as long as the device needs to start.
-    [[nodiscard]] virtual std::expected<void, platform::Error> start(platform::AVCaptureSessionPreset preset,
-                                                                     std::shared_ptr<FrameSink> sink) = 0;
+    [[nodiscard]] virtual std::expected<void, platform::Error> start(
+        platform::AVCaptureSessionPreset preset, std::shared_ptr<FrameSink> sink)
+        = 0;
     /// Asks the stream to end and does not wait for it. A later `start` works at once.
     virtual void stop() = 0;
 

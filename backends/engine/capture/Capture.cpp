@@ -44,21 +44,27 @@ std::string_view name(AVCaptureDevicePosition position)
 
 class Microphone final : public AVCaptureDevice {
 public:
-    explicit Microphone(std::string name) : name_(std::move(name)) {}
+    explicit Microphone(std::string name) : name_(std::move(name)) { }
 
     [[nodiscard]] std::string uniqueID() const override { return name_; }
     [[nodiscard]] std::string localizedName() const override { return name_; }
     [[nodiscard]] AVMediaType mediaType() const override { return AVMediaType::audio; }
-    [[nodiscard]] AVCaptureDeviceType deviceType() const override { return AVCaptureDeviceType::builtInMicrophone; }
-    [[nodiscard]] AVCaptureDevicePosition position() const override { return AVCaptureDevicePosition::unspecified; }
+    [[nodiscard]] AVCaptureDeviceType deviceType() const override
+    {
+        return AVCaptureDeviceType::builtInMicrophone;
+    }
+    [[nodiscard]] AVCaptureDevicePosition position() const override
+    {
+        return AVCaptureDevicePosition::unspecified;
+    }
     [[nodiscard]] AVCaptureDeviceFormat activeFormat() const override { return {}; }
     [[nodiscard]] int minimumFocusDistance() const override { return -1; }
     [[nodiscard]] std::expected<void, Error> lockForConfiguration() override { return {}; }
-    void unlockForConfiguration() override {}
+    void unlockForConfiguration() override { }
     [[nodiscard]] double minAvailableVideoZoomFactor() const override { return 1; }
     [[nodiscard]] double maxAvailableVideoZoomFactor() const override { return 1; }
     [[nodiscard]] double videoZoomFactor() const override { return 1; }
-    void setVideoZoomFactor(double /*factor*/) override {}
+    void setVideoZoomFactor(double /*factor*/) override { }
 
 private:
     const std::string name_;
@@ -67,11 +73,13 @@ private:
 } // namespace
 
 Capture::Capture(CaptureConfiguration configuration)
-    : context_(std::make_shared<CaptureContext>(std::move(configuration), decltype(CaptureContext::cameras){}, nullptr))
+    : context_(std::make_shared<CaptureContext>(
+          std::move(configuration), decltype(CaptureContext::cameras){}, nullptr))
 {
     const CaptureConfiguration& given = context_->configuration;
     for (const std::shared_ptr<CameraDriver>& driver : given.cameras)
-        context_->cameras.push_back(std::make_shared<CameraDevice>(driver, given.hook, given.makeOperationLock()));
+        context_->cameras.push_back(
+            std::make_shared<CameraDevice>(driver, given.hook, given.makeOperationLock()));
     if (given.microphone)
         context_->microphone = std::make_shared<Microphone>(*given.microphone);
 }
@@ -80,14 +88,16 @@ Capture::~Capture() = default;
 
 AVAuthorizationStatus Capture::authorizationStatus(AVMediaType mediaType) const
 {
-    context_->hook().permits(CaptureCall::authorizationStatus, mediaType == AVMediaType::video ? "video" : "audio");
+    context_->hook().permits(
+        CaptureCall::authorizationStatus, mediaType == AVMediaType::video ? "video" : "audio");
     return context_->configuration.authorization(mediaType);
 }
 
-std::shared_ptr<AVCaptureDevice> Capture::defaultDevice(AVCaptureDeviceType type, AVMediaType mediaType,
-                                                        AVCaptureDevicePosition position)
+std::shared_ptr<AVCaptureDevice> Capture::defaultDevice(
+    AVCaptureDeviceType type, AVMediaType mediaType, AVCaptureDevicePosition position)
 {
-    context_->hook().permits(CaptureCall::defaultDevice, std::string(name(type)) + " " + std::string(name(position)));
+    context_->hook().permits(
+        CaptureCall::defaultDevice, std::string(name(type)) + " " + std::string(name(position)));
     if (mediaType != AVMediaType::video)
         return nullptr;
     for (const std::shared_ptr<CameraDevice>& camera : context_->cameras) {
@@ -108,8 +118,8 @@ std::shared_ptr<AVCaptureSession> Capture::makeSession()
     return CaptureSession::create(context_);
 }
 
-std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error>
-Capture::makeDeviceInput(const std::shared_ptr<AVCaptureDevice>& device)
+std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error> Capture::makeDeviceInput(
+    const std::shared_ptr<AVCaptureDevice>& device)
 {
     const std::string_view kind = device->mediaType() == AVMediaType::audio ? "audio" : "video";
     if (!context_->hook().permits(CaptureCall::makeDeviceInput, kind))
@@ -134,10 +144,12 @@ std::shared_ptr<AVCaptureMovieFileOutput> Capture::makeMovieFileOutput()
 
 std::shared_ptr<AVCaptureMetadataOutput> Capture::makeMetadataOutput()
 {
-    return std::make_shared<MetadataOutput>(context_->configuration.detectableTypes, context_->configuration.hook);
+    return std::make_shared<MetadataOutput>(
+        context_->configuration.detectableTypes, context_->configuration.hook);
 }
 
-std::shared_ptr<AVCaptureVideoPreviewLayer> Capture::makePreviewLayer(const std::shared_ptr<AVCaptureSession>& session)
+std::shared_ptr<AVCaptureVideoPreviewLayer> Capture::makePreviewLayer(
+    const std::shared_ptr<AVCaptureSession>& session)
 {
     context_->hook().permits(CaptureCall::makePreviewLayer, {});
     return std::make_shared<PreviewLayer>(std::dynamic_pointer_cast<CaptureSession>(session));

@@ -4,12 +4,12 @@
 #include <engine/capture/CaptureHook.h>
 #include <engine/capture/OperationLock.h>
 
-#include <tamsel/platform/AVCaptureSession.h>
-#include <tamsel/platform/Dispatch.h>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/Dispatch.h>
 #include <vector>
 
 namespace tamsel::engine {
@@ -33,9 +33,8 @@ struct CaptureConfiguration {
     /// Buffers of each session's pool.
     std::size_t bufferCount = 10;
     std::shared_ptr<CaptureHook> hook = std::make_shared<CaptureHook>();
-    std::function<std::unique_ptr<OperationLock>()> makeOperationLock = [] {
-        return std::make_unique<ThreadOperationLock>();
-    };
+    std::function<std::unique_ptr<OperationLock>()> makeOperationLock
+        = [] { return std::make_unique<ThreadOperationLock>(); };
 };
 
 /// The capture services of a phone on top of camera drivers: which devices there are, and sessions that join them to
@@ -45,10 +44,10 @@ public:
     explicit Capture(CaptureConfiguration configuration);
     ~Capture() override;
 
-    [[nodiscard]] platform::AVAuthorizationStatus authorizationStatus(platform::AVMediaType mediaType) const override;
-    [[nodiscard]] std::shared_ptr<platform::AVCaptureDevice>
-    defaultDevice(platform::AVCaptureDeviceType type, platform::AVMediaType mediaType,
-                  platform::AVCaptureDevicePosition position) override;
+    [[nodiscard]] platform::AVAuthorizationStatus authorizationStatus(
+        platform::AVMediaType mediaType) const override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureDevice> defaultDevice(platform::AVCaptureDeviceType type,
+        platform::AVMediaType mediaType, platform::AVCaptureDevicePosition position) override;
     [[nodiscard]] std::shared_ptr<platform::AVCaptureDevice> defaultAudioDevice() override;
     [[nodiscard]] std::shared_ptr<platform::AVCaptureSession> makeSession() override;
     [[nodiscard]] std::expected<std::shared_ptr<platform::AVCaptureDeviceInput>, platform::Error>
@@ -57,8 +56,8 @@ public:
     [[nodiscard]] std::shared_ptr<platform::AVCapturePhotoOutput> makePhotoOutput() override;
     [[nodiscard]] std::shared_ptr<platform::AVCaptureMovieFileOutput> makeMovieFileOutput() override;
     [[nodiscard]] std::shared_ptr<platform::AVCaptureMetadataOutput> makeMetadataOutput() override;
-    [[nodiscard]] std::shared_ptr<platform::AVCaptureVideoPreviewLayer>
-    makePreviewLayer(const std::shared_ptr<platform::AVCaptureSession>& session) override;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureVideoPreviewLayer> makePreviewLayer(
+        const std::shared_ptr<platform::AVCaptureSession>& session) override;
 
     /// The cameras that are there now, in the order of the configuration.
     [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;

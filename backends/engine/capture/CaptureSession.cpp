@@ -49,10 +49,10 @@ std::shared_ptr<CaptureSession> CaptureSession::create(std::shared_ptr<CaptureCo
 }
 
 CaptureSession::CaptureSession(std::shared_ptr<CaptureContext> context)
-    : context_(std::move(context))
-    , globalQueue_(context_->configuration.dispatch.globalQueue())
-    , pool_(std::make_shared<BufferPool>(context_->configuration.bufferCount))
-    , operation_(context_->configuration.makeOperationLock())
+    : context_(std::move(context)),
+      globalQueue_(context_->configuration.dispatch.globalQueue()),
+      pool_(std::make_shared<BufferPool>(context_->configuration.bufferCount)),
+      operation_(context_->configuration.makeOperationLock())
 {
 }
 
@@ -90,7 +90,8 @@ void CaptureSession::commitConfiguration()
 
 void CaptureSession::setSessionPreset(AVCaptureSessionPreset preset)
 {
-    context_->hook().permits(CaptureCall::setSessionPreset, preset == AVCaptureSessionPreset::photo ? "photo" : "high");
+    context_->hook().permits(
+        CaptureCall::setSessionPreset, preset == AVCaptureSessionPreset::photo ? "photo" : "high");
     const std::lock_guard lock(guard_);
     preset_ = preset;
 }
@@ -179,8 +180,8 @@ bool CaptureSession::canAddOutput(const std::shared_ptr<AVCaptureOutput>& output
     if (!place || place->isInSession())
         return false;
     const std::lock_guard lock(guard_);
-    return std::ranges::none_of(
-        outputs_, [&](const std::shared_ptr<AVCaptureOutput>& present) { return describe(present) == place->kind(); });
+    return std::ranges::none_of(outputs_,
+        [&](const std::shared_ptr<AVCaptureOutput>& present) { return describe(present) == place->kind(); });
 }
 
 void CaptureSession::addOutput(std::shared_ptr<AVCaptureOutput> output)
@@ -302,7 +303,7 @@ void CaptureSession::start()
         .lost =
             [weakSelf = weak_from_this()] {
                 if (const std::shared_ptr<CaptureSession> self = weakSelf.lock())
-                    self->deviceWasTaken();
+                    self->deviceWasLost();
             },
     });
     AVCaptureSessionPreset preset{};
@@ -344,6 +345,13 @@ void CaptureSession::end(const std::shared_ptr<FrameStream>& stream)
     stream->close();
     const std::lock_guard lock(guard_);
     if (stream_ == stream)
+        isRunning_ = false;
+}
+
+void CaptureSession::deviceWasLost()
+{
+    const std::lock_guard lock(guard_);
+    if (stream_ && !stream_->isOpen())
         isRunning_ = false;
 }
 

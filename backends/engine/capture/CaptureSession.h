@@ -54,6 +54,7 @@ private:
     void makeConnections();
     void start();
     void end(const std::shared_ptr<FrameStream>& stream);
+    void deviceWasLost();
     void applicationReturned();
 
     const std::shared_ptr<CaptureContext> context_;

@@ -13,7 +13,7 @@ namespace tamsel::engine {
 /// A connection is three settings that the frame's way reads.
 class Connection final : public platform::AVCaptureConnection {
 public:
-    explicit Connection(std::shared_ptr<CaptureHook> hook) : hook_(std::move(hook)) {}
+    explicit Connection(std::shared_ptr<CaptureHook> hook) : hook_(std::move(hook)) { }
 
     [[nodiscard]] bool isEnabled() const override { return isEnabled_; }
     void setEnabled(bool enabled) override
@@ -27,14 +27,18 @@ public:
         hook_->permits(CaptureCall::setAutomaticallyAdjustsVideoMirroring, adjusts ? "true" : "false");
         adjustsMirroring_ = adjusts;
     }
-    [[nodiscard]] platform::AVCaptureVideoOrientation videoOrientation() const override { return orientation_; }
+    [[nodiscard]] platform::AVCaptureVideoOrientation videoOrientation() const override
+    {
+        return orientation_;
+    }
     void setVideoOrientation(platform::AVCaptureVideoOrientation orientation) override;
 
 private:
     const std::shared_ptr<CaptureHook> hook_;
     std::atomic<bool> isEnabled_ = true;
     std::atomic<bool> adjustsMirroring_ = true;
-    std::atomic<platform::AVCaptureVideoOrientation> orientation_ = platform::AVCaptureVideoOrientation::portrait;
+    std::atomic<platform::AVCaptureVideoOrientation> orientation_
+        = platform::AVCaptureVideoOrientation::portrait;
 };
 
 } // namespace tamsel::engine

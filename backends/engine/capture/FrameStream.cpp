@@ -52,7 +52,8 @@ std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::turnedMatrix(const CVP
     return matrix_;
 }
 
-void FrameStream::deliver(std::shared_ptr<CVPixelBuffer> buffer, CMTime mediaTime, std::chrono::nanoseconds captureTime)
+void FrameStream::deliver(
+    std::shared_ptr<CVPixelBuffer> buffer, CMTime mediaTime, std::chrono::nanoseconds captureTime)
 {
     if (!isOpen())
         return;
@@ -71,8 +72,8 @@ void FrameStream::deliver(std::shared_ptr<CVPixelBuffer> buffer, CMTime mediaTim
     std::shared_ptr<const CameraIntrinsicMatrix> matrix = turnedMatrix(*buffer, turns);
     if (turns != 0) {
         const bool isOdd = turns % 2 != 0;
-        std::shared_ptr<CVPixelBuffer> turned = parts_.pool->acquire(isOdd ? buffer->height() : buffer->width(),
-                                                                     isOdd ? buffer->width() : buffer->height());
+        std::shared_ptr<CVPixelBuffer> turned = parts_.pool->acquire(
+            isOdd ? buffer->height() : buffer->width(), isOdd ? buffer->width() : buffer->height());
         if (!turned) {
             parts_.output->tellDrop(std::move(ticket), DropCause::noBuffer);
             return;
@@ -81,8 +82,8 @@ void FrameStream::deliver(std::shared_ptr<CVPixelBuffer> buffer, CMTime mediaTim
         buffer = std::move(turned);
     }
     buffer->setTiming(timing);
-    parts_.output->deliver(parts_.pool->makeSample(std::move(buffer), std::move(matrix), std::move(ticket)),
-                           shared_from_this());
+    parts_.output->deliver(
+        parts_.pool->makeSample(std::move(buffer), std::move(matrix), std::move(ticket)), shared_from_this());
 }
 
 void FrameStream::drop(DropCause cause)
@@ -93,7 +94,8 @@ void FrameStream::drop(DropCause cause)
 
 void FrameStream::lose(const Error& /*reason*/)
 {
-    if (!isOpen_.exchange(false))
+    State expected = State::open;
+    if (!state_.compare_exchange_strong(expected, State::lost))
         return;
     tellDrop(DropCause::deviceLost);
     parts_.lost();

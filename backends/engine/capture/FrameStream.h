@@ -16,8 +16,8 @@ class FrameCounter {
 public:
     /// The timing of the next frame: one later in everything than the frame before. `isFirst` says that a source has
     /// begun anew, so that its own time may have fallen back and is moved on from there.
-    [[nodiscard]] platform::FrameTiming next(platform::CMTime mediaTime, std::chrono::nanoseconds captureTime,
-                                             bool isFirst);
+    [[nodiscard]] platform::FrameTiming next(
+        platform::CMTime mediaTime, std::chrono::nanoseconds captureTime, bool isFirst);
     /// The number of a frame that was produced and went nowhere.
     void skip();
 
@@ -32,7 +32,8 @@ private:
     std::int64_t mediaOffset_ = 0;
 };
 
-/// The way of one start's frames, from the driver to the video data output. Once closed it lets nothing pass.
+/// The way of one start's frames, from the driver to the video data output. When the device is lost it takes no further
+/// frames, and those on their way arrive; once closed it lets nothing pass any more.
 class FrameStream final : public FrameSink, public std::enable_shared_from_this<FrameStream> {
 public:
     struct Parts {
@@ -46,24 +47,28 @@ public:
         std::function<void()> lost;
     };
 
-    explicit FrameStream(Parts parts) : parts_(std::move(parts)) {}
+    explicit FrameStream(Parts parts) : parts_(std::move(parts)) { }
 
-    [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(std::size_t width, std::size_t height) override;
+    [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(
+        std::size_t width, std::size_t height) override;
     void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
-                 std::chrono::nanoseconds captureTime) override;
+        std::chrono::nanoseconds captureTime) override;
     void drop(platform::DropCause cause) override;
     void lose(const platform::Error& reason) override;
 
-    void close() { isOpen_ = false; }
-    [[nodiscard]] bool isOpen() const { return isOpen_; }
+    void close() { state_ = State::closed; }
+    [[nodiscard]] bool isOpen() const { return state_ == State::open; }
+    [[nodiscard]] bool isClosed() const { return state_ == State::closed; }
 
 private:
-    [[nodiscard]] std::shared_ptr<const platform::CameraIntrinsicMatrix>
-    turnedMatrix(const platform::CVPixelBuffer& stored, int turns);
+    enum class State : std::uint8_t { open, lost, closed };
+
+    [[nodiscard]] std::shared_ptr<const platform::CameraIntrinsicMatrix> turnedMatrix(
+        const platform::CVPixelBuffer& stored, int turns);
     void tellDrop(platform::DropCause cause);
 
     const Parts parts_;
-    std::atomic<bool> isOpen_ = true;
+    std::atomic<State> state_ = State::open;
 
     // Of the driver's thread.
     bool isFirst_ = true;

@@ -48,10 +48,10 @@ private:
 };
 
 /// The part of an output role that is the same for all.
-template <typename Role>
-class Output : public Role, public OutputPlace {
+template <typename Role> class Output : public Role, public OutputPlace {
 public:
-    [[nodiscard]] std::shared_ptr<platform::AVCaptureConnection> connection(platform::AVMediaType mediaType) const override
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureConnection> connection(
+        platform::AVMediaType mediaType) const override
     {
         return mediaType == platform::AVMediaType::video ? videoConnection() : nullptr;
     }
@@ -61,21 +61,22 @@ public:
 class PhotoOutput final : public Output<platform::AVCapturePhotoOutput> {
 public:
     [[nodiscard]] const char* kind() const override { return "AVCapturePhotoOutput"; }
-    void setHighResolutionCaptureEnabled(bool /*enabled*/) override {}
+    void setHighResolutionCaptureEnabled(bool /*enabled*/) override { }
 };
 
 /// Movies are not written yet: the output stands in the session and has a connection.
 class MovieFileOutput final : public Output<platform::AVCaptureMovieFileOutput> {
 public:
     [[nodiscard]] const char* kind() const override { return "AVCaptureMovieFileOutput"; }
-    void setMovieFragmentInterval(platform::CMTime /*interval*/) override {}
+    void setMovieFragmentInterval(platform::CMTime /*interval*/) override { }
 };
 
 /// Offers what the back end can detect, once it is in a session.
 class MetadataOutput final : public Output<platform::AVCaptureMetadataOutput> {
 public:
     MetadataOutput(std::vector<platform::AVMetadataObjectType> detectable, std::shared_ptr<CaptureHook> hook)
-        : detectable_(std::move(detectable)), hook_(std::move(hook))
+        : detectable_(std::move(detectable)),
+          hook_(std::move(hook))
     {
     }
 
@@ -93,7 +94,7 @@ public:
         hook_->permits(CaptureCall::setMetadataObjectTypes, names);
     }
     void setMetadataObjectsDelegate(std::weak_ptr<platform::AVCaptureMetadataOutputObjectsDelegate> delegate,
-                                    std::shared_ptr<platform::DispatchQueue> /*queue*/) override
+        std::shared_ptr<platform::DispatchQueue> /*queue*/) override
     {
         hook_->permits(CaptureCall::setMetadataObjectsDelegate, delegate.expired() ? "none" : "delegate");
     }

@@ -13,7 +13,7 @@ namespace tamsel::engine {
 /// A preview layer knows its session, weakly, and that session's connection for previews.
 class PreviewLayer final : public platform::AVCaptureVideoPreviewLayer {
 public:
-    explicit PreviewLayer(std::weak_ptr<CaptureSession> session) : session_(std::move(session)) {}
+    explicit PreviewLayer(std::weak_ptr<CaptureSession> session) : session_(std::move(session)) { }
 
     [[nodiscard]] platform::AVLayerVideoGravity videoGravity() const override { return gravity_; }
     void setVideoGravity(platform::AVLayerVideoGravity gravity) override { gravity_ = gravity; }

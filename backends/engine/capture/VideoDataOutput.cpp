@@ -8,8 +8,9 @@ namespace tamsel::engine {
 
 using namespace platform;
 
-void VideoDataOutput::setSampleBufferDelegate(std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
-                                              std::shared_ptr<DispatchQueue> queue)
+void VideoDataOutput::setSampleBufferDelegate(
+    std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
+    std::shared_ptr<DispatchQueue> queue)
 {
     hook_->permits(CaptureCall::setSampleBufferDelegate, delegate.expired() ? "none" : "delegate");
     Receiver receiver{std::move(delegate), std::move(queue)};
@@ -29,7 +30,8 @@ bool VideoDataOutput::hasDelegate() const
     return !receiver_.delegate.expired();
 }
 
-void VideoDataOutput::deliver(std::shared_ptr<CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream)
+void VideoDataOutput::deliver(
+    std::shared_ptr<CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream)
 {
     const std::shared_ptr<DispatchQueue> queue = receiver().queue;
     if (!queue) {
@@ -37,9 +39,10 @@ void VideoDataOutput::deliver(std::shared_ptr<CMSampleBuffer> sampleBuffer, std:
         return;
     }
     isWaiting_ = true;
-    queue->async([self = shared_from_this(), sampleBuffer = std::move(sampleBuffer), stream = std::move(stream)]() mutable {
+    queue->async([self = shared_from_this(), sampleBuffer = std::move(sampleBuffer),
+                     stream = std::move(stream)]() mutable {
         self->isWaiting_ = false;
-        const auto delegate = stream->isOpen() ? self->receiver().delegate.lock() : nullptr;
+        const auto delegate = stream->isClosed() ? nullptr : self->receiver().delegate.lock();
         if (delegate)
             delegate->captureOutputDidOutputSampleBuffer(std::move(sampleBuffer));
         else

@@ -14,13 +14,14 @@ class FrameStream;
 class VideoDataOutput final : public Output<platform::AVCaptureVideoDataOutput>,
                               public std::enable_shared_from_this<VideoDataOutput> {
 public:
-    explicit VideoDataOutput(std::shared_ptr<CaptureHook> hook) : hook_(std::move(hook)) {}
+    explicit VideoDataOutput(std::shared_ptr<CaptureHook> hook) : hook_(std::move(hook)) { }
 
     [[nodiscard]] const char* kind() const override { return "AVCaptureVideoDataOutput"; }
     void setAlwaysDiscardsLateVideoFrames(bool discards) override { discardsLateFrames_ = discards; }
-    void setVideoSettings(std::uint32_t /*pixelFormat*/) override {} // all frames are BGRA
-    void setSampleBufferDelegate(std::weak_ptr<platform::AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
-                                 std::shared_ptr<platform::DispatchQueue> queue) override;
+    void setVideoSettings(std::uint32_t /*pixelFormat*/) override { } // all frames are BGRA
+    void setSampleBufferDelegate(
+        std::weak_ptr<platform::AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
+        std::shared_ptr<platform::DispatchQueue> queue) override;
 
     [[nodiscard]] bool hasDelegate() const;
     /// False while a frame waits for the delegate and late frames are discarded.

@@ -39,8 +39,7 @@ std::uint32_t* row(CVPixelBuffer& buffer, std::size_t y)
     return reinterpret_cast<std::uint32_t*>(buffer.baseAddress() + y * buffer.bytesPerRow());
 }
 
-template <bool Clockwise>
-void turnQuarter(const CVPixelBuffer& source, CVPixelBuffer& target)
+template <bool Clockwise> void turnQuarter(const CVPixelBuffer& source, CVPixelBuffer& target)
 {
     const std::size_t width = target.width();
     const std::size_t height = target.height();
@@ -95,8 +94,8 @@ void turnPixels(const CVPixelBuffer& source, CVPixelBuffer& target, int quarterT
     }
 }
 
-CameraIntrinsicMatrix turnMatrix(const CameraIntrinsicMatrix& matrix, std::size_t width, std::size_t height,
-                                 int quarterTurns)
+CameraIntrinsicMatrix turnMatrix(
+    const CameraIntrinsicMatrix& matrix, std::size_t width, std::size_t height, int quarterTurns)
 {
     const float fx = matrix.rows[0];
     const float cx = matrix.rows[2];

@@ -10,8 +10,11 @@ namespace tamsel::host {
 
 using platform::Error;
 
-MovieCamera::MovieCamera(const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services)
-    : input_(input.input), services_(services), description_(describeInput(input, position))
+MovieCamera::MovieCamera(
+    const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services)
+    : input_(input.input),
+      services_(services),
+      description_(describeInput(input, position))
 {
 }
 
@@ -54,8 +57,8 @@ void MovieCamera::close()
     reader_ = nullptr;
 }
 
-std::expected<void, Error> MovieCamera::start(platform::AVCaptureSessionPreset /*preset*/,
-                                              std::shared_ptr<engine::FrameSink> sink)
+std::expected<void, Error> MovieCamera::start(
+    platform::AVCaptureSessionPreset /*preset*/, std::shared_ptr<engine::FrameSink> sink)
 {
     if (!reader_) {
         if (auto opened = open(); !opened)

@@ -25,10 +25,10 @@ public:
     [[nodiscard]] InputAccess access() const;
     [[nodiscard]] std::expected<void, platform::Error> open() override;
     void close() override;
-    [[nodiscard]] std::expected<void, platform::Error> start(platform::AVCaptureSessionPreset preset,
-                                                             std::shared_ptr<engine::FrameSink> sink) override;
+    [[nodiscard]] std::expected<void, platform::Error> start(
+        platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
     void stop() override;
-    void setZoomFactor(double /*factor*/) override {}
+    void setZoomFactor(double /*factor*/) override { }
 
 private:
     const std::string input_;

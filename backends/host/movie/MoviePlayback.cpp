@@ -45,23 +45,24 @@ nanoseconds FramePace::dueTime(CMTime mediaTime, nanoseconds now)
     return *anchor_ + time;
 }
 
-std::shared_ptr<FilePlayback> FilePlayback::start(std::unique_ptr<MovieReader> reader,
-                                                  std::shared_ptr<engine::FrameSink> sink, DriverServices services)
+std::shared_ptr<FilePlayback> FilePlayback::start(
+    std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink, DriverServices services)
 {
     auto playback = std::make_shared<FilePlayback>(std::move(reader), std::move(sink), services);
     playback->timer_ = services.events.makeTimer([weak = std::weak_ptr(playback)] {
         if (const std::shared_ptr<FilePlayback> self = weak.lock())
             self->handOn();
     });
-    playback->decodeQueue_->async(platform::whileAlive(std::weak_ptr(playback), [](FilePlayback& self) { self.prepareNext(); }));
+    playback->decodeQueue_->async(
+        platform::whileAlive(std::weak_ptr(playback), [](FilePlayback& self) { self.prepareNext(); }));
     return playback;
 }
 
-FilePlayback::FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
-                           DriverServices services)
-    : sink_(std::move(sink))
-    , decodeQueue_(services.dispatch.makeSerialQueue("org.tamsel.host.decode"))
-    , reader_(std::move(reader))
+FilePlayback::FilePlayback(
+    std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink, DriverServices services)
+    : sink_(std::move(sink)),
+      decodeQueue_(services.dispatch.makeSerialQueue("org.tamsel.host.decode")),
+      reader_(std::move(reader))
 {
 }
 
@@ -98,7 +99,8 @@ void FilePlayback::handOn()
     // Every buffer was held when the frame was decoded; one may be free by now.
     std::shared_ptr<CVPixelBuffer> buffer = prepared_ ? std::move(prepared_) : takeFrame(*reader_, *sink_);
     const CMTime time = reader_->time();
-    decodeQueue_->async(platform::whileAlive(weak_from_this(), [](FilePlayback& self) { self.prepareNext(); }));
+    decodeQueue_->async(
+        platform::whileAlive(weak_from_this(), [](FilePlayback& self) { self.prepareNext(); }));
     // Last, so that this thread goes on with the frame and another one decodes.
     if (buffer)
         sink_->deliver(std::move(buffer), time, monotonicNow());
@@ -107,17 +109,20 @@ void FilePlayback::handOn()
 }
 
 std::shared_ptr<StreamPlayback> StreamPlayback::start(std::unique_ptr<MovieReader> reader,
-                                                      std::shared_ptr<std::atomic<bool>> isCancelled,
-                                                      std::shared_ptr<engine::FrameSink> sink, DriverServices services)
+    std::shared_ptr<std::atomic<bool>> isCancelled, std::shared_ptr<engine::FrameSink> sink,
+    DriverServices services)
 {
-    auto playback = std::make_shared<StreamPlayback>(std::move(reader), std::move(isCancelled), std::move(sink));
+    auto playback
+        = std::make_shared<StreamPlayback>(std::move(reader), std::move(isCancelled), std::move(sink));
     services.readers.start([playback] { playback->read(); });
     return playback;
 }
 
-StreamPlayback::StreamPlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
-                               std::shared_ptr<engine::FrameSink> sink)
-    : reader_(std::move(reader)), isCancelled_(std::move(isCancelled)), sink_(std::move(sink))
+StreamPlayback::StreamPlayback(std::unique_ptr<MovieReader> reader,
+    std::shared_ptr<std::atomic<bool>> isCancelled, std::shared_ptr<engine::FrameSink> sink)
+    : reader_(std::move(reader)),
+      isCancelled_(std::move(isCancelled)),
+      sink_(std::move(sink))
 {
 }
 
@@ -131,7 +136,8 @@ void StreamPlayback::stop()
 bool StreamPlayback::waitUntil(nanoseconds time)
 {
     std::unique_lock lock(guard_);
-    return !stopped_.wait_until(lock, std::chrono::steady_clock::time_point(time), [this] { return isCancelled_->load(); });
+    return !stopped_.wait_until(
+        lock, std::chrono::steady_clock::time_point(time), [this] { return isCancelled_->load(); });
 }
 
 void StreamPlayback::read()

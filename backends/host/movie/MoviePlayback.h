@@ -37,10 +37,10 @@ public:
 class FilePlayback final : public MoviePlayback, public std::enable_shared_from_this<FilePlayback> {
 public:
     [[nodiscard]] static std::shared_ptr<FilePlayback> start(std::unique_ptr<MovieReader> reader,
-                                                             std::shared_ptr<engine::FrameSink> sink,
-                                                             DriverServices services);
+        std::shared_ptr<engine::FrameSink> sink, DriverServices services);
 
-    FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink, DriverServices services);
+    FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
+        DriverServices services);
     void stop() override;
 
 private:
@@ -62,12 +62,12 @@ private:
 /// Reads a stream or a device on a thread of its own.
 class StreamPlayback final : public MoviePlayback, public std::enable_shared_from_this<StreamPlayback> {
 public:
-    [[nodiscard]] static std::shared_ptr<StreamPlayback>
-    start(std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
-          std::shared_ptr<engine::FrameSink> sink, DriverServices services);
+    [[nodiscard]] static std::shared_ptr<StreamPlayback> start(std::unique_ptr<MovieReader> reader,
+        std::shared_ptr<std::atomic<bool>> isCancelled, std::shared_ptr<engine::FrameSink> sink,
+        DriverServices services);
 
     StreamPlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
-                   std::shared_ptr<engine::FrameSink> sink);
+        std::shared_ptr<engine::FrameSink> sink);
     void stop() override;
 
 private:

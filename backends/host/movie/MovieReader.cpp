@@ -122,7 +122,8 @@ std::expected<void, Error> MovieReader::Parts::openFormat()
 {
     const Source source = sourceOf(input);
     AVFormatContext* opened = avformat_alloc_context();
-    opened->interrupt_callback = {.callback = interrupt, .opaque = const_cast<std::atomic<bool>*>(isCancelled.get())};
+    opened->interrupt_callback
+        = {.callback = interrupt, .opaque = const_cast<std::atomic<bool>*>(isCancelled.get())};
     if (source.isDevice)
         opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be left
     AVDictionary* options = nullptr;
@@ -169,8 +170,8 @@ std::expected<void, Error> MovieReader::Parts::openCodec()
     return {};
 }
 
-std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(const std::string& input,
-                                                                      std::shared_ptr<const std::atomic<bool>> isCancelled)
+std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
+    const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled)
 {
     prepareLibraries();
     auto parts = std::make_unique<Parts>();
@@ -193,7 +194,7 @@ MovieReader::Kind MovieReader::kindOf(const std::string& input)
     return source.isDevice || input.find("://") != std::string::npos ? Kind::stream : Kind::file;
 }
 
-MovieReader::MovieReader(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
+MovieReader::MovieReader(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) { }
 
 MovieReader::~MovieReader() = default;
 

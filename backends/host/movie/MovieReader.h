@@ -19,19 +19,19 @@ class MovieReader {
 public:
     /// What an input is taken for.
     enum class Kind : std::uint8_t {
-        file,   ///< a regular file: it has a start that one can go back to
+        file, ///< a regular file: it has a start that one can go back to
         stream, ///< a URL, a pipe, a device of libavdevice: frames come once
     };
 
     enum class Step : std::uint8_t {
         frame, ///< there is a frame now
         again, ///< there is none yet: ask again after a moment
-        end,   ///< the input has ended, or cannot be read any further
+        end, ///< the input has ended, or cannot be read any further
     };
 
     /// The error is one line that names the input. Once `*isCancelled` is true, waiting for a network ends.
-    [[nodiscard]] static std::expected<std::unique_ptr<MovieReader>, platform::Error>
-    open(const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled);
+    [[nodiscard]] static std::expected<std::unique_ptr<MovieReader>, platform::Error> open(
+        const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled);
 
     /// What `input` names; a file need not exist.
     [[nodiscard]] static Kind kindOf(const std::string& input);

@@ -20,32 +20,19 @@ constexpr double highestRate = 1000;
 
 using Pixel = std::array<std::uint8_t, 4>; // blue, green, red, alpha
 
-constexpr std::array<Pixel, 8> bars{{{191, 191, 191, 255},
-                                     {0, 191, 191, 255},
-                                     {191, 191, 0, 255},
-                                     {0, 191, 0, 255},
-                                     {191, 0, 191, 255},
-                                     {0, 0, 191, 255},
-                                     {191, 0, 0, 255},
-                                     {32, 32, 32, 255}}};
+constexpr std::array<Pixel, 8> bars{{{191, 191, 191, 255}, {0, 191, 191, 255}, {191, 191, 0, 255},
+    {0, 191, 0, 255}, {191, 0, 191, 255}, {0, 0, 191, 255}, {191, 0, 0, 255}, {32, 32, 32, 255}}};
 constexpr Pixel white{255, 255, 255, 255};
 constexpr Pixel black{0, 0, 0, 255};
 
 /// Digits of 3 by 5 dots, row by row from the top, the highest bit on the left.
-constexpr std::array<std::array<std::uint8_t, 5>, 10> digits{{{7, 5, 5, 5, 7},
-                                                              {2, 6, 2, 2, 7},
-                                                              {7, 1, 7, 4, 7},
-                                                              {7, 1, 3, 1, 7},
-                                                              {5, 5, 7, 1, 1},
-                                                              {7, 4, 7, 1, 7},
-                                                              {7, 4, 7, 5, 7},
-                                                              {7, 1, 1, 2, 2},
-                                                              {7, 5, 7, 5, 7},
-                                                              {7, 5, 7, 1, 7}}};
+constexpr std::array<std::array<std::uint8_t, 5>, 10> digits{
+    {{7, 5, 5, 5, 7}, {2, 6, 2, 2, 7}, {7, 1, 7, 4, 7}, {7, 1, 3, 1, 7}, {5, 5, 7, 1, 1}, {7, 4, 7, 1, 7},
+        {7, 4, 7, 5, 7}, {7, 1, 1, 2, 2}, {7, 5, 7, 5, 7}, {7, 5, 7, 1, 7}}};
 
 /// A rectangle of one colour, cut off at the edges of the picture.
-void fill(platform::CVPixelBuffer& buffer, std::size_t left, std::size_t top, std::size_t width, std::size_t height,
-          Pixel colour)
+void fill(platform::CVPixelBuffer& buffer, std::size_t left, std::size_t top, std::size_t width,
+    std::size_t height, Pixel colour)
 {
     const std::size_t right = std::min(left + width, buffer.width());
     const std::size_t bottom = std::min(top + height, buffer.height());
@@ -61,7 +48,8 @@ void fill(platform::CVPixelBuffer& buffer, std::size_t left, std::size_t top, st
 void drawNumber(platform::CVPixelBuffer& buffer, std::uint64_t number)
 {
     const std::string text = std::to_string(number);
-    const std::size_t dot = std::max<std::size_t>(1, std::min(buffer.height() / 24, buffer.width() / (4 * text.size() + 4)));
+    const std::size_t dot
+        = std::max<std::size_t>(1, std::min(buffer.height() / 24, buffer.width() / (4 * text.size() + 4)));
     const std::size_t textWidth = dot * (4 * text.size() + 1);
     std::size_t left = buffer.width() > textWidth ? (buffer.width() - textWidth) / 2 : 0;
     const std::size_t top = buffer.height() > 7 * dot ? (buffer.height() - 7 * dot) / 2 : 0;
@@ -82,11 +70,10 @@ void drawNumber(platform::CVPixelBuffer& buffer, std::uint64_t number)
 std::unexpected<platform::Error> wrong(std::string_view name)
 {
     return std::unexpected(platform::Error{.localizedDescription = "test:" + std::string(name)
-                                               + ": no such pattern; take 720p, 1080p, 480p or WIDTHxHEIGHT, with @RATE"});
+            + ": no such pattern; take 720p, 1080p, 480p or WIDTHxHEIGHT, with @RATE"});
 }
 
-template <typename Number>
-bool readNumber(std::string_view text, Number& number)
+template <typename Number> bool readNumber(std::string_view text, Number& number)
 {
     const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
     return result.ec == std::errc{} && result.ptr == text.data() + text.size();
@@ -121,8 +108,9 @@ std::expected<PatternFormat, platform::Error> PatternFormat::parse(std::string_v
         || !readNumber(size.substr(cross + 1), format.height))
         return wrong(name);
     const auto isPossible = [](std::size_t side) { return side > 0 && side <= largestSide; };
-    return isPossible(format.width) && isPossible(format.height) ? std::expected<PatternFormat, platform::Error>(format)
-                                                                 : wrong(name);
+    return isPossible(format.width) && isPossible(format.height)
+        ? std::expected<PatternFormat, platform::Error>(format)
+        : wrong(name);
 }
 
 void drawPattern(platform::CVPixelBuffer& buffer, std::uint64_t number)
@@ -138,7 +126,8 @@ void drawPattern(platform::CVPixelBuffer& buffer, std::uint64_t number)
 
     const std::size_t side = std::max<std::size_t>(2, height / 8);
     const std::size_t step = std::max<std::size_t>(1, width / 64);
-    fill(buffer, number * step % width, height - height / 6, std::max<std::size_t>(1, width / 32), height / 6, white);
+    fill(buffer, number * step % width, height - height / 6, std::max<std::size_t>(1, width / 32), height / 6,
+        white);
     fill(buffer, 0, 0, side + side / 4, side + side / 4, black);
     fill(buffer, 0, 0, side, side, white);
     drawNumber(buffer, number);
@@ -148,7 +137,9 @@ void drawPattern(platform::CVPixelBuffer& buffer, std::uint64_t number)
 class PatternCamera::Playback final : public std::enable_shared_from_this<Playback> {
 public:
     Playback(PatternFormat format, std::shared_ptr<engine::FrameSink> sink)
-        : format_(format), interval_(static_cast<std::int64_t>(1e9 / format.framesPerSecond)), sink_(std::move(sink))
+        : format_(format),
+          interval_(static_cast<std::int64_t>(1e9 / format.framesPerSecond)),
+          sink_(std::move(sink))
     {
     }
 
@@ -179,13 +170,15 @@ private:
         const std::int64_t intervals = std::max<std::int64_t>(1, (now - due_) / interval_ + 1);
         next_ += static_cast<std::uint64_t>(intervals);
         due_ += intervals * interval_;
-        const std::shared_ptr<platform::CVPixelBuffer> buffer = sink_->acquireBuffer(format_.width, format_.height);
+        const std::shared_ptr<platform::CVPixelBuffer> buffer
+            = sink_->acquireBuffer(format_.width, format_.height);
         if (buffer)
             drawPattern(*buffer, number);
         timer_->armAt(due_);
         if (buffer)
-            sink_->deliver(buffer, {.value = static_cast<std::int64_t>(number) * interval_.count(), .timescale = 1'000'000'000},
-                           now);
+            sink_->deliver(buffer,
+                {.value = static_cast<std::int64_t>(number) * interval_.count(), .timescale = 1'000'000'000},
+                now);
         else
             sink_->drop(platform::DropCause::noBuffer);
     }
@@ -199,12 +192,14 @@ private:
     std::uint64_t next_ = 0;
 };
 
-PatternCamera::PatternCamera(const HostInput& input, PatternFormat format, platform::AVCaptureDevicePosition position,
-                             DriverServices services)
-    : format_(format), services_(services), description_(describeInput(input, position))
+PatternCamera::PatternCamera(const HostInput& input, PatternFormat format,
+    platform::AVCaptureDevicePosition position, DriverServices services)
+    : format_(format),
+      services_(services),
+      description_(describeInput(input, position))
 {
-    description_.presentationDimensions =
-        platform::CGSize{static_cast<double>(format.width), static_cast<double>(format.height)};
+    description_.presentationDimensions
+        = platform::CGSize{static_cast<double>(format.width), static_cast<double>(format.height)};
 }
 
 PatternCamera::~PatternCamera()
@@ -212,8 +207,8 @@ PatternCamera::~PatternCamera()
     stop();
 }
 
-std::expected<void, platform::Error> PatternCamera::start(platform::AVCaptureSessionPreset /*preset*/,
-                                                          std::shared_ptr<engine::FrameSink> sink)
+std::expected<void, platform::Error> PatternCamera::start(
+    platform::AVCaptureSessionPreset /*preset*/, std::shared_ptr<engine::FrameSink> sink)
 {
     playback_ = std::make_shared<Playback>(format_, std::move(sink));
     playback_->begin(services_.events);

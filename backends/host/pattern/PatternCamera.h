@@ -29,17 +29,17 @@ void drawPattern(platform::CVPixelBuffer& buffer, std::uint64_t number);
 class PatternCamera final : public engine::CameraDriver {
 public:
     PatternCamera(const HostInput& input, PatternFormat format, platform::AVCaptureDevicePosition position,
-                  DriverServices services);
+        DriverServices services);
     ~PatternCamera() override;
 
     [[nodiscard]] engine::CameraDescription description() const override { return description_; }
     [[nodiscard]] bool isPresent() const override { return true; }
     [[nodiscard]] std::expected<void, platform::Error> open() override { return {}; }
-    void close() override {}
-    [[nodiscard]] std::expected<void, platform::Error> start(platform::AVCaptureSessionPreset preset,
-                                                             std::shared_ptr<engine::FrameSink> sink) override;
+    void close() override { }
+    [[nodiscard]] std::expected<void, platform::Error> start(
+        platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
     void stop() override;
-    void setZoomFactor(double /*factor*/) override {}
+    void setZoomFactor(double /*factor*/) override { }
 
 private:
     class Playback;

@@ -34,8 +34,9 @@ public:
     [[nodiscard]] virtual std::shared_ptr<const platform::FrameLedger> frameLedger() const = 0;
 
     /// On the main queue. The completion runs there, once the session has started; never when set-up fails.
-    virtual void startSession(std::vector<platform::AVMetadataObjectType> metadataObjectTypes,
-                              Completion completion) = 0;
+    virtual void startSession(
+        std::vector<platform::AVMetadataObjectType> metadataObjectTypes, Completion completion)
+        = 0;
     /// Stops frames at once and the session soon. The completion may be empty; it is called on the session queue, and
     /// only when the camera was active and its session running.
     virtual void pause(Completion completion) = 0;

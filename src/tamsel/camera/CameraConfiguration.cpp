@@ -51,7 +51,7 @@ std::vector<AVCaptureDeviceType> deviceTypes(Position position, const platform::
         if (!platform::isSystemVersionAtLeast(device, 13, 0))
             return {AVCaptureDeviceType::builtInWideAngleCamera};
         return {AVCaptureDeviceType::builtInTripleCamera, AVCaptureDeviceType::builtInDualWideCamera,
-                AVCaptureDeviceType::builtInWideAngleCamera};
+            AVCaptureDeviceType::builtInWideAngleCamera};
     case Position::unspecified:
         return {};
     }

@@ -21,7 +21,7 @@ struct CameraConfiguration {
     public:
         enum Case : std::uint8_t { front, back, unspecified };
 
-        constexpr Position(Case value) : value_(value) {} // NOLINT: a case is a value of this type
+        constexpr Position(Case value) : value_(value) { } // NOLINT: a case is a value of this type
 
         /// Absent unless the text is exactly "front", "back" or "unspecified".
         [[nodiscard]] static std::optional<Position> fromRawValue(std::string_view rawValue);
@@ -46,13 +46,12 @@ struct CameraConfiguration {
 [[nodiscard]] platform::AVCaptureSessionPreset capturePreset(CameraConfiguration::SessionPreset preset);
 
 /// The kinds of device to look for at a position, in the order of asking.
-[[nodiscard]] std::vector<platform::AVCaptureDeviceType> deviceTypes(CameraConfiguration::Position position,
-                                                                     const platform::UIDevice& device);
+[[nodiscard]] std::vector<platform::AVCaptureDeviceType> deviceTypes(
+    CameraConfiguration::Position position, const platform::UIDevice& device);
 
 } // namespace tamsel
 
-template <>
-struct std::hash<tamsel::CameraConfiguration::Position> {
+template <> struct std::hash<tamsel::CameraConfiguration::Position> {
     std::size_t operator()(tamsel::CameraConfiguration::Position position) const noexcept
     {
         return std::hash<std::string_view>{}(position.rawValue());

@@ -19,7 +19,8 @@ public:
     virtual ~CameraDelegate() = default;
 
     virtual void didOutputSampleBuffer(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer,
-                                       std::optional<platform::CGAffineTransform> preferredTransform) = 0;
+        std::optional<platform::CGAffineTransform> preferredTransform)
+        = 0;
     virtual void didCapturePhoto(std::vector<std::byte> data, platform::OvriImageSource source) = 0;
     virtual void didRecordVideo(std::filesystem::path url) = 0;
     /// The error has already been reported to the core library.

@@ -58,7 +58,7 @@ public:
     bool operator==(const CameraError&) const = default;
 
 private:
-    CameraError(Case kind, std::optional<platform::Error> error) : kind_(kind), error_(std::move(error)) {}
+    CameraError(Case kind, std::optional<platform::Error> error) : kind_(kind), error_(std::move(error)) { }
 
     Case kind_;
     std::optional<platform::Error> error_;

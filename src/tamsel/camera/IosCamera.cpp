@@ -29,17 +29,18 @@ std::shared_ptr<IosCamera> IosCamera::create(CameraConfiguration configuration, 
 bool IosCamera::isAvailable(CameraConfiguration::Position position, Platform& platform)
 {
     return std::ranges::any_of(deviceTypes(position, platform.device), [&](AVCaptureDeviceType type) {
-        return platform.capture.defaultDevice(type, AVMediaType::video, position.capturePosition()) != nullptr;
+        return platform.capture.defaultDevice(type, AVMediaType::video, position.capturePosition())
+            != nullptr;
     });
 }
 
 IosCamera::IosCamera(Private, CameraConfiguration configuration, Platform& platform)
-    : platform_(platform)
-    , captureSession_(platform.capture.makeSession())
-    , videoQueue_(platform.dispatch.makeSerialQueue(videoQueueLabel))
-    , sessionQueue_(platform.dispatch.makeSerialQueue(sessionQueueLabel))
-    , handler_(std::make_shared<VideoFrameHandler>(platform))
-    , configuration_(configuration)
+    : platform_(platform),
+      captureSession_(platform.capture.makeSession()),
+      videoQueue_(platform.dispatch.makeSerialQueue(videoQueueLabel)),
+      sessionQueue_(platform.dispatch.makeSerialQueue(sessionQueueLabel)),
+      handler_(std::make_shared<VideoFrameHandler>(platform)),
+      configuration_(configuration)
 {
 }
 
@@ -74,7 +75,7 @@ void IosCamera::observeApplication()
     center.addObserver(self, UIApplicationDidEnterBackgroundNotification, &IosCamera::handleBackground);
     center.addObserver(self, UIApplicationWillEnterForegroundNotification, &IosCamera::handleForeground);
     center.addObserver(self, UIApplicationDidChangeStatusBarOrientationNotification,
-                       &IosCamera::handleStatusBarOrientationChanged);
+        &IosCamera::handleStatusBarOrientationChanged);
 }
 
 void IosCamera::setIsActive(bool isActive)
@@ -199,7 +200,8 @@ void IosCamera::addPreviewLayer(const std::shared_ptr<CALayer>& layer)
         if (showsPreview && !previewLayer_.expired())
             return;
     }
-    const std::shared_ptr<AVCaptureVideoPreviewLayer> preview = platform_.capture.makePreviewLayer(captureSession_);
+    const std::shared_ptr<AVCaptureVideoPreviewLayer> preview
+        = platform_.capture.makePreviewLayer(captureSession_);
     preview->setName("CameraPreview");
     preview->setVideoGravity(preferredVideoGravity_.value_or(AVLayerVideoGravity::resizeAspect));
     preview->setFrame(layer->bounds());

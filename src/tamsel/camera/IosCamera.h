@@ -22,13 +22,14 @@ class VideoFrameHandler;
 
 /// The library's camera: one capture session with its inputs, outputs and queues.
 class IosCamera final : public Camera, public std::enable_shared_from_this<IosCamera> {
-    struct Private {};
+    struct Private { };
 
 public:
-    [[nodiscard]] static std::shared_ptr<IosCamera> create(CameraConfiguration configuration,
-                                                           platform::Platform& platform);
+    [[nodiscard]] static std::shared_ptr<IosCamera> create(
+        CameraConfiguration configuration, platform::Platform& platform);
     /// True when a camera can be found at the position.
-    [[nodiscard]] static bool isAvailable(CameraConfiguration::Position position, platform::Platform& platform);
+    [[nodiscard]] static bool isAvailable(
+        CameraConfiguration::Position position, platform::Platform& platform);
 
     IosCamera(Private, CameraConfiguration configuration, platform::Platform& platform);
     ~IosCamera() override;
@@ -42,7 +43,8 @@ public:
     [[nodiscard]] std::shared_ptr<platform::AVCaptureDeviceInput> currentDeviceInput() const override;
     [[nodiscard]] std::shared_ptr<const platform::FrameLedger> frameLedger() const override;
 
-    void startSession(std::vector<platform::AVMetadataObjectType> metadataObjectTypes, Completion completion) override;
+    void startSession(
+        std::vector<platform::AVMetadataObjectType> metadataObjectTypes, Completion completion) override;
     void pause(Completion completion) override;
     void resume() override;
     void tearDown(Completion completion) override;
@@ -57,8 +59,8 @@ private:
     void setUpDeviceInputs();
     void setUpVideoOutputs();
     void setUpPhotoOutput();
-    void finishSetUp(std::vector<platform::AVMetadataObjectType> types, platform::UIInterfaceOrientation orientation,
-                     Completion completion);
+    void finishSetUp(std::vector<platform::AVMetadataObjectType> types,
+        platform::UIInterfaceOrientation orientation, Completion completion);
     [[nodiscard]] bool addInputsAndOutputs(platform::UIInterfaceOrientation orientation);
     void setUpMetadataOutput(const std::vector<platform::AVMetadataObjectType>& types);
     void fail(CameraError error);

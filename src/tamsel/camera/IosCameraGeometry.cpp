@@ -43,12 +43,14 @@ void IosCamera::adjustZoomForMinimumFocus()
         return;
     const auto minimumDistance = static_cast<float>(device.minimumFocusDistance());
     const float fieldOfView = device.activeFormat().videoFieldOfView;
-    const float distance = static_cast<float>(*minimumFocusObjectSize_) / std::tan(fieldOfView * formulaPi / 180.0F);
+    const float distance
+        = static_cast<float>(*minimumFocusObjectSize_) / std::tan(fieldOfView * formulaPi / 180.0F);
     // Written so that an unordered comparison ends here, too.
     if (!(distance < minimumDistance))
         return;
     if (const auto locked = device.lockForConfiguration(); !locked) {
-        platform_.diagnostics.writeLine("Could not lock for configuration: " + locked.error().localizedDescription);
+        platform_.diagnostics.writeLine(
+            "Could not lock for configuration: " + locked.error().localizedDescription);
         return;
     }
     // Distances of zero or below (no size, more than 90 degrees) give factors that no device takes: keep to its range.
@@ -77,7 +79,8 @@ void IosCamera::handleStatusBarOrientationChanged()
             whileAlive(weak_from_this(), [](IosCamera& self) { self.handleStatusBarOrientationChanged(); }));
         return;
     }
-    const AVCaptureVideoOrientation orientation = videoOrientation(platform_.application.statusBarOrientation());
+    const AVCaptureVideoOrientation orientation
+        = videoOrientation(platform_.application.statusBarOrientation());
     for (const std::shared_ptr<AVCaptureOutput>& output : captureSession_->outputs()) {
         if (const std::shared_ptr<AVCaptureConnection> connection = output->connection(AVMediaType::video))
             connection->setVideoOrientation(orientation);

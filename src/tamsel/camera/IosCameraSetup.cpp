@@ -24,7 +24,7 @@ void IosCamera::startSession(std::vector<AVMetadataObjectType> metadataObjectTyp
     const UIInterfaceOrientation orientation = platform_.application.statusBarOrientation();
     const std::shared_ptr<DispatchQueue> globalQueue = platform_.dispatch.globalQueue();
     for (const auto step : {&IosCamera::applySessionPreset, &IosCamera::setUpDeviceInputs,
-                            &IosCamera::setUpVideoOutputs, &IosCamera::setUpPhotoOutput}) {
+             &IosCamera::setUpVideoOutputs, &IosCamera::setUpPhotoOutput}) {
         group->enter();
         globalQueue->async([weakSelf = weak_from_this(), group, step] {
             if (const std::shared_ptr<IosCamera> self = weakSelf.lock())
@@ -32,11 +32,12 @@ void IosCamera::startSession(std::vector<AVMetadataObjectType> metadataObjectTyp
             group->leave();
         });
     }
-    group->notify(sessionQueue_, [weakSelf = weak_from_this(), types = std::move(metadataObjectTypes), orientation,
-                                  completion = std::move(completion)]() mutable {
-        if (const std::shared_ptr<IosCamera> self = weakSelf.lock())
-            self->finishSetUp(std::move(types), orientation, std::move(completion));
-    });
+    group->notify(sessionQueue_,
+        [weakSelf = weak_from_this(), types = std::move(metadataObjectTypes), orientation,
+            completion = std::move(completion)]() mutable {
+            if (const std::shared_ptr<IosCamera> self = weakSelf.lock())
+                self->finishSetUp(std::move(types), orientation, std::move(completion));
+        });
 }
 
 void IosCamera::applySessionPreset()
@@ -85,8 +86,8 @@ void IosCamera::setUpPhotoOutput()
     photoOutput_->setHighResolutionCaptureEnabled(true);
 }
 
-void IosCamera::finishSetUp(std::vector<AVMetadataObjectType> types, UIInterfaceOrientation orientation,
-                            Completion completion)
+void IosCamera::finishSetUp(
+    std::vector<AVMetadataObjectType> types, UIInterfaceOrientation orientation, Completion completion)
 {
     sessionQueue_->assertCurrent();
     platform_.dispatch.globalQueue()->async(

@@ -4,7 +4,8 @@
 
 namespace tamsel {
 
-void VideoFrameHandler::captureOutputDidOutputSampleBuffer(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer)
+void VideoFrameHandler::captureOutputDidOutputSampleBuffer(
+    std::shared_ptr<platform::CMSampleBuffer> sampleBuffer)
 {
     if (!isActive() || !completion_) {
         sampleBuffer->settle(platform::FrameLedger::Outcome::gated);

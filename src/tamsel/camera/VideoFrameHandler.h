@@ -19,13 +19,16 @@ class VideoFrameHandler final : public platform::AVCaptureVideoDataOutputSampleB
 public:
     using Result = std::variant<std::shared_ptr<platform::CMSampleBuffer>, CameraError>;
 
-    explicit VideoFrameHandler(platform::Platform& platform) : platform_(platform) {}
+    explicit VideoFrameHandler(platform::Platform& platform) : platform_(platform) { }
 
     [[nodiscard]] bool isActive() const { return isActive_.load(std::memory_order_relaxed); }
     void setIsActive(bool isActive) { isActive_.store(isActive, std::memory_order_relaxed); }
 
     /// To be set once, before the first frame.
-    void setCompletion(std::move_only_function<void(Result)> completion) { completion_ = std::move(completion); }
+    void setCompletion(std::move_only_function<void(Result)> completion)
+    {
+        completion_ = std::move(completion);
+    }
 
     void captureOutputDidOutputSampleBuffer(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer) override;
     void captureOutputDidDropSampleBuffer(platform::CMSampleBuffer& sampleBuffer) override;

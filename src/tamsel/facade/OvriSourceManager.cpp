@@ -29,9 +29,8 @@ std::optional<double> doubleFor(const std::string& key, const Configurations& co
 } // namespace
 
 std::shared_ptr<OvriSourceManager> OvriSourceManager::create(const std::vector<SourceType>& /*types*/,
-                                                             CameraConfiguration::SessionPreset preset,
-                                                             std::shared_ptr<DispatchQueue> responseQueue,
-                                                             Platform& platform)
+    CameraConfiguration::SessionPreset preset, std::shared_ptr<DispatchQueue> responseQueue,
+    Platform& platform)
 {
     auto manager = std::make_shared<OvriSourceManager>(Private{}, preset, std::move(responseQueue), platform);
     manager->makeRelay();
@@ -39,8 +38,10 @@ std::shared_ptr<OvriSourceManager> OvriSourceManager::create(const std::vector<S
 }
 
 OvriSourceManager::OvriSourceManager(Private, CameraConfiguration::SessionPreset preset,
-                                     std::shared_ptr<DispatchQueue> responseQueue, Platform& platform)
-    : platform_(platform), preset_(preset), responseQueue_(std::move(responseQueue))
+    std::shared_ptr<DispatchQueue> responseQueue, Platform& platform)
+    : platform_(platform),
+      preset_(preset),
+      responseQueue_(std::move(responseQueue))
 {
 }
 
@@ -57,9 +58,8 @@ void OvriSourceManager::makeRelay()
 }
 
 std::expected<void, CameraError> OvriSourceManager::startSession(const SourceType& type,
-                                                                 std::weak_ptr<OvriSourceToSession> delegate,
-                                                                 const Configurations& configurations,
-                                                                 std::shared_ptr<UIView> previewView)
+    std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
+    std::shared_ptr<UIView> previewView)
 {
     std::optional<SourceType> previous = type;
     {
@@ -70,19 +70,18 @@ std::expected<void, CameraError> OvriSourceManager::startSession(const SourceTyp
     setDelegate(std::move(delegate));
 
     if (const auto* front = std::get_if<SourceType::CameraFront>(&type.value())) {
-        return startCameraSession(Position::front, front->videoRecordingEnabled, minimumFocusObjectSize,
-                                  std::move(previewView));
+        return startCameraSession(
+            Position::front, front->videoRecordingEnabled, minimumFocusObjectSize, std::move(previewView));
     }
     if (const auto* back = std::get_if<SourceType::CameraBack>(&type.value())) {
-        return startCameraSession(Position::back, back->videoRecordingEnabled, minimumFocusObjectSize,
-                                  std::move(previewView));
+        return startCameraSession(
+            Position::back, back->videoRecordingEnabled, minimumFocusObjectSize, std::move(previewView));
     }
     return {};
 }
 
-std::expected<void, CameraError> OvriSourceManager::startCameraSession(Position position, bool videoRecordingEnabled,
-                                                                       std::optional<double> minimumFocusObjectSize,
-                                                                       std::shared_ptr<UIView> view)
+std::expected<void, CameraError> OvriSourceManager::startCameraSession(Position position,
+    bool videoRecordingEnabled, std::optional<double> minimumFocusObjectSize, std::shared_ptr<UIView> view)
 {
     switch (platform_.capture.authorizationStatus(AVMediaType::video)) {
     case AVAuthorizationStatus::restricted:
@@ -94,9 +93,11 @@ std::expected<void, CameraError> OvriSourceManager::startCameraSession(Position 
         break;
     }
 
-    const std::shared_ptr<Camera> camera = IosCamera::create(
-        {.position = Position::back, .preset = CameraConfiguration::SessionPreset::photo, .videoRecordingEnabled = false},
-        platform_);
+    const std::shared_ptr<Camera> camera
+        = IosCamera::create({.position = Position::back,
+                                .preset = CameraConfiguration::SessionPreset::photo,
+                                .videoRecordingEnabled = false},
+            platform_);
     {
         const std::lock_guard lock(guard_);
         camera->setPreferredVideoGravity(preferredVideoGravity_);
@@ -111,8 +112,8 @@ std::expected<void, CameraError> OvriSourceManager::startCameraSession(Position 
     return {};
 }
 
-void OvriSourceManager::finishCameraStart(const std::shared_ptr<Camera>& camera, Position position,
-                                          bool videoRecordingEnabled, const UIView* view)
+void OvriSourceManager::finishCameraStart(
+    const std::shared_ptr<Camera>& camera, Position position, bool videoRecordingEnabled, const UIView* view)
 {
     std::vector<AVMetadataObjectType> metadataTypes;
     {
@@ -126,10 +127,10 @@ void OvriSourceManager::finishCameraStart(const std::shared_ptr<Camera>& camera,
     if (view)
         camera->addPreviewLayer(view->layer());
     camera->startSession(std::move(metadataTypes),
-                         [weakCamera = std::weak_ptr(camera), &center = platform_.notificationCenter] {
-                             if (const std::shared_ptr<Camera> started = weakCamera.lock())
-                                 center.post(cameraDidBecomeVisibleNotification, started);
-                         });
+        [weakCamera = std::weak_ptr(camera), &center = platform_.notificationCenter] {
+            if (const std::shared_ptr<Camera> started = weakCamera.lock())
+                center.post(cameraDidBecomeVisibleNotification, started);
+        });
 }
 
 void OvriSourceManager::stopCameraSession()

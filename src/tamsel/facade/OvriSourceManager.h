@@ -24,23 +24,23 @@ class Camera;
 /// calls them on the response queue only. When its last reference goes, the camera stops. Thread-safe.
 class OvriSourceManager final : public TamselSourceManagerProtocol,
                                 public std::enable_shared_from_this<OvriSourceManager> {
-    struct Private {};
+    struct Private { };
 
 public:
     /// `types` are the sources that will be used. Nothing is started. The platform must outlive the manager.
-    [[nodiscard]] static std::shared_ptr<OvriSourceManager>
-    create(const std::vector<SourceType>& types, CameraConfiguration::SessionPreset preset,
-           std::shared_ptr<platform::DispatchQueue> responseQueue, platform::Platform& platform);
+    [[nodiscard]] static std::shared_ptr<OvriSourceManager> create(const std::vector<SourceType>& types,
+        CameraConfiguration::SessionPreset preset, std::shared_ptr<platform::DispatchQueue> responseQueue,
+        platform::Platform& platform);
 
     OvriSourceManager(Private, CameraConfiguration::SessionPreset preset,
-                      std::shared_ptr<platform::DispatchQueue> responseQueue, platform::Platform& platform);
+        std::shared_ptr<platform::DispatchQueue> responseQueue, platform::Platform& platform);
     ~OvriSourceManager() override;
 
     /// Reads the key "minimumFocusObjectSize" (millimetres): a camera zooms in once, at its start, so that an object of
     /// this size can be in focus.
-    std::expected<void, CameraError> startSession(const SourceType& type, std::weak_ptr<OvriSourceToSession> delegate,
-                                                  const Configurations& configurations,
-                                                  std::shared_ptr<platform::UIView> previewView) override;
+    std::expected<void, CameraError> startSession(const SourceType& type,
+        std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
+        std::shared_ptr<platform::UIView> previewView) override;
     void stopCameraSession() override;
     void stopAllSessions() override;
     void resumeCamera() override;
@@ -64,11 +64,10 @@ private:
 
     void makeRelay();
     std::expected<void, CameraError> startCameraSession(CameraConfiguration::Position position,
-                                                        bool videoRecordingEnabled,
-                                                        std::optional<double> minimumFocusObjectSize,
-                                                        std::shared_ptr<platform::UIView> view);
+        bool videoRecordingEnabled, std::optional<double> minimumFocusObjectSize,
+        std::shared_ptr<platform::UIView> view);
     void finishCameraStart(const std::shared_ptr<Camera>& camera, CameraConfiguration::Position position,
-                           bool videoRecordingEnabled, const platform::UIView* view);
+        bool videoRecordingEnabled, const platform::UIView* view);
     [[nodiscard]] std::shared_ptr<Camera> camera() const;
     void setCamera(std::shared_ptr<Camera> camera);
     void deliver(const platform::AVMetadataObjects& objects);

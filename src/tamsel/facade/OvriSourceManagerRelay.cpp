@@ -27,16 +27,16 @@ CGImagePropertyOrientation frameExifOrientation(UIDeviceOrientation orientation)
 
 } // namespace
 
-void OvriSourceManager::Relay::didOutputSampleBuffer(std::shared_ptr<CMSampleBuffer> sampleBuffer,
-                                                     std::optional<CGAffineTransform> preferredTransform)
+void OvriSourceManager::Relay::didOutputSampleBuffer(
+    std::shared_ptr<CMSampleBuffer> sampleBuffer, std::optional<CGAffineTransform> preferredTransform)
 {
-    responseQueue_->async([weakManager = manager_, sampleBuffer = std::move(sampleBuffer), preferredTransform] {
+    responseQueue_->async([weakManager = manager_, sampleBuffer = std::move(sampleBuffer),
+                              preferredTransform] {
         const std::shared_ptr<OvriSourceManager> manager = weakManager.lock();
         if (!manager || !sampleBuffer->imageBuffer())
             return;
         const OvriCaptureFrameUpdate frame(sampleBuffer->imageBuffer(), sampleBuffer->cameraIntrinsicMatrix(),
-                                           frameExifOrientation(manager->platform_.device.orientation()),
-                                           preferredTransform);
+            frameExifOrientation(manager->platform_.device.orientation()), preferredTransform);
         if (const std::shared_ptr<OvriSourceToSession> delegate = manager->delegate()) {
             sampleBuffer->settle(FrameLedger::Outcome::delivered);
             delegate->sourceManagerDidGetFrame(*manager, frame);
@@ -50,8 +50,8 @@ void OvriSourceManager::Relay::didCapturePhoto(std::vector<std::byte> data, Ovri
         const std::shared_ptr<OvriSourceManager> manager = weakManager.lock();
         if (!manager)
             return;
-        const auto sample =
-            std::make_shared<CaptureSampleUpdate>(std::move(data), source, CGImagePropertyOrientation::right);
+        const auto sample = std::make_shared<CaptureSampleUpdate>(
+            std::move(data), source, CGImagePropertyOrientation::right);
         if (const std::shared_ptr<OvriSourceToSession> delegate = manager->delegate())
             delegate->sourceManagerDidGetSample(*manager, sample);
     });
@@ -103,8 +103,10 @@ void OvriSourceManager::deliver(const AVMetadataObjects& objects)
         if (auto face = std::dynamic_pointer_cast<const AVMetadataFaceObject>(object)) {
             if (!firstFace)
                 firstFace = std::move(face);
-        } else if (const auto code = std::dynamic_pointer_cast<const AVMetadataMachineReadableCodeObject>(object)) {
-            codes.emplace_back(MetadataObjectType::fromRawValue(code->type()), code->corners(), code->stringValue());
+        } else if (const auto code
+            = std::dynamic_pointer_cast<const AVMetadataMachineReadableCodeObject>(object)) {
+            codes.emplace_back(
+                MetadataObjectType::fromRawValue(code->type()), code->corners(), code->stringValue());
         }
     }
     if (firstFace) {

@@ -13,12 +13,13 @@ namespace tamsel {
 class OvriSourceManager::Relay final : public CameraDelegate {
 public:
     Relay(std::weak_ptr<OvriSourceManager> manager, std::shared_ptr<platform::DispatchQueue> responseQueue)
-        : manager_(std::move(manager)), responseQueue_(std::move(responseQueue))
+        : manager_(std::move(manager)),
+          responseQueue_(std::move(responseQueue))
     {
     }
 
     void didOutputSampleBuffer(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer,
-                               std::optional<platform::CGAffineTransform> preferredTransform) override;
+        std::optional<platform::CGAffineTransform> preferredTransform) override;
     void didCapturePhoto(std::vector<std::byte> data, platform::OvriImageSource source) override;
     void didRecordVideo(std::filesystem::path url) override;
     void didFail(CameraError error) override;

@@ -26,9 +26,9 @@ public:
     /// camera, with `noPermission` or `cameraRestricted`; every other failure comes to the delegate.
     /// The view shows the preview of a camera; without one there is no preview.
     virtual std::expected<void, CameraError> startSession(const SourceType& type,
-                                                          std::weak_ptr<OvriSourceToSession> delegate,
-                                                          const Configurations& configurations,
-                                                          std::shared_ptr<platform::UIView> previewView) = 0;
+        std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
+        std::shared_ptr<platform::UIView> previewView)
+        = 0;
     /// Stops the running camera for good. A camera that is not running is left as it is.
     virtual void stopCameraSession() = 0;
     virtual void stopAllSessions() = 0;

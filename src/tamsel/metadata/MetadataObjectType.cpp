@@ -8,9 +8,20 @@ namespace tamsel {
 namespace {
 
 constexpr std::array<std::string_view, 14> rawValues{
-    "org.iso.Code39",   "org.iso.Code39Mod43",       "com.intermec.Code93", "org.iso.Code128", "org.gs1.EAN-8",
-    "org.gs1.EAN-13",   "org.ansi.Interleaved2of5",  "org.gs1.ITF14",       "org.gs1.UPC-E",   "org.iso.Aztec",
-    "org.iso.DataMatrix", "org.iso.PDF417",          "org.iso.QRCode",      "face",
+    "org.iso.Code39",
+    "org.iso.Code39Mod43",
+    "com.intermec.Code93",
+    "org.iso.Code128",
+    "org.gs1.EAN-8",
+    "org.gs1.EAN-13",
+    "org.ansi.Interleaved2of5",
+    "org.gs1.ITF14",
+    "org.gs1.UPC-E",
+    "org.iso.Aztec",
+    "org.iso.DataMatrix",
+    "org.iso.PDF417",
+    "org.iso.QRCode",
+    "face",
 };
 
 std::vector<MetadataObjectType> range(MetadataObjectType::Case first, MetadataObjectType::Case last)

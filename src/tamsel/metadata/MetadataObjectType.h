@@ -29,7 +29,7 @@ public:
         face,
     };
 
-    constexpr MetadataObjectType(Case value) : value_(value) {} // NOLINT: a case is a value of this type
+    constexpr MetadataObjectType(Case value) : value_(value) { } // NOLINT: a case is a value of this type
 
     /// Absent unless the text equals a raw value byte for byte.
     [[nodiscard]] static std::optional<MetadataObjectType> fromRawValue(std::string_view rawValue);
@@ -51,8 +51,7 @@ private:
 
 } // namespace tamsel
 
-template <>
-struct std::hash<tamsel::MetadataObjectType> {
+template <> struct std::hash<tamsel::MetadataObjectType> {
     std::size_t operator()(tamsel::MetadataObjectType type) const noexcept
     {
         return std::hash<std::string_view>{}(type.rawValue());

@@ -14,7 +14,8 @@ class CameraDelegate;
 class MetadataOutputHandler final : public platform::AVCaptureMetadataOutputObjectsDelegate {
 public:
     MetadataOutputHandler(std::weak_ptr<CameraDelegate> delegate, std::weak_ptr<Camera> captureSessionHost)
-        : delegate_(std::move(delegate)), captureSessionHost_(std::move(captureSessionHost))
+        : delegate_(std::move(delegate)),
+          captureSessionHost_(std::move(captureSessionHost))
     {
     }
 

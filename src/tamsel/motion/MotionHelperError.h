@@ -23,7 +23,10 @@ public:
     {
         return MotionHelperError(FrameworkError{std::move(error)});
     }
-    [[nodiscard]] static MotionHelperError serviceNotAvailable() { return MotionHelperError(ServiceNotAvailable{}); }
+    [[nodiscard]] static MotionHelperError serviceNotAvailable()
+    {
+        return MotionHelperError(ServiceNotAvailable{});
+    }
 
     [[nodiscard]] bool isFrameworkError() const { return std::holds_alternative<FrameworkError>(value_); }
     [[nodiscard]] bool isServiceNotAvailable() const { return !isFrameworkError(); }
@@ -43,7 +46,10 @@ private:
         bool operator==(const FrameworkError&) const = default;
     };
 
-    explicit MotionHelperError(std::variant<FrameworkError, ServiceNotAvailable> value) : value_(std::move(value)) {}
+    explicit MotionHelperError(std::variant<FrameworkError, ServiceNotAvailable> value)
+        : value_(std::move(value))
+    {
+    }
 
     std::variant<FrameworkError, ServiceNotAvailable> value_;
 };

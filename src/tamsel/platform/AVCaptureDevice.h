@@ -13,7 +13,12 @@ namespace tamsel::platform {
 
 enum class AVMediaType : std::uint8_t { video, audio };
 
-enum class AVAuthorizationStatus : std::uint8_t { notDetermined = 0, restricted = 1, denied = 2, authorized = 3 };
+enum class AVAuthorizationStatus : std::uint8_t {
+    notDetermined = 0,
+    restricted = 1,
+    denied = 2,
+    authorized = 3
+};
 
 enum class AVCaptureDevicePosition : std::uint8_t { unspecified = 0, back = 1, front = 2 };
 

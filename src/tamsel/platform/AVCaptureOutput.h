@@ -58,7 +58,8 @@ public:
     virtual void setVideoSettings(std::uint32_t pixelFormat) = 0;
     /// Held weakly. Without a delegate frames are produced and gated.
     virtual void setSampleBufferDelegate(std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
-                                         std::shared_ptr<DispatchQueue> queue) = 0;
+        std::shared_ptr<DispatchQueue> queue)
+        = 0;
 };
 
 /// Takes stills.
@@ -88,8 +89,9 @@ public:
     /// Known only once the output has been added to a session with a camera.
     [[nodiscard]] virtual std::vector<AVMetadataObjectType> availableMetadataObjectTypes() const = 0;
     virtual void setMetadataObjectTypes(std::vector<AVMetadataObjectType> types) = 0;
-    virtual void setMetadataObjectsDelegate(std::weak_ptr<AVCaptureMetadataOutputObjectsDelegate> delegate,
-                                            std::shared_ptr<DispatchQueue> queue) = 0;
+    virtual void setMetadataObjectsDelegate(
+        std::weak_ptr<AVCaptureMetadataOutputObjectsDelegate> delegate, std::shared_ptr<DispatchQueue> queue)
+        = 0;
 };
 
 } // namespace tamsel::platform

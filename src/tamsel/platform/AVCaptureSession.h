@@ -23,7 +23,7 @@ public:
 /// The input that a device gives.
 class AVCaptureDeviceInput final : public AVCaptureInput {
 public:
-    explicit AVCaptureDeviceInput(std::shared_ptr<AVCaptureDevice> device) : device_(std::move(device)) {}
+    explicit AVCaptureDeviceInput(std::shared_ptr<AVCaptureDevice> device) : device_(std::move(device)) { }
 
     [[nodiscard]] const std::shared_ptr<AVCaptureDevice>& device() const { return device_; }
 
@@ -77,20 +77,22 @@ public:
 
     [[nodiscard]] virtual AVAuthorizationStatus authorizationStatus(AVMediaType mediaType) const = 0;
     /// Absent when there is no such device.
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> defaultDevice(AVCaptureDeviceType type,
-                                                                         AVMediaType mediaType,
-                                                                         AVCaptureDevicePosition position) = 0;
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> defaultDevice(
+        AVCaptureDeviceType type, AVMediaType mediaType, AVCaptureDevicePosition position)
+        = 0;
     [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> defaultAudioDevice() = 0;
 
     [[nodiscard]] virtual std::shared_ptr<AVCaptureSession> makeSession() = 0;
-    [[nodiscard]] virtual std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error>
-    makeDeviceInput(const std::shared_ptr<AVCaptureDevice>& device) = 0;
+    [[nodiscard]] virtual std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error> makeDeviceInput(
+        const std::shared_ptr<AVCaptureDevice>& device)
+        = 0;
     [[nodiscard]] virtual std::shared_ptr<AVCaptureVideoDataOutput> makeVideoDataOutput() = 0;
     [[nodiscard]] virtual std::shared_ptr<AVCapturePhotoOutput> makePhotoOutput() = 0;
     [[nodiscard]] virtual std::shared_ptr<AVCaptureMovieFileOutput> makeMovieFileOutput() = 0;
     [[nodiscard]] virtual std::shared_ptr<AVCaptureMetadataOutput> makeMetadataOutput() = 0;
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureVideoPreviewLayer>
-    makePreviewLayer(const std::shared_ptr<AVCaptureSession>& session) = 0;
+    [[nodiscard]] virtual std::shared_ptr<AVCaptureVideoPreviewLayer> makePreviewLayer(
+        const std::shared_ptr<AVCaptureSession>& session)
+        = 0;
 };
 
 } // namespace tamsel::platform

@@ -17,7 +17,7 @@ using AVMetadataObjectType = std::string;
 /// Something that was detected in a frame.
 class AVMetadataObject {
 public:
-    explicit AVMetadataObject(AVMetadataObjectType type) : type_(std::move(type)) {}
+    explicit AVMetadataObject(AVMetadataObjectType type) : type_(std::move(type)) { }
     virtual ~AVMetadataObject() = default;
 
     [[nodiscard]] const AVMetadataObjectType& type() const { return type_; }
@@ -29,7 +29,10 @@ private:
 /// A detected face. Bounds are relative to the frame: 0 to 1, origin in its top left corner.
 class AVMetadataFaceObject final : public AVMetadataObject {
 public:
-    AVMetadataFaceObject(CGRect bounds, std::int64_t faceID) : AVMetadataObject("face"), bounds_(bounds), faceID_(faceID)
+    AVMetadataFaceObject(CGRect bounds, std::int64_t faceID)
+        : AVMetadataObject("face"),
+          bounds_(bounds),
+          faceID_(faceID)
     {
     }
 
@@ -44,9 +47,11 @@ private:
 /// A detected code with its corner points, relative to the frame as above, and its text where it could be decoded.
 class AVMetadataMachineReadableCodeObject final : public AVMetadataObject {
 public:
-    AVMetadataMachineReadableCodeObject(AVMetadataObjectType type, std::vector<CGPoint> corners,
-                                        std::optional<std::string> stringValue)
-        : AVMetadataObject(std::move(type)), corners_(std::move(corners)), stringValue_(std::move(stringValue))
+    AVMetadataMachineReadableCodeObject(
+        AVMetadataObjectType type, std::vector<CGPoint> corners, std::optional<std::string> stringValue)
+        : AVMetadataObject(std::move(type)),
+          corners_(std::move(corners)),
+          stringValue_(std::move(stringValue))
     {
     }
 

@@ -14,11 +14,10 @@ namespace tamsel::platform {
 class CMSampleBuffer {
 public:
     explicit CMSampleBuffer(std::shared_ptr<CVPixelBuffer> imageBuffer,
-                            std::shared_ptr<const CameraIntrinsicMatrix> cameraIntrinsicMatrix = nullptr,
-                            FrameTicket ticket = {})
-        : imageBuffer_(std::move(imageBuffer))
-        , cameraIntrinsicMatrix_(std::move(cameraIntrinsicMatrix))
-        , ticket_(std::move(ticket))
+        std::shared_ptr<const CameraIntrinsicMatrix> cameraIntrinsicMatrix = nullptr, FrameTicket ticket = {})
+        : imageBuffer_(std::move(imageBuffer)),
+          cameraIntrinsicMatrix_(std::move(cameraIntrinsicMatrix)),
+          ticket_(std::move(ticket))
     {
     }
 

@@ -16,8 +16,8 @@ inline constexpr std::uint32_t kCVPixelFormatType_32BGRA = 0x42475241;
 /// When a frame was captured and where it stands in its session; renewed each time a buffer is reused.
 struct FrameTiming {
     std::chrono::nanoseconds captureTime{}; ///< on the platform's monotonic clock
-    CMTime mediaTime;                       ///< in the source's own time, growing across loops
-    std::uint64_t sequence = 0;             ///< as produced, from 0, strictly increasing within a session
+    CMTime mediaTime; ///< in the source's own time, growing across loops
+    std::uint64_t sequence = 0; ///< as produced, from 0, strictly increasing within a session
 
     bool operator==(const FrameTiming&) const = default;
 };

@@ -10,10 +10,10 @@ namespace tamsel::platform {
 
 /// Why a frame was dropped.
 enum class DropCause : std::uint8_t {
-    noBuffer,     ///< every buffer of the pool was held by somebody
-    late,         ///< the frame before it still waited for its delegate
-    deviceLost,   ///< the device went away
-    noReceiver,   ///< camera, manager or client had gone, or no client was set, when it was its turn
+    noBuffer, ///< every buffer of the pool was held by somebody
+    late, ///< the frame before it still waited for its delegate
+    deviceLost, ///< the device went away
+    noReceiver, ///< camera, manager or client had gone, or no client was set, when it was its turn
 };
 inline constexpr std::size_t dropCauseCount = 4;
 
@@ -54,7 +54,7 @@ public:
 
     /// Opens an entry: the frame counts as produced.
     explicit FrameTicket(std::shared_ptr<FrameLedger> ledger);
-    FrameTicket(FrameTicket&& other) noexcept : ledger_(std::move(other.ledger_)) {}
+    FrameTicket(FrameTicket&& other) noexcept : ledger_(std::move(other.ledger_)) { }
     FrameTicket& operator=(FrameTicket&& other) noexcept;
     ~FrameTicket() { settle(FrameLedger::Outcome::dropped, DropCause::noReceiver); }
 

@@ -13,7 +13,8 @@ void NotificationCenter::add(Registration registration)
 void NotificationCenter::removeObserver(const void* observer)
 {
     const std::lock_guard lock(guard_);
-    std::erase_if(registrations_, [observer](const auto& existing) { return existing->identity == observer; });
+    std::erase_if(
+        registrations_, [observer](const auto& existing) { return existing->identity == observer; });
 }
 
 void NotificationCenter::post(std::string_view name, std::shared_ptr<void> object)

@@ -10,12 +10,12 @@
 
 namespace tamsel::platform {
 
-inline constexpr std::string_view UIApplicationDidEnterBackgroundNotification =
-    "UIApplicationDidEnterBackgroundNotification";
-inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
-    "UIApplicationWillEnterForegroundNotification";
-inline constexpr std::string_view UIApplicationDidChangeStatusBarOrientationNotification =
-    "UIApplicationDidChangeStatusBarOrientationNotification";
+inline constexpr std::string_view UIApplicationDidEnterBackgroundNotification
+    = "UIApplicationDidEnterBackgroundNotification";
+inline constexpr std::string_view UIApplicationWillEnterForegroundNotification
+    = "UIApplicationWillEnterForegroundNotification";
+inline constexpr std::string_view UIApplicationDidChangeStatusBarOrientationNotification
+    = "UIApplicationDidChangeStatusBarOrientationNotification";
 
 /// Something that happened, and to whom; no object where nobody in particular is meant.
 struct Notification {
@@ -29,19 +29,21 @@ class NotificationCenter {
 public:
     /// Calls `(observer.*handler)()` for every notification of that name.
     template <typename Observer>
-    void addObserver(const std::shared_ptr<Observer>& observer, std::string_view name, void (Observer::*handler)())
+    void addObserver(
+        const std::shared_ptr<Observer>& observer, std::string_view name, void (Observer::*handler)())
     {
         add({observer.get(), observer, std::string(name),
-             [handler](void* alive, const Notification&) { (static_cast<Observer*>(alive)->*handler)(); }});
+            [handler](void* alive, const Notification&) { (static_cast<Observer*>(alive)->*handler)(); }});
     }
 
     /// Calls `handler` while `owner` lives.
     template <typename Owner>
     void addObserver(const std::shared_ptr<Owner>& owner, std::string_view name,
-                     std::function<void(const Notification&)> handler)
+        std::function<void(const Notification&)> handler)
     {
         add({owner.get(), owner, std::string(name),
-             [handler = std::move(handler)](void*, const Notification& notification) { handler(notification); }});
+            [handler = std::move(handler)](
+                void*, const Notification& notification) { handler(notification); }});
     }
 
     /// Ends all registrations of an observer; it may already be in its destructor.

@@ -23,8 +23,9 @@ public:
 
     /// Makes a timer that first fires one interval from now. The loop holds it until it is invalidated, or, when it
     /// does not repeat, has fired. A loop that comes late skips the missed ticks and keeps the phase.
-    virtual std::shared_ptr<Timer> scheduleTimer(std::chrono::nanoseconds interval, bool repeats,
-                                                 std::function<void(Timer&)> block) = 0;
+    virtual std::shared_ptr<Timer> scheduleTimer(
+        std::chrono::nanoseconds interval, bool repeats, std::function<void(Timer&)> block)
+        = 0;
 };
 
 /// Knows the run loop of the calling thread. Thread-safe.

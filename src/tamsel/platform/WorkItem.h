@@ -19,7 +19,8 @@ public:
 
     template <typename Callable>
         requires(!std::same_as<std::decay_t<Callable>, WorkItem> && std::invocable<std::decay_t<Callable>&>)
-    WorkItem(Callable&& callable) : operations_(&operationsFor<std::decay_t<Callable>>) // NOLINT: implicit by intent
+    WorkItem(Callable&& callable)
+        : operations_(&operationsFor<std::decay_t<Callable>>) // NOLINT: implicit by intent
     {
         using Stored = std::decay_t<Callable>;
         static_assert(sizeof(Stored) <= capacity, "a work item captures too much");
@@ -84,8 +85,7 @@ private:
 
 /// A work item body that holds its subject weakly and does nothing when the subject is gone.
 /// `whileAlive(weakCamera, [](IosCamera& camera) { … })`
-template <typename Subject, typename Body>
-auto whileAlive(std::weak_ptr<Subject> subject, Body body)
+template <typename Subject, typename Body> auto whileAlive(std::weak_ptr<Subject> subject, Body body)
 {
     return [subject = std::move(subject), body = std::move(body)]() mutable {
         if (const std::shared_ptr<Subject> alive = subject.lock())

@@ -23,21 +23,22 @@ TEST(CameraErrorReport, IsAPermissionOrAFlowErrorAndReturnsTheError)
     simulated::Phone phone;
     KeptReports kept;
     Platform& given = phone.platform();
-    Platform platform{given.dispatch, given.runLoops,    given.clock,              given.capture, given.device,
-                      given.application, given.notificationCenter, kept, given.diagnostics};
+    Platform platform{given.dispatch, given.runLoops, given.clock, given.capture, given.device,
+        given.application, given.notificationCenter, kept, given.diagnostics};
     const Error cause{.localizedDescription = "busy"};
 
     for (const CameraError& error :
-         {CameraError::noPermission(), CameraError::cameraRestricted(), CameraError::cameraModeError(cause)}) {
+        {CameraError::noPermission(), CameraError::cameraRestricted(), CameraError::cameraModeError(cause)}) {
         EXPECT_EQ(error.reported("element", platform), error);
         const auto& device = std::get<DeviceError>(kept.errors.back());
-        EXPECT_EQ(std::get<DeviceError::Permission>(device.factory().subject), DeviceError::Permission::camera);
+        EXPECT_EQ(
+            std::get<DeviceError::Permission>(device.factory().subject), DeviceError::Permission::camera);
         EXPECT_EQ(device.factory().domain, OvriErrorDomain::sm);
         EXPECT_EQ(device.factory().severity, OvriErrorSeverity::error);
     }
-    for (const CameraError& error :
-         {CameraError::recordVideoFailed(cause), CameraError::canNotAddInput(), CameraError::canNotAddVideoOutput(),
-          CameraError::canNotAddPhotoOutput(), CameraError::videoFrameError(), CameraError::captureImageFailed()}) {
+    for (const CameraError& error : {CameraError::recordVideoFailed(cause), CameraError::canNotAddInput(),
+             CameraError::canNotAddVideoOutput(), CameraError::canNotAddPhotoOutput(),
+             CameraError::videoFrameError(), CameraError::captureImageFailed()}) {
         EXPECT_EQ(error.reported("element", platform), error);
         const FlowError::Factory factory = std::get<FlowError>(kept.errors.back()).factory();
         EXPECT_EQ(factory.reason, error.reason());

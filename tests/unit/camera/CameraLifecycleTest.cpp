@@ -16,13 +16,13 @@ namespace {
 /// Writes down what a camera reports, and whether it came on the session queue.
 class RecordingDelegate final : public CameraDelegate {
 public:
-    void didOutputSampleBuffer(std::shared_ptr<CMSampleBuffer> /*sampleBuffer*/,
-                               std::optional<CGAffineTransform> transform) override
+    void didOutputSampleBuffer(
+        std::shared_ptr<CMSampleBuffer> /*sampleBuffer*/, std::optional<CGAffineTransform> transform) override
     {
         calls.emplace_back(transform ? "frame with transform" : "frame");
     }
-    void didCapturePhoto(std::vector<std::byte> /*data*/, OvriImageSource /*source*/) override {}
-    void didRecordVideo(std::filesystem::path /*url*/) override {}
+    void didCapturePhoto(std::vector<std::byte> /*data*/, OvriImageSource /*source*/) override { }
+    void didRecordVideo(std::filesystem::path /*url*/) override { }
     void didFail(CameraError error) override { calls.push_back("fail " + std::string(error.name())); }
     void cameraDidResume() override { calls.emplace_back("resume"); }
     void cameraDidSuspend() override { calls.emplace_back("suspend"); }
@@ -39,7 +39,8 @@ struct LoneCamera {
     explicit LoneCamera(simulated::PhoneConfiguration configuration = {}, Position position = Position::back)
         : phone(std::move(configuration))
     {
-        camera = IosCamera::create({Position::back, CameraConfiguration::SessionPreset::photo, false}, phone.platform());
+        camera = IosCamera::create(
+            {Position::back, CameraConfiguration::SessionPreset::photo, false}, phone.platform());
         camera->setDelegate(delegate);
         camera->setIsActive(true);
         camera->setConfiguration({position, CameraConfiguration::SessionPreset::photo, false});
@@ -171,24 +172,27 @@ TEST(CameraLifecycle, TearsDownMetadataOutputsAndInputsOnly)
     lone.phone.run();
     lone.camera->tearDown([&] { isTornDown = true; });
     EXPECT_TRUE(isTornDown) << "where its caller runs";
-    EXPECT_EQ(lone.phone.journal().texts("remove"), (Texts{"removeOutput AVCaptureMetadataOutput", "removeInput video"}));
+    EXPECT_EQ(lone.phone.journal().texts("remove"),
+        (Texts{"removeOutput AVCaptureMetadataOutput", "removeInput video"}));
     EXPECT_EQ(lone.camera->currentDeviceInput(), nullptr);
     lone.camera->tearDown({});
 }
 
 TEST(CameraLifecycle, DetectsOnlyWhatIsAskedForAndOffered)
 {
-    const simulated::PhoneConfiguration configuration{.detectableTypes = {"face", "org.gs1.EAN-13", "org.iso.QRCode"}};
+    const simulated::PhoneConfiguration configuration{
+        .detectableTypes = {"face", "org.gs1.EAN-13", "org.iso.QRCode"}};
     LoneCamera lone(configuration);
     lone.start({"org.iso.QRCode", "org.iso.Aztec", "face"});
     EXPECT_EQ(lone.phone.journal().texts("setMetadata"),
-              (Texts{"setMetadataObjectTypes org.iso.QRCode face", "setMetadataObjectsDelegate delegate"}));
+        (Texts{"setMetadataObjectTypes org.iso.QRCode face", "setMetadataObjectsDelegate delegate"}));
     Texts ending = lone.phone.journal().texts();
     ending.erase(ending.begin(), std::ranges::find(ending, "canAddOutput AVCaptureMetadataOutput"));
     std::erase_if(ending, [](const std::string& text) { return text.starts_with("setSampleBuffer"); });
-    EXPECT_EQ(ending, (Texts{"canAddOutput AVCaptureMetadataOutput", "addOutput AVCaptureMetadataOutput",
-                             "setMetadataObjectTypes org.iso.QRCode face", "setMetadataObjectsDelegate delegate",
-                             "commitConfiguration", "startRunning"}));
+    EXPECT_EQ(ending,
+        (Texts{"canAddOutput AVCaptureMetadataOutput", "addOutput AVCaptureMetadataOutput",
+            "setMetadataObjectTypes org.iso.QRCode face", "setMetadataObjectsDelegate delegate",
+            "commitConfiguration", "startRunning"}));
 
     LoneCamera without(configuration);
     without.start();
@@ -251,7 +255,8 @@ TEST(CameraLifecycle, FollowsTheApplicationOnlyWhileActive)
     lone.camera->resume();
     lone.phone.run();
     lone.phone.enterBackground();
-    lone.phone.runUntil([&] { return !lone.phone.platform().dispatch.mainQueue()->isCurrent() && lone.phone.isIdle(); });
+    lone.phone.runUntil(
+        [&] { return !lone.phone.platform().dispatch.mainQueue()->isCurrent() && lone.phone.isIdle(); });
     lone.camera.reset();
     lone.phone.enterForeground();
     lone.phone.run();
@@ -263,7 +268,8 @@ TEST(CameraLifecycle, GatesAtTheHandlerByTheCamerasFlag)
     simulated::Phone phone;
     VideoFrameHandler handler(phone.platform());
     const auto ledger = std::make_shared<FrameLedger>();
-    const auto sample = [&] { return std::make_shared<CMSampleBuffer>(nullptr, nullptr, FrameTicket(ledger)); };
+    const auto sample
+        = [&] { return std::make_shared<CMSampleBuffer>(nullptr, nullptr, FrameTicket(ledger)); };
     handler.setIsActive(true);
     handler.captureOutputDidOutputSampleBuffer(sample()); // nobody to pass it to
     int passed = 0;

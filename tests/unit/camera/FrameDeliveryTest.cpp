@@ -65,13 +65,13 @@ TEST(FrameDelivery, ReadsTheDeviceOrientationWhenTheFrameIsDelivered)
     for (const SourceType& source : {SourceType::cameraBack(false), SourceType::cameraFront(false)}) {
         CaptureScreen screen;
         screen.startAndRun(source);
-        for (const auto& [held, expected] : {std::pair{UIDeviceOrientation::unknown, leftMirrored},
-                                             {UIDeviceOrientation::portrait, leftMirrored},
-                                             {UIDeviceOrientation::portraitUpsideDown, rightMirrored},
-                                             {UIDeviceOrientation::landscapeLeft, downMirrored},
-                                             {UIDeviceOrientation::landscapeRight, upMirrored},
-                                             {UIDeviceOrientation::faceUp, leftMirrored},
-                                             {UIDeviceOrientation::faceDown, leftMirrored}}) {
+        for (const auto& [held, expected] :
+            {std::pair{UIDeviceOrientation::unknown, leftMirrored},
+                {UIDeviceOrientation::portrait, leftMirrored},
+                {UIDeviceOrientation::portraitUpsideDown, rightMirrored},
+                {UIDeviceOrientation::landscapeLeft, downMirrored},
+                {UIDeviceOrientation::landscapeRight, upMirrored},
+                {UIDeviceOrientation::faceUp, leftMirrored}, {UIDeviceOrientation::faceDown, leftMirrored}}) {
             screen.phone.setDeviceOrientation(UIDeviceOrientation::landscapeLeft);
             (source == SourceType::cameraBack(false) ? screen.back() : screen.front()).produceFrame();
             screen.phone.setDeviceOrientation(held);
@@ -174,8 +174,8 @@ TEST(FrameDelivery, DeliversWhatIsPastTheVideoQueueAndLooksTheClientUpAtTheEnd)
 TEST(FrameDelivery, TurnsPixelsAndMatrixToTheInterfaceOrientation)
 {
     simulated::PhoneConfiguration configuration;
-    configuration.cameras[0].intrinsicMatrix =
-        std::make_shared<CameraIntrinsicMatrix>(CameraIntrinsicMatrix{{100, 0, 10, 0, 200, 20, 0, 0, 1}});
+    configuration.cameras[0].intrinsicMatrix
+        = std::make_shared<CameraIntrinsicMatrix>(CameraIntrinsicMatrix{{100, 0, 10, 0, 200, 20, 0, 0, 1}});
     const std::size_t width = configuration.cameras[0].width;
     const std::size_t height = configuration.cameras[0].height;
     CaptureScreen screen(configuration);
@@ -194,12 +194,13 @@ TEST(FrameDelivery, TurnsPixelsAndMatrixToTheInterfaceOrientation)
         const std::byte* pixel = frame.imageBuffer()->pixel(0, 0);
         return Corner{std::to_integer<std::size_t>(pixel[0]), std::to_integer<std::size_t>(pixel[1])};
     };
-    OvriCaptureFrameUpdate frame = frameAt(UIInterfaceOrientation::landscapeRight); // a quarter turn clockwise
+    OvriCaptureFrameUpdate frame
+        = frameAt(UIInterfaceOrientation::landscapeRight); // a quarter turn clockwise
     EXPECT_EQ(frame.imageBuffer()->width(), height);
     EXPECT_EQ(topLeft(frame).column, 0U);
     EXPECT_EQ(topLeft(frame).row, height - 1);
     EXPECT_EQ(frame.cameraIntrinsicData()->rows,
-              (std::array<float, 9>{200, 0, static_cast<float>(height) - 1 - 20, 0, 100, 10, 0, 0, 1}));
+        (std::array<float, 9>{200, 0, static_cast<float>(height) - 1 - 20, 0, 100, 10, 0, 0, 1}));
     frame = frameAt(UIInterfaceOrientation::portraitUpsideDown);
     EXPECT_EQ(frame.imageBuffer()->width(), width);
     EXPECT_EQ(topLeft(frame).column, width - 1);

@@ -41,7 +41,8 @@ TEST(MinimumFocusZoom, IsTheDistanceRatioInSinglePrecision)
     EXPECT_FLOAT_EQ(static_cast<float>(zoomFor({}, 20.0)), 8.6602535F);
     // The constant just below π, not the nearest to it: the last bits differ.
     const float product = 75.0F * std::bit_cast<float>(0x40490FDAU);
-    EXPECT_EQ(zoomFor({.fieldOfView = 75}, 50.0), static_cast<double>(100.0F / (50.0F / std::tan(product / 180.0F))));
+    EXPECT_EQ(zoomFor({.fieldOfView = 75}, 50.0),
+        static_cast<double>(100.0F / (50.0F / std::tan(product / 180.0F))));
     EXPECT_EQ(zoomFor({}, 200.0), 1);
 }
 
@@ -80,7 +81,7 @@ TEST(MinimumFocusZoom, WritesOneLineWhenTheDeviceCannotBeLockedAndStartsAllTheSa
     screen.phone.refuse(engine::CaptureCall::lockForConfiguration);
     screen.startAndRun(SourceType::cameraBack(false), {{"minimumFocusObjectSize", 20.0}});
     EXPECT_EQ(screen.phone.journal().texts("line"),
-              Texts{"line Could not lock for configuration: the device cannot be locked"});
+        Texts{"line Could not lock for configuration: the device cannot be locked"});
     EXPECT_EQ(screen.phone.journal().texts("setVideoZoom"), Texts{});
     EXPECT_EQ(screen.phone.journal().texts("unlock"), Texts{});
     EXPECT_EQ(screen.client->calls, Texts{});
@@ -105,11 +106,11 @@ TEST(MinimumFocusZoom, HappensInsideTheConfigurationBlock)
 TEST(ConnectionOrientation, IsThatOfTheInterface)
 {
     for (const auto& [interface, video] : {std::pair{UIInterfaceOrientation::unknown, "portrait"},
-                                           {UIInterfaceOrientation::portrait, "portrait"},
-                                           {UIInterfaceOrientation::portraitUpsideDown, "portraitUpsideDown"},
-                                           {UIInterfaceOrientation::landscapeRight, "landscapeRight"},
-                                           {UIInterfaceOrientation::landscapeLeft, "landscapeLeft"},
-                                           {static_cast<UIInterfaceOrientation>(9), "portrait"}}) {
+             {UIInterfaceOrientation::portrait, "portrait"},
+             {UIInterfaceOrientation::portraitUpsideDown, "portraitUpsideDown"},
+             {UIInterfaceOrientation::landscapeRight, "landscapeRight"},
+             {UIInterfaceOrientation::landscapeLeft, "landscapeLeft"},
+             {static_cast<UIInterfaceOrientation>(9), "portrait"}}) {
         CaptureScreen screen;
         screen.phone.setInterfaceOrientation(interface);
         screen.phone.run();
@@ -127,19 +128,21 @@ TEST(ConnectionOrientation, FollowsTheStatusBarOnTheMainThread)
     screen.phone.setInterfaceOrientation(UIInterfaceOrientation::landscapeLeft);
     screen.phone.run();
     EXPECT_EQ(screen.phone.journal().texts(),
-              (Texts{"setVideoOrientation landscapeLeft", "setVideoOrientation landscapeLeft"}));
+        (Texts{"setVideoOrientation landscapeLeft", "setVideoOrientation landscapeLeft"}));
     EXPECT_EQ(screen.previewLayer()->connection()->videoOrientation(), AVCaptureVideoOrientation::portrait);
 
     // Told on another thread, it waits for the main queue.
     screen.phone.journal().clear();
     screen.phone.asThread("elsewhere", [&] {
-        screen.phone.platform().notificationCenter.post(UIApplicationDidChangeStatusBarOrientationNotification);
+        screen.phone.platform().notificationCenter.post(
+            UIApplicationDidChangeStatusBarOrientationNotification);
     });
     EXPECT_EQ(screen.phone.journal().texts(), Texts{});
     screen.phone.run();
     EXPECT_EQ(screen.phone.journal().texts().size(), 2U);
     screen.phone.asThread("elsewhere", [&] {
-        screen.phone.platform().notificationCenter.post(UIApplicationDidChangeStatusBarOrientationNotification);
+        screen.phone.platform().notificationCenter.post(
+            UIApplicationDidChangeStatusBarOrientationNotification);
     });
     screen.manager.reset();
     screen.phone.run();

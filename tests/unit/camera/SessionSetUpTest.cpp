@@ -22,8 +22,8 @@ Texts orderedCalls(simulated::Phone& phone)
 /// From the first text that begins so.
 Texts from(const Texts& texts, std::string_view beginning)
 {
-    const auto found =
-        std::ranges::find_if(texts, [&](const std::string& text) { return text.starts_with(beginning); });
+    const auto found
+        = std::ranges::find_if(texts, [&](const std::string& text) { return text.starts_with(beginning); });
     return {found, texts.end()};
 }
 
@@ -32,7 +32,8 @@ Texts only(const Texts& texts, const Texts& beginnings)
 {
     Texts kept;
     std::ranges::copy_if(texts, std::back_inserter(kept), [&](const std::string& text) {
-        return std::ranges::any_of(beginnings, [&](const std::string& begin) { return text.starts_with(begin); });
+        return std::ranges::any_of(
+            beginnings, [&](const std::string& begin) { return text.starts_with(begin); });
     });
     return kept;
 }
@@ -54,17 +55,19 @@ TEST_P(Setup, PutsTheSessionTogetherInOrderAndStartsItOnce)
 
     const Texts calls = orderedCalls(screen.phone);
     EXPECT_EQ(only(calls, {"authorization", "beginConfiguration", "setSessionPreset"}),
-              (Texts{"authorizationStatus video", "beginConfiguration", "setSessionPreset photo"}));
+        (Texts{"authorizationStatus video", "beginConfiguration", "setSessionPreset photo"}));
     EXPECT_EQ(only(calls, {"default", "makeDeviceInput"}),
-              (Texts{"defaultDevice triple back", "defaultDevice dualWide back", "defaultDevice wideAngle back",
-                     "makeDeviceInput video"}));
+        (Texts{"defaultDevice triple back", "defaultDevice dualWide back", "defaultDevice wideAngle back",
+            "makeDeviceInput video"}));
     EXPECT_EQ(from(calls, "canAddInput"),
-              (Texts{"canAddInput video", "addInput video", "canAddOutput AVCaptureVideoDataOutput",
-                     "addOutput AVCaptureVideoDataOutput", "canAddOutput AVCapturePhotoOutput",
-                     "addOutput AVCapturePhotoOutput", "setEnabled true", "setAutomaticallyAdjustsVideoMirroring false",
-                     "setVideoOrientation portrait", "setEnabled true", "setAutomaticallyAdjustsVideoMirroring false",
-                     "setVideoOrientation portrait", "commitConfiguration", "startRunning"}));
-    EXPECT_EQ(screen.phone.journal().texts("setSampleBufferDelegate"), Texts{"setSampleBufferDelegate delegate"});
+        (Texts{"canAddInput video", "addInput video", "canAddOutput AVCaptureVideoDataOutput",
+            "addOutput AVCaptureVideoDataOutput", "canAddOutput AVCapturePhotoOutput",
+            "addOutput AVCapturePhotoOutput", "setEnabled true",
+            "setAutomaticallyAdjustsVideoMirroring false", "setVideoOrientation portrait", "setEnabled true",
+            "setAutomaticallyAdjustsVideoMirroring false", "setVideoOrientation portrait",
+            "commitConfiguration", "startRunning"}));
+    EXPECT_EQ(
+        screen.phone.journal().texts("setSampleBufferDelegate"), Texts{"setSampleBufferDelegate delegate"});
     EXPECT_TRUE(screen.back().isStarted());
     EXPECT_EQ(screen.back().preset(), AVCaptureSessionPreset::photo);
     EXPECT_TRUE(screen.phone.isIdle());
@@ -77,23 +80,28 @@ TEST_P(Setup, AddsTheMicrophoneAndTheMovieOutputOnlyWhenVideoIsRecorded)
     screen.startAndRun(SourceType::cameraFront(true));
     Texts calls = orderedCalls(screen.phone);
     EXPECT_EQ(only(calls, {"default", "makeDeviceInput"}),
-              (Texts{"defaultDevice wideAngle front", "makeDeviceInput video", "defaultAudioDevice",
-                     "makeDeviceInput audio"}));
+        (Texts{"defaultDevice wideAngle front", "makeDeviceInput video", "defaultAudioDevice",
+            "makeDeviceInput audio"}));
     EXPECT_EQ(only(calls, {"setSessionPreset", "addInput", "addOutput"}),
-              (Texts{"setSessionPreset high", "addInput video", "addInput audio", "addOutput AVCaptureVideoDataOutput",
-                     "addOutput AVCaptureMovieFileOutput", "addOutput AVCapturePhotoOutput"}));
+        (Texts{"setSessionPreset high", "addInput video", "addInput audio",
+            "addOutput AVCaptureVideoDataOutput", "addOutput AVCaptureMovieFileOutput",
+            "addOutput AVCapturePhotoOutput"}));
     EXPECT_EQ(only(calls, {"setVideoOrientation"}).size(), 3U);
 
     screen.phone.journal().clear();
     screen.startAndRun(SourceType::cameraFront(false));
-    EXPECT_EQ(only(orderedCalls(screen.phone), {"defaultAudio", "addInput audio", "addOutput AVCaptureMovie"}), Texts{});
+    EXPECT_EQ(
+        only(orderedCalls(screen.phone), {"defaultAudio", "addInput audio", "addOutput AVCaptureMovie"}),
+        Texts{});
 }
 
 TEST_P(Setup, GoesOnWithoutAMicrophoneThatIsMissingRefusedOrNotAccepted)
 {
-    for (const auto refused : {CaptureCall::makeDeviceInput, CaptureCall::canAddInput, CaptureCall::setEnabled}) {
+    for (const auto refused :
+        {CaptureCall::makeDeviceInput, CaptureCall::canAddInput, CaptureCall::setEnabled}) {
         const bool isMissing = refused == CaptureCall::setEnabled;
-        CaptureScreen screen(seeded({.microphone = isMissing ? std::nullopt : std::optional<std::string>("microphone")}));
+        CaptureScreen screen(
+            seeded({.microphone = isMissing ? std::nullopt : std::optional<std::string>("microphone")}));
         screen.phone.refuse(refused, 1, isMissing ? "nothing" : "audio");
         screen.startAndRun(SourceType::cameraBack(true));
         EXPECT_EQ(screen.phone.journal().texts("addInput"), Texts{"addInput video"});
@@ -111,26 +119,28 @@ TEST_P(Setup, EndsWithOneErrorWhenTheSessionRefusesAPart)
         const char* report;
         std::size_t added;
     };
-    for (const Case& one : {
-             Case{CaptureCall::makeDeviceInput, "video", "canNotAddInput", "Couldn't add capture device input", 0},
-             Case{CaptureCall::canAddInput, "video", "canNotAddInput", "Couldn't add capture device input", 0},
-             Case{CaptureCall::canAddOutput, "AVCaptureVideoDataOutput", "canNotAddVideoOutput",
-                  "Couldn't add video output", 1},
-             Case{CaptureCall::canAddOutput, "AVCaptureMovieFileOutput", "canNotAddVideoOutput",
-                  "Couldn't add video output", 2},
-             Case{CaptureCall::canAddOutput, "AVCapturePhotoOutput", "canNotAddPhotoOutput",
-                  "Couldn't add photo output", 3},
-         }) {
+    for (const Case& one :
+        {
+            Case{CaptureCall::makeDeviceInput, "video", "canNotAddInput", "Couldn't add capture device input",
+                0},
+            Case{CaptureCall::canAddInput, "video", "canNotAddInput", "Couldn't add capture device input", 0},
+            Case{CaptureCall::canAddOutput, "AVCaptureVideoDataOutput", "canNotAddVideoOutput",
+                "Couldn't add video output", 1},
+            Case{CaptureCall::canAddOutput, "AVCaptureMovieFileOutput", "canNotAddVideoOutput",
+                "Couldn't add video output", 2},
+            Case{CaptureCall::canAddOutput, "AVCapturePhotoOutput", "canNotAddPhotoOutput",
+                "Couldn't add photo output", 3},
+        }) {
         CaptureScreen screen(seeded());
         int visible = 0;
-        screen.phone.platform().notificationCenter.addObserver(
-            screen.client, "TamselCameraDidBecomeVisibleNotification", [&](const Notification&) { ++visible; });
+        screen.phone.platform().notificationCenter.addObserver(screen.client,
+            "TamselCameraDidBecomeVisibleNotification", [&](const Notification&) { ++visible; });
         screen.phone.refuse(one.call, 1, one.detail);
         screen.startAndRun(SourceType::cameraBack(true));
 
         EXPECT_EQ(screen.client->calls, Texts{"error " + std::string(one.error)});
         EXPECT_EQ(screen.phone.journal().texts("report"),
-                  Texts{"report flow error: " + std::string(one.report) + " (AVCaptureSession)"});
+            Texts{"report flow error: " + std::string(one.report) + " (AVCaptureSession)"});
         EXPECT_EQ(screen.phone.journal().texts("add").size(), one.added);
         EXPECT_EQ(screen.phone.journal().texts("commit").size(), 1U);
         EXPECT_EQ(screen.phone.journal().texts("start"), Texts{});
@@ -188,7 +198,7 @@ TEST_P(Setup, NeverBeginsWhenTheManagerGoesBeforeTheMainQueueRuns)
     screen.manager.reset();
     screen.phone.run();
     EXPECT_EQ(screen.phone.journal().texts(),
-              (Texts{"authorizationStatus video", "line \"Source Manager deinit\""}));
+        (Texts{"authorizationStatus video", "line \"Source Manager deinit\""}));
 }
 
 TEST_P(Setup, PostsTheVisibleNotificationOnTheMainQueueWithTheCameraOnceItRuns)

@@ -23,7 +23,8 @@ std::uint32_t at(const CVPixelBuffer& buffer, std::size_t x, std::size_t y)
 
 TEST(TurnedPixels, StandWhereAClockwiseTurnBringsThem)
 {
-    for (const auto& [width, height] : {std::pair<std::size_t, std::size_t>{1, 1}, {3, 2}, {65, 33}, {32, 64}, {101, 7}}) {
+    for (const auto& [width, height] :
+        {std::pair<std::size_t, std::size_t>{1, 1}, {3, 2}, {65, 33}, {32, 64}, {101, 7}}) {
         CVPixelBuffer source(width, height);
         for (std::size_t y = 0; y < height; ++y) {
             for (std::size_t x = 0; x < width; ++x) {
@@ -37,9 +38,16 @@ TEST(TurnedPixels, StandWhereAClockwiseTurnBringsThem)
             engine::turnPixels(source, target, turns);
             for (std::size_t y = 0; y < height; ++y) {
                 for (std::size_t x = 0; x < width; ++x) {
-                    const std::size_t column = turns == 0 ? x : turns == 1 ? height - 1 - y : turns == 2 ? width - 1 - x : y;
-                    const std::size_t row = turns == 0 ? y : turns == 1 ? x : turns == 2 ? height - 1 - y : width - 1 - x;
-                    ASSERT_EQ(at(target, column, row), y * width + x) << width << "x" << height << " turned " << turns;
+                    const std::size_t column = turns == 0 ? x
+                        : turns == 1                      ? height - 1 - y
+                        : turns == 2                      ? width - 1 - x
+                                                          : y;
+                    const std::size_t row = turns == 0 ? y
+                        : turns == 1                   ? x
+                        : turns == 2                   ? height - 1 - y
+                                                       : width - 1 - x;
+                    ASSERT_EQ(at(target, column, row), y * width + x)
+                        << width << "x" << height << " turned " << turns;
                 }
             }
         }

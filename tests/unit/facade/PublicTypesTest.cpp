@@ -16,7 +16,7 @@ namespace {
 
 /// Equal to any other asset of the same number.
 struct NumberedAsset final : AVAsset {
-    explicit NumberedAsset(int assetNumber) : number(assetNumber) {}
+    explicit NumberedAsset(int assetNumber) : number(assetNumber) { }
     [[nodiscard]] bool isEqual(const AVAsset& other) const override
     {
         const auto* numbered = dynamic_cast<const NumberedAsset*>(&other);
@@ -29,16 +29,18 @@ struct NumberedAsset final : AVAsset {
 
 TEST(SourceTypes, AreEqualByCaseAndPayload)
 {
-    const std::vector<SourceType> different{
-        SourceType::cameraFront(true), SourceType::cameraFront(false), SourceType::cameraBack(true),
-        SourceType::cameraBack(false), SourceType::asset(std::make_shared<NumberedAsset>(1)),
-        SourceType::asset(std::make_shared<NumberedAsset>(2)), SourceType::asset(nullptr), SourceType::undefined(),
-        SourceType::mic(), SourceType::nfc(), SourceType::stability(), SourceType::facingAngle()};
+    const std::vector<SourceType> different{SourceType::cameraFront(true), SourceType::cameraFront(false),
+        SourceType::cameraBack(true), SourceType::cameraBack(false),
+        SourceType::asset(std::make_shared<NumberedAsset>(1)),
+        SourceType::asset(std::make_shared<NumberedAsset>(2)), SourceType::asset(nullptr),
+        SourceType::undefined(), SourceType::mic(), SourceType::nfc(), SourceType::stability(),
+        SourceType::facingAngle()};
     for (std::size_t one = 0; one < different.size(); ++one) {
         for (std::size_t other = 0; other < different.size(); ++other)
             EXPECT_EQ(different[one] == different[other], one == other) << one << " and " << other;
     }
-    EXPECT_EQ(SourceType::asset(std::make_shared<NumberedAsset>(1)), SourceType::asset(std::make_shared<NumberedAsset>(1)));
+    EXPECT_EQ(SourceType::asset(std::make_shared<NumberedAsset>(1)),
+        SourceType::asset(std::make_shared<NumberedAsset>(1)));
     EXPECT_NE(SourceType::asset(std::make_shared<AVAsset>()), SourceType::asset(std::make_shared<AVAsset>()));
 }
 
@@ -57,7 +59,8 @@ TEST(Records, AnswerFromTheSourceThatTheyHaveNow)
 
     const auto buffer = std::make_shared<CVPixelBuffer>(3, 2);
     const auto matrix = std::make_shared<CameraIntrinsicMatrix>();
-    OvriCaptureFrameUpdate frame(buffer, matrix, CGImagePropertyOrientation::down, CGAffineTransform{.tx = 5});
+    OvriCaptureFrameUpdate frame(
+        buffer, matrix, CGImagePropertyOrientation::down, CGAffineTransform{.tx = 5});
     EXPECT_EQ(frame.imageBuffer(), buffer);
     EXPECT_EQ(frame.cameraIntrinsicData(), matrix);
     EXPECT_EQ(frame.exifOrientation(), CGImagePropertyOrientation::down);
@@ -68,10 +71,9 @@ TEST(Records, AnswerFromTheSourceThatTheyHaveNow)
 
 TEST(MetadataKinds, ConvertToTheirIdentifiersAndBack)
 {
-    const std::vector<std::string> identifiers{
-        "org.iso.Code39",   "org.iso.Code39Mod43",      "com.intermec.Code93", "org.iso.Code128", "org.gs1.EAN-8",
-        "org.gs1.EAN-13",   "org.ansi.Interleaved2of5", "org.gs1.ITF14",       "org.gs1.UPC-E",   "org.iso.Aztec",
-        "org.iso.DataMatrix", "org.iso.PDF417",         "org.iso.QRCode"};
+    const std::vector<std::string> identifiers{"org.iso.Code39", "org.iso.Code39Mod43", "com.intermec.Code93",
+        "org.iso.Code128", "org.gs1.EAN-8", "org.gs1.EAN-13", "org.ansi.Interleaved2of5", "org.gs1.ITF14",
+        "org.gs1.UPC-E", "org.iso.Aztec", "org.iso.DataMatrix", "org.iso.PDF417", "org.iso.QRCode"};
     std::vector<MetadataObjectType> all = allBarcodes();
     ASSERT_EQ(all.size(), identifiers.size());
     for (std::size_t index = 0; index < all.size(); ++index) {
@@ -86,15 +88,16 @@ TEST(MetadataKinds, ConvertToTheirIdentifiersAndBack)
     EXPECT_EQ(MetadataObjectType::fromRawValue("face"), MetadataObjectType(MetadataObjectType::face));
     for (const char* unknown : {"", "qr", "Face", "org.iso.QR", "org.iso.QRCode ", "org.iso.MicroQR"})
         EXPECT_EQ(MetadataObjectType::fromRawValue(unknown), std::nullopt) << unknown;
-    EXPECT_EQ(std::hash<MetadataObjectType>{}(all[3]), std::hash<MetadataObjectType>{}(MetadataObjectType::code128));
+    EXPECT_EQ(std::hash<MetadataObjectType>{}(all[3]),
+        std::hash<MetadataObjectType>{}(MetadataObjectType::code128));
 }
 
 TEST(CameraPositions, ConvertExactlyFromText)
 {
     for (const auto& [position, text, capture] :
-         {std::tuple{Position::front, "front", AVCaptureDevicePosition::front},
-          {Position::back, "back", AVCaptureDevicePosition::back},
-          {Position::unspecified, "unspecified", AVCaptureDevicePosition::unspecified}}) {
+        {std::tuple{Position::front, "front", AVCaptureDevicePosition::front},
+            {Position::back, "back", AVCaptureDevicePosition::back},
+            {Position::unspecified, "unspecified", AVCaptureDevicePosition::unspecified}}) {
         EXPECT_EQ(Position::fromRawValue(text), Position(position));
         EXPECT_EQ(Position(position).rawValue(), text);
         EXPECT_EQ(Position(position).capturePosition(), capture);
@@ -115,7 +118,7 @@ TEST(CameraErrors, CarryTheirTexts)
 
 TEST(Clients, NeedNotImplementAnything)
 {
-    struct Nothing final : OvriSourceToSession {};
+    struct Nothing final : OvriSourceToSession { };
     Nothing client;
     OvriSourceToSession& session = client;
     auto* manager = reinterpret_cast<OvriSourceManager*>(&client); // only passed on

@@ -55,7 +55,8 @@ public:
 private:
     simulated::PhoneConfiguration configuration(std::uint64_t seed)
     {
-        simulated::PhoneConfiguration configuration{.seed = seed, .microphone = "microphone", .bufferCount = 3};
+        simulated::PhoneConfiguration configuration{
+            .seed = seed, .microphone = "microphone", .bufferCount = 3};
         for (simulated::CameraScript& camera : configuration.cameras) {
             camera.width = 8;
             camera.height = 6;
@@ -78,8 +79,9 @@ private:
         case 0:
         case 1:
         case 2:
-            (void)screen_.start(chance(2) ? SourceType::cameraBack(chance(2)) : SourceType::cameraFront(chance(2)),
-                                {{"minimumFocusObjectSize", 20.0}});
+            (void)screen_.start(
+                chance(2) ? SourceType::cameraBack(chance(2)) : SourceType::cameraFront(chance(2)),
+                {{"minimumFocusObjectSize", 20.0}});
             break;
         case 3:
             screen_.manager->stopCameraSession();
@@ -114,7 +116,7 @@ private:
         default:
             if (chance(5))
                 screen_.manager = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::none,
-                                                            screen_.responseQueue, screen_.phone.platform());
+                    screen_.responseQueue, screen_.phone.platform());
             break;
         }
         EXPECT_EQ(screen_.phone.now(), before) << "no public operation takes time";

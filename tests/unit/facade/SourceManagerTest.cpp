@@ -12,19 +12,19 @@ TEST(SourceManager, RefusesACameraWithoutPermissionAndKeepsWhatItHad)
 {
     using enum AVAuthorizationStatus;
     for (const auto& [status, error] : {std::pair{denied, CameraError::noPermission()},
-                                        {notDetermined, CameraError::noPermission()},
-                                        {restricted, CameraError::cameraRestricted()}}) {
+             {notDetermined, CameraError::noPermission()}, {restricted, CameraError::cameraRestricted()}}) {
         CaptureScreen screen;
         screen.startAndRun();
         screen.phone.journal().clear();
         screen.phone.setAuthorization(AVMediaType::video, status);
         const auto second = std::make_shared<RecordingClient>();
-        const auto started = screen.manager->startSession(SourceType::cameraFront(true), second, {}, screen.view);
+        const auto started
+            = screen.manager->startSession(SourceType::cameraFront(true), second, {}, screen.view);
         ASSERT_FALSE(started.has_value());
         EXPECT_EQ(started.error(), error);
         EXPECT_EQ(started.error().reason(), std::nullopt);
         EXPECT_EQ(screen.phone.journal().texts(),
-                  (Texts{"authorizationStatus video", "report device error: no permission for the camera"}));
+            (Texts{"authorizationStatus video", "report device error: no permission for the camera"}));
         EXPECT_EQ(screen.manager->activeType(), SourceType::cameraFront(true));
         EXPECT_EQ(screen.manager->delegate(), second);
         screen.phone.run();
@@ -77,14 +77,16 @@ TEST(SourceManager, AddsOnePreviewLayerForACameraWhoseLayerStillStands)
 {
     CaptureScreen screen;
     const auto camera = IosCamera::create(
-        {CameraConfiguration::Position::back, CameraConfiguration::SessionPreset::photo, false}, screen.phone.platform());
+        {CameraConfiguration::Position::back, CameraConfiguration::SessionPreset::photo, false},
+        screen.phone.platform());
     const auto layer = std::make_shared<CALayer>();
     camera->setPreferredVideoGravity(AVLayerVideoGravity::resizeAspectFill);
     camera->addPreviewLayer(layer);
     camera->addPreviewLayer(layer);
     ASSERT_EQ(layer->sublayers().size(), 1U);
-    EXPECT_EQ(std::dynamic_pointer_cast<AVCaptureVideoPreviewLayer>(layer->sublayers().front())->videoGravity(),
-              AVLayerVideoGravity::resizeAspectFill);
+    EXPECT_EQ(
+        std::dynamic_pointer_cast<AVCaptureVideoPreviewLayer>(layer->sublayers().front())->videoGravity(),
+        AVLayerVideoGravity::resizeAspectFill);
     const auto other = std::make_shared<CALayer>();
     camera->addPreviewLayer(other); // nothing in this one yet
     EXPECT_EQ(other->sublayers().size(), 1U);
@@ -161,7 +163,8 @@ TEST(SourceManager, TakesTheDeviceOverWhenASecondCameraStarts)
         screen.phone.journal().clear();
         screen.startAndRun();
         screen.phone.advance(1s);
-        EXPECT_EQ(screen.phone.journal().texts("stopRunning"), Texts{}) << "the first is released, not stopped";
+        EXPECT_EQ(screen.phone.journal().texts("stopRunning"), Texts{})
+            << "the first is released, not stopped";
         screen.frame();
         screen.frame();
         EXPECT_EQ(screen.client->calls, (Texts{"frame", "frame"}));
@@ -172,7 +175,7 @@ TEST(SourceManager, TakesTheDeviceOverWhenASecondCameraStarts)
     screen.startAndRun();
     const auto other = std::make_shared<RecordingClient>();
     const auto second = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::none,
-                                                  screen.phone.makeQueue("second"), screen.phone.platform());
+        screen.phone.makeQueue("second"), screen.phone.platform());
     ASSERT_TRUE(second->startSession(SourceType::cameraBack(false), other, {}, screen.view).has_value());
     screen.back().produceFrame(); // on its way in the first session
     screen.phone.run();

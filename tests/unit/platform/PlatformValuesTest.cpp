@@ -23,7 +23,7 @@ TEST(AffineTransforms, AreInvertedWhereThatIsPossible)
     EXPECT_EQ(CGAffineTransformInvert(turned), (CGAffineTransform{0, -1, 1, 0, -20, 360}));
     EXPECT_EQ(CGAffineTransformInvert(CGAffineTransformInvert(turned)), turned);
     for (const CGAffineTransform& odd : {CGAffineTransform{1, 2, 2, 4, 5, 6}, CGAffineTransform{.a = 0},
-                                         CGAffineTransform{.a = std::numeric_limits<double>::infinity()}})
+             CGAffineTransform{.a = std::numeric_limits<double>::infinity()}})
         EXPECT_EQ(CGAffineTransformInvert(odd), odd);
 }
 
@@ -37,8 +37,11 @@ TEST(DebugText, IsQuotedAndEscaped)
 TEST(SystemVersion, IsComparedByNumbers)
 {
     struct Versioned final : UIDevice {
-        explicit Versioned(std::string given) : version(std::move(given)) {}
-        [[nodiscard]] UIDeviceOrientation orientation() const override { return UIDeviceOrientation::unknown; }
+        explicit Versioned(std::string given) : version(std::move(given)) { }
+        [[nodiscard]] UIDeviceOrientation orientation() const override
+        {
+            return UIDeviceOrientation::unknown;
+        }
         [[nodiscard]] std::string systemVersion() const override { return version; }
         [[nodiscard]] std::string model() const override { return {}; }
         std::string version;
@@ -53,7 +56,7 @@ TEST(SystemVersion, IsComparedByNumbers)
 TEST(Notifications, ReachLivingObserversOfTheirNameInTheOrderOfRegistration)
 {
     struct Observer {
-        explicit Observer(std::vector<int>& log, int own) : calls(log), number(own) {}
+        explicit Observer(std::vector<int>& log, int own) : calls(log), number(own) { }
         void noticed() { calls.push_back(number); }
         std::vector<int>& calls;
         int number;
@@ -88,7 +91,7 @@ TEST(WorkItems, MoveWhatTheyHoldAndDestroyItOnce)
     item = std::move(other);
     item();
     EXPECT_EQ(*counted, 2);
-    item = WorkItem([] {});
+    item = WorkItem([] { });
     EXPECT_EQ(counted.use_count(), 1);
 }
 

@@ -14,8 +14,10 @@ class CaptureSampleUpdate {
 public:
     /// Stores the three values unchanged; an empty sample is accepted.
     CaptureSampleUpdate(std::vector<std::byte> sample, platform::OvriImageSource source,
-                        platform::CGImagePropertyOrientation exifOrientation)
-        : sample_(std::move(sample)), source_(source), exifOrientation_(exifOrientation)
+        platform::CGImagePropertyOrientation exifOrientation)
+        : sample_(std::move(sample)),
+          source_(source),
+          exifOrientation_(exifOrientation)
     {
     }
     virtual ~CaptureSampleUpdate() = default;

@@ -13,19 +13,22 @@ namespace tamsel {
 class OvriCaptureFrameUpdate {
 public:
     OvriCaptureFrameUpdate(std::shared_ptr<platform::CVBuffer> data,
-                           std::shared_ptr<const platform::CameraIntrinsicMatrix> cameraIntrinsicData,
-                           platform::CGImagePropertyOrientation exifOrientation,
-                           std::optional<platform::CGAffineTransform> preferredTransform)
-        : imageBuffer_(std::move(data))
-        , cameraIntrinsicData_(std::move(cameraIntrinsicData))
-        , exifOrientation_(exifOrientation)
-        , preferredTransform_(preferredTransform)
+        std::shared_ptr<const platform::CameraIntrinsicMatrix> cameraIntrinsicData,
+        platform::CGImagePropertyOrientation exifOrientation,
+        std::optional<platform::CGAffineTransform> preferredTransform)
+        : imageBuffer_(std::move(data)),
+          cameraIntrinsicData_(std::move(cameraIntrinsicData)),
+          exifOrientation_(exifOrientation),
+          preferredTransform_(preferredTransform)
     {
     }
 
     /// BGRA pixels.
     [[nodiscard]] const std::shared_ptr<platform::CVBuffer>& imageBuffer() const { return imageBuffer_; }
-    void setImageBuffer(std::shared_ptr<platform::CVBuffer> imageBuffer) { imageBuffer_ = std::move(imageBuffer); }
+    void setImageBuffer(std::shared_ptr<platform::CVBuffer> imageBuffer)
+    {
+        imageBuffer_ = std::move(imageBuffer);
+    }
 
     /// As the platform gave it; absent when it gave none.
     [[nodiscard]] const std::shared_ptr<const platform::CameraIntrinsicMatrix>& cameraIntrinsicData() const

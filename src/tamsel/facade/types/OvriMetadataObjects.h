@@ -14,9 +14,11 @@ namespace tamsel {
 /// One detected machine-readable code.
 class OvriMetadataMachineReadableCodeObject {
 public:
-    OvriMetadataMachineReadableCodeObject(std::optional<MetadataObjectType> type, std::vector<platform::CGPoint> corners,
-                                          std::optional<std::string> value)
-        : type_(type), corners_(std::move(corners)), value_(std::move(value))
+    OvriMetadataMachineReadableCodeObject(std::optional<MetadataObjectType> type,
+        std::vector<platform::CGPoint> corners, std::optional<std::string> value)
+        : type_(type),
+          corners_(std::move(corners)),
+          value_(std::move(value))
     {
     }
 
@@ -42,7 +44,8 @@ public:
 private:
     friend class OvriSourceManager;
 
-    explicit OvriMetadataFaceObject(std::shared_ptr<const platform::AVMetadataFaceObject> face) : face_(std::move(face))
+    explicit OvriMetadataFaceObject(std::shared_ptr<const platform::AVMetadataFaceObject> face)
+        : face_(std::move(face))
     {
     }
 

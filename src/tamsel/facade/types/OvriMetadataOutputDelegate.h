@@ -14,9 +14,12 @@ class OvriMetadataOutputDelegate {
 public:
     virtual ~OvriMetadataOutputDelegate() = default;
 
-    virtual void sourceManagerDidDetect(OvriSourceManager& /*manager*/, const OvriMetadataFaceObject& /*face*/) {}
-    virtual void sourceManagerDidDetect(OvriSourceManager& /*manager*/,
-                                        const std::vector<OvriMetadataMachineReadableCodeObject>& /*codes*/)
+    virtual void sourceManagerDidDetect(
+        OvriSourceManager& /*manager*/, const OvriMetadataFaceObject& /*face*/)
+    {
+    }
+    virtual void sourceManagerDidDetect(
+        OvriSourceManager& /*manager*/, const std::vector<OvriMetadataMachineReadableCodeObject>& /*codes*/)
     {
     }
 };

@@ -10,8 +10,8 @@ class OvriMotionSourceDelegate {
 public:
     virtual ~OvriMotionSourceDelegate() = default;
 
-    virtual void sourceManagerDidDetectStability(OvriSourceManager& /*manager*/, bool /*isStable*/) {}
-    virtual void sourceManagerDidDetectFacingAngle(OvriSourceManager& /*manager*/, bool /*isFacing*/) {}
+    virtual void sourceManagerDidDetectStability(OvriSourceManager& /*manager*/, bool /*isStable*/) { }
+    virtual void sourceManagerDidDetectFacingAngle(OvriSourceManager& /*manager*/, bool /*isFacing*/) { }
 };
 
 } // namespace tamsel

@@ -23,21 +23,32 @@ public:
     virtual ~OvriSourceToSession() = default;
 
     /// Not called by any operation of this library.
-    virtual void sourceManagerDidGetSourceUpdate(OvriSourceManager& /*manager*/, const platform::OvriImage& /*image*/) {}
+    virtual void sourceManagerDidGetSourceUpdate(
+        OvriSourceManager& /*manager*/, const platform::OvriImage& /*image*/)
+    {
+    }
     /// One live camera frame or one frame of a recorded video.
-    virtual void sourceManagerDidGetFrame(OvriSourceManager& /*manager*/, const OvriCaptureFrameUpdate& /*frame*/) {}
+    virtual void sourceManagerDidGetFrame(
+        OvriSourceManager& /*manager*/, const OvriCaptureFrameUpdate& /*frame*/)
+    {
+    }
     /// One still image.
-    virtual void sourceManagerDidGetSample(OvriSourceManager& /*manager*/,
-                                           const std::shared_ptr<CaptureSampleUpdate>& /*sample*/)
+    virtual void sourceManagerDidGetSample(
+        OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& /*sample*/)
     {
     }
     /// A recording has been finished and written to this file.
-    virtual void sourceManagerDidGetVideo(OvriSourceManager& /*manager*/, const std::filesystem::path& /*url*/) {}
-    virtual void sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/, const SourceError& /*error*/) {}
+    virtual void sourceManagerDidGetVideo(
+        OvriSourceManager& /*manager*/, const std::filesystem::path& /*url*/)
+    {
+    }
+    virtual void sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/, const SourceError& /*error*/)
+    {
+    }
     /// The session has stopped because the application went to the background.
-    virtual void sourceManagerCameraDidSuspend(OvriSourceManager& /*manager*/) {}
+    virtual void sourceManagerCameraDidSuspend(OvriSourceManager& /*manager*/) { }
     /// The session runs again because the application came back to the foreground.
-    virtual void sourceManagerCameraDidResume(OvriSourceManager& /*manager*/) {}
+    virtual void sourceManagerCameraDidResume(OvriSourceManager& /*manager*/) { }
 };
 
 } // namespace tamsel

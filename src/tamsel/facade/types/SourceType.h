@@ -68,7 +68,7 @@ public:
     bool operator==(const SourceType&) const = default;
 
 private:
-    explicit SourceType(Value value) : value_(std::move(value)) {}
+    explicit SourceType(Value value) : value_(std::move(value)) { }
 
     Value value_;
 };

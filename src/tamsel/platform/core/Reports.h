@@ -35,7 +35,7 @@ public:
     void report(ReportSink& sink) const;
 
 private:
-    explicit DeviceError(Factory factory) : factory_(factory) {}
+    explicit DeviceError(Factory factory) : factory_(factory) { }
 
     Factory factory_;
 };
@@ -59,7 +59,7 @@ public:
     void report(ReportSink& sink) const;
 
 private:
-    explicit FlowError(Factory factory) : factory_(std::move(factory)) {}
+    explicit FlowError(Factory factory) : factory_(std::move(factory)) { }
 
     Factory factory_;
 };
@@ -79,7 +79,7 @@ public:
     void report(ReportSink& sink) const;
 
 private:
-    explicit NativeError(Factory factory) : factory_(std::move(factory)) {}
+    explicit NativeError(Factory factory) : factory_(std::move(factory)) { }
 
     Factory factory_;
 };
