@@ -60,11 +60,11 @@ void FramesCommand::fail(const std::string& line)
 
 void FramesCommand::reportError(const CameraError& error)
 {
-    if (options_.json) {
+    if (options_.json)
         write(JsonLine("error").text("kind", error.name()).text("reason", error.reason()).string());
-        hasFailed_ = true;
-    }
-    if (!options_.json || error.kind() != CameraError::Case::videoFrameError)
+    if (error.kind() == CameraError::Case::videoFrameError)
+        ++frameErrors_; // there may be many: told together at the end
+    else
         fail(std::string(error.name()) + (error.reason() ? ": " + *error.reason() : ""));
 }
 
@@ -208,7 +208,10 @@ void FramesCommand::summarize()
     const auto row = [](const char* name, std::uint64_t value) {
         std::printf("  %-12s %8llu\n", name, static_cast<unsigned long long>(value));
     };
-    std::printf("Camera session, %zu x %zu pixels", width_, height_);
+    if (firstFrame_)
+        std::printf("Camera session, %zu x %zu pixels", width_, height_);
+    else
+        std::printf("Camera session without a frame");
     if (duration > 0)
         std::printf(", %.1f frames per second", static_cast<double>(counts.delivered - 1) / duration);
     std::printf("\n");
@@ -278,8 +281,8 @@ ExitStatus FramesCommand::run()
 
     const bool hasPictures = finishPictures();
     summarize();
-    if (options_.json && hasFailed_)
-        fail("there were errors");
+    if (frameErrors_ > 0)
+        fail(std::to_string(frameErrors_.load()) + (frameErrors_ == 1 ? " frame was dropped" : " frames were dropped"));
     const bool isComplete = !options_.count || delivered_ >= *options_.count;
     if (!isComplete && !isInterrupted)
         fail("only " + std::to_string(delivered_.load()) + " of " + std::to_string(*options_.count)

@@ -53,6 +53,7 @@ private:
     std::atomic<std::uint64_t> delivered_ = 0;
     std::atomic<bool> shouldEnd_ = false;
     std::atomic<bool> hasFailed_ = false;
+    std::atomic<std::uint64_t> frameErrors_ = 0;
     std::atomic<std::uint64_t> picturesUnderWay_ = 0;
     std::mutex outputGuard_;
 

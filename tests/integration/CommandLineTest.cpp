@@ -1,0 +1,141 @@
+#include "support/Media.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace tamsel::tests {
+
+namespace {
+
+const std::string program = TAMSEL_CAPTURE_PROGRAM;
+
+std::vector<std::string> lines(const std::string& text)
+{
+    std::vector<std::string> result;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find('\n', at), text.size());
+        result.push_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return result;
+}
+
+struct Outcome {
+    int status;
+    std::vector<std::string> output;
+    std::vector<std::string> errors;
+};
+
+Outcome outcomeOf(const std::string& arguments)
+{
+    const ScratchFolder folder;
+    const std::string errors = folder.file("errors");
+    const CommandResult result = runCommand(program + " " + arguments + " 2>'" + errors + "'");
+    return {result.status, lines(result.output), lines(readFile(errors))};
+}
+
+std::size_t count(const std::vector<std::string>& among, const std::string& beginning)
+{
+    return static_cast<std::size_t>(
+        std::ranges::count_if(among, [&](const std::string& line) { return line.starts_with(beginning); }));
+}
+
+} // namespace
+
+TEST(CommandLine, WritesNothingButOneJsonObjectALine)
+{
+    for (const std::string& cameras :
+        {"--back " + sample(), std::string("--backend simulated"), std::string("--back test:64x48@100")}) {
+        const Outcome frames = outcomeOf("--json " + cameras + " frames --count 5");
+        EXPECT_EQ(frames.status, 0);
+        ASSERT_EQ(frames.output.size(), 6U);
+        for (std::size_t index = 0; index < 5; ++index)
+            EXPECT_TRUE(frames.output[index].starts_with("{\"event\": \"frame\", \"index\": " + std::to_string(index)));
+        EXPECT_TRUE(frames.output[5].starts_with("{\"event\": \"summary\""));
+        EXPECT_NE(frames.output[5].find("\"delivered\": 5"), std::string::npos);
+
+        const Outcome devices = outcomeOf("--json " + cameras + " devices");
+        EXPECT_EQ(devices.status, 0);
+        EXPECT_EQ(count(devices.output, "{\"event\": \"device\", \"position\": "), devices.output.size());
+        EXPECT_GE(devices.output.size(), 1U);
+    }
+    const Outcome turned = outcomeOf("--json --back test:640x480@100 --device-orientation landscapeRight "
+                           "--interface-orientation landscapeLeft frames --count 1");
+    EXPECT_EQ(turned.output.at(0),
+        R"({"event": "frame", "index": 0, "width": 480, "height": 640, "exifOrientation": 2, "preferredTransform": null, "mediaTime": 0, "sequence": 0})");
+}
+
+TEST(CommandLine, RefusesWrongUsageAndUnusableInputsWithOneLine)
+{
+    for (const char* arguments : {"", "frame", "--json", "--frobnicate frames", "frames --count 0", "frames --count 1.5",
+             "frames --seconds -1", "frames --seconds nan", "frames --save-every", "--preset best frames",
+             "--device-orientation up frames", "devices --count 3", "--backend simulated --back x frames",
+             "--back missing.mp4 frames", "--back test:4 frames", "--back /dev/video99 frames", "--back /dev/null frames",
+             "--back '' frames", "--back no-such-protocol://x frames", "--back . frames"}) {
+        const Outcome refused = outcomeOf(arguments);
+        EXPECT_EQ(refused.status, 2) << arguments;
+        EXPECT_EQ(refused.errors.size(), 1U) << arguments;
+        EXPECT_EQ(refused.output.size(), 0U) << arguments;
+    }
+    const Outcome help = outcomeOf("frames --help");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_GT(help.output.size(), 20U);
+}
+
+TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
+{
+    const Outcome ended = outcomeOf("--json --back lavfi:testsrc2=s=64x48:r=100:d=0.1 frames --count 50");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(count(ended.output, "{\"event\": \"frame\""), 10U);
+    EXPECT_EQ(count(ended.output, R"({"event": "error", "kind": "videoFrameError", "reason": "Video frame error"})"), 1U);
+    EXPECT_EQ(count(ended.errors, "tamsel-capture: the camera was lost"), 1U);
+
+    const Outcome tooShort = outcomeOf("--json --back test:64x48@100 frames --count 1000000 --seconds 0.2");
+    EXPECT_EQ(tooShort.status, 1);
+    EXPECT_GE(count(tooShort.errors, "tamsel-capture: only "), 1U);
+
+    const Outcome absent = outcomeOf("--json --back test:64x48 frames --camera front --count 1");
+    EXPECT_EQ(absent.status, 1);
+    EXPECT_EQ(count(absent.output, R"({"event": "error", "kind": "canNotAddInput")"), 1U);
+
+    const Outcome unwritable = outcomeOf("--back test:64x48@100 frames --count 2 --contact-sheet /no/such/folder/sheet.png");
+    EXPECT_EQ(unwritable.status, 1);
+    EXPECT_GE(unwritable.errors.size(), 1U);
+}
+
+TEST(CommandLine, SavesPicturesThatOtherProgramsRead)
+{
+    const ScratchFolder folder;
+    const Outcome saved = outcomeOf("--back " + sample() + " --out " + folder.file("frames") + " frames --count 5 --save-every 2 "
+        + "--contact-sheet " + folder.file("sheet.png"));
+    EXPECT_EQ(saved.status, 0);
+    for (const auto& [file, size] : {std::pair{"frames/frame-000000.png", "640,480"}, {"frames/frame-000004.png", "640,480"},
+             {"sheet.png", "1000,384"}}) {
+        const CommandResult probed = runCommand(
+            "ffprobe -v error -show_entries stream=width,height -of csv=p=0 '" + folder.file(file) + "'");
+        EXPECT_EQ(probed.output, std::string(size) + "\n") << file;
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder.file("frames/frame-000001.png")));
+}
+
+TEST(CommandLine, FollowsSignals)
+{
+    const ScratchFolder folder;
+    const std::string output = folder.file("output");
+    // The shell waits for what it has seen in the output before it sends the next signal.
+    const auto await = [&](const std::string& text) {
+        return "while ! grep -q '" + text + "' '" + output + "' 2>/dev/null; do sleep 0.01; done; ";
+    };
+    const CommandResult result = runCommand(program + " --json --back test:64x48@100 frames >'" + output
+        + "' 2>/dev/null & process=$!; " + await("frame") + "kill -USR1 $process; " + await("suspend")
+        + "kill -USR2 $process; " + await("resume") + "kill -INT $process; wait $process");
+    EXPECT_EQ(result.status, 130);
+    const std::vector<std::string> told = lines(readFile(output));
+    EXPECT_EQ(count(told, "{\"event\": \"suspend\"}"), 1U);
+    EXPECT_EQ(count(told, "{\"event\": \"resume\"}"), 1U);
+    EXPECT_TRUE(told.back().starts_with("{\"event\": \"summary\""));
+}
+
+} // namespace tamsel::tests
