@@ -16,16 +16,20 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/TamselSourceManagerConfi
 install(FILES "${CMAKE_CURRENT_LIST_DIR}/FindLibyuv.cmake" "${PROJECT_BINARY_DIR}/TamselSourceManagerConfig.cmake"
     "${PROJECT_BINARY_DIR}/TamselSourceManagerConfigVersion.cmake" DESTINATION "${package_dir}")
 
-function(tamsel_pkg_config file description requires requires_private libs libs_private)
+# Found from where the file stands, so that an installation may be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+
+# The libraries are static, so a program names all that they stand on.
+function(tamsel_pkg_config file description requires libs)
     configure_file("${PROJECT_SOURCE_DIR}/cmake/tamsel.pc.in" "${PROJECT_BINARY_DIR}/${file}.pc" @ONLY)
     install(FILES "${PROJECT_BINARY_DIR}/${file}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 endfunction()
 
-tamsel_pkg_config(tamsel-source-manager "Images and sensor verdicts for capture screens" "" "" "-ltamsel_core" "")
-tamsel_pkg_config(tamsel-source-manager-simulated "A scripted phone on virtual time" "tamsel-source-manager" ""
-    "-ltamsel_simulated -ltamsel_engine -ltamsel_core" "-pthread")
+tamsel_pkg_config(tamsel-source-manager "Images and sensor verdicts for capture screens" "" "-ltamsel_core")
+tamsel_pkg_config(tamsel-source-manager-simulated "A scripted phone on virtual time" ""
+    "-ltamsel_simulated -ltamsel_engine -ltamsel_core -pthread")
 if(TAMSEL_HOST)
-    tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux" "tamsel-source-manager"
+    tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux"
         "libavdevice libavformat libavcodec libswscale libavutil"
-        "-ltamsel_host -ltamsel_engine -ltamsel_core -lyuv" "-pthread")
+        "-ltamsel_host -ltamsel_engine -ltamsel_core -lyuv -pthread")
 endif()
