@@ -121,7 +121,7 @@ void readCommand(Reader& reader, std::string_view name, Options& options)
     } else if (name == "help") {
         return;
     } else {
-        reader.fail("'" + std::string(name) + "' is no command: devices and frames are; see --help");
+        reader.fail(std::string("'").append(name) + "' is no command: devices and frames are; see --help");
         return;
     }
     while (const auto argument = reader.next()) {
@@ -139,7 +139,7 @@ void readCommand(Reader& reader, std::string_view name, Options& options)
         else if (frames && *argument == "--contact-sheet")
             options.contactSheet = reader.text(*argument);
         else
-            reader.fail("'" + std::string(*argument) + "' is no option of " + std::string(name)
+            reader.fail(std::string("'").append(*argument) + "' is no option of " + std::string(name)
                 + "; global options stand before the command; see --help");
     }
 }
@@ -172,7 +172,7 @@ std::expected<Options, std::string> parseOptions(std::span<const char* const> ar
         else if (*argument == "--out")
             options.outputFolder = reader.text(*argument);
         else if (argument->starts_with("-"))
-            reader.fail("'" + std::string(*argument) + "' is no global option; see --help");
+            reader.fail(std::string("'").append(*argument) + "' is no global option; see --help");
         else {
             hasCommand = true;
             readCommand(reader, *argument, options);

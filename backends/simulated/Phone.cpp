@@ -31,7 +31,7 @@ public:
             return true;
         std::string text(engine::name(call));
         if (!detail.empty())
-            text += " " + std::string(detail);
+            text.append(" ").append(detail);
         const bool isRefused = takeRefusal(call, detail);
         journal_->write(scheduler_->monotonic(), text + (isRefused ? " refused" : ""));
         if (const auto found = delays.find(call); found != delays.end())

@@ -56,10 +56,10 @@ std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_
         const std::lock_guard lock(shelf_->guard);
         auto& free = shelf_->free;
         const auto fits = [&](const auto& one) { return one->width() == width && one->height() == height; };
-        if (const auto found = std::ranges::find_if(free, fits); found != free.end()) {
+        // The one that came back last: it is the likeliest to be in a cache, and what is never needed stays unmade.
+        if (const auto found = std::ranges::find_if(free.rbegin(), free.rend(), fits); found != free.rend()) {
             buffer = std::move(*found);
-            *found = std::move(free.back());
-            free.pop_back();
+            free.erase(std::next(found).base());
         } else if (shelf_->made < shelf_->count) {
             ++shelf_->made;
         } else if (!free.empty()) {

@@ -61,10 +61,10 @@ std::expected<void, CameraError> OvriSourceManager::startSession(const SourceTyp
     std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
     std::shared_ptr<UIView> previewView)
 {
-    std::optional<SourceType> previous = type;
+    std::optional<SourceType> previous;
     {
         const std::lock_guard lock(guard_);
-        activeType_.swap(previous);
+        previous = std::exchange(activeType_, type);
     }
     const std::optional<double> minimumFocusObjectSize = doubleFor("minimumFocusObjectSize", configurations);
     setDelegate(std::move(delegate));
