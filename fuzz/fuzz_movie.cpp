@@ -1,0 +1,51 @@
+// Any bytes as a video file: opened, read, converted and rewound, as a camera does it.
+
+#include <host/movie/MovieReader.h>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace {
+
+constexpr int mostFrames = 12;
+constexpr std::size_t mostPixels = std::size_t{1920} * 1080;
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    using tamsel::host::MovieReader;
+    const int file = memfd_create("movie", MFD_CLOEXEC);
+    if (file < 0 || write(file, data, size) != static_cast<ssize_t>(size)) {
+        close(file);
+        return 0;
+    }
+    const auto isCancelled = std::make_shared<std::atomic<bool>>(false);
+    if (auto opened = MovieReader::open("/proc/self/fd/" + std::to_string(file), isCancelled)) {
+        MovieReader& reader = **opened;
+        (void)reader.presentationDimensions();
+        double last = -1e300;
+        for (int frames = 0; frames < mostFrames;) {
+            if (reader.next() != MovieReader::Step::frame) {
+                if (frames == 0 || !reader.rewind())
+                    break;
+                ++frames;
+                continue;
+            }
+            ++frames;
+            if (reader.time().seconds() <= last)
+                __builtin_trap(); // times grow, also across loops
+            last = reader.time().seconds();
+            if (reader.width() * reader.height() <= mostPixels) {
+                tamsel::platform::CVPixelBuffer buffer(reader.width(), reader.height());
+                (void)reader.convert(buffer);
+            }
+        }
+    }
+    close(file);
+    return 0;
+}
