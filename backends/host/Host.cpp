@@ -113,7 +113,7 @@ struct Host::Parts {
           device(configuration),
           lines(configuration.writeLine, stdout),
           reports(configuration.writeReport),
-          application(dispatch.mainQueue(), center)
+          application(dispatch->mainQueue(), center)
     {
         add(configuration.backCamera, AVCaptureDevicePosition::back);
         add(configuration.frontCamera, AVCaptureDevicePosition::front);
@@ -121,7 +121,7 @@ struct Host::Parts {
         for (const HostCamera& camera : cameras)
             drivers.push_back(camera.driver);
         capture.emplace(engine::CaptureConfiguration{
-            .dispatch = dispatch,
+            .dispatch = *dispatch,
             .application = application,
             .cameras = std::move(drivers),
             .authorization = [this](AVMediaType type) { return authorization(type); },
@@ -130,11 +130,12 @@ struct Host::Parts {
             .bufferCount = configuration.bufferCount,
         });
         platform.emplace(
-            Platform{dispatch, dispatch, clock, *capture, device, application, center, reports, lines});
+            Platform{*dispatch, *dispatch, clock, *capture, device, application, center, reports, lines});
     }
 
     ~Parts()
     {
+        dispatch.reset(); // from here on nobody else calls the drivers
         for (const HostCamera& camera : cameras)
             camera.driver->stop();
     }
@@ -144,7 +145,7 @@ struct Host::Parts {
         if (!input)
             return;
         auto camera
-            = makeHostCamera(*input, position, {dispatch, dispatch, readers, configuration.systemCalls});
+            = makeHostCamera(*input, position, {*dispatch, *dispatch, readers, configuration.systemCalls});
         if (camera)
             cameras.push_back(std::move(*camera));
         else
@@ -165,7 +166,7 @@ struct Host::Parts {
     ConfiguredDevice device;
     LineWriter lines;
     ReportWriter reports;
-    engine::ThreadedDispatch dispatch;
+    std::unique_ptr<engine::ThreadedDispatch> dispatch = std::make_unique<engine::ThreadedDispatch>();
     engine::ApplicationState application;
     ReaderThreads readers;
     std::vector<HostCamera> cameras;
@@ -204,27 +205,27 @@ Platform& Host::platform()
 
 std::shared_ptr<DispatchQueue> Host::makeQueue(std::string label)
 {
-    return parts_->dispatch.makeSerialQueue(std::move(label));
+    return parts_->dispatch->makeSerialQueue(std::move(label));
 }
 
 void Host::run()
 {
-    parts_->dispatch.mainLoop().run();
+    parts_->dispatch->mainLoop().run();
 }
 
 bool Host::runOnce(std::chrono::nanoseconds limit)
 {
-    return parts_->dispatch.mainLoop().runOnce(limit);
+    return parts_->dispatch->mainLoop().runOnce(limit);
 }
 
 void Host::stop()
 {
-    parts_->dispatch.mainLoop().stop();
+    parts_->dispatch->mainLoop().stop();
 }
 
 int Host::descriptor() const
 {
-    return parts_->dispatch.mainLoop().descriptor();
+    return parts_->dispatch->mainLoop().descriptor();
 }
 
 void Host::setDeviceOrientation(UIDeviceOrientation orientation)
