@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <vector>
 
 namespace tamsel::tests {
@@ -52,7 +53,8 @@ TEST(CommandLine, WritesNothingButOneJsonObjectALine)
         EXPECT_EQ(frames.status, 0);
         ASSERT_EQ(frames.output.size(), 6U);
         for (std::size_t index = 0; index < 5; ++index)
-            EXPECT_TRUE(frames.output[index].starts_with("{\"event\": \"frame\", \"index\": " + std::to_string(index)));
+            EXPECT_TRUE(frames.output[index].starts_with(
+                "{\"event\": \"frame\", \"index\": " + std::to_string(index)));
         EXPECT_TRUE(frames.output[5].starts_with("{\"event\": \"summary\""));
         EXPECT_NE(frames.output[5].find("\"delivered\": 5"), std::string::npos);
 
@@ -62,18 +64,19 @@ TEST(CommandLine, WritesNothingButOneJsonObjectALine)
         EXPECT_GE(devices.output.size(), 1U);
     }
     const Outcome turned = outcomeOf("--json --back test:640x480@100 --device-orientation landscapeRight "
-                           "--interface-orientation landscapeLeft frames --count 1");
+                                     "--interface-orientation landscapeLeft frames --count 1");
     EXPECT_EQ(turned.output.at(0),
         R"({"event": "frame", "index": 0, "width": 480, "height": 640, "exifOrientation": 2, "preferredTransform": null, "mediaTime": 0, "sequence": 0})");
 }
 
 TEST(CommandLine, RefusesWrongUsageAndUnusableInputsWithOneLine)
 {
-    for (const char* arguments : {"", "frame", "--json", "--frobnicate frames", "frames --count 0", "frames --count 1.5",
-             "frames --seconds -1", "frames --seconds nan", "frames --save-every", "--preset best frames",
-             "--device-orientation up frames", "devices --count 3", "--backend simulated --back x frames",
-             "--back missing.mp4 frames", "--back test:4 frames", "--back /dev/video99 frames", "--back /dev/null frames",
-             "--back '' frames", "--back no-such-protocol://x frames", "--back . frames"}) {
+    for (const char* arguments : {"", "frame", "--json", "--frobnicate frames", "frames --count 0",
+             "frames --count 1.5", "frames --seconds -1", "frames --seconds nan", "frames --save-every",
+             "--preset best frames", "--device-orientation up frames", "devices --count 3",
+             "--backend simulated --back x frames", "--back missing.mp4 frames", "--back test:4 frames",
+             "--back /dev/video99 frames", "--back /dev/null frames", "--back '' frames",
+             "--back no-such-protocol://x frames", "--back . frames"}) {
         const Outcome refused = outcomeOf(arguments);
         EXPECT_EQ(refused.status, 2) << arguments;
         EXPECT_EQ(refused.errors.size(), 1U) << arguments;
@@ -89,7 +92,9 @@ TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
     const Outcome ended = outcomeOf("--json --back lavfi:testsrc2=s=64x48:r=100:d=0.1 frames --count 50");
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(count(ended.output, "{\"event\": \"frame\""), 10U);
-    EXPECT_EQ(count(ended.output, R"({"event": "error", "kind": "videoFrameError", "reason": "Video frame error"})"), 1U);
+    EXPECT_EQ(count(ended.output,
+                  R"({"event": "error", "kind": "videoFrameError", "reason": "Video frame error"})"),
+        1U);
     EXPECT_EQ(count(ended.errors, "tamsel-capture: the camera was lost"), 1U);
 
     const Outcome tooShort = outcomeOf("--json --back test:64x48@100 frames --count 1000000 --seconds 0.2");
@@ -100,7 +105,8 @@ TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
     EXPECT_EQ(absent.status, 1);
     EXPECT_EQ(count(absent.output, R"({"event": "error", "kind": "canNotAddInput")"), 1U);
 
-    const Outcome unwritable = outcomeOf("--back test:64x48@100 frames --count 2 --contact-sheet /no/such/folder/sheet.png");
+    const Outcome unwritable
+        = outcomeOf("--back test:64x48@100 frames --count 2 --contact-sheet /no/such/folder/sheet.png");
     EXPECT_EQ(unwritable.status, 1);
     EXPECT_GE(unwritable.errors.size(), 1U);
 }
@@ -108,11 +114,11 @@ TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
 TEST(CommandLine, SavesPicturesThatOtherProgramsRead)
 {
     const ScratchFolder folder;
-    const Outcome saved = outcomeOf("--back " + sample() + " --out " + folder.file("frames") + " frames --count 5 --save-every 2 "
-        + "--contact-sheet " + folder.file("sheet.png"));
+    const Outcome saved = outcomeOf("--back " + sample() + " --out " + folder.file("frames")
+        + " frames --count 5 --save-every 2 " + "--contact-sheet " + folder.file("sheet.png"));
     EXPECT_EQ(saved.status, 0);
-    for (const auto& [file, size] : {std::pair{"frames/frame-000000.png", "640,480"}, {"frames/frame-000004.png", "640,480"},
-             {"sheet.png", "1000,384"}}) {
+    for (const auto& [file, size] : {std::pair{"frames/frame-000000.png", "640,480"},
+             {"frames/frame-000004.png", "640,480"}, {"sheet.png", "1000,384"}}) {
         const CommandResult probed = runCommand(
             "ffprobe -v error -show_entries stream=width,height -of csv=p=0 '" + folder.file(file) + "'");
         EXPECT_EQ(probed.output, std::string(size) + "\n") << file;

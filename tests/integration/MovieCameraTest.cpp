@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <thread>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -150,11 +153,11 @@ TEST(MovieCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
 TEST(MovieCamera, TellsAbsentAndUnusableInputsByOneErrorOrOneLine)
 {
     ScratchFolder folder;
-    std::ofstream(folder.file("text.mp4")) << "this is no video\n";
-    std::ofstream(folder.file("empty.mp4"));
+    writeFile(folder.file("text.mp4"), "this is no video\n");
+    writeFile(folder.file("empty.mp4"), "");
     ASSERT_TRUE(makeVideo("-f lavfi -i sine=d=0.2", folder.file("sound.mp4")));
     const std::string whole = readFile(sample());
-    std::ofstream(folder.file("cut.mp4"), std::ios::binary) << whole.substr(0, 200);
+    writeFile(folder.file("cut.mp4"), whole.substr(0, 200));
     for (const char* name : {"missing.mp4", "text.mp4", "empty.mp4", "sound.mp4", "cut.mp4"}) {
         const auto probed = host::Host::probe(folder.file(name));
         ASSERT_FALSE(probed.has_value()) << name;
@@ -177,11 +180,11 @@ TEST(MovieCamera, ShowsWhatCanBeReadOfADamagedFile)
     ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=200:d=0.4 -c:v libx264 -g 5 -movflags faststart",
         folder.file("whole.mp4")));
     const std::string whole = readFile(folder.file("whole.mp4"));
-    std::ofstream(folder.file("half.mp4"), std::ios::binary) << whole.substr(0, whole.size() / 2);
+    writeFile(folder.file("half.mp4"), whole.substr(0, whole.size() / 2));
     std::string noisy = whole;
     for (std::size_t at = whole.size() / 2; at < whole.size(); at += 97)
         noisy[at] = static_cast<char>(noisy[at] ^ 0x5A);
-    std::ofstream(folder.file("noisy.mp4"), std::ios::binary) << noisy;
+    writeFile(folder.file("noisy.mp4"), noisy);
     for (const char* name : {"half.mp4", "noisy.mp4"}) {
         HostScreen screen(folder.file(name));
         const std::vector<SeenFrame> frames = screen.collect(100);
@@ -193,7 +196,7 @@ TEST(MovieCamera, ShowsWhatCanBeReadOfADamagedFile)
     const std::size_t data = broken.find("mdat");
     ASSERT_NE(data, std::string::npos);
     std::fill(broken.begin() + static_cast<std::ptrdiff_t>(data + 8), broken.end(), '\x7F');
-    std::ofstream(folder.file("broken.mp4"), std::ios::binary) << broken;
+    writeFile(folder.file("broken.mp4"), broken);
     HostScreen screen(folder.file("broken.mp4"));
     ASSERT_TRUE(screen.start());
     ASSERT_TRUE(screen.runUntil([&] { return screen.client->errorCount > 0; }));
@@ -214,9 +217,7 @@ TEST(MovieCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
     ASSERT_TRUE(
         makeVideo("-f lavfi -i testsrc2=s=64x48:r=100:d=0.1 -c:v mpeg2video", folder.file("stream.ts")));
     ASSERT_EQ(mkfifo(folder.file("pipe.ts").c_str(), 0600), 0);
-    std::jthread writer([&] {
-        std::ofstream(folder.file("pipe.ts"), std::ios::binary) << readFile(folder.file("stream.ts"));
-    });
+    std::jthread writer([&] { writeFile(folder.file("pipe.ts"), readFile(folder.file("stream.ts"))); });
     HostScreen piped(folder.file("pipe.ts"));
     ASSERT_TRUE(piped.start());
     ASSERT_TRUE(piped.runUntil([&] { return piped.client->errorCount > 0; }));

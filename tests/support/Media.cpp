@@ -1,0 +1,65 @@
+#include "support/Media.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace tamsel::tests {
+
+std::string sample()
+{
+    return std::string(TAMSEL_TEST_DATA).append("/video/moving_cup_audio_640x480.mp4");
+}
+
+std::optional<std::string> media(const std::string& file)
+{
+    const char* folder = std::getenv("TAMSEL_MEDIA");
+    if (!folder)
+        return std::nullopt;
+    const std::string path = std::string(folder) + "/" + file;
+    return std::filesystem::exists(path) ? std::optional(path) : std::nullopt;
+}
+
+ScratchFolder::ScratchFolder()
+{
+    std::string pattern = (std::filesystem::temp_directory_path() / "tamsel-test-XXXXXX").string();
+    path_ = mkdtemp(pattern.data());
+}
+
+ScratchFolder::~ScratchFolder()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+CommandResult runCommand(const std::string& command)
+{
+    CommandResult result{};
+    std::FILE* pipe = popen(command.c_str(), "r");
+    std::array<char, 4096> block{};
+    while (const std::size_t size = std::fread(block.data(), 1, block.size(), pipe))
+        result.output.append(block.data(), size);
+    result.status = WEXITSTATUS(pclose(pipe));
+    return result;
+}
+
+bool makeVideo(const std::string& arguments, const std::string& file)
+{
+    return runCommand("ffmpeg -v error -y " + arguments + " '" + file + "' 2>&1").status == 0;
+}
+
+std::string readFile(const std::string& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void writeFile(const std::string& file, const std::string& content)
+{
+    std::ofstream(file, std::ios::binary) << content;
+}
+
+} // namespace tamsel::tests
