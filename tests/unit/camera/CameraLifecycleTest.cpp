@@ -93,10 +93,14 @@ TEST(CameraLifecycle, StopsBetweenPauseAndResume)
     lone.start();
     int completions = 0;
     lone.phone.journal().clear();
-    lone.camera->pause([&] { ++completions; });
+    lone.camera->pause([&] {
+        ++completions;
+        EXPECT_FALSE(lone.back().isStarted()) << "the session has stopped by then";
+    });
     EXPECT_FALSE(lone.camera->isActive());
     EXPECT_EQ(lone.phone.journal().texts(), Texts{"setSampleBufferDelegate none"});
     EXPECT_EQ(completions, 0) << "not inside the call";
+    lone.camera->pause([&] { ADD_FAILURE() << "no longer active, although the session still runs"; });
     lone.phone.run();
     EXPECT_EQ(completions, 1);
     EXPECT_FALSE(lone.back().isStarted());
@@ -204,6 +208,19 @@ TEST(CameraLifecycle, DetectsOnlyWhatIsAskedForAndOffered)
     EXPECT_EQ(refused.phone.journal().texts("setMetadata"), Texts{});
     EXPECT_TRUE(refused.back().isStarted());
     EXPECT_EQ(refused.delegate->calls, Texts{});
+}
+
+TEST(CameraLifecycle, SetsUpMetadataBeforeItZooms)
+{
+    simulated::PhoneConfiguration configuration{.detectableTypes = {"face"}};
+    configuration.cameras[0].minimumFocusDistance = 100;
+    LoneCamera lone(configuration);
+    lone.camera->setMinimumFocusObjectSize(20);
+    lone.start({"face"});
+    Texts calls = lone.phone.journal().texts();
+    const auto metadata = std::ranges::find(calls, "setMetadataObjectsDelegate delegate");
+    ASSERT_NE(metadata, calls.end());
+    EXPECT_NE(std::find(metadata, calls.end(), "lockForConfiguration"), calls.end());
 }
 
 TEST(CameraLifecycle, PassesMetadataWhileBothItsDelegateAndItsCameraAreThere)
