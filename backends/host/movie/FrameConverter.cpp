@@ -57,44 +57,47 @@ int scalerFlags(const AVFrame& frame)
     return isEven && isPlain ? SWS_BILINEAR : SWS_BILINEAR | SWS_ACCURATE_RND;
 }
 
+/// The conversion for three planes of 8 bits; null for other formats.
+decltype(&libyuv::I420ToARGBMatrix) planarConversion(int format)
+{
+    switch (format) {
+    case AV_PIX_FMT_YUV420P:
+    case AV_PIX_FMT_YUVJ420P:
+        return &libyuv::I420ToARGBMatrix;
+    case AV_PIX_FMT_YUV422P:
+    case AV_PIX_FMT_YUVJ422P:
+        return &libyuv::I422ToARGBMatrix;
+    case AV_PIX_FMT_YUV444P:
+    case AV_PIX_FMT_YUVJ444P:
+        return &libyuv::I444ToARGBMatrix;
+    default:
+        return nullptr;
+    }
+}
+
 bool convertByLibyuv(const AVFrame& frame, platform::CVPixelBuffer& buffer)
 {
-    const libyuv::YuvConstants* constants = constantsFor(colourOf(frame));
     auto* target = reinterpret_cast<std::uint8_t*>(buffer.baseAddress());
     const int stride = static_cast<int>(buffer.bytesPerRow());
     const auto* y = frame.data[0];
     const auto* u = frame.data[1];
     const auto* v = frame.data[2];
     const int* strides = frame.linesize;
-    if (frame.format == AV_PIX_FMT_BGRA || frame.format == AV_PIX_FMT_BGR0) {
-        libyuv::ARGBCopy(y, strides[0], target, stride, frame.width, frame.height);
-        return true;
-    }
+    if (frame.format == AV_PIX_FMT_BGRA)
+        return libyuv::ARGBCopy(y, strides[0], target, stride, frame.width, frame.height) == 0;
+    const libyuv::YuvConstants* constants = constantsFor(colourOf(frame));
     if (!constants)
         return false;
-    switch (frame.format) {
-    case AV_PIX_FMT_YUV420P:
-    case AV_PIX_FMT_YUVJ420P:
-        return libyuv::I420ToARGBMatrix(y, strides[0], u, strides[1], v, strides[2], target, stride,
-                   constants, frame.width, frame.height)
-            == 0;
-    case AV_PIX_FMT_YUV422P:
-    case AV_PIX_FMT_YUVJ422P:
-        return libyuv::I422ToARGBMatrix(y, strides[0], u, strides[1], v, strides[2], target, stride,
-                   constants, frame.width, frame.height)
-            == 0;
-    case AV_PIX_FMT_YUV444P:
-    case AV_PIX_FMT_YUVJ444P:
-        return libyuv::I444ToARGBMatrix(y, strides[0], u, strides[1], v, strides[2], target, stride,
-                   constants, frame.width, frame.height)
-            == 0;
-    case AV_PIX_FMT_NV12:
+    if (frame.format == AV_PIX_FMT_NV12) {
         return libyuv::NV12ToARGBMatrix(
                    y, strides[0], u, strides[1], target, stride, constants, frame.width, frame.height)
             == 0;
-    default:
-        return false;
     }
+    const auto convert = planarConversion(frame.format);
+    return convert
+        && convert(y, strides[0], u, strides[1], v, strides[2], target, stride, constants, frame.width,
+               frame.height)
+        == 0;
 }
 
 } // namespace
