@@ -4,7 +4,8 @@
 #include <engine/dispatch/SerialQueue.h>
 
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -14,13 +15,15 @@ namespace tamsel::engine {
 
 /// The threads that run ready queues. What an item hands over as its last act goes into its worker's own slot and is run
 /// next by the same thread, without a lock or a wake. Idle workers wait on the poll set, so whoever sees a device's event
-/// also runs the queues that it leads to. A watcher starts another worker when all are held up inside items.
-class WorkerPool final : public QueueExecutor, public std::enable_shared_from_this<WorkerPool> {
+/// also runs the queues that it leads to. A watcher looks after what an item that goes on for long holds up.
+class WorkerPool final : public QueueExecutor {
 public:
     static constexpr std::size_t maximumWorkers = 64;
 
     explicit WorkerPool(std::size_t workers);
     ~WorkerPool() override;
+    WorkerPool(const WorkerPool&) = delete;
+    WorkerPool& operator=(const WorkerPool&) = delete;
 
     void start();
     /// Ends and joins all threads and destroys what has not run. Never on a worker.
@@ -35,6 +38,8 @@ private:
         std::atomic<SerialQueue*> slot = nullptr;
         std::atomic<std::uint64_t> turns = 0;
         std::atomic<bool> isDone = false;
+        int slotTurns = 0;
+        std::chrono::steady_clock::time_point lookedAtDevices;
         // The watcher's memory of its last look.
         SerialQueue* seenSlot = nullptr;
         std::uint64_t seenTurns = 0;
@@ -43,17 +48,23 @@ private:
 
     void addWorker();
     void work(Worker& worker);
-    [[nodiscard]] SerialQueue* nextQueue(Worker& worker, int& slotTurns);
+    [[nodiscard]] SerialQueue* nextQueue(Worker& worker);
     void runQueue(Worker& worker, SerialQueue* queue);
     void pushShared(SerialQueue& queue);
     [[nodiscard]] SerialQueue* takeShared();
     void wakeOne();
-    [[nodiscard]] bool waitForWork();
+    [[nodiscard]] bool waitForWork(Worker& worker);
+    void lookAtDevices(Worker& worker);
+
+    void beginWatch();
+    void endWatchIfAllIdle();
     void watch();
     [[nodiscard]] bool lookAfterWorkers();
+    [[nodiscard]] bool needsWatch();
+    void setWatchTimer(std::chrono::nanoseconds delay) const;
 
-    static thread_local Worker* currentWorker;
-    static thread_local const WorkerPool* currentPool;
+    static constinit thread_local Worker* currentWorker;
+    static constinit thread_local const WorkerPool* currentPool;
 
     const std::size_t baseWorkers_;
     const std::shared_ptr<PollSet> pollSet_ = std::make_shared<PollSet>();
@@ -72,9 +83,11 @@ private:
     std::mutex workersGuard_;
     std::vector<std::unique_ptr<Worker>> workers_;
 
-    std::atomic<bool> watcherIsAwake_ = false;
-    std::mutex watcherGuard_;
-    std::condition_variable watcherWakes_;
+    /// The watcher sleeps on a timer that runs only while a slot is full or nobody is idle.
+    const int watchTimer_;
+    std::mutex watchGuard_;
+    std::atomic<bool> isWatching_ = false;
+    std::chrono::steady_clock::time_point lastMoved_;
     std::thread watcher_;
 };
 
