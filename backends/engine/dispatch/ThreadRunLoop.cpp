@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace tamsel::engine {
@@ -149,9 +148,10 @@ bool ThreadRunLoop::fireTimers()
     bool fired = false;
     const std::chrono::nanoseconds now = monotonicNow();
     std::vector<std::shared_ptr<LoopTimer>> due; // blocks may add timers and end others
-    std::ranges::copy_if(
-        timers_, std::back_inserter(due), [now](const auto& timer) { return timer->isDue(now); });
-    std::ranges::stable_sort(due, {}, &LoopTimer::due);
+    for (const std::shared_ptr<LoopTimer>& timer : timers_) {
+        if (timer->isDue(now))
+            due.insert(std::ranges::upper_bound(due, timer->due(), {}, &LoopTimer::due), timer);
+    }
     for (const std::shared_ptr<LoopTimer>& timer : due) {
         if (timer->isDue(now)) {
             timer->fire(now);

@@ -45,6 +45,7 @@ void WorkerPool::start()
     for (std::size_t index = 0; index < baseWorkers_; ++index)
         addWorker();
     watcher_ = std::thread([this] { watch(); });
+    beginWatch(); // nobody is idle yet
 }
 
 void WorkerPool::stop()
