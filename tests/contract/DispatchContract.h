@@ -121,7 +121,7 @@ TYPED_TEST_P(DispatchContract, AnItemNeverRunsInsideTheCallThatPostedIt)
         ++ran;
     };
     for (const auto& from : all) {
-        TestFixture::post(*from, [&all, &ran, leaf] {
+        TestFixture::post(*from, [&all, leaf] {
             leaf();
             for (const auto& target : all)
                 TestFixture::post(*target, leaf);
