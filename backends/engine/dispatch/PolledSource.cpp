@@ -33,7 +33,8 @@ void setTimer(int descriptor, std::chrono::nanoseconds time)
 
 } // namespace
 
-/// One event source. Both kinds are one-shot entries of the poll set, armed anew each time.
+/// One event source. A descriptor is a one-shot entry of the poll set, armed anew each time. A timer is edge-triggered and
+/// never read: each time that it is set makes one edge.
 class PollSet::Source {
 public:
     Source(int pollDescriptor, int descriptor, bool isTimer, std::uint64_t identifier,
@@ -57,7 +58,8 @@ public:
 
     [[nodiscard]] bool enter()
     {
-        epoll_event event{.events = EPOLLONESHOT, .data = {.u64 = identifier_}};
+        epoll_event event{
+            .events = isTimer_ ? EPOLLIN | EPOLLET : EPOLLONESHOT, .data = {.u64 = identifier_}};
         return epoll_ctl(pollDescriptor_, EPOLL_CTL_ADD, descriptor_, &event) == 0;
     }
 
@@ -68,8 +70,10 @@ public:
             return;
         isArmed_ = true;
         time_ = time;
-        if (isTimer_)
+        if (isTimer_) {
             setTimer(descriptor_, time);
+            return;
+        }
         epoll_event event{.events = EPOLLIN | EPOLLONESHOT, .data = {.u64 = identifier_}};
         epoll_ctl(pollDescriptor_, EPOLL_CTL_MOD, descriptor_, &event);
     }

@@ -43,6 +43,17 @@ public:
     [[nodiscard]] std::shared_ptr<SerialQueue> release() { return std::move(retained_); }
     void retain() { retained_ = shared_from_this(); }
 
+    /// An item has handed something over and gone on for long: the next `count` hand-overs may be like it.
+    void noteEarlyHandOver(int count) { earlyHandOvers_.store(count, std::memory_order_relaxed); }
+    /// Counts one of these down.
+    [[nodiscard]] bool handsOverEarly()
+    {
+        const int left = earlyHandOvers_.load(std::memory_order_relaxed);
+        if (left > 0)
+            earlyHandOvers_.store(left - 1, std::memory_order_relaxed);
+        return left > 0;
+    }
+
     /// Link of the executor's list of ready queues.
     SerialQueue* nextReady = nullptr;
 
@@ -57,6 +68,7 @@ private:
     /// Taken from the chain and turned round: oldest first. Belongs to whoever runs the queue.
     WorkCell* taken_ = nullptr;
     std::shared_ptr<SerialQueue> retained_;
+    std::atomic<int> earlyHandOvers_ = 0;
 };
 
 } // namespace tamsel::engine

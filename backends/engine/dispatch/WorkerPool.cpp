@@ -1,5 +1,6 @@
 #include <engine/dispatch/WorkerPool.h>
 
+#include <ctime>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -17,12 +18,36 @@ using namespace std::chrono_literals;
 
 constexpr int itemsPerTurn = 32;
 constexpr int slotTurnsInARow = 16;
+constexpr int itemsBetweenLooks = 8;
+/// How many hand-overs of a queue go past the slot once its items have gone on for long after one.
+constexpr int handOversPastSlot = 64;
+constexpr auto lingering = 2ms;
+constexpr std::size_t maximumPollers = 2;
+constexpr auto spinLimit = 30us;
+constexpr auto shortRest = 60us;
 /// How long the devices may go unread while all workers are busy.
 constexpr auto deviceInterval = 500us;
-constexpr auto shortestWatch = 1ms;
-constexpr auto longestWatch = 16ms;
+constexpr auto shortestWatch = 8ms;
+constexpr auto longestWatch = 64ms;
 /// All workers inside items for so long, and one more is started.
 constexpr auto heldUpLimit = 10ms;
+
+/// Good to some milliseconds and much cheaper than the exact one.
+std::chrono::nanoseconds coarseNow()
+{
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+void pauseProcessor()
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
 
 } // namespace
 
@@ -45,7 +70,7 @@ void WorkerPool::start()
     for (std::size_t index = 0; index < baseWorkers_; ++index)
         addWorker();
     watcher_ = std::thread([this] { watch(); });
-    beginWatch(); // nobody is idle yet
+    keepWatch(true); // nobody waits for the devices yet
 }
 
 void WorkerPool::stop()
@@ -57,6 +82,13 @@ void WorkerPool::stop()
         setWatchTimer(1ns);
     }
     watcher_.join();
+    std::vector<Worker*> parked;
+    {
+        const std::lock_guard lock(readyGuard_);
+        parked.swap(parked_);
+    }
+    for (Worker* worker : parked)
+        carryOut({.parked = worker});
     pollSet_->wake(); // each worker that leaves wakes the next
     for (const std::unique_ptr<Worker>& worker : workers_)
         worker->thread.join();
@@ -102,19 +134,26 @@ void WorkerPool::addWorker()
 
 void WorkerPool::schedule(SerialQueue& queue)
 {
-    if (currentPool == this && !isStopping_.load(std::memory_order_relaxed)) {
-        if (SerialQueue* earlier = currentWorker->slot.exchange(&queue))
-            pushShared(*earlier);
-        if (!isWatching_.load())
-            beginWatch();
+    if (currentPool != this || isStopping_.load(std::memory_order_relaxed)) {
+        pushShared(queue);
         return;
     }
-    pushShared(queue);
+    Worker& worker = *currentWorker;
+    if (worker.running != nullptr && worker.running->handsOverEarly()) {
+        pushShared(queue);
+        return;
+    }
+    worker.slotSince = coarseNow();
+    if (SerialQueue* earlier = worker.slot.exchange(&queue))
+        pushShared(*earlier);
+    if (!isWatching_.load())
+        keepWatch(false);
 }
 
 void WorkerPool::pushShared(SerialQueue& queue)
 {
     queue.nextReady = nullptr;
+    Wake wake;
     bool isClosed = false;
     {
         const std::lock_guard lock(readyGuard_);
@@ -122,13 +161,16 @@ void WorkerPool::pushShared(SerialQueue& queue)
         if (!isClosed) {
             (newestReady_ != nullptr ? newestReady_->nextReady : oldestReady_) = &queue;
             newestReady_ = &queue;
-            readyCount_.fetch_add(1, std::memory_order_relaxed);
+            readyCount_.fetch_add(1);
+            // A spinning worker ends its spin with a look at this list.
+            if (!isSpinning_.load() && !wakeIsUnderway_)
+                wake = chooseWake();
         }
     }
-    if (!isClosed)
-        wakeOne();
-    else
+    if (isClosed)
         queue.release()->discard();
+    else
+        carryOut(wake);
 }
 
 SerialQueue* WorkerPool::takeShared()
@@ -142,14 +184,48 @@ SerialQueue* WorkerPool::takeShared()
     oldestReady_ = queue->nextReady;
     if (oldestReady_ == nullptr)
         newestReady_ = nullptr;
-    readyCount_.fetch_sub(1, std::memory_order_relaxed);
+    readyCount_.fetch_sub(1);
     return queue;
 }
 
-void WorkerPool::wakeOne()
+/// Under the guard.
+WorkerPool::Wake WorkerPool::chooseWake()
 {
-    if (idleWorkers_.load() > 0 && !wakeIsUnderway_.exchange(true))
+    Wake wake;
+    if (!parked_.empty()) {
+        wake.parked = parked_.back();
+        parked_.pop_back();
+    } else {
+        wake.isForPoller = pollers_ > 0;
+    }
+    wakeIsUnderway_ = wake.parked != nullptr || wake.isForPoller;
+    return wake;
+}
+
+void WorkerPool::carryOut(Wake wake)
+{
+    if (wake.parked != nullptr) {
+        wake.parked->isWoken.store(1, std::memory_order_release);
+        wake.parked->isWoken.notify_one();
+    } else if (wake.isForPoller) {
         pollSet_->wake();
+    }
+}
+
+/// By a worker that has stopped waiting and takes what is ready next: wakes another one if there is more than that, or if
+/// nobody else would wait for the devices.
+void WorkerPool::passWakeOn(bool wasWoken)
+{
+    Wake wake;
+    {
+        const std::lock_guard lock(readyGuard_);
+        if (wasWoken)
+            wakeIsUnderway_ = false;
+        const bool mustPoll = pollers_ == 0 && !parked_.empty() && readyCount_ > 0;
+        if (mustPoll || (readyCount_ > 1 && !wakeIsUnderway_))
+            wake = chooseWake();
+    }
+    carryOut(wake);
 }
 
 SerialQueue* WorkerPool::nextQueue(Worker& worker)
@@ -169,10 +245,21 @@ SerialQueue* WorkerPool::nextQueue(Worker& worker)
 
 void WorkerPool::runQueue(Worker& worker, SerialQueue* queue)
 {
-    worker.turns.fetch_add(1, std::memory_order_relaxed);
+    worker.turns.fetch_add(1);
+    worker.slotSince = {};
+    worker.running = queue;
     // Alive for the whole turn: an item may drop the last reference to its own queue.
     const std::shared_ptr<SerialQueue> alive = queue->release();
-    if (alive->run(itemsPerTurn)) {
+    bool isReady = true;
+    bool lingers = false;
+    for (int items = 0; isReady && !lingers && items < itemsPerTurn; items += itemsBetweenLooks) {
+        isReady = alive->run(itemsBetweenLooks);
+        lingers = worker.slotSince.count() != 0 && coarseNow() - worker.slotSince > lingering;
+    }
+    if (lingers)
+        alive->noteEarlyHandOver(handOversPastSlot);
+    worker.running = nullptr;
+    if (isReady) {
         alive->retain();
         pushShared(*alive);
     }
@@ -181,7 +268,7 @@ void WorkerPool::runQueue(Worker& worker, SerialQueue* queue)
 void WorkerPool::work(Worker& worker)
 {
     while (!isStopping_.load(std::memory_order_relaxed)) {
-        if (idleWorkers_.load(std::memory_order_relaxed) == 0)
+        if (pollers_.load(std::memory_order_relaxed) == 0)
             lookAtDevices(worker);
         if (SerialQueue* queue = nextQueue(worker))
             runQueue(worker, queue);
@@ -193,35 +280,72 @@ void WorkerPool::work(Worker& worker)
 
 bool WorkerPool::waitForWork(Worker& worker)
 {
-    // Announced first and looked at afterwards: whoever pushes in between sees an idle worker and wakes.
-    const std::size_t idleBefore = idleWorkers_.fetch_add(1);
-    const auto leaveIdle = [&] {
-        worker.turns.fetch_add(1, std::memory_order_relaxed);
-        if (idleWorkers_.fetch_sub(1) == 1 && !isWatching_.load())
-            beginWatch(); // nobody is left for the devices
-    };
-    bool mayWait = true;
+    // Spinning pays while work comes in quick succession; at the pace of frames it never does.
+    if (worker.lastRestWasShort && spin())
+        return true;
+    bool isPolling = false;
     {
         const std::lock_guard lock(readyGuard_);
-        mayWait = oldestReady_ == nullptr && !isStopping_;
+        if (oldestReady_ != nullptr || isStopping_)
+            return true;
+        if (parked_.size() + pollers_ >= baseWorkers_)
+            return false; // enough others wait
+        isPolling = pollers_ < maximumPollers;
+        if (isPolling) {
+            pollers_.fetch_add(1);
+        } else {
+            worker.isWoken.store(0, std::memory_order_relaxed);
+            parked_.push_back(&worker);
+        }
     }
-    if (!mayWait) {
-        leaveIdle();
-        return true;
+    const auto begin = std::chrono::steady_clock::now();
+    bool wasWoken = true;
+    if (isPolling) {
+        // A source's event is carried out inside the wait, and this worker must no longer count as waiting by then.
+        wasWoken = pollSet_->wait(PollSet::forEver, [this, &worker] { leavePollSet(worker); });
+    } else {
+        worker.isWoken.wait(0, std::memory_order_acquire);
+        worker.turns.fetch_add(1);
+        if (!isWatching_.load())
+            keepWatch(false);
     }
-    if (idleBefore >= baseWorkers_) {
-        leaveIdle();
-        return false; // enough others are idle
-    }
-    if (idleBefore + 1 == liveWorkers_.load(std::memory_order_relaxed)
-        && isWatching_.load(std::memory_order_relaxed))
-        endWatchIfAllIdle();
-    // A source's event is carried out inside the wait, and this worker must no longer count as idle by then.
-    if (pollSet_->wait(PollSet::forEver, leaveIdle))
-        wakeIsUnderway_.exchange(false);
-    if (readyCount_.load() > 1)
-        wakeOne(); // the woken pass the wakes on, one at a time
+    worker.lastRestWasShort = wasWoken && std::chrono::steady_clock::now() - begin < shortRest;
+    if (wasWoken)
+        passWakeOn(true);
     return true;
+}
+
+/// True when there is something to take.
+bool WorkerPool::spin()
+{
+    if (isSpinning_.exchange(true))
+        return false;
+    const auto end = std::chrono::steady_clock::now() + spinLimit;
+    while (readyCount_.load(std::memory_order_relaxed) == 0 && !isStopping_.load(std::memory_order_relaxed)
+        && std::chrono::steady_clock::now() < end)
+        pauseProcessor();
+    isSpinning_.store(false);
+    if (readyCount_.load() == 0)
+        return false;
+    passWakeOn(false);
+    return true;
+}
+
+void WorkerPool::leavePollSet(Worker& worker)
+{
+    worker.turns.fetch_add(1);
+    Wake wake;
+    bool isLast = false;
+    {
+        const std::lock_guard lock(readyGuard_);
+        isLast = pollers_.fetch_sub(1) == 1;
+        if (isLast && !parked_.empty())
+            wake = chooseWake();
+    }
+    carryOut(wake);
+    const bool isUrgent = isLast && wake.parked == nullptr;
+    if (!isWatching_.load() || (isUrgent && !isWatchUrgent_.load()))
+        keepWatch(isUrgent);
 }
 
 /// Nobody waits on the poll set, so those who are busy look at it between two turns.
@@ -231,32 +355,19 @@ void WorkerPool::lookAtDevices(Worker& worker)
     if (now - worker.lookedAtDevices < deviceInterval)
         return;
     worker.lookedAtDevices = now;
-    if (pollSet_->wait(PollSet::atOnce, [] { })) {
-        wakeIsUnderway_.exchange(false);
-        // This worker may have other things to do first.
-        if (readyCount_.load() > 0)
-            wakeOne();
-    }
+    if (pollSet_->wait(PollSet::atOnce, [] { }))
+        passWakeOn(true);
 }
 
-void WorkerPool::beginWatch()
+/// Starts the watcher's timer, if need be with a shorter time.
+void WorkerPool::keepWatch(bool isUrgent)
 {
     const std::lock_guard lock(watchGuard_);
-    if (!isWatching_.exchange(true) && !isStopping_)
-        setWatchTimer(shortestWatch);
-}
-
-void WorkerPool::endWatchIfAllIdle()
-{
-    const std::lock_guard lock(watchGuard_);
-    if (!isWatching_ || isStopping_)
+    if (isStopping_ || (isWatching_ && (!isUrgent || isWatchUrgent_)))
         return;
-    // Said first and looked at afterwards: whoever leaves idleness in between begins a new watch.
-    isWatching_ = false;
-    if (idleWorkers_.load() != liveWorkers_.load())
-        isWatching_ = true;
-    else
-        setWatchTimer(0ns);
+    isWatching_ = true;
+    isWatchUrgent_ = isUrgent;
+    setWatchTimer(shortestWatch);
 }
 
 void WorkerPool::setWatchTimer(std::chrono::nanoseconds delay) const
@@ -273,30 +384,40 @@ void WorkerPool::watch()
         [[maybe_unused]] const ssize_t consumed = ::read(watchTimer_, &expirations, sizeof expirations);
         if (isStopping_)
             return;
-        delay = lookAfterWorkers() ? std::min<std::chrono::nanoseconds>(delay * 2, longestWatch)
-                                   : shortestWatch;
+        // Seldom while everything moves, soon again when something seems to stand.
+        const bool stands = lookAfterWorkers();
+        delay = stands ? shortestWatch : std::min<std::chrono::nanoseconds>(delay * 2, longestWatch);
         const std::lock_guard lock(watchGuard_);
         if (isStopping_)
             return;
+        isWatchUrgent_ = stands;
+        // Said first and looked at afterwards: whoever begins something in between begins a new watch.
         isWatching_ = false;
         if (needsWatch()) {
             isWatching_ = true;
             setWatchTimer(delay);
-        } else {
-            delay = shortestWatch;
         }
     }
 }
 
-bool WorkerPool::needsWatch()
+bool WorkerPool::nobodyWaits()
 {
-    if (idleWorkers_.load() == 0)
-        return true;
-    const std::lock_guard lock(workersGuard_);
-    return std::ranges::any_of(workers_, [](const auto& worker) { return worker->slot.load() != nullptr; });
+    const std::lock_guard lock(readyGuard_);
+    return pollers_ == 0 && parked_.empty();
 }
 
-/// False when a slot seems to stand still, so that a second look is due soon.
+/// Whether anything has happened since the last look or may come to stand.
+bool WorkerPool::needsWatch()
+{
+    if (nobodyWaits())
+        return true;
+    const std::lock_guard lock(workersGuard_);
+    return std::ranges::any_of(workers_, [](const std::unique_ptr<Worker>& worker) {
+        return worker->slot.load() != nullptr || worker->turns.load() != worker->lastTurns;
+    });
+}
+
+/// True when something stands still that another look should see to.
 bool WorkerPool::lookAfterWorkers()
 {
     bool anyMoved = false;
@@ -305,7 +426,7 @@ bool WorkerPool::lookAfterWorkers()
     {
         const std::lock_guard lock(workersGuard_);
         for (const std::unique_ptr<Worker>& worker : workers_) {
-            const std::uint64_t turns = worker->turns.load(std::memory_order_relaxed);
+            const std::uint64_t turns = worker->turns.load();
             SerialQueue* slot = worker->slot.load();
             const bool stands = turns == worker->seenTurns;
             anyMoved = anyMoved || !stands;
@@ -316,6 +437,7 @@ bool WorkerPool::lookAfterWorkers()
                 stuck.push_back(slot);
                 slot = nullptr;
             }
+            worker->lastTurns = worker->seenTurns;
             worker->seenTurns = turns;
             worker->seenSlot = slot;
         }
@@ -323,13 +445,14 @@ bool WorkerPool::lookAfterWorkers()
     for (SerialQueue* queue : stuck)
         pushShared(*queue);
     const auto now = std::chrono::steady_clock::now();
-    if (anyMoved || idleWorkers_ > 0) {
+    const bool isHeldUp = !anyMoved && nobodyWaits();
+    if (!isHeldUp) {
         lastMoved_ = now;
     } else if (now - lastMoved_ >= heldUpLimit && liveWorkers_ < maximumWorkers) {
         addWorker();
         lastMoved_ = now;
     }
-    return !anySlotStands;
+    return anySlotStands || isHeldUp;
 }
 
 } // namespace tamsel::engine
