@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <semaphore>
 #include <vector>
@@ -65,7 +66,10 @@ public:
         const auto latency = Clock::now() - frame.stamp;
         const std::size_t index = received_.fetch_add(1, std::memory_order_acq_rel);
         latencies_[index] = latency;
-        credits.release();
+        if (onFrame != nullptr)
+            (*onFrame)();
+        else
+            credits.release();
         if (index + 1 == total_)
             received_.notify_all();
     }
@@ -79,6 +83,8 @@ public:
     [[nodiscard]] const std::vector<Clock::duration>& latencies() const { return latencies_; }
 
     std::counting_semaphore<> credits{0};
+    /// Called instead of giving a credit back.
+    const std::function<void()>* onFrame = nullptr;
 
 private:
     const std::size_t total_;

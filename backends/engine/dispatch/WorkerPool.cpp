@@ -24,6 +24,7 @@ constexpr int handOversPastSlot = 64;
 constexpr auto lingering = 2ms;
 constexpr std::size_t maximumPollers = 2;
 constexpr auto spinLimit = 30us;
+constexpr int pausesBetweenYields = 16;
 constexpr auto shortRest = 60us;
 /// How long the devices may go unread while all workers are busy.
 constexpr auto deviceInterval = 500us;
@@ -322,8 +323,12 @@ bool WorkerPool::spin()
         return false;
     const auto end = std::chrono::steady_clock::now() + spinLimit;
     while (readyCount_.load(std::memory_order_relaxed) == 0 && !isStopping_.load(std::memory_order_relaxed)
-        && std::chrono::steady_clock::now() < end)
-        pauseProcessor();
+        && std::chrono::steady_clock::now() < end) {
+        for (int pauses = 0; pauses < pausesBetweenYields && readyCount_.load(std::memory_order_relaxed) == 0;
+            ++pauses)
+            pauseProcessor();
+        std::this_thread::yield(); // to whoever would post, on the same processor
+    }
     isSpinning_.store(false);
     if (readyCount_.load() == 0)
         return false;
