@@ -5,8 +5,11 @@
 #include <array>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
+#include <sys/timerfd.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 
 namespace tamsel::benchmarks {
@@ -31,11 +34,35 @@ public:
         });
     }
 
+    ~EngineHandover() override
+    {
+        if (descriptor_ >= 0)
+            ::close(descriptor_);
+    }
+
     void runDevice(Feed& feed, Clock::duration period) override
+    {
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(period);
+        const timespec time{.tv_sec = seconds.count(), .tv_nsec = (period - seconds).count()};
+        const itimerspec value{.it_interval = time, .it_value = time};
+        descriptor_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+        timerfd_settime(descriptor_, 0, &value, nullptr);
+        device_ = dispatch_.makeDescriptor(descriptor_, [this, &feed] {
+            // As a driver does: take the frame, let another worker wait for the next one, hand this one over as the last act.
+            std::uint64_t ticks = 0;
+            [[maybe_unused]] const ssize_t consumed = ::read(descriptor_, &ticks, sizeof ticks);
+            FrameHandle frame = feed.take();
+            if (!feed.isEmpty())
+                device_->armReadable();
+            send(0, std::move(frame));
+        });
+        device_->armReadable();
+    }
+
+    void runTimer(Feed& feed, Clock::duration period) override
     {
         due_ = Clock::now() + period;
         device_ = dispatch_.makeTimer([this, &feed, period] {
-            // As a driver does: take the frame, arm for the next one, hand this one over as the last act.
             FrameHandle frame = feed.take();
             if (!feed.isEmpty()) {
                 due_ += period;
@@ -49,6 +76,7 @@ public:
 private:
     Client& client_;
     std::unique_ptr<engine::EventSource> device_;
+    int descriptor_ = -1;
     Clock::time_point due_;
     std::vector<std::array<std::shared_ptr<platform::DispatchQueue>, 3>> chains_;
     engine::ThreadedDispatch dispatch_;

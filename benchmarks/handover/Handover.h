@@ -102,6 +102,8 @@ public:
 
     /// Lets a device of the system's own feed chain 0, one frame a period.
     virtual void runDevice(Feed&, Clock::duration) { }
+    /// The same with a timer for a device.
+    virtual void runTimer(Feed&, Clock::duration) { }
 };
 
 using MakeHandover = std::unique_ptr<Handover> (*)(std::size_t chains, Client& client);

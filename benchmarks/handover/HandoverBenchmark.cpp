@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <new>
 #include <string>
@@ -122,7 +123,7 @@ void record(benchmark::State& state, const std::string& name, const Feed& feed, 
     state.SetIterationTime(1 / rounds.rates.back());
 }
 
-enum class Origin { device, otherThread };
+enum class Origin { device, deviceTimer, otherThread };
 
 /// Frames at the pace of a camera.
 void runPaced(benchmark::State& state, const std::string& name, MakeHandover make, Origin origin, int rate)
@@ -136,6 +137,8 @@ void runPaced(benchmark::State& state, const std::string& name, MakeHandover mak
         const std::unique_ptr<Handover> handover = make(1, client);
         if (origin == Origin::device) {
             handover->runDevice(feed, period);
+        } else if (origin == Origin::deviceTimer) {
+            handover->runTimer(feed, period);
         } else {
             std::jthread([&] {
                 for (auto due = Clock::now() + period; !feed.isEmpty(); due += period) {
@@ -218,6 +221,9 @@ void registerScenes(int repetitions)
         add(scene + "engine_device", [rate](benchmark::State& state, const std::string& name) {
             runPaced(state, name, makeEngineHandover, Origin::device, rate);
         });
+        add(scene + "engine_timer", [rate](benchmark::State& state, const std::string& name) {
+            runPaced(state, name, makeEngineHandover, Origin::deviceTimer, rate);
+        });
         for (const Variant& variant : {engine, asioPost, asioDefer, threads, wake}) {
             add(scene + variant.name, [rate, variant](benchmark::State& state, const std::string& name) {
                 runPaced(state, name, variant.make, Origin::otherThread, rate);
@@ -225,13 +231,13 @@ void registerScenes(int repetitions)
         }
     }
     for (const Variant& variant : {engine, asioPost, asioDefer, threads}) {
-        add(std::string("eight_in_flight/") + variant.name,
+        add(std::string("eight_going_round/") + variant.name,
             [variant](benchmark::State& state, const std::string& name) {
                 runRound(state, name, variant.make, 100'000);
             });
     }
     for (const Variant& variant : {engine, asioPost, asioDefer, threads, wake}) {
-        add(std::string("eight_from_thread/") + variant.name,
+        add(std::string("eight_in_flight/") + variant.name,
             [variant](benchmark::State& state, const std::string& name) {
                 runUnpaced(state, name, variant.make, 1, 8, 20'000);
             });
@@ -289,48 +295,70 @@ void printTable()
 {
     std::printf("\n%-54s %12s %12s %8s   %s\n", "hand-over through three queues", "ours", "baseline", "ratio",
         "target");
-    const auto bestAsio = [](const std::string& scene, double (*of)(const Rounds&)) {
+    const auto asio = [](const std::string& scene, double (*of)(const Rounds&)) {
         const double post = figure(scene + "asio_post", of);
         const double defer = figure(scene + "asio_defer", of);
         return of == rate || post == 0 || defer == 0 ? std::max(post, defer) : std::min(post, defer);
     };
     for (const std::string rateName : {"30", "240"}) {
         const std::string scene = "paced_" + rateName + "/";
-        const std::string title = rateName + " fps, ";
-        const double device = figure(scene + "engine_device", medianLatency);
-        line(title + "device: p50 us / asio", device, bestAsio(scene, medianLatency), 0.25);
-        line(title + "device: p50 us / one wake", device, figure(scene + "wake", medianLatency), 1);
-        line(title + "device: p99 us / asio", figure(scene + "engine_device", highLatency),
-            bestAsio(scene, highLatency), 0.5);
-        line(title + "device: CPU ns / asio", figure(scene + "engine_device", processor),
-            bestAsio(scene, processor), 0);
-        line(title + "other thread: p50 us / asio", figure(scene + "engine", medianLatency),
-            bestAsio(scene, medianLatency), 1);
-        line(title + "other thread: p99 us / asio", figure(scene + "engine", highLatency),
-            bestAsio(scene, highLatency), 0);
-        line(title + "other thread: CPU ns / asio", figure(scene + "engine", processor),
-            bestAsio(scene, processor), 1);
-        line(title + "other thread: p50 us / threads", figure(scene + "engine", medianLatency),
+        const auto compare = [&](const std::string& title, const std::string& variant,
+                                 double (*of)(const Rounds&), double target) {
+            line(rateName + " fps, " + title + " / asio", figure(scene + variant, of), asio(scene, of),
+                target);
+        };
+        compare("device: p50 us", "engine_device", medianLatency, 0.25);
+        line(rateName + " fps, device: p50 us / one wake", figure(scene + "engine_device", medianLatency),
+            figure(scene + "wake", medianLatency), 1);
+        compare("device: p99 us", "engine_device", highLatency, 0.5);
+        compare("device: CPU ns", "engine_device", processor, 0);
+        compare("device that is a timer: p50 us", "engine_timer", medianLatency, 0);
+        compare("other thread: p50 us", "engine", medianLatency, 1);
+        compare("other thread: p99 us", "engine", highLatency, 0);
+        compare("other thread: CPU ns", "engine", processor, 1);
+        line(rateName + " fps, other thread: p50 us / threads", figure(scene + "engine", medianLatency),
             figure(scene + "threads", medianLatency), 0);
     }
-    line("8 in flight: frames/s / asio", figure("eight_in_flight/engine", rate),
-        bestAsio("eight_in_flight/", rate), 2.5);
-    line("8 in flight: frames/s / threads", figure("eight_in_flight/engine", rate),
+    const auto compare = [&](const std::string& title, const std::string& scene, double (*of)(const Rounds&),
+                             double target) {
+        line(title + " / asio", figure(scene + "engine", of), asio(scene, of), target);
+    };
+    compare("8 in flight from a thread: frames/s", "eight_in_flight/", rate, 2.5);
+    compare("8 in flight from a thread: CPU ns", "eight_in_flight/", processor, 0);
+    line("8 in flight from a thread: frames/s / threads", figure("eight_in_flight/engine", rate),
         figure("eight_in_flight/threads", rate), 0);
-    line("8 in flight from a thread that waits: frames/s / asio", figure("eight_from_thread/engine", rate),
-        bestAsio("eight_from_thread/", rate), 0);
-    line("8 in flight: CPU ns / asio", figure("eight_in_flight/engine", processor),
-        bestAsio("eight_in_flight/", processor), 0);
-    line("99 queues: CPU ns / asio", figure("queues_99/engine", processor), bestAsio("queues_99/", processor),
-        0.5);
-    line("99 queues: frames/s / asio", figure("queues_99/engine", rate), bestAsio("queues_99/", rate), 0);
+    compare("8 going round: frames/s", "eight_going_round/", rate, 2.5);
+    compare("99 queues: CPU ns", "queues_99/", processor, 0.5);
+    compare("99 queues: frames/s", "queues_99/", rate, 0);
     for (const std::string name :
-        {"paced_240/engine_device", "paced_240/engine", "eight_in_flight/engine", "queues_99/engine"})
+        {"paced_240/engine_device", "paced_240/engine", "eight_in_flight/engine", "queues_99/engine"}) {
         if (results.contains(name))
-            std::printf("heap calls a frame, %-27s %10.4f\n", name.c_str(), figure(name, heap));
+            std::printf("heap calls a frame, %-34s %12.4f\n", name.c_str(), figure(name, heap));
+    }
 }
 
+/// One line for each benchmark instead of one for each kind of average.
+class MedianReporter final : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        std::vector<Run> medians;
+        std::ranges::copy_if(
+            runs, std::back_inserter(medians), [](const Run& run) { return run.aggregate_name == "median"; });
+        ConsoleReporter::ReportRuns(medians);
+    }
+};
+
 } // namespace
+
+/// Runs all rounds, `repetitions` of each variant, and prints the table.
+void runHandoverBenchmarks(int repetitions)
+{
+    registerScenes(repetitions);
+    MedianReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    printTable();
+}
 
 } // namespace tamsel::benchmarks
 
@@ -347,8 +375,6 @@ int main(int count, char** arguments)
     benchmark::Initialize(&passedCount, passed.data());
     if (benchmark::ReportUnrecognizedArguments(passedCount, passed.data()))
         return 1;
-    tamsel::benchmarks::registerScenes(isShort ? 3 : 9);
-    benchmark::RunSpecifiedBenchmarks();
-    tamsel::benchmarks::printTable();
+    tamsel::benchmarks::runHandoverBenchmarks(isShort ? 3 : 9);
     return 0;
 }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <chrono>
 #include <system_error>
@@ -19,8 +20,6 @@ using namespace std::chrono_literals;
 constexpr int itemsPerTurn = 32;
 constexpr int slotTurnsInARow = 16;
 constexpr int itemsBetweenLooks = 8;
-/// How many hand-overs of a queue go past the slot once its items have gone on for long after one.
-constexpr int handOversPastSlot = 64;
 constexpr auto lingering = 2ms;
 constexpr std::size_t maximumPollers = 2;
 constexpr auto spinLimit = 30us;
@@ -29,7 +28,7 @@ constexpr auto shortRest = 60us;
 /// How long the devices may go unread while all workers are busy.
 constexpr auto deviceInterval = 500us;
 constexpr auto shortestWatch = 8ms;
-constexpr auto longestWatch = 64ms;
+constexpr auto longestWatch = 256ms;
 /// All workers inside items for so long, and one more is started.
 constexpr auto heldUpLimit = 10ms;
 
@@ -140,15 +139,19 @@ void WorkerPool::schedule(SerialQueue& queue)
         return;
     }
     Worker& worker = *currentWorker;
-    if (worker.running != nullptr && worker.running->handsOverEarly()) {
+    // What a device's call hands over is its last act.
+    using HandOver = SerialQueue::HandOver;
+    const HandOver how = worker.running != nullptr ? worker.running->nextHandOver() : HandOver::trusted;
+    if (how == HandOver::byAnother) {
         pushShared(queue);
         return;
     }
-    worker.slotSince = coarseNow();
+    worker.slotSince.store(coarseNow(), std::memory_order_relaxed);
     if (SerialQueue* earlier = worker.slot.exchange(&queue))
         pushShared(*earlier);
-    if (!isWatching_.load())
-        keepWatch(false);
+    const bool isUrgent = how == HandOver::watched;
+    if (!isWatching_.load() || (isUrgent && !isWatchUrgent_.load()))
+        keepWatch(isUrgent);
 }
 
 void WorkerPool::pushShared(SerialQueue& queue)
@@ -244,21 +247,46 @@ SerialQueue* WorkerPool::nextQueue(Worker& worker)
     return shared;
 }
 
+/// Whether an item, or more of the same turn, have gone on for long after a hand-over.
+bool WorkerPool::lingers(const Worker& worker)
+{
+    const std::chrono::nanoseconds since = worker.slotSince.load(std::memory_order_relaxed);
+    return since.count() != 0 && coarseNow() - since > lingering;
+}
+
+/// By a worker that has nothing else to do: takes what others hold up. True when there was any.
+bool WorkerPool::freeStandingSlots()
+{
+    std::array<SerialQueue*, maximumWorkers> standing{};
+    std::size_t count = 0;
+    if (const std::unique_lock lock(workersGuard_, std::try_to_lock); lock.owns_lock()) {
+        for (const std::unique_ptr<Worker>& worker : workers_) {
+            SerialQueue* slot = worker->slot.load(std::memory_order_acquire);
+            if (slot != nullptr && lingers(*worker)
+                && worker->slot.compare_exchange_strong(slot, nullptr, std::memory_order_acq_rel))
+                standing[count++] = slot;
+        }
+    }
+    for (std::size_t index = 0; index < count; ++index)
+        pushShared(*standing[index]);
+    return count > 0;
+}
+
 void WorkerPool::runQueue(Worker& worker, SerialQueue* queue)
 {
     worker.turns.fetch_add(1);
-    worker.slotSince = {};
+    worker.slotSince.store({}, std::memory_order_relaxed);
     worker.running = queue;
     // Alive for the whole turn: an item may drop the last reference to its own queue.
     const std::shared_ptr<SerialQueue> alive = queue->release();
     bool isReady = true;
-    bool lingers = false;
-    for (int items = 0; isReady && !lingers && items < itemsPerTurn; items += itemsBetweenLooks) {
+    bool isLate = false;
+    for (int items = 0; isReady && !isLate && items < itemsPerTurn; items += itemsBetweenLooks) {
         isReady = alive->run(itemsBetweenLooks);
-        lingers = worker.slotSince.count() != 0 && coarseNow() - worker.slotSince > lingering;
+        isLate = lingers(worker);
     }
-    if (lingers)
-        alive->noteEarlyHandOver(handOversPastSlot);
+    if (isLate)
+        alive->noteEarlyHandOver();
     worker.running = nullptr;
     if (isReady) {
         alive->retain();
@@ -283,6 +311,8 @@ bool WorkerPool::waitForWork(Worker& worker)
 {
     // Spinning pays while work comes in quick succession; at the pace of frames it never does.
     if (worker.lastRestWasShort && spin())
+        return true;
+    if (freeStandingSlots())
         return true;
     bool isPolling = false;
     {
@@ -391,7 +421,7 @@ void WorkerPool::watch()
             return;
         // Seldom while everything moves, soon again when something seems to stand.
         const bool stands = lookAfterWorkers();
-        delay = stands ? shortestWatch : std::min<std::chrono::nanoseconds>(delay * 2, longestWatch);
+        delay = stands ? shortestWatch : std::min<std::chrono::nanoseconds>(delay * 4, longestWatch);
         const std::lock_guard lock(watchGuard_);
         if (isStopping_)
             return;

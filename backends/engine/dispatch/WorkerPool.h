@@ -40,9 +40,10 @@ private:
         std::atomic<std::uint64_t> turns = 0;
         std::atomic<bool> isDone = false;
         std::atomic<std::uint32_t> isWoken = 0;
+        /// When the slot was last filled in this turn; zero before.
+        std::atomic<std::chrono::nanoseconds> slotSince{};
         // Its own.
         SerialQueue* running = nullptr;
-        std::chrono::nanoseconds slotSince{};
         int slotTurns = 0;
         std::chrono::steady_clock::time_point lookedAtDevices;
         bool lastRestWasShort = false;
@@ -65,6 +66,8 @@ private:
     void runQueue(Worker& worker, SerialQueue* queue);
     void pushShared(SerialQueue& queue);
     [[nodiscard]] SerialQueue* takeShared();
+    [[nodiscard]] static bool lingers(const Worker& worker);
+    [[nodiscard]] bool freeStandingSlots();
 
     [[nodiscard]] Wake chooseWake();
     void carryOut(Wake wake);
