@@ -128,25 +128,31 @@ enum class Origin { device, deviceTimer, otherThread };
 /// Frames at the pace of a camera.
 void runPaced(benchmark::State& state, const std::string& name, MakeHandover make, Origin origin, int rate)
 {
-    const std::size_t warmUp = 5;
+    // Caches of all kinds are filled first, and then the pace is found.
+    const std::size_t unpaced = 1000;
+    const std::size_t warmUp = unpaced + 5;
     const auto total = warmUp + static_cast<std::size_t>(rate) / 2 + 15;
     const auto period = Clock::duration(1s) / rate;
     for ([[maybe_unused]] auto iteration : state) {
         Client client(total);
         Feed feed(warmUp, total);
         const std::unique_ptr<Handover> handover = make(1, client);
-        if (origin == Origin::device) {
+        std::jthread([&] {
+            client.credits.release(8);
+            for (std::size_t frame = 0; frame < unpaced; ++frame) {
+                client.credits.acquire();
+                handover->send(0, feed.take());
+            }
+            auto due = Clock::now();
+            while (origin == Origin::otherThread && !feed.isEmpty()) {
+                std::this_thread::sleep_until(due += period);
+                handover->send(0, feed.take());
+            }
+        });
+        if (origin == Origin::device)
             handover->runDevice(feed, period);
-        } else if (origin == Origin::deviceTimer) {
+        else if (origin == Origin::deviceTimer)
             handover->runTimer(feed, period);
-        } else {
-            std::jthread([&] {
-                for (auto due = Clock::now() + period; !feed.isEmpty(); due += period) {
-                    std::this_thread::sleep_until(due);
-                    handover->send(0, feed.take());
-                }
-            });
-        }
         client.awaitAll();
         record(state, name, feed, client, warmUp);
     }
@@ -340,6 +346,8 @@ void printTable()
 /// One line for each benchmark instead of one for each kind of average.
 class MedianReporter final : public benchmark::ConsoleReporter {
 public:
+    using ConsoleReporter::ConsoleReporter;
+
     void ReportRuns(const std::vector<Run>& runs) override
     {
         std::vector<Run> medians;
@@ -355,7 +363,7 @@ public:
 void runHandoverBenchmarks(int repetitions)
 {
     registerScenes(repetitions);
-    MedianReporter reporter;
+    MedianReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
     benchmark::RunSpecifiedBenchmarks(&reporter);
     printTable();
 }

@@ -27,10 +27,6 @@ constexpr int pausesBetweenYields = 16;
 constexpr auto shortRest = 60us;
 /// How long the devices may go unread while all workers are busy.
 constexpr auto deviceInterval = 500us;
-constexpr auto shortestWatch = 8ms;
-constexpr auto longestWatch = 256ms;
-/// All workers inside items for so long, and one more is started.
-constexpr auto heldUpLimit = 10ms;
 
 /// Good to some milliseconds and much cheaper than the exact one.
 std::chrono::nanoseconds coarseNow()
@@ -254,7 +250,7 @@ bool WorkerPool::lingers(const Worker& worker)
     return since.count() != 0 && coarseNow() - since > lingering;
 }
 
-/// By a worker that has nothing else to do: takes what others hold up. True when there was any.
+/// Takes what workers hold up, for those that have nothing else to do. True when there was any.
 bool WorkerPool::freeStandingSlots()
 {
     std::array<SerialQueue*, maximumWorkers> standing{};
@@ -392,102 +388,6 @@ void WorkerPool::lookAtDevices(Worker& worker)
     worker.lookedAtDevices = now;
     if (pollSet_->wait(PollSet::atOnce, [] { }))
         passWakeOn(true);
-}
-
-/// Starts the watcher's timer, if need be with a shorter time.
-void WorkerPool::keepWatch(bool isUrgent)
-{
-    const std::lock_guard lock(watchGuard_);
-    if (isStopping_ || (isWatching_ && (!isUrgent || isWatchUrgent_)))
-        return;
-    isWatching_ = true;
-    isWatchUrgent_ = isUrgent;
-    setWatchTimer(shortestWatch);
-}
-
-void WorkerPool::setWatchTimer(std::chrono::nanoseconds delay) const
-{
-    const itimerspec value{.it_interval = {}, .it_value = {.tv_sec = 0, .tv_nsec = delay.count()}};
-    timerfd_settime(watchTimer_, 0, &value, nullptr);
-}
-
-void WorkerPool::watch()
-{
-    std::chrono::nanoseconds delay = shortestWatch;
-    for (;;) {
-        std::uint64_t expirations = 0;
-        [[maybe_unused]] const ssize_t consumed = ::read(watchTimer_, &expirations, sizeof expirations);
-        if (isStopping_)
-            return;
-        // Seldom while everything moves, soon again when something seems to stand.
-        const bool stands = lookAfterWorkers();
-        delay = stands ? shortestWatch : std::min<std::chrono::nanoseconds>(delay * 4, longestWatch);
-        const std::lock_guard lock(watchGuard_);
-        if (isStopping_)
-            return;
-        isWatchUrgent_ = stands;
-        // Said first and looked at afterwards: whoever begins something in between begins a new watch.
-        isWatching_ = false;
-        if (needsWatch()) {
-            isWatching_ = true;
-            setWatchTimer(delay);
-        }
-    }
-}
-
-bool WorkerPool::nobodyWaits()
-{
-    const std::lock_guard lock(readyGuard_);
-    return pollers_ == 0 && parked_.empty();
-}
-
-/// Whether anything has happened since the last look or may come to stand.
-bool WorkerPool::needsWatch()
-{
-    if (nobodyWaits())
-        return true;
-    const std::lock_guard lock(workersGuard_);
-    return std::ranges::any_of(workers_, [](const std::unique_ptr<Worker>& worker) {
-        return worker->slot.load() != nullptr || worker->turns.load() != worker->lastTurns;
-    });
-}
-
-/// True when something stands still that another look should see to.
-bool WorkerPool::lookAfterWorkers()
-{
-    bool anyMoved = false;
-    bool anySlotStands = false;
-    std::vector<SerialQueue*> stuck;
-    {
-        const std::lock_guard lock(workersGuard_);
-        for (const std::unique_ptr<Worker>& worker : workers_) {
-            const std::uint64_t turns = worker->turns.load();
-            SerialQueue* slot = worker->slot.load();
-            const bool stands = turns == worker->seenTurns;
-            anyMoved = anyMoved || !stands;
-            anySlotStands = anySlotStands || (stands && slot != nullptr);
-            // An item has handed something over and goes on.
-            if (stands && slot != nullptr && slot == worker->seenSlot
-                && worker->slot.compare_exchange_strong(slot, nullptr, std::memory_order_acq_rel)) {
-                stuck.push_back(slot);
-                slot = nullptr;
-            }
-            worker->lastTurns = worker->seenTurns;
-            worker->seenTurns = turns;
-            worker->seenSlot = slot;
-        }
-    }
-    for (SerialQueue* queue : stuck)
-        pushShared(*queue);
-    const auto now = std::chrono::steady_clock::now();
-    const bool isHeldUp = !anyMoved && nobodyWaits();
-    if (!isHeldUp) {
-        lastMoved_ = now;
-    } else if (now - lastMoved_ >= heldUpLimit && liveWorkers_ < maximumWorkers) {
-        addWorker();
-        lastMoved_ = now;
-    }
-    return anySlotStands || isHeldUp;
 }
 
 } // namespace tamsel::engine

@@ -48,7 +48,6 @@ private:
         std::chrono::steady_clock::time_point lookedAtDevices;
         bool lastRestWasShort = false;
         // The watcher's memory of its last look.
-        SerialQueue* seenSlot = nullptr;
         std::uint64_t seenTurns = 0;
         std::uint64_t lastTurns = 0;
         std::thread thread;
@@ -67,7 +66,7 @@ private:
     void pushShared(SerialQueue& queue);
     [[nodiscard]] SerialQueue* takeShared();
     [[nodiscard]] static bool lingers(const Worker& worker);
-    [[nodiscard]] bool freeStandingSlots();
+    bool freeStandingSlots();
 
     [[nodiscard]] Wake chooseWake();
     void carryOut(Wake wake);
