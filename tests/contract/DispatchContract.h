@@ -229,21 +229,24 @@ TYPED_TEST_P(DispatchContract, WhatACapturePostsAsItIsDestroyedRunsAsWell)
     this->runUntil([&ran] { return ran == 4; });
 }
 
-TYPED_TEST_P(DispatchContract, AQueueThatFeedsItselfStarvesNobody)
+TYPED_TEST_P(DispatchContract, QueuesThatNeverRestStarveNobody)
 {
     std::atomic<bool> isStopped = false;
-    std::atomic<int> stillRunning = 6;
-    std::function<void(typename TestFixture::Queue)> feed;
-    feed = [&](typename TestFixture::Queue queue) {
+    std::atomic<int> stillRunning = 8;
+    using Fed = typename TestFixture::Queue;
+    std::function<void(Fed, Fed)> feed;
+    feed = [&](Fed queue, Fed next) {
         if (isStopped)
             --stillRunning;
         else
-            queue->async([&feed, queue] { feed(queue); });
+            queue->async([&feed, queue, next] { feed(next, queue); });
     };
-    for (int count = 0; count < 4; ++count)
-        feed(this->makeQueue());
-    feed(this->dispatch().mainQueue());
-    feed(this->dispatch().globalQueue());
+    // Some feed themselves, and more pairs than there are workers feed each other.
+    for (const auto& queue :
+        {this->makeQueue(), this->dispatch().mainQueue(), this->dispatch().globalQueue()})
+        feed(queue, queue);
+    for (int count = 0; count < 5; ++count)
+        feed(this->makeQueue(), this->makeQueue());
     this->drain(*this->makeQueue());
     this->drain(*this->dispatch().globalQueue());
     std::atomic<bool> hasFired = false;
@@ -339,7 +342,7 @@ REGISTER_TYPED_TEST_SUITE_P(DispatchContract, ASerialQueueRunsItsItemsInOrderAnd
     AChainOfQueuesKeepsTheOrder, AnItemNeverRunsInsideTheCallThatPostedIt, OnlyTheQueueWhoseItemRunsIsCurrent,
     TheMainQueueRunsOnTheMainThreadInOrder, PostedItemsRunThoughNobodyHoldsTheQueue,
     AnItemIsDestroyedBeforeTheNextOneRuns, WhatACapturePostsAsItIsDestroyedRunsAsWell,
-    AQueueThatFeedsItselfStarvesNobody, TimersFireInTheOrderOfTheirTimesAndOnlyWhileTheLoopRuns,
+    QueuesThatNeverRestStarveNobody, TimersFireInTheOrderOfTheirTimesAndOnlyWhileTheLoopRuns,
     ATimerKeepsItsBlockWhileItRunsAndNoLongerThanItIsValid, ATimersBlockMayMakeAndEndTimers);
 
 } // namespace tamsel::tests

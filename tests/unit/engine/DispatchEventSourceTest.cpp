@@ -52,6 +52,8 @@ TEST(DispatchEventSource, ADescriptorFiresOnceForEachArmingAndNeverTwiceAtATime)
             EXPECT_EQ(++inside, 1);
             if (armsAgain)
                 source->armReadable(); // another worker waits meanwhile
+            if (fired < 10)
+                std::this_thread::sleep_for(500us); // and sees that there is still something to read
             std::uint64_t value = 0;
             const bool isRead = ::read(descriptor, &value, sizeof value) == 8;
             --inside;
