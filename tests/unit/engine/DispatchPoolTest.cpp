@@ -59,6 +59,7 @@ TEST(DispatchPool, ClientsThatBlockHoldUpTheirOwnQueuesOnly)
     // More of them than there are workers; the promise is kept for queues, for the global queue and for devices.
     std::latch release(1);
     std::latch blocked(6);
+    std::latch fired(1);
     std::atomic<int> ran = 0;
     ThreadedDispatch dispatch(2);
     std::vector<Queue> queues;
@@ -74,7 +75,6 @@ TEST(DispatchPool, ClientsThatBlockHoldUpTheirOwnQueuesOnly)
     const Queue free = dispatch.makeSerialQueue("free");
     drain(*free);
     drain(*dispatch.globalQueue());
-    std::latch fired(1);
     const auto timer = dispatch.makeTimer([&fired] { fired.count_down(); });
     timer->armAt(std::chrono::nanoseconds(1));
     fired.wait();
@@ -88,8 +88,8 @@ TEST(DispatchPool, ClientsThatBlockHoldUpTheirOwnQueuesOnly)
 TEST(DispatchPool, WhatAnItemHandsOverRunsThoughThatItemGoesOn)
 {
     // As many as workers and more: each waits for what it has just posted.
-    ThreadedDispatch dispatch(2);
     std::latch done(5);
+    ThreadedDispatch dispatch(2);
     for (int count = 0; count < 5; ++count) {
         dispatch.makeSerialQueue("asks")->async([&dispatch, &done] {
             drain(*dispatch.makeSerialQueue("answers"));
@@ -101,9 +101,9 @@ TEST(DispatchPool, WhatAnItemHandsOverRunsThoughThatItemGoesOn)
 
 TEST(DispatchPool, ItemsOfTheGlobalQueueMayRunAtTheSameTime)
 {
-    ThreadedDispatch dispatch(2);
     const auto together = std::make_shared<std::latch>(4);
     std::latch met(4);
+    ThreadedDispatch dispatch(2);
     for (int count = 0; count < 4; ++count) {
         dispatch.globalQueue()->async([together, &met] {
             together->arrive_and_wait();
