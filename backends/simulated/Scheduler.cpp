@@ -1,10 +1,11 @@
 #include <simulated/Scheduler.h>
 
+#include <engine/dispatch/callback.h>
+
 #include <algorithm>
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <utility>
 
 namespace tamsel::simulated {
@@ -15,20 +16,6 @@ namespace {
 
 constexpr const char* mainThread = "main";
 constexpr const char* workerThread = "worker";
-
-/// What every item runs under: nothing may leave it.
-void guarded(std::move_only_function<void()>& body) noexcept
-{
-    try {
-        body();
-    } catch (const std::exception& exception) {
-        std::fprintf(stderr, "tamsel: an exception left a callback: %s\n", exception.what());
-        std::abort();
-    } catch (...) {
-        std::fputs("tamsel: an exception left a callback\n", stderr);
-        std::abort();
-    }
-}
 
 } // namespace
 
@@ -398,7 +385,7 @@ void Scheduler::begin(std::shared_ptr<Queue> queue, Loop* loop, std::move_only_f
     if (loop)
         loop->isBusy = true;
     running_ = &task;
-    task.fiber->run([body = std::move(body)]() mutable { guarded(body); });
+    task.fiber->run([body = std::move(body)]() mutable { engine::callOut(body); });
     running_ = nullptr;
     settle(task);
 }

@@ -31,7 +31,9 @@ public:
 
     [[nodiscard]] virtual std::unique_ptr<EventSource> makeTimer(std::function<void()> fire) = 0;
     /// The descriptor must stay open while the source lives. Absent when the descriptor cannot be waited for.
-    [[nodiscard]] virtual std::unique_ptr<EventSource> makeDescriptor(int descriptor, std::function<void()> fire) = 0;
+    [[nodiscard]] virtual std::unique_ptr<EventSource> makeDescriptor(
+        int descriptor, std::function<void()> fire)
+        = 0;
 };
 
 } // namespace tamsel::engine

@@ -1,5 +1,7 @@
 #include <engine/dispatch/PolledSource.h>
 
+#include <engine/dispatch/callback.h>
+
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
@@ -24,22 +26,24 @@ void setTimer(int descriptor, std::chrono::nanoseconds time)
     // A time of zero would disarm it.
     time = std::max(time, std::chrono::nanoseconds{1});
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-    const itimerspec value{.it_interval = {},
-                           .it_value = {.tv_sec = seconds.count(), .tv_nsec = (time - seconds).count()}};
+    const itimerspec value{
+        .it_interval = {}, .it_value = {.tv_sec = seconds.count(), .tv_nsec = (time - seconds).count()}};
     timerfd_settime(descriptor, TFD_TIMER_ABSTIME, &value, nullptr);
 }
 
 } // namespace
 
-/// One event source. Both kinds are one-shot entries of the poll set, armed anew each time.
+/// One event source. A descriptor is a one-shot entry of the poll set, armed anew each time. A timer is edge-triggered and
+/// never read: each time that it is set makes one edge.
 class PollSet::Source {
 public:
-    Source(int pollDescriptor, int descriptor, bool isTimer, std::uint64_t identifier, std::function<void()> fire)
-        : pollDescriptor_(pollDescriptor)
-        , descriptor_(descriptor)
-        , isTimer_(isTimer)
-        , identifier_(identifier)
-        , fire_(std::move(fire))
+    Source(int pollDescriptor, int descriptor, bool isTimer, std::uint64_t identifier,
+        std::function<void()> fire)
+        : pollDescriptor_(pollDescriptor),
+          descriptor_(descriptor),
+          isTimer_(isTimer),
+          identifier_(identifier),
+          fire_(std::move(fire))
     {
     }
 
@@ -54,7 +58,8 @@ public:
 
     [[nodiscard]] bool enter()
     {
-        epoll_event event{.events = EPOLLONESHOT, .data = {.u64 = identifier_}};
+        epoll_event event{
+            .events = isTimer_ ? EPOLLIN | EPOLLET : EPOLLONESHOT, .data = {.u64 = identifier_}};
         return epoll_ctl(pollDescriptor_, EPOLL_CTL_ADD, descriptor_, &event) == 0;
     }
 
@@ -65,8 +70,10 @@ public:
             return;
         isArmed_ = true;
         time_ = time;
-        if (isTimer_)
+        if (isTimer_) {
             setTimer(descriptor_, time);
+            return;
+        }
         epoll_event event{.events = EPOLLIN | EPOLLONESHOT, .data = {.u64 = identifier_}};
         epoll_ctl(pollDescriptor_, EPOLL_CTL_MOD, descriptor_, &event);
     }
@@ -103,7 +110,7 @@ public:
             isFiring_ = true;
         }
         while (takeDue())
-            fire_();
+            callOut(fire_);
     }
 
 private:
@@ -130,7 +137,9 @@ private:
 class PollSet::Handle final : public EventSource {
 public:
     Handle(std::shared_ptr<PollSet> set, std::shared_ptr<Source> source, std::uint64_t identifier)
-        : set_(std::move(set)), source_(std::move(source)), identifier_(identifier)
+        : set_(std::move(set)),
+          source_(std::move(source)),
+          identifier_(identifier)
     {
     }
 
@@ -151,7 +160,9 @@ private:
     std::uint64_t identifier_;
 };
 
-PollSet::PollSet() : pollDescriptor_(epoll_create1(EPOLL_CLOEXEC)), wakeDescriptor_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
+PollSet::PollSet()
+    : pollDescriptor_(epoll_create1(EPOLL_CLOEXEC)),
+      wakeDescriptor_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
 {
     // Edge-triggered: each write wakes one thread, and nobody has to read it.
     epoll_event event{.events = EPOLLIN | EPOLLET, .data = {.u64 = wakeIdentifier}};
@@ -168,8 +179,8 @@ std::unique_ptr<EventSource> PollSet::makeTimer(std::function<void()> fire)
 {
     const std::lock_guard lock(guard_);
     const std::uint64_t identifier = ++lastIdentifier_;
-    auto source = std::make_shared<Source>(pollDescriptor_, timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC),
-                                           true, identifier, std::move(fire));
+    auto source = std::make_shared<Source>(pollDescriptor_,
+        timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC), true, identifier, std::move(fire));
     if (!source->enter())
         return nullptr;
     sources_.emplace(identifier, source);
@@ -193,11 +204,11 @@ void PollSet::wake()
     [[maybe_unused]] const ssize_t written = ::write(wakeDescriptor_, &one, sizeof one);
 }
 
-PollSet::Event PollSet::waitForEvent()
+PollSet::Event PollSet::waitForEvent(Wait limit)
 {
     epoll_event event{};
-    if (epoll_wait(pollDescriptor_, &event, 1, -1) != 1)
-        return {.isWake = false, .isSource = false, .identifier = 0}; // interrupted by a signal
+    if (epoll_wait(pollDescriptor_, &event, 1, limit == forEver ? -1 : 0) != 1)
+        return {.isWake = false, .isSource = false, .identifier = 0}; // none, or interrupted by a signal
     const bool isWake = event.data.u64 == wakeIdentifier;
     return {.isWake = isWake, .isSource = !isWake, .identifier = event.data.u64};
 }

@@ -25,11 +25,12 @@ public:
     /// Wakes one thread that waits, or the next one that comes.
     void wake();
 
+    enum Wait : bool { atOnce, forEver };
+
     /// Waits for one event, calls `awake`, and then carries the event out. True when it was a `wake`.
-    template <typename Awake>
-    bool wait(Awake awake)
+    template <typename Awake> bool wait(Wait limit, Awake awake)
     {
-        const Event event = waitForEvent();
+        const Event event = waitForEvent(limit);
         awake();
         if (event.isSource)
             carryOut(event.identifier);
@@ -49,7 +50,7 @@ private:
         std::uint64_t identifier;
     };
 
-    [[nodiscard]] Event waitForEvent();
+    [[nodiscard]] Event waitForEvent(Wait limit);
     void carryOut(std::uint64_t identifier);
 
     int pollDescriptor_;

@@ -1,8 +1,8 @@
 #include <engine/dispatch/SerialQueue.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <exception>
+#include <engine/dispatch/callback.h>
+
+#include <cstddef>
 #include <utility>
 
 namespace tamsel::engine {
@@ -17,26 +17,14 @@ WorkCell* busyMarker()
     return reinterpret_cast<WorkCell*>(&markerStorage);
 }
 
-thread_local const void* currentIdentity = nullptr;
-
-/// What an item runs under: nothing may leave it.
-void invoke(platform::WorkItem& item) noexcept
-{
-    try {
-        item();
-    } catch (const std::exception& exception) {
-        std::fprintf(stderr, "tamsel: an exception left a callback: %s\n", exception.what());
-        std::abort();
-    } catch (...) {
-        std::fputs("tamsel: an exception left a callback\n", stderr);
-        std::abort();
-    }
-}
+constinit thread_local const void* currentIdentity = nullptr;
 
 } // namespace
 
 SerialQueue::SerialQueue(std::string label, std::shared_ptr<QueueExecutor> executor, const void* identity)
-    : label_(std::move(label)), executor_(std::move(executor)), identity_(identity != nullptr ? identity : this)
+    : label_(std::move(label)),
+      executor_(std::move(executor)),
+      identity_(identity != nullptr ? identity : this)
 {
 }
 
@@ -51,7 +39,8 @@ void SerialQueue::async(platform::WorkItem item)
     WorkCell* newest = newest_.load(std::memory_order_relaxed);
     do {
         cell->next = newest == busyMarker() ? nullptr : newest;
-    } while (!newest_.compare_exchange_weak(newest, cell, std::memory_order_acq_rel, std::memory_order_relaxed));
+    } while (
+        !newest_.compare_exchange_weak(newest, cell, std::memory_order_acq_rel, std::memory_order_relaxed));
     if (newest == nullptr) {
         retain();
         executor_->schedule(*this);
@@ -78,7 +67,8 @@ bool SerialQueue::becomeIdle()
 {
     WorkCell* expected = busyMarker();
     return taken_ == nullptr
-        && newest_.compare_exchange_strong(expected, nullptr, std::memory_order_acq_rel, std::memory_order_relaxed);
+        && newest_.compare_exchange_strong(
+            expected, nullptr, std::memory_order_acq_rel, std::memory_order_relaxed);
 }
 
 bool SerialQueue::run(int limit)
@@ -87,7 +77,7 @@ bool SerialQueue::run(int limit)
     bool ready = true;
     while (ready && limit-- > 0) {
         WorkCell* cell = nextCell();
-        invoke(cell->item);
+        callOut(cell->item);
         returnCell(cell);
         ready = !becomeIdle();
     }

@@ -43,10 +43,31 @@ public:
     [[nodiscard]] std::shared_ptr<SerialQueue> release() { return std::move(retained_); }
     void retain() { retained_ = shared_from_this(); }
 
+    /// How what an item of this queue hands over is to be carried: by its own worker, next; the same, with somebody who
+    /// watches whether the item ends soon; or by another worker at once.
+    enum class HandOver { trusted, watched, byAnother };
+    /// For the next hand-over. Each one that goes well brings it nearer to being trusted.
+    [[nodiscard]] HandOver nextHandOver()
+    {
+        const int left = probation_.load(std::memory_order_relaxed);
+        if (left == 0)
+            return HandOver::trusted;
+        probation_.store(left - 1, std::memory_order_relaxed);
+        return left > watchedHandOvers ? HandOver::byAnother : HandOver::watched;
+    }
+    /// An item has handed something over and then gone on for long.
+    void noteEarlyHandOver()
+    {
+        probation_.store(earlyHandOvers + watchedHandOvers, std::memory_order_relaxed);
+    }
+
     /// Link of the executor's list of ready queues.
     SerialQueue* nextReady = nullptr;
 
 private:
+    static constexpr int watchedHandOvers = 8;
+    static constexpr int earlyHandOvers = 64;
+
     [[nodiscard]] WorkCell* nextCell();
     [[nodiscard]] bool becomeIdle();
 
@@ -57,6 +78,7 @@ private:
     /// Taken from the chain and turned round: oldest first. Belongs to whoever runs the queue.
     WorkCell* taken_ = nullptr;
     std::shared_ptr<SerialQueue> retained_;
+    std::atomic<int> probation_ = watchedHandOvers;
 };
 
 } // namespace tamsel::engine

@@ -1,5 +1,7 @@
 #include <engine/dispatch/ThreadRunLoop.h>
 
+#include <engine/dispatch/callback.h>
+
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -32,16 +34,27 @@ void addToPoll(int pollDescriptor, int descriptor)
 class ThreadRunLoop::LoopTimer final : public platform::Timer {
 public:
     LoopTimer(std::chrono::nanoseconds interval, bool repeats, std::function<void(platform::Timer&)> block)
-        : interval_(std::max(interval, std::chrono::nanoseconds{1}))
-        , repeats_(repeats)
-        , due_(monotonicNow() + interval_)
-        , block_(std::move(block))
+        : interval_(std::max(interval, std::chrono::nanoseconds{1})),
+          repeats_(repeats),
+          due_(monotonicNow() + interval_),
+          block_(std::move(block))
     {
     }
 
-    void invalidate() override { isValid_ = false; }
+    void invalidate() override
+    {
+        isValid_ = false;
+        if (!isFiring_)
+            std::exchange(block_, nullptr); // may be what keeps this timer
+    }
     [[nodiscard]] bool isValid() const override { return isValid_; }
     [[nodiscard]] std::chrono::nanoseconds due() const { return due_; }
+
+    /// Also false inside its own block, so that a loop that is run from there does not enter the block again.
+    [[nodiscard]] bool isDue(std::chrono::nanoseconds now) const
+    {
+        return isValid_ && !isFiring_ && due_ <= now;
+    }
 
     void fire(std::chrono::nanoseconds now)
     {
@@ -49,21 +62,26 @@ public:
             due_ += ((now - due_) / interval_ + 1) * interval_;
         else
             isValid_ = false;
-        block_(*this);
+        isFiring_ = true;
+        callOut(block_, static_cast<platform::Timer&>(*this));
+        isFiring_ = false;
+        if (!isValid_)
+            block_ = nullptr;
     }
 
 private:
     const std::chrono::nanoseconds interval_;
     const bool repeats_;
     bool isValid_ = true;
+    bool isFiring_ = false;
     std::chrono::nanoseconds due_;
-    const std::function<void(platform::Timer&)> block_;
+    std::function<void(platform::Timer&)> block_;
 };
 
 ThreadRunLoop::ThreadRunLoop()
-    : pollDescriptor_(epoll_create1(EPOLL_CLOEXEC))
-    , wakeDescriptor_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
-    , timerDescriptor_(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))
+    : pollDescriptor_(epoll_create1(EPOLL_CLOEXEC)),
+      wakeDescriptor_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      timerDescriptor_(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))
 {
     addToPoll(pollDescriptor_, wakeDescriptor_);
     addToPoll(pollDescriptor_, timerDescriptor_);
@@ -76,10 +94,11 @@ ThreadRunLoop::~ThreadRunLoop()
     ::close(pollDescriptor_);
 }
 
-std::shared_ptr<platform::Timer> ThreadRunLoop::scheduleTimer(std::chrono::nanoseconds interval, bool repeats,
-                                                              std::function<void(platform::Timer&)> block)
+std::shared_ptr<platform::Timer> ThreadRunLoop::scheduleTimer(
+    std::chrono::nanoseconds interval, bool repeats, std::function<void(platform::Timer&)> block)
 {
     auto timer = std::make_shared<LoopTimer>(interval, repeats, std::move(block));
+    dropEnded();
     timers_.push_back(timer);
     armDescriptor();
     return timer;
@@ -119,7 +138,7 @@ bool ThreadRunLoop::runOnce(std::chrono::nanoseconds limit)
         pollfd entry{.fd = pollDescriptor_, .events = POLLIN, .revents = 0};
         const std::chrono::nanoseconds left = limit - passed;
         const timespec wait{.tv_sec = static_cast<time_t>(left.count() / 1'000'000'000),
-                            .tv_nsec = static_cast<long>(left.count() % 1'000'000'000)};
+            .tv_nsec = static_cast<long>(left.count() % 1'000'000'000)};
         ::ppoll(&entry, 1, limit == never ? nullptr : &wait, nullptr);
     }
 }
@@ -128,17 +147,25 @@ bool ThreadRunLoop::fireTimers()
 {
     bool fired = false;
     const std::chrono::nanoseconds now = monotonicNow();
-    const std::vector<std::shared_ptr<LoopTimer>> timers = timers_; // blocks may add more
-    for (const std::shared_ptr<LoopTimer>& timer : timers) {
-        if (timer->isValid() && timer->due() <= now) {
+    std::vector<std::shared_ptr<LoopTimer>> due; // blocks may add timers and end others
+    for (const std::shared_ptr<LoopTimer>& timer : timers_) {
+        if (timer->isDue(now))
+            due.insert(std::ranges::upper_bound(due, timer->due(), {}, &LoopTimer::due), timer);
+    }
+    for (const std::shared_ptr<LoopTimer>& timer : due) {
+        if (timer->isDue(now)) {
             timer->fire(now);
             fired = true;
         }
     }
-    std::erase_if(timers_, [](const std::shared_ptr<LoopTimer>& timer) { return !timer->isValid(); });
-    if (fired || timers.size() != timers_.size())
+    if (dropEnded() || fired)
         armDescriptor();
     return fired;
+}
+
+bool ThreadRunLoop::dropEnded()
+{
+    return std::erase_if(timers_, [](const auto& timer) { return !timer->isValid(); }) > 0;
 }
 
 void ThreadRunLoop::armDescriptor()
@@ -149,8 +176,8 @@ void ThreadRunLoop::armDescriptor()
             next = timer->due();
     }
     const itimerspec value{.it_interval = {},
-                           .it_value = {.tv_sec = static_cast<time_t>(next.count() / 1'000'000'000),
-                                        .tv_nsec = static_cast<long>(next.count() % 1'000'000'000)}};
+        .it_value = {.tv_sec = static_cast<time_t>(next.count() / 1'000'000'000),
+            .tv_nsec = static_cast<long>(next.count() % 1'000'000'000)}};
     timerfd_settime(timerDescriptor_, TFD_TIMER_ABSTIME, &value, nullptr);
 }
 
@@ -190,6 +217,9 @@ void ThreadRunLoop::close()
         const std::shared_ptr<SerialQueue> alive = queue->release();
         alive->discard();
     }
+    // A block may hold what holds this loop.
+    for (const std::shared_ptr<LoopTimer>& timer : std::exchange(timers_, {}))
+        timer->invalidate();
 }
 
 } // namespace tamsel::engine

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <vector>
 
 namespace tamsel::engine {
@@ -23,7 +22,7 @@ public:
     ThreadRunLoop& operator=(const ThreadRunLoop&) = delete;
 
     std::shared_ptr<platform::Timer> scheduleTimer(std::chrono::nanoseconds interval, bool repeats,
-                                                   std::function<void(platform::Timer&)> block) override;
+        std::function<void(platform::Timer&)> block) override;
 
     /// Until `stop` is called. On the loop's thread.
     void run();
@@ -37,7 +36,7 @@ public:
     [[nodiscard]] int descriptor() const { return pollDescriptor_; }
 
     void schedule(SerialQueue& queue) override;
-    /// Destroys what has not run; what is scheduled later is destroyed at once.
+    /// Destroys what has not run, and the timers; what is scheduled later is destroyed at once. On the loop's thread.
     void close();
 
 private:
@@ -45,6 +44,7 @@ private:
 
     [[nodiscard]] SerialQueue* takeReady();
     [[nodiscard]] bool fireTimers();
+    bool dropEnded();
     void armDescriptor();
     void wake() const;
 

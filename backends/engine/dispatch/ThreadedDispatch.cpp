@@ -3,17 +3,51 @@
 #include <engine/dispatch/ThreadRunLoop.h>
 #include <engine/dispatch/WorkerPool.h>
 
-#include <mutex>
+#include <algorithm>
+#include <atomic>
 #include <thread>
-#include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace tamsel::engine {
+
+namespace {
+
+/// Never given twice, unlike a thread's identifier.
+std::uint64_t currentThreadNumber()
+{
+    constinit static std::atomic<std::uint64_t> lastNumber = 0;
+    thread_local const std::uint64_t number = ++lastNumber;
+    return number;
+}
+
+struct LoopOfThread {
+    std::weak_ptr<const int> dispatch;
+    std::unique_ptr<ThreadRunLoop> loop;
+};
+
+/// The calling thread's loops, which end with it. One whose dispatch has gone first waits for its thread's next look.
+/// A loop is taken out before it is destroyed: what its timers hold may ask for a loop again.
+struct LoopsOfThread {
+    ~LoopsOfThread()
+    {
+        while (!entries.empty()) {
+            const LoopOfThread last = std::move(entries.back());
+            entries.pop_back();
+        }
+    }
+
+    std::vector<LoopOfThread> entries;
+};
+
+thread_local LoopsOfThread loopsOfThread;
+
+} // namespace
 
 /// Each item is a queue of its own, so any number may run at the same time.
 class ThreadedDispatch::GlobalQueue final : public platform::DispatchQueue {
 public:
-    explicit GlobalQueue(std::shared_ptr<WorkerPool> pool) : pool_(std::move(pool)) {}
+    explicit GlobalQueue(std::shared_ptr<WorkerPool> pool) : pool_(std::move(pool)) { }
 
     void async(platform::WorkItem item) override
     {
@@ -27,20 +61,13 @@ private:
     const std::shared_ptr<WorkerPool> pool_;
 };
 
-struct ThreadedDispatch::Loops {
-    std::mutex guard;
-    std::unordered_map<std::thread::id, std::shared_ptr<ThreadRunLoop>> byThread;
-    const std::thread::id mainThread = std::this_thread::get_id();
-};
-
 ThreadedDispatch::ThreadedDispatch(std::size_t workers)
-    : pool_(std::make_shared<WorkerPool>(workers != 0 ? workers : std::thread::hardware_concurrency() + 2))
-    , loops_(std::make_shared<Loops>())
-    , mainLoop_(std::make_shared<ThreadRunLoop>())
-    , mainQueue_(std::make_shared<SerialQueue>("main", mainLoop_))
-    , globalQueue_(std::make_shared<GlobalQueue>(pool_))
+    : pool_(std::make_shared<WorkerPool>(workers != 0 ? workers : std::thread::hardware_concurrency() + 2)),
+      mainThread_(currentThreadNumber()),
+      mainLoop_(std::make_shared<ThreadRunLoop>()),
+      mainQueue_(std::make_shared<SerialQueue>("main", mainLoop_)),
+      globalQueue_(std::make_shared<GlobalQueue>(pool_))
 {
-    loops_->byThread.emplace(loops_->mainThread, mainLoop_);
     pool_->start();
 }
 
@@ -67,16 +94,25 @@ std::shared_ptr<platform::DispatchQueue> ThreadedDispatch::globalQueue()
 
 bool ThreadedDispatch::isMainThread() const
 {
-    return std::this_thread::get_id() == loops_->mainThread;
+    return currentThreadNumber() == mainThread_;
 }
 
 platform::RunLoop& ThreadedDispatch::current()
 {
-    const std::lock_guard lock(loops_->guard);
-    std::shared_ptr<ThreadRunLoop>& loop = loops_->byThread[std::this_thread::get_id()];
-    if (!loop)
-        loop = std::make_shared<ThreadRunLoop>();
-    return *loop;
+    if (isMainThread())
+        return *mainLoop_;
+    std::vector<LoopOfThread>& loops = loopsOfThread.entries;
+    const auto isOrphan = [](const LoopOfThread& entry) { return entry.dispatch.expired(); };
+    for (auto orphan = std::ranges::find_if(loops, isOrphan); orphan != loops.end();
+        orphan = std::ranges::find_if(loops, isOrphan)) {
+        const std::unique_ptr<ThreadRunLoop> loop = std::move(orphan->loop);
+        loops.erase(orphan);
+    }
+    const auto found = std::ranges::find_if(
+        loops, [this](const LoopOfThread& entry) { return entry.dispatch.lock() == identity_; });
+    if (found != loops.end())
+        return *found->loop;
+    return *loops.emplace_back(identity_, std::make_unique<ThreadRunLoop>()).loop;
 }
 
 std::unique_ptr<EventSource> ThreadedDispatch::makeTimer(std::function<void()> fire)

@@ -5,6 +5,7 @@
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/RunLoop.h>
 
+#include <cstdint>
 #include <memory>
 
 namespace tamsel::engine {
@@ -29,21 +30,23 @@ public:
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> globalQueue() override;
     [[nodiscard]] bool isMainThread() const override;
 
-    /// A `ThreadRunLoop`; it lives as long as its thread and this object.
+    /// A `ThreadRunLoop`. The main thread's lives as long as this object, any other as long as its thread.
     [[nodiscard]] platform::RunLoop& current() override;
 
     [[nodiscard]] std::unique_ptr<EventSource> makeTimer(std::function<void()> fire) override;
-    [[nodiscard]] std::unique_ptr<EventSource> makeDescriptor(int descriptor, std::function<void()> fire) override;
+    [[nodiscard]] std::unique_ptr<EventSource> makeDescriptor(
+        int descriptor, std::function<void()> fire) override;
 
     /// The main thread's loop: run it whole, once with a limit, or when its descriptor is readable.
     [[nodiscard]] ThreadRunLoop& mainLoop() { return *mainLoop_; }
 
 private:
     class GlobalQueue;
-    struct Loops;
 
     const std::shared_ptr<WorkerPool> pool_;
-    const std::shared_ptr<Loops> loops_;
+    const std::uint64_t mainThread_;
+    /// Stands for this object in the threads that have a loop of it.
+    const std::shared_ptr<const int> identity_ = std::make_shared<const int>();
     const std::shared_ptr<ThreadRunLoop> mainLoop_;
     const std::shared_ptr<SerialQueue> mainQueue_;
     const std::shared_ptr<GlobalQueue> globalQueue_;

@@ -1,8 +1,8 @@
 #include <engine/dispatch/WorkCell.h>
 
-#include <array>
 #include <cstddef>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace tamsel::engine {
@@ -48,31 +48,48 @@ Depot& depot()
     return depot;
 }
 
-/// Two magazines of one thread, so that a thread at a boundary does not go to the depot each time.
+/// Two magazines of one thread, so that a thread at a boundary does not go to the depot each time. Plain data, so that
+/// it can still be used while the thread's other objects are destroyed.
 struct Magazines {
-    ~Magazines()
-    {
-        while (current != nullptr) {
-            WorkCell* cell = current;
-            current = cell->next;
-            delete cell;
-        }
-        if (full != nullptr)
-            depot().returnMagazine(full);
-    }
-
     WorkCell* current = nullptr;
     std::size_t count = 0;
     WorkCell* full = nullptr;
+    bool isRegistered = false;
+    bool isClosed = false;
 };
 
-thread_local Magazines magazines;
+constinit thread_local Magazines magazines;
+
+/// Empties the magazines of a thread that ends.
+struct Closer {
+    ~Closer()
+    {
+        magazines.isClosed = true;
+        while (WorkCell* cell = magazines.current) {
+            magazines.current = cell->next;
+            delete cell;
+        }
+        if (WorkCell* full = std::exchange(magazines.full, nullptr))
+            depot().returnMagazine(full);
+    }
+};
+
+Magazines& openMagazines()
+{
+    if (!magazines.isRegistered) {
+        thread_local const Closer closer;
+        magazines.isRegistered = true;
+    }
+    return magazines;
+}
 
 } // namespace
 
-WorkCell* takeCell(platform::WorkItem item)
+WorkCell* takeCell(platform::WorkItem&& item)
 {
-    Magazines& mine = magazines;
+    Magazines& mine = openMagazines();
+    if (mine.isClosed)
+        return new WorkCell{.item = std::move(item)};
     if (mine.current == nullptr) {
         mine.current = mine.full != nullptr ? std::exchange(mine.full, nullptr) : depot().takeMagazine();
         mine.count = magazineSize;
@@ -87,8 +104,12 @@ WorkCell* takeCell(platform::WorkItem item)
 
 void returnCell(WorkCell* cell)
 {
-    cell->item.reset();
-    Magazines& mine = magazines;
+    cell->item.reset(); // may take and return cells
+    Magazines& mine = openMagazines();
+    if (mine.isClosed) {
+        delete cell;
+        return;
+    }
     if (mine.count == magazineSize) {
         if (mine.full != nullptr)
             depot().returnMagazine(mine.full);

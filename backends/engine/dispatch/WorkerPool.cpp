@@ -1,8 +1,14 @@
 #include <engine/dispatch/WorkerPool.h>
 
+#include <ctime>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 namespace tamsel::engine {
@@ -13,23 +19,54 @@ using namespace std::chrono_literals;
 
 constexpr int itemsPerTurn = 32;
 constexpr int slotTurnsInARow = 16;
-constexpr auto watchInterval = 20ms;
-constexpr int quietLooksBeforeSleep = 5;
+constexpr int itemsBetweenLooks = 8;
+constexpr auto lingering = 2ms;
+constexpr std::size_t maximumPollers = 2;
+constexpr auto spinLimit = 30us;
+constexpr int pausesBetweenYields = 16;
+constexpr auto shortRest = 60us;
+/// How long the devices may go unread while all workers are busy.
+constexpr auto deviceInterval = 500us;
+
+/// Good to some milliseconds and much cheaper than the exact one.
+std::chrono::nanoseconds coarseNow()
+{
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+void pauseProcessor()
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
 
 } // namespace
 
-thread_local WorkerPool::Worker* WorkerPool::currentWorker = nullptr;
-thread_local const WorkerPool* WorkerPool::currentPool = nullptr;
+constinit thread_local WorkerPool::Worker* WorkerPool::currentWorker = nullptr;
+constinit thread_local const WorkerPool* WorkerPool::currentPool = nullptr;
 
-WorkerPool::WorkerPool(std::size_t workers) : baseWorkers_(std::clamp<std::size_t>(workers, 2, maximumWorkers)) {}
+WorkerPool::WorkerPool(std::size_t workers)
+    : baseWorkers_(std::clamp<std::size_t>(workers, 2, maximumWorkers)),
+      watchTimer_(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC))
+{
+}
 
-WorkerPool::~WorkerPool() = default;
+WorkerPool::~WorkerPool()
+{
+    ::close(watchTimer_);
+}
 
 void WorkerPool::start()
 {
     for (std::size_t index = 0; index < baseWorkers_; ++index)
         addWorker();
     watcher_ = std::thread([this] { watch(); });
+    keepWatch(true); // nobody waits for the devices yet
 }
 
 void WorkerPool::stop()
@@ -37,10 +74,17 @@ void WorkerPool::stop()
     assert(currentPool != this && "the platform must not end on one of its own workers");
     isStopping_ = true;
     {
-        const std::lock_guard lock(watcherGuard_);
-        watcherWakes_.notify_one();
+        const std::lock_guard lock(watchGuard_);
+        setWatchTimer(1ns);
     }
     watcher_.join();
+    std::vector<Worker*> parked;
+    {
+        const std::lock_guard lock(readyGuard_);
+        parked.swap(parked_);
+    }
+    for (Worker* worker : parked)
+        carryOut({.parked = worker});
     pollSet_->wake(); // each worker that leaves wakes the next
     for (const std::unique_ptr<Worker>& worker : workers_)
         worker->thread.join();
@@ -68,28 +112,48 @@ void WorkerPool::addWorker()
     });
     Worker& worker = *workers_.emplace_back(std::make_unique<Worker>());
     ++liveWorkers_;
-    worker.thread = std::thread([this, &worker] {
-        currentWorker = &worker;
-        currentPool = this;
-        work(worker);
+    try {
+        worker.thread = std::thread([this, &worker] {
+            currentWorker = &worker;
+            currentPool = this;
+            work(worker);
+            currentPool = nullptr;
+            --liveWorkers_;
+            worker.isDone = true;
+        });
+    } catch (const std::system_error&) {
+        // The system is out of threads: go on with those that there are.
         --liveWorkers_;
-        worker.isDone = true;
-    });
+        workers_.pop_back();
+    }
 }
 
 void WorkerPool::schedule(SerialQueue& queue)
 {
-    if (currentPool == this && !isStopping_.load(std::memory_order_relaxed)) {
-        if (SerialQueue* earlier = currentWorker->slot.exchange(&queue, std::memory_order_acq_rel))
-            pushShared(*earlier);
+    if (currentPool != this || isStopping_.load(std::memory_order_relaxed)) {
+        pushShared(queue);
         return;
     }
-    pushShared(queue);
+    Worker& worker = *currentWorker;
+    // What a device's call hands over is its last act.
+    using HandOver = SerialQueue::HandOver;
+    const HandOver how = worker.running != nullptr ? worker.running->nextHandOver() : HandOver::trusted;
+    if (how == HandOver::byAnother) {
+        pushShared(queue);
+        return;
+    }
+    worker.slotSince.store(coarseNow(), std::memory_order_relaxed);
+    if (SerialQueue* earlier = worker.slot.exchange(&queue))
+        pushShared(*earlier);
+    const bool isUrgent = how == HandOver::watched;
+    if (!isWatching_.load() || (isUrgent && !isWatchUrgent_.load()))
+        keepWatch(isUrgent);
 }
 
 void WorkerPool::pushShared(SerialQueue& queue)
 {
     queue.nextReady = nullptr;
+    Wake wake;
     bool isClosed = false;
     {
         const std::lock_guard lock(readyGuard_);
@@ -97,13 +161,16 @@ void WorkerPool::pushShared(SerialQueue& queue)
         if (!isClosed) {
             (newestReady_ != nullptr ? newestReady_->nextReady : oldestReady_) = &queue;
             newestReady_ = &queue;
-            readyCount_.fetch_add(1, std::memory_order_relaxed);
+            readyCount_.fetch_add(1);
+            // A spinning worker ends its spin with a look at this list.
+            if (!isSpinning_.load() && !wakeIsUnderway_)
+                wake = chooseWake();
         }
     }
-    if (!isClosed)
-        wakeOne();
-    else
+    if (isClosed)
         queue.release()->discard();
+    else
+        carryOut(wake);
 }
 
 SerialQueue* WorkerPool::takeShared()
@@ -117,23 +184,57 @@ SerialQueue* WorkerPool::takeShared()
     oldestReady_ = queue->nextReady;
     if (oldestReady_ == nullptr)
         newestReady_ = nullptr;
-    readyCount_.fetch_sub(1, std::memory_order_relaxed);
+    readyCount_.fetch_sub(1);
     return queue;
 }
 
-void WorkerPool::wakeOne()
+/// Under the guard.
+WorkerPool::Wake WorkerPool::chooseWake()
 {
-    if (idleWorkers_.load() > 0 && !wakeIsUnderway_.exchange(true))
-        pollSet_->wake();
+    Wake wake;
+    if (!parked_.empty()) {
+        wake.parked = parked_.back();
+        parked_.pop_back();
+    } else {
+        wake.isForPoller = pollers_ > 0;
+    }
+    wakeIsUnderway_ = wake.parked != nullptr || wake.isForPoller;
+    return wake;
 }
 
-SerialQueue* WorkerPool::nextQueue(Worker& worker, int& slotTurns)
+void WorkerPool::carryOut(Wake wake)
+{
+    if (wake.parked != nullptr) {
+        wake.parked->isWoken.store(1, std::memory_order_release);
+        wake.parked->isWoken.notify_one();
+    } else if (wake.isForPoller) {
+        pollSet_->wake();
+    }
+}
+
+/// By a worker that has stopped waiting and takes what is ready next: wakes another one if there is more than that, or if
+/// nobody else would wait for the devices.
+void WorkerPool::passWakeOn(bool wasWoken)
+{
+    Wake wake;
+    {
+        const std::lock_guard lock(readyGuard_);
+        if (wasWoken)
+            wakeIsUnderway_ = false;
+        const bool mustPoll = pollers_ == 0 && !parked_.empty() && readyCount_ > 0;
+        if (mustPoll || (readyCount_ > 1 && !wakeIsUnderway_))
+            wake = chooseWake();
+    }
+    carryOut(wake);
+}
+
+SerialQueue* WorkerPool::nextQueue(Worker& worker)
 {
     // After some turns the slot goes to the end of the shared list, so that nobody starves.
     SerialQueue* queue = worker.slot.exchange(nullptr, std::memory_order_acq_rel);
-    if (queue != nullptr && ++slotTurns <= slotTurnsInARow)
+    if (queue != nullptr && ++worker.slotTurns <= slotTurnsInARow)
         return queue;
-    slotTurns = 0;
+    worker.slotTurns = 0;
     SerialQueue* shared = takeShared();
     if (shared == nullptr)
         return queue;
@@ -142,12 +243,48 @@ SerialQueue* WorkerPool::nextQueue(Worker& worker, int& slotTurns)
     return shared;
 }
 
+/// Whether an item, or more of the same turn, have gone on for long after a hand-over.
+bool WorkerPool::lingers(const Worker& worker)
+{
+    const std::chrono::nanoseconds since = worker.slotSince.load(std::memory_order_relaxed);
+    return since.count() != 0 && coarseNow() - since > lingering;
+}
+
+/// Takes what workers hold up, for those that have nothing else to do. True when there was any.
+bool WorkerPool::freeStandingSlots()
+{
+    std::array<SerialQueue*, maximumWorkers> standing{};
+    std::size_t count = 0;
+    if (const std::unique_lock lock(workersGuard_, std::try_to_lock); lock.owns_lock()) {
+        for (const std::unique_ptr<Worker>& worker : workers_) {
+            SerialQueue* slot = worker->slot.load(std::memory_order_acquire);
+            if (slot != nullptr && lingers(*worker)
+                && worker->slot.compare_exchange_strong(slot, nullptr, std::memory_order_acq_rel))
+                standing[count++] = slot;
+        }
+    }
+    for (std::size_t index = 0; index < count; ++index)
+        pushShared(*standing[index]);
+    return count > 0;
+}
+
 void WorkerPool::runQueue(Worker& worker, SerialQueue* queue)
 {
-    worker.turns.fetch_add(1, std::memory_order_relaxed);
+    worker.turns.fetch_add(1);
+    worker.slotSince.store({}, std::memory_order_relaxed);
+    worker.running = queue;
     // Alive for the whole turn: an item may drop the last reference to its own queue.
     const std::shared_ptr<SerialQueue> alive = queue->release();
-    if (alive->run(itemsPerTurn)) {
+    bool isReady = true;
+    bool isLate = false;
+    for (int items = 0; isReady && !isLate && items < itemsPerTurn; items += itemsBetweenLooks) {
+        isReady = alive->run(itemsBetweenLooks);
+        isLate = lingers(worker);
+    }
+    if (isLate)
+        alive->noteEarlyHandOver();
+    worker.running = nullptr;
+    if (isReady) {
         alive->retain();
         pushShared(*alive);
     }
@@ -155,98 +292,102 @@ void WorkerPool::runQueue(Worker& worker, SerialQueue* queue)
 
 void WorkerPool::work(Worker& worker)
 {
-    int slotTurns = 0;
     while (!isStopping_.load(std::memory_order_relaxed)) {
-        if (SerialQueue* queue = nextQueue(worker, slotTurns)) {
+        if (pollers_.load(std::memory_order_relaxed) == 0)
+            lookAtDevices(worker);
+        if (SerialQueue* queue = nextQueue(worker))
             runQueue(worker, queue);
-            continue;
-        }
-        if (!waitForWork())
+        else if (!waitForWork(worker))
             return;
-        worker.turns.fetch_add(1, std::memory_order_relaxed);
     }
     pollSet_->wake();
 }
 
-bool WorkerPool::waitForWork()
+bool WorkerPool::waitForWork(Worker& worker)
 {
-    // Announced first and looked at afterwards: whoever pushes in between sees an idle worker and wakes.
-    const std::size_t idleBefore = idleWorkers_.fetch_add(1);
-    bool mayWait = true;
+    // Spinning pays while work comes in quick succession; at the pace of frames it never does.
+    if (worker.lastRestWasShort && spin())
+        return true;
+    if (freeStandingSlots())
+        return true;
+    bool isPolling = false;
     {
         const std::lock_guard lock(readyGuard_);
-        mayWait = oldestReady_ == nullptr && !isStopping_;
+        if (oldestReady_ != nullptr || isStopping_)
+            return true;
+        if (parked_.size() + pollers_ >= baseWorkers_)
+            return false; // enough others wait
+        isPolling = pollers_ < maximumPollers;
+        if (isPolling) {
+            pollers_.fetch_add(1);
+        } else {
+            worker.isWoken.store(0, std::memory_order_relaxed);
+            parked_.push_back(&worker);
+        }
     }
-    if (mayWait && idleBefore >= baseWorkers_) {
-        --idleWorkers_;
-        return false; // enough others are idle
-    }
-    // The event is carried out inside the wait, so this worker must no longer count as idle by then: it is taken out
-    // of the count by whichever comes first.
-    if (mayWait) {
-        if (pollSet_->wait([this] { idleWorkers_.fetch_sub(1); }))
-            wakeIsUnderway_.exchange(false);
-        if (readyCount_.load() > 1)
-            wakeOne(); // the woken pass the wakes on, one at a time
+    const auto begin = std::chrono::steady_clock::now();
+    bool wasWoken = true;
+    if (isPolling) {
+        // A source's event is carried out inside the wait, and this worker must no longer count as waiting by then.
+        wasWoken = pollSet_->wait(PollSet::forEver, [this, &worker] { leavePollSet(worker); });
     } else {
-        --idleWorkers_;
+        worker.isWoken.wait(0, std::memory_order_acquire);
+        worker.turns.fetch_add(1);
+        if (!isWatching_.load())
+            keepWatch(false);
     }
-    if (!watcherIsAwake_.exchange(true)) {
-        const std::lock_guard lock(watcherGuard_);
-        watcherWakes_.notify_one();
-    }
+    worker.lastRestWasShort = wasWoken && std::chrono::steady_clock::now() - begin < shortRest;
+    if (wasWoken)
+        passWakeOn(true);
     return true;
 }
 
-void WorkerPool::watch()
+/// True when there is something to take.
+bool WorkerPool::spin()
 {
-    std::unique_lock lock(watcherGuard_);
-    int quietLooks = 0;
-    while (!isStopping_) {
-        if (!watcherIsAwake_) {
-            watcherWakes_.wait(lock, [this] { return watcherIsAwake_ || isStopping_; });
-            quietLooks = 0;
-        }
-        watcherWakes_.wait_for(lock, watchInterval, [this] { return isStopping_.load(); });
-        if (isStopping_)
-            return;
-        lock.unlock();
-        quietLooks = lookAfterWorkers() ? 0 : quietLooks + 1;
-        lock.lock();
-        if (quietLooks >= quietLooksBeforeSleep)
-            watcherIsAwake_ = false;
+    if (isSpinning_.exchange(true))
+        return false;
+    const auto end = std::chrono::steady_clock::now() + spinLimit;
+    while (readyCount_.load(std::memory_order_relaxed) == 0 && !isStopping_.load(std::memory_order_relaxed)
+        && std::chrono::steady_clock::now() < end) {
+        for (int pauses = 0; pauses < pausesBetweenYields && readyCount_.load(std::memory_order_relaxed) == 0;
+            ++pauses)
+            pauseProcessor();
+        std::this_thread::yield(); // to whoever would post, on the same processor
     }
+    isSpinning_.store(false);
+    if (readyCount_.load() == 0)
+        return false;
+    passWakeOn(false);
+    return true;
 }
 
-bool WorkerPool::lookAfterWorkers()
+void WorkerPool::leavePollSet(Worker& worker)
 {
-    bool moved = false;
-    bool isBusy = false;
-    std::vector<SerialQueue*> stuck;
+    worker.turns.fetch_add(1);
+    Wake wake;
+    bool isLast = false;
     {
-        const std::lock_guard lock(workersGuard_);
-        for (const std::unique_ptr<Worker>& worker : workers_) {
-            const std::uint64_t turns = worker->turns.load(std::memory_order_relaxed);
-            SerialQueue* slot = worker->slot.load(std::memory_order_relaxed);
-            const bool stood = turns == worker->seenTurns;
-            moved = moved || !stood;
-            isBusy = isBusy || slot != nullptr;
-            // Held up inside an item that has already handed something over.
-            if (stood && slot != nullptr && slot == worker->seenSlot
-                && worker->slot.compare_exchange_strong(slot, nullptr, std::memory_order_acq_rel)) {
-                stuck.push_back(slot);
-                slot = nullptr;
-            }
-            worker->seenTurns = turns;
-            worker->seenSlot = slot;
-        }
+        const std::lock_guard lock(readyGuard_);
+        isLast = pollers_.fetch_sub(1) == 1;
+        if (isLast && !parked_.empty())
+            wake = chooseWake();
     }
-    for (SerialQueue* queue : stuck)
-        pushShared(*queue);
-    const bool nobodyWaits = idleWorkers_ == 0;
-    if (nobodyWaits && !moved && liveWorkers_ < maximumWorkers)
-        addWorker(); // nobody is left for the devices or for other queues
-    return moved || isBusy || nobodyWaits || readyCount_ > 0;
+    carryOut(wake);
+    const bool isUrgent = isLast && wake.parked == nullptr;
+    if (!isWatching_.load() || (isUrgent && !isWatchUrgent_.load()))
+        keepWatch(isUrgent);
+}
+
+/// Nobody waits on the poll set, so those who are busy look at it between two turns.
+void WorkerPool::lookAtDevices(Worker& worker)
+{
+    const auto now = std::chrono::steady_clock::now();
+    if (now - worker.lookedAtDevices < deviceInterval)
+        return;
+    worker.lookedAtDevices = now;
+    if (pollSet_->wait(PollSet::atOnce, [] { }))
+        passWakeOn(true);
 }
 
 } // namespace tamsel::engine

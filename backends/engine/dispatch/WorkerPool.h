@@ -4,7 +4,8 @@
 #include <engine/dispatch/SerialQueue.h>
 
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -13,14 +14,17 @@
 namespace tamsel::engine {
 
 /// The threads that run ready queues. What an item hands over as its last act goes into its worker's own slot and is run
-/// next by the same thread, without a lock or a wake. Idle workers wait on the poll set, so whoever sees a device's event
-/// also runs the queues that it leads to. A watcher starts another worker when all are held up inside items.
-class WorkerPool final : public QueueExecutor, public std::enable_shared_from_this<WorkerPool> {
+/// next by the same thread, without a lock or a wake. Two idle workers wait on the poll set, so whoever sees a device's
+/// event also runs the queues that it leads to; the others are parked, because a parked thread is woken faster.
+/// A watcher looks after what an item that goes on for long holds up.
+class WorkerPool final : public QueueExecutor {
 public:
     static constexpr std::size_t maximumWorkers = 64;
 
     explicit WorkerPool(std::size_t workers);
     ~WorkerPool() override;
+    WorkerPool(const WorkerPool&) = delete;
+    WorkerPool& operator=(const WorkerPool&) = delete;
 
     void start();
     /// Ends and joins all threads and destroys what has not run. Never on a worker.
@@ -35,46 +39,81 @@ private:
         std::atomic<SerialQueue*> slot = nullptr;
         std::atomic<std::uint64_t> turns = 0;
         std::atomic<bool> isDone = false;
+        std::atomic<std::uint32_t> isWoken = 0;
+        /// When the slot was last filled in this turn; zero before.
+        std::atomic<std::chrono::nanoseconds> slotSince{};
+        // Its own.
+        SerialQueue* running = nullptr;
+        int slotTurns = 0;
+        std::chrono::steady_clock::time_point lookedAtDevices;
+        bool lastRestWasShort = false;
         // The watcher's memory of its last look.
-        SerialQueue* seenSlot = nullptr;
         std::uint64_t seenTurns = 0;
+        std::uint64_t lastTurns = 0;
         std::thread thread;
+    };
+
+    /// Who is to be woken once the guard is free.
+    struct Wake {
+        Worker* parked = nullptr;
+        bool isForPoller = false;
     };
 
     void addWorker();
     void work(Worker& worker);
-    [[nodiscard]] SerialQueue* nextQueue(Worker& worker, int& slotTurns);
+    [[nodiscard]] SerialQueue* nextQueue(Worker& worker);
     void runQueue(Worker& worker, SerialQueue* queue);
     void pushShared(SerialQueue& queue);
     [[nodiscard]] SerialQueue* takeShared();
-    void wakeOne();
-    [[nodiscard]] bool waitForWork();
-    void watch();
-    [[nodiscard]] bool lookAfterWorkers();
+    [[nodiscard]] static bool lingers(const Worker& worker);
+    bool freeStandingSlots();
 
-    static thread_local Worker* currentWorker;
-    static thread_local const WorkerPool* currentPool;
+    [[nodiscard]] Wake chooseWake();
+    void carryOut(Wake wake);
+    void passWakeOn(bool wasWoken);
+    [[nodiscard]] bool waitForWork(Worker& worker);
+    [[nodiscard]] bool spin();
+    void leavePollSet(Worker& worker);
+    void lookAtDevices(Worker& worker);
+
+    void keepWatch(bool isUrgent);
+    void watch();
+    [[nodiscard]] bool nobodyWaits();
+    [[nodiscard]] bool needsWatch();
+    [[nodiscard]] bool lookAfterWorkers();
+    void setWatchTimer(std::chrono::nanoseconds delay) const;
+
+    static constinit thread_local Worker* currentWorker;
+    static constinit thread_local const WorkerPool* currentPool;
 
     const std::size_t baseWorkers_;
     const std::shared_ptr<PollSet> pollSet_ = std::make_shared<PollSet>();
 
+    /// Guards what is ready and who waits. The atomic ones are also read without it.
     std::mutex readyGuard_;
     SerialQueue* oldestReady_ = nullptr;
     SerialQueue* newestReady_ = nullptr;
-    bool isClosed_ = false;
     std::atomic<std::size_t> readyCount_ = 0;
+    std::vector<Worker*> parked_; // the last one is woken first
+    std::atomic<std::size_t> pollers_ = 0;
+    /// Somebody has been woken and will see to the rest.
+    bool wakeIsUnderway_ = false;
+    bool isClosed_ = false;
 
+    /// One worker at most looks out for work without sleeping.
+    std::atomic<bool> isSpinning_ = false;
     std::atomic<bool> isStopping_ = false;
-    std::atomic<std::size_t> idleWorkers_ = 0;
     std::atomic<std::size_t> liveWorkers_ = 0;
-    std::atomic<bool> wakeIsUnderway_ = false;
 
     std::mutex workersGuard_;
     std::vector<std::unique_ptr<Worker>> workers_;
 
-    std::atomic<bool> watcherIsAwake_ = false;
-    std::mutex watcherGuard_;
-    std::condition_variable watcherWakes_;
+    /// The watcher sleeps on a timer that runs while the pool is in use.
+    const int watchTimer_;
+    std::mutex watchGuard_;
+    std::atomic<bool> isWatching_ = false;
+    std::atomic<bool> isWatchUrgent_ = false;
+    std::chrono::steady_clock::time_point lastMoved_;
     std::thread watcher_;
 };
 

@@ -1,4 +1,4 @@
-#include "Movies.h"
+#include <camera/Movies.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>

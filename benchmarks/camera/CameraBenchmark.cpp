@@ -1,7 +1,7 @@
 // What a camera session costs beside the bare decoding libraries, on the same file and in the same run. Rounds of both
 // alternate, and the medians are compared.
 
-#include "Movies.h"
+#include <camera/Movies.h>
 
 #include <host/Host.h>
 #include <tamsel/facade/OvriSourceManager.h>

@@ -1,0 +1,28 @@
+#include <contract/DispatchContract.h>
+
+#include <simulated/Scheduler.h>
+
+namespace tamsel::tests {
+
+namespace {
+
+template <std::uint64_t Seed> struct SimulatedHarness {
+    platform::Dispatch& dispatch() { return scheduler; }
+    platform::RunLoops& runLoops() { return scheduler; }
+
+    void runUntil(const std::function<bool()>& done)
+    {
+        while (!done())
+            ASSERT_TRUE(scheduler.step() || scheduler.advanceToNext(std::chrono::nanoseconds::max()));
+    }
+
+    simulated::Scheduler scheduler{Seed, 0};
+};
+
+using Seeds = testing::Types<SimulatedHarness<1>, SimulatedHarness<2>, SimulatedHarness<3>>;
+
+} // namespace
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Simulated, DispatchContract, Seeds);
+
+} // namespace tamsel::tests
