@@ -98,14 +98,20 @@ private:
               block(std::move(call))
         {
         }
-        void invalidate() override { valid = false; }
+        void invalidate() override
+        {
+            valid = false;
+            if (!isFiring)
+                block = nullptr;
+        }
         [[nodiscard]] bool isValid() const override { return valid; }
 
         const nanoseconds interval;
         const bool repeats;
         bool valid = true;
+        bool isFiring = false;
         nanoseconds due{};
-        const std::function<void(platform::Timer&)> block;
+        std::function<void(platform::Timer&)> block; ///< kept while it runs, and no longer than the timer is valid
     };
 
     void plan(const std::shared_ptr<LoopTimer>& timer)
@@ -125,9 +131,13 @@ private:
             timer->due += ((now - timer->due) / timer->interval + 1) * timer->interval;
         else
             timer->valid = false;
+        timer->isFiring = true;
         timer->block(*timer);
+        timer->isFiring = false;
         if (timer->valid)
             plan(timer);
+        else
+            timer->block = nullptr;
     }
 
     Scheduler& scheduler_;

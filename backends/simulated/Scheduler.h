@@ -46,6 +46,8 @@ public:
     bool step();
     /// Moves time to the next thing that will be ready, at most to `limit`; false when there is none before.
     bool advanceToNext(std::chrono::nanoseconds limit);
+    /// Lets time pass without running anything: what becomes due waits for its turn.
+    void pass(std::chrono::nanoseconds duration) { now_ += duration; }
     /// Runs everything up to a time, and stands there.
     void runUntil(std::chrono::nanoseconds time);
     /// True when no item waits or is under way. Timers and devices may still have plans.

@@ -48,13 +48,13 @@ public:
         descriptor_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
         timerfd_settime(descriptor_, 0, &value, nullptr);
         device_ = dispatch_.makeDescriptor(descriptor_, [this, &feed] {
-            // As a driver does: take the frame, let another worker wait for the next one, hand this one over as the last act.
+            // As a driver does: take what the device has, let another worker wait for the next of it, make the frame, and
+            // hand it over as the last act.
             std::uint64_t ticks = 0;
             [[maybe_unused]] const ssize_t consumed = ::read(descriptor_, &ticks, sizeof ticks);
-            FrameHandle frame = feed.take();
-            if (!feed.isEmpty())
+            if (!feed.isLast())
                 device_->armReadable();
-            send(0, std::move(frame));
+            send(0, feed.take());
         });
         device_->armReadable();
     }
@@ -63,12 +63,11 @@ public:
     {
         due_ = Clock::now() + period;
         device_ = dispatch_.makeTimer([this, &feed, period] {
-            FrameHandle frame = feed.take();
-            if (!feed.isEmpty()) {
+            if (!feed.isLast()) {
                 due_ += period;
                 device_->armAt(due_.time_since_epoch());
             }
-            send(0, std::move(frame));
+            send(0, feed.take());
         });
         device_->armAt(due_.time_since_epoch());
     }

@@ -46,6 +46,8 @@ public:
     }
 
     [[nodiscard]] bool isEmpty() const { return taken_ == total_; }
+    /// The next frame is the last one.
+    [[nodiscard]] bool isLast() const { return taken_ + 1 == total_; }
     [[nodiscard]] const Usage& begin() const { return begin_; }
 
 private:

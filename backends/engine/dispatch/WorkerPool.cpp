@@ -1,6 +1,8 @@
 #include <engine/dispatch/WorkerPool.h>
 
 #include <ctime>
+#include <linux/futex.h>
+#include <sys/syscall.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -35,6 +37,21 @@ std::chrono::nanoseconds coarseNow()
     clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
+
+// `std::atomic::wait` would yield several times before it sleeps, which costs more than the sleep at the pace of frames.
+
+void sleepWhileZero(std::atomic<std::uint32_t>& word)
+{
+    while (word.load(std::memory_order_acquire) == 0)
+        syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 0, nullptr, nullptr, 0);
+}
+
+void setAndWake(std::atomic<std::uint32_t>& word)
+{
+    word.store(1, std::memory_order_release);
+    syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
+static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));
 
 void pauseProcessor()
 {
@@ -205,8 +222,7 @@ WorkerPool::Wake WorkerPool::chooseWake()
 void WorkerPool::carryOut(Wake wake)
 {
     if (wake.parked != nullptr) {
-        wake.parked->isWoken.store(1, std::memory_order_release);
-        wake.parked->isWoken.notify_one();
+        setAndWake(wake.parked->isWoken);
     } else if (wake.isForPoller) {
         pollSet_->wake();
     }
@@ -331,7 +347,7 @@ bool WorkerPool::waitForWork(Worker& worker)
         // A source's event is carried out inside the wait, and this worker must no longer count as waiting by then.
         wasWoken = pollSet_->wait(PollSet::forEver, [this, &worker] { leavePollSet(worker); });
     } else {
-        worker.isWoken.wait(0, std::memory_order_acquire);
+        sleepWhileZero(worker.isWoken);
         worker.turns.fetch_add(1);
         if (!isWatching_.load())
             keepWatch(false);

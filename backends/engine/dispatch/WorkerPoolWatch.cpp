@@ -16,7 +16,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto shortestWatch = 8ms;
-constexpr auto longestWatch = 256ms;
+/// Frames that flow see to what stands by themselves: whoever runs out of work frees it. This is for when they do not.
+constexpr auto longestWatch = 1024ms;
 /// All workers inside items for so long, and one more is started.
 constexpr auto heldUpLimit = 10ms;
 

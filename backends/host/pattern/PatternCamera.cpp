@@ -172,9 +172,9 @@ private:
         due_ += intervals * interval_;
         const std::shared_ptr<platform::CVPixelBuffer> buffer
             = sink_->acquireBuffer(format_.width, format_.height);
+        timer_->armAt(due_);
         if (buffer)
             drawPattern(*buffer, number);
-        timer_->armAt(due_);
         if (buffer)
             sink_->deliver(buffer,
                 {.value = static_cast<std::int64_t>(number) * interval_.count(), .timescale = 1'000'000'000},

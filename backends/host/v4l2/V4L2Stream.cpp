@@ -154,14 +154,13 @@ int V4L2Stream::dequeue(v4l2_buffer& buffer)
     if (!source_)
         return EAGAIN;
     const int number = device_->control(VIDIOC_DQBUF, &buffer);
-    if (number != EAGAIN) {
+    if (number != EAGAIN)
         emptyWakes_ = 0;
-        return number;
-    }
-    if (++emptyWakes_ > mostEmptyWakes)
+    else if (++emptyWakes_ > mostEmptyWakes)
         return EIO;
-    source_->armReadable();
-    return EAGAIN;
+    if (number == 0 || number == EAGAIN)
+        source_->armReadable(); // another worker waits while this one converts
+    return number;
 }
 
 int V4L2Stream::queueAgain(v4l2_buffer& buffer)
@@ -172,8 +171,6 @@ int V4L2Stream::queueAgain(v4l2_buffer& buffer)
         return EAGAIN;
     v4l2_buffer again = captureBuffer(buffer.index);
     const int number = device_->control(VIDIOC_QBUF, &again);
-    if (number == 0)
-        source_->armReadable();
     return number == EAGAIN ? EIO : number;
 }
 
