@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string_view>
 #include <vector>
 
 namespace tamsel::benchmarks {
@@ -30,7 +31,9 @@ double processMilliseconds()
 {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    const auto of = [](const timeval& time) { return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3; };
+    const auto of = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
+    };
     return of(usage.ru_utime) + of(usage.ru_stime);
 }
 
@@ -44,7 +47,7 @@ double median(std::vector<double> values)
 /// Lets the main loop run until it has seen so many frames.
 class Screen final : public OvriSourceToSession {
 public:
-    Screen(host::Host& host, int frames) : host_(host), frames_(frames) {}
+    Screen(host::Host& host, int frames) : host_(host), frames_(frames) { }
 
     void sourceManagerDidGetFrame(OvriSourceManager&, const OvriCaptureFrameUpdate&) override
     {
@@ -84,10 +87,13 @@ public:
 
 host::HostConfiguration playing(const std::string& file)
 {
-    return {.backCamera = host::HostInput{.input = file}, .writeLine = [](std::string_view) {}, .writeReport = [](std::string_view) {}};
+    return {.backCamera = host::HostInput{.input = file},
+        .writeLine = [](std::string_view) { },
+        .writeReport = [](std::string_view) { }};
 }
 
-void report(benchmark::State& state, const std::vector<double>& ours, const std::vector<double>& bare, double target)
+void report(
+    benchmark::State& state, const std::vector<double>& ours, const std::vector<double>& bare, double target)
 {
     state.counters["ours_ms"] = median(ours);
     state.counters["bare_ms"] = median(bare);
@@ -143,4 +149,15 @@ BENCHMARK(cpuOfAFrame)->Arg(30)->Arg(1000)->Iterations(9)->Unit(benchmark::kMill
 
 } // namespace tamsel::benchmarks
 
-BENCHMARK_MAIN();
+/// `--short` is for the other benchmarks; all else goes to the benchmark library.
+int main(int count, char** arguments)
+{
+    std::vector<char*> passed(arguments, arguments + count);
+    std::erase_if(passed, [](const char* argument) { return std::string_view(argument) == "--short"; });
+    int passedCount = static_cast<int>(passed.size());
+    benchmark::Initialize(&passedCount, passed.data());
+    if (benchmark::ReportUnrecognizedArguments(passedCount, passed.data()))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

@@ -25,7 +25,8 @@ constexpr int height = 1080;
 void forEachFrame(const std::string& file, const std::function<bool(const AVFrame&)>& body)
 {
     AVFormatContext* format = nullptr;
-    if (avformat_open_input(&format, file.c_str(), nullptr, nullptr) < 0 || avformat_find_stream_info(format, nullptr) < 0)
+    if (avformat_open_input(&format, file.c_str(), nullptr, nullptr) < 0
+        || avformat_find_stream_info(format, nullptr) < 0)
         throw std::runtime_error("cannot open " + file);
     const int index = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     const AVCodecParameters* parameters = format->streams[index]->codecpar;
@@ -63,12 +64,15 @@ void forEachFrame(const std::string& file, const std::function<bool(const AVFram
 
 std::string movie(int framesPerSecond)
 {
-    const auto file = std::filesystem::temp_directory_path() / ("tamsel-bench-" + std::to_string(framesPerSecond) + ".mp4");
+    const auto file = std::filesystem::temp_directory_path()
+        / ("tamsel-bench-" + std::to_string(framesPerSecond) + ".mp4");
     if (!std::filesystem::exists(file)) {
         // Grain on moving pictures, so that decoding costs what it costs on a recording.
-        const std::string command = "ffmpeg -v error -y -f lavfi -i testsrc2=s=1920x1080:r=30:d=5,noise=alls=8:allf=t,"
-                                    "setpts=N/" + std::to_string(framesPerSecond) + "/TB -r "
-            + std::to_string(framesPerSecond) + " -c:v libx264 -preset veryfast -crf 24 -pix_fmt yuv420p -colorspace bt709 "
+        const std::string command
+            = "ffmpeg -v error -y -f lavfi -i testsrc2=s=1920x1080:r=30:d=5,noise=alls=8:allf=t,"
+              "setpts=N/"
+            + std::to_string(framesPerSecond) + "/TB -r " + std::to_string(framesPerSecond)
+            + " -c:v libx264 -preset veryfast -crf 24 -pix_fmt yuv420p -colorspace bt709 "
             + "-color_range tv '" + file.string() + "'";
         if (std::system(command.c_str()) != 0)
             throw std::runtime_error("the ffmpeg command made no movie");
@@ -84,8 +88,8 @@ void decodeOne(const std::string& file)
 void decodeAndConvert(const std::string& file, int frames, int framesPerSecond)
 {
     std::vector<std::uint8_t> pixels(std::size_t{width} * height * 4);
-    SwsContext* scaler = sws_getContext(
-        width, height, AV_PIX_FMT_YUV420P, width, height, AV_PIX_FMT_BGRA, SWS_BILINEAR, nullptr, nullptr, nullptr);
+    SwsContext* scaler = sws_getContext(width, height, AV_PIX_FMT_YUV420P, width, height, AV_PIX_FMT_BGRA,
+        SWS_BILINEAR, nullptr, nullptr, nullptr);
     const int* coefficients = sws_getCoefficients(SWS_CS_ITU709);
     sws_setColorspaceDetails(scaler, coefficients, 0, coefficients, 1, 0, 1 << 16, 1 << 16);
     auto due = std::chrono::steady_clock::now();

@@ -1,8 +1,8 @@
 #include <engine/dispatch/WorkerPool.h>
 
+#include <engine/dispatch/parking.h>
+
 #include <ctime>
-#include <linux/futex.h>
-#include <sys/syscall.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -37,21 +37,6 @@ std::chrono::nanoseconds coarseNow()
     clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
-
-// `std::atomic::wait` would yield several times before it sleeps, which costs more than the sleep at the pace of frames.
-
-void sleepWhileZero(std::atomic<std::uint32_t>& word)
-{
-    while (word.load(std::memory_order_acquire) == 0)
-        syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 0, nullptr, nullptr, 0);
-}
-
-void setAndWake(std::atomic<std::uint32_t>& word)
-{
-    word.store(1, std::memory_order_release);
-    syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
-}
-static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));
 
 void pauseProcessor()
 {
