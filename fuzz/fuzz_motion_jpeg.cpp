@@ -8,7 +8,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static tamsel::host::MotionJpegDecoder& decoder = *new tamsel::host::MotionJpegDecoder; // as between frames
+    static tamsel::host::MotionJpegDecoder& decoder
+        = *new tamsel::host::MotionJpegDecoder; // as between frames
     tamsel::platform::CVPixelBuffer target(33, 17);
     (void)decoder.decode(std::as_bytes(std::span(data, size)), target);
     return 0;

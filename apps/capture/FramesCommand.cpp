@@ -282,7 +282,8 @@ ExitStatus FramesCommand::run()
     const bool hasPictures = finishPictures();
     summarize();
     if (frameErrors_ > 0)
-        fail(std::to_string(frameErrors_.load()) + (frameErrors_ == 1 ? " frame was dropped" : " frames were dropped"));
+        fail(std::to_string(frameErrors_.load())
+            + (frameErrors_ == 1 ? " frame was dropped" : " frames were dropped"));
     const bool isComplete = !options_.count || delivered_ >= *options_.count;
     if (!isComplete && !isInterrupted)
         fail("only " + std::to_string(delivered_.load()) + " of " + std::to_string(*options_.count)
