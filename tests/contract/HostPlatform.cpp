@@ -10,8 +10,8 @@ namespace {
 
 host::HostConfiguration configuration()
 {
-    return {.backCamera = host::HostInput{.input = "test:64x48@200"},
-        .frontCamera = host::HostInput{.input = "test:32x24@200"},
+    return {.backCamera = host::HostInput{.input = "test:64x48@100"},
+        .frontCamera = host::HostInput{.input = "test:32x24@100"},
         .bufferCount = 4,
         .writeReport = [](std::string_view) { }};
 }

@@ -48,7 +48,7 @@ std::size_t count(const std::vector<std::string>& among, const std::string& begi
 TEST(CommandLine, WritesNothingButOneJsonObjectALine)
 {
     for (const std::string& cameras :
-        {"--back " + sample(), std::string("--backend simulated"), std::string("--back test:64x48@100")}) {
+        {"--back " + sample(), std::string("--backend simulated"), std::string("--back test:64x48")}) {
         const Outcome frames = outcomeOf("--json " + cameras + " frames --count 5");
         EXPECT_EQ(frames.status, 0);
         ASSERT_EQ(frames.output.size(), 6U);
@@ -63,7 +63,7 @@ TEST(CommandLine, WritesNothingButOneJsonObjectALine)
         EXPECT_EQ(count(devices.output, "{\"event\": \"device\", \"position\": "), devices.output.size());
         EXPECT_GE(devices.output.size(), 1U);
     }
-    const Outcome turned = outcomeOf("--json --back test:640x480@100 --device-orientation landscapeRight "
+    const Outcome turned = outcomeOf("--json --back test:640x480 --device-orientation landscapeRight "
                                      "--interface-orientation landscapeLeft frames --count 1");
     EXPECT_EQ(turned.output.at(0),
         R"({"event": "frame", "index": 0, "width": 480, "height": 640, "exifOrientation": 2, "preferredTransform": null, "mediaTime": 0, "sequence": 0})");
@@ -89,7 +89,7 @@ TEST(CommandLine, RefusesWrongUsageAndUnusableInputsWithOneLine)
 
 TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
 {
-    const Outcome ended = outcomeOf("--json --back lavfi:testsrc2=s=64x48:r=100:d=0.1 frames --count 50");
+    const Outcome ended = outcomeOf("--json --back lavfi:testsrc2=s=64x48:r=50:d=0.2 frames --count 50");
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(count(ended.output, "{\"event\": \"frame\""), 10U);
     EXPECT_EQ(count(ended.output,
@@ -106,7 +106,7 @@ TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
     EXPECT_EQ(count(absent.output, R"({"event": "error", "kind": "canNotAddInput")"), 1U);
 
     const Outcome unwritable
-        = outcomeOf("--back test:64x48@100 frames --count 2 --contact-sheet /no/such/folder/sheet.png");
+        = outcomeOf("--back test:64x48 frames --count 2 --contact-sheet /no/such/folder/sheet.png");
     EXPECT_EQ(unwritable.status, 1);
     EXPECT_GE(unwritable.errors.size(), 1U);
 }

@@ -187,6 +187,7 @@ std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
 
 MovieReader::Kind MovieReader::kindOf(const std::string& input)
 {
+    prepareLibraries(); // else it knows no devices
     std::error_code ignored;
     if (std::filesystem::exists(input, ignored))
         return std::filesystem::is_regular_file(input, ignored) ? Kind::file : Kind::stream;
