@@ -8,7 +8,7 @@
 namespace tamsel::simulated {
 
 /// What happened on the phone, in order: calls of the capture roles ("startRunning", "addInput video"), reports
-/// ("report …"), diagnostic lines ("line …") and notifications ("post …").
+/// ("report …") and diagnostic lines ("line …").
 class Journal {
 public:
     struct Entry {
