@@ -82,7 +82,10 @@ void CaptureSession::commitConfiguration()
     context_->hook().permits(CaptureCall::commitConfiguration, {});
     {
         const std::lock_guard lock(guard_);
-        if (openConfigurations_ == 0 || --openConfigurations_ > 0 || !std::exchange(startsAtCommit_, false))
+        if (openConfigurations_ == 0)
+            return;
+        --openConfigurations_;
+        if (openConfigurations_ > 0 || !std::exchange(startsAtCommit_, false))
             return;
     }
     start();

@@ -44,7 +44,7 @@ AVCaptureSessionPreset capturePreset(CameraConfiguration::SessionPreset preset)
 
 std::vector<AVCaptureDeviceType> deviceTypes(Position position, const platform::UIDevice& device)
 {
-    switch (position) {
+    switch (static_cast<Position::Case>(position)) {
     case Position::front:
         return {AVCaptureDeviceType::builtInWideAngleCamera};
     case Position::back:
