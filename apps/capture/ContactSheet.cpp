@@ -29,6 +29,7 @@ Picture ContactSheet::compose() const
 {
     const std::size_t count = std::min(shown, thumbnails_.size());
     std::vector<const Picture*> chosen;
+    chosen.reserve(count);
     for (std::size_t index = 0; index < count; ++index)
         chosen.push_back(&thumbnails_[count == 1 ? 0 : index * (thumbnails_.size() - 1) / (count - 1)]);
 

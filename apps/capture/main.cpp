@@ -36,8 +36,8 @@ ExitStatus listDevices(const Options& options, Environment& environment)
         } else {
             char text[32];
             std::snprintf(text, sizeof text, "%.0f x %.0f", size.width, size.height);
-            std::printf("%-9s %-11s %-13s %s\n", name(camera->position()).data(), "wide angle", text,
-                camera->localizedName().c_str());
+            std::printf("%-9s %-11s %-13s %s\n", std::string(name(camera->position())).c_str(), "wide angle",
+                text, camera->localizedName().c_str());
         }
     }
     return ExitStatus::done;

@@ -118,6 +118,7 @@ struct Host::Parts {
         add(configuration.backCamera, AVCaptureDevicePosition::back);
         add(configuration.frontCamera, AVCaptureDevicePosition::front);
         std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
+        drivers.reserve(cameras.size());
         for (const HostCamera& camera : cameras)
             drivers.push_back(camera.driver);
         capture.emplace(engine::CaptureConfiguration{
