@@ -159,15 +159,20 @@ void FramesCommand::requestEnd(OvriSourceManager& manager)
         environment_.platform().dispatch.mainQueue()->async([] { }); // wakes the main loop
 }
 
+/// Under the state guard; zero before the second frame.
+double FramesCommand::framesPerSecond(std::uint64_t frames) const
+{
+    const double duration = firstFrame_ ? seconds(lastFrame_ - *firstFrame_) : 0;
+    return duration > 0 ? static_cast<double>(frames - 1) / duration : 0;
+}
+
 void FramesCommand::showStatus()
 {
     const FrameCounts counts = manager_->frameCounts();
-    const std::lock_guard lock(stateGuard_);
-    const double duration = firstFrame_ ? seconds(lastFrame_ - *firstFrame_) : 0;
     const std::uint64_t frames = delivered_;
+    const std::lock_guard lock(stateGuard_);
     std::fprintf(stderr, "\r%llu frames  %.1f/s  %llu dropped  delay %.1f ms   ",
-        static_cast<unsigned long long>(frames),
-        duration > 0 ? static_cast<double>(frames - 1) / duration : 0.0,
+        static_cast<unsigned long long>(frames), framesPerSecond(frames),
         static_cast<unsigned long long>(counts.dropped()), seconds(delay_) * 1e3);
 }
 
@@ -204,7 +209,7 @@ void FramesCommand::summarize()
         return;
     }
     const std::lock_guard lock(stateGuard_);
-    const double duration = firstFrame_ ? seconds(lastFrame_ - *firstFrame_) : 0;
+    const double rate = framesPerSecond(counts.delivered);
     const auto row = [](const char* name, std::uint64_t value) {
         std::printf("  %-12s %8llu\n", name, static_cast<unsigned long long>(value));
     };
@@ -212,8 +217,8 @@ void FramesCommand::summarize()
         std::printf("Camera session, %zu x %zu pixels", width_, height_);
     else
         std::printf("Camera session without a frame");
-    if (duration > 0)
-        std::printf(", %.1f frames per second", static_cast<double>(counts.delivered - 1) / duration);
+    if (rate > 0)
+        std::printf(", %.1f frames per second", rate);
     std::printf("\n");
     row("produced", counts.produced);
     row("delivered", counts.delivered);

@@ -39,6 +39,7 @@ private:
     void keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index);
     void requestEnd(OvriSourceManager& manager);
     void fail(const std::string& line);
+    [[nodiscard]] double framesPerSecond(std::uint64_t frames) const;
     void showStatus();
     [[nodiscard]] bool finishPictures();
     void summarize();

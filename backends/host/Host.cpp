@@ -8,6 +8,7 @@
 #include <engine/capture/Capture.h>
 #include <engine/dispatch/ThreadRunLoop.h>
 #include <engine/dispatch/ThreadedDispatch.h>
+#include <engine/dispatch/monotonicNow.h>
 
 #include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/NotificationCenter.h>
@@ -31,10 +32,7 @@ public:
     {
         return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
     }
-    [[nodiscard]] std::chrono::nanoseconds monotonic() const override
-    {
-        return std::chrono::steady_clock::now().time_since_epoch();
-    }
+    [[nodiscard]] std::chrono::nanoseconds monotonic() const override { return engine::monotonicNow(); }
 };
 
 class ConfiguredDevice final : public UIDevice {

@@ -220,15 +220,9 @@ bool Scheduler::isIdle() const
     return ready_.empty() && tasks_.empty();
 }
 
-std::uint64_t Scheduler::at(nanoseconds time, std::function<void()> callback)
+void Scheduler::at(nanoseconds time, std::function<void()> callback)
 {
-    plans_.push_back({.time = time, .number = ++lastNumber_, .callback = std::move(callback)});
-    return lastNumber_;
-}
-
-void Scheduler::cancel(std::uint64_t number)
-{
-    std::erase_if(plans_, [number](const Plan& plan) { return plan.number == number; });
+    plans_.push_back({.time = time, .callback = std::move(callback)});
 }
 
 void Scheduler::spend(nanoseconds duration)
@@ -239,7 +233,7 @@ void Scheduler::spend(nanoseconds duration)
         runUntil(now_ + duration);
         return;
     }
-    plans_.push_back({.time = now_ + duration, .number = ++lastNumber_, .task = running_});
+    plans_.push_back({.time = now_ + duration, .task = running_});
     suspendTask();
 }
 

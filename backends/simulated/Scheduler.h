@@ -53,9 +53,8 @@ public:
     /// True when no item waits or is under way. Timers and devices may still have plans.
     [[nodiscard]] bool isIdle() const;
 
-    /// Calls back at a time; the call is an item of its own and may take time. The number names it for `cancel`.
-    std::uint64_t at(std::chrono::nanoseconds time, std::function<void()> callback);
-    void cancel(std::uint64_t number);
+    /// Calls back at a time; the call is an item of its own and may take time.
+    void at(std::chrono::nanoseconds time, std::function<void()> callback);
 
     /// Makes the calling item take time. Outside of items, time passes and everything else runs.
     void spend(std::chrono::nanoseconds duration);
@@ -70,7 +69,6 @@ private:
     struct Task;
     struct Plan {
         std::chrono::nanoseconds time;
-        std::uint64_t number;
         std::function<void()> callback = {};
         Loop* loop = nullptr; ///< of the thread that must be free for it; absent when any may
         Task* task = nullptr; ///< to go on with, in place of the callback
@@ -91,7 +89,6 @@ private:
     std::chrono::nanoseconds now_{};
     const std::shared_ptr<Scheduler*> link_; ///< what outlives the scheduler finds it, or nobody
     bool isEnding_ = false;
-    std::uint64_t lastNumber_ = 0;
     std::vector<Plan> plans_;
     std::vector<std::shared_ptr<Queue>> ready_;
     std::vector<Task*> woken_;

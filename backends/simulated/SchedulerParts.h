@@ -107,10 +107,8 @@ private:
 
     void plan(const std::shared_ptr<LoopTimer>& timer)
     {
-        scheduler_.plans_.push_back({.time = timer->due,
-            .number = ++scheduler_.lastNumber_,
-            .callback = [this, timer] { fire(timer); },
-            .loop = this});
+        scheduler_.plans_.push_back(
+            {.time = timer->due, .callback = [this, timer] { fire(timer); }, .loop = this});
     }
 
     void fire(const std::shared_ptr<LoopTimer>& timer)

@@ -60,11 +60,8 @@ CaptureSession::~CaptureSession()
 {
     if (stream_)
         stream_->close();
-    for (const std::shared_ptr<AVCaptureOutput>& output : outputs_) {
-        const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
-        place->setVideoConnection(nullptr);
-        place->setInSession(false);
-    }
+    for (const std::shared_ptr<AVCaptureOutput>& output : outputs_)
+        std::dynamic_pointer_cast<OutputPlace>(output)->leaveSession();
     // Giving the device back may take its time, and this may be any thread.
     if (claimed_)
         globalQueue_->async([device = std::move(claimed_), claim = claim_] { device->release(claim); });
@@ -157,12 +154,7 @@ void CaptureSession::removeInput(const std::shared_ptr<AVCaptureInput>& input)
     }
     if (const std::shared_ptr<CameraDevice> device = cameraOf(input)) {
         const std::lock_guard lock(*operation_);
-        std::shared_ptr<FrameStream> stream;
-        {
-            const std::lock_guard stateLock(guard_);
-            stream = stream_;
-        }
-        end(stream);
+        end(currentStream());
         device->release(std::exchange(claim_, CameraDevice::noClaim));
         claimed_ = nullptr;
     }
@@ -193,7 +185,7 @@ void CaptureSession::addOutput(std::shared_ptr<AVCaptureOutput> output)
     const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
     if (!place || place->isInSession())
         return;
-    place->setInSession(true);
+    place->enterSession();
     {
         const std::lock_guard lock(guard_);
         outputs_.push_back(std::move(output));
@@ -209,9 +201,7 @@ void CaptureSession::removeOutput(const std::shared_ptr<AVCaptureOutput>& output
         if (std::erase(outputs_, output) == 0)
             return;
     }
-    const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
-    place->setVideoConnection(nullptr);
-    place->setInSession(false);
+    std::dynamic_pointer_cast<OutputPlace>(output)->leaveSession();
 }
 
 std::vector<std::shared_ptr<AVCaptureOutput>> CaptureSession::outputs() const
@@ -360,12 +350,13 @@ void CaptureSession::deviceWasLost()
 
 void CaptureSession::deviceWasTaken()
 {
-    std::shared_ptr<FrameStream> stream;
-    {
-        const std::lock_guard lock(guard_);
-        stream = stream_;
-    }
-    end(stream);
+    end(currentStream());
+}
+
+std::shared_ptr<FrameStream> CaptureSession::currentStream() const
+{
+    const std::lock_guard lock(guard_);
+    return stream_;
 }
 
 bool CaptureSession::isRunning() const

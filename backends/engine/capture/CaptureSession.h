@@ -52,6 +52,7 @@ private:
     [[nodiscard]] std::shared_ptr<CameraDevice> camera() const;
     [[nodiscard]] std::shared_ptr<VideoDataOutput> videoDataOutput() const;
     void makeConnections();
+    [[nodiscard]] std::shared_ptr<FrameStream> currentStream() const;
     void start();
     void end(const std::shared_ptr<FrameStream>& stream);
     void deviceWasLost();

@@ -24,10 +24,17 @@ public:
         const std::lock_guard lock(guard_);
         return isInSession_;
     }
-    void setInSession(bool isInSession)
+    void enterSession()
     {
         const std::lock_guard lock(guard_);
-        isInSession_ = isInSession;
+        isInSession_ = true;
+    }
+    void leaveSession()
+    {
+        std::shared_ptr<Connection> connection; // released after the lock
+        const std::lock_guard lock(guard_);
+        isInSession_ = false;
+        connection_.swap(connection);
     }
 
     [[nodiscard]] std::shared_ptr<Connection> videoConnection() const

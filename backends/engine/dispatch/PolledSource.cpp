@@ -1,6 +1,7 @@
 #include <engine/dispatch/PolledSource.h>
 
 #include <engine/dispatch/callback.h>
+#include <engine/dispatch/monotonicNow.h>
 
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -15,11 +16,6 @@ namespace tamsel::engine {
 namespace {
 
 constexpr std::uint64_t wakeIdentifier = 0;
-
-std::chrono::nanoseconds monotonicNow()
-{
-    return std::chrono::steady_clock::now().time_since_epoch();
-}
 
 void setTimer(int descriptor, std::chrono::nanoseconds time)
 {

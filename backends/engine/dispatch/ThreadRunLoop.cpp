@@ -1,6 +1,7 @@
 #include <engine/dispatch/ThreadRunLoop.h>
 
 #include <engine/dispatch/callback.h>
+#include <engine/dispatch/monotonicNow.h>
 
 #include <poll.h>
 #include <sys/epoll.h>
@@ -17,11 +18,6 @@ namespace {
 
 constexpr int itemsPerTurn = 64;
 constexpr std::chrono::nanoseconds never = std::chrono::nanoseconds::max();
-
-std::chrono::nanoseconds monotonicNow()
-{
-    return std::chrono::steady_clock::now().time_since_epoch();
-}
 
 void addToPoll(int pollDescriptor, int descriptor)
 {

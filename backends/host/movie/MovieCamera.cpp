@@ -64,7 +64,7 @@ std::expected<void, Error> MovieCamera::start(
         if (auto opened = open(); !opened)
             return opened;
     }
-    if (MovieReader::kindOf(input_) == MovieReader::Kind::file)
+    if (reader_->kind() == MovieReader::Kind::file)
         playback_ = FilePlayback::start(std::move(reader_), std::move(sink), services_);
     else
         playback_ = StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);

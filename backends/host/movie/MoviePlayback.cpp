@@ -2,11 +2,14 @@
 
 #include <host/ReaderThreads.h>
 
+#include <engine/dispatch/monotonicNow.h>
+
 #include <utility>
 
 namespace tamsel::host {
 
 using namespace std::chrono_literals;
+using engine::monotonicNow;
 using platform::CMTime;
 using platform::CVPixelBuffer;
 using platform::DropCause;
@@ -17,11 +20,6 @@ namespace {
 
 constexpr nanoseconds longDelay = 200ms;
 constexpr nanoseconds pauseBetweenTries = 2ms;
-
-nanoseconds monotonicNow()
-{
-    return std::chrono::steady_clock::now().time_since_epoch();
-}
 
 nanoseconds toNanoseconds(CMTime time)
 {

@@ -199,6 +199,11 @@ MovieReader::MovieReader(std::unique_ptr<Parts> parts) : parts_(std::move(parts)
 
 MovieReader::~MovieReader() = default;
 
+MovieReader::Kind MovieReader::kind() const
+{
+    return parts_->kind;
+}
+
 CGSize MovieReader::presentationDimensions() const
 {
     const AVCodecContext& codec = *parts_->codec;

@@ -40,6 +40,8 @@ public:
     MovieReader(const MovieReader&) = delete;
     MovieReader& operator=(const MovieReader&) = delete;
 
+    [[nodiscard]] Kind kind() const;
+
     /// Of the track, in pixels, with the pixel aspect ratio applied; zero when it is not known before the first frame.
     [[nodiscard]] platform::CGSize presentationDimensions() const;
 

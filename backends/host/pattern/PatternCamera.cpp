@@ -1,5 +1,7 @@
 #include <host/pattern/PatternCamera.h>
 
+#include <engine/dispatch/monotonicNow.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -149,7 +151,7 @@ public:
             if (const std::shared_ptr<Playback> self = weak.lock())
                 self->produce();
         });
-        due_ = std::chrono::steady_clock::now().time_since_epoch();
+        due_ = engine::monotonicNow();
         timer_->armAt(due_);
     }
 
@@ -164,7 +166,7 @@ private:
     {
         if (isStopped_)
             return;
-        const nanoseconds now = std::chrono::steady_clock::now().time_since_epoch();
+        const nanoseconds now = engine::monotonicNow();
         const std::uint64_t number = next_;
         // A camera does not catch up: what could not be drawn in time is left out.
         const std::int64_t intervals = std::max<std::int64_t>(1, (now - due_) / interval_ + 1);

@@ -1,5 +1,7 @@
 #include <host/v4l2/V4L2Stream.h>
 
+#include <engine/dispatch/monotonicNow.h>
+
 #include <linux/videodev2.h>
 #include <sys/mman.h>
 
@@ -205,7 +207,7 @@ nanoseconds V4L2Stream::captureTimeOf(const v4l2_buffer& buffer)
     const bool isMonotonic
         = (buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
     if (!isMonotonic || time <= nanoseconds::zero())
-        time = std::chrono::steady_clock::now().time_since_epoch();
+        time = engine::monotonicNow();
     if (firstTime_)
         time = std::max(time, lastTime_ + nanoseconds{1});
     else

@@ -44,9 +44,6 @@ public:
     [[nodiscard]] bool isLost() const;
 
 private:
-    struct Picture;
-    struct Taken;
-
     [[nodiscard]] std::expected<void, platform::Error> mapBuffers();
     [[nodiscard]] std::expected<void, platform::Error> begin(engine::EventSources& sources);
 
