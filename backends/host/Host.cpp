@@ -9,6 +9,8 @@
 #include <engine/dispatch/ThreadRunLoop.h>
 #include <engine/dispatch/ThreadedDispatch.h>
 #include <engine/dispatch/monotonicNow.h>
+#include <engine/motion/LogMotion.h>
+#include <engine/motion/Motion.h>
 
 #include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/NotificationCenter.h>
@@ -115,6 +117,7 @@ struct Host::Parts {
     {
         add(configuration.backCamera, AVCaptureDevicePosition::back);
         add(configuration.frontCamera, AVCaptureDevicePosition::front);
+        motion.emplace(*dispatch, clock, makeMotionDriver());
         std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
         drivers.reserve(cameras.size());
         for (const HostCamera& camera : cameras)
@@ -128,8 +131,8 @@ struct Host::Parts {
             .detectableTypes = {},
             .bufferCount = configuration.bufferCount,
         });
-        platform.emplace(
-            Platform{*dispatch, *dispatch, clock, *capture, device, application, center, reports, lines});
+        platform.emplace(Platform{
+            *dispatch, *dispatch, clock, *capture, *motion, device, application, center, reports, lines});
     }
 
     ~Parts()
@@ -151,6 +154,19 @@ struct Host::Parts {
             lines.writeLine(camera.error().localizedDescription);
     }
 
+    /// Absent when there are no motion sensors.
+    std::shared_ptr<engine::MotionDriver> makeMotionDriver()
+    {
+        if (!configuration.motionLog)
+            return nullptr;
+        auto log = engine::MotionLog::read(*configuration.motionLog);
+        if (log)
+            return std::make_shared<engine::LogMotion>(
+                std::make_shared<const engine::MotionLog>(std::move(*log)));
+        lines.writeLine(log.error().localizedDescription);
+        return nullptr;
+    }
+
     [[nodiscard]] AVAuthorizationStatus authorization(AVMediaType type) const
     {
         if (type == AVMediaType::audio)
@@ -170,6 +186,7 @@ struct Host::Parts {
     ReaderThreads readers;
     std::vector<HostCamera> cameras;
     std::optional<engine::Capture> capture;
+    std::optional<engine::Motion> motion;
     std::optional<Platform> platform;
 };
 

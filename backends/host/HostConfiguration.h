@@ -35,6 +35,10 @@ struct HostConfiguration {
     std::optional<HostInput> backCamera = std::nullopt;
     std::optional<HostInput> frontCamera = std::nullopt;
 
+    /// A log of motion sensors (`engine::MotionLog`), replayed in real time from the moment when the first stream starts.
+    /// Without one, or when it cannot be read, which is told as a diagnostic line, there are no motion services.
+    std::optional<std::string> motionLog = std::nullopt;
+
     /// A policy that stands above what the inputs say. Without it video is authorised when a camera is readable, and
     /// denied when cameras are there and none of them is.
     std::optional<platform::AVAuthorizationStatus> videoAuthorization = std::nullopt;

@@ -1,5 +1,7 @@
 #include <simulated/Phone.h>
 
+#include <simulated/JournaledMotion.h>
+
 #include <engine/capture/ApplicationState.h>
 #include <engine/capture/Capture.h>
 
@@ -118,9 +120,11 @@ private:
 struct Phone::Parts {
     explicit Parts(PhoneConfiguration given)
         : scheduler(given.seed, given.timeIntervalSince1970),
+          motion(std::make_shared<SimulatedMotion>(std::move(given.motion), std::move(given.motionLog))),
           device(std::move(given.systemVersion), std::move(given.model)),
           application(scheduler.mainQueue(), center)
     {
+        motion->setServices(motionServices);
         int number = 0;
         std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
         for (CameraScript& script : given.cameras) {
@@ -140,8 +144,8 @@ struct Phone::Parts {
             .hook = hook,
             .makeOperationLock = [this] { return scheduler.makeOperationLock(); },
         });
-        platform.emplace(
-            Platform{scheduler, scheduler, scheduler, *capture, device, application, center, reports, lines});
+        platform.emplace(Platform{scheduler, scheduler, scheduler, *capture, journaledMotion, device,
+            application, center, reports, lines});
     }
 
     ~Parts()
@@ -156,6 +160,9 @@ struct Phone::Parts {
     std::array<AVAuthorizationStatus, 2> authorizations{
         AVAuthorizationStatus::authorized, AVAuthorizationStatus::authorized};
     Scheduler scheduler;
+    const std::shared_ptr<SimulatedMotion> motion;
+    engine::Motion motionServices{scheduler, scheduler, motion};
+    JournaledMotion journaledMotion{motionServices, scheduler, journal};
     std::shared_ptr<ScriptedHook> hook = std::make_shared<ScriptedHook>(scheduler, journal);
     JournaledLines lines{scheduler, journal};
     JournaledReports reports{scheduler, journal};
@@ -221,6 +228,11 @@ SimulatedCamera& Phone::camera(AVCaptureDevicePosition position, std::size_t num
             return *camera;
     }
     throw std::out_of_range("the simulated phone has no such camera");
+}
+
+SimulatedMotion& Phone::motion()
+{
+    return *parts_->motion;
 }
 
 void Phone::setAuthorization(AVMediaType mediaType, AVAuthorizationStatus status)

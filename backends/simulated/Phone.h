@@ -3,6 +3,7 @@
 #include <simulated/Journal.h>
 #include <simulated/Scheduler.h>
 #include <simulated/SimulatedCamera.h>
+#include <simulated/SimulatedMotion.h>
 
 #include <engine/capture/CaptureHook.h>
 
@@ -31,6 +32,9 @@ struct PhoneConfiguration {
         {.position = platform::AVCaptureDevicePosition::front},
     };
     std::optional<std::string> microphone = std::nullopt;
+    MotionScript motion = {};
+    /// Stands in place of the motion script: replayed from the moment when the first stream starts.
+    std::shared_ptr<const engine::MotionLog> motionLog = nullptr;
     /// What a metadata output offers, by the platform's identifiers.
     std::vector<platform::AVMetadataObjectType> detectableTypes = {};
     std::string systemVersion = "16.4";
@@ -73,6 +77,7 @@ public:
 
     /// Absent for a place that the configuration does not have. The first camera at a position has number 0.
     [[nodiscard]] SimulatedCamera& camera(platform::AVCaptureDevicePosition position, std::size_t number = 0);
+    [[nodiscard]] SimulatedMotion& motion();
     void setAuthorization(platform::AVMediaType mediaType, platform::AVAuthorizationStatus status);
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);

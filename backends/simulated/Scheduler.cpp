@@ -132,6 +132,17 @@ double Scheduler::timeIntervalSince1970() const
     return epoch_ + std::chrono::duration<double>(now_).count();
 }
 
+std::unique_ptr<engine::EventSource> Scheduler::makeTimer(std::function<void()> fire)
+{
+    return std::make_unique<TimerSource>(link_, std::move(fire));
+}
+
+std::unique_ptr<engine::EventSource> Scheduler::makeDescriptor(
+    int /*descriptor*/, std::function<void()> /*fire*/)
+{
+    return nullptr;
+}
+
 void Scheduler::asThread(const std::string& name, const std::function<void()>& body)
 {
     std::string& thread = running_ ? running_->thread : outsideThread_;

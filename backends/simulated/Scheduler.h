@@ -3,6 +3,7 @@
 #include <simulated/Fiber.h>
 
 #include <engine/capture/OperationLock.h>
+#include <engine/dispatch/EventSource.h>
 
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/RunLoop.h>
@@ -21,7 +22,10 @@ namespace tamsel::simulated {
 /// Virtual time, queues and run loops without threads. Whenever several things could happen next it chooses with its
 /// seed, so that one test explores many orders. An item that takes time stops in the middle: others run meanwhile, and
 /// what it does afterwards happens at the later time. Not thread-safe: it is one thread.
-class Scheduler final : public platform::Dispatch, public platform::RunLoops, public platform::Clock {
+class Scheduler final : public platform::Dispatch,
+                        public platform::RunLoops,
+                        public platform::Clock,
+                        public engine::EventSources {
 public:
     explicit Scheduler(std::uint64_t seed, double timeIntervalSince1970);
     ~Scheduler() override;
@@ -38,6 +42,10 @@ public:
     [[nodiscard]] platform::RunLoop& current() override;
     [[nodiscard]] double timeIntervalSince1970() const override;
     [[nodiscard]] std::chrono::nanoseconds monotonic() const override { return now_; }
+    [[nodiscard]] std::unique_ptr<engine::EventSource> makeTimer(std::function<void()> fire) override;
+    /// Absent: there is nothing outside to wait for.
+    [[nodiscard]] std::unique_ptr<engine::EventSource> makeDescriptor(
+        int descriptor, std::function<void()> fire) override;
 
     /// Calls `body` as a thread of that name would; outside of items the calling thread is "main".
     void asThread(const std::string& name, const std::function<void()>& body);
@@ -66,6 +74,7 @@ private:
     class GlobalQueue;
     class Loop;
     class Lock;
+    class TimerSource;
     struct Task;
     struct Plan {
         std::chrono::nanoseconds time;

@@ -8,7 +8,9 @@
 namespace tamsel::tests {
 
 /// A client that writes down what it receives, in order.
-class RecordingClient final : public OvriSourceToSession, public OvriMetadataOutputDelegate {
+class RecordingClient final : public OvriSourceToSession,
+                              public OvriMotionSourceDelegate,
+                              public OvriMetadataOutputDelegate {
 public:
     void sourceManagerDidGetFrame(OvriSourceManager&, const OvriCaptureFrameUpdate& frame) override
     {
@@ -20,7 +22,8 @@ public:
     void sourceManagerDidGetSourceError(OvriSourceManager&, const SourceError& error) override
     {
         const auto* camera = std::get_if<CameraError>(&error);
-        calls.push_back("error " + std::string(camera ? camera->name() : "motion"));
+        calls.push_back(
+            "error " + (camera ? std::string(camera->name()) : describe(std::get<MotionHelperError>(error))));
     }
     void sourceManagerCameraDidSuspend(OvriSourceManager&) override { calls.emplace_back("suspend"); }
     void sourceManagerCameraDidResume(OvriSourceManager&) override { calls.emplace_back("resume"); }
@@ -34,10 +37,29 @@ public:
         calls.push_back("codes " + std::to_string(codes.size()));
     }
 
+    void sourceManagerDidDetectStability(OvriSourceManager&, bool isStable) override
+    {
+        calls.emplace_back(isStable ? "stability +" : "stability -");
+    }
+    void sourceManagerDidDetectFacingAngle(OvriSourceManager&, bool isFacing) override
+    {
+        calls.emplace_back(isFacing ? "facing +" : "facing -");
+    }
+
     std::vector<std::string> calls;
     /// Kept frames keep their buffers; clear this to give them back.
     std::vector<OvriCaptureFrameUpdate> frames;
     std::function<void()> onFrame;
+
+private:
+    static std::string describe(const MotionHelperError& error)
+    {
+        const auto underlying = error.underlyingError();
+        if (!underlying)
+            return "motion";
+        const auto* cause = std::get_if<platform::Error>(&*underlying);
+        return "motion " + (cause ? cause->localizedDescription : "no service");
+    }
 };
 
 } // namespace tamsel::tests

@@ -2,6 +2,7 @@
 
 #include <tamsel/camera/IosCamera.h>
 #include <tamsel/facade/OvriSourceManagerRelay.h>
+#include <tamsel/facade/doubleFor.h>
 #include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/Platform.h>
@@ -17,23 +18,15 @@ namespace {
 
 constexpr std::string_view cameraDidBecomeVisibleNotification = "TamselCameraDidBecomeVisibleNotification";
 
-std::optional<double> doubleFor(const std::string& key, const Configurations& configurations)
-{
-    const auto found = configurations.find(key);
-    if (found == configurations.end())
-        return std::nullopt;
-    const auto* value = std::any_cast<double>(&found->second);
-    return value ? std::optional(*value) : std::nullopt;
-}
-
 } // namespace
 
-std::shared_ptr<OvriSourceManager> OvriSourceManager::create(const std::vector<SourceType>& /*types*/,
+std::shared_ptr<OvriSourceManager> OvriSourceManager::create(const std::vector<SourceType>& types,
     CameraConfiguration::SessionPreset preset, std::shared_ptr<DispatchQueue> responseQueue,
     Platform& platform)
 {
     auto manager = std::make_shared<OvriSourceManager>(Private{}, preset, std::move(responseQueue), platform);
     manager->makeRelay();
+    manager->makeMotionHelper(types);
     return manager;
 }
 
@@ -77,6 +70,10 @@ std::expected<void, CameraError> OvriSourceManager::startSession(const SourceTyp
         return startCameraSession(
             Position::back, back->videoRecordingEnabled, minimumFocusObjectSize, std::move(previewView));
     }
+    if (type == SourceType::stability())
+        startStabilityDetection(configurations);
+    else if (type == SourceType::facingAngle())
+        startFacingAngleDetection(configurations);
     return {};
 }
 
@@ -152,6 +149,7 @@ void OvriSourceManager::stopCameraSession()
 void OvriSourceManager::stopAllSessions()
 {
     stopCameraSession();
+    stopMotionWorkers();
 }
 
 void OvriSourceManager::pauseCamera()

@@ -6,6 +6,7 @@
 #include <tamsel/facade/types/OvriMotionSourceDelegate.h>
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/FrameLedger.h>
+#include <tamsel/platform/UUID.h>
 
 #include <memory>
 #include <mutex>
@@ -19,6 +20,8 @@ struct Platform;
 namespace tamsel {
 
 class Camera;
+class MotionHelper;
+class MotionWorkerKind;
 
 /// The public entry: one for each capture screen. It owns at most one camera, holds its three delegates weakly and
 /// calls them on the response queue only. When its last reference goes, the camera stops. Thread-safe.
@@ -27,7 +30,8 @@ class OvriSourceManager final : public TamselSourceManagerProtocol,
     struct Private { };
 
 public:
-    /// `types` are the sources that will be used. Nothing is started. The platform must outlive the manager.
+    /// `types` are the sources that will be used: without `stability` or `facingAngle` among them there will be no
+    /// verdicts. Nothing is started. The platform must outlive the manager.
     [[nodiscard]] static std::shared_ptr<OvriSourceManager> create(const std::vector<SourceType>& types,
         CameraConfiguration::SessionPreset preset, std::shared_ptr<platform::DispatchQueue> responseQueue,
         platform::Platform& platform);
@@ -37,7 +41,8 @@ public:
     ~OvriSourceManager() override;
 
     /// Reads the key "minimumFocusObjectSize" (millimetres): a camera zooms in once, at its start, so that an object of
-    /// this size can be in focus.
+    /// this size can be in focus. For `stability` and `facingAngle` the keys of `startMotionDetection`; verdicts go to
+    /// the motion delegate, failures to the session delegate.
     std::expected<void, CameraError> startSession(const SourceType& type,
         std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
         std::shared_ptr<platform::UIView> previewView) override;
@@ -45,6 +50,15 @@ public:
     void stopAllSessions() override;
     void resumeCamera() override;
     void pauseCamera() override;
+
+    /// Starts the verdicts among `sources`, each once, in place of an earlier one of its kind. Verdicts go to `delegate`,
+    /// held weakly (an empty one clears it), failures to the session delegate as a `MotionHelperError`.
+    /// Keys: "stabilityThreshold" (radians per second, 0.3), "stabilityDuration" (seconds, 0.8), "angle" (degrees of
+    /// pitch, 45.0).
+    void startMotionDetection(const std::vector<SourceType>& sources,
+        std::weak_ptr<OvriMotionSourceDelegate> delegate, const Configurations& configurations);
+    /// Ends both verdicts; they can be started again.
+    void stopMotionWorkers();
 
     [[nodiscard]] std::shared_ptr<OvriSourceToSession> delegate() const;
     void setDelegate(std::weak_ptr<OvriSourceToSession> delegate);
@@ -61,8 +75,10 @@ public:
 
 private:
     class Relay;
+    using TellVerdict = void (OvriMotionSourceDelegate::*)(OvriSourceManager&, bool);
 
     void makeRelay();
+    void makeMotionHelper(const std::vector<SourceType>& types);
     std::expected<void, CameraError> startCameraSession(CameraConfiguration::Position position,
         bool videoRecordingEnabled, std::optional<double> minimumFocusObjectSize,
         std::shared_ptr<platform::UIView> view);
@@ -71,11 +87,16 @@ private:
     [[nodiscard]] std::shared_ptr<Camera> camera() const;
     void setCamera(std::shared_ptr<Camera> camera);
     void deliver(const platform::AVMetadataObjects& objects);
+    void startStabilityDetection(const Configurations& configurations);
+    void startFacingAngleDetection(const Configurations& configurations);
+    void replaceWorker(
+        std::optional<platform::UUID>& workerId, const MotionWorkerKind& kind, TellVerdict tellVerdict);
 
     platform::Platform& platform_;
     const CameraConfiguration::SessionPreset preset_;
     const std::shared_ptr<platform::DispatchQueue> responseQueue_;
     std::shared_ptr<Relay> relay_;
+    std::shared_ptr<MotionHelper> motionHelper_; ///< fixed after creation; absent without a motion source
 
     // The client's thread, the main queue, the session queue and the response queue meet here. Nothing is called,
     // and nothing released, while it is held.
@@ -88,6 +109,11 @@ private:
     std::optional<SourceType> activeType_;
     std::vector<platform::AVMetadataObjectType> metadataDetectionTypes_;
     std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_;
+
+    // One start or stop of a worker at a time, so that each kind has one worker at most.
+    std::mutex motionGuard_;
+    std::optional<platform::UUID> stabilityWorkerId_;
+    std::optional<platform::UUID> facingAngleWorkerId_;
 };
 
 } // namespace tamsel

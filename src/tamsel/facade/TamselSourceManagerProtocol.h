@@ -31,6 +31,7 @@ public:
         = 0;
     /// Stops the running camera for good. A camera that is not running is left as it is.
     virtual void stopCameraSession() = 0;
+    /// `stopCameraSession`, and the end of both motion verdicts.
     virtual void stopAllSessions() = 0;
     /// Goes on after `pauseCamera`.
     virtual void resumeCamera() = 0;

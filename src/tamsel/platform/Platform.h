@@ -6,6 +6,7 @@ class CaptureServices;
 class Clock;
 class DiagnosticLines;
 class Dispatch;
+class MotionServices;
 class NotificationCenter;
 class ReportSink;
 class RunLoops;
@@ -19,6 +20,7 @@ struct Platform {
     RunLoops& runLoops;
     Clock& clock;
     CaptureServices& capture;
+    MotionServices& motion;
     UIDevice& device;
     UIApplication& application;
     NotificationCenter& notificationCenter;

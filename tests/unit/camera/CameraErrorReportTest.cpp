@@ -1,6 +1,8 @@
 #include <tamsel/camera/CameraError.h>
 #include <tamsel/platform/core/Reports.h>
 
+#include "support/ReplacedServices.h"
+
 #include <simulated/Phone.h>
 
 #include <gtest/gtest.h>
@@ -9,22 +11,11 @@ namespace tamsel::tests {
 
 using namespace platform;
 
-namespace {
-
-struct KeptReports final : ReportSink {
-    void report(const TamselError& error) override { errors.push_back(error); }
-    std::vector<TamselError> errors;
-};
-
-} // namespace
-
 TEST(CameraErrorReport, IsAPermissionOrAFlowErrorAndReturnsTheError)
 {
     simulated::Phone phone;
     KeptReports kept;
-    Platform& given = phone.platform();
-    Platform platform{given.dispatch, given.runLoops, given.clock, given.capture, given.device,
-        given.application, given.notificationCenter, kept, given.diagnostics};
+    Platform platform = with(phone.platform(), kept);
     const Error cause{.localizedDescription = "busy"};
 
     for (const CameraError& error :

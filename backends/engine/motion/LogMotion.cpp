@@ -1,0 +1,48 @@
+#include <engine/motion/LogMotion.h>
+
+#include <utility>
+
+namespace tamsel::engine {
+
+using std::chrono::nanoseconds;
+
+LogMotion::LogMotion(std::shared_ptr<const MotionLog> log) : log_(std::move(log)) { }
+
+void LogMotion::streamStarts(nanoseconds time)
+{
+    const std::lock_guard lock(guard_);
+    if (!origin_)
+        origin_ = time;
+}
+
+const MotionLog::Row* LogMotion::rowAt(nanoseconds time) const
+{
+    const std::lock_guard lock(guard_);
+    return origin_ ? log_->rowAt(time - *origin_) : nullptr;
+}
+
+double LogMotion::timestamp(const MotionLog::Row& row) const
+{
+    return log_->firstTime() + std::chrono::duration<double>(row.offset).count();
+}
+
+std::optional<GyroReading> LogMotion::readGyro(nanoseconds time)
+{
+    const MotionLog::Row* row = rowAt(time);
+    if (!row)
+        return std::nullopt;
+    return GyroReading{
+        .sample = platform::CMGyroData{.rotationRate = row->rotationRate, .timestamp = timestamp(*row)}};
+}
+
+std::optional<DeviceMotionReading> LogMotion::readDeviceMotion(nanoseconds time)
+{
+    const MotionLog::Row* row = rowAt(time);
+    if (!row)
+        return std::nullopt;
+    return DeviceMotionReading{.sample = platform::CMDeviceMotion{.attitude = {.pitch = row->pitch},
+                                   .rotationRate = row->rotationRate,
+                                   .timestamp = timestamp(*row)}};
+}
+
+} // namespace tamsel::engine

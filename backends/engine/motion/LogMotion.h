@@ -1,0 +1,33 @@
+#pragma once
+
+#include <engine/motion/MotionDriver.h>
+#include <engine/motion/MotionLog.h>
+
+#include <memory>
+#include <mutex>
+
+namespace tamsel::engine {
+
+/// Sensors that say again what a log has recorded. Its first row is at the moment when the first stream starts; a tick
+/// gets the newest row that is not later, and nothing after the last. A log without pitch is a device without device
+/// motion. Thread-safe.
+class LogMotion final : public MotionDriver {
+public:
+    explicit LogMotion(std::shared_ptr<const MotionLog> log);
+
+    [[nodiscard]] bool hasGyro() const override { return true; }
+    [[nodiscard]] bool hasDeviceMotion() const override { return log_->hasPitch(); }
+    void streamStarts(std::chrono::nanoseconds time) override;
+    [[nodiscard]] std::optional<GyroReading> readGyro(std::chrono::nanoseconds time) override;
+    [[nodiscard]] std::optional<DeviceMotionReading> readDeviceMotion(std::chrono::nanoseconds time) override;
+
+private:
+    [[nodiscard]] const MotionLog::Row* rowAt(std::chrono::nanoseconds time) const;
+    [[nodiscard]] double timestamp(const MotionLog::Row& row) const;
+
+    const std::shared_ptr<const MotionLog> log_;
+    mutable std::mutex guard_;
+    std::optional<std::chrono::nanoseconds> origin_;
+};
+
+} // namespace tamsel::engine

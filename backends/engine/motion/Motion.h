@@ -1,0 +1,38 @@
+#pragma once
+
+#include <engine/dispatch/EventSource.h>
+#include <engine/motion/MotionDriver.h>
+
+#include <tamsel/platform/RunLoop.h>
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace tamsel::engine {
+
+/// The motion services of a phone on top of a driver; without a driver neither service is available. The same for every
+/// back end. All references must outlive the managers. Thread-safe.
+class Motion final : public platform::MotionServices {
+public:
+    Motion(EventSources& sources, platform::Clock& clock, std::shared_ptr<MotionDriver> driver);
+
+    [[nodiscard]] std::shared_ptr<platform::CMMotionManager> makeMotionManager() override;
+
+    /// Posts a reading to everyone who has ever started the stream and is still there, also after a stop.
+    void deliver(const GyroReading& reading) { deliverToAll(reading); }
+    void deliver(const DeviceMotionReading& reading) { deliverToAll(reading); }
+
+private:
+    class Manager;
+
+    template <typename Reading> void deliverToAll(const Reading& reading);
+
+    EventSources& sources_;
+    platform::Clock& clock_;
+    const std::shared_ptr<MotionDriver> driver_;
+    std::mutex guard_;
+    std::vector<std::weak_ptr<Manager>> managers_;
+};
+
+} // namespace tamsel::engine

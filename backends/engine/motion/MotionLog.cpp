@@ -1,0 +1,338 @@
+#include <engine/motion/MotionLog.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <fstream>
+#include <istream>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <utility>
+
+namespace tamsel::engine {
+
+using platform::Error;
+using std::chrono::nanoseconds;
+
+namespace {
+
+constexpr std::size_t longestLine = 1 << 16;
+constexpr long double longestLog = 1e9L; // seconds
+
+enum Column : std::uint8_t { time, rateX, rateY, rateZ, pitch, attitudeX, attitudeY, attitudeZ, attitudeW };
+constexpr std::size_t columnCount = 9;
+
+struct ColumnNames {
+    std::array<std::string_view, 4> names; ///< lower-case letters and digits only
+    std::array<std::string_view, 4> units;
+};
+
+constexpr std::array<std::string_view, 4> rateUnits{"rad/s"};
+constexpr std::array<ColumnNames, columnCount> knownColumns{{
+    {{"t", "time", "timestamp"}, {"s", "sec", "seconds"}},
+    {{"x", "rotationratex", "gyroscopex", "gyrox"}, rateUnits},
+    {{"y", "rotationratey", "gyroscopey", "gyroy"}, rateUnits},
+    {{"z", "rotationratez", "gyroscopez", "gyroz"}, rateUnits},
+    {{"pitch", "attitudepitch"}, {"rad", "radians"}},
+    {{"attitudex", "quaternionx", "attitudequaternionx", "qx"}, {}},
+    {{"attitudey", "quaterniony", "attitudequaterniony", "qy"}, {}},
+    {{"attitudez", "quaternionz", "attitudequaternionz", "qz"}, {}},
+    {{"attitudew", "quaternionw", "attitudequaternionw", "qw"}, {}},
+}};
+
+bool contains(std::span<const std::string_view> texts, std::string_view text)
+{
+    return !text.empty() && std::ranges::find(texts, text) != texts.end();
+}
+
+std::string_view trimmed(std::string_view text)
+{
+    constexpr std::string_view blanks = " \t\r";
+    const std::size_t first = text.find_first_not_of(blanks);
+    if (first == std::string_view::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+/// For an error's one line: short, and without anything that a terminal would not show.
+std::string inQuotes(std::string_view text)
+{
+    constexpr std::size_t longest = 40;
+    std::string result = "'";
+    for (const char character : text.substr(0, longest))
+        result += std::iscntrl(static_cast<unsigned char>(character)) != 0 ? '?' : character;
+    return result + (text.size() > longest ? "...'" : "'");
+}
+
+/// The fields of a line (RFC 4180), without the blanks around them. Absent when a quotation mark is missing.
+std::optional<std::vector<std::string>> split(std::string_view line, char separator)
+{
+    std::vector<std::string> fields(1);
+    bool isQuoted = false;
+    for (std::size_t at = 0; at < line.size(); ++at) {
+        if (isQuoted && line[at] == '"' && at + 1 < line.size() && line[at + 1] == '"')
+            fields.back() += line[at++];
+        else if (line[at] == '"')
+            isQuoted = !isQuoted;
+        else if (line[at] == separator && !isQuoted)
+            fields.emplace_back();
+        else
+            fields.back() += line[at];
+    }
+    if (isQuoted)
+        return std::nullopt;
+    for (std::string& field : fields)
+        field = trimmed(field);
+    return fields;
+}
+
+char separatorOf(std::string_view header)
+{
+    for (const char separator : {',', ';', '\t'}) {
+        const auto fields = split(header, separator);
+        if (fields && fields->size() > 1)
+            return separator;
+    }
+    return ',';
+}
+
+/// "Gyroscope x (rad/s)": the name is "gyroscopex", the unit "rad/s".
+struct ColumnTitle {
+    explicit ColumnTitle(std::string_view title)
+    {
+        const std::size_t open = title.find_first_of("([");
+        if (open != std::string_view::npos) {
+            unit = title.substr(open + 1);
+            unit.erase(std::min(unit.find_first_of(")]"), unit.size()));
+        }
+        for (const char character : title.substr(0, open)) {
+            if (std::isalnum(static_cast<unsigned char>(character)) != 0)
+                name += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+        }
+        std::ranges::transform(unit, unit.begin(), [](char character) {
+            return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+        });
+    }
+
+    std::string name;
+    std::string unit;
+};
+
+template <typename Number> std::optional<Number> numberFrom(std::string_view text)
+{
+    if (text.starts_with('+') && !text.starts_with("+-"))
+        text.remove_prefix(1);
+    Number number{};
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (result.ec != std::errc{} || result.ptr != text.data() + text.size() || !std::isfinite(number))
+        return std::nullopt;
+    return number;
+}
+
+class Reader {
+public:
+    Reader(std::istream& stream, std::string name) : stream_(stream), name_(std::move(name)) { }
+
+    std::expected<MotionLog, Error> read()
+    {
+        std::string line;
+        if (!nextLine(line))
+            return failure("the log is empty");
+        if (auto understood = readHeader(line); !understood)
+            return std::unexpected(std::move(understood.error()));
+        std::vector<MotionLog::Row> rows;
+        while (nextLine(line)) {
+            auto row = readRow(line);
+            if (!row)
+                return std::unexpected(std::move(row.error()));
+            if (!rows.empty() && row->offset < rows.back().offset)
+                return failure("time runs backwards");
+            rows.push_back(*row);
+        }
+        if (isTooLong_)
+            return failure("the line is too long for a log");
+        if (stream_.bad())
+            return failure("cannot be read");
+        if (rows.empty())
+            return failure("the log has no samples");
+        return MotionLog(std::move(rows), hasPitch_, static_cast<double>(firstTime_.value_or(0)));
+    }
+
+    [[nodiscard]] std::unexpected<Error> failure(const std::string& what) const
+    {
+        return std::unexpected(Error{name_ + ":" + std::to_string(std::max(lineNumber_, 1)) + ": " + what});
+    }
+
+private:
+    /// The next line that says something; false at the end.
+    bool nextLine(std::string& line)
+    {
+        while (!isTooLong_ && stream_.getline(buffer_.data(), static_cast<std::streamsize>(buffer_.size()))) {
+            ++lineNumber_;
+            std::string_view text(buffer_.data(), static_cast<std::size_t>(stream_.gcount()));
+            if (!stream_.eof())
+                text.remove_suffix(1); // the line's end, which counts
+            if (lineNumber_ == 1 && text.starts_with("\xEF\xBB\xBF"))
+                text.remove_prefix(3);
+            text = trimmed(text);
+            if (text.empty() || text.starts_with('#'))
+                continue;
+            line = text;
+            return true;
+        }
+        if (stream_.fail() && !stream_.eof() && !stream_.bad()) {
+            ++lineNumber_;
+            isTooLong_ = true;
+        }
+        return false;
+    }
+
+    std::expected<void, Error> readHeader(const std::string& line)
+    {
+        separator_ = separatorOf(line);
+        const auto titles = split(line, separator_);
+        if (!titles)
+            return failure("a quotation mark is missing");
+        width_ = titles->size();
+        for (std::size_t index = 0; index < width_; ++index) {
+            if (auto placed = place((*titles)[index], index); !placed)
+                return placed;
+        }
+        for (const Column needed : {time, rateX, rateY, rateZ}) {
+            if (!places_[needed]) {
+                constexpr std::array<const char*, 4> what{
+                    "time", "rotation rate x", "rotation rate y", "rotation rate z"};
+                return failure(std::string("no column for the ").append(what[needed]));
+            }
+        }
+        const auto attitudeColumns = std::span(places_).subspan(attitudeX);
+        const auto given
+            = std::ranges::count_if(attitudeColumns, [](const auto& place) { return place.has_value(); });
+        if (!places_[pitch] && given > 0 && given < 4)
+            return failure("the attitude needs four columns: x, y, z and w");
+        hasPitch_ = places_[pitch] || given == 4;
+        return {};
+    }
+
+    std::expected<void, Error> place(const std::string& text, std::size_t index)
+    {
+        const ColumnTitle title(text);
+        for (std::size_t column = 0; column < columnCount; ++column) {
+            const ColumnNames& known = knownColumns[column];
+            if (!contains(known.names, title.name))
+                continue;
+            if (!title.unit.empty() && !contains(known.units, title.unit))
+                return failure("column " + inQuotes(text) + " is not in "
+                    + (known.units.front().empty() ? "plain numbers" : std::string(known.units.front())));
+            if (places_[column])
+                return failure("column " + inQuotes(text) + " says the same as an earlier one");
+            places_[column] = index;
+        }
+        return {};
+    }
+
+    std::expected<MotionLog::Row, Error> readRow(const std::string& line)
+    {
+        fields_ = split(line, separator_);
+        if (!fields_)
+            return failure("a quotation mark is missing");
+        if (fields_->size() != width_)
+            return failure("the line has " + std::to_string(fields_->size()) + " fields, the header "
+                + std::to_string(width_));
+        const auto seconds = number<long double>(time);
+        if (!seconds)
+            return std::unexpected(seconds.error());
+        if (!firstTime_)
+            firstTime_ = *seconds;
+        const long double since = *seconds - *firstTime_;
+        if (std::abs(since) > longestLog)
+            return failure("the time is too far from the first");
+        MotionLog::Row row{.offset = nanoseconds(std::llround(since * 1e9L)), .rotationRate = {}, .pitch = 0};
+        for (const auto& [column, target] : {std::pair{rateX, &row.rotationRate.x},
+                 std::pair{rateY, &row.rotationRate.y}, std::pair{rateZ, &row.rotationRate.z}}) {
+            const auto value = number<double>(column);
+            if (!value)
+                return std::unexpected(value.error());
+            *target = *value;
+        }
+        if (!hasPitch_)
+            return row;
+        const auto angle = readPitch();
+        if (!angle)
+            return std::unexpected(angle.error());
+        row.pitch = *angle;
+        return row;
+    }
+
+    std::expected<double, Error> readPitch()
+    {
+        if (places_[pitch])
+            return number<double>(pitch);
+        std::array<double, 4> quaternion{};
+        for (std::size_t index = 0; index < quaternion.size(); ++index) {
+            const auto value = number<double>(static_cast<Column>(attitudeX + index));
+            if (!value)
+                return value;
+            quaternion[index] = *value;
+        }
+        const auto [x, y, z, w] = quaternion;
+        return std::asin(std::clamp(2 * (w * x + y * z), -1.0, 1.0)); // rounding may lead beyond 1
+    }
+
+    template <typename Number> std::expected<Number, Error> number(Column column) const
+    {
+        const std::string& field = (*fields_)[*places_[column]];
+        if (const auto value = numberFrom<Number>(field))
+            return *value;
+        return failure(field.empty() ? "a number is missing" : inQuotes(field) + " is not a number");
+    }
+
+    std::istream& stream_;
+    const std::string name_;
+    int lineNumber_ = 0;
+    std::vector<char> buffer_ = std::vector<char>(longestLine);
+    bool isTooLong_ = false;
+    char separator_ = ',';
+    std::size_t width_ = 0;
+    std::array<std::optional<std::size_t>, columnCount> places_{};
+    bool hasPitch_ = false;
+    std::optional<long double> firstTime_;
+    std::optional<std::vector<std::string>> fields_;
+};
+
+} // namespace
+
+std::expected<MotionLog, Error> MotionLog::read(const std::string& file)
+{
+    std::ifstream stream(file);
+    if (!stream || stream.peek() == std::ifstream::traits_type::eof()) {
+        const bool isThere = stream.is_open() && !stream.bad();
+        return std::unexpected(Error{file + ":1: " + (isThere ? "the log is empty" : "cannot be read")});
+    }
+    return parse(stream, file);
+}
+
+std::expected<MotionLog, Error> MotionLog::parse(std::istream& stream, const std::string& name)
+{
+    return Reader(stream, name).read();
+}
+
+MotionLog::MotionLog(std::vector<Row> rows, bool hasPitch, double firstTime)
+    : rows_(std::move(rows)),
+      hasPitch_(hasPitch),
+      firstTime_(firstTime)
+{
+}
+
+const MotionLog::Row* MotionLog::rowAt(nanoseconds offset) const
+{
+    const auto later = std::ranges::upper_bound(rows_, offset, {}, &Row::offset);
+    if (later == rows_.begin() || offset > length())
+        return nullptr;
+    return &*(later - 1);
+}
+
+} // namespace tamsel::engine

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <engine/dispatch/EventSource.h>
+#include <engine/motion/MotionDriver.h>
+
+#include <tamsel/platform/RunLoop.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace tamsel::engine {
+
+/// One stream of motion samples: asks its sensor at start + k·interval, k ≥ 1, and posts what it says. A stream that
+/// comes late leaves out the ticks that it has missed. Thread-safe.
+template <typename Sample>
+class MotionStream final : public std::enable_shared_from_this<MotionStream<Sample>> {
+    struct Private { };
+
+public:
+    using Reading = MotionReading<Sample>;
+    using Read = std::function<std::optional<Reading>(std::chrono::nanoseconds)>;
+
+    [[nodiscard]] static std::shared_ptr<MotionStream> create(
+        EventSources& sources, platform::Clock& clock, Read read)
+    {
+        auto stream = std::make_shared<MotionStream>(Private{}, clock, std::move(read));
+        stream->timer_ = sources.makeTimer([weakSelf = std::weak_ptr(stream)] {
+            if (const std::shared_ptr<MotionStream> self = weakSelf.lock())
+                self->tick();
+        });
+        return stream;
+    }
+
+    MotionStream(Private, platform::Clock& clock, Read read) : clock_(clock), read_(std::move(read)) { }
+
+    [[nodiscard]] bool isActive() const
+    {
+        const std::lock_guard lock(guard_);
+        return isActive_;
+    }
+
+    /// Seconds; brought between `shortestInterval` and `longestInterval`. A running stream goes on from its latest tick.
+    void setInterval(double interval);
+
+    /// Does nothing when the stream is active already.
+    void start(std::shared_ptr<platform::DispatchQueue> queue, platform::CMHandler<Sample> handler);
+    void stop();
+
+    /// Posts a reading to whoever has started the stream last, whether or not it is active.
+    void deliver(const Reading& reading);
+
+private:
+    static constexpr double shortestInterval = 1e-4;
+    static constexpr double longestInterval = 1e8;
+
+    void tick();
+    [[nodiscard]] std::chrono::nanoseconds tickTime(std::uint64_t number) const;
+
+    platform::Clock& clock_;
+    const Read read_;
+    std::unique_ptr<EventSource> timer_; ///< fixed after creation
+
+    mutable std::mutex guard_; ///< of all that follows
+    bool isActive_ = false;
+    double interval_ = 0.01; ///< seconds
+    std::uint64_t starts_ = 0;
+    std::chrono::nanoseconds origin_{}; ///< ticks are counted from here
+    std::uint64_t next_ = 1; ///< the tick that is due next
+    std::shared_ptr<platform::DispatchQueue> queue_;
+    std::shared_ptr<const platform::CMHandler<Sample>> handler_; ///< shared with the items that will call it
+};
+
+extern template class MotionStream<platform::CMGyroData>;
+extern template class MotionStream<platform::CMDeviceMotion>;
+
+} // namespace tamsel::engine

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <simulated/Journal.h>
+
+#include <tamsel/platform/CMMotionManager.h>
+#include <tamsel/platform/RunLoop.h>
+
+#include <memory>
+
+namespace tamsel::simulated {
+
+/// Motion services whose starts, stops and intervals are written down. To outlive its managers.
+class JournaledMotion final : public platform::MotionServices {
+public:
+    JournaledMotion(platform::MotionServices& services, platform::Clock& clock, Journal& journal);
+
+    [[nodiscard]] std::shared_ptr<platform::CMMotionManager> makeMotionManager() override;
+
+private:
+    class Manager;
+
+    platform::MotionServices& services_;
+    platform::Clock& clock_;
+    Journal& journal_;
+};
+
+} // namespace tamsel::simulated

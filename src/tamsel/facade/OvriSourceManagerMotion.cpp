@@ -1,0 +1,91 @@
+// What the manager does about motion: workers of the helper, one of each kind.
+
+#include <tamsel/facade/OvriSourceManager.h>
+
+#include <tamsel/facade/doubleFor.h>
+#include <tamsel/motion/MotionHelper.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tamsel {
+
+using namespace platform;
+
+namespace {
+
+constexpr double defaultThreshold = 0.3; // radians per second
+constexpr double defaultDuration = 0.8; // seconds
+constexpr double defaultAngle = 45.0; // degrees
+
+} // namespace
+
+void OvriSourceManager::makeMotionHelper(const std::vector<SourceType>& types)
+{
+    for (const SourceType& type : types) {
+        if (type == SourceType::stability() || type == SourceType::facingAngle())
+            motionHelper_ = MotionHelper::create(responseQueue_, platform_);
+    }
+}
+
+void OvriSourceManager::startMotionDetection(const std::vector<SourceType>& sources,
+    std::weak_ptr<OvriMotionSourceDelegate> delegate, const Configurations& configurations)
+{
+    setMotionDelegate(std::move(delegate));
+    if (std::ranges::find(sources, SourceType::facingAngle()) != sources.end())
+        startFacingAngleDetection(configurations);
+    if (std::ranges::find(sources, SourceType::stability()) != sources.end())
+        startStabilityDetection(configurations);
+}
+
+void OvriSourceManager::startStabilityDetection(const Configurations& configurations)
+{
+    const double threshold = doubleFor("stabilityThreshold", configurations).value_or(defaultThreshold);
+    const double duration = doubleFor("stabilityDuration", configurations).value_or(defaultDuration);
+    replaceWorker(stabilityWorkerId_, MotionWorkerKind::stability(threshold, duration),
+        &OvriMotionSourceDelegate::sourceManagerDidDetectStability);
+}
+
+void OvriSourceManager::startFacingAngleDetection(const Configurations& configurations)
+{
+    const double angle = doubleFor("angle", configurations).value_or(defaultAngle);
+    replaceWorker(facingAngleWorkerId_, MotionWorkerKind::facingAngle(angle),
+        &OvriMotionSourceDelegate::sourceManagerDidDetectFacingAngle);
+}
+
+void OvriSourceManager::replaceWorker(
+    std::optional<UUID>& workerId, const MotionWorkerKind& kind, TellVerdict tellVerdict)
+{
+    if (!motionHelper_)
+        return;
+    const std::lock_guard lock(motionGuard_);
+    if (workerId)
+        motionHelper_->unregisterWorker(*workerId);
+    // Called on the response queue already, so it delivers at once.
+    workerId = motionHelper_->registerWorker(
+        kind, [weakSelf = weak_from_this(), tellVerdict](const MotionHelperWorker::Outcome& outcome) {
+            const std::shared_ptr<OvriSourceManager> self = weakSelf.lock();
+            if (!self)
+                return;
+            if (!outcome) {
+                if (const std::shared_ptr<OvriSourceToSession> session = self->delegate())
+                    session->sourceManagerDidGetSourceError(*self, outcome.error());
+            } else if (const std::shared_ptr<OvriMotionSourceDelegate> receiver = self->motionDelegate()) {
+                ((*receiver).*tellVerdict)(*self, *outcome);
+            }
+        });
+}
+
+void OvriSourceManager::stopMotionWorkers()
+{
+    if (!motionHelper_)
+        return;
+    const std::lock_guard lock(motionGuard_);
+    for (std::optional<UUID>* workerId : {&stabilityWorkerId_, &facingAngleWorkerId_}) {
+        if (*workerId)
+            motionHelper_->unregisterWorker(**workerId);
+        workerId->reset();
+    }
+}
+
+} // namespace tamsel

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <tamsel/motion/MotionHelperWorker.h>
+#include <tamsel/platform/Dispatch.h>
+
+#include <memory>
+#include <variant>
+#include <vector>
+
+namespace tamsel::platform {
+struct Platform;
+}
+
+namespace tamsel {
+
+/// Which worker to make.
+class MotionWorkerKind {
+public:
+    struct Stability {
+        double threshold;
+        double duration;
+        bool operator==(const Stability&) const = default;
+    };
+    struct FacingAngle {
+        double angle;
+        bool operator==(const FacingAngle&) const = default;
+    };
+    using Value = std::variant<Stability, FacingAngle>;
+
+    /// `threshold` in radians per second, `duration` in seconds.
+    [[nodiscard]] static MotionWorkerKind stability(double threshold, double duration)
+    {
+        return MotionWorkerKind(Stability{threshold, duration});
+    }
+    /// The smallest pitch that counts, in degrees.
+    [[nodiscard]] static MotionWorkerKind facingAngle(double angle)
+    {
+        return MotionWorkerKind(FacingAngle{angle});
+    }
+
+    [[nodiscard]] const Value& value() const { return value_; }
+
+    bool operator==(const MotionWorkerKind&) const = default;
+
+private:
+    explicit MotionWorkerKind(Value value) : value_(value) { }
+
+    Value value_;
+};
+
+/// Owns the motion manager and the registered workers. It merges what the workers need into at most one running stream
+/// for each motion service, at the shortest interval that any of them asks for, and hands every sample to every worker.
+/// Streams start with the first worker that needs them and stop with the last. Thread-safe.
+class MotionHelper final : public std::enable_shared_from_this<MotionHelper> {
+    struct Private { };
+
+public:
+    /// Starts nothing. Every worker delivers its outcomes on the response queue.
+    [[nodiscard]] static std::shared_ptr<MotionHelper> create(
+        std::shared_ptr<platform::DispatchQueue> responseQueue, platform::Platform& platform);
+
+    MotionHelper(
+        Private, std::shared_ptr<platform::DispatchQueue> responseQueue, platform::Platform& platform);
+
+    /// The worker joins a moment later, on the helper's queue; its identifier is good for `unregisterWorker` at once.
+    [[nodiscard]] platform::UUID registerWorker(
+        const MotionWorkerKind& kind, MotionHelperWorker::UpdateCallback callback);
+    /// Does nothing when no worker has this identifier. Outcomes that are under way still arrive.
+    void unregisterWorker(const platform::UUID& id);
+
+private:
+    template <typename Sample> struct Service;
+
+    [[nodiscard]] std::shared_ptr<MotionHelperWorker> makeWorker(const MotionWorkerKind& kind) const;
+    void reconcileUpdates();
+    template <typename Sample> void stopUpdates();
+    template <typename Sample> void configureUpdates(double interval);
+    template <typename Sample>
+    void receive(const std::optional<Sample>& sample, const std::shared_ptr<const platform::Error>& error);
+    template <typename Sample>
+    void handOut(const std::optional<Sample>& sample, const platform::Error* error);
+
+    platform::Platform& platform_;
+    const std::shared_ptr<platform::DispatchQueue> queue_;
+    const std::shared_ptr<platform::CMMotionManager> motionManager_;
+    /// Receives the platform's samples, one at a time.
+    const std::shared_ptr<platform::DispatchQueue> motionManagerQueue_;
+    const std::shared_ptr<platform::DispatchQueue> responseQueue_;
+    std::vector<std::shared_ptr<MotionHelperWorker>> workers_; ///< in the order of registration; of `queue_`
+};
+
+} // namespace tamsel

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <tamsel/motion/MotionHelperError.h>
+#include <tamsel/platform/CMMotionManager.h>
+#include <tamsel/platform/UUID.h>
+
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <variant>
+#include <vector>
+
+namespace tamsel {
+
+/// A motion service that a worker needs, and the longest interval between its samples, in seconds.
+class CoreMotionCapability {
+public:
+    struct Gyro {
+        double updateInterval;
+        bool operator==(const Gyro&) const = default;
+    };
+    struct DeviceMotion {
+        double updateInterval;
+        bool operator==(const DeviceMotion&) const = default;
+    };
+    using Value = std::variant<Gyro, DeviceMotion>;
+
+    [[nodiscard]] static CoreMotionCapability gyro(double updateInterval)
+    {
+        return CoreMotionCapability(Gyro{updateInterval});
+    }
+    [[nodiscard]] static CoreMotionCapability deviceMotion(double updateInterval)
+    {
+        return CoreMotionCapability(DeviceMotion{updateInterval});
+    }
+
+    [[nodiscard]] const Value& value() const { return value_; }
+
+    bool operator==(const CoreMotionCapability&) const = default;
+
+private:
+    explicit CoreMotionCapability(Value value) : value_(value) { }
+
+    Value value_;
+};
+
+/// Turns motion samples into verdicts. All but the construction, and the callback that is set before the worker is
+/// shared, happens on the queue of the helper that it is registered with.
+class MotionHelperWorker {
+public:
+    /// A verdict, or why there is none.
+    using Outcome = std::expected<bool, MotionHelperError>;
+    using UpdateCallback = std::function<void(const Outcome&)>;
+    /// What came with a missing sample.
+    using SampleError = std::optional<MotionHelperError::Underlying>;
+
+    virtual ~MotionHelperWorker() = default;
+
+    [[nodiscard]] virtual const platform::UUID& id() const = 0;
+    /// The services that it needs.
+    [[nodiscard]] virtual std::vector<CoreMotionCapability> capabilities() const = 0;
+
+    /// Empty when outcomes go nowhere.
+    [[nodiscard]] virtual UpdateCallback updateCallback() const = 0;
+    virtual void setUpdateCallback(UpdateCallback callback) = 0;
+
+    /// Where the callback is called; on the main queue while this is empty.
+    [[nodiscard]] virtual std::shared_ptr<platform::DispatchQueue> responseQueue() const = 0;
+    virtual void setResponseQueue(std::shared_ptr<platform::DispatchQueue> queue) = 0;
+
+    virtual void handleGyroData(const std::optional<platform::CMGyroData>& sample, const SampleError& error)
+        = 0;
+    virtual void handleDeviceMotion(
+        const std::optional<platform::CMDeviceMotion>& sample, const SampleError& error)
+        = 0;
+};
+
+} // namespace tamsel

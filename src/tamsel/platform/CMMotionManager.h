@@ -1,0 +1,84 @@
+#pragma once
+
+#include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/Error.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace tamsel::platform {
+
+/// How fast the device turns about its own axes: x to the right of the screen, y to its top, z out of it; right-handed,
+/// radians per second.
+struct CMRotationRate {
+    double x = 0;
+    double y = 0;
+    double z = 0;
+
+    bool operator==(const CMRotationRate&) const = default;
+};
+
+/// How the device is held, against a frame whose z axis points up.
+struct CMAttitude {
+    double pitch = 0; ///< radians, -π/2 to π/2; positive when the top of the device is lifted
+
+    bool operator==(const CMAttitude&) const = default;
+};
+
+/// One sample of the gyroscope.
+struct CMGyroData {
+    CMRotationRate rotationRate = {};
+    double timestamp = 0; ///< seconds of the sensor's own time
+
+    bool operator==(const CMGyroData&) const = default;
+};
+
+/// One sample of the service that joins the sensors to an attitude.
+struct CMDeviceMotion {
+    CMAttitude attitude = {};
+    CMRotationRate rotationRate = {};
+    double timestamp = 0; ///< seconds of the sensor's own time
+
+    bool operator==(const CMDeviceMotion&) const = default;
+};
+
+/// Receives a sample, an error in place of one, or both; also neither when a sample is missing without a reason.
+template <typename Sample>
+using CMHandler = std::function<void(const std::optional<Sample>&, const std::shared_ptr<const Error>&)>;
+using CMGyroHandler = CMHandler<CMGyroData>;
+using CMDeviceMotionHandler = CMHandler<CMDeviceMotion>;
+
+/// Two streams of motion samples, each with a pace of its own. A stream calls its handler in items of the queue that it
+/// was started with, the first time one interval after the start. An item that waits there when the stream is stopped
+/// still calls the handler. Starting an active stream, or stopping one that is not, does nothing. A manager that goes
+/// away ends its streams. Thread-safe.
+class CMMotionManager {
+public:
+    virtual ~CMMotionManager() = default;
+
+    /// Whether the device has the service. The answer may change when sensors come or go.
+    [[nodiscard]] virtual bool isGyroAvailable() const = 0;
+    [[nodiscard]] virtual bool isGyroActive() const = 0;
+    /// Seconds, from now on, also for a running stream. The device's own limits apply.
+    virtual void setGyroUpdateInterval(double interval) = 0;
+    virtual void startGyroUpdates(std::shared_ptr<DispatchQueue> queue, CMGyroHandler handler) = 0;
+    virtual void stopGyroUpdates() = 0;
+
+    [[nodiscard]] virtual bool isDeviceMotionAvailable() const = 0;
+    [[nodiscard]] virtual bool isDeviceMotionActive() const = 0;
+    virtual void setDeviceMotionUpdateInterval(double interval) = 0;
+    virtual void startDeviceMotionUpdates(std::shared_ptr<DispatchQueue> queue, CMDeviceMotionHandler handler)
+        = 0;
+    virtual void stopDeviceMotionUpdates() = 0;
+};
+
+/// The motion sensors of the place where the library runs. Thread-safe.
+class MotionServices {
+public:
+    virtual ~MotionServices() = default;
+
+    [[nodiscard]] virtual std::shared_ptr<CMMotionManager> makeMotionManager() = 0;
+};
+
+} // namespace tamsel::platform

@@ -1,0 +1,294 @@
+#include "support/ReplacedServices.h"
+
+#include <simulated/Phone.h>
+
+#include <tamsel/motion/MotionHelper.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace tamsel::tests {
+
+using namespace platform;
+using namespace std::chrono_literals;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+const Error broken{.localizedDescription = "the sensor is broken"};
+
+/// A helper on a simulated phone, and the outcomes of its workers in order: a name, then + or - for the verdict, or why
+/// there is none.
+struct HelperBench {
+    explicit HelperBench(simulated::PhoneConfiguration configuration = {}) : phone(std::move(configuration))
+    {
+        responseQueue = phone.makeQueue("response");
+        helper = MotionHelper::create(responseQueue, phone.platform());
+    }
+
+    UUID add(const std::string& name, const MotionWorkerKind& kind)
+    {
+        return helper->registerWorker(kind, [this, name](const MotionHelperWorker::Outcome& outcome) {
+            EXPECT_TRUE(responseQueue->isCurrent());
+            outcomes.push_back(name + (outcome ? (*outcome ? " +" : " -") : " " + reason(outcome.error())));
+        });
+    }
+    UUID addStability(double duration = 0.8, const std::string& name = "stability")
+    {
+        return add(name, MotionWorkerKind::stability(0.3, duration));
+    }
+    UUID addFacing(const std::string& name = "facing")
+    {
+        return add(name, MotionWorkerKind::facingAngle(45));
+    }
+
+    static std::string reason(const MotionHelperError& error)
+    {
+        EXPECT_TRUE(error.isFrameworkError());
+        const auto underlying = error.underlyingError();
+        if (!underlying)
+            return "no reason";
+        const auto* cause = std::get_if<Error>(&*underlying);
+        return cause ? cause->localizedDescription : "no service";
+    }
+
+    /// The calls of the motion services and the reports since the last time.
+    Texts calls()
+    {
+        phone.run();
+        Texts texts = phone.journal().texts();
+        phone.journal().clear();
+        return texts;
+    }
+    Texts takeOutcomes()
+    {
+        phone.run();
+        return std::exchange(outcomes, {});
+    }
+
+    /// A gyroscope that speaks only when it is told to.
+    void silence()
+    {
+        phone.motion().script().gyro = [](auto) { return std::nullopt; };
+        phone.motion().script().deviceMotion = [](auto) { return std::nullopt; };
+    }
+
+    simulated::Phone phone;
+    std::shared_ptr<DispatchQueue> responseQueue;
+    std::shared_ptr<MotionHelper> helper;
+    Texts outcomes;
+};
+
+} // namespace
+
+TEST(MotionHelper, RunsEachStreamAtTheShortestIntervalThatAnyWorkerAsksFor)
+{
+    HelperBench bench;
+    EXPECT_EQ(bench.calls(), Texts{}) << "construction starts nothing";
+    const UUID first = bench.addStability(0.8);
+    EXPECT_EQ(bench.phone.journal().texts(), Texts{}) << "the registration takes place later";
+    EXPECT_EQ(bench.calls(), (Texts{"setGyroUpdateInterval 0.2", "startGyroUpdates"}));
+    const UUID second = bench.addStability(0.4);
+    EXPECT_EQ(bench.calls(), (Texts{"setGyroUpdateInterval 0.1"})) << "faster without a new start";
+    const UUID facing = bench.addFacing();
+    EXPECT_EQ(bench.calls(),
+        (Texts{
+            "setGyroUpdateInterval 0.1", "setDeviceMotionUpdateInterval 0.2", "startDeviceMotionUpdates"}));
+    bench.helper->unregisterWorker(second);
+    EXPECT_EQ(bench.calls(), (Texts{"setGyroUpdateInterval 0.2", "setDeviceMotionUpdateInterval 0.2"}));
+    bench.helper->unregisterWorker(second);
+    EXPECT_EQ(bench.calls(), (Texts{"setGyroUpdateInterval 0.2", "setDeviceMotionUpdateInterval 0.2"}))
+        << "an unknown worker changes nothing but the streams are gone through";
+    bench.helper->unregisterWorker(first);
+    EXPECT_EQ(bench.calls(), (Texts{"stopGyroUpdates", "setDeviceMotionUpdateInterval 0.2"}));
+    bench.helper->unregisterWorker(facing);
+    EXPECT_EQ(bench.calls(), (Texts{"stopDeviceMotionUpdates"}));
+    bench.helper->unregisterWorker(facing);
+    EXPECT_EQ(bench.calls(), Texts{}) << "nothing active, nothing stopped";
+
+    const UUID last = bench.addFacing();
+    bench.addStability();
+    EXPECT_EQ(bench.calls(),
+        (Texts{"setDeviceMotionUpdateInterval 0.2", "startDeviceMotionUpdates", "setGyroUpdateInterval 0.2",
+            "startGyroUpdates", "setDeviceMotionUpdateInterval 0.2"}))
+        << "the gyroscope comes first, whoever was first";
+    bench.helper->unregisterWorker(last);
+    EXPECT_EQ(bench.calls(), (Texts{"setGyroUpdateInterval 0.2", "stopDeviceMotionUpdates"}));
+}
+
+TEST(MotionHelper, RemovesAWorkerThatHasOnlyJustBeenRegistered)
+{
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        HelperBench bench({.seed = seed});
+        bench.helper->unregisterWorker(bench.addStability());
+        EXPECT_EQ(bench.calls(), (Texts{"setGyroUpdateInterval 0.2", "startGyroUpdates", "stopGyroUpdates"}));
+        bench.phone.advance(5s);
+        EXPECT_EQ(bench.outcomes, Texts{});
+    }
+}
+
+TEST(MotionHelper, TellsWhenADeviceIsHeldStillAndTiltedOnVirtualTime)
+{
+    HelperBench bench;
+    bench.addStability();
+    bench.addFacing();
+    bench.phone.advance(1199ms);
+    EXPECT_EQ(bench.takeOutcomes(), (Texts{"facing -"}));
+    // The clock counts from 1.7e9 seconds, where 1.0 - 0.4 stable seconds fall short of 0.8 in the last digit or not.
+    bench.phone.advance(201ms);
+    EXPECT_EQ(bench.takeOutcomes(), (Texts{"stability +"}));
+    bench.phone.motion().script().gyro
+        = [](auto) { return engine::GyroReading{.sample = CMGyroData{.rotationRate = {0, 0.31, 0}}}; };
+    bench.phone.motion().script().deviceMotion = [](auto) {
+        return engine::DeviceMotionReading{.sample = CMDeviceMotion{.attitude = {.pitch = 0.8}}};
+    };
+    bench.phone.advance(200ms);
+    const Texts both = bench.takeOutcomes();
+    EXPECT_EQ(both.size(), 2U);
+    EXPECT_EQ(std::ranges::count(both, "stability -"), 1);
+    EXPECT_EQ(std::ranges::count(both, "facing +"), 1);
+}
+
+TEST(MotionHelper, ReportsAMissingServiceOnceForEachWorkerAndTellsThoseThatNeedIt)
+{
+    simulated::PhoneConfiguration configuration;
+    configuration.motion.hasGyro = false;
+    HelperBench bench(std::move(configuration));
+    const auto reports = [&] { return bench.phone.journal().texts("report"); };
+
+    const UUID facing = bench.addFacing();
+    EXPECT_EQ(bench.calls(), (Texts{"setDeviceMotionUpdateInterval 0.2", "startDeviceMotionUpdates"}));
+    const UUID stability = bench.addStability();
+    bench.phone.run();
+    EXPECT_EQ(reports(), Texts(2, "report device error: no gyroscope"))
+        << "one for each worker, whatever it needs";
+    EXPECT_EQ(bench.calls().back(), "setDeviceMotionUpdateInterval 0.2");
+    EXPECT_EQ(bench.takeOutcomes(), (Texts{"stability no service"}));
+
+    bench.addStability(0.4, "second");
+    bench.phone.run();
+    EXPECT_EQ(reports().size(), 3U);
+    EXPECT_EQ(bench.takeOutcomes(), (Texts{"stability no service", "second no service"}));
+
+    bench.calls();
+    bench.helper->unregisterWorker(facing);
+    EXPECT_EQ(bench.calls().back(), "stopDeviceMotionUpdates");
+    EXPECT_EQ(bench.takeOutcomes(), (Texts{"stability no service", "second no service"}))
+        << "again each time that the streams are gone through";
+    bench.phone.motion().script().hasGyro = true;
+    bench.helper->unregisterWorker(stability);
+    EXPECT_EQ(bench.calls(), (Texts{"setGyroUpdateInterval 0.1", "startGyroUpdates"}));
+
+    simulated::PhoneConfiguration without;
+    without.motion.hasDeviceMotion = false;
+    HelperBench other(std::move(without));
+    other.addFacing();
+    other.addStability();
+    const std::string report = "report device error: no device motion";
+    EXPECT_EQ(other.calls(), (Texts{report, "setGyroUpdateInterval 0.2", "startGyroUpdates", report, report}))
+        << "the gyroscope comes first";
+    EXPECT_EQ(other.takeOutcomes(), (Texts{"facing no service", "facing no service"}));
+}
+
+TEST(MotionHelper, ReportsTheErrorsOfTheGyroscopeAndPassesOnAllErrors)
+{
+    HelperBench bench;
+    bench.silence();
+    bench.addStability();
+    bench.addFacing();
+    bench.addStability(0.8, "second");
+    bench.calls();
+    bench.phone.motion().produce(engine::GyroReading{.error = broken});
+    EXPECT_EQ(bench.calls(), (Texts{"report native error: the sensor is broken"}))
+        << "once, for three workers";
+    EXPECT_EQ(bench.takeOutcomes(), (Texts{"stability the sensor is broken", "second the sensor is broken"}));
+    bench.phone.motion().produce(engine::DeviceMotionReading{.error = broken});
+    EXPECT_EQ(bench.calls(), Texts{}) << "not reported";
+    EXPECT_EQ(bench.takeOutcomes(), (Texts{"facing the sensor is broken"}));
+    bench.phone.motion().produce(engine::GyroReading{});
+    bench.phone.motion().produce(engine::DeviceMotionReading{});
+    EXPECT_EQ(bench.calls(), Texts{});
+    Texts outcomes = bench.takeOutcomes();
+    std::ranges::sort(outcomes);
+    EXPECT_EQ(outcomes, (Texts{"facing no reason", "second no reason", "stability no reason"}));
+    bench.phone.motion().produce(engine::GyroReading{.sample = CMGyroData{}, .error = broken});
+    EXPECT_EQ(bench.calls(), (Texts{"report native error: the sensor is broken"}));
+    EXPECT_EQ(bench.takeOutcomes(), Texts{}) << "a sample that came with an error counts";
+}
+
+TEST(MotionHelper, DropsSamplesThatComeAfterAStop)
+{
+    HelperBench bench;
+    bench.silence();
+    const auto still = engine::GyroReading{.sample = std::nullopt, .error = broken};
+    const UUID stability = bench.addStability();
+    bench.addFacing();
+    bench.phone.run();
+    bench.helper->unregisterWorker(stability);
+    bench.phone.run();
+    bench.phone.journal().clear();
+    bench.phone.motion().produce(still);
+    EXPECT_EQ(bench.calls(), Texts{}) << "not even reported";
+    bench.addStability(0.8, "later");
+    bench.calls();
+    bench.phone.motion().produce(still);
+    EXPECT_EQ(bench.calls(), (Texts{"report native error: the sensor is broken"}));
+    EXPECT_EQ(bench.takeOutcomes(), (Texts{"later the sensor is broken"}));
+}
+
+TEST(MotionHelper, EndsItsStreamsWhenItIsReleasedAndKeepsNothing)
+{
+    for (std::uint64_t seed = 1; seed <= 50; ++seed) {
+        HelperBench bench({.seed = seed});
+        auto token = std::make_shared<int>();
+        const std::weak_ptr<int> held = token;
+        (void)bench.helper->registerWorker(MotionWorkerKind::facingAngle(1),
+            [token = std::move(token)](const MotionHelperWorker::Outcome&) { });
+        bench.addStability();
+        if (seed % 2 == 0)
+            bench.phone.advance(std::chrono::milliseconds(seed * 10));
+        bench.phone.motion().produce(engine::GyroReading{.error = broken});
+        const std::weak_ptr<MotionHelper> helper = bench.helper;
+        bench.helper.reset();
+        bench.phone.run();
+        EXPECT_TRUE(helper.expired());
+        EXPECT_TRUE(held.expired());
+        bench.phone.journal().clear();
+        bench.takeOutcomes();
+        bench.phone.motion().produce(engine::GyroReading{.error = broken});
+        bench.phone.advance(5s);
+        EXPECT_EQ(bench.calls(), Texts{}) << "no stop is called, and nothing more is reported";
+        EXPECT_EQ(bench.outcomes, Texts{});
+    }
+}
+
+TEST(MotionHelper, NamesItsQueueAndHasOneOfItsOwn)
+{
+    struct NotedDispatch final : Dispatch {
+        explicit NotedDispatch(Dispatch& given) : dispatch(given) { }
+        std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label) override
+        {
+            labels.push_back(label);
+            return dispatch.makeSerialQueue(std::move(label));
+        }
+        std::shared_ptr<DispatchQueue> mainQueue() override { return dispatch.mainQueue(); }
+        std::shared_ptr<DispatchQueue> globalQueue() override { return dispatch.globalQueue(); }
+        [[nodiscard]] bool isMainThread() const override { return dispatch.isMainThread(); }
+        Dispatch& dispatch;
+        Texts labels;
+    };
+    simulated::Phone phone;
+    NotedDispatch dispatch(phone.platform().dispatch);
+    const Platform& given = phone.platform();
+    Platform platform{dispatch, given.runLoops, given.clock, given.capture, given.motion, given.device,
+        given.application, given.notificationCenter, given.reports, given.diagnostics};
+    const auto helper = MotionHelper::create(phone.makeQueue("response"), platform);
+    EXPECT_EQ(std::ranges::count_if(dispatch.labels,
+                  [](const std::string& label) { return label.ends_with("sdk.motion-manager"); }),
+        1);
+}
+
+} // namespace tamsel::tests

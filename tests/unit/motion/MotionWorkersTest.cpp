@@ -1,0 +1,322 @@
+#include "support/ReplacedServices.h"
+
+#include <simulated/Phone.h>
+
+#include <tamsel/motion/FacingAngleWorker.h>
+#include <tamsel/motion/StabilityWorker.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace tamsel::tests {
+
+using namespace platform;
+
+namespace {
+
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+/// A worker on its own, and what it has told.
+struct Bench {
+    template <typename Worker> void listen(Worker& worker)
+    {
+        worker.setResponseQueue(phone.makeQueue("response"));
+        worker.setUpdateCallback([this](const MotionHelperWorker::Outcome& outcome) {
+            told += outcome ? (*outcome ? "+" : "-") : "!";
+            if (!outcome)
+                errors.push_back(outcome.error());
+        });
+    }
+
+    /// What has been told since the last call: + and - for the verdicts, ! for a failure.
+    std::string take()
+    {
+        EXPECT_EQ(told, "") << "told inside the call";
+        phone.run();
+        return std::exchange(told, {});
+    }
+
+    simulated::Phone phone;
+    ScriptedClock clock;
+    Platform platform = with(phone.platform(), clock);
+    std::string told;
+    std::vector<MotionHelperError> errors;
+};
+
+struct Stability : Bench {
+    explicit Stability(double threshold = 0.5, double duration = 1) : worker(threshold, duration, platform)
+    {
+        listen(worker);
+    }
+
+    std::string sample(double time, CMRotationRate rate)
+    {
+        clock.now = time;
+        worker.handleGyroData(CMGyroData{.rotationRate = rate, .timestamp = -time}, std::nullopt);
+        return take();
+    }
+    std::string sample(double time, double x = 0) { return sample(time, {x, 0, 0}); }
+    std::string samples(const std::vector<double>& times, double x = 0)
+    {
+        std::string all;
+        for (const double time : times)
+            all += sample(time, x);
+        return all;
+    }
+    /// A quarter of a second apart, beginning at 10.
+    std::string rates(const std::vector<CMRotationRate>& rates)
+    {
+        std::string all;
+        for (std::size_t index = 0; index < rates.size(); ++index)
+            all += sample(10 + 0.25 * static_cast<double>(index), rates[index]);
+        return all;
+    }
+
+    StabilityWorker worker;
+};
+
+struct FacingAngle : Bench {
+    explicit FacingAngle(double angle) : worker(angle, platform) { listen(worker); }
+
+    std::string pitches(const std::vector<double>& pitches)
+    {
+        std::string all;
+        for (const double each : pitches)
+            all += pitch(each);
+        return all;
+    }
+    std::string pitch(double pitch)
+    {
+        worker.handleDeviceMotion(
+            CMDeviceMotion{.attitude = {.pitch = pitch}, .rotationRate = {9, 9, 9}}, std::nullopt);
+        return take();
+    }
+
+    FacingAngleWorker worker;
+};
+
+} // namespace
+
+TEST(StabilityWorker, AsksForTheGyroscopeFourTimesInEachDuration)
+{
+    Stability stability(0.3, 0.8);
+    EXPECT_EQ(stability.worker.capabilities(), std::vector{CoreMotionCapability::gyro(0.2)});
+    stability.worker.handleDeviceMotion(std::nullopt, std::nullopt);
+    EXPECT_EQ(stability.take(), "");
+}
+
+TEST(StabilityWorker, SaysStableOnceAFullDurationAfterTheFirstStableEvaluation)
+{
+    Stability stability;
+    EXPECT_EQ(stability.sample(100), "");
+    EXPECT_EQ(stability.worker.latestStableTimestamp(), 0) << "one sample is not evaluated";
+    EXPECT_EQ(stability.sample(100.25), "");
+    EXPECT_EQ(stability.worker.latestStableTimestamp(), 100.25);
+    EXPECT_EQ(stability.samples({100.5, 100.75, 101, 101.2}), "");
+    EXPECT_FALSE(stability.worker.latestStatus().has_value());
+    EXPECT_EQ(stability.sample(101.25), "+") << "exactly the duration counts";
+    EXPECT_EQ(stability.samples({101.5, 101.75, 102, 103}), "");
+    EXPECT_EQ(stability.worker.latestStableTimestamp(), 100.25);
+}
+
+TEST(StabilityWorker, EndsTheStablePeriodWithOneUnstableEvaluation)
+{
+    Stability stability;
+    EXPECT_EQ(stability.samples({10, 10.25, 10.5, 10.75, 11, 11.25}), "+");
+    EXPECT_EQ(stability.sample(11.5, 2), "-");
+    EXPECT_EQ(stability.worker.latestStableTimestamp(), 0);
+    EXPECT_EQ(stability.samples({11.75, 12, 12.25}), "") << "the shaken sample is still in the window";
+    EXPECT_EQ(stability.sample(12.5), "") << "exactly the duration old: no longer in the window";
+    EXPECT_EQ(stability.worker.latestStableTimestamp(), 12.5);
+    EXPECT_EQ(stability.samples({12.75, 13, 13.25}), "");
+    EXPECT_EQ(stability.sample(13.5), "+");
+
+    Stability broken;
+    EXPECT_EQ(broken.samples({20, 20.25, 20.5}), "");
+    EXPECT_EQ(broken.sample(20.75, -2), "-") << "the first verdict of all may be that it moves";
+    EXPECT_EQ(broken.samples({21, 21.25, 21.5}), "");
+    EXPECT_EQ(broken.samples({21.75, 22, 22.25, 22.5, 22.75}), "+");
+}
+
+TEST(StabilityWorker, SaysUnstableFirstOnlyOnce)
+{
+    Stability stability;
+    EXPECT_EQ(stability.sample(10, 0), "");
+    EXPECT_EQ(stability.sample(10.25, 1), "-");
+    EXPECT_EQ(stability.sample(10.5, 3), "");
+    EXPECT_EQ(stability.worker.latestStatus(), false);
+}
+
+TEST(StabilityWorker, ComparesEachSampleOfTheWindowWithTheOldest)
+{
+    Stability steady;
+    EXPECT_EQ(steady.samples({10, 10.25, 10.5, 10.75, 11, 11.25}, 40), "+") << "a steady turn is stable";
+
+    Stability drift(0.5, 1);
+    EXPECT_EQ(drift.rates({{0, 0, 0}, {0.4, 0, 0}}), "");
+    EXPECT_EQ(drift.sample(10.5, 0.8), "-") << "each is near its neighbour, but not near the oldest";
+
+    Stability back(0.5, 1);
+    EXPECT_EQ(back.rates({{0, 0, 0}, {0.6, 0, 0}}), "-");
+    EXPECT_EQ(back.sample(10.5, 0), "");
+    EXPECT_EQ(back.worker.latestStableTimestamp(), 0) << "one in the middle is enough";
+
+    Stability aside(0.5, 1);
+    EXPECT_EQ(aside.rates({{0.4, 0, 0}, {-0.05, 0, 0}, {0.85, 0, 0}}), "")
+        << "0.9 apart, each within 0.5 of the oldest";
+}
+
+TEST(StabilityWorker, AllowsExactlyTheThreshold)
+{
+    const auto second = [](CMRotationRate rate) {
+        Stability stability(5, 1);
+        const std::string told = stability.rates({{1, 1, 1}, rate});
+        EXPECT_EQ(stability.worker.latestStableTimestamp() == 10.25, told.empty());
+        return told;
+    };
+    EXPECT_EQ(second({6, 1, 1}), "");
+    EXPECT_EQ(second({1, -4, 1}), "");
+    EXPECT_EQ(second({1, 1, 6}), "");
+    EXPECT_EQ(second({4, 1, 5}), "") << "3, 0 and 4 make 5";
+    EXPECT_EQ(second({1, 5, -2}), "");
+    EXPECT_EQ(second({std::nextafter(6, 7), 1, 1}), "-");
+    EXPECT_EQ(second({4, 5, 1.001}), "-");
+    EXPECT_EQ(second({4, 1.1, 5}), "-");
+    EXPECT_EQ(second({notANumber, 1, 1}), "-");
+    EXPECT_EQ(second({1, 1, infinity}), "-");
+
+    Stability fromNowhere(5, 1);
+    EXPECT_EQ(fromNowhere.rates({{notANumber, 0, 0}, {}}), "-");
+    Stability unlimited(infinity, 1);
+    EXPECT_EQ(unlimited.rates({{}, {1e300, 0, 0}}), "");
+    Stability undefined(notANumber, 1);
+    EXPECT_EQ(undefined.rates({{}, {}}), "-");
+}
+
+TEST(StabilityWorker, IsSilentWithOneSampleInTheWindow)
+{
+    Stability stability;
+    EXPECT_EQ(stability.samples({10, 10.25, 10.5}), "");
+    EXPECT_EQ(stability.sample(11.5, 7), "") << "the others are exactly a duration old, or older";
+    EXPECT_EQ(stability.worker.latestStableTimestamp(), 10.25) << "the stable period goes on";
+    EXPECT_EQ(stability.sample(11.75, 7), "+");
+}
+
+TEST(StabilityWorker, ReadsTheClockInEachStepAnew)
+{
+    Stability stability;
+    stability.clock.planned = {10, 12};
+    EXPECT_EQ(stability.sample(0), "");
+    EXPECT_EQ(stability.clock.reads, 2);
+    stability.clock.planned = {12.25, 12.25};
+    EXPECT_EQ(stability.sample(0), "") << "the first was too old already when it was put in";
+    EXPECT_EQ(stability.clock.reads, 4);
+    stability.clock.planned = {12.5, 12.75, 13};
+    EXPECT_EQ(stability.sample(0), "");
+    EXPECT_EQ(stability.worker.latestStableTimestamp(), 13) << "not when the sample came";
+    stability.clock.planned = {13, 13.25, 14};
+    EXPECT_EQ(stability.sample(0), "+");
+    EXPECT_EQ(stability.clock.reads, 10);
+    stability.clock.planned = {13.25, 13.5};
+    EXPECT_EQ(stability.sample(0, 1), "-") << "13 and 13.25 are both younger than a second";
+    EXPECT_EQ(stability.clock.reads, 12);
+    stability.worker.handleGyroData(std::nullopt, std::nullopt);
+    EXPECT_EQ(stability.clock.reads, 12);
+}
+
+TEST(StabilityWorker, KeepsTheWindowInOrderWhenTheWallClockIsSetBack)
+{
+    Stability stability;
+    EXPECT_EQ(stability.sample(100, 3), "");
+    EXPECT_EQ(stability.sample(50, 3), "") << "a time from the future is younger than a second";
+    EXPECT_EQ(stability.sample(50.25, 0), "-") << "the oldest is still the first that came";
+    EXPECT_EQ(stability.sample(51.5, 3), "") << "the sample between has been dropped, the first has not";
+    EXPECT_EQ(stability.worker.latestStableTimestamp(), 51.5);
+}
+
+TEST(StabilityWorker, PassesOnEachMissingSampleAndNothingElseChanges)
+{
+    Stability stability;
+    const Error broken{.localizedDescription = "broken", .code = 7};
+    EXPECT_EQ(stability.samples({10, 10.25, 10.5, 10.75}), "");
+    for (const MotionHelperWorker::SampleError& error :
+        {MotionHelperWorker::SampleError(broken), MotionHelperWorker::SampleError(),
+            MotionHelperWorker::SampleError(MotionHelperError::ServiceNotAvailable{})}) {
+        stability.worker.handleGyroData(std::nullopt, error);
+        EXPECT_EQ(stability.take(), "!");
+        EXPECT_EQ(stability.errors.back(), MotionHelperError::frameworkError(error));
+    }
+    EXPECT_EQ(stability.worker.latestStableTimestamp(), 10.25);
+    EXPECT_EQ(stability.sample(11.25), "+");
+    stability.worker.handleGyroData(CMGyroData{}, broken);
+    EXPECT_EQ(stability.take(), "") << "a sample counts, whatever came with it";
+}
+
+TEST(FacingAngleWorker, AsksForDeviceMotionFiveTimesASecond)
+{
+    FacingAngle facing(10);
+    EXPECT_EQ(facing.worker.capabilities(), std::vector{CoreMotionCapability::deviceMotion(0.2)});
+    facing.worker.handleGyroData(std::nullopt, std::nullopt);
+    EXPECT_EQ(facing.take(), "");
+}
+
+TEST(FacingAngleWorker, TellsTheFirstVerdictAndEachChange)
+{
+    FacingAngle facing(45);
+    EXPECT_EQ(facing.worker.minAngle(), 0.7853981633974483);
+    EXPECT_EQ(facing.pitch(0.7853981633974483), "+");
+    EXPECT_EQ(facing.pitch(1.5), "");
+    EXPECT_EQ(facing.pitch(std::nextafter(0.7853981633974483, 0)), "-");
+    EXPECT_EQ(facing.pitch(-1.5), "");
+    EXPECT_EQ(facing.pitch(1), "+");
+    EXPECT_EQ(facing.pitch(notANumber), "-");
+    EXPECT_EQ(facing.pitch(infinity), "+");
+
+    FacingAngle level(0);
+    EXPECT_EQ(level.pitches({-1e-300, 0}), "-+");
+    FacingAngle unreachable(90.1);
+    EXPECT_EQ(unreachable.pitches({std::numbers::pi / 2, 1, -1}), "-");
+    FacingAngle down(-30);
+    EXPECT_EQ(down.pitches({-0.5, -0.6}), "+-");
+    // The product first: dividing first gives another last digit for this angle.
+    EXPECT_EQ(FacingAngle(12).worker.minAngle(), 12 * std::numbers::pi / 180.0);
+    EXPECT_NE(12 * std::numbers::pi / 180.0, 12 * (std::numbers::pi / 180.0));
+}
+
+TEST(FacingAngleWorker, PassesOnEachMissingSampleAndKeepsItsVerdict)
+{
+    FacingAngle facing(10);
+    EXPECT_EQ(facing.pitch(1), "+");
+    const Error broken{.localizedDescription = "broken"};
+    for (const MotionHelperWorker::SampleError& error : {MotionHelperWorker::SampleError(broken),
+             MotionHelperWorker::SampleError(), MotionHelperWorker::SampleError(broken)}) {
+        facing.worker.handleDeviceMotion(std::nullopt, error);
+        EXPECT_EQ(facing.take(), "!");
+        EXPECT_EQ(facing.errors.back(), MotionHelperError::frameworkError(error));
+    }
+    EXPECT_EQ(facing.pitch(1), "");
+}
+
+TEST(MotionWorkers, DecideWithoutAListenerAndFallBackToTheMainQueue)
+{
+    Stability stability;
+    stability.worker.setUpdateCallback({});
+    EXPECT_FALSE(stability.worker.updateCallback());
+    EXPECT_EQ(stability.rates({{}, {9, 0, 0}}), "");
+    EXPECT_EQ(stability.worker.latestStatus(), false);
+
+    FacingAngle facing(10);
+    bool isOnMain = false;
+    facing.worker.setResponseQueue(nullptr);
+    facing.worker.setUpdateCallback([&](const MotionHelperWorker::Outcome&) {
+        isOnMain = facing.phone.platform().dispatch.mainQueue()->isCurrent();
+    });
+    facing.pitch(1);
+    EXPECT_TRUE(isOnMain);
+    EXPECT_NE(FacingAngle(1).worker.id(), facing.worker.id());
+}
+
+} // namespace tamsel::tests
