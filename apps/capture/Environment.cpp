@@ -139,15 +139,17 @@ std::optional<host::HostInput> inputFor(const std::optional<std::string>& given)
 
 std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options& options)
 {
-    host::HostConfiguration configuration;
+    host::HostConfiguration configuration{.motionLog = options.motion.log};
+    if (options.json)
+        configuration.writeLine = writeToStandardError;
+    if (options.command == Command::motion)
+        return std::make_unique<HostEnvironment>(std::move(configuration));
     configuration.backCamera = inputFor(options.back);
     if (!options.back) {
         const std::vector<std::string> nodes = host::Host::videoNodes();
         configuration.backCamera = host::HostInput{.input = nodes.empty() ? defaultPattern : nodes.front()};
     }
     configuration.frontCamera = inputFor(options.front);
-    if (options.json)
-        configuration.writeLine = writeToStandardError;
     for (std::optional<host::HostInput>* input : {&configuration.backCamera, &configuration.frontCamera}) {
         if (!*input)
             continue;
@@ -164,7 +166,7 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
 
 std::unique_ptr<Environment> makePhone(const Options& options)
 {
-    simulated::PhoneConfiguration configuration;
+    simulated::PhoneConfiguration configuration{.motionLog = options.motion.log};
     for (simulated::CameraScript& camera : configuration.cameras) {
         camera.width = 640;
         camera.height = 480;
@@ -186,7 +188,7 @@ void takeSignals()
 
 std::expected<std::unique_ptr<Environment>, std::string> makeEnvironment(const Options& options)
 {
-    if (options.backend == Backend::simulated)
+    if (options.isOnVirtualTime())
         return makePhone(options);
     return makeHost(options);
 }

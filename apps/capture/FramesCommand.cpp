@@ -39,33 +39,22 @@ double seconds(nanoseconds duration)
 FramesCommand::FramesCommand(const Options& options, Environment& environment)
     : options_(options),
       environment_(environment),
+      console_(options.json),
+      motionTeller_(options.motion.log
+              ? std::make_shared<MotionTeller>(console_, environment.platform().clock, options.motion.log)
+              : nullptr),
       responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
       pictureQueue_(environment.makeQueue("org.tamsel.capture.pictures"))
 {
 }
 
-void FramesCommand::write(const std::string& line)
-{
-    const std::lock_guard lock(outputGuard_);
-    std::printf("%s\n", line.c_str());
-    std::fflush(stdout);
-}
-
-void FramesCommand::fail(const std::string& line)
-{
-    hasFailed_ = true;
-    const std::lock_guard lock(outputGuard_);
-    std::fprintf(stderr, "tamsel-capture: %s\n", line.c_str());
-}
-
 void FramesCommand::reportError(const CameraError& error)
 {
-    if (options_.json)
-        write(JsonLine("error").text("kind", error.name()).text("reason", error.reason()).string());
+    console_.writeError(error.name(), error.reason());
     if (error.kind() == CameraError::Case::videoFrameError)
         ++frameErrors_; // there may be many: told together at the end
     else
-        fail(std::string(error.name()) + (error.reason() ? ": " + *error.reason() : ""));
+        console_.fail(std::string(error.name()) + (error.reason() ? ": " + *error.reason() : ""));
 }
 
 void FramesCommand::sourceManagerDidGetFrame(OvriSourceManager& manager, const OvriCaptureFrameUpdate& frame)
@@ -103,7 +92,8 @@ void FramesCommand::tellFrame(const OvriCaptureFrameUpdate& frame, std::uint64_t
     } else {
         line.null("preferredTransform");
     }
-    write(line.number("mediaTime", timing.mediaTime.seconds()).integer("sequence", timing.sequence).string());
+    console_.write(
+        line.number("mediaTime", timing.mediaTime.seconds()).integer("sequence", timing.sequence).string());
 }
 
 void FramesCommand::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index)
@@ -122,7 +112,7 @@ void FramesCommand::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t inde
                 name.data(), name.size(), "frame-%06llu.png", static_cast<unsigned long long>(index));
             const auto file = std::filesystem::path(self->options_.outputFolder) / name.data();
             if (const auto written = writePng(makePicture(*buffer, buffer->width()), file.string()); !written)
-                self->fail(written.error());
+                self->console_.fail(written.error());
         }
         --self->picturesUnderWay_;
     });
@@ -130,6 +120,8 @@ void FramesCommand::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t inde
 
 void FramesCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error)
 {
+    if (const auto* motionError = std::get_if<MotionHelperError>(&error))
+        console_.fail(*motionError);
     const auto* cameraError = std::get_if<CameraError>(&error);
     if (!cameraError)
         return;
@@ -137,19 +129,20 @@ void FramesCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, c
     const bool isLost = manager.frameCounts().droppedBy[static_cast<std::size_t>(DropCause::deviceLost)] > 0;
     if (cameraError->kind() != CameraError::Case::videoFrameError || isLost) {
         if (isLost)
-            fail("the camera was lost");
+            console_.fail("the camera was lost");
         requestEnd(manager);
     }
 }
 
 void FramesCommand::sourceManagerCameraDidSuspend(OvriSourceManager& /*manager*/)
 {
-    write(options_.json ? JsonLine("suspend").string() : "suspended: the application is in the background");
+    console_.write(
+        options_.json ? JsonLine("suspend").string() : "suspended: the application is in the background");
 }
 
 void FramesCommand::sourceManagerCameraDidResume(OvriSourceManager& /*manager*/)
 {
-    write(options_.json ? JsonLine("resume").string() : "resumed");
+    console_.write(options_.json ? JsonLine("resume").string() : "resumed");
 }
 
 void FramesCommand::requestEnd(OvriSourceManager& manager)
@@ -181,11 +174,11 @@ bool FramesCommand::finishPictures()
     if (!options_.contactSheet)
         return true;
     if (sheet_.isEmpty()) {
-        fail("no frame came, so there is no contact sheet");
+        console_.fail("no frame came, so there is no contact sheet");
         return false;
     }
     if (const auto written = writePng(sheet_.compose(), *options_.contactSheet); !written) {
-        fail(written.error());
+        console_.fail(written.error());
         return false;
     }
     return true;
@@ -198,7 +191,7 @@ void FramesCommand::summarize()
         JsonLine dropped = JsonLine::nested();
         for (std::size_t cause = 0; cause < causes.size(); ++cause)
             dropped.integer(causes[cause].first, counts.droppedBy[cause]);
-        write(JsonLine("summary")
+        console_.write(JsonLine("summary")
                 .integer("produced", counts.produced)
                 .integer("delivered", counts.delivered)
                 .integer("dropped", counts.dropped())
@@ -242,17 +235,20 @@ ExitStatus FramesCommand::run()
         std::error_code error;
         std::filesystem::create_directories(options_.outputFolder, error);
         if (error) {
-            fail("cannot make the folder " + options_.outputFolder + ": " + error.message());
+            console_.fail("cannot make the folder " + options_.outputFolder + ": " + error.message());
             return ExitStatus::failed;
         }
     }
-    manager_ = OvriSourceManager::create({source}, options_.preset, responseQueue_, platform);
+    manager_ = OvriSourceManager::create(
+        {source, SourceType::stability()}, options_.preset, responseQueue_, platform);
     const auto view = std::make_shared<UIView>(CGSize{640, 480});
     if (const auto started = manager_->startSession(source, weak_from_this(), {}, view); !started) {
         reportError(started.error());
         manager_ = nullptr;
         return ExitStatus::failed;
     }
+    if (motionTeller_)
+        motionTeller_->start(*manager_, motionTeller_, options_.motion);
 
     bool isInterrupted = false;
     bool isOver = false;
@@ -273,7 +269,7 @@ ExitStatus FramesCommand::run()
         std::fputc('\n', stderr);
     }
 
-    manager_->stopCameraSession();
+    manager_->stopAllSessions();
     const nanoseconds limit = platform.clock.monotonic() + drainLimit;
     const std::shared_ptr<Timer> tick = loop.scheduleTimer(5ms, true, [](Timer&) { });
     environment_.runUntil(
@@ -287,18 +283,18 @@ ExitStatus FramesCommand::run()
     const bool hasPictures = finishPictures();
     summarize();
     if (frameErrors_ > 0)
-        fail(std::to_string(frameErrors_.load())
+        console_.fail(std::to_string(frameErrors_.load())
             + (frameErrors_ == 1 ? " frame was dropped" : " frames were dropped"));
     const bool isComplete = !options_.count || delivered_ >= *options_.count;
     if (!isComplete && !isInterrupted)
-        fail("only " + std::to_string(delivered_.load()) + " of " + std::to_string(*options_.count)
+        console_.fail("only " + std::to_string(delivered_.load()) + " of " + std::to_string(*options_.count)
             + " frames came");
     manager_ = nullptr;
     if (isInterrupted) {
-        fail("interrupted");
+        console_.fail("interrupted");
         return ExitStatus::interrupted;
     }
-    return hasFailed_ || !hasPictures ? ExitStatus::failed : ExitStatus::done;
+    return console_.hasFailed() || !hasPictures ? ExitStatus::failed : ExitStatus::done;
 }
 
 } // namespace tamsel::capture

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "Console.h"
 #include "ContactSheet.h"
 #include "Environment.h"
+#include "MotionTeller.h"
 #include "Options.h"
 
 #include <tamsel/facade/OvriSourceManager.h>
@@ -15,9 +17,6 @@
 #include <string>
 
 namespace tamsel::capture {
-
-/// What the program returns.
-enum class ExitStatus : std::uint8_t { done = 0, failed = 1, unusable = 2, interrupted = 130 };
 
 /// Runs one camera session and tells what reaches its client: as a table, or as one JSON object a line.
 class FramesCommand final : public OvriSourceToSession, public std::enable_shared_from_this<FramesCommand> {
@@ -33,12 +32,10 @@ public:
     void sourceManagerCameraDidResume(OvriSourceManager& manager) override;
 
 private:
-    void write(const std::string& line);
     void reportError(const CameraError& error);
     void tellFrame(const OvriCaptureFrameUpdate& frame, std::uint64_t index);
     void keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index);
     void requestEnd(OvriSourceManager& manager);
-    void fail(const std::string& line);
     [[nodiscard]] double framesPerSecond(std::uint64_t frames) const;
     void showStatus();
     [[nodiscard]] bool finishPictures();
@@ -46,6 +43,8 @@ private:
 
     const Options options_;
     Environment& environment_;
+    Console console_;
+    const std::shared_ptr<MotionTeller> motionTeller_; ///< absent without a motion log
     std::shared_ptr<platform::DispatchQueue> responseQueue_;
     std::shared_ptr<OvriSourceManager> manager_;
     /// Pictures are made here, so that a slow disk does not hold up the client.
@@ -53,10 +52,8 @@ private:
 
     std::atomic<std::uint64_t> delivered_ = 0;
     std::atomic<bool> shouldEnd_ = false;
-    std::atomic<bool> hasFailed_ = false;
     std::atomic<std::uint64_t> frameErrors_ = 0;
     std::atomic<std::uint64_t> picturesUnderWay_ = 0;
-    std::mutex outputGuard_;
 
     // Guarded by the state guard: what the last frame was like.
     std::mutex stateGuard_;

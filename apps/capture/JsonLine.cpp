@@ -1,6 +1,7 @@
 #include "JsonLine.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -58,8 +59,7 @@ std::string formatted(double value)
     if (!std::isfinite(value))
         return "null";
     std::array<char, 40> digits{};
-    std::snprintf(digits.data(), digits.size(), "%.17g", value);
-    return digits.data();
+    return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr};
 }
 
 } // namespace
@@ -81,6 +81,13 @@ JsonLine& JsonLine::text(std::string_view name, std::string_view value)
 JsonLine& JsonLine::text(std::string_view name, const std::optional<std::string>& value)
 {
     return value ? text(name, std::string_view(*value)) : null(name);
+}
+
+JsonLine& JsonLine::boolean(std::string_view name, bool value)
+{
+    key(name);
+    members_ += value ? "true" : "false";
+    return *this;
 }
 
 JsonLine& JsonLine::integer(std::string_view name, std::uint64_t value)

@@ -16,8 +16,9 @@ public:
     JsonLine& text(std::string_view key, std::string_view value);
     /// Null when absent.
     JsonLine& text(std::string_view key, const std::optional<std::string>& value);
+    JsonLine& boolean(std::string_view key, bool value);
     JsonLine& integer(std::string_view key, std::uint64_t value);
-    /// With 17 significant digits; null when not finite or absent.
+    /// With the fewest digits that give the same number back; null when not finite or absent.
     JsonLine& number(std::string_view key, std::optional<double> value);
     JsonLine& numbers(std::string_view key, std::span<const double> values);
     JsonLine& null(std::string_view key);

@@ -44,6 +44,8 @@ constexpr std::array<std::pair<std::string_view, CameraConfiguration::SessionPre
 
 constexpr std::array<std::pair<std::string_view, bool>, 2> cameras{{{"back", false}, {"front", true}}};
 
+constexpr const char* commandNames = "devices, frames and motion";
+
 /// Goes through the arguments and keeps the first thing that is wrong.
 class Reader {
 public:
@@ -89,13 +91,27 @@ public:
 
     [[nodiscard]] double positiveSeconds(std::string_view option)
     {
+        return number(
+            option, "a number of seconds above 0", [](double value) { return value > 0 && value <= 1e9; });
+    }
+
+    /// A finite number that `isGood` takes; `what` says which these are.
+    template <typename IsGood>
+    [[nodiscard]] double number(std::string_view option, const char* what, IsGood isGood)
+    {
         const std::string given = text(option);
-        double number = 0;
-        const auto result = std::from_chars(given.data(), given.data() + given.size(), number);
-        if (result.ec != std::errc{} || result.ptr != given.data() + given.size() || !(number > 0)
-            || !std::isfinite(number) || number > 1e9)
-            fail(std::string(option) + ": '" + given + "' is not a number of seconds above 0");
-        return number;
+        double value = 0;
+        const auto result = std::from_chars(given.data(), given.data() + given.size(), value);
+        if (result.ec != std::errc{} || result.ptr != given.data() + given.size() || !std::isfinite(value)
+            || !isGood(value))
+            fail(std::string(option).append(": '").append(given).append("' is not ").append(what));
+        return value;
+    }
+
+    void failOption(std::string_view option, std::string_view command)
+    {
+        fail(std::string("'").append(option).append("' is no option of ").append(command)
+            + "; global options stand before the command; see --help");
     }
 
     void fail(std::string error)
@@ -112,36 +128,90 @@ private:
     std::optional<std::string> error_;
 };
 
+void readFramesOption(Reader& reader, std::string_view argument, Options& options)
+{
+    if (argument == "--camera")
+        options.useFrontCamera = reader.choice<bool>(argument, cameras);
+    else if (argument == "--count")
+        options.count = reader.positiveNumber(argument);
+    else if (argument == "--seconds")
+        options.seconds = reader.positiveSeconds(argument);
+    else if (argument == "--save-every")
+        options.saveEvery = reader.positiveNumber(argument);
+    else if (argument == "--contact-sheet")
+        options.contactSheet = reader.text(argument);
+    else if (argument == "--motion")
+        options.motion.logFile = reader.text(argument);
+    else
+        reader.failOption(argument, "frames");
+}
+
+void readMotionOption(Reader& reader, std::string_view argument, MotionOptions& motion)
+{
+    if (argument == "--stability")
+        motion.stability = true;
+    else if (argument == "--threshold")
+        motion.threshold = reader.number(
+            argument, "a number of radians per second, 0 or more", [](double value) { return value >= 0; });
+    else if (argument == "--duration")
+        motion.duration = reader.positiveSeconds(argument);
+    else if (argument == "--facing-angle")
+        motion.facingAngle = true;
+    else if (argument == "--angle")
+        motion.angle = reader.number(argument, "a number of degrees", [](double) { return true; });
+    else if (argument == "--real-time")
+        motion.realTime = true;
+    else if (argument == "--plot")
+        motion.plot = reader.text(argument);
+    else if (argument.starts_with("-") || motion.logFile || motion.useSensors)
+        reader.failOption(argument, "motion");
+    else if (argument == "sensor")
+        motion.useSensors = true;
+    else
+        motion.logFile = argument;
+}
+
+void checkMotion(Reader& reader, const Options& options)
+{
+    const MotionOptions& motion = options.motion;
+    if (!motion.logFile && !motion.useSensors)
+        reader.fail("motion needs a log, or 'sensor' for the sensors of this machine; see --help");
+    else if (motion.useSensors && options.backend == Backend::simulated)
+        reader.fail("the simulated back end has no sensors of this machine: give it a log");
+    else if (motion.useSensors && motion.plot)
+        reader.fail("--plot draws a log");
+    else if (motion.realTime && options.backend == Backend::simulated)
+        reader.fail("the simulated back end has no real time: --real-time goes with --backend host");
+}
+
 void readCommand(Reader& reader, std::string_view name, Options& options)
 {
     if (name == "devices") {
         options.command = Command::devices;
     } else if (name == "frames") {
         options.command = Command::frames;
+    } else if (name == "motion") {
+        options.command = Command::motion;
     } else if (name == "help") {
         return;
     } else {
-        reader.fail(std::string("'").append(name) + "' is no command: devices and frames are; see --help");
+        reader.fail(std::string("'").append(name) + "' is no command: " + commandNames + " are; see --help");
         return;
     }
     while (const auto argument = reader.next()) {
-        const bool frames = options.command == Command::frames;
-        if (*argument == "--help")
+        if (*argument == "--help") {
             options.command = Command::help;
-        else if (frames && *argument == "--camera")
-            options.useFrontCamera = reader.choice<bool>(*argument, cameras);
-        else if (frames && *argument == "--count")
-            options.count = reader.positiveNumber(*argument);
-        else if (frames && *argument == "--seconds")
-            options.seconds = reader.positiveSeconds(*argument);
-        else if (frames && *argument == "--save-every")
-            options.saveEvery = reader.positiveNumber(*argument);
-        else if (frames && *argument == "--contact-sheet")
-            options.contactSheet = reader.text(*argument);
+            return;
+        }
+        if (options.command == Command::frames)
+            readFramesOption(reader, *argument, options);
+        else if (options.command == Command::motion)
+            readMotionOption(reader, *argument, options.motion);
         else
-            reader.fail(std::string("'").append(*argument) + "' is no option of " + std::string(name)
-                + "; global options stand before the command; see --help");
+            reader.failOption(*argument, name);
     }
+    if (options.command == Command::motion)
+        checkMotion(reader, options);
 }
 
 } // namespace
@@ -179,7 +249,7 @@ std::expected<Options, std::string> parseOptions(std::span<const char* const> ar
         }
     }
     if (!reader.error() && !hasCommand)
-        reader.fail("a command is missing: devices or frames; see --help");
+        reader.fail(std::string("a command is missing: ") + commandNames + "; see --help");
     if (!reader.error() && options.backend == Backend::simulated && (options.back || options.front))
         reader.fail("the simulated back end has its own cameras: --back and --front go with --backend host");
     if (reader.error())
@@ -191,7 +261,7 @@ std::string_view helpText()
 {
     return R"(Usage: tamsel-capture [global options] COMMAND [options]
 
-Runs a camera session the way a capture screen does and shows what reaches the screen.
+Runs a camera session or motion detection the way a capture screen does, and shows what reaches the screen.
 
 Commands
   devices                     the cameras that are there, as a table
@@ -201,6 +271,16 @@ Commands
     --seconds S               end after S seconds
     --save-every K            save every K-th frame as PNG into the folder of --out
     --contact-sheet FILE.png  a picture of evenly spaced frames
+    --motion LOG              tell motion verdicts beside the frames, of a log that is replayed meanwhile
+  motion LOG|sensor           tell whether the device is held still and tilted far enough, of a log, or of
+                              the sensors of this machine; both verdicts unless told otherwise
+    --stability               held still: rotation rates within the threshold of each other
+      --threshold R           radians per second (0.3)
+      --duration S            for how long, in seconds (0.8)
+    --facing-angle            tilted far enough
+      --angle DEG             degrees of pitch (45)
+    --real-time               replay at the log's own pace, not as fast as possible
+    --plot FILE.svg           a picture of the log and the verdicts
 
 Global options, before the command
   --backend host|simulated    real inputs (default), or a scripted phone on virtual time
@@ -224,6 +304,7 @@ used; 130 interrupted.
 Examples
   tamsel-capture --back clip.mp4 frames --count 60 --contact-sheet sheet.png
   tamsel-capture --front /dev/video0 --json frames --camera front --seconds 5
+  tamsel-capture motion walk.csv --plot walk.svg
 )";
 }
 

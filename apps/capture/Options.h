@@ -3,8 +3,11 @@
 #include <tamsel/camera/CameraConfiguration.h>
 #include <tamsel/platform/UIDevice.h>
 
+#include <engine/motion/MotionLog.h>
+
 #include <cstdint>
 #include <expected>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -13,7 +16,21 @@
 namespace tamsel::capture {
 
 enum class Backend : std::uint8_t { host, simulated };
-enum class Command : std::uint8_t { help, devices, frames };
+enum class Command : std::uint8_t { help, devices, frames, motion };
+
+/// What the command line asks of motion detection.
+struct MotionOptions {
+    std::optional<std::string> logFile;
+    std::shared_ptr<const engine::MotionLog> log; ///< what the file says
+    bool useSensors = false; ///< of the machine, in place of a log
+    bool stability = false;
+    bool facingAngle = false;
+    double threshold = 0.3; ///< radians per second
+    double duration = 0.8; ///< seconds
+    double angle = 45; ///< degrees
+    bool realTime = false;
+    std::optional<std::string> plot;
+};
 
 /// What the command line asks for.
 struct Options {
@@ -32,6 +49,14 @@ struct Options {
     std::optional<double> seconds;
     std::optional<std::uint64_t> saveEvery;
     std::optional<std::string> contactSheet;
+    MotionOptions motion;
+
+    /// A log on its own needs no real clock.
+    [[nodiscard]] bool isOnVirtualTime() const
+    {
+        return backend == Backend::simulated
+            || (command == Command::motion && motion.log && !motion.realTime);
+    }
 };
 
 /// Without the program's name. The error is one line that says what is wrong.

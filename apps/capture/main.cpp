@@ -1,6 +1,7 @@
 #include "Environment.h"
 #include "FramesCommand.h"
 #include "JsonLine.h"
+#include "MotionCommand.h"
 #include "Options.h"
 
 #include <cstdio>
@@ -45,7 +46,7 @@ ExitStatus listDevices(const Options& options, Environment& environment)
 
 ExitStatus run(std::span<const char* const> arguments)
 {
-    const auto options = parseOptions(arguments);
+    auto options = parseOptions(arguments);
     if (!options) {
         std::fprintf(stderr, "tamsel-capture: %s\n", options.error().c_str());
         return ExitStatus::unusable;
@@ -54,6 +55,14 @@ ExitStatus run(std::span<const char* const> arguments)
         std::fwrite(helpText().data(), 1, helpText().size(), stdout);
         return ExitStatus::done;
     }
+    if (options->motion.logFile) {
+        auto log = engine::MotionLog::read(*options->motion.logFile);
+        if (!log) {
+            std::fprintf(stderr, "tamsel-capture: %s\n", log.error().localizedDescription.c_str());
+            return ExitStatus::unusable;
+        }
+        options->motion.log = std::move(*log);
+    }
     const auto environment = makeEnvironment(*options);
     if (!environment) {
         std::fprintf(stderr, "tamsel-capture: %s\n", environment.error().c_str());
@@ -61,6 +70,8 @@ ExitStatus run(std::span<const char* const> arguments)
     }
     if (options->command == Command::devices)
         return listDevices(*options, **environment);
+    if (options->command == Command::motion)
+        return std::make_shared<MotionCommand>(*options, **environment)->run();
     return std::make_shared<FramesCommand>(*options, **environment)->run();
 }
 

@@ -117,7 +117,8 @@ struct Host::Parts {
     {
         add(configuration.backCamera, AVCaptureDevicePosition::back);
         add(configuration.frontCamera, AVCaptureDevicePosition::front);
-        motion.emplace(*dispatch, clock, makeMotionDriver());
+        motion.emplace(*dispatch, clock,
+            configuration.motionLog ? std::make_shared<engine::LogMotion>(configuration.motionLog) : nullptr);
         std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
         drivers.reserve(cameras.size());
         for (const HostCamera& camera : cameras)
@@ -152,19 +153,6 @@ struct Host::Parts {
             cameras.push_back(std::move(*camera));
         else
             lines.writeLine(camera.error().localizedDescription);
-    }
-
-    /// Absent when there are no motion sensors.
-    std::shared_ptr<engine::MotionDriver> makeMotionDriver()
-    {
-        if (!configuration.motionLog)
-            return nullptr;
-        auto log = engine::MotionLog::read(*configuration.motionLog);
-        if (log)
-            return std::make_shared<engine::LogMotion>(
-                std::make_shared<const engine::MotionLog>(std::move(*log)));
-        lines.writeLine(log.error().localizedDescription);
-        return nullptr;
     }
 
     [[nodiscard]] AVAuthorizationStatus authorization(AVMediaType type) const

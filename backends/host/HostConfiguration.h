@@ -2,6 +2,8 @@
 
 #include <host/v4l2/V4L2Calls.h>
 
+#include <engine/motion/MotionLog.h>
+
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/AVCaptureOutput.h>
 #include <tamsel/platform/Geometry.h>
@@ -35,9 +37,9 @@ struct HostConfiguration {
     std::optional<HostInput> backCamera = std::nullopt;
     std::optional<HostInput> frontCamera = std::nullopt;
 
-    /// A log of motion sensors (`engine::MotionLog`), replayed in real time from the moment when the first stream starts.
-    /// Without one, or when it cannot be read, which is told as a diagnostic line, there are no motion services.
-    std::optional<std::string> motionLog = std::nullopt;
+    /// What motion sensors have recorded, replayed in real time from the moment when the first stream starts. Without it
+    /// there are no motion services.
+    std::shared_ptr<const engine::MotionLog> motionLog = nullptr;
 
     /// A policy that stands above what the inputs say. Without it video is authorised when a camera is readable, and
     /// denied when cameras are there and none of them is.

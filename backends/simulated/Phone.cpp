@@ -200,8 +200,10 @@ bool Phone::runUntil(const std::function<bool()>& condition, nanoseconds limit)
 {
     const nanoseconds end = parts_->scheduler.monotonic() + limit;
     while (!condition()) {
-        if (!parts_->scheduler.step() && !parts_->scheduler.advanceToNext(end))
-            return false;
+        if (parts_->scheduler.step() || parts_->scheduler.advanceToNext(end))
+            continue;
+        parts_->scheduler.pass(end - parts_->scheduler.monotonic());
+        return false;
     }
     return true;
 }

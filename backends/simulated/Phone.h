@@ -64,7 +64,7 @@ public:
     void run();
     /// Moves the time on, and runs everything that comes up to then.
     void advance(std::chrono::nanoseconds duration);
-    /// Runs until the condition holds; false when it did not within the limit, or nothing more can happen.
+    /// Runs until the condition holds; false when the limit has passed before.
     bool runUntil(
         const std::function<bool()>& condition, std::chrono::nanoseconds limit = std::chrono::minutes(1));
     [[nodiscard]] std::chrono::nanoseconds now() const;

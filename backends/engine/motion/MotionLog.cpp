@@ -136,11 +136,11 @@ class Reader {
 public:
     Reader(std::istream& stream, std::string name) : stream_(stream), name_(std::move(name)) { }
 
-    std::expected<MotionLog, Error> read()
+    std::expected<std::shared_ptr<const MotionLog>, Error> read()
     {
         std::string line;
         if (!nextLine(line))
-            return failure("the log is empty");
+            return failure(isTooLong_ ? tooLong : "the log is empty");
         if (auto understood = readHeader(line); !understood)
             return std::unexpected(std::move(understood.error()));
         std::vector<MotionLog::Row> rows;
@@ -153,12 +153,13 @@ public:
             rows.push_back(*row);
         }
         if (isTooLong_)
-            return failure("the line is too long for a log");
+            return failure(tooLong);
         if (stream_.bad())
             return failure("cannot be read");
         if (rows.empty())
             return failure("the log has no samples");
-        return MotionLog(std::move(rows), hasPitch_, static_cast<double>(firstTime_.value_or(0)));
+        return std::make_shared<const MotionLog>(
+            std::move(rows), hasPitch_, static_cast<double>(firstTime_.value_or(0)));
     }
 
     [[nodiscard]] std::unexpected<Error> failure(const std::string& what) const
@@ -290,6 +291,8 @@ private:
         return failure(field.empty() ? "a number is missing" : inQuotes(field) + " is not a number");
     }
 
+    static constexpr const char* tooLong = "the line is too long for a log";
+
     std::istream& stream_;
     const std::string name_;
     int lineNumber_ = 0;
@@ -305,7 +308,7 @@ private:
 
 } // namespace
 
-std::expected<MotionLog, Error> MotionLog::read(const std::string& file)
+std::expected<std::shared_ptr<const MotionLog>, Error> MotionLog::read(const std::string& file)
 {
     std::ifstream stream(file);
     if (!stream || stream.peek() == std::ifstream::traits_type::eof()) {
@@ -315,7 +318,8 @@ std::expected<MotionLog, Error> MotionLog::read(const std::string& file)
     return parse(stream, file);
 }
 
-std::expected<MotionLog, Error> MotionLog::parse(std::istream& stream, const std::string& name)
+std::expected<std::shared_ptr<const MotionLog>, Error> MotionLog::parse(
+    std::istream& stream, const std::string& name)
 {
     return Reader(stream, name).read();
 }

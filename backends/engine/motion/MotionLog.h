@@ -6,6 +6,7 @@
 #include <chrono>
 #include <expected>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,9 +28,10 @@ public:
     };
 
     /// The error is one line, "FILE:LINE: what is wrong". The whole log is refused: no sample is ever made up.
-    [[nodiscard]] static std::expected<MotionLog, platform::Error> read(const std::string& file);
+    [[nodiscard]] static std::expected<std::shared_ptr<const MotionLog>, platform::Error> read(
+        const std::string& file);
     /// The same from a stream; `name` stands for the file in errors.
-    [[nodiscard]] static std::expected<MotionLog, platform::Error> parse(
+    [[nodiscard]] static std::expected<std::shared_ptr<const MotionLog>, platform::Error> parse(
         std::istream& stream, const std::string& name);
 
     /// Rows in the order of their offsets, of which the first is 0; at least one.

@@ -18,6 +18,11 @@ constexpr double defaultThreshold = 0.3; // radians per second
 constexpr double defaultDuration = 0.8; // seconds
 constexpr double defaultAngle = 45.0; // degrees
 
+SourceError sourceError(const MotionHelperError& error)
+{
+    return SourceError(std::in_place_type<MotionHelperError>, error);
+}
+
 } // namespace
 
 void OvriSourceManager::makeMotionHelper(const std::vector<SourceType>& types)
@@ -69,7 +74,7 @@ void OvriSourceManager::replaceWorker(
                 return;
             if (!outcome) {
                 if (const std::shared_ptr<OvriSourceToSession> session = self->delegate())
-                    session->sourceManagerDidGetSourceError(*self, outcome.error());
+                    session->sourceManagerDidGetSourceError(*self, sourceError(outcome.error()));
             } else if (const std::shared_ptr<OvriMotionSourceDelegate> receiver = self->motionDelegate()) {
                 ((*receiver).*tellVerdict)(*self, *outcome);
             }

@@ -1,0 +1,101 @@
+#include "MotionCommand.h"
+
+#include "MotionPlot.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+
+namespace tamsel::capture {
+
+using namespace std::chrono_literals;
+using namespace platform;
+using std::chrono::nanoseconds;
+
+namespace {
+
+constexpr auto statusInterval = 250ms;
+/// After the log's last row: for what is still under way.
+constexpr auto settleTime = 500ms;
+
+double seconds(nanoseconds duration)
+{
+    return std::chrono::duration<double>(duration).count();
+}
+
+} // namespace
+
+MotionCommand::MotionCommand(const Options& options, Environment& environment)
+    : options_(options),
+      environment_(environment),
+      console_(options.json),
+      teller_(std::make_shared<MotionTeller>(console_, environment.platform().clock, options.motion.log))
+{
+}
+
+void MotionCommand::sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/, const SourceError& error)
+{
+    if (const auto* motionError = std::get_if<MotionHelperError>(&error))
+        console_.fail(*motionError);
+}
+
+std::optional<nanoseconds> MotionCommand::length() const
+{
+    if (!teller_->expectsVerdicts())
+        return settleTime; // nothing but errors will come
+    if (!options_.motion.log)
+        return std::nullopt;
+    return options_.motion.log->length() + settleTime;
+}
+
+void MotionCommand::drawPlot()
+{
+    if (!options_.motion.plot)
+        return;
+    std::ofstream file(*options_.motion.plot, std::ios::binary);
+    file << drawMotion(*options_.motion.log, options_.motion, teller_->verdicts());
+    file.close();
+    if (!file)
+        console_.fail("cannot write " + *options_.motion.plot);
+}
+
+ExitStatus MotionCommand::run()
+{
+    Platform& platform = environment_.platform();
+    auto manager = OvriSourceManager::create({SourceType::stability(), SourceType::facingAngle()},
+        options_.preset, environment_.makeQueue("org.tamsel.capture.response"), platform);
+    manager->setDelegate(weak_from_this());
+    RunLoop& loop = platform.runLoops.current();
+    const nanoseconds start = platform.clock.monotonic();
+    teller_->start(*manager, teller_, options_.motion);
+
+    bool isInterrupted = false;
+    bool isOver = false;
+    const std::optional<nanoseconds> limit = length();
+    if (limit)
+        loop.scheduleTimer(*limit, false, [&](Timer&) { isOver = true; });
+    std::shared_ptr<Timer> status;
+    if (options_.motion.realTime && !options_.json && isatty(STDERR_FILENO) != 0) {
+        status = loop.scheduleTimer(statusInterval, true, [&](Timer&) {
+            std::fprintf(stderr, "\r%.1f s ", seconds(platform.clock.monotonic() - start));
+            if (limit)
+                std::fprintf(stderr, "of %.1f s ", seconds(*limit - settleTime));
+        });
+    }
+    environment_.runUntil([&] { return isOver || isInterrupted; }, [&] { isInterrupted = true; });
+    if (status) {
+        status->invalidate();
+        std::fputc('\n', stderr);
+    }
+    manager->stopAllSessions();
+    manager = nullptr; // nothing is told from here on
+    drawPlot();
+    if (isInterrupted) {
+        console_.fail("interrupted");
+        return ExitStatus::interrupted;
+    }
+    return console_.hasFailed() ? ExitStatus::failed : ExitStatus::done;
+}
+
+} // namespace tamsel::capture

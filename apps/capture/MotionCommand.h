@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Console.h"
+#include "Environment.h"
+#include "MotionTeller.h"
+#include "Options.h"
+
+#include <memory>
+
+namespace tamsel::capture {
+
+/// Runs motion detection alone and tells its verdicts.
+class MotionCommand final : public OvriSourceToSession, public std::enable_shared_from_this<MotionCommand> {
+public:
+    MotionCommand(const Options& options, Environment& environment);
+
+    [[nodiscard]] ExitStatus run();
+
+    // On the response queue.
+    void sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error) override;
+
+private:
+    /// How long the verdicts are listened to; absent when until interrupted.
+    [[nodiscard]] std::optional<std::chrono::nanoseconds> length() const;
+    void drawPlot();
+
+    const Options options_;
+    Environment& environment_;
+    Console console_;
+    const std::shared_ptr<MotionTeller> teller_;
+};
+
+} // namespace tamsel::capture

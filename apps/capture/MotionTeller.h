@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Console.h"
+#include "Options.h"
+
+#include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/platform/RunLoop.h>
+
+#include <engine/motion/MotionLog.h>
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace tamsel::capture {
+
+/// One verdict, and when it came.
+struct MotionVerdict {
+    enum class Kind : std::uint8_t { stability, facingAngle };
+
+    Kind kind;
+    bool holds;
+    double time; ///< seconds on the log's own clock; since the start where there is no log
+};
+
+/// Tells motion verdicts as they come and keeps them.
+class MotionTeller final : public OvriMotionSourceDelegate {
+public:
+    /// `log` is absent when the machine's own sensors speak.
+    MotionTeller(Console& console, platform::Clock& clock, std::shared_ptr<const engine::MotionLog> log);
+
+    /// Starts the verdicts that the options ask for; by default those that the log has columns for.
+    void start(OvriSourceManager& manager, const std::shared_ptr<OvriMotionSourceDelegate>& self,
+        const MotionOptions& options);
+
+    /// True when at least one of the verdicts that were started can come.
+    [[nodiscard]] bool expectsVerdicts() const { return expectsVerdicts_; }
+    /// In the order in which they came.
+    [[nodiscard]] std::vector<MotionVerdict> verdicts() const;
+
+    // On the response queue.
+    void sourceManagerDidDetectStability(OvriSourceManager& manager, bool isStable) override;
+    void sourceManagerDidDetectFacingAngle(OvriSourceManager& manager, bool isFacing) override;
+
+private:
+    void tell(MotionVerdict::Kind kind, bool holds);
+
+    Console& console_;
+    platform::Clock& clock_;
+    const std::shared_ptr<const engine::MotionLog> log_;
+    std::chrono::nanoseconds start_{};
+    bool expectsVerdicts_ = false;
+    mutable std::mutex guard_;
+    std::vector<MotionVerdict> verdicts_;
+};
+
+/// In a few words, for example "held still".
+[[nodiscard]] const char* describe(MotionVerdict::Kind kind, bool holds);
+
+} // namespace tamsel::capture

@@ -1,0 +1,43 @@
+// Any bytes as a motion log: rows in order and finite numbers, or one line that says what is wrong.
+
+#include <engine/motion/MotionLog.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+using tamsel::engine::MotionLog;
+
+namespace {
+
+void require(bool condition)
+{
+    if (!condition)
+        std::abort();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    std::istringstream stream(std::string(data, data + size));
+    const auto log = MotionLog::parse(stream, "log");
+    if (!log) {
+        const std::string& line = log.error().localizedDescription;
+        require(line.starts_with("log:") && line.find('\n') == std::string::npos && line.size() < 200);
+        return 0;
+    }
+    const auto& rows = (*log)->rows();
+    require(!rows.empty() && rows.front().offset.count() == 0);
+    for (std::size_t index = 0; index < rows.size(); ++index) {
+        const MotionLog::Row& row = rows[index];
+        require(index == 0 || rows[index - 1].offset <= row.offset);
+        for (const double value : {row.rotationRate.x, row.rotationRate.y, row.rotationRate.z, row.pitch})
+            require(std::isfinite(value));
+        require((*log)->rowAt(row.offset) != nullptr);
+    }
+    return 0;
+}

@@ -1,0 +1,182 @@
+#include <engine/motion/MotionLog.h>
+
+#include <simulated/Phone.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <sstream>
+
+namespace tamsel::tests {
+
+using namespace std::chrono_literals;
+using engine::MotionLog;
+
+namespace {
+
+std::expected<std::shared_ptr<const MotionLog>, platform::Error> parsed(const std::string& text)
+{
+    std::istringstream stream(text);
+    return MotionLog::parse(stream, "walk.csv");
+}
+
+std::string errorOf(const std::string& text)
+{
+    const auto log = parsed(text);
+    return log ? "no error" : log.error().localizedDescription;
+}
+
+/// The log of a text that is good.
+std::shared_ptr<const MotionLog> logOf(const std::string& text)
+{
+    const auto log = parsed(text);
+    EXPECT_TRUE(log.has_value()) << log.error().localizedDescription;
+    return log ? *log : std::make_shared<const MotionLog>(std::vector<MotionLog::Row>(1), false);
+}
+
+} // namespace
+
+TEST(MotionLog, ReadsTheColumnsThatTheHeaderNames)
+{
+    for (const char* text : {
+             "t,x,y,z\n0.5,1,-2,3e-1\n0.51,4,5,6\n",
+             "\"Time (s)\",\"X (rad/s)\",\"Y (rad/s)\",\"Z "
+             "(rad/s)\"\r\n5.0E-1,1.0E0,-2,3.0E-1\r\n5.1E-1,4,5,6",
+             "z;other;y;timestamp;x\n.3;a b;-2;0.5;+1\n6;;5;0.51;4\n\n",
+             "\xEF\xBB\xBFrotationRate.y\trotationRate.x\tTIME "
+             "[s]\trotation_rate_z\n-2\t1\t0.5\t0.3\n5\t4\t0.51\t6",
+             "# recorded by a test\n\nt, x, y, z, note\n 0.5 , 1, -2, 0.3, \"a, \"\"b\"\"\"\n# in "
+             "between\n0.51,4,5,6,\n",
+         }) {
+        const auto log = logOf(text);
+        EXPECT_EQ(log->firstTime(), 0.5);
+        ASSERT_EQ(log->rows().size(), 2U) << text;
+        EXPECT_EQ(log->rows()[0].rotationRate, (platform::CMRotationRate{1, -2, 0.3}));
+        EXPECT_EQ(log->rows()[1].rotationRate, (platform::CMRotationRate{4, 5, 6}));
+        EXPECT_EQ(log->rows()[0].offset, 0ns);
+        EXPECT_EQ(log->rows()[1].offset, 10ms);
+        EXPECT_FALSE(log->hasPitch());
+    }
+    const auto since1970 = logOf("t,x,y,z\n1700000000.000000001,0,0,0\n1700000000.2,0,0,0\n");
+    EXPECT_EQ(since1970->length(), 199'999'999ns) << "to the nanosecond";
+}
+
+TEST(MotionLog, TakesPitchFromItsColumnOrElseFromTheAttitude)
+{
+    const auto quaternion = logOf("t,x,y,z,attitude.w,attitude.z,attitude.y,attitude.x,derived_pitch_rad\n"
+                                  "0,0,0,0,1,0,0,0,9\n"
+                                  "1,0,0,0,0.9238795325112867,0,0,0.3826834323650898,9\n"
+                                  "2,0,0,0,0.5,0.5,0.5,-0.5,9\n"
+                                  "3,0,0,0,0.5,0.5000001,0.5000001,0.5,9\n"
+                                  "4,0,0,0,0.6,0,0.8,0,9\n");
+    ASSERT_TRUE(quaternion->hasPitch());
+    EXPECT_EQ(quaternion->rows()[0].pitch, 0);
+    EXPECT_NEAR(quaternion->rows()[1].pitch, std::numbers::pi / 4, 1e-15);
+    EXPECT_EQ(quaternion->rows()[2].pitch, 0);
+    EXPECT_EQ(quaternion->rows()[3].pitch, std::numbers::pi / 2) << "rounding leads no further than up";
+    EXPECT_EQ(quaternion->rows()[4].pitch, 0) << "turned about y alone";
+    const auto column = logOf("pitch (rad),t,x,y,z,qx,qy,qz,qw\n0.25,0,0,0,0,none,at,all,0\n");
+    EXPECT_TRUE(column->hasPitch());
+    EXPECT_EQ(column->rows()[0].pitch, 0.25);
+}
+
+TEST(MotionLog, RefusesWhatIsNotALogInOneLineThatSaysWhere)
+{
+    EXPECT_EQ(errorOf(""), "walk.csv:1: the log is empty");
+    EXPECT_EQ(errorOf("\n\n"), "walk.csv:2: the log is empty");
+    EXPECT_EQ(errorOf("t,x,y,z"), "walk.csv:1: the log has no samples");
+    EXPECT_EQ(errorOf("x,y,z\n1,2,3"), "walk.csv:1: no column for the time");
+    EXPECT_EQ(errorOf("t,x,y\n1,2,3"), "walk.csv:1: no column for the rotation rate z");
+    EXPECT_EQ(errorOf("t,pitch\n1,2"), "walk.csv:1: no column for the rotation rate x");
+    EXPECT_EQ(errorOf("0,1,2,3\n0,1,2,3"), "walk.csv:1: no column for the time");
+    EXPECT_EQ(errorOf("t,x,y,z,qx,qy,qz\n0,0,0,0,0,0,0"),
+        "walk.csv:1: the attitude needs four columns: x, y, z and w");
+    EXPECT_EQ(errorOf("t,time,x,y,z\n"), "walk.csv:1: column 'time' says the same as an earlier one");
+    EXPECT_EQ(errorOf("Time (ms),x,y,z\n"), "walk.csv:1: column 'Time (ms)' is not in s");
+    EXPECT_EQ(errorOf("t,x (deg/s),y,z\n"), "walk.csv:1: column 'x (deg/s)' is not in rad/s");
+    EXPECT_EQ(errorOf("t,x,y,z,Pitch (deg)\n"), "walk.csv:1: column 'Pitch (deg)' is not in rad");
+    const std::string header = "t,x,y,z\n0,0,0,0\n";
+    EXPECT_EQ(errorOf(header + "1,0,fast,0\n"), "walk.csv:3: 'fast' is not a number");
+    EXPECT_EQ(errorOf(header + "1,0,,0\n"), "walk.csv:3: a number is missing");
+    for (const char* number : {"nan", "-inf", "1e999", "0x10", "1,5", "--1", "+-1", "1 2", "1.2.3", "\"1"})
+        EXPECT_TRUE(errorOf(header + "1,0,0," + number + "\n").starts_with("walk.csv:3: ")) << number;
+    EXPECT_EQ(errorOf(header + "nan,0,0,0\n"), "walk.csv:3: 'nan' is not a number");
+    EXPECT_EQ(errorOf(header + "1,0,0\n"), "walk.csv:3: the line has 3 fields, the header 4");
+    EXPECT_EQ(errorOf(header + "\n2,0,0,0\n1.999999,0,0,0\n"), "walk.csv:5: time runs backwards");
+    EXPECT_EQ(errorOf(header + "1e18,0,0,0\n"), "walk.csv:3: the time is too far from the first");
+    EXPECT_EQ(errorOf(header + "1,0,0,\x1b[31m\n"), "walk.csv:3: '?[31m' is not a number");
+    EXPECT_EQ(errorOf(header + std::string(100'000, ',')), "walk.csv:3: the line is too long for a log");
+    EXPECT_EQ(errorOf(std::string(100'000, '\0')), "walk.csv:1: the line is too long for a log");
+    EXPECT_EQ(errorOf(header + std::string("1,0,0,1\0", 8) + "\n").substr(0, 11), "walk.csv:3:");
+    EXPECT_EQ(logOf(header + "0,0,0,0\n")->rows().size(), 2U) << "time may stand still";
+    EXPECT_EQ(MotionLog::read("/nowhere/walk.csv").error().localizedDescription,
+        "/nowhere/walk.csv:1: cannot be read");
+    EXPECT_EQ(MotionLog::read("/").error().localizedDescription, "/:1: cannot be read");
+    EXPECT_EQ(MotionLog::read("/dev/null").error().localizedDescription, "/dev/null:1: the log is empty");
+}
+
+TEST(MotionLog, GivesTheNewestRowThatIsNotLater)
+{
+    const auto log = logOf("t,x,y,z\n7,1,0,0\n7.1,2,0,0\n7.1,3,0,0\n7.4,4,0,0\n");
+    const auto rateAt = [&](std::chrono::nanoseconds offset) {
+        const MotionLog::Row* row = log->rowAt(offset);
+        return row ? row->rotationRate.x : -1;
+    };
+    EXPECT_EQ(rateAt(-1ns), -1);
+    EXPECT_EQ(rateAt(0ns), 1);
+    EXPECT_EQ(rateAt(100ms - 1ns), 1);
+    EXPECT_EQ(rateAt(100ms), 3) << "of two at the same time the later line";
+    EXPECT_EQ(rateAt(400ms - 1ns), 3);
+    EXPECT_EQ(rateAt(400ms), 4);
+    EXPECT_EQ(rateAt(400ms + 1ns), -1) << "nothing is made up after the end";
+}
+
+namespace {
+
+/// The times and values of what the gyroscope of a phone says.
+struct Listener {
+    explicit Listener(simulated::PhoneConfiguration configuration)
+        : phone(std::move(configuration)),
+          queue(phone.makeQueue("samples")),
+          manager(phone.platform().motion.makeMotionManager())
+    {
+    }
+    void listen()
+    {
+        manager->startGyroUpdates(
+            queue, [this](const std::optional<platform::CMGyroData>& sample, const auto& /*error*/) {
+                heard.push_back({std::chrono::duration_cast<std::chrono::milliseconds>(phone.now()).count(),
+                    sample->rotationRate.x, sample->timestamp});
+            });
+    }
+
+    using Heard = std::vector<std::tuple<std::int64_t, double, double>>;
+    simulated::Phone phone;
+    std::shared_ptr<platform::DispatchQueue> queue;
+    std::shared_ptr<platform::CMMotionManager> manager;
+    Heard heard;
+};
+
+} // namespace
+
+TEST(MotionLog, IsReplayedFromTheFirstStartAtThePaceOfTheStream)
+{
+    Listener listener({.motionLog = logOf("t,x,y,z\n7,1,0,0\n7.15,2,0,0\n7.2,3,0,0\n7.65,4,0,0\n")});
+    EXPECT_TRUE(listener.manager->isGyroAvailable());
+    EXPECT_FALSE(listener.manager->isDeviceMotionAvailable());
+    listener.phone.advance(1s); // nobody listens, so the log has not begun
+    listener.manager->setGyroUpdateInterval(0.1);
+    listener.listen();
+    listener.phone.advance(350ms);
+    EXPECT_EQ(listener.heard, (Listener::Heard{{1100, 1, 7}, {1200, 3, 7.2}, {1300, 3, 7.2}}));
+    listener.manager->stopGyroUpdates();
+    listener.heard.clear();
+    listener.phone.advance(30ms);
+    listener.listen();
+    listener.phone.advance(1s);
+    EXPECT_EQ(listener.heard, (Listener::Heard{{1480, 3, 7.2}, {1580, 3, 7.2}}))
+        << "the log has gone on meanwhile, and ends with its last row, which no tick met";
+}
+
+} // namespace tamsel::tests
