@@ -74,6 +74,21 @@ struct Range {
     double high;
 };
 
+/// The multiples of a nice step within a range.
+std::vector<double> marks(const Range& range, double count)
+{
+    const double step = niceStep(std::max(range.high - range.low, 1e-9), count);
+    const double start = std::ceil(range.low / step);
+    std::vector<double> result;
+    for (int index = 0; index < 3 * static_cast<int>(count); ++index) {
+        const double mark = (start + index) * step;
+        if (mark > range.high)
+            break;
+        result.push_back(mark == 0 ? 0 : mark); // without a sign
+    }
+    return result;
+}
+
 /// The picture, from the top down.
 class Plot {
 public:
@@ -97,11 +112,9 @@ public:
         const auto y = [&](double value) {
             return top_ + panelHeight * (values.high - value) / (values.high - values.low);
         };
-        const double step = niceStep(values.high - values.low, 5);
-        for (double mark = std::ceil(values.low / step) * step; mark <= values.high; mark += step) {
+        for (const double mark : marks(values, 5)) {
             body_ += line(left, y(mark), right, y(mark), "stroke-opacity=\"0.25\"");
-            body_ += label(
-                left - 8, y(mark) + 4, "end", formatted("%.6g", std::abs(mark) < step / 2 ? 0 : mark));
+            body_ += label(left - 8, y(mark) + 4, "end", formatted("%.6g", mark));
         }
         for (std::size_t index = 0; index < curves.size(); ++index)
             body_ += curve(curves[index], y, axisColours[index % axisColours.size()]);
@@ -140,12 +153,10 @@ public:
 
     [[nodiscard]] std::string finish()
     {
-        const double step = niceStep(std::max(times_.high - times_.low, 1e-9), 10);
         const double axis = top_ - gap + 6;
-        for (double mark = std::ceil(times_.low / step) * step; mark <= times_.high; mark += step) {
+        for (const double mark : marks(times_, 10)) {
             body_ += line(x(mark), axis, x(mark), axis + 6, "");
-            body_ += label(
-                x(mark), axis + 20, "middle", formatted("%.6g s", std::abs(mark) < step / 2 ? 0 : mark));
+            body_ += label(x(mark), axis + 20, "middle", formatted("%.6g s", mark));
         }
         const double height = axis + 30;
         return formatted("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %.0f %.0f\" width=\"%.0f\" "

@@ -130,7 +130,10 @@ TEST(MotionDetection, ReplacesTheWorkerOfAKind)
     screen.manager->stopMotionWorkers();
     EXPECT_EQ(screen.calls(), Texts{});
     screen.detect(both);
-    screen.calls();
+    EXPECT_EQ(screen.calls(),
+        (Texts{"setDeviceMotionUpdateInterval 0.2", "startDeviceMotionUpdates", "setGyroUpdateInterval 0.2",
+            "startGyroUpdates", "setDeviceMotionUpdateInterval 0.2"}))
+        << "nobody is unregistered who has left already";
     screen.manager->stopAllSessions();
     EXPECT_EQ(screen.calls(),
         (Texts{"stopGyroUpdates", "setDeviceMotionUpdateInterval 0.2", "stopDeviceMotionUpdates"}))

@@ -251,6 +251,9 @@ TEST(StabilityWorker, PassesOnEachMissingSampleAndNothingElseChanges)
     }
     EXPECT_EQ(stability.worker.latestStableTimestamp(), 10.25);
     EXPECT_EQ(stability.sample(11.25), "+");
+    stability.worker.handleGyroData(std::nullopt, broken);
+    EXPECT_EQ(stability.take(), "!");
+    EXPECT_EQ(stability.sample(11.5), "") << "the verdict stands";
     stability.worker.handleGyroData(CMGyroData{}, broken);
     EXPECT_EQ(stability.take(), "") << "a sample counts, whatever came with it";
 }
