@@ -97,6 +97,11 @@ TEST(MotionHelper, RunsEachStreamAtTheShortestIntervalThatAnyWorkerAsksFor)
     EXPECT_EQ(bench.calls(),
         (Texts{
             "setGyroUpdateInterval 0.1", "setDeviceMotionUpdateInterval 0.2", "startDeviceMotionUpdates"}));
+    bench.helper->unregisterWorker(bench.addStability(2));
+    EXPECT_EQ(bench.calls(),
+        (Texts{"setGyroUpdateInterval 0.1", "setDeviceMotionUpdateInterval 0.2", "setGyroUpdateInterval 0.1",
+            "setDeviceMotionUpdateInterval 0.2"}))
+        << "a slower one changes nothing, neither when it comes nor when it leaves";
     bench.helper->unregisterWorker(second);
     EXPECT_EQ(bench.calls(), (Texts{"setGyroUpdateInterval 0.2", "setDeviceMotionUpdateInterval 0.2"}));
     bench.helper->unregisterWorker(second);

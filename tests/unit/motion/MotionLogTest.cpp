@@ -179,4 +179,32 @@ TEST(MotionLog, IsReplayedFromTheFirstStartAtThePaceOfTheStream)
         << "the log has gone on meanwhile, and ends with its last row, which no tick met";
 }
 
+TEST(MotionStream, CountsItsTicksFromTheStartAndANewPaceFromTheLatestTick)
+{
+    Listener listener({});
+    const auto times = [&] {
+        std::vector<std::int64_t> result;
+        for (const auto& [time, rate, timestamp] : std::exchange(listener.heard, {}))
+            result.push_back(time);
+        return result;
+    };
+    using Times = std::vector<std::int64_t>;
+    listener.manager->setGyroUpdateInterval(0.1);
+    listener.listen();
+    listener.phone.advance(250ms);
+    listener.manager->setGyroUpdateInterval(0.1);
+    listener.listen();
+    listener.phone.advance(100ms);
+    EXPECT_EQ(times(), (Times{100, 200, 300})) << "neither the same pace nor a second start begins anew";
+    listener.manager->setGyroUpdateInterval(0.2);
+    listener.phone.advance(400ms);
+    EXPECT_EQ(times(), (Times{500, 700}));
+    listener.manager->setGyroUpdateInterval(0.02);
+    listener.phone.advance(45ms);
+    EXPECT_EQ(times(), (Times{750, 770, 790})) << "what would have been due already comes at once";
+    listener.manager->setGyroUpdateInterval(1e-9);
+    listener.phone.advance(1ms);
+    EXPECT_EQ(listener.heard.size(), 11U) << "no faster than every tenth of a millisecond";
+}
+
 } // namespace tamsel::tests
