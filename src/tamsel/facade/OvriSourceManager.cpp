@@ -70,9 +70,9 @@ std::expected<void, CameraError> OvriSourceManager::startSession(const SourceTyp
         return startCameraSession(
             Position::back, back->videoRecordingEnabled, minimumFocusObjectSize, std::move(previewView));
     }
-    if (type == SourceType::stability())
+    if (std::holds_alternative<SourceType::Stability>(type.value()))
         startStabilityDetection(configurations);
-    else if (type == SourceType::facingAngle())
+    else if (std::holds_alternative<SourceType::FacingAngle>(type.value()))
         startFacingAngleDetection(configurations);
     return {};
 }

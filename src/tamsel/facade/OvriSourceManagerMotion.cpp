@@ -18,6 +18,13 @@ constexpr double defaultThreshold = 0.3; // radians per second
 constexpr double defaultDuration = 0.8; // seconds
 constexpr double defaultAngle = 45.0; // degrees
 
+template <typename Case> bool contains(const std::vector<SourceType>& types)
+{
+    return std::ranges::any_of(
+        types, [](const SourceType& type) { return std::holds_alternative<Case>(type.value()); });
+}
+
+/// Spelled out: a conversion in the call makes g++ 12 warn of a value that it thinks unset.
 SourceError sourceError(const MotionHelperError& error)
 {
     return SourceError(std::in_place_type<MotionHelperError>, error);
@@ -28,7 +35,8 @@ SourceError sourceError(const MotionHelperError& error)
 void OvriSourceManager::makeMotionHelper(const std::vector<SourceType>& types)
 {
     for (const SourceType& type : types) {
-        if (type == SourceType::stability() || type == SourceType::facingAngle())
+        if (std::holds_alternative<SourceType::Stability>(type.value())
+            || std::holds_alternative<SourceType::FacingAngle>(type.value()))
             motionHelper_ = MotionHelper::create(responseQueue_, platform_);
     }
 }
@@ -37,9 +45,9 @@ void OvriSourceManager::startMotionDetection(const std::vector<SourceType>& sour
     std::weak_ptr<OvriMotionSourceDelegate> delegate, const Configurations& configurations)
 {
     setMotionDelegate(std::move(delegate));
-    if (std::ranges::find(sources, SourceType::facingAngle()) != sources.end())
+    if (contains<SourceType::FacingAngle>(sources))
         startFacingAngleDetection(configurations);
-    if (std::ranges::find(sources, SourceType::stability()) != sources.end())
+    if (contains<SourceType::Stability>(sources))
         startStabilityDetection(configurations);
 }
 
