@@ -2,6 +2,8 @@
 
 #include <host/HostCamera.h>
 #include <host/ReaderThreads.h>
+#include <host/asset/HostAssets.h>
+#include <host/image/HostImages.h>
 #include <host/v4l2/V4L2Nodes.h>
 
 #include <engine/capture/ApplicationState.h>
@@ -132,8 +134,8 @@ struct Host::Parts {
             .detectableTypes = {},
             .bufferCount = configuration.bufferCount,
         });
-        platform.emplace(Platform{
-            *dispatch, *dispatch, clock, *capture, *motion, device, application, center, reports, lines});
+        platform.emplace(Platform{*dispatch, *dispatch, clock, *capture, *motion, assets, images, device,
+            application, center, reports, lines});
     }
 
     ~Parts()
@@ -172,6 +174,8 @@ struct Host::Parts {
     std::unique_ptr<engine::ThreadedDispatch> dispatch = std::make_unique<engine::ThreadedDispatch>();
     engine::ApplicationState application;
     ReaderThreads readers;
+    HostAssets assets;
+    HostImages images;
     std::vector<HostCamera> cameras;
     std::optional<engine::Capture> capture;
     std::optional<engine::Motion> motion;

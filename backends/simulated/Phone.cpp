@@ -120,6 +120,8 @@ private:
 struct Phone::Parts {
     explicit Parts(PhoneConfiguration given)
         : scheduler(given.seed, given.timeIntervalSince1970),
+          assetServices(std::move(given.assets)),
+          imageServices(std::move(given.images)),
           motion(std::make_shared<SimulatedMotion>(std::move(given.motion), std::move(given.motionLog))),
           device(std::move(given.systemVersion), std::move(given.model)),
           application(scheduler.mainQueue(), center)
@@ -144,7 +146,8 @@ struct Phone::Parts {
             .hook = hook,
             .makeOperationLock = [this] { return scheduler.makeOperationLock(); },
         });
-        platform.emplace(Platform{scheduler, scheduler, scheduler, *capture, journaledMotion, device,
+        platform.emplace(Platform{scheduler, scheduler, scheduler, *capture, journaledMotion,
+            assetServices ? *assetServices : assets, imageServices ? *imageServices : images, device,
             application, center, reports, lines});
     }
 
@@ -160,9 +163,13 @@ struct Phone::Parts {
     std::array<AVAuthorizationStatus, 2> authorizations{
         AVAuthorizationStatus::authorized, AVAuthorizationStatus::authorized};
     Scheduler scheduler;
+    const std::shared_ptr<AssetServices> assetServices; ///< absent: the simulated ones
+    const std::shared_ptr<ImageServices> imageServices;
     const std::shared_ptr<SimulatedMotion> motion;
     engine::Motion motionServices{scheduler, scheduler, motion};
     JournaledMotion journaledMotion{motionServices, scheduler, journal};
+    SimulatedAssets assets;
+    SimulatedImages images;
     std::shared_ptr<ScriptedHook> hook = std::make_shared<ScriptedHook>(scheduler, journal);
     JournaledLines lines{scheduler, journal};
     JournaledReports reports{scheduler, journal};
@@ -235,6 +242,16 @@ SimulatedCamera& Phone::camera(AVCaptureDevicePosition position, std::size_t num
 SimulatedMotion& Phone::motion()
 {
     return *parts_->motion;
+}
+
+SimulatedAssets& Phone::assets()
+{
+    return parts_->assets;
+}
+
+SimulatedImages& Phone::images()
+{
+    return parts_->images;
 }
 
 void Phone::setAuthorization(AVMediaType mediaType, AVAuthorizationStatus status)

@@ -2,7 +2,9 @@
 
 #include <simulated/Journal.h>
 #include <simulated/Scheduler.h>
+#include <simulated/SimulatedAssets.h>
 #include <simulated/SimulatedCamera.h>
+#include <simulated/SimulatedImages.h>
 #include <simulated/SimulatedMotion.h>
 
 #include <engine/capture/CaptureHook.h>
@@ -35,6 +37,9 @@ struct PhoneConfiguration {
     MotionScript motion = {};
     /// Stands in place of the motion script: replayed from the moment when the first stream starts.
     std::shared_ptr<const engine::MotionLog> motionLog = nullptr;
+    /// Stand in place of the simulated recordings and pictures, for real files on virtual time.
+    std::shared_ptr<platform::AssetServices> assets = nullptr;
+    std::shared_ptr<platform::ImageServices> images = nullptr;
     /// What a metadata output offers, by the platform's identifiers.
     std::vector<platform::AVMetadataObjectType> detectableTypes = {};
     std::string systemVersion = "16.4";
@@ -78,6 +83,8 @@ public:
     /// Absent for a place that the configuration does not have. The first camera at a position has number 0.
     [[nodiscard]] SimulatedCamera& camera(platform::AVCaptureDevicePosition position, std::size_t number = 0);
     [[nodiscard]] SimulatedMotion& motion();
+    [[nodiscard]] SimulatedAssets& assets();
+    [[nodiscard]] SimulatedImages& images();
     void setAuthorization(platform::AVMediaType mediaType, platform::AVAuthorizationStatus status);
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);

@@ -1,6 +1,7 @@
 #include <simulated/SimulatedCamera.h>
 
 #include <simulated/Scheduler.h>
+#include <simulated/showPlaces.h>
 
 #include <utility>
 
@@ -97,21 +98,13 @@ bool SimulatedCamera::produceFrame()
     const std::shared_ptr<engine::FrameSink> sink = sink_;
     if (!sink)
         return false;
-    const auto red = static_cast<std::byte>(frames_++);
+    const std::uint64_t number = frames_++;
     const std::shared_ptr<CVPixelBuffer> buffer = sink->acquireBuffer(script_.width, script_.height);
     if (!buffer) {
         sink->drop(DropCause::noBuffer);
         return false;
     }
-    for (std::size_t y = 0; y < buffer->height(); ++y) {
-        std::byte* pixel = buffer->baseAddress() + y * buffer->bytesPerRow();
-        for (std::size_t x = 0; x < buffer->width(); ++x, pixel += 4) {
-            pixel[0] = static_cast<std::byte>(x);
-            pixel[1] = static_cast<std::byte>(y);
-            pixel[2] = red;
-            pixel[3] = std::byte{0xFF};
-        }
-    }
+    showPlaces(*buffer, number);
     const std::chrono::nanoseconds now = scheduler_.monotonic();
     sink->deliver(buffer, {.value = (now - startTime_).count(), .timescale = 1'000'000'000}, now);
     return true;

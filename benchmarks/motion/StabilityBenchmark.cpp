@@ -125,8 +125,9 @@ bool compare(int samplesInTheWindow, int count)
     simulated::Phone phone;
     SteppedClock clock;
     const Platform& given = phone.platform();
-    Platform platform{given.dispatch, given.runLoops, clock, given.capture, given.motion, given.device,
-        given.application, given.notificationCenter, given.reports, given.diagnostics};
+    Platform platform{given.dispatch, given.runLoops, clock, given.capture, given.motion, given.assets,
+        given.images, given.device, given.application, given.notificationCenter, given.reports,
+        given.diagnostics};
     StabilityWorker worker(threshold, duration, platform);
     HandWrittenRing ring(clock);
     const double interval

@@ -37,14 +37,14 @@ public:
 /// The same platform with another clock or another sink.
 [[nodiscard]] inline platform::Platform with(const platform::Platform& given, platform::Clock& clock)
 {
-    return {given.dispatch, given.runLoops, clock, given.capture, given.motion, given.device,
-        given.application, given.notificationCenter, given.reports, given.diagnostics};
+    return {given.dispatch, given.runLoops, clock, given.capture, given.motion, given.assets, given.images,
+        given.device, given.application, given.notificationCenter, given.reports, given.diagnostics};
 }
 
 [[nodiscard]] inline platform::Platform with(const platform::Platform& given, platform::ReportSink& reports)
 {
-    return {given.dispatch, given.runLoops, given.clock, given.capture, given.motion, given.device,
-        given.application, given.notificationCenter, reports, given.diagnostics};
+    return {given.dispatch, given.runLoops, given.clock, given.capture, given.motion, given.assets,
+        given.images, given.device, given.application, given.notificationCenter, reports, given.diagnostics};
 }
 
 } // namespace tamsel::tests

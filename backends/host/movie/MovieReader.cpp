@@ -11,6 +11,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <limits>
 #include <mutex>
@@ -19,6 +20,7 @@ extern "C" {
 
 namespace tamsel::host {
 
+using platform::CGAffineTransform;
 using platform::CGSize;
 using platform::CMTime;
 using platform::CVPixelBuffer;
@@ -87,6 +89,18 @@ Source sourceOf(const std::string& input)
     return {.url = input};
 }
 
+constexpr std::size_t displayMatrixSize = 9 * sizeof(std::int32_t);
+
+/// Nine numbers row by row: a and b, c and d, tx and ty in 16.16, and w, the last, in 2.30.
+CGAffineTransform transformOf(const std::uint8_t* data)
+{
+    std::array<std::int32_t, 9> matrix{};
+    std::memcpy(matrix.data(), data, displayMatrixSize);
+    const double w = matrix[8] == 0 ? 1 : matrix[8] / double{1 << 30};
+    const auto number = [&](std::size_t index) { return matrix[index] / 65536.0 / w; };
+    return {.a = number(0), .b = number(1), .c = number(3), .d = number(4), .tx = number(6), .ty = number(7)};
+}
+
 int interrupt(void* opaque)
 {
     return *static_cast<const std::atomic<bool>*>(opaque) ? 1 : 0;
@@ -148,13 +162,13 @@ std::expected<void, Error> MovieReader::Parts::openFormat()
         else
             candidate->discard = AVDISCARD_ALL;
     }
-    if (!stream)
-        return failure(input, "there is no video in it");
     return {};
 }
 
 std::expected<void, Error> MovieReader::Parts::openCodec()
 {
+    if (!stream)
+        return failure(input, "there is no video in it");
     const AVCodec* decoder = avcodec_find_decoder(stream->codecpar->codec_id);
     if (!decoder)
         return failure(input, std::string("no decoder for ") + avcodec_get_name(stream->codecpar->codec_id));
@@ -173,6 +187,17 @@ std::expected<void, Error> MovieReader::Parts::openCodec()
 std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
     const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled)
 {
+    auto reader = openContainer(input, std::move(isCancelled));
+    if (!reader)
+        return reader;
+    if (auto started = (*reader)->startDecoding(); !started)
+        return std::unexpected(std::move(started.error()));
+    return reader;
+}
+
+std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::openContainer(
+    const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled)
+{
     prepareLibraries();
     auto parts = std::make_unique<Parts>();
     parts->input = input;
@@ -180,9 +205,12 @@ std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
     parts->kind = kindOf(input);
     if (auto opened = parts->openFormat(); !opened)
         return std::unexpected(std::move(opened.error()));
-    if (auto opened = parts->openCodec(); !opened)
-        return std::unexpected(std::move(opened.error()));
     return std::unique_ptr<MovieReader>(new MovieReader(std::move(parts)));
+}
+
+std::expected<void, Error> MovieReader::startDecoding()
+{
+    return parts_->openCodec();
 }
 
 MovieReader::Kind MovieReader::kindOf(const std::string& input)
@@ -202,6 +230,28 @@ MovieReader::~MovieReader() = default;
 MovieReader::Kind MovieReader::kind() const
 {
     return parts_->kind;
+}
+
+bool MovieReader::hasVideo() const
+{
+    return parts_->stream != nullptr;
+}
+
+CGAffineTransform MovieReader::preferredTransform() const
+{
+    std::size_t size = 0;
+    const std::uint8_t* data = parts_->stream
+        ? av_stream_get_side_data(parts_->stream, AV_PKT_DATA_DISPLAYMATRIX, &size)
+        : nullptr;
+    return data && size >= displayMatrixSize ? transformOf(data) : CGAffineTransform{};
+}
+
+CMTime MovieReader::startTime() const
+{
+    const AVFormatContext& format = *parts_->format;
+    const bool startsAnywhere = (format.iformat->flags & AVFMT_TS_DISCONT) != 0;
+    const bool isKnown = format.start_time != AV_NOPTS_VALUE;
+    return {.value = startsAnywhere && isKnown ? format.start_time : 0, .timescale = AV_TIME_BASE};
 }
 
 CGSize MovieReader::presentationDimensions() const

@@ -33,6 +33,12 @@ public:
     [[nodiscard]] static std::expected<std::unique_ptr<MovieReader>, platform::Error> open(
         const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled);
 
+    /// The same without a decoder: what the input holds is known, and `startDecoding` makes it ready. An input without video
+    /// can be opened like this.
+    [[nodiscard]] static std::expected<std::unique_ptr<MovieReader>, platform::Error> openContainer(
+        const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled);
+    [[nodiscard]] std::expected<void, platform::Error> startDecoding();
+
     /// What `input` names; a file need not exist.
     [[nodiscard]] static Kind kindOf(const std::string& input);
 
@@ -41,6 +47,11 @@ public:
     MovieReader& operator=(const MovieReader&) = delete;
 
     [[nodiscard]] Kind kind() const;
+
+    [[nodiscard]] bool hasVideo() const;
+    /// The track's display matrix, with y growing downwards and scaled to w = 1 (ISO/IEC 14496-12, 8.3.2); the identity where
+    /// there is none.
+    [[nodiscard]] platform::CGAffineTransform preferredTransform() const;
 
     /// Of the track, in pixels, with the pixel aspect ratio applied; zero when it is not known before the first frame.
     [[nodiscard]] platform::CGSize presentationDimensions() const;
@@ -53,6 +64,8 @@ public:
     [[nodiscard]] std::size_t height() const;
     /// In the input's own time. It grows from frame to frame, also across `rewind`.
     [[nodiscard]] platform::CMTime time() const;
+    /// When the input begins, in its own time: 0 but for formats whose clocks start anywhere.
+    [[nodiscard]] platform::CMTime startTime() const;
     /// Converts to BGRA. The buffer must have the frame's size. False when there is no way to convert the format.
     [[nodiscard]] bool convert(platform::CVPixelBuffer& buffer);
 

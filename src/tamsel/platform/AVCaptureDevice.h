@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tamsel/platform/AVMediaType.h>
 #include <tamsel/platform/Error.h>
 #include <tamsel/platform/Geometry.h>
 
@@ -10,8 +11,6 @@
 #include <string>
 
 namespace tamsel::platform {
-
-enum class AVMediaType : std::uint8_t { video, audio };
 
 enum class AVAuthorizationStatus : std::uint8_t {
     notDetermined = 0,

@@ -1,5 +1,6 @@
 #include <tamsel/platform/Geometry.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tamsel::platform {
@@ -17,6 +18,38 @@ CGAffineTransform CGAffineTransformInvert(const CGAffineTransform& t)
         .tx = (t.c * t.ty - t.d * t.tx) / determinant,
         .ty = (t.b * t.tx - t.a * t.ty) / determinant,
     };
+}
+
+CGAffineTransform CGAffineTransformConcat(const CGAffineTransform& first, const CGAffineTransform& second)
+{
+    return {
+        .a = first.a * second.a + first.b * second.c,
+        .b = first.a * second.b + first.b * second.d,
+        .c = first.c * second.a + first.d * second.c,
+        .d = first.c * second.b + first.d * second.d,
+        .tx = first.tx * second.a + first.ty * second.c + second.tx,
+        .ty = first.tx * second.b + first.ty * second.d + second.ty,
+    };
+}
+
+CGPoint CGPointApplyAffineTransform(const CGPoint& point, const CGAffineTransform& t)
+{
+    return {t.a * point.x + t.c * point.y + t.tx, t.b * point.x + t.d * point.y + t.ty};
+}
+
+CGRect CGRectApplyAffineTransform(const CGRect& rect, const CGAffineTransform& transform)
+{
+    const double right = rect.origin.x + rect.size.width;
+    const double top = rect.origin.y + rect.size.height;
+    CGPoint low = CGPointApplyAffineTransform(rect.origin, transform);
+    CGPoint high = low;
+    for (const CGPoint& corner :
+        {CGPoint{right, rect.origin.y}, CGPoint{rect.origin.x, top}, CGPoint{right, top}}) {
+        const CGPoint moved = CGPointApplyAffineTransform(corner, transform);
+        low = {std::min(low.x, moved.x), std::min(low.y, moved.y)};
+        high = {std::max(high.x, moved.x), std::max(high.y, moved.y)};
+    }
+    return {.origin = low, .size = {high.x - low.x, high.y - low.y}};
 }
 
 } // namespace tamsel::platform

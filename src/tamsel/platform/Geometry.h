@@ -43,6 +43,15 @@ struct CGAffineTransform {
 /// The inverse map; a transform that cannot be inverted is returned unchanged.
 [[nodiscard]] CGAffineTransform CGAffineTransformInvert(const CGAffineTransform& transform);
 
+/// The map that does `first`, and then `second`.
+[[nodiscard]] CGAffineTransform CGAffineTransformConcat(
+    const CGAffineTransform& first, const CGAffineTransform& second);
+
+[[nodiscard]] CGPoint CGPointApplyAffineTransform(const CGPoint& point, const CGAffineTransform& transform);
+
+/// The smallest rectangle around the moved one.
+[[nodiscard]] CGRect CGRectApplyAffineTransform(const CGRect& rect, const CGAffineTransform& transform);
+
 /// How stored pixels must be turned or mirrored to be upright: the values of the EXIF tag Orientation (CIPA DC-008).
 enum class CGImagePropertyOrientation : std::uint32_t {
     up = 1,

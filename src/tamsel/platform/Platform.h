@@ -2,10 +2,12 @@
 
 namespace tamsel::platform {
 
+class AssetServices;
 class CaptureServices;
 class Clock;
 class DiagnosticLines;
 class Dispatch;
+class ImageServices;
 class MotionServices;
 class NotificationCenter;
 class ReportSink;
@@ -21,6 +23,8 @@ struct Platform {
     Clock& clock;
     CaptureServices& capture;
     MotionServices& motion;
+    AssetServices& assets;
+    ImageServices& images;
     UIDevice& device;
     UIApplication& application;
     NotificationCenter& notificationCenter;

@@ -1,0 +1,226 @@
+#include <host/asset/HostAssets.h>
+
+#include <host/movie/MovieReader.h>
+
+#include <engine/capture/BufferPool.h>
+
+#include <mutex>
+#include <utility>
+
+namespace tamsel::host {
+
+using namespace platform;
+
+namespace {
+
+/// A client that is slow holds a few frames; one that keeps them costs fresh memory, since none may be left out.
+constexpr std::size_t pooledBuffers = 4;
+
+const auto neverCancelled = std::make_shared<const std::atomic<bool>>(false);
+
+using Container = std::expected<std::unique_ptr<MovieReader>, Error>;
+
+class Track final : public AVAssetTrack {
+public:
+    explicit Track(const CGAffineTransform& preferredTransform) : preferredTransform_(preferredTransform) { }
+    [[nodiscard]] CGAffineTransform preferredTransform() const override { return preferredTransform_; }
+
+private:
+    const CGAffineTransform preferredTransform_;
+};
+
+/// A file. It is opened once for what it holds, and what has been opened is what the first reader reads.
+class Asset final : public AVAsset {
+public:
+    explicit Asset(std::filesystem::path url) : url_(std::move(url)) { }
+
+    [[nodiscard]] std::vector<std::shared_ptr<AVAssetTrack>> tracks(AVMediaType mediaType) const override
+    {
+        const std::lock_guard lock(guard_);
+        if (!isKnown_)
+            opened_ = open();
+        return mediaType == AVMediaType::video && videoTrack_ ? std::vector{videoTrack_}
+                                                              : std::vector<std::shared_ptr<AVAssetTrack>>{};
+    }
+
+    [[nodiscard]] bool isEqual(const AVAsset& other) const override
+    {
+        const auto* asset = dynamic_cast<const Asset*>(&other);
+        return asset && asset->url_ == url_;
+    }
+
+    /// A container that nobody has read from yet.
+    [[nodiscard]] Container take() const
+    {
+        const std::lock_guard lock(guard_);
+        if (std::unique_ptr<MovieReader> opened = std::move(opened_))
+            return opened;
+        auto container = MovieReader::openContainer(url_.string(), neverCancelled);
+        if (container)
+            note(**container);
+        return container;
+    }
+
+private:
+    [[nodiscard]] std::unique_ptr<MovieReader> open() const
+    {
+        auto container = MovieReader::openContainer(url_.string(), neverCancelled);
+        if (!container)
+            return nullptr;
+        note(**container);
+        return std::move(*container);
+    }
+
+    void note(const MovieReader& container) const
+    {
+        if (!std::exchange(isKnown_, true) && container.hasVideo())
+            videoTrack_ = std::make_shared<Track>(container.preferredTransform());
+    }
+
+    const std::filesystem::path url_;
+    mutable std::mutex guard_;
+    mutable bool isKnown_ = false;
+    mutable std::shared_ptr<AVAssetTrack> videoTrack_;
+    mutable std::unique_ptr<MovieReader> opened_;
+};
+
+/// Where a reader and its output meet.
+struct Reading {
+    std::unique_ptr<MovieReader> movie;
+    AVAssetReaderStatus status = AVAssetReaderStatus::unknown;
+};
+
+class Output final : public AVAssetReaderTrackOutput {
+public:
+    [[nodiscard]] std::shared_ptr<CMSampleBuffer> copyNextSampleBuffer() override
+    {
+        if (!reading || reading->status != AVAssetReaderStatus::reading)
+            return nullptr;
+        MovieReader& movie = *reading->movie;
+        if (movie.next() != MovieReader::Step::frame) {
+            reading->status = AVAssetReaderStatus::completed;
+            return nullptr;
+        }
+        std::shared_ptr<CVPixelBuffer> buffer = pool_.acquire(movie.width(), movie.height());
+        if (!buffer)
+            buffer = std::make_shared<CVPixelBuffer>(movie.width(), movie.height());
+        if (!movie.convert(*buffer)) {
+            reading->status = AVAssetReaderStatus::failed;
+            return nullptr;
+        }
+        buffer->setTiming(FrameTiming{.captureTime = {}, .mediaTime = movie.time(), .sequence = sequence_++});
+        return pool_.makeSample(std::move(buffer), nullptr, {});
+    }
+
+    std::shared_ptr<Reading> reading;
+
+private:
+    engine::BufferPool pool_{pooledBuffers};
+    std::uint64_t sequence_ = 0;
+};
+
+class Reader final : public AVAssetReader {
+public:
+    explicit Reader(std::unique_ptr<MovieReader> movie) { reading_->movie = std::move(movie); }
+
+    void addOutput(std::shared_ptr<AVAssetReaderTrackOutput> output) override
+    {
+        output_ = std::dynamic_pointer_cast<Output>(std::move(output));
+        if (output_)
+            output_->reading = reading_;
+    }
+    bool startReading() override
+    {
+        const bool isStarted = output_ && reading_->movie->startDecoding();
+        reading_->status = isStarted ? AVAssetReaderStatus::reading : AVAssetReaderStatus::failed;
+        return isStarted;
+    }
+    [[nodiscard]] AVAssetReaderStatus status() const override { return reading_->status; }
+
+private:
+    const std::shared_ptr<Reading> reading_ = std::make_shared<Reading>();
+    std::shared_ptr<Output> output_;
+};
+
+bool isLater(const CMTime& one, const CMTime& other)
+{
+    return static_cast<long double>(one.value) * other.timescale
+        > static_cast<long double>(other.value) * one.timescale;
+}
+
+class Generator final : public AVAssetImageGenerator {
+public:
+    explicit Generator(std::shared_ptr<const Asset> asset) : asset_(std::move(asset)) { }
+
+    /// Decodes from the start, and takes the last frame that is not later; the first frame where all are.
+    [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> copyCGImage(CMTime time) override
+    {
+        Container container = asset_->take();
+        if (!container)
+            return std::unexpected(std::move(container.error()));
+        MovieReader& movie = **container;
+        if (auto started = movie.startDecoding(); !started)
+            return std::unexpected(std::move(started.error()));
+        std::shared_ptr<CVPixelBuffer> image;
+        while (movie.next() == MovieReader::Step::frame) {
+            if (image && isLater(sinceStart(movie), time))
+                break;
+            if (!image || image->width() != movie.width() || image->height() != movie.height())
+                image = std::make_shared<CVPixelBuffer>(movie.width(), movie.height());
+            if (!movie.convert(*image))
+                return std::unexpected(
+                    Error{.localizedDescription = "the video's pixels cannot be converted"});
+            if (isLater(sinceStart(movie), time))
+                break;
+        }
+        if (!image)
+            return std::unexpected(Error{.localizedDescription = "the video has no image"});
+        return image;
+    }
+
+private:
+    static CMTime sinceStart(const MovieReader& movie)
+    {
+        const CMTime time = movie.time();
+        const CMTime start = movie.startTime();
+        if (start.value == 0)
+            return time;
+        // Both fit: a file's times are far from the limits of the product.
+        return {.value = time.value * start.timescale - start.value * time.timescale,
+            .timescale = time.timescale * start.timescale};
+    }
+
+    const std::shared_ptr<const Asset> asset_;
+};
+
+} // namespace
+
+std::shared_ptr<AVAsset> HostAssets::assetWithURL(const std::filesystem::path& url)
+{
+    return std::make_shared<Asset>(url);
+}
+
+std::expected<std::shared_ptr<AVAssetReader>, Error> HostAssets::makeAssetReader(
+    const std::shared_ptr<AVAsset>& asset)
+{
+    const auto* file = dynamic_cast<const Asset*>(asset.get());
+    if (!file)
+        return std::unexpected(Error{.localizedDescription = "this asset is no file"});
+    Container container = file->take();
+    if (!container)
+        return std::unexpected(std::move(container.error()));
+    return std::make_shared<Reader>(std::move(*container));
+}
+
+std::shared_ptr<AVAssetReaderTrackOutput> HostAssets::makeTrackOutput(
+    const std::shared_ptr<AVAssetTrack>& /*track*/, TrackOutputSettings /*settings*/)
+{
+    return std::make_shared<Output>(); // of the one track that a reader has
+}
+
+std::shared_ptr<AVAssetImageGenerator> HostAssets::makeImageGenerator(const std::shared_ptr<AVAsset>& asset)
+{
+    return std::make_shared<Generator>(std::dynamic_pointer_cast<const Asset>(asset));
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,140 @@
+#include <simulated/SimulatedImages.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+namespace tamsel::simulated {
+
+using namespace platform;
+
+namespace {
+
+class Picture final : public EncodedImage {
+public:
+    explicit Picture(std::shared_ptr<PictureScript> script) : script_(std::move(script)) { }
+
+    [[nodiscard]] CGSize size() const override { return UIImage(script_->pixels).size(); }
+    [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> decode() const override
+    {
+        ++script_->decodes;
+        if (!script_->canBeDecoded)
+            return std::unexpected(Error{.localizedDescription = "the simulated picture is damaged"});
+        return script_->pixels;
+    }
+
+private:
+    const std::shared_ptr<PictureScript> script_;
+};
+
+/// Puts a PNG file together whose pixels are stored and not compressed.
+class StoredPng {
+public:
+    explicit StoredPng(const CVPixelBuffer& pixels)
+    {
+        for (const char character : std::string_view("\x89PNG\r\n\x1a\n"))
+            file_.push_back(static_cast<std::byte>(character));
+        std::vector<std::uint8_t> header;
+        appendWord(header, static_cast<std::uint32_t>(pixels.width()));
+        appendWord(header, static_cast<std::uint32_t>(pixels.height()));
+        for (const int value : {8, 2, 0, 0, 0}) // bits, RGB, compression, filter, interlace
+            header.push_back(static_cast<std::uint8_t>(value));
+        chunk("IHDR", header);
+        chunk("IDAT", stored(rows(pixels)));
+        chunk("IEND", {});
+    }
+
+    std::vector<std::byte> take() { return std::move(file_); }
+
+private:
+    static void appendWord(std::vector<std::uint8_t>& bytes, std::uint32_t word)
+    {
+        for (const unsigned shift : {24U, 16U, 8U, 0U})
+            bytes.push_back(static_cast<std::uint8_t>(word >> shift));
+    }
+
+    static std::vector<std::uint8_t> rows(const CVPixelBuffer& pixels)
+    {
+        std::vector<std::uint8_t> result;
+        for (std::size_t y = 0; y < pixels.height(); ++y) {
+            result.push_back(0); // no filter
+            for (std::size_t x = 0; x < pixels.width(); ++x) {
+                for (const std::size_t channel : {2U, 1U, 0U})
+                    result.push_back(std::to_integer<std::uint8_t>(pixels.pixel(x, y)[channel]));
+            }
+        }
+        return result;
+    }
+
+    /// RFC 1950 and 1951: blocks of at most 65535 bytes, then Adler-32.
+    static std::vector<std::uint8_t> stored(const std::vector<std::uint8_t>& content)
+    {
+        constexpr std::size_t longest = 65535;
+        std::vector<std::uint8_t> result{0x78, 0x01};
+        for (std::size_t at = 0; at < content.size() || at == 0; at += longest) {
+            const std::size_t size = std::min(longest, content.size() - at);
+            result.push_back(at + size == content.size() ? 1 : 0);
+            for (const std::size_t value : {size, longest - size}) {
+                result.push_back(static_cast<std::uint8_t>(value & 0xFFU));
+                result.push_back(static_cast<std::uint8_t>(value >> 8U));
+            }
+            const auto first = content.begin() + static_cast<std::ptrdiff_t>(at);
+            result.insert(result.end(), first, first + static_cast<std::ptrdiff_t>(size));
+        }
+        std::uint32_t low = 1;
+        std::uint32_t high = 0;
+        for (const std::uint8_t value : content) {
+            low = (low + value) % 65521;
+            high = (high + low) % 65521;
+        }
+        appendWord(result, (high << 16U) | low);
+        return result;
+    }
+
+    void chunk(std::string_view name, const std::vector<std::uint8_t>& content)
+    {
+        std::vector<std::uint8_t> checked(name.begin(), name.end());
+        checked.insert(checked.end(), content.begin(), content.end());
+        std::uint32_t remainder = 0xFFFFFFFFU; // CRC-32 of ISO/IEC 15948, annex D
+        for (const std::uint8_t value : checked) {
+            remainder ^= value;
+            for (int bit = 0; bit < 8; ++bit)
+                remainder = (remainder >> 1U) ^ ((remainder & 1U) != 0 ? 0xEDB88320U : 0U);
+        }
+        std::vector<std::uint8_t> bytes;
+        appendWord(bytes, static_cast<std::uint32_t>(content.size()));
+        bytes.insert(bytes.end(), checked.begin(), checked.end());
+        appendWord(bytes, ~remainder);
+        std::ranges::transform(
+            bytes, std::back_inserter(file_), [](std::uint8_t value) { return std::byte{value}; });
+    }
+
+    std::vector<std::byte> file_;
+};
+
+} // namespace
+
+void SimulatedImages::put(std::vector<std::byte> data, std::shared_ptr<PictureScript> picture)
+{
+    pictures_[std::move(data)] = std::move(picture);
+}
+
+std::shared_ptr<const EncodedImage> SimulatedImages::openImage(
+    ImageData data, const CIImageOptions& /*options*/)
+{
+    const auto found = pictures_.find(*data);
+    return found == pictures_.end() ? nullptr : std::make_shared<const Picture>(found->second);
+}
+
+std::optional<std::vector<std::byte>> SimulatedImages::pngRepresentation(const UIImage& image)
+{
+    if (!encodes_ || image.cgImage()->width() == 0 || image.cgImage()->height() == 0)
+        return std::nullopt;
+    std::vector<std::byte> file = StoredPng(*image.cgImage()).take();
+    put(file, std::make_shared<PictureScript>(image.cgImage()));
+    return file;
+}
+
+} // namespace tamsel::simulated

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <tamsel/platform/CIImage.h>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace tamsel::simulated {
+
+/// A picture that a test has put behind some bytes.
+struct PictureScript {
+    std::shared_ptr<platform::CGImage> pixels; ///< upright
+    bool canBeDecoded = true; ///< otherwise only its beginning is sound
+    int decodes = 0; ///< how often somebody wanted the pixels
+};
+
+/// Pictures without a codec: the bytes of a file are looked up. What has been encoded here can be opened again; it is a
+/// real PNG file, not compressed (ISO/IEC 15948).
+class SimulatedImages final : public platform::ImageServices {
+public:
+    /// From now on these bytes are this picture.
+    void put(std::vector<std::byte> data, std::shared_ptr<PictureScript> picture);
+    /// Whether pictures can be encoded.
+    void setEncodes(bool encodes) { encodes_ = encodes; }
+
+    [[nodiscard]] std::shared_ptr<const platform::EncodedImage> openImage(
+        platform::ImageData data, const platform::CIImageOptions& options) override;
+    [[nodiscard]] std::optional<std::vector<std::byte>> pngRepresentation(
+        const platform::UIImage& image) override;
+
+private:
+    std::map<std::vector<std::byte>, std::shared_ptr<PictureScript>> pictures_;
+    bool encodes_ = true;
+};
+
+} // namespace tamsel::simulated

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <tamsel/platform/Error.h>
+#include <tamsel/platform/Geometry.h>
+#include <tamsel/platform/UIImage.h>
+
+#include <cstddef>
+#include <expected>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace tamsel::platform {
+
+/// The bytes of an image file, shared and not copied.
+using ImageData = std::shared_ptr<const std::vector<std::byte>>;
+
+/// A picture in its encoded form. Thread-safe.
+class EncodedImage {
+public:
+    virtual ~EncodedImage() = default;
+
+    /// Pixels, upright when the orientation is applied.
+    [[nodiscard]] virtual CGSize size() const = 0;
+    /// Decodes the pixels, anew each time.
+    [[nodiscard]] virtual std::expected<std::shared_ptr<CGImage>, Error> decode() const = 0;
+};
+
+/// How encoded data is understood.
+struct CIImageOptions {
+    /// kCIImageApplyOrientationProperty: whether the picture is turned upright as the data itself says.
+    bool appliesOrientationProperty = false;
+};
+
+/// Reads and writes encoded pictures. Thread-safe.
+class ImageServices {
+public:
+    virtual ~ImageServices() = default;
+
+    /// Looks at the data no further than to know its kind, size and orientation; absent when it is no picture.
+    [[nodiscard]] virtual std::shared_ptr<const EncodedImage> openImage(
+        ImageData data, const CIImageOptions& options)
+        = 0;
+    /// The picture as a PNG file without colour profile; absent when it cannot be encoded. Works on the calling thread.
+    [[nodiscard]] virtual std::optional<std::vector<std::byte>> pngRepresentation(const UIImage& image) = 0;
+};
+
+/// A recipe for a picture: where its pixels come from and how they are moved. No pixel is touched before somebody renders
+/// it. Its coordinate space is in pixels, with the origin at the lower left.
+class CIImage {
+public:
+    using Source = std::variant<std::shared_ptr<CGImage>, std::shared_ptr<const EncodedImage>>;
+
+    /// Absent when the data is no picture.
+    [[nodiscard]] static std::optional<CIImage> initWithData(
+        ImageData data, const CIImageOptions& options, ImageServices& images);
+    [[nodiscard]] static CIImage initWithCVImageBuffer(std::shared_ptr<CVBuffer> imageBuffer);
+
+    /// Moves this image: what has been applied before stays.
+    [[nodiscard]] CIImage imageByApplyingTransform(const CGAffineTransform& transform) const;
+
+    [[nodiscard]] const Source& source() const { return source_; }
+    /// Of the source, in pixels.
+    [[nodiscard]] CGSize sourceSize() const;
+    [[nodiscard]] const CGAffineTransform& transform() const { return transform_; }
+    /// The smallest rectangle around the moved picture; it may begin at a negative coordinate.
+    [[nodiscard]] CGRect extent() const;
+
+private:
+    explicit CIImage(Source source) : source_(std::move(source)) { }
+
+    Source source_;
+    CGAffineTransform transform_;
+};
+
+} // namespace tamsel::platform
