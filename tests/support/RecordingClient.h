@@ -19,6 +19,12 @@ public:
         if (onFrame)
             onFrame();
     }
+    void sourceManagerDidGetSample(
+        OvriSourceManager&, const std::shared_ptr<CaptureSampleUpdate>& sample) override
+    {
+        calls.emplace_back("sample");
+        samples.push_back(sample);
+    }
     void sourceManagerDidGetSourceError(OvriSourceManager&, const SourceError& error) override
     {
         const auto* camera = std::get_if<CameraError>(&error);
@@ -50,6 +56,7 @@ public:
     /// Kept frames keep their buffers; clear this to give them back.
     std::vector<OvriCaptureFrameUpdate> frames;
     std::function<void()> onFrame;
+    std::vector<std::shared_ptr<CaptureSampleUpdate>> samples;
 
 private:
     static std::string describe(const MotionHelperError& error)

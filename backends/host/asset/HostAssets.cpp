@@ -18,6 +18,8 @@ constexpr std::size_t pooledBuffers = 4;
 
 const auto neverCancelled = std::make_shared<const std::atomic<bool>>(false);
 
+const Error noFile{.localizedDescription = "this asset is no file"};
+
 using Container = std::expected<std::unique_ptr<MovieReader>, Error>;
 
 class Track final : public AVAssetTrack {
@@ -155,6 +157,8 @@ public:
     /// Decodes from the start, and takes the last frame that is not later; the first frame where all are.
     [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> copyCGImage(CMTime time) override
     {
+        if (!asset_)
+            return std::unexpected(noFile);
         Container container = asset_->take();
         if (!container)
             return std::unexpected(std::move(container.error()));
@@ -205,7 +209,7 @@ std::expected<std::shared_ptr<AVAssetReader>, Error> HostAssets::makeAssetReader
 {
     const auto* file = dynamic_cast<const Asset*>(asset.get());
     if (!file)
-        return std::unexpected(Error{.localizedDescription = "this asset is no file"});
+        return std::unexpected(noFile);
     Container container = file->take();
     if (!container)
         return std::unexpected(std::move(container.error()));

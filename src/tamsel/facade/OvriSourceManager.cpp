@@ -1,5 +1,6 @@
 #include <tamsel/facade/OvriSourceManager.h>
 
+#include <tamsel/asset/AssetProcessor.h>
 #include <tamsel/camera/IosCamera.h>
 #include <tamsel/facade/OvriSourceManagerRelay.h>
 #include <tamsel/facade/doubleFor.h>
@@ -70,7 +71,9 @@ std::expected<void, CameraError> OvriSourceManager::startSession(const SourceTyp
         return startCameraSession(
             Position::back, back->videoRecordingEnabled, minimumFocusObjectSize, std::move(previewView));
     }
-    if (std::holds_alternative<SourceType::Stability>(type.value()))
+    if (const auto* recording = std::get_if<SourceType::Asset>(&type.value()))
+        startAssetSession(recording->asset);
+    else if (std::holds_alternative<SourceType::Stability>(type.value()))
         startStabilityDetection(configurations);
     else if (std::holds_alternative<SourceType::FacingAngle>(type.value()))
         startFacingAngleDetection(configurations);

@@ -6,8 +6,11 @@
 #include <tamsel/facade/types/OvriMotionSourceDelegate.h>
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/FrameLedger.h>
+#include <tamsel/platform/UIImage.h>
 #include <tamsel/platform/UUID.h>
+#include <tamsel/platform/core/TamselCameraSettings.h>
 
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -19,6 +22,7 @@ struct Platform;
 
 namespace tamsel {
 
+class AssetProcessor;
 class Camera;
 class MotionHelper;
 class MotionWorkerKind;
@@ -51,6 +55,15 @@ public:
     void resumeCamera() override;
     void pauseCamera() override;
 
+    /// While a recording is the latest source: its image at 1/60 s as a PNG file, stored way up, made on the calling thread;
+    /// an empty sample when there is none. Otherwise nothing: a camera takes no stills yet.
+    void captureStillImage(
+        platform::OvriImageSource source, const std::optional<platform::TamselCameraSettings>& settings);
+    /// The image of a video file at 1/60 s, stored way up, made on the calling thread. Absent, after one diagnostic line,
+    /// when there is none.
+    [[nodiscard]] static std::optional<platform::UIImage> provideThumbnailImage(
+        const std::filesystem::path& url, platform::Platform& platform);
+
     /// Starts the verdicts among `sources`, each once, in place of an earlier one of its kind. Verdicts go to `delegate`,
     /// held weakly (an empty one clears it), failures to the session delegate as a `MotionHelperError`.
     /// Keys: "stabilityThreshold" (radians per second, 0.3), "stabilityDuration" (seconds, 0.8), "angle" (degrees of
@@ -70,6 +83,10 @@ public:
     /// What the latest `startSession` asked for; absent before the first.
     [[nodiscard]] std::optional<SourceType> activeType() const;
 
+    /// The reader of the latest recording; absent before the first and once its end has been read. A recording that cannot
+    /// be read never ends, so its reader stays.
+    [[nodiscard]] std::shared_ptr<AssetProcessor> assetProcessor() const;
+
     /// What became of the frames of the latest camera session, also after its end; all zero before the first.
     [[nodiscard]] platform::FrameCounts frameCounts() const;
 
@@ -87,6 +104,9 @@ private:
     [[nodiscard]] std::shared_ptr<Camera> camera() const;
     void setCamera(std::shared_ptr<Camera> camera);
     void deliver(const platform::AVMetadataObjects& objects);
+    void startAssetSession(const std::shared_ptr<platform::AVAsset>& asset);
+    void setAssetProcessor(std::shared_ptr<AssetProcessor> processor);
+    [[nodiscard]] std::vector<std::byte> stillOf(const std::shared_ptr<platform::AVAsset>& asset) const;
     void startStabilityDetection(const Configurations& configurations);
     void startFacingAngleDetection(const Configurations& configurations);
     void replaceWorker(
@@ -102,6 +122,7 @@ private:
     // and nothing released, while it is held.
     mutable std::mutex guard_;
     std::shared_ptr<Camera> camera_;
+    std::shared_ptr<AssetProcessor> assetProcessor_;
     std::shared_ptr<const platform::FrameLedger> frameLedger_;
     std::weak_ptr<OvriSourceToSession> delegate_;
     std::weak_ptr<OvriMotionSourceDelegate> motionDelegate_;

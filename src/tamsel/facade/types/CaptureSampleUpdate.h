@@ -4,6 +4,7 @@
 #include <tamsel/platform/core/OvriImage.h>
 
 #include <cstddef>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -15,7 +16,7 @@ public:
     /// Stores the three values unchanged; an empty sample is accepted.
     CaptureSampleUpdate(std::vector<std::byte> sample, platform::OvriImageSource source,
         platform::CGImagePropertyOrientation exifOrientation)
-        : sample_(std::move(sample)),
+        : sample_(std::make_shared<const std::vector<std::byte>>(std::move(sample))),
           source_(source),
           exifOrientation_(exifOrientation)
     {
@@ -23,7 +24,9 @@ public:
     virtual ~CaptureSampleUpdate() = default;
 
     /// The encoded image file.
-    [[nodiscard]] const std::vector<std::byte>& sample() const { return sample_; }
+    [[nodiscard]] const std::vector<std::byte>& sample() const { return *sample_; }
+    /// The same bytes, for whoever needs them longer than the update.
+    [[nodiscard]] const platform::ImageData& sharedSample() const { return sample_; }
     [[nodiscard]] platform::OvriImageSource source() const { return source_; }
     void setSource(platform::OvriImageSource source) { source_ = source; }
     /// In which orientation the image is to be shown or converted.
@@ -36,7 +39,7 @@ public:
     }
 
 private:
-    std::vector<std::byte> sample_;
+    platform::ImageData sample_;
     platform::OvriImageSource source_;
     platform::CGImagePropertyOrientation exifOrientation_;
 };

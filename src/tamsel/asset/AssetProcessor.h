@@ -1,0 +1,49 @@
+#pragma once
+
+#include <tamsel/platform/AVAsset.h>
+#include <tamsel/platform/RunLoop.h>
+
+#include <functional>
+#include <memory>
+
+namespace tamsel::platform {
+struct Platform;
+}
+
+namespace tamsel {
+
+/// Reads the first video track of one recording and hands out one decoded frame every tenth of a second, whatever the
+/// recording's own rate, none left out. Used on the thread that starts the read, whose run loop must run. A processor that
+/// is released goes on to the end of its recording.
+class AssetProcessor final : public std::enable_shared_from_this<AssetProcessor> {
+    struct Private { };
+
+public:
+    /// Receives a frame; the buffer is kept no longer than the call by anyone but the receiver.
+    using FrameHandler = std::function<void(const std::shared_ptr<platform::CMSampleBuffer>&)>;
+    using Completion = std::function<void()>;
+
+    [[nodiscard]] static std::shared_ptr<AssetProcessor> create(platform::Platform& platform);
+    AssetProcessor(Private, platform::Platform& platform) : platform_(platform) { }
+
+    /// To be called once. An asset that cannot be opened, or has no video track, is passed over in silence: nothing is
+    /// ever called. Otherwise `completion` is called once, after the last frame, also when the reading fails.
+    void process(
+        const std::shared_ptr<platform::AVAsset>& asset, FrameHandler frameHandler, Completion completion);
+
+    /// Absent before the read has begun and after it has ended.
+    [[nodiscard]] const std::shared_ptr<platform::Timer>& assetReaderTimer() const
+    {
+        return assetReaderTimer_;
+    }
+
+private:
+    platform::Platform& platform_;
+    std::shared_ptr<platform::Timer> assetReaderTimer_;
+};
+
+/// How a frame of the asset must be moved to be shown upright: the inverse of the first video track's preferred transform;
+/// the identity without one. May wait for the file.
+[[nodiscard]] platform::CGAffineTransform videoTrackTransform(const platform::AVAsset& asset);
+
+} // namespace tamsel

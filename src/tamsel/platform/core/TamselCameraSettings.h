@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+
+namespace tamsel::platform {
+
+enum class AVCaptureFlashMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
+enum class AVCaptureTorchMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
+
+/// What the product's user has chosen for stills.
+struct TamselCameraSettings {
+    /// The sound of the shutter: one of the program's own, the system's, or none.
+    struct CustomSound {
+        std::string name;
+        bool operator==(const CustomSound&) const = default;
+    };
+    struct DefaultSound {
+        bool operator==(const DefaultSound&) const = default;
+    };
+    struct Silent {
+        bool operator==(const Silent&) const = default;
+    };
+    using CameraCaptureSound = std::variant<DefaultSound, Silent, CustomSound>;
+
+    AVCaptureFlashMode cameraFlashMode = AVCaptureFlashMode::automatic;
+    AVCaptureTorchMode cameraTorchMode = AVCaptureTorchMode::off;
+    CameraCaptureSound cameraCaptureSound = {};
+
+    bool operator==(const TamselCameraSettings&) const = default;
+};
+
+} // namespace tamsel::platform
