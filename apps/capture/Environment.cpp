@@ -1,6 +1,8 @@
 #include "Environment.h"
 
 #include <host/Host.h>
+#include <host/asset/HostAssets.h>
+#include <host/image/HostImages.h>
 #include <simulated/Phone.h>
 
 #include <poll.h>
@@ -142,7 +144,7 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
     host::HostConfiguration configuration{.motionLog = options.motion.log};
     if (options.json)
         configuration.writeLine = writeToStandardError;
-    if (options.command == Command::motion)
+    if (!options.needsCameras())
         return std::make_unique<HostEnvironment>(std::move(configuration));
     configuration.backCamera = inputFor(options.back);
     if (!options.back) {
@@ -167,6 +169,10 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
 std::unique_ptr<Environment> makePhone(const Options& options)
 {
     simulated::PhoneConfiguration configuration{.motionLog = options.motion.log};
+    if (options.command == Command::asset) {
+        configuration.assets = std::make_shared<host::HostAssets>();
+        configuration.images = std::make_shared<host::HostImages>();
+    }
     for (simulated::CameraScript& camera : configuration.cameras) {
         camera.width = 640;
         camera.height = 480;

@@ -8,7 +8,6 @@
 
 #include <array>
 #include <cstdio>
-#include <filesystem>
 #include <utility>
 
 namespace tamsel::capture {
@@ -43,8 +42,8 @@ FramesCommand::FramesCommand(const Options& options, Environment& environment)
       motionTeller_(options.motion.log
               ? std::make_shared<MotionTeller>(console_, environment.platform().clock, options.motion.log)
               : nullptr),
-      responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
-      pictureQueue_(environment.makeQueue("org.tamsel.capture.pictures"))
+      frameTeller_(std::make_shared<FrameTeller>(options, environment, console_)),
+      responseQueue_(environment.makeQueue("org.tamsel.capture.response"))
 {
 }
 
@@ -59,63 +58,9 @@ void FramesCommand::reportError(const CameraError& error)
 
 void FramesCommand::sourceManagerDidGetFrame(OvriSourceManager& manager, const OvriCaptureFrameUpdate& frame)
 {
-    const std::uint64_t index = delivered_.fetch_add(1);
-    tellFrame(frame, index);
-    keep(frame, index);
+    const std::uint64_t index = frameTeller_->tell(frame);
     if (options_.count && index + 1 >= *options_.count)
         requestEnd(manager);
-}
-
-void FramesCommand::tellFrame(const OvriCaptureFrameUpdate& frame, std::uint64_t index)
-{
-    const CVBuffer& buffer = *frame.imageBuffer();
-    const FrameTiming timing = buffer.timing().value_or(FrameTiming{});
-    const nanoseconds now = environment_.platform().clock.monotonic();
-    {
-        const std::lock_guard lock(stateGuard_);
-        width_ = buffer.width();
-        height_ = buffer.height();
-        if (!firstFrame_)
-            firstFrame_ = now;
-        lastFrame_ = now;
-        delay_ = now - timing.captureTime;
-    }
-    if (!options_.json)
-        return;
-    JsonLine line("frame");
-    line.integer("index", index).integer("width", buffer.width()).integer("height", buffer.height());
-    line.integer("exifOrientation", static_cast<std::uint64_t>(frame.exifOrientation()));
-    if (const auto& transform = frame.preferredTransform()) {
-        const std::array<double, 6> numbers{
-            transform->a, transform->b, transform->c, transform->d, transform->tx, transform->ty};
-        line.numbers("preferredTransform", numbers);
-    } else {
-        line.null("preferredTransform");
-    }
-    console_.write(
-        line.number("mediaTime", timing.mediaTime.seconds()).integer("sequence", timing.sequence).string());
-}
-
-void FramesCommand::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index)
-{
-    const bool isSaved = options_.saveEvery && index % *options_.saveEvery == 0;
-    const bool isShown = options_.contactSheet && sheet_.wantsNext();
-    if (!isSaved && !isShown)
-        return;
-    ++picturesUnderWay_;
-    pictureQueue_->async([self = shared_from_this(), buffer = frame.imageBuffer(), index, isSaved, isShown] {
-        if (isShown)
-            self->sheet_.add(*buffer);
-        if (isSaved) {
-            std::array<char, 40> name{};
-            std::snprintf(
-                name.data(), name.size(), "frame-%06llu.png", static_cast<unsigned long long>(index));
-            const auto file = std::filesystem::path(self->options_.outputFolder) / name.data();
-            if (const auto written = writePng(makePicture(*buffer, buffer->width()), file.string()); !written)
-                self->console_.fail(written.error());
-        }
-        --self->picturesUnderWay_;
-    });
 }
 
 void FramesCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error)
@@ -152,36 +97,13 @@ void FramesCommand::requestEnd(OvriSourceManager& manager)
         environment_.platform().dispatch.mainQueue()->async([] { }); // wakes the main loop
 }
 
-/// Under the state guard; zero before the second frame.
-double FramesCommand::framesPerSecond(std::uint64_t frames) const
-{
-    const double duration = firstFrame_ ? seconds(lastFrame_ - *firstFrame_) : 0;
-    return duration > 0 ? static_cast<double>(frames - 1) / duration : 0;
-}
-
 void FramesCommand::showStatus()
 {
     const FrameCounts counts = manager_->frameCounts();
-    const std::uint64_t frames = delivered_;
-    const std::lock_guard lock(stateGuard_);
+    const FrameTeller::Summary frames = frameTeller_->summary().value_or(FrameTeller::Summary{});
     std::fprintf(stderr, "\r%llu frames  %.1f/s  %llu dropped  delay %.1f ms   ",
-        static_cast<unsigned long long>(frames), framesPerSecond(frames),
-        static_cast<unsigned long long>(counts.dropped()), seconds(delay_) * 1e3);
-}
-
-bool FramesCommand::finishPictures()
-{
-    if (!options_.contactSheet)
-        return true;
-    if (sheet_.isEmpty()) {
-        console_.fail("no frame came, so there is no contact sheet");
-        return false;
-    }
-    if (const auto written = writePng(sheet_.compose(), *options_.contactSheet); !written) {
-        console_.fail(written.error());
-        return false;
-    }
-    return true;
+        static_cast<unsigned long long>(frameTeller_->count()), frames.framesPerSecond,
+        static_cast<unsigned long long>(counts.dropped()), seconds(frames.delay) * 1e3);
 }
 
 void FramesCommand::summarize()
@@ -201,17 +123,16 @@ void FramesCommand::summarize()
                 .string());
         return;
     }
-    const std::lock_guard lock(stateGuard_);
-    const double rate = framesPerSecond(counts.delivered);
+    const auto frames = frameTeller_->summary();
     const auto row = [](const char* name, std::uint64_t value) {
         std::printf("  %-12s %8llu\n", name, static_cast<unsigned long long>(value));
     };
-    if (firstFrame_)
-        std::printf("Camera session, %zu x %zu pixels", width_, height_);
+    if (frames)
+        std::printf("Camera session, %zu x %zu pixels", frames->width, frames->height);
     else
         std::printf("Camera session without a frame");
-    if (rate > 0)
-        std::printf(", %.1f frames per second", rate);
+    if (frames && frames->framesPerSecond > 0)
+        std::printf(", %.1f frames per second", frames->framesPerSecond);
     std::printf("\n");
     row("produced", counts.produced);
     row("delivered", counts.delivered);
@@ -231,14 +152,8 @@ ExitStatus FramesCommand::run()
     Platform& platform = environment_.platform();
     const SourceType source
         = options_.useFrontCamera ? SourceType::cameraFront(false) : SourceType::cameraBack(false);
-    if (options_.saveEvery) {
-        std::error_code error;
-        std::filesystem::create_directories(options_.outputFolder, error);
-        if (error) {
-            console_.fail("cannot make the folder " + options_.outputFolder + ": " + error.message());
-            return ExitStatus::failed;
-        }
-    }
+    if (!frameTeller_->prepare())
+        return ExitStatus::failed;
     manager_ = OvriSourceManager::create(
         {source, SourceType::stability()}, options_.preset, responseQueue_, platform);
     const auto view = std::make_shared<UIView>(CGSize{640, 480});
@@ -274,21 +189,22 @@ ExitStatus FramesCommand::run()
     const std::shared_ptr<Timer> tick = loop.scheduleTimer(5ms, true, [](Timer&) { });
     environment_.runUntil(
         [&] {
-            const bool isDrained = manager_->frameCounts().inFlight == 0 && picturesUnderWay_ == 0;
+            const bool isDrained
+                = manager_->frameCounts().inFlight == 0 && !frameTeller_->hasPicturesUnderWay();
             return isDrained || platform.clock.monotonic() > limit;
         },
         onInterrupt);
     tick->invalidate();
 
-    const bool hasPictures = finishPictures();
+    const bool hasPictures = frameTeller_->finishPictures();
     summarize();
     if (frameErrors_ > 0)
         console_.fail(std::to_string(frameErrors_.load())
             + (frameErrors_ == 1 ? " frame was dropped" : " frames were dropped"));
-    const bool isComplete = !options_.count || delivered_ >= *options_.count;
+    const bool isComplete = !options_.count || frameTeller_->count() >= *options_.count;
     if (!isComplete && !isInterrupted)
-        console_.fail("only " + std::to_string(delivered_.load()) + " of " + std::to_string(*options_.count)
-            + " frames came");
+        console_.fail("only " + std::to_string(frameTeller_->count()) + " of "
+            + std::to_string(*options_.count) + " frames came");
     manager_ = nullptr;
     if (isInterrupted) {
         console_.fail("interrupted");

@@ -44,7 +44,18 @@ constexpr std::array<std::pair<std::string_view, CameraConfiguration::SessionPre
 
 constexpr std::array<std::pair<std::string_view, bool>, 2> cameras{{{"back", false}, {"front", true}}};
 
-constexpr const char* commandNames = "devices, frames and motion";
+constexpr const char* commandNames = "devices, frames, motion, asset, asset-still, thumbnail and image";
+
+constexpr std::array<std::pair<std::string_view, Command>, 8> commands{{
+    {"help", Command::help},
+    {"devices", Command::devices},
+    {"frames", Command::frames},
+    {"motion", Command::motion},
+    {"asset", Command::asset},
+    {"asset-still", Command::assetStill},
+    {"thumbnail", Command::thumbnail},
+    {"image", Command::image},
+}};
 
 /// Goes through the arguments and keeps the first thing that is wrong.
 class Reader {
@@ -184,20 +195,52 @@ void checkMotion(Reader& reader, const Options& options)
         reader.fail("the simulated back end has no real time: --real-time goes with --backend host");
 }
 
+void readAssetOption(Reader& reader, std::string_view argument, Options& options)
+{
+    if (argument == "--fast")
+        options.fast = true;
+    else if (argument == "--save-every")
+        options.saveEvery = reader.positiveNumber(argument);
+    else if (argument == "--contact-sheet")
+        options.contactSheet = reader.text(argument);
+    else if (argument.starts_with("-") || !options.file.empty())
+        reader.failOption(argument, "asset");
+    else
+        options.file = argument;
+}
+
+void readPictureArgument(
+    Reader& reader, std::string_view argument, std::string_view command, Options& options)
+{
+    if (argument.starts_with("-") || !options.outputFile.empty())
+        reader.failOption(argument, command);
+    else if (options.file.empty())
+        options.file = argument;
+    else
+        options.outputFile = argument;
+}
+
+void checkFiles(Reader& reader, std::string_view command, const Options& options)
+{
+    if (options.backend == Backend::simulated)
+        reader.fail(
+            "the simulated back end has no files: " + std::string(command) + " goes with --backend host");
+    else if (options.file.empty())
+        reader.fail(std::string(command) + " needs a file; see --help");
+    else if (options.command != Command::asset && options.outputFile.empty())
+        reader.fail(std::string(command) + " needs a file to write; see --help");
+}
+
 void readCommand(Reader& reader, std::string_view name, Options& options)
 {
-    if (name == "devices") {
-        options.command = Command::devices;
-    } else if (name == "frames") {
-        options.command = Command::frames;
-    } else if (name == "motion") {
-        options.command = Command::motion;
-    } else if (name == "help") {
-        return;
-    } else {
+    const auto* known = std::ranges::find(commands, name, &std::pair<std::string_view, Command>::first);
+    if (known == commands.end()) {
         reader.fail(std::string("'").append(name) + "' is no command: " + commandNames + " are; see --help");
         return;
     }
+    options.command = known->second;
+    if (options.command == Command::help)
+        return;
     while (const auto argument = reader.next()) {
         if (*argument == "--help") {
             options.command = Command::help;
@@ -207,11 +250,17 @@ void readCommand(Reader& reader, std::string_view name, Options& options)
             readFramesOption(reader, *argument, options);
         else if (options.command == Command::motion)
             readMotionOption(reader, *argument, options.motion);
-        else
+        else if (options.command == Command::asset)
+            readAssetOption(reader, *argument, options);
+        else if (options.command == Command::devices)
             reader.failOption(*argument, name);
+        else
+            readPictureArgument(reader, *argument, name, options);
     }
     if (options.command == Command::motion)
         checkMotion(reader, options);
+    else if (!options.needsCameras())
+        checkFiles(reader, name, options);
 }
 
 } // namespace
@@ -281,6 +330,13 @@ Commands
       --angle DEG             degrees of pitch (45)
     --real-time               replay at the log's own pace, not as fast as possible
     --plot FILE.svg           a picture of the log and the verdicts
+  asset FILE                  read a recording: every frame, ten a second, whatever its own rate
+    --fast                    do not wait between the frames
+    --save-every K, --contact-sheet FILE.png
+                              as for frames
+  asset-still FILE OUT.png    the still that a screen gets of a recording: its image at 1/60 s, stored way up
+  thumbnail FILE OUT.png      the same image as a thumbnail
+  image FILE OUT.png          a picture, turned upright as it says itself: JPEG, PNG, WebP, TIFF, HEIC
 
 Global options, before the command
   --backend host|simulated    real inputs (default), or a scripted phone on virtual time
@@ -305,6 +361,7 @@ Examples
   tamsel-capture --back clip.mp4 frames --count 60 --contact-sheet sheet.png
   tamsel-capture --front /dev/video0 --json frames --camera front --seconds 5
   tamsel-capture motion walk.csv --plot walk.svg
+  tamsel-capture asset clip.mp4 --fast --contact-sheet sheet.png
 )";
 }
 

@@ -16,7 +16,7 @@
 namespace tamsel::capture {
 
 enum class Backend : std::uint8_t { host, simulated };
-enum class Command : std::uint8_t { help, devices, frames, motion };
+enum class Command : std::uint8_t { help, devices, frames, motion, asset, assetStill, thumbnail, image };
 
 /// What the command line asks of motion detection.
 struct MotionOptions {
@@ -50,12 +50,19 @@ struct Options {
     std::optional<std::uint64_t> saveEvery;
     std::optional<std::string> contactSheet;
     MotionOptions motion;
+    std::string file; ///< a recording or a picture
+    std::string outputFile;
+    bool fast = false;
 
-    /// A log on its own needs no real clock.
+    /// What depends on nothing real needs no real clock.
     [[nodiscard]] bool isOnVirtualTime() const
     {
-        return backend == Backend::simulated
-            || (command == Command::motion && motion.log && !motion.realTime);
+        return backend == Backend::simulated || (command == Command::motion && motion.log && !motion.realTime)
+            || (command == Command::asset && fast);
+    }
+    [[nodiscard]] bool needsCameras() const
+    {
+        return command == Command::devices || command == Command::frames;
     }
 };
 

@@ -1,8 +1,10 @@
+#include "AssetCommand.h"
 #include "Environment.h"
 #include "FramesCommand.h"
 #include "JsonLine.h"
 #include "MotionCommand.h"
 #include "Options.h"
+#include "PictureCommand.h"
 
 #include <cstdio>
 #include <span>
@@ -68,11 +70,20 @@ ExitStatus run(std::span<const char* const> arguments)
         std::fprintf(stderr, "tamsel-capture: %s\n", environment.error().c_str());
         return ExitStatus::unusable;
     }
-    if (options->command == Command::devices)
+    switch (options->command) {
+    case Command::devices:
         return listDevices(*options, **environment);
-    if (options->command == Command::motion)
+    case Command::motion:
         return std::make_shared<MotionCommand>(*options, **environment)->run();
-    return std::make_shared<FramesCommand>(*options, **environment)->run();
+    case Command::asset:
+        return std::make_shared<AssetCommand>(*options, **environment)->run();
+    case Command::assetStill:
+    case Command::thumbnail:
+    case Command::image:
+        return std::make_shared<PictureCommand>(*options, **environment)->run();
+    default:
+        return std::make_shared<FramesCommand>(*options, **environment)->run();
+    }
 }
 
 } // namespace

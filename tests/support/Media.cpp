@@ -48,7 +48,7 @@ CommandResult runCommand(const std::string& command)
 
 bool makeVideo(const std::string& arguments, const std::string& file)
 {
-    return runCommand("ffmpeg -v error -y " + arguments + " '" + file + "' 2>&1").status == 0;
+    return runCommand("timeout 120 ffmpeg -v error -y " + arguments + " '" + file + "' 2>&1").status == 0;
 }
 
 std::string readFile(const std::string& file)

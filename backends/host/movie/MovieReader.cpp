@@ -275,8 +275,12 @@ MovieReader::Step MovieReader::Parts::feed()
         avcodec_send_packet(codec.get(), nullptr);
         return Step::frame;
     }
-    if (packet->stream_index == stream->index)
-        avcodec_send_packet(codec.get(), packet.get()); // a packet that is refused is left out
+    // A packet that is refused is left out, and so is one that is encrypted: it would decode to noise at best.
+    std::size_t size = 0;
+    const bool isEncrypted
+        = av_packet_get_side_data(packet.get(), AV_PKT_DATA_ENCRYPTION_INFO, &size) != nullptr;
+    if (packet->stream_index == stream->index && !isEncrypted)
+        avcodec_send_packet(codec.get(), packet.get());
     av_packet_unref(packet.get());
     return Step::frame;
 }

@@ -12,8 +12,8 @@ CGAffineTransform CGAffineTransformInvert(const CGAffineTransform& t)
         return t;
     return {
         .a = t.d / determinant,
-        .b = -t.b / determinant,
-        .c = -t.c / determinant,
+        .b = -t.b / determinant + 0.0, // no zero with a sign
+        .c = -t.c / determinant + 0.0,
         .d = t.a / determinant,
         .tx = (t.c * t.ty - t.d * t.tx) / determinant,
         .ty = (t.b * t.tx - t.a * t.ty) / determinant,

@@ -62,6 +62,12 @@ public:
     [[nodiscard]] static SourceType stability() { return SourceType(Stability{}); }
     [[nodiscard]] static SourceType facingAngle() { return SourceType(FacingAngle{}); }
 
+    SourceType(const SourceType&);
+    SourceType(SourceType&&) noexcept;
+    SourceType& operator=(const SourceType&);
+    SourceType& operator=(SourceType&&) noexcept;
+    ~SourceType();
+
     /// The case with its payload, to match on.
     [[nodiscard]] const Value& value() const { return value_; }
 

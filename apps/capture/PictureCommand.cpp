@@ -1,0 +1,135 @@
+#include "PictureCommand.h"
+
+#include "JsonLine.h"
+
+#include <engine/image/renderImage.h>
+
+#include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/photo/makeImage.h>
+#include <tamsel/platform/AVAsset.h>
+#include <tamsel/platform/Dispatch.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <span>
+
+namespace tamsel::capture {
+
+using namespace platform;
+
+PictureCommand::PictureCommand(const Options& options, Environment& environment)
+    : options_(options),
+      environment_(environment),
+      console_(options.json)
+{
+}
+
+bool PictureCommand::writeFile(const std::vector<std::byte>& content)
+{
+    std::ofstream file(options_.outputFile, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
+    file.close();
+    if (!file)
+        console_.fail("cannot write " + options_.outputFile);
+    return static_cast<bool>(file);
+}
+
+void PictureCommand::write(const UIImage& image)
+{
+    const auto png = environment_.platform().images.pngRepresentation(image);
+    if (!png)
+        console_.fail(options_.file + ": the picture cannot be encoded");
+    if (!png || !writeFile(*png))
+        return;
+    const CGSize size = image.size();
+    if (console_.isJson()) {
+        console_.write(JsonLine("picture")
+                .integer("width", static_cast<std::uint64_t>(size.width))
+                .integer("height", static_cast<std::uint64_t>(size.height))
+                .text("file", std::string_view(options_.outputFile))
+                .string());
+    } else {
+        std::printf("%s: %.0f x %.0f pixels\n", options_.outputFile.c_str(), size.width, size.height);
+    }
+}
+
+void PictureCommand::sourceManagerDidGetSample(
+    OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample)
+{
+    if (sample->sample().empty()) {
+        console_.fail(options_.file + ": there is no image at 1/60 s");
+    } else if (writeFile(sample->sample())) {
+        if (console_.isJson()) {
+            console_.write(JsonLine("sample")
+                    .integer("bytes", sample->sample().size())
+                    .integer("source", static_cast<std::uint64_t>(sample->source()))
+                    .integer("exifOrientation", static_cast<std::uint64_t>(sample->exifOrientation()))
+                    .text("file", std::string_view(options_.outputFile))
+                    .string());
+        } else {
+            std::printf("%s: %zu bytes\n", options_.outputFile.c_str(), sample->sample().size());
+        }
+    }
+    hasSample_ = true;
+    environment_.platform().dispatch.mainQueue()->async([] { }); // wakes the main loop
+}
+
+void PictureCommand::makeStill()
+{
+    Platform& platform = environment_.platform();
+    const SourceType source = SourceType::asset(platform.assets.assetWithURL(options_.file));
+    const auto manager = OvriSourceManager::create(
+        {source}, options_.preset, environment_.makeQueue("org.tamsel.capture.response"), platform);
+    (void)manager->startSession(source, weak_from_this(), {}, nullptr); // fails for cameras only
+    manager->captureStillImage(OvriImageSource::photo, std::nullopt);
+    environment_.runUntil([&] { return hasSample_.load(); }, [] {});
+}
+
+void PictureCommand::makeThumbnail()
+{
+    if (const auto image = OvriSourceManager::provideThumbnailImage(options_.file, environment_.platform()))
+        write(*image);
+    else
+        console_.fail(options_.file + ": there is no thumbnail");
+}
+
+void PictureCommand::renderImage()
+{
+    std::ifstream file(options_.file, std::ios::binary);
+    std::vector<std::byte> data;
+    std::array<char, 65536> block{};
+    do {
+        file.read(block.data(), block.size());
+        const auto bytes = std::as_bytes(std::span(block)).first(static_cast<std::size_t>(file.gcount()));
+        data.insert(data.end(), bytes.begin(), bytes.end());
+    } while (file);
+    if (file.bad() || !file.eof()) {
+        console_.fail(options_.file + ": cannot be read");
+        return;
+    }
+    const CaptureSampleUpdate update(std::move(data), OvriImageSource::photo, CGImagePropertyOrientation::up);
+    const auto image = makeImage(update, environment_.platform());
+    if (!image) {
+        console_.fail(options_.file + ": is no picture");
+        return;
+    }
+    const auto rendered = engine::renderImage(image->ciImage());
+    if (rendered)
+        write(UIImage(*rendered));
+    else
+        console_.fail(options_.file + ": " + rendered.error().localizedDescription);
+}
+
+ExitStatus PictureCommand::run()
+{
+    if (options_.command == Command::assetStill)
+        makeStill();
+    else if (options_.command == Command::thumbnail)
+        makeThumbnail();
+    else
+        renderImage();
+    return console_.hasFailed() ? ExitStatus::failed : ExitStatus::done;
+}
+
+} // namespace tamsel::capture

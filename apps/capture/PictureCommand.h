@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Console.h"
+#include "Environment.h"
+#include "Options.h"
+
+#include <atomic>
+#include <memory>
+
+namespace tamsel::capture {
+
+/// Makes one picture of a file: the still or the thumbnail of a recording, or a picture rendered upright.
+class PictureCommand final : public OvriSourceToSession, public std::enable_shared_from_this<PictureCommand> {
+public:
+    PictureCommand(const Options& options, Environment& environment);
+
+    [[nodiscard]] ExitStatus run();
+
+    // On the response queue.
+    void sourceManagerDidGetSample(
+        OvriSourceManager& manager, const std::shared_ptr<CaptureSampleUpdate>& sample) override;
+
+private:
+    void makeStill();
+    void makeThumbnail();
+    void renderImage();
+    void write(const platform::UIImage& image);
+    [[nodiscard]] bool writeFile(const std::vector<std::byte>& content);
+
+    const Options options_;
+    Environment& environment_;
+    Console console_;
+    std::atomic<bool> hasSample_ = false;
+};
+
+} // namespace tamsel::capture
