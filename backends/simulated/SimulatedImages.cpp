@@ -29,6 +29,11 @@ private:
     const std::shared_ptr<PictureScript> script_;
 };
 
+std::string keyOf(const std::vector<std::byte>& data)
+{
+    return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
 /// Puts a PNG file together whose pixels are stored and not compressed.
 class StoredPng {
 public:
@@ -116,15 +121,15 @@ private:
 
 } // namespace
 
-void SimulatedImages::put(std::vector<std::byte> data, std::shared_ptr<PictureScript> picture)
+void SimulatedImages::put(const std::vector<std::byte>& data, std::shared_ptr<PictureScript> picture)
 {
-    pictures_[std::move(data)] = std::move(picture);
+    pictures_[keyOf(data)] = std::move(picture);
 }
 
 std::shared_ptr<const EncodedImage> SimulatedImages::openImage(
     ImageData data, const CIImageOptions& /*options*/)
 {
-    const auto found = pictures_.find(*data);
+    const auto found = pictures_.find(keyOf(*data));
     return found == pictures_.end() ? nullptr : std::make_shared<const Picture>(found->second);
 }
 

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace tamsel::simulated {
@@ -20,7 +21,7 @@ struct PictureScript {
 class SimulatedImages final : public platform::ImageServices {
 public:
     /// From now on these bytes are this picture.
-    void put(std::vector<std::byte> data, std::shared_ptr<PictureScript> picture);
+    void put(const std::vector<std::byte>& data, std::shared_ptr<PictureScript> picture);
     /// Whether pictures can be encoded.
     void setEncodes(bool encodes) { encodes_ = encodes; }
 
@@ -30,7 +31,7 @@ public:
         const platform::UIImage& image) override;
 
 private:
-    std::map<std::vector<std::byte>, std::shared_ptr<PictureScript>> pictures_;
+    std::map<std::string, std::shared_ptr<PictureScript>> pictures_; ///< by the bytes of their files
     bool encodes_ = true;
 };
 

@@ -322,7 +322,7 @@ TEST(HostAssetImage, IsWhatIsShownAtASixtiethOfASecondAsItIsStored)
         host::HostAssets assets;
         const auto image = assets.makeImageGenerator(assets.assetWithURL(file))->copyCGImage({1, 60});
         ASSERT_TRUE(image.has_value()) << one.name;
-        EXPECT_EQ(rawBytes(**image), rawFrame(file, one.frame)) << one.name;
+        EXPECT_TRUE(rawBytes(**image) == rawFrame(file, one.frame)) << one.name;
     }
 
     // A display matrix makes no difference, and an asset that has been read already gives the same.

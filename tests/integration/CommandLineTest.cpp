@@ -1,4 +1,5 @@
 #include "support/Media.h"
+#include "support/Program.h"
 
 #include <gtest/gtest.h>
 
@@ -23,18 +24,16 @@ std::vector<std::string> lines(const std::string& text)
     return result;
 }
 
-struct Outcome {
+struct Lines {
     int status;
     std::vector<std::string> output;
     std::vector<std::string> errors;
 };
 
-Outcome outcomeOf(const std::string& arguments)
+Lines linesOf(const std::string& arguments)
 {
-    const ScratchFolder folder;
-    const std::string errors = folder.file("errors");
-    const CommandResult result = runCommand(program + " " + arguments + " 2>'" + errors + "'");
-    return {result.status, lines(result.output), lines(readFile(errors))};
+    const Outcome outcome = outcomeOf(arguments);
+    return {outcome.status, lines(outcome.output), lines(outcome.errors)};
 }
 
 std::size_t count(const std::vector<std::string>& among, const std::string& beginning)
@@ -49,7 +48,7 @@ TEST(CommandLine, WritesNothingButOneJsonObjectALine)
 {
     for (const std::string& cameras :
         {"--back " + sample(), std::string("--backend simulated"), std::string("--back test:64x48")}) {
-        const Outcome frames = outcomeOf("--json " + cameras + " frames --count 5");
+        const Lines frames = linesOf("--json " + cameras + " frames --count 5");
         EXPECT_EQ(frames.status, 0);
         ASSERT_EQ(frames.output.size(), 6U);
         for (std::size_t index = 0; index < 5; ++index)
@@ -58,13 +57,13 @@ TEST(CommandLine, WritesNothingButOneJsonObjectALine)
         EXPECT_TRUE(frames.output[5].starts_with("{\"event\": \"summary\""));
         EXPECT_NE(frames.output[5].find("\"delivered\": 5"), std::string::npos);
 
-        const Outcome devices = outcomeOf("--json " + cameras + " devices");
+        const Lines devices = linesOf("--json " + cameras + " devices");
         EXPECT_EQ(devices.status, 0);
         EXPECT_EQ(count(devices.output, "{\"event\": \"device\", \"position\": "), devices.output.size());
         EXPECT_GE(devices.output.size(), 1U);
     }
-    const Outcome turned = outcomeOf("--json --back test:640x480 --device-orientation landscapeRight "
-                                     "--interface-orientation landscapeLeft frames --count 1");
+    const Lines turned = linesOf("--json --back test:640x480 --device-orientation landscapeRight "
+                                 "--interface-orientation landscapeLeft frames --count 1");
     EXPECT_EQ(
         count(turned.output,
             "{\"event\": \"frame\", \"index\": 0, \"width\": 480, \"height\": 640, \"exifOrientation\": 2, "
@@ -80,19 +79,19 @@ TEST(CommandLine, RefusesWrongUsageAndUnusableInputsWithOneLine)
              "--backend simulated --back x frames", "--back missing.mp4 frames", "--back test:4 frames",
              "--back /dev/video99 frames", "--back /dev/null frames", "--back '' frames",
              "--back no-such-protocol://x frames", "--back . frames"}) {
-        const Outcome refused = outcomeOf(arguments);
+        const Lines refused = linesOf(arguments);
         EXPECT_EQ(refused.status, 2) << arguments;
         EXPECT_EQ(refused.errors.size(), 1U) << arguments;
         EXPECT_EQ(refused.output.size(), 0U) << arguments;
     }
-    const Outcome help = outcomeOf("frames --help");
+    const Lines help = linesOf("frames --help");
     EXPECT_EQ(help.status, 0);
     EXPECT_GT(help.output.size(), 20U);
 }
 
 TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
 {
-    const Outcome ended = outcomeOf("--json --back lavfi:testsrc2=s=64x48:r=50:d=0.2 frames --count 50");
+    const Lines ended = linesOf("--json --back lavfi:testsrc2=s=64x48:r=50:d=0.2 frames --count 50");
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(count(ended.output, "{\"event\": \"summary\", \"produced\": 11, "), 1U) << "ten and the loss";
     EXPECT_EQ(count(ended.output,
@@ -100,16 +99,16 @@ TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
         1U);
     EXPECT_EQ(count(ended.errors, "tamsel-capture: the camera was lost"), 1U);
 
-    const Outcome tooShort = outcomeOf("--json --back test:64x48@100 frames --count 1000000 --seconds 0.2");
+    const Lines tooShort = linesOf("--json --back test:64x48@100 frames --count 1000000 --seconds 0.2");
     EXPECT_EQ(tooShort.status, 1);
     EXPECT_GE(count(tooShort.errors, "tamsel-capture: only "), 1U);
 
-    const Outcome absent = outcomeOf("--json --back test:64x48 frames --camera front --count 1");
+    const Lines absent = linesOf("--json --back test:64x48 frames --camera front --count 1");
     EXPECT_EQ(absent.status, 1);
     EXPECT_EQ(count(absent.output, R"({"event": "error", "kind": "canNotAddInput")"), 1U);
 
-    const Outcome unwritable
-        = outcomeOf("--back test:64x48 frames --count 2 --contact-sheet /no/such/folder/sheet.png");
+    const Lines unwritable
+        = linesOf("--back test:64x48 frames --count 2 --contact-sheet /no/such/folder/sheet.png");
     EXPECT_EQ(unwritable.status, 1);
     EXPECT_GE(unwritable.errors.size(), 1U);
 }
@@ -117,7 +116,7 @@ TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
 TEST(CommandLine, SavesPicturesThatOtherProgramsRead)
 {
     const ScratchFolder folder;
-    const Outcome saved = outcomeOf("--back " + sample() + " --out " + folder.file("frames")
+    const Lines saved = linesOf("--back " + sample() + " --out " + folder.file("frames")
         + " frames --count 5 --save-every 2 " + "--contact-sheet " + folder.file("sheet.png"));
     EXPECT_EQ(saved.status, 0);
     for (const auto& [file, size] : {std::pair{"frames/frame-000000.png", "640,480"},

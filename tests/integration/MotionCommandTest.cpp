@@ -1,4 +1,5 @@
 #include "support/Media.h"
+#include "support/Program.h"
 
 #include <gtest/gtest.h>
 
@@ -13,24 +14,8 @@ namespace tamsel::tests {
 
 namespace {
 
-const std::string program = TAMSEL_CAPTURE_PROGRAM;
 const std::string generated
     = std::string(TAMSEL_TEST_DATA).append("/motion/generated_held_moved_held_tilted.csv");
-
-struct Outcome {
-    int status;
-    std::string output;
-    std::string errors;
-};
-
-Outcome outcomeOf(const std::string& arguments)
-{
-    const ScratchFolder folder;
-    const std::string errors = folder.file("errors");
-    const CommandResult result
-        = runCommand("timeout 60 " + program + " " + arguments + " 2>'" + errors + "'");
-    return {result.status, result.output, readFile(errors)};
-}
 
 struct Verdict {
     bool holds;
@@ -204,14 +189,6 @@ std::size_t compareWithReplay(const std::string& log, bool hasPitch)
         count += told.size();
     }
     return count;
-}
-
-std::size_t count(const std::string& text, const std::string& part)
-{
-    std::size_t result = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++result;
-    return result;
 }
 
 } // namespace

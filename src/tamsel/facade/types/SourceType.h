@@ -44,23 +44,14 @@ public:
     };
     using Value = std::variant<CameraFront, CameraBack, Asset, Undefined, Mic, Nfc, Stability, FacingAngle>;
 
-    [[nodiscard]] static SourceType cameraFront(bool videoRecordingEnabled)
-    {
-        return SourceType(CameraFront{videoRecordingEnabled});
-    }
-    [[nodiscard]] static SourceType cameraBack(bool videoRecordingEnabled)
-    {
-        return SourceType(CameraBack{videoRecordingEnabled});
-    }
-    [[nodiscard]] static SourceType asset(std::shared_ptr<platform::AVAsset> asset)
-    {
-        return SourceType(Asset{std::move(asset)});
-    }
-    [[nodiscard]] static SourceType undefined() { return SourceType(Undefined{}); }
-    [[nodiscard]] static SourceType mic() { return SourceType(Mic{}); }
-    [[nodiscard]] static SourceType nfc() { return SourceType(Nfc{}); }
-    [[nodiscard]] static SourceType stability() { return SourceType(Stability{}); }
-    [[nodiscard]] static SourceType facingAngle() { return SourceType(FacingAngle{}); }
+    [[nodiscard]] static SourceType cameraFront(bool videoRecordingEnabled);
+    [[nodiscard]] static SourceType cameraBack(bool videoRecordingEnabled);
+    [[nodiscard]] static SourceType asset(std::shared_ptr<platform::AVAsset> asset);
+    [[nodiscard]] static SourceType undefined();
+    [[nodiscard]] static SourceType mic();
+    [[nodiscard]] static SourceType nfc();
+    [[nodiscard]] static SourceType stability();
+    [[nodiscard]] static SourceType facingAngle();
 
     SourceType(const SourceType&);
     SourceType(SourceType&&) noexcept;
@@ -74,7 +65,7 @@ public:
     bool operator==(const SourceType&) const = default;
 
 private:
-    explicit SourceType(Value value) : value_(std::move(value)) { }
+    explicit SourceType(Value value);
 
     Value value_;
 };

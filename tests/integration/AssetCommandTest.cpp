@@ -1,0 +1,148 @@
+#include "support/Media.h"
+#include "support/Program.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <filesystem>
+
+namespace tamsel::tests {
+
+namespace {
+
+/// The raw RGB pixels of the first picture of a file, by another program than ours.
+std::string rawPicture(const std::string& file)
+{
+    return runCommand("ffmpeg -v error -i '" + file + "' -frames:v 1 -f rawvideo -pix_fmt rgb24 -").output;
+}
+
+std::string makeClip(const ScratchFolder& folder)
+{
+    std::string file = folder.file("clip.mov");
+    EXPECT_TRUE(makeVideo("-f lavfi -i testsrc2=s=90x62:r=60 -frames:v 12 -c:v qtrle -pix_fmt rgb24", file));
+    return file;
+}
+
+} // namespace
+
+TEST(AssetCommand, TellsEachFrameAndTheEnd)
+{
+    const ScratchFolder folder;
+    const std::string clip = makeClip(folder);
+    for (const char* options : {" --fast", ""}) {
+        const Outcome outcome = outcomeOf("--json asset '" + clip + "'" + options);
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        EXPECT_EQ(count(outcome.output, "\n"), 13U);
+        for (int index = 0; index < 12; ++index) {
+            EXPECT_EQ(count(outcome.output,
+                          "{\"event\": \"frame\", \"index\": " + std::to_string(index)
+                              + ", \"width\": 90, \"height\": 62, \"exifOrientation\": 5, "
+                                "\"preferredTransform\": [1, 0, 0, 1, 0, 0], "
+                                "\"mediaTime\": "),
+                1U);
+        }
+        EXPECT_TRUE(outcome.output.ends_with("{\"event\": \"completed\", \"frames\": 12}\n"));
+        EXPECT_EQ(outcome.errors, options[0] == '\0' ? "\"Source Manager deinit\"\n" : "");
+    }
+    const std::string sheet = folder.file("sheet.png");
+    const Outcome pictures = outcomeOf("--out '" + folder.file("frames") + "' asset '" + clip
+        + "' --fast --save-every 5 --contact-sheet '" + sheet + "'");
+    EXPECT_EQ(pictures.status, 0) << pictures.errors;
+    EXPECT_EQ(pictures.output, "12 frames, 90 x 62 pixels\n");
+    EXPECT_TRUE(std::filesystem::exists(sheet));
+    EXPECT_TRUE(std::filesystem::exists(folder.file("frames/frame-000010.png")));
+    EXPECT_FALSE(std::filesystem::exists(folder.file("frames/frame-000011.png")));
+}
+
+TEST(AssetCommand, SaysInOneLineWhatHasNoVideo)
+{
+    const ScratchFolder folder;
+    const std::string song = folder.file("song.mp4");
+    ASSERT_TRUE(makeVideo("-f lavfi -i sine=d=1 -c:a aac", song));
+    writeFile(folder.file("letter.mp4"), "Dear all,");
+    for (const std::string& file :
+        {song, folder.file("letter.mp4"), folder.file("missing.mp4"), folder.file(".")}) {
+        for (const char* options : {" --fast", ""}) {
+            const Outcome outcome = outcomeOf("--json asset '" + file + "'" + options);
+            EXPECT_EQ(outcome.status, 1) << file;
+            EXPECT_EQ(outcome.output, "") << file;
+            EXPECT_EQ(count(outcome.errors, "\n"), 1U) << outcome.errors;
+        }
+        for (const char* command : {"asset-still", "thumbnail", "image"}) {
+            const Outcome outcome = outcomeOf(
+                "--json " + std::string(command) + " '" + file + "' '" + folder.file("out.png") + "'");
+            EXPECT_EQ(outcome.status, 1) << command << " " << file;
+            EXPECT_EQ(outcome.output, "");
+            EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
+        }
+    }
+    for (const char* arguments : {"asset", "asset a b", "asset a --seconds 3", "asset-still a", "thumbnail",
+             "image a b c", "--backend simulated asset a", "image --fast a b"}) {
+        const Outcome refused = outcomeOf(arguments);
+        EXPECT_EQ(refused.status, 2) << arguments;
+        EXPECT_EQ(count(refused.errors, "\n"), 1U) << arguments;
+    }
+}
+
+TEST(PictureCommand, WritesTheStillAndTheThumbnailOfARecording)
+{
+    const ScratchFolder folder;
+    const std::string clip = makeClip(folder);
+    const std::string expected = runCommand(
+        "ffmpeg -v error -i '" + clip + "' -vf 'select=eq(n\\,1)' -frames:v 1 -f rawvideo -pix_fmt rgb24 -")
+                                     .output;
+    ASSERT_EQ(expected.size(), 90U * 62 * 3);
+    const std::string out = folder.file("out.png");
+
+    const Outcome still = outcomeOf("--json asset-still '" + clip + "' '" + out + "'");
+    EXPECT_EQ(still.status, 0) << still.errors;
+    EXPECT_TRUE(rawPicture(out) == expected);
+    EXPECT_TRUE(still.output.starts_with(
+        "{\"event\": \"sample\", \"bytes\": " + std::to_string(std::filesystem::file_size(out))
+        + ", \"source\": 1, \"exifOrientation\": 6, \"file\": "));
+
+    std::filesystem::remove(out);
+    const Outcome thumbnail = outcomeOf("--json thumbnail '" + clip + "' '" + out + "'");
+    EXPECT_EQ(thumbnail.status, 0) << thumbnail.errors;
+    EXPECT_TRUE(rawPicture(out) == expected);
+    EXPECT_TRUE(
+        thumbnail.output.starts_with("{\"event\": \"picture\", \"width\": 90, \"height\": 62, \"file\": "));
+
+    EXPECT_EQ(outcomeOf("asset-still '" + clip + "' /no/such/folder/out.png").status, 1);
+}
+
+TEST(PictureCommand, RendersAPictureUpright)
+{
+    const ScratchFolder folder;
+    const std::string stored = folder.file("stored.png");
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=90x62 -frames:v 1", stored));
+    const std::string out = folder.file("out.png");
+    const Outcome plain = outcomeOf("image '" + stored + "' '" + out + "'");
+    EXPECT_EQ(plain.status, 0) << plain.errors;
+    EXPECT_EQ(plain.output, out + ": 90 x 62 pixels\n\"Source Manager deinit\"\n");
+    EXPECT_TRUE(rawPicture(out) == rawPicture(stored));
+
+    // An eXIf chunk that says "right": to be turned clockwise.
+    std::string turned = readFile(stored);
+    const std::string chunk("\0\0\0\x1a"
+                            "eXIfMM\0*\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0\x06\0\0\0\0\0\0",
+        34);
+    std::uint32_t remainder = 0xFFFFFFFFU;
+    for (const char byte : chunk.substr(4)) {
+        remainder ^= static_cast<unsigned char>(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            remainder = (remainder >> 1U) ^ ((remainder & 1U) != 0 ? 0xEDB88320U : 0U);
+    }
+    std::string check;
+    for (const unsigned shift : {24U, 16U, 8U, 0U})
+        check += static_cast<char>(~remainder >> shift);
+    turned.insert(33, chunk + check); // behind the header
+    writeFile(folder.file("turned.png"), turned);
+    EXPECT_EQ(outcomeOf("image '" + folder.file("turned.png") + "' '" + out + "'").status, 0);
+    const std::string expected
+        = runCommand("ffmpeg -v error -i '" + stored + "' -vf transpose=clock -f rawvideo -pix_fmt rgb24 -")
+              .output;
+    EXPECT_TRUE(rawPicture(out) == expected);
+}
+
+} // namespace tamsel::tests

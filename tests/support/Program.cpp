@@ -1,0 +1,24 @@
+#include "support/Program.h"
+
+#include "support/Media.h"
+
+namespace tamsel::tests {
+
+Outcome outcomeOf(const std::string& arguments)
+{
+    const ScratchFolder folder;
+    const std::string errors = folder.file("errors");
+    const CommandResult result = runCommand(
+        std::string("timeout 60 ").append(TAMSEL_CAPTURE_PROGRAM) + " " + arguments + " 2>'" + errors + "'");
+    return {result.status, result.output, readFile(errors)};
+}
+
+std::size_t count(const std::string& text, const std::string& part)
+{
+    std::size_t result = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++result;
+    return result;
+}
+
+} // namespace tamsel::tests

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+namespace tamsel::tests {
+
+/// What tamsel-capture did.
+struct Outcome {
+    int status;
+    std::string output;
+    std::string errors;
+};
+
+/// Runs it with these arguments of a shell, for a minute at most.
+[[nodiscard]] Outcome outcomeOf(const std::string& arguments);
+
+/// How often the part stands in the text.
+[[nodiscard]] std::size_t count(const std::string& text, const std::string& part);
+
+} // namespace tamsel::tests
