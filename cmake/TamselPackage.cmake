@@ -34,6 +34,6 @@ if(TAMSEL_HOST)
         set(heif " libheif")
     endif()
     tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux"
-        "libavdevice libavformat libavcodec libswscale libavutil libturbojpeg libpng libwebp libwebpdemux${heif}"
+        "libavdevice libavformat libavcodec libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux${heif}"
         "-ltamsel_host -ltamsel_engine -ltamsel_core -lyuv -pthread")
 endif()

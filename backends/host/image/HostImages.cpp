@@ -99,7 +99,11 @@ std::shared_ptr<const EncodedImage> HostImages::openImage(ImageData data, const 
 
 std::optional<std::vector<std::byte>> HostImages::pngRepresentation(const UIImage& image)
 {
-    return image.cgImage() ? writePng(*image.cgImage()) : std::nullopt;
+    try {
+        return image.cgImage() ? writePng(*image.cgImage()) : std::nullopt;
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
 }
 
 } // namespace tamsel::host
