@@ -41,7 +41,6 @@ std::unique_ptr<AVCodecContext, Free> openDecoder(AVCodecID kind)
         return nullptr;
     context->thread_count = 1;
     context->max_pixels = static_cast<std::int64_t>(maximumPixels);
-    context->err_recognition = AV_EF_EXPLODE;
     context->log_level_offset = AV_LOG_TRACE + 1; // no lines about broken pictures on standard error
     return avcodec_open2(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
 }

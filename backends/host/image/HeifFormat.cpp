@@ -90,7 +90,12 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, bool ign
         = heif_image_get_plane_readonly(image.get(), heif_channel_interleaved, &stride);
     const int width = heif_image_get_width(image.get(), heif_channel_interleaved);
     const int height = heif_image_get_height(image.get(), heif_channel_interleaved);
-    if (!pixels || width != static_cast<int>(target.width()) || height != static_cast<int>(target.height()))
+    const bool hasSize
+        = width == static_cast<int>(target.width()) && height == static_cast<int>(target.height());
+    // Some programs write the upright size where the stored one belongs. Such a picture is only whole upright.
+    if (!hasSize && ignoresTransformations)
+        return decode(picture, target, false);
+    if (!pixels || !hasSize)
         return std::unexpected(pictureError("HEIF", "it has another size than it said"));
     libyuv::ABGRToARGB(pixels, stride, reinterpret_cast<std::uint8_t*>(target.baseAddress()),
         static_cast<int>(target.bytesPerRow()), width, height);
