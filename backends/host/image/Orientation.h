@@ -1,0 +1,24 @@
+#pragma once
+
+#include <tamsel/platform/CVPixelBuffer.h>
+
+namespace tamsel::host {
+
+/// How a stored picture is brought upright, numbered 1 to 8 as Exif does: 1 as it is, 2 mirrored left to right, 3 a half
+/// turn, 4 mirrored top to bottom, 5 transposed, 6 a quarter turn clockwise, 7 transposed across the other diagonal, 8 a
+/// quarter turn anticlockwise.
+using Orientation = int;
+
+inline constexpr Orientation upright = 1;
+
+/// Whether rows become columns.
+[[nodiscard]] constexpr bool isTransposed(Orientation orientation)
+{
+    return orientation >= 5;
+}
+
+/// Copies `source` into `target`, which has its size or, where rows become columns, that size the other way round.
+void turnUpright(
+    const platform::CVPixelBuffer& source, platform::CVPixelBuffer& target, Orientation orientation);
+
+} // namespace tamsel::host

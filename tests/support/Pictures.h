@@ -1,0 +1,72 @@
+#pragma once
+
+#include <tamsel/platform/CIImage.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tamsel::tests {
+
+/// Pixels to compare, as 0xAARRGGBB.
+struct Pixels {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint32_t> words;
+
+    Pixels() = default;
+    Pixels(int w, int h)
+        : width(w),
+          height(h),
+          words(static_cast<std::size_t>(w) * static_cast<std::size_t>(h))
+    {
+    }
+    explicit Pixels(const platform::CVPixelBuffer& buffer);
+
+    std::uint32_t& at(int x, int y) { return words[static_cast<std::size_t>(y * width + x)]; }
+    [[nodiscard]] std::uint32_t at(int x, int y) const
+    {
+        return words[static_cast<std::size_t>(y * width + x)];
+    }
+
+    [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> buffer() const;
+    bool operator==(const Pixels&) const = default;
+};
+
+/// A picture of which no two pixels, and no two of its eight orientations, are the same.
+[[nodiscard]] Pixels slopes(int width, int height, std::uint32_t alpha = 0xff);
+
+/// The largest difference of a channel; 256 when the sizes differ.
+[[nodiscard]] int difference(const Pixels& one, const Pixels& other);
+
+/// What a picture with this Exif orientation looks like upright, by mirroring and quarter turns.
+[[nodiscard]] Pixels uprightPicture(Pixels stored, int orientation);
+
+/// Files. With orientation 0 they say nothing of it.
+[[nodiscard]] std::string jpegFile(const Pixels& picture, int orientation = 0, int quality = 100);
+[[nodiscard]] std::string pngFile(const Pixels& picture, int orientation = 0);
+[[nodiscard]] std::string webPFile(const Pixels& picture, int orientation = 0);
+[[nodiscard]] std::string tiffFile(const Pixels& picture, int orientation = 0);
+/// Absent where no encoder is at hand. `exifOrientation` is what the Exif data claims beside the file's own turn.
+[[nodiscard]] std::optional<std::string> heicFile(
+    const Pixels& picture, int orientation, int exifOrientation);
+
+/// A PNG file by libpng, from rows as they are stored; a palette has three bytes an entry.
+struct RawPng {
+    int width;
+    int height;
+    int bitDepth;
+    int colourType;
+    bool isInterlaced = false;
+    std::vector<std::uint8_t> palette = {};
+    std::vector<std::uint8_t> paletteAlpha = {};
+};
+[[nodiscard]] std::string rawPngFile(const RawPng& description, std::vector<std::uint8_t> rows);
+
+/// A JPEG of one grey or of four inks, the same all over.
+[[nodiscard]] std::string flatJpegFile(int width, int height, const std::vector<std::uint8_t>& channels);
+
+[[nodiscard]] platform::ImageData imageData(const std::string& file);
+
+} // namespace tamsel::tests
