@@ -118,7 +118,7 @@ TEST(PictureCommand, RendersAPictureUpright)
     const std::string out = folder.file("out.png");
     const Outcome plain = outcomeOf("image '" + stored + "' '" + out + "'");
     EXPECT_EQ(plain.status, 0) << plain.errors;
-    EXPECT_EQ(plain.output, out + ": 90 x 62 pixels\n\"Source Manager deinit\"\n");
+    EXPECT_EQ(plain.output, out + ": 90 x 62 pixels\n");
     EXPECT_TRUE(rawPicture(out) == rawPicture(stored));
 
     // An eXIf chunk that says "right": to be turned clockwise.
