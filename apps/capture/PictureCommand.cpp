@@ -91,7 +91,7 @@ void PictureCommand::makeThumbnail()
     if (const auto image = OvriSourceManager::provideThumbnailImage(options_.file, environment_.platform()))
         write(*image);
     else
-        console_.fail(options_.file + ": there is no thumbnail");
+        hasFailed_ = true; // the library has written the line
 }
 
 void PictureCommand::renderImage()
@@ -129,7 +129,7 @@ ExitStatus PictureCommand::run()
         makeThumbnail();
     else
         renderImage();
-    return console_.hasFailed() ? ExitStatus::failed : ExitStatus::done;
+    return console_.hasFailed() || hasFailed_ ? ExitStatus::failed : ExitStatus::done;
 }
 
 } // namespace tamsel::capture

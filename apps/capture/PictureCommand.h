@@ -31,6 +31,7 @@ private:
     Environment& environment_;
     Console console_;
     std::atomic<bool> hasSample_ = false;
+    bool hasFailed_ = false;
 };
 
 } // namespace tamsel::capture

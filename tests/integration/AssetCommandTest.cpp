@@ -72,6 +72,8 @@ TEST(AssetCommand, SaysInOneLineWhatHasNoVideo)
                 "--json " + std::string(command) + " '" + file + "' '" + folder.file("out.png") + "'");
             EXPECT_EQ(outcome.status, 1) << command << " " << file;
             EXPECT_EQ(outcome.output, "");
+            EXPECT_GE(count(outcome.errors, "\n"), 1U);
+            EXPECT_LE(count(outcome.errors, "\n"), 2U) << outcome.errors; // a manager says its last line too
             EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
         }
     }

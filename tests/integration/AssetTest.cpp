@@ -256,6 +256,7 @@ TEST(HostAsset, EndsOrStaysSilentOnWhatIsBroken)
     writeFile(folder.file("header.mp4"), content.substr(0, 200));
     for (const char* name : {"empty.mp4", "letter.mp4", "header.mp4", "missing.mp4", "."})
         expectNothing(folder.file(name));
+    expectNothing("lavfi:testsrc2"); // no file, whatever a camera would make of it
 
     writeFile(folder.file("half.mp4"), content.substr(0, content.size() / 2));
     const Reading half(folder.file("half.mp4"));

@@ -40,7 +40,7 @@ public:
     {
         const std::lock_guard lock(guard_);
         if (!isKnown_)
-            opened_ = open();
+            opened_ = open().value_or(nullptr);
         return mediaType == AVMediaType::video && videoTrack_ ? std::vector{videoTrack_}
                                                               : std::vector<std::shared_ptr<AVAssetTrack>>{};
     }
@@ -57,20 +57,20 @@ public:
         const std::lock_guard lock(guard_);
         if (std::unique_ptr<MovieReader> opened = std::move(opened_))
             return opened;
-        auto container = MovieReader::openContainer(url_.string(), neverCancelled);
-        if (container)
-            note(**container);
-        return container;
+        return open();
     }
 
 private:
-    [[nodiscard]] std::unique_ptr<MovieReader> open() const
+    /// Files only: a reader of movies takes other texts for devices and addresses.
+    [[nodiscard]] Container open() const
     {
-        auto container = MovieReader::openContainer(url_.string(), neverCancelled);
-        if (!container)
-            return nullptr;
-        note(**container);
-        return std::move(*container);
+        std::error_code ignored;
+        if (!std::filesystem::exists(url_, ignored))
+            return std::unexpected(Error{.localizedDescription = url_.string() + ": there is no such file"});
+        Container container = MovieReader::openContainer(url_.string(), neverCancelled);
+        if (container)
+            note(**container);
+        return container;
     }
 
     void note(const MovieReader& container) const
