@@ -248,9 +248,12 @@ void orderAsPhonesDo(std::string& file, const Pixels& stored)
         box += static_cast<unsigned char>(file[box + 3]); // none is longer
     }
     const std::size_t count = box + 8 + 4 + 4 + 2;
-    const auto first = file.begin() + static_cast<std::ptrdiff_t>(count) + 1;
-    std::stable_partition(first, first + file[count],
-        [&](char property) { return turns.find(static_cast<char>(property & 0x7f)) == turns.npos; });
+    const std::string associations = file.substr(count + 1, static_cast<std::size_t>(file[count]));
+    std::string sizes;
+    std::string moves;
+    for (const char property : associations)
+        (turns.find(static_cast<char>(property & 0x7f)) == turns.npos ? sizes : moves) += property;
+    file.replace(count + 1, associations.size(), sizes + moves);
 }
 
 } // namespace
