@@ -2,6 +2,10 @@
 
 #include "JsonLine.h"
 
+#include <engine/image/renderImage.h>
+
+#include <tamsel/photo/makeImage.h>
+
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -86,16 +90,21 @@ void FrameTeller::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index)
     if (!isSaved && !isShown)
         return;
     ++picturesUnderWay_;
-    pictureQueue_->async([self = shared_from_this(), buffer = frame.imageBuffer(), index, isSaved, isShown] {
-        if (isShown)
-            self->sheet_.add(*buffer);
-        if (isSaved) {
-            const Picture picture = makePicture(*buffer, buffer->width());
-            if (const auto written = writePng(picture, self->picturePath(index)); !written)
-                self->console_.fail(written.error());
-        }
-        --self->picturesUnderWay_;
-    });
+    pictureQueue_->async(
+        [self = shared_from_this(), kept = std::make_shared<const OvriCaptureFrameUpdate>(frame), index,
+            isSaved, isShown] {
+            if (isShown) {
+                if (const auto upright = engine::renderImage(makeImage(*kept).ciImage()))
+                    self->sheet_.add(**upright);
+            }
+            if (isSaved) {
+                const CVBuffer& buffer = *kept->imageBuffer();
+                const Picture picture = makePicture(buffer, buffer.width());
+                if (const auto written = writePng(picture, self->picturePath(index)); !written)
+                    self->console_.fail(written.error());
+            }
+            --self->picturesUnderWay_;
+        });
 }
 
 std::string FrameTeller::picturePath(std::uint64_t index) const

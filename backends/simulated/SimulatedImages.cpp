@@ -14,19 +14,24 @@ namespace {
 
 class Picture final : public EncodedImage {
 public:
-    explicit Picture(std::shared_ptr<PictureScript> script) : script_(std::move(script)) { }
+    Picture(std::shared_ptr<PictureScript> script, bool isUpright)
+        : script_(std::move(script)),
+          pixels_(!isUpright && script_->stored ? script_->stored : script_->pixels)
+    {
+    }
 
-    [[nodiscard]] CGSize size() const override { return UIImage(script_->pixels).size(); }
+    [[nodiscard]] CGSize size() const override { return UIImage(pixels_).size(); }
     [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> decode() const override
     {
         ++script_->decodes;
         if (!script_->canBeDecoded)
             return std::unexpected(Error{.localizedDescription = "the simulated picture is damaged"});
-        return script_->pixels;
+        return pixels_;
     }
 
 private:
     const std::shared_ptr<PictureScript> script_;
+    const std::shared_ptr<CGImage> pixels_;
 };
 
 std::string keyOf(const std::vector<std::byte>& data)
@@ -126,11 +131,12 @@ void SimulatedImages::put(const std::vector<std::byte>& data, std::shared_ptr<Pi
     pictures_[keyOf(data)] = std::move(picture);
 }
 
-std::shared_ptr<const EncodedImage> SimulatedImages::openImage(
-    ImageData data, const CIImageOptions& /*options*/)
+std::shared_ptr<const EncodedImage> SimulatedImages::openImage(ImageData data, const CIImageOptions& options)
 {
     const auto found = pictures_.find(keyOf(*data));
-    return found == pictures_.end() ? nullptr : std::make_shared<const Picture>(found->second);
+    if (found == pictures_.end())
+        return nullptr;
+    return std::make_shared<const Picture>(found->second, options.appliesOrientationProperty);
 }
 
 std::optional<std::vector<std::byte>> SimulatedImages::pngRepresentation(const UIImage& image)

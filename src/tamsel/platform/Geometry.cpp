@@ -10,13 +10,14 @@ CGAffineTransform CGAffineTransformInvert(const CGAffineTransform& t)
     const double determinant = t.a * t.d - t.b * t.c;
     if (determinant == 0 || !std::isfinite(determinant))
         return t;
+    // Adding nothing takes the sign from zeros.
     return {
-        .a = t.d / determinant,
-        .b = -t.b / determinant + 0.0, // no zero with a sign
+        .a = t.d / determinant + 0.0,
+        .b = -t.b / determinant + 0.0,
         .c = -t.c / determinant + 0.0,
-        .d = t.a / determinant,
-        .tx = (t.c * t.ty - t.d * t.tx) / determinant,
-        .ty = (t.b * t.tx - t.a * t.ty) / determinant,
+        .d = t.a / determinant + 0.0,
+        .tx = (t.c * t.ty - t.d * t.tx) / determinant + 0.0,
+        .ty = (t.b * t.tx - t.a * t.ty) / determinant + 0.0,
     };
 }
 

@@ -54,7 +54,9 @@ TEST(AssetSession, ReadsTwoRecordingsAtOnceEachToItsEnd)
     const CGAffineTransform first{1, 0, 0, 1, 1, 0};
     const CGAffineTransform second{1, 0, 0, 1, 2, 0};
     ASSERT_TRUE(screen.start(recording({.frames = 2, .preferredTransform = first})).has_value());
+    const auto processor = screen.manager->assetProcessor();
     ASSERT_TRUE(screen.start(recording({.frames = 4, .preferredTransform = second})).has_value());
+    EXPECT_NE(screen.manager->assetProcessor(), processor) << "the second replaces the first";
     screen.phone.advance(350ms);
     EXPECT_EQ(screen.manager->assetProcessor(), nullptr)
         << "the end of the first clears the field, although it holds the second";

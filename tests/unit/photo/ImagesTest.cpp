@@ -50,7 +50,7 @@ using Place = std::array<int, 2>;
 TEST(ImageFromSample, IsDecodedUprightAndOnlyWhenSomebodyRendersIt)
 {
     simulated::Phone phone;
-    const auto script = std::make_shared<simulated::PictureScript>(picture(6, 4));
+    const auto script = std::make_shared<simulated::PictureScript>(picture(6, 4), picture(4, 6));
     phone.images().put(bytes("photo"), script);
     CaptureSampleUpdate update(bytes("photo"), OvriImageSource::photo, CGImagePropertyOrientation::left);
     update.setSource(OvriImageSource::album);
