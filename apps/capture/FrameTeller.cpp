@@ -98,9 +98,8 @@ void FrameTeller::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index)
                     self->sheet_.add(**upright);
             }
             if (isSaved) {
-                const CVBuffer& buffer = *kept->imageBuffer();
-                const Picture picture = makePicture(buffer, buffer.width());
-                if (const auto written = writePng(picture, self->picturePath(index)); !written)
+                const UIImage image(kept->imageBuffer());
+                if (const auto written = writePng(image, self->picturePath(index)); !written)
                     self->console_.fail(written.error());
             }
             --self->picturesUnderWay_;

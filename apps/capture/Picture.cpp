@@ -1,12 +1,12 @@
 #include "Picture.h"
 
-#include <png.h>
+#include <host/image/HostImages.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <memory>
 
 namespace tamsel::capture {
@@ -39,20 +39,39 @@ Picture makePicture(const platform::CVPixelBuffer& frame, std::size_t maximumWid
     return picture;
 }
 
+std::expected<void, std::string> writeFile(const std::vector<std::byte>& content, const std::string& file)
+{
+    errno = 0;
+    std::ofstream stream(file, std::ios::binary);
+    stream.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
+    stream.close();
+    if (stream)
+        return {};
+    return std::unexpected(
+        "cannot write " + file + (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
+}
+
+std::expected<void, std::string> writePng(const platform::UIImage& image, const std::string& file)
+{
+    const auto content = host::HostImages().pngRepresentation(image);
+    if (!content)
+        return std::unexpected("cannot write " + file + ": there is no PNG of this picture");
+    return writeFile(*content, file);
+}
+
 std::expected<void, std::string> writePng(const Picture& picture, const std::string& file)
 {
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = static_cast<png_uint_32>(picture.width);
-    image.height = static_cast<png_uint_32>(picture.height);
-    image.format = PNG_FORMAT_RGB;
-    image.flags = PNG_IMAGE_FLAG_FAST;
-    errno = 0;
-    if (png_image_write_to_file(&image, file.c_str(), 0, picture.rgb.data(), 0, nullptr) == 0) {
-        const std::string reason = errno != 0 ? std::strerror(errno) : image.message;
-        return std::unexpected("cannot write " + file + ": " + reason);
+    const auto buffer = std::make_shared<platform::CVPixelBuffer>(picture.width, picture.height);
+    const std::uint8_t* rgb = picture.rgb.data();
+    for (std::size_t y = 0; y < picture.height; ++y) {
+        std::byte* pixel = buffer->baseAddress() + y * buffer->bytesPerRow();
+        for (std::size_t x = 0; x < picture.width; ++x, pixel += 4, rgb += 3) {
+            for (std::size_t channel = 0; channel < 3; ++channel)
+                pixel[channel] = std::byte{rgb[2 - channel]};
+            pixel[3] = std::byte{255};
+        }
     }
-    return {};
+    return writePng(platform::UIImage(buffer), file);
 }
 
 } // namespace tamsel::capture

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tamsel/platform/CVPixelBuffer.h>
+#include <tamsel/platform/UIImage.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -20,7 +20,13 @@ struct Picture {
 /// The frame, at most `maximumWidth` wide; made smaller by averaging.
 [[nodiscard]] Picture makePicture(const platform::CVPixelBuffer& frame, std::size_t maximumWidth);
 
-/// Writes a PNG file. The error is one line that names the file.
+/// The error is one line that names the file.
+[[nodiscard]] std::expected<void, std::string> writeFile(
+    const std::vector<std::byte>& content, const std::string& file);
+
+/// Write a PNG file. The error is one line that names the file.
+[[nodiscard]] std::expected<void, std::string> writePng(
+    const platform::UIImage& image, const std::string& file);
 [[nodiscard]] std::expected<void, std::string> writePng(const Picture& picture, const std::string& file);
 
 } // namespace tamsel::capture

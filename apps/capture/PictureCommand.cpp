@@ -1,6 +1,7 @@
 #include "PictureCommand.h"
 
 #include "JsonLine.h"
+#include "Picture.h"
 
 #include <engine/image/renderImage.h>
 
@@ -25,23 +26,12 @@ PictureCommand::PictureCommand(const Options& options, Environment& environment)
 {
 }
 
-bool PictureCommand::writeFile(const std::vector<std::byte>& content)
-{
-    std::ofstream file(options_.outputFile, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
-    file.close();
-    if (!file)
-        console_.fail("cannot write " + options_.outputFile);
-    return static_cast<bool>(file);
-}
-
 void PictureCommand::write(const UIImage& image)
 {
-    const auto png = environment_.platform().images.pngRepresentation(image);
-    if (!png)
-        console_.fail(options_.file + ": the picture cannot be encoded");
-    if (!png || !writeFile(*png))
+    if (const auto written = writePng(image, options_.outputFile); !written) {
+        console_.fail(written.error());
         return;
+    }
     const CGSize size = image.size();
     if (console_.isJson()) {
         console_.write(JsonLine("picture")
@@ -59,7 +49,9 @@ void PictureCommand::sourceManagerDidGetSample(
 {
     if (sample->sample().empty()) {
         console_.fail(options_.file + ": there is no image at 1/60 s");
-    } else if (writeFile(sample->sample())) {
+    } else if (const auto written = writeFile(sample->sample(), options_.outputFile); !written) {
+        console_.fail(written.error());
+    } else {
         if (console_.isJson()) {
             console_.write(JsonLine("sample")
                     .integer("bytes", sample->sample().size())

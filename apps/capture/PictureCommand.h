@@ -25,7 +25,6 @@ private:
     void makeThumbnail();
     void renderImage();
     void write(const platform::UIImage& image);
-    [[nodiscard]] bool writeFile(const std::vector<std::byte>& content);
 
     const Options options_;
     Environment& environment_;
