@@ -1,11 +1,10 @@
 #include "AssetCommand.h"
 
 #include "JsonLine.h"
+#include "StatusLine.h"
 
 #include <tamsel/platform/AVAsset.h>
 #include <tamsel/platform/RunLoop.h>
-
-#include <unistd.h>
 
 #include <cstdio>
 
@@ -13,12 +12,6 @@ namespace tamsel::capture {
 
 using namespace std::chrono_literals;
 using namespace platform;
-
-namespace {
-
-constexpr auto statusInterval = 250ms;
-
-} // namespace
 
 AssetCommand::AssetCommand(const Options& options, Environment& environment)
     : options_(options),
@@ -43,11 +36,6 @@ std::shared_ptr<AVAsset> AssetCommand::openAsset()
     const auto reader = assets.makeAssetReader(asset);
     console_.fail(reader ? options_.file + ": there is no video in it" : reader.error().localizedDescription);
     return nullptr;
-}
-
-void AssetCommand::showStatus()
-{
-    std::fprintf(stderr, "\r%llu frames   ", static_cast<unsigned long long>(frameTeller_->count()));
 }
 
 void AssetCommand::tellEnd()
@@ -79,19 +67,11 @@ ExitStatus AssetCommand::run()
     bool isInterrupted = false;
     const auto onInterrupt = [&] { isInterrupted = true; };
     RunLoop& loop = environment_.platform().runLoops.current();
-    std::shared_ptr<Timer> status;
-    auto latestStatus = std::chrono::steady_clock::now();
-    if (!options_.json && isatty(STDERR_FILENO) != 0) {
-        status = loop.scheduleTimer(statusInterval, true, [&](Timer&) {
-            const auto now
-                = std::chrono::steady_clock::now(); // virtual time may run faster than anybody reads
-            if (now - latestStatus < statusInterval)
-                return;
-            latestStatus = now;
-            showStatus();
-        });
+    {
+        const StatusLine line(
+            console_, loop, [this] { return std::to_string(frameTeller_->count()) + " frames"; });
+        environment_.runUntil([&] { return !manager->assetProcessor() || isInterrupted; }, onInterrupt);
     }
-    environment_.runUntil([&] { return !manager->assetProcessor() || isInterrupted; }, onInterrupt);
     // What waits on the response queue comes before this.
     std::atomic<bool> isDelivered = false;
     responseQueue->async([&, mainQueue = environment_.platform().dispatch.mainQueue()] {
@@ -101,11 +81,6 @@ ExitStatus AssetCommand::run()
     const std::shared_ptr<Timer> tick = loop.scheduleTimer(5ms, true, [](Timer&) { });
     environment_.runUntil([&] { return isDelivered && !frameTeller_->hasPicturesUnderWay(); }, onInterrupt);
     tick->invalidate();
-    if (status) {
-        status->invalidate();
-        showStatus();
-        std::fputc('\n', stderr);
-    }
     manager = nullptr;
     if (isInterrupted) {
         console_.fail("interrupted");

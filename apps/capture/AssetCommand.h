@@ -22,7 +22,6 @@ public:
 private:
     /// The recording; absent when it has no video that could be read, which has been told.
     [[nodiscard]] std::shared_ptr<platform::AVAsset> openAsset();
-    void showStatus();
     void tellEnd();
 
     const Options options_;

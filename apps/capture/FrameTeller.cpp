@@ -4,7 +4,7 @@
 
 #include <engine/image/renderImage.h>
 
-#include <tamsel/photo/makeImage.h>
+#include <tamsel/platform/CIImage.h>
 
 #include <array>
 #include <cstdio>
@@ -14,6 +14,20 @@ namespace tamsel::capture {
 
 using namespace platform;
 using std::chrono::nanoseconds;
+
+namespace {
+
+/// As a player shows it: the display matrix, of which the transform is the inverse, thinks with y growing downwards.
+CIImage uprightImage(const OvriCaptureFrameUpdate& frame)
+{
+    const CIImage image = CIImage::initWithCVImageBuffer(frame.imageBuffer());
+    if (!frame.preferredTransform())
+        return image;
+    const CGAffineTransform matrix = CGAffineTransformInvert(*frame.preferredTransform());
+    return image.imageByApplyingTransform({matrix.a, -matrix.b, -matrix.c, matrix.d, 0, 0});
+}
+
+} // namespace
 
 FrameTeller::FrameTeller(const Options& options, Environment& environment, Console& console)
     : options_(options),
@@ -94,7 +108,7 @@ void FrameTeller::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index)
         [self = shared_from_this(), kept = std::make_shared<const OvriCaptureFrameUpdate>(frame), index,
             isSaved, isShown] {
             if (isShown) {
-                if (const auto upright = engine::renderImage(makeImage(*kept).ciImage()))
+                if (const auto upright = engine::renderImage(uprightImage(*kept)))
                     self->sheet_.add(**upright);
             }
             if (isSaved) {

@@ -1,10 +1,9 @@
 #include "FramesCommand.h"
 
 #include "JsonLine.h"
+#include "StatusLine.h"
 
 #include <tamsel/platform/CALayer.h>
-
-#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -18,7 +17,6 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-constexpr auto statusInterval = 250ms;
 constexpr auto drainLimit = 5s;
 
 constexpr std::array<std::pair<const char*, const char*>, dropCauseCount> causes{{
@@ -97,13 +95,15 @@ void FramesCommand::requestEnd(OvriSourceManager& manager)
         environment_.platform().dispatch.mainQueue()->async([] { }); // wakes the main loop
 }
 
-void FramesCommand::showStatus()
+std::string FramesCommand::status() const
 {
     const FrameCounts counts = manager_->frameCounts();
     const FrameTeller::Summary frames = frameTeller_->summary().value_or(FrameTeller::Summary{});
-    std::fprintf(stderr, "\r%llu frames  %.1f/s  %llu dropped  delay %.1f ms   ",
+    std::array<char, 100> text{};
+    std::snprintf(text.data(), text.size(), "%llu frames  %.1f/s  %llu dropped  delay %.1f ms",
         static_cast<unsigned long long>(frameTeller_->count()), frames.framesPerSecond,
         static_cast<unsigned long long>(counts.dropped()), seconds(frames.delay) * 1e3);
+    return text.data();
 }
 
 void FramesCommand::summarize()
@@ -173,15 +173,10 @@ ExitStatus FramesCommand::run()
             = std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(*options_.seconds));
         loop.scheduleTimer(length, false, [&](Timer&) { isOver = true; });
     }
-    std::shared_ptr<Timer> status;
-    if (!options_.json && isatty(STDERR_FILENO) != 0)
-        status = loop.scheduleTimer(statusInterval, true, [this](Timer&) { showStatus(); });
     const auto onInterrupt = [&] { isInterrupted = true; };
-    environment_.runUntil([&] { return shouldEnd_ || isOver || isInterrupted; }, onInterrupt);
-    if (status) {
-        status->invalidate();
-        showStatus();
-        std::fputc('\n', stderr);
+    {
+        const StatusLine line(console_, loop, [this] { return status(); });
+        environment_.runUntil([&] { return shouldEnd_ || isOver || isInterrupted; }, onInterrupt);
     }
 
     manager_->stopAllSessions();

@@ -31,7 +31,7 @@ public:
 private:
     void reportError(const CameraError& error);
     void requestEnd(OvriSourceManager& manager);
-    void showStatus();
+    [[nodiscard]] std::string status() const;
     void summarize();
 
     const Options options_;

@@ -1,9 +1,10 @@
 #include "MotionCommand.h"
 
 #include "MotionPlot.h"
+#include "StatusLine.h"
 
-#include <unistd.h>
-
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <fstream>
 
@@ -15,7 +16,6 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-constexpr auto statusInterval = 250ms;
 /// After the log's last row: for what is still under way.
 constexpr auto settleTime = 500ms;
 
@@ -75,18 +75,18 @@ ExitStatus MotionCommand::run()
     const std::optional<nanoseconds> limit = length();
     if (limit)
         loop.scheduleTimer(*limit, false, [&](Timer&) { isOver = true; });
-    std::shared_ptr<Timer> status;
-    if (options_.motion.realTime && !options_.json && isatty(STDERR_FILENO) != 0) {
-        status = loop.scheduleTimer(statusInterval, true, [&](Timer&) {
-            std::fprintf(stderr, "\r%.1f s ", seconds(platform.clock.monotonic() - start));
-            if (limit)
-                std::fprintf(stderr, "of %.1f s ", seconds(*limit - settleTime));
-        });
-    }
-    environment_.runUntil([&] { return isOver || isInterrupted; }, [&] { isInterrupted = true; });
-    if (status) {
-        status->invalidate();
-        std::fputc('\n', stderr);
+    {
+        std::optional<StatusLine> line;
+        if (options_.motion.realTime) {
+            line.emplace(console_, loop, [&] {
+                std::array<char, 60> text{};
+                const double length = limit ? seconds(*limit - settleTime) : 0;
+                std::snprintf(text.data(), text.size(), "%.1f of %.1f s",
+                    std::min(seconds(platform.clock.monotonic() - start), length), length);
+                return std::string(text.data());
+            });
+        }
+        environment_.runUntil([&] { return isOver || isInterrupted; }, [&] { isInterrupted = true; });
     }
     manager->stopAllSessions();
     manager = nullptr; // nothing is told from here on

@@ -22,6 +22,7 @@ constexpr double right = 932;
 constexpr double panelHeight = 170;
 constexpr double stripHeight = 22;
 constexpr double gap = 34;
+constexpr double mostShown = 1e9; ///< so that scales stay finite
 constexpr double degrees = 180 / std::numbers::pi;
 
 constexpr const char* ink = "#757b83";
@@ -95,9 +96,14 @@ public:
     explicit Plot(Range times) : times_(times) { }
 
     /// Curves with a scale, and level lines where a verdict turns.
-    void panel(const std::string& name, const std::vector<std::vector<Point>>& curves,
-        const std::vector<double>& levels)
+    void panel(const std::string& name, std::vector<std::vector<Point>> curves, std::vector<double> levels)
     {
+        for (auto& curve : curves) {
+            for (Point& point : curve)
+                point.value = std::clamp(point.value, -mostShown, mostShown);
+        }
+        for (double& level : levels)
+            level = std::clamp(level, -mostShown, mostShown);
         Range values{0, 0};
         for (const auto& curve : curves) {
             for (const Point& point : curve)

@@ -165,7 +165,8 @@ void readMotionOption(Reader& reader, std::string_view argument, MotionOptions& 
         motion.threshold = reader.number(
             argument, "a number of radians per second, 0 or more", [](double value) { return value >= 0; });
     else if (argument == "--duration")
-        motion.duration = reader.positiveSeconds(argument);
+        motion.duration = reader.number(argument, "a number of seconds, 0.001 or more",
+            [](double value) { return value >= 0.001 && value <= 1e9; });
     else if (argument == "--facing-angle")
         motion.facingAngle = true;
     else if (argument == "--angle")
@@ -322,7 +323,8 @@ Commands
     --contact-sheet FILE.png  a picture of evenly spaced frames
     --motion LOG              tell motion verdicts beside the frames, of a log that is replayed meanwhile
   motion LOG|sensor           tell whether the device is held still and tilted far enough, of a log, or of
-                              the sensors of this machine; both verdicts unless told otherwise
+                              the sensors of this machine; each that the log has columns for, unless told
+                              otherwise
     --stability               held still: rotation rates within the threshold of each other
       --threshold R           radians per second (0.3)
       --duration S            for how long, in seconds (0.8)

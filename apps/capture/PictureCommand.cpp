@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <span>
 
@@ -88,6 +89,13 @@ void PictureCommand::makeThumbnail()
 
 void PictureCommand::renderImage()
 {
+    constexpr std::uintmax_t largestFile = std::uintmax_t{1} << 29U;
+    std::error_code error;
+    const bool isFile = std::filesystem::is_regular_file(options_.file, error);
+    if (!isFile || std::filesystem::file_size(options_.file, error) > largestFile) {
+        console_.fail(options_.file + (isFile ? ": is too large for a picture" : ": there is no such file"));
+        return;
+    }
     std::ifstream file(options_.file, std::ios::binary);
     std::vector<std::byte> data;
     std::array<char, 65536> block{};

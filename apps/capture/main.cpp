@@ -65,6 +65,7 @@ ExitStatus run(std::span<const char* const> arguments)
         }
         options->motion.log = std::move(*log);
     }
+    takeSignals(); // until here they end the program
     const auto environment = makeEnvironment(*options);
     if (!environment) {
         std::fprintf(stderr, "tamsel-capture: %s\n", environment.error().c_str());
@@ -92,7 +93,10 @@ ExitStatus run(std::span<const char* const> arguments)
 
 int main(int argumentCount, char** arguments)
 {
-    tamsel::capture::takeSignals();
-    return static_cast<int>(
-        tamsel::capture::run({arguments + 1, static_cast<std::size_t>(argumentCount - 1)}));
+    using namespace tamsel::capture;
+    const ExitStatus status = run({arguments + 1, static_cast<std::size_t>(argumentCount - 1)});
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return static_cast<int>(status);
+    std::fprintf(stderr, "tamsel-capture: the output cannot be written\n");
+    return static_cast<int>(status == ExitStatus::done ? ExitStatus::failed : status);
 }

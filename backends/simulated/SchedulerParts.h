@@ -132,44 +132,6 @@ private:
     Scheduler& scheduler_;
 };
 
-/// A time that a driver waits for. Its calls are items of a queue of its own, so they do not overlap.
-class Scheduler::TimerSource final : public engine::EventSource {
-public:
-    TimerSource(std::shared_ptr<Scheduler*> scheduler, std::function<void()> fire)
-        : scheduler_(std::move(scheduler)),
-          state_(std::make_shared<State>(std::make_shared<Queue>("timer", scheduler_), std::move(fire)))
-    {
-    }
-    ~TimerSource() override { ++state_->arming; }
-    TimerSource(const TimerSource&) = delete;
-    TimerSource& operator=(const TimerSource&) = delete;
-
-    void armAt(std::chrono::nanoseconds monotonicTime) override
-    {
-        const std::uint64_t arming = ++state_->arming;
-        if (!*scheduler_)
-            return;
-        (*scheduler_)->at(monotonicTime, [state = state_, arming] {
-            state->queue->async([state, arming] {
-                if (state->arming == arming)
-                    state->fire();
-            });
-        });
-    }
-    void armReadable() override { }
-    void cancel() override { ++state_->arming; }
-
-private:
-    struct State {
-        std::shared_ptr<Queue> queue;
-        std::function<void()> fire;
-        std::uint64_t arming = 0; ///< counts; an earlier one is void
-    };
-
-    const std::shared_ptr<Scheduler*> scheduler_;
-    const std::shared_ptr<State> state_;
-};
-
 /// One item that is under way.
 struct Scheduler::Task {
     std::unique_ptr<Fiber> fiber;

@@ -85,6 +85,20 @@ TEST(AssetCommand, SaysInOneLineWhatHasNoVideo)
     }
 }
 
+TEST(AssetCommand, EndsOnWhatIsNoFileAndWhenNobodyTakesItsOutput)
+{
+    const ScratchFolder folder;
+    const std::string pipe = folder.file("pipe");
+    ASSERT_EQ(runCommand("mkfifo '" + pipe + "'").status, 0);
+    for (const char* command : {"asset", "asset-still", "thumbnail", "image"})
+        EXPECT_EQ(outcomeOf(std::string(command) + " '" + pipe + "' "
+                      + (std::string(command) == "asset" ? "" : "'" + folder.file("out.png") + "'"))
+                      .status,
+            1);
+    EXPECT_EQ(outcomeOf("image /dev/zero '" + folder.file("out.png") + "'").status, 1);
+    EXPECT_EQ(outcomeOf("--json asset '" + makeClip(folder) + "' --fast >/dev/full").status, 1);
+}
+
 TEST(PictureCommand, WritesTheStillAndTheThumbnailOfARecording)
 {
     const ScratchFolder folder;

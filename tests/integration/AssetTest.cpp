@@ -8,9 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <unistd.h>
@@ -257,6 +259,15 @@ TEST(HostAsset, EndsOrStaysSilentOnWhatIsBroken)
     for (const char* name : {"empty.mp4", "letter.mp4", "header.mp4", "missing.mp4", "."})
         expectNothing(folder.file(name));
     expectNothing("lavfi:testsrc2"); // no file, whatever a camera would make of it
+    // Nor is a text, a picture, or a list of other files.
+    writeFile(folder.file("letter.txt"), std::string(3000, 'a') + "\n");
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48 -frames:v 1", folder.file("one.png")));
+    std::filesystem::copy_file(folder.file("one.png"), folder.file("p%d.png"));
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48 -frames:v 1", folder.file("one.jpg")));
+    writeFile(folder.file("list.ffconcat"), "ffconcat version 1.0\nfile good.mp4\n");
+    writeFile(folder.file("live.m3u8"), "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:0.5,\ngood.mp4\n");
+    for (const char* name : {"letter.txt", "one.png", "p%d.png", "one.jpg", "list.ffconcat", "live.m3u8"})
+        expectNothing(folder.file(name));
 
     writeFile(folder.file("half.mp4"), content.substr(0, content.size() / 2));
     const Reading half(folder.file("half.mp4"));
@@ -325,6 +336,18 @@ TEST(HostAssetImage, IsWhatIsShownAtASixtiethOfASecondAsItIsStored)
         ASSERT_TRUE(image.has_value()) << one.name;
         EXPECT_TRUE(rawBytes(**image) == rawFrame(file, one.frame)) << one.name;
     }
+
+    // A clock that starts anywhere: the frames of one reading tell which the image is.
+    const std::string transport = folder.file("120.ts");
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=96x64:r=120 -frames:v 30 -c:v libx264", transport));
+    std::vector<std::string> frames;
+    const Reading whole(transport, [&](const CVPixelBuffer& pixels) { frames.push_back(rawBytes(pixels)); });
+    EXPECT_GT(whole.frames.front().time, 1);
+    host::HostAssets transports;
+    const auto shown
+        = transports.makeImageGenerator(transports.assetWithURL(transport))->copyCGImage({1, 60});
+    ASSERT_TRUE(shown.has_value());
+    EXPECT_EQ(std::ranges::find(frames, rawBytes(**shown)) - frames.begin(), 2);
 
     // A display matrix makes no difference, and an asset that has been read already gives the same.
     const std::string turned = folder.file("turned.mp4");

@@ -260,8 +260,9 @@ TEST(MotionCommand, SaysInOneLineWhatIsWrong)
         "tamsel-capture: " + folder.file("empty.csv") + ":1: the log is empty\n");
     for (const char* arguments : {"motion", "motion --stability", "motion a b", "motion nowhere.csv",
              "motion sensor --plot x.svg", "--backend simulated motion sensor", "motion a --threshold -1",
-             "motion a --threshold nan", "motion a --duration 0", "motion a --angle up", "motion a --count 3",
-             "--backend simulated motion a --real-time", "frames --motion", "motion sensor a"})
+             "motion a --threshold nan", "motion a --duration 0", "motion a --duration 1e-300",
+             "motion a --angle up", "motion a --count 3", "--backend simulated motion a --real-time",
+             "frames --motion", "motion sensor a"})
         (void)refused(arguments);
 
     const Outcome sensor = outcomeOf("--json motion sensor --stability");
@@ -296,6 +297,11 @@ TEST(MotionCommand, DrawsTheLogAndItsVerdicts)
     EXPECT_EQ(count(picture, "<path "), 4U);
     EXPECT_EQ(count(picture, "nan") + count(picture, "inf"), 0U);
 
+    writeFile(folder.file("wild.csv"), "t,x,y,z\n0,1e308,0,0\n1,-1e308,0,0\n2,0,0,0\n");
+    ASSERT_EQ(
+        outcomeOf("motion '" + folder.file("wild.csv") + "' --threshold 1e308 --plot '" + plot + "'").status,
+        0);
+    EXPECT_EQ(count(readFile(plot), "nan"), 0U);
     writeFile(folder.file("one.csv"), "t,x,y,z\n3,1,1,1\n");
     ASSERT_EQ(outcomeOf("motion '" + folder.file("one.csv") + "' --plot '" + plot + "'").status, 0);
     EXPECT_EQ(count(readFile(plot), "nan"), 0U) << "a log of a single moment";

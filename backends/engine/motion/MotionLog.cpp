@@ -20,7 +20,7 @@ using std::chrono::nanoseconds;
 namespace {
 
 constexpr std::size_t longestLine = 1 << 16;
-constexpr long double longestLog = 1e9L; // seconds
+constexpr long double longestLog = 7 * 24 * 3600.0L; // seconds
 
 enum Column : std::uint8_t { time, rateX, rateY, rateZ, pitch, attitudeX, attitudeY, attitudeZ, attitudeW };
 constexpr std::size_t columnCount = 9;
@@ -280,6 +280,9 @@ private:
             quaternion[index] = *value;
         }
         const auto [x, y, z, w] = quaternion;
+        const double square = x * x + y * y + z * z + w * w;
+        if (!(std::abs(square - 1) < 0.05))
+            return failure("the attitude is no unit quaternion");
         return std::asin(std::clamp(2 * (w * x + y * z), -1.0, 1.0)); // rounding may lead beyond 1
     }
 

@@ -65,9 +65,10 @@ private:
     [[nodiscard]] Container open() const
     {
         std::error_code ignored;
-        if (!std::filesystem::exists(url_, ignored))
+        if (!std::filesystem::is_regular_file(url_, ignored))
             return std::unexpected(Error{.localizedDescription = url_.string() + ": there is no such file"});
-        Container container = MovieReader::openContainer(url_.string(), neverCancelled);
+        Container container
+            = MovieReader::openContainer(url_.string(), neverCancelled, MovieReader::Formats::recordings);
         if (container)
             note(**container);
         return container;
@@ -187,11 +188,7 @@ private:
     {
         const CMTime time = movie.time();
         const CMTime start = movie.startTime();
-        if (start.value == 0)
-            return time;
-        // Both fit: a file's times are far from the limits of the product.
-        return {.value = time.value * start.timescale - start.value * time.timescale,
-            .timescale = time.timescale * start.timescale};
+        return {.value = time.value - start.value, .timescale = time.timescale};
     }
 
     const std::shared_ptr<const Asset> asset_;

@@ -16,6 +16,7 @@ extern "C" {
 #include <limits>
 #include <mutex>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace tamsel::host {
@@ -30,6 +31,7 @@ namespace {
 
 constexpr std::int64_t largestFrame = std::int64_t{8192} * 8192; // pixels
 constexpr std::int64_t pixelsForOneThread = std::int64_t{1920} * 1088;
+constexpr std::int64_t latestTime = std::int64_t{1} << 50; // in any time base of a sound file
 constexpr const char* networkTimeout = "10000000"; // microseconds
 
 struct FormatDelete {
@@ -101,6 +103,25 @@ CGAffineTransform transformOf(const std::uint8_t* data)
     return {.a = number(0), .b = number(1), .c = number(3), .d = number(4), .tx = number(6), .ty = number(7)};
 }
 
+/// The names of all formats that hold a recording of their own, as the libraries want them.
+const std::string& recordingFormats()
+{
+    static const std::string names = [] {
+        constexpr std::array<std::string_view, 18> others{"tty", "bin", "xbin", "adf", "idf", "image2",
+            "image2pipe", "concat", "concatf", "hls", "dash", "imf", "webm_dash_manifest", "ffmetadata",
+            "alias_pix", "brender_pix", "lavfi", "txd"};
+        std::string result;
+        void* position = nullptr;
+        while (const AVInputFormat* format = av_demuxer_iterate(&position)) {
+            const std::string_view name = format->name;
+            if (!name.ends_with("_pipe") && std::ranges::find(others, name) == others.end())
+                result.append(result.empty() ? "" : ",").append(name);
+        }
+        return result;
+    }();
+    return names;
+}
+
 int interrupt(void* opaque)
 {
     return *static_cast<const std::atomic<bool>*>(opaque) ? 1 : 0;
@@ -112,6 +133,7 @@ struct MovieReader::Parts {
     std::string input;
     std::shared_ptr<const std::atomic<bool>> isCancelled;
     Kind kind = Kind::file;
+    Formats formats = Formats::any;
     std::unique_ptr<AVFormatContext, FormatDelete> format;
     std::unique_ptr<AVCodecContext, CodecDelete> codec;
     AVStream* stream = nullptr;
@@ -140,6 +162,8 @@ std::expected<void, Error> MovieReader::Parts::openFormat()
         = {.callback = interrupt, .opaque = const_cast<std::atomic<bool>*>(isCancelled.get())};
     if (source.isDevice)
         opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be left
+    if (formats == Formats::recordings)
+        opened->format_whitelist = av_strdup(recordingFormats().c_str());
     AVDictionary* options = nullptr;
     if (kind == Kind::stream && !source.isDevice)
         av_dict_set(&options, "rw_timeout", networkTimeout, 0);
@@ -187,7 +211,7 @@ std::expected<void, Error> MovieReader::Parts::openCodec()
 std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
     const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled)
 {
-    auto reader = openContainer(input, std::move(isCancelled));
+    auto reader = openContainer(input, std::move(isCancelled), Formats::any);
     if (!reader)
         return reader;
     if (auto started = (*reader)->startDecoding(); !started)
@@ -196,13 +220,14 @@ std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
 }
 
 std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::openContainer(
-    const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled)
+    const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled, Formats formats)
 {
     prepareLibraries();
     auto parts = std::make_unique<Parts>();
     parts->input = input;
     parts->isCancelled = std::move(isCancelled);
     parts->kind = kindOf(input);
+    parts->formats = formats;
     if (auto opened = parts->openFormat(); !opened)
         return std::unexpected(std::move(opened.error()));
     return std::unique_ptr<MovieReader>(new MovieReader(std::move(parts)));
@@ -251,7 +276,10 @@ CMTime MovieReader::startTime() const
     const AVFormatContext& format = *parts_->format;
     const bool startsAnywhere = (format.iformat->flags & AVFMT_TS_DISCONT) != 0;
     const bool isKnown = format.start_time != AV_NOPTS_VALUE;
-    return {.value = startsAnywhere && isKnown ? format.start_time : 0, .timescale = AV_TIME_BASE};
+    if (!startsAnywhere || !isKnown)
+        return {.value = 0, .timescale = parts_->stream->time_base.den};
+    const AVRational base = parts_->stream->time_base;
+    return {.value = av_rescale_q(format.start_time, AV_TIME_BASE_Q, base) * base.num, .timescale = base.den};
 }
 
 CGSize MovieReader::presentationDimensions() const
@@ -312,6 +340,7 @@ void MovieReader::Parts::noteTime()
     std::int64_t time = frame->best_effort_timestamp;
     if (time == AV_NOPTS_VALUE)
         time = last ? *last - offset + lastDuration : 0;
+    time = std::clamp(time, -latestTime, latestTime); // what nobody has recorded
     if (!first)
         first = time;
     time += offset;
@@ -334,7 +363,10 @@ std::size_t MovieReader::height() const
 CMTime MovieReader::time() const
 {
     const AVRational base = parts_->stream->time_base;
-    return {.value = parts_->last.value_or(0) * base.num, .timescale = base.den};
+    std::int64_t value = 0;
+    if (__builtin_mul_overflow(parts_->last.value_or(0), std::int64_t{base.num}, &value))
+        value = std::numeric_limits<std::int64_t>::max();
+    return {.value = value, .timescale = base.den};
 }
 
 bool MovieReader::convert(CVPixelBuffer& buffer)

@@ -35,8 +35,12 @@ public:
 
     /// The same without a decoder: what the input holds is known, and `startDecoding` makes it ready. An input without video
     /// can be opened like this.
+    enum class Formats : std::uint8_t {
+        any,
+        recordings, ///< neither pictures and texts that could be shown as a video, nor lists that name other files
+    };
     [[nodiscard]] static std::expected<std::unique_ptr<MovieReader>, platform::Error> openContainer(
-        const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled);
+        const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled, Formats formats);
     [[nodiscard]] std::expected<void, platform::Error> startDecoding();
 
     /// What `input` names; a file need not exist.
@@ -64,7 +68,7 @@ public:
     [[nodiscard]] std::size_t height() const;
     /// In the input's own time. It grows from frame to frame, also across `rewind`.
     [[nodiscard]] platform::CMTime time() const;
-    /// When the input begins, in its own time: 0 but for formats whose clocks start anywhere.
+    /// When the input begins, in its own time and the timescale of `time`: 0 but for formats whose clocks start anywhere.
     [[nodiscard]] platform::CMTime startTime() const;
     /// Converts to BGRA. The buffer must have the frame's size. False when there is no way to convert the format.
     [[nodiscard]] bool convert(platform::CVPixelBuffer& buffer);

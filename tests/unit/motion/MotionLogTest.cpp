@@ -76,6 +76,9 @@ TEST(MotionLog, TakesPitchFromItsColumnOrElseFromTheAttitude)
     EXPECT_EQ(quaternion->rows()[2].pitch, 0);
     EXPECT_EQ(quaternion->rows()[3].pitch, std::numbers::pi / 2) << "rounding leads no further than up";
     EXPECT_EQ(quaternion->rows()[4].pitch, 0) << "turned about y alone";
+    for (const char* none : {"0,0,0,0", "1,1,0,0", "1e200,0,0,0"})
+        EXPECT_EQ(errorOf("t,x,y,z,qw,qx,qy,qz\n0,0,0,0," + std::string(none) + "\n"),
+            "walk.csv:2: the attitude is no unit quaternion");
     const auto column = logOf("pitch (rad),t,x,y,z,qx,qy,qz,qw\n0.25,0,0,0,0,none,at,all,0\n");
     EXPECT_TRUE(column->hasPitch());
     EXPECT_EQ(column->rows()[0].pitch, 0.25);
@@ -104,6 +107,8 @@ TEST(MotionLog, RefusesWhatIsNotALogInOneLineThatSaysWhere)
     EXPECT_EQ(errorOf(header + "nan,0,0,0\n"), "walk.csv:3: 'nan' is not a number");
     EXPECT_EQ(errorOf(header + "1,0,0\n"), "walk.csv:3: the line has 3 fields, the header 4");
     EXPECT_EQ(errorOf(header + "\n2,0,0,0\n1.999999,0,0,0\n"), "walk.csv:5: time runs backwards");
+    EXPECT_EQ(errorOf(header + "700000,0,0,0\n"), "walk.csv:3: the time is too far from the first")
+        << "more than a week";
     EXPECT_EQ(errorOf(header + "1e18,0,0,0\n"), "walk.csv:3: the time is too far from the first");
     EXPECT_EQ(errorOf(header + "1,0,0,\x1b[31m\n"), "walk.csv:3: '?[31m' is not a number");
     EXPECT_EQ(errorOf(header + std::string(100'000, ',')), "walk.csv:3: the line is too long for a log");
