@@ -158,6 +158,7 @@ TEST(HostAsset, GivesEachFrameInTheOrderInWhichItIsShown)
         std::vector<std::pair<const char*, const char*>>{{"-c:v libx264 -bf 3 -g 8", "reordered.mp4"},
             {"-c:v libx264 -pix_fmt yuv420p10le", "ten-bit.mkv"}, {"-c:v libvpx-vp9", "vp9.webm"},
             {"-c:v mpeg2video -bf 2", "transport.ts"}, {"-c:v mjpeg", "mjpeg.avi"},
+            {"-c:v mjpeg", "bare.mjpeg"},
             {"-c:v libx265 -x265-params log-level=none -pix_fmt yuv422p10le", "hevc.mov"},
             {"-c:v ffv1", "lossless.mkv"},
             {"-vf setpts='PTS+if(gt(N\\,5)\\,N*N*100\\,0)' -vsync vfr -c:v libx264", "variable.mp4"},

@@ -162,15 +162,21 @@ std::expected<void, Error> MovieReader::Parts::openFormat()
         = {.callback = interrupt, .opaque = const_cast<std::atomic<bool>*>(isCancelled.get())};
     if (source.isDevice)
         opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be left
-    if (formats == Formats::recordings)
+    const AVInputFormat* inputFormat = source.format;
+    if (formats == Formats::recordings) {
         opened->format_whitelist = av_strdup(recordingFormats().c_str());
+        if (av_match_ext(input.c_str(), "mjpeg,mjpg") != 0)
+            inputFormat = av_find_input_format("mjpeg"); // which begins as a picture does
+    }
     AVDictionary* options = nullptr;
     if (kind == Kind::stream && !source.isDevice)
         av_dict_set(&options, "rw_timeout", networkTimeout, 0);
-    const int code = avformat_open_input(&opened, source.url.c_str(), source.format, &options);
+    const int code = avformat_open_input(&opened, source.url.c_str(), inputFormat, &options);
     av_dict_free(&options);
-    if (code < 0)
-        return failure(input, messageOf(code), code); // the context is freed by then
+    if (code < 0) { // the context is freed by then
+        const bool isRefused = formats == Formats::recordings && code == AVERROR(EINVAL);
+        return failure(input, isRefused ? "holds no video of its own" : messageOf(code), code);
+    }
     format.reset(opened);
     // A device says what it delivers; probing it would take its first frames.
     if (!source.isDevice) {
