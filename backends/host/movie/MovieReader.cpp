@@ -285,7 +285,8 @@ CMTime MovieReader::startTime() const
     if (!startsAnywhere || !isKnown)
         return {.value = 0, .timescale = parts_->stream->time_base.den};
     const AVRational base = parts_->stream->time_base;
-    return {.value = av_rescale_q(format.start_time, AV_TIME_BASE_Q, base) * base.num, .timescale = base.den};
+    return {.value = av_rescale_q(format.start_time, AVRational{1, AV_TIME_BASE}, base) * base.num,
+        .timescale = base.den};
 }
 
 CGSize MovieReader::presentationDimensions() const
