@@ -1,12 +1,13 @@
 #include "MotionCommand.h"
 
 #include "MotionPlot.h"
+#include "Picture.h"
 #include "StatusLine.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <fstream>
+#include <span>
 
 namespace tamsel::capture {
 
@@ -53,11 +54,9 @@ void MotionCommand::drawPlot()
 {
     if (!options_.motion.plot)
         return;
-    std::ofstream file(*options_.motion.plot, std::ios::binary);
-    file << drawMotion(*options_.motion.log, options_.motion, teller_->verdicts());
-    file.close();
-    if (!file)
-        console_.fail("cannot write " + *options_.motion.plot);
+    const std::string plot = drawMotion(*options_.motion.log, options_.motion, teller_->verdicts());
+    if (const auto written = writeFile(std::as_bytes(std::span(plot)), *options_.motion.plot); !written)
+        console_.fail(written.error());
 }
 
 ExitStatus MotionCommand::run()

@@ -39,7 +39,7 @@ Picture makePicture(const platform::CVPixelBuffer& frame, std::size_t maximumWid
     return picture;
 }
 
-std::expected<void, std::string> writeFile(const std::vector<std::byte>& content, const std::string& file)
+std::expected<void, std::string> writeFile(std::span<const std::byte> content, const std::string& file)
 {
     errno = 0;
     std::ofstream stream(file, std::ios::binary);

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <expected>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,7 @@ struct Picture {
 
 /// The error is one line that names the file.
 [[nodiscard]] std::expected<void, std::string> writeFile(
-    const std::vector<std::byte>& content, const std::string& file);
+    std::span<const std::byte> content, const std::string& file);
 
 /// Write a PNG file. The error is one line that names the file.
 [[nodiscard]] std::expected<void, std::string> writePng(

@@ -11,7 +11,10 @@ using namespace platform;
 
 namespace {
 
-const Error cannotBeOpened{.localizedDescription = "the simulated recording cannot be opened"};
+Error cannotBeOpened()
+{
+    return {.localizedDescription = "the simulated recording cannot be opened"};
+}
 
 class Track final : public AVAssetTrack {
 public:
@@ -111,11 +114,11 @@ public:
     {
         const AssetScript* script = scriptOf(asset_);
         if (!script || !script->hasVideoTrack || !script->canStart || script->frames == 0)
-            return std::unexpected(cannotBeOpened);
+            return std::unexpected(cannotBeOpened());
         const auto shown = static_cast<std::size_t>(std::max(0.0, time.seconds() * script->framesPerSecond));
         const std::size_t frame = std::min(shown, script->frames - 1);
         if (script->failsAt && frame >= *script->failsAt)
-            return std::unexpected(cannotBeOpened);
+            return std::unexpected(cannotBeOpened());
         return frameOf(*script, frame);
     }
 
@@ -142,7 +145,7 @@ std::expected<std::shared_ptr<AVAssetReader>, Error> SimulatedAssets::makeAssetR
 {
     const AssetScript* script = scriptOf(asset);
     if (!script)
-        return std::unexpected(cannotBeOpened);
+        return std::unexpected(cannotBeOpened());
     return std::make_shared<Reader>(script->canStart);
 }
 

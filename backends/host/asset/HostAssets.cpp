@@ -16,9 +16,10 @@ namespace {
 /// A client that is slow holds a few frames; one that keeps them costs fresh memory, since none may be left out.
 constexpr std::size_t pooledBuffers = 4;
 
-const auto neverCancelled = std::make_shared<const std::atomic<bool>>(false);
-
-const Error noFile{.localizedDescription = "this asset is no file"};
+Error noFile()
+{
+    return {.localizedDescription = "this asset is no file"};
+}
 
 using Container = std::expected<std::unique_ptr<MovieReader>, Error>;
 
@@ -68,7 +69,7 @@ private:
         if (!std::filesystem::is_regular_file(url_, ignored))
             return std::unexpected(Error{.localizedDescription = url_.string() + ": there is no such file"});
         Container container
-            = MovieReader::openContainer(url_.string(), neverCancelled, MovieReader::Formats::recordings);
+            = MovieReader::openContainer(url_.string(), nullptr, MovieReader::Formats::recordings);
         if (container)
             note(**container);
         return container;
@@ -159,7 +160,7 @@ public:
     [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> copyCGImage(CMTime time) override
     {
         if (!asset_)
-            return std::unexpected(noFile);
+            return std::unexpected(noFile());
         Container container = asset_->take();
         if (!container)
             return std::unexpected(std::move(container.error()));
@@ -206,7 +207,7 @@ std::expected<std::shared_ptr<AVAssetReader>, Error> HostAssets::makeAssetReader
 {
     const auto* file = dynamic_cast<const Asset*>(asset.get());
     if (!file)
-        return std::unexpected(noFile);
+        return std::unexpected(noFile());
     Container container = file->take();
     if (!container)
         return std::unexpected(std::move(container.error()));

@@ -106,7 +106,7 @@ CGAffineTransform transformOf(const std::uint8_t* data)
 /// The names of all formats that hold a recording of their own, as the libraries want them.
 const std::string& recordingFormats()
 {
-    static const std::string names = [] {
+    static const std::string& names = *new std::string([] { // never destroyed
         constexpr std::array<std::string_view, 18> others{"tty", "bin", "xbin", "adf", "idf", "image2",
             "image2pipe", "concat", "concatf", "hls", "dash", "imf", "webm_dash_manifest", "ffmetadata",
             "alias_pix", "brender_pix", "lavfi", "txd"};
@@ -118,13 +118,14 @@ const std::string& recordingFormats()
                 result.append(result.empty() ? "" : ",").append(name);
         }
         return result;
-    }();
+    }());
     return names;
 }
 
 int interrupt(void* opaque)
 {
-    return *static_cast<const std::atomic<bool>*>(opaque) ? 1 : 0;
+    const auto* isCancelled = static_cast<const std::atomic<bool>*>(opaque);
+    return isCancelled && *isCancelled ? 1 : 0;
 }
 
 } // namespace

@@ -34,7 +34,7 @@ public:
         const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled);
 
     /// The same without a decoder: what the input holds is known, and `startDecoding` makes it ready. An input without video
-    /// can be opened like this.
+    /// can be opened like this; where nobody cancels the flag may be absent.
     enum class Formats : std::uint8_t {
         any,
         recordings, ///< neither pictures and texts that could be shown as a video, nor lists that name other files
