@@ -65,8 +65,10 @@ public:
         = 0;
     /// Absent when the bytes are no image file.
     [[nodiscard]] virtual std::shared_ptr<const CGImageSource> makeImageSource(
-        std::span<const std::byte> data)
-        = 0;
+        std::span<const std::byte> /*data*/)
+    {
+        return nullptr;
+    }
     /// The picture as a PNG file without colour profile; absent when it cannot be encoded. Works on the calling thread.
     [[nodiscard]] virtual std::optional<std::vector<std::byte>> pngRepresentation(const UIImage& image) = 0;
 };
