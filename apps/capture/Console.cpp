@@ -29,6 +29,11 @@ void Console::write(const std::string& line)
 void Console::fail(const std::string& line)
 {
     hasFailed_ = true;
+    note(line);
+}
+
+void Console::note(const std::string& line)
+{
     const std::lock_guard lock(guard_);
     std::fprintf(stderr, "tamsel-capture: %s\n", line.c_str());
 }

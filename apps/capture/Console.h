@@ -23,7 +23,9 @@ public:
     [[nodiscard]] bool isJson() const { return json_; }
 
     void write(const std::string& line);
-    /// A line for the person in front of it; the program will return `failed`.
+    /// A line for the person in front of it.
+    void note(const std::string& line);
+    /// The same, and the program will return `failed`.
     void fail(const std::string& line);
     /// An error event, where events are written.
     void writeError(std::string_view kind, const std::optional<std::string>& reason);

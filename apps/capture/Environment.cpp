@@ -79,6 +79,7 @@ public:
         return host_.makeQueue(std::move(label));
     }
     [[nodiscard]] std::vector<std::shared_ptr<AVCaptureDevice>> cameras() override { return host_.cameras(); }
+    [[nodiscard]] std::string locationProblem() override { return host_.locationProblem(); }
 
     void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) override
     {
@@ -104,6 +105,19 @@ public:
     }
 
     [[nodiscard]] simulated::Phone& phone() { return phone_; }
+    void place(const host::HostLocationSource& source)
+    {
+        std::optional<platform::CLLocation> location
+            = source.nmeaLog ? source.nmeaLog->location() : std::nullopt;
+        std::optional<platform::CLHeading> heading
+            = source.nmeaLog ? source.nmeaLog->heading() : std::nullopt;
+        if (source.fixed) {
+            location = source.fixed;
+            location->timestamp = phone_.platform().clock.timeIntervalSince1970();
+        }
+        phone_.location().setLocation(location);
+        phone_.location().setHeading(source.heading ? source.heading : heading);
+    }
     [[nodiscard]] platform::Platform& platform() override { return phone_.platform(); }
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label) override
     {
@@ -119,6 +133,11 @@ public:
                 found.push_back(std::move(camera));
         }
         return found;
+    }
+
+    [[nodiscard]] std::string locationProblem() override
+    {
+        return "the simulated phone hears of no further fix";
     }
 
     void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) override
@@ -142,6 +161,8 @@ std::optional<host::HostInput> inputFor(const std::optional<std::string>& given)
 std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options& options)
 {
     host::HostConfiguration configuration{.motionLog = options.motion.log};
+    if (options.location)
+        configuration.location = *options.location;
     if (options.json)
         configuration.writeLine = writeToStandardError;
     if (!options.needsCameras())
@@ -173,6 +194,11 @@ std::unique_ptr<Environment> makePhone(const Options& options)
         configuration.assets = std::make_shared<host::HostAssets>();
         configuration.images = std::make_shared<host::HostImages>();
     }
+    if (options.command == Command::still) {
+        const auto pictures = std::make_shared<host::HostImages>(); // a JPEG, as of a real camera
+        configuration.images = pictures;
+        configuration.photoEncoder = pictures;
+    }
     for (simulated::CameraScript& camera : configuration.cameras) {
         camera.width = 640;
         camera.height = 480;
@@ -181,6 +207,8 @@ std::unique_ptr<Environment> makePhone(const Options& options)
     auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration));
     environment->phone().setDeviceOrientation(options.deviceOrientation);
     environment->phone().setInterfaceOrientation(options.interfaceOrientation);
+    if (options.location)
+        environment->place(*options.location);
     return environment;
 }
 

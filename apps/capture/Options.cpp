@@ -7,6 +7,8 @@
 
 namespace tamsel::capture {
 
+using platform::AVCaptureFlashMode;
+using platform::AVCaptureTorchMode;
 using platform::UIDeviceOrientation;
 using platform::UIInterfaceOrientation;
 
@@ -44,9 +46,22 @@ constexpr std::array<std::pair<std::string_view, CameraConfiguration::SessionPre
 
 constexpr std::array<std::pair<std::string_view, bool>, 2> cameras{{{"back", false}, {"front", true}}};
 
-constexpr const char* commandNames = "devices, frames, motion, asset, asset-still, thumbnail and image";
+constexpr std::array<std::pair<std::string_view, AVCaptureFlashMode>, 3> flashModes{{
+    {"off", AVCaptureFlashMode::off},
+    {"on", AVCaptureFlashMode::on},
+    {"auto", AVCaptureFlashMode::automatic},
+}};
 
-constexpr std::array<std::pair<std::string_view, Command>, 8> commands{{
+constexpr std::array<std::pair<std::string_view, AVCaptureTorchMode>, 3> torchModes{{
+    {"off", AVCaptureTorchMode::off},
+    {"on", AVCaptureTorchMode::on},
+    {"auto", AVCaptureTorchMode::automatic},
+}};
+
+constexpr const char* commandNames
+    = "devices, frames, still, motion, asset, asset-still, thumbnail, image and album";
+
+constexpr std::array<std::pair<std::string_view, Command>, 10> commands{{
     {"help", Command::help},
     {"devices", Command::devices},
     {"frames", Command::frames},
@@ -55,6 +70,8 @@ constexpr std::array<std::pair<std::string_view, Command>, 8> commands{{
     {"asset-still", Command::assetStill},
     {"thumbnail", Command::thumbnail},
     {"image", Command::image},
+    {"still", Command::still},
+    {"album", Command::album},
 }};
 
 /// Goes through the arguments and keeps the first thing that is wrong.
@@ -210,10 +227,52 @@ void readAssetOption(Reader& reader, std::string_view argument, Options& options
         options.file = argument;
 }
 
+/// A place or a heading: the value, or the first thing that is wrong.
+template <typename Value>
+void keep(Reader& reader, std::string_view option, std::expected<Value, platform::Error> parsed, auto&& store)
+{
+    if (parsed)
+        store(std::move(*parsed));
+    else
+        reader.fail(std::string(option) + ": " + parsed.error().localizedDescription);
+}
+
+void readStillOption(Reader& reader, std::string_view argument, Options& options)
+{
+    if (argument == "--camera") {
+        options.useFrontCamera = reader.choice<bool>(argument, cameras);
+    } else if (argument == "--location") {
+        keep(reader, argument, host::parseLocation(reader.text(argument)),
+            [&](host::HostLocationSource source) {
+                source.heading = options.location ? options.location->heading : std::nullopt;
+                options.location = std::move(source);
+            });
+    } else if (argument == "--heading") {
+        keep(reader, argument, host::parseHeading(reader.text(argument)), [&](platform::CLHeading heading) {
+            if (!options.location)
+                options.location.emplace();
+            options.location->heading = heading;
+        });
+    } else if (argument == "--silent") {
+        options.still.isSilent = true;
+    } else if (argument == "--flash") {
+        options.still.flash = reader.choice<AVCaptureFlashMode>(argument, flashModes);
+    } else if (argument == "--torch") {
+        options.still.torch = reader.choice<AVCaptureTorchMode>(argument, torchModes);
+    } else if (argument.starts_with("-") || !options.outputFile.empty()) {
+        reader.failOption(argument, "still");
+    } else {
+        options.outputFile = argument;
+    }
+}
+
 void readPictureArgument(
     Reader& reader, std::string_view argument, std::string_view command, Options& options)
 {
-    if (argument.starts_with("-") || !options.outputFile.empty())
+    if (argument == "--orientation" && options.command == Command::album)
+        options.orientation = static_cast<std::int64_t>(reader.number(argument, "a whole number from 1 to 8",
+            [](double value) { return value >= 1 && value <= 8 && value == std::floor(value); }));
+    else if (argument.starts_with("-") || !options.outputFile.empty())
         reader.failOption(argument, command);
     else if (options.file.empty())
         options.file = argument;
@@ -253,11 +312,17 @@ void readCommand(Reader& reader, std::string_view name, Options& options)
             readMotionOption(reader, *argument, options.motion);
         else if (options.command == Command::asset)
             readAssetOption(reader, *argument, options);
+        else if (options.command == Command::still)
+            readStillOption(reader, *argument, options);
         else if (options.command == Command::devices)
             reader.failOption(*argument, name);
         else
             readPictureArgument(reader, *argument, name, options);
     }
+    if (options.location && options.location->gpsd && options.backend == Backend::simulated)
+        reader.fail("the simulated back end has no network: gpsd goes with --backend host");
+    if (options.command == Command::still && options.outputFile.empty())
+        reader.fail("still needs a file to write; see --help");
     if (options.command == Command::motion)
         checkMotion(reader, options);
     else if (!options.needsCameras())
@@ -322,6 +387,14 @@ Commands
     --save-every K            save every K-th frame as PNG into the folder of --out
     --contact-sheet FILE.png  a picture of evenly spaced frames
     --motion LOG              tell motion verdicts beside the frames, of a log that is replayed meanwhile
+  still OUT.jpg               take one still, with where and with what it was taken
+    --camera back|front       which camera (back)
+    --location PLACE          LAT,LON[,ALT] in degrees and metres; nmea:FILE, the last three-dimensional fix of
+                              a log; gpsd:HOST[:PORT], the fix of a daemon
+    --heading DEG             where the camera points to, degrees clockwise from north
+    --silent                  without the sound of a shutter
+    --flash off|on|auto, --torch off|on|auto
+                              where the camera has them
   motion LOG|sensor           tell whether the device is held still and tilted far enough, of a log, or of
                               the sensors of this machine; each that the log has columns for, unless told
                               otherwise
@@ -339,6 +412,9 @@ Commands
   asset-still FILE OUT.png    the still that a screen gets of a recording: its image at 1/60 s, stored way up
   thumbnail FILE OUT.png      the same image as a thumbnail
   image FILE OUT.png          a picture, turned upright as it says itself: JPEG, PNG, WebP, TIFF, HEIC
+  album FILE OUT              an image of an album as a screen gets it: its metadata stamped, the picture untouched;
+                              what cannot be stamped (all but JPEG, PNG, WebP, TIFF) is written as it is
+    --orientation 1..8        to be told with it (the picture's own)
 
 Global options, before the command
   --backend host|simulated    real inputs (default), or a scripted phone on virtual time
@@ -351,7 +427,8 @@ Global options, before the command
   --preset photo|none         the camera's largest format, or its best for video (photo)
   --device-orientation O      how the device is held (portrait); also landscapeLeft, landscapeRight,
                               portraitUpsideDown, faceUp, faceDown, unknown
-  --interface-orientation O   which way up the interface is (portrait); live frames are turned with it
+  --interface-orientation O   which way up the interface is (portrait); live frames are turned with it,
+                              stills say so
   --json                      one JSON object a line on standard output, and nothing else there
   --out DIR                   where pictures are saved (the current folder)
 
@@ -363,6 +440,7 @@ Examples
   tamsel-capture --back clip.mp4 frames --count 60 --contact-sheet sheet.png
   tamsel-capture --front /dev/video0 --json frames --camera front --seconds 5
   tamsel-capture motion walk.csv --plot walk.svg
+  tamsel-capture --back clip.mp4 still photo.jpg --location nmea:walk.nmea --heading 45
   tamsel-capture asset clip.mp4 --fast --contact-sheet sheet.png
 )";
 }

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <tamsel/camera/CameraConfiguration.h>
+#include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/UIDevice.h>
+
+#include <host/location/HostLocationSource.h>
 
 #include <engine/motion/MotionLog.h>
 
@@ -16,7 +19,18 @@
 namespace tamsel::capture {
 
 enum class Backend : std::uint8_t { host, simulated };
-enum class Command : std::uint8_t { help, devices, frames, motion, asset, assetStill, thumbnail, image };
+enum class Command : std::uint8_t {
+    help,
+    devices,
+    frames,
+    motion,
+    asset,
+    assetStill,
+    thumbnail,
+    image,
+    still,
+    album
+};
 
 /// What the command line asks of motion detection.
 struct MotionOptions {
@@ -30,6 +44,13 @@ struct MotionOptions {
     double angle = 45; ///< degrees
     bool realTime = false;
     std::optional<std::string> plot;
+};
+
+/// What the command line asks of a still; what it leaves open is left to the product's settings.
+struct StillOptions {
+    bool isSilent = false;
+    std::optional<platform::AVCaptureFlashMode> flash;
+    std::optional<platform::AVCaptureTorchMode> torch;
 };
 
 /// What the command line asks for.
@@ -50,6 +71,9 @@ struct Options {
     std::optional<std::uint64_t> saveEvery;
     std::optional<std::string> contactSheet;
     MotionOptions motion;
+    StillOptions still;
+    std::optional<host::HostLocationSource> location;
+    std::optional<std::int64_t> orientation; ///< of an album image, 1 to 8
     std::string file; ///< a recording or a picture
     std::string outputFile;
     bool fast = false;
@@ -62,7 +86,7 @@ struct Options {
     }
     [[nodiscard]] bool needsCameras() const
     {
-        return command == Command::devices || command == Command::frames;
+        return command == Command::devices || command == Command::frames || command == Command::still;
     }
 };
 

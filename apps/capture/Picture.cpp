@@ -39,18 +39,6 @@ Picture makePicture(const platform::CVPixelBuffer& frame, std::size_t maximumWid
     return picture;
 }
 
-std::expected<void, std::string> writeFile(std::span<const std::byte> content, const std::string& file)
-{
-    errno = 0;
-    std::ofstream stream(file, std::ios::binary);
-    stream.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
-    stream.close();
-    if (stream)
-        return {};
-    return std::unexpected(
-        "cannot write " + file + (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
-}
-
 std::expected<void, std::string> writePng(const platform::UIImage& image, const std::string& file)
 {
     const auto content = host::HostImages().pngRepresentation(image);

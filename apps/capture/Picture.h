@@ -21,10 +21,6 @@ struct Picture {
 /// The frame, at most `maximumWidth` wide; made smaller by averaging.
 [[nodiscard]] Picture makePicture(const platform::CVPixelBuffer& frame, std::size_t maximumWidth);
 
-/// The error is one line that names the file.
-[[nodiscard]] std::expected<void, std::string> writeFile(
-    std::span<const std::byte> content, const std::string& file);
-
 /// Write a PNG file. The error is one line that names the file.
 [[nodiscard]] std::expected<void, std::string> writePng(
     const platform::UIImage& image, const std::string& file);

@@ -1,20 +1,22 @@
 #include "PictureCommand.h"
 
+#include "Files.h"
 #include "JsonLine.h"
 #include "Picture.h"
+#include "Sample.h"
 
 #include <engine/image/renderImage.h>
 
 #include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/photo/OvriLocationMetadataDelegate.h>
 #include <tamsel/photo/makeImage.h>
 #include <tamsel/platform/AVAsset.h>
+#include <tamsel/platform/CIImage.h>
 #include <tamsel/platform/Dispatch.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <span>
+#include <utility>
 
 namespace tamsel::capture {
 
@@ -48,22 +50,12 @@ void PictureCommand::write(const UIImage& image)
 void PictureCommand::sourceManagerDidGetSample(
     OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample)
 {
-    if (sample->sample().empty()) {
+    if (sample->sample().empty() && options_.command == Command::assetStill)
         console_.fail(options_.file + ": there is no image at 1/60 s");
-    } else if (const auto written = writeFile(sample->sample(), options_.outputFile); !written) {
-        console_.fail(written.error());
-    } else {
-        if (console_.isJson()) {
-            console_.write(JsonLine("sample")
-                    .integer("bytes", sample->sample().size())
-                    .integer("source", static_cast<std::uint64_t>(sample->source()))
-                    .integer("exifOrientation", static_cast<std::uint64_t>(sample->exifOrientation()))
-                    .text("file", std::string_view(options_.outputFile))
-                    .string());
-        } else {
-            std::printf("%s: %zu bytes\n", options_.outputFile.c_str(), sample->sample().size());
-        }
-    }
+    else
+        keepSample(console_, *sample, options_.outputFile);
+    if (options_.command == Command::album)
+        tellWhetherRewritten(sample->sample());
     hasSample_ = true;
     environment_.platform().dispatch.mainQueue()->async([] { }); // wakes the main loop
 }
@@ -79,6 +71,44 @@ void PictureCommand::makeStill()
     environment_.runUntil([&] { return hasSample_.load(); }, [] {});
 }
 
+/// As the screen of an album: the file's own properties go with it.
+void PictureCommand::provideAlbumImage()
+{
+    Platform& platform = environment_.platform();
+    auto data = readFile(options_.file);
+    if (!data) {
+        console_.fail(data.error());
+        return;
+    }
+    albumImage_ = std::move(*data);
+    const std::shared_ptr<const CGImageSource> source = platform.images.makeImageSource(albumImage_);
+    if (source)
+        albumProperties_ = source->copyProperties();
+    const PropertyValue* own = albumProperties_.find(kCGImagePropertyOrientation);
+    const std::int64_t* ownOrientation = own ? own->integer() : nullptr;
+    const std::int64_t orientation = options_.orientation.value_or(ownOrientation ? *ownOrientation : 1);
+    const auto manager = OvriSourceManager::create(
+        {}, options_.preset, environment_.makeQueue("org.tamsel.capture.response"), platform);
+    manager->setDelegate(weak_from_this());
+    manager->provide(albumImage_, albumProperties_, static_cast<CGImagePropertyOrientation>(orientation));
+    environment_.runUntil([&] { return hasSample_.load(); }, [] {});
+}
+
+/// The library hands back what it cannot rewrite and says nothing; a person wants to know why.
+void PictureCommand::tellWhetherRewritten(std::span<const std::byte> sample)
+{
+    if (!std::ranges::equal(sample, albumImage_))
+        return;
+    const std::shared_ptr<const CGImageSource> source
+        = environment_.platform().images.makeImageSource(albumImage_);
+    const auto rewritten = source
+        ? source->rewritten(OvriLocationMetadataDelegate::addingTIFFMetadata(
+              albumProperties_, OvriLocationMetadataDelegate::CameraModel::album, environment_.platform()))
+        : std::unexpected(Error{.localizedDescription = "it is no image file"});
+    console_.note(options_.file + ": handed on unchanged"
+        + (rewritten ? std::string() : ": " + rewritten.error().localizedDescription));
+}
+
 void PictureCommand::makeThumbnail()
 {
     if (const auto image = OvriSourceManager::provideThumbnailImage(options_.file, environment_.platform()))
@@ -89,26 +119,13 @@ void PictureCommand::makeThumbnail()
 
 void PictureCommand::renderImage()
 {
-    constexpr std::uintmax_t largestFile = std::uintmax_t{1} << 29U;
-    std::error_code error;
-    const bool isFile = std::filesystem::is_regular_file(options_.file, error);
-    if (!isFile || std::filesystem::file_size(options_.file, error) > largestFile) {
-        console_.fail(options_.file + (isFile ? ": is too large for a picture" : ": there is no such file"));
+    auto data = readFile(options_.file);
+    if (!data) {
+        console_.fail(data.error());
         return;
     }
-    std::ifstream file(options_.file, std::ios::binary);
-    std::vector<std::byte> data;
-    std::array<char, 65536> block{};
-    do {
-        file.read(block.data(), block.size());
-        const auto bytes = std::as_bytes(std::span(block)).first(static_cast<std::size_t>(file.gcount()));
-        data.insert(data.end(), bytes.begin(), bytes.end());
-    } while (file);
-    if (file.bad() || !file.eof()) {
-        console_.fail(options_.file + ": cannot be read");
-        return;
-    }
-    const CaptureSampleUpdate update(std::move(data), OvriImageSource::photo, CGImagePropertyOrientation::up);
+    const CaptureSampleUpdate update(
+        std::move(*data), OvriImageSource::photo, CGImagePropertyOrientation::up);
     const auto image = makeImage(update, environment_.platform());
     if (!image) {
         console_.fail(options_.file + ": is no picture");
@@ -127,6 +144,8 @@ ExitStatus PictureCommand::run()
         makeStill();
     else if (options_.command == Command::thumbnail)
         makeThumbnail();
+    else if (options_.command == Command::album)
+        provideAlbumImage();
     else
         renderImage();
     return console_.hasFailed() || hasFailed_ ? ExitStatus::failed : ExitStatus::done;

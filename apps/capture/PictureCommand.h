@@ -4,12 +4,18 @@
 #include "Environment.h"
 #include "Options.h"
 
+#include <tamsel/platform/CGImageProperties.h>
+
 #include <atomic>
+#include <cstddef>
 #include <memory>
+#include <span>
+#include <vector>
 
 namespace tamsel::capture {
 
-/// Makes one picture of a file: the still or the thumbnail of a recording, or a picture rendered upright.
+/// Makes one picture of a file: the still or the thumbnail of a recording, a picture rendered upright, or an image of an
+/// album as a screen gets it.
 class PictureCommand final : public OvriSourceToSession, public std::enable_shared_from_this<PictureCommand> {
 public:
     PictureCommand(const Options& options, Environment& environment);
@@ -22,6 +28,8 @@ public:
 
 private:
     void makeStill();
+    void provideAlbumImage();
+    void tellWhetherRewritten(std::span<const std::byte> sample);
     void makeThumbnail();
     void renderImage();
     void write(const platform::UIImage& image);
@@ -31,6 +39,8 @@ private:
     Console console_;
     std::atomic<bool> hasSample_ = false;
     bool hasFailed_ = false;
+    std::vector<std::byte> albumImage_;
+    platform::PropertyDictionary albumProperties_;
 };
 
 } // namespace tamsel::capture

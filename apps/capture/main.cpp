@@ -5,6 +5,7 @@
 #include "MotionCommand.h"
 #include "Options.h"
 #include "PictureCommand.h"
+#include "StillCommand.h"
 
 #include <cstdio>
 #include <span>
@@ -81,7 +82,10 @@ ExitStatus run(std::span<const char* const> arguments)
     case Command::assetStill:
     case Command::thumbnail:
     case Command::image:
+    case Command::album:
         return std::make_shared<PictureCommand>(*options, **environment)->run();
+    case Command::still:
+        return std::make_shared<StillCommand>(*options, **environment)->run();
     default:
         return std::make_shared<FramesCommand>(*options, **environment)->run();
     }

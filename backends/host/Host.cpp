@@ -4,6 +4,8 @@
 #include <host/ReaderThreads.h>
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
+#include <host/location/HostLocation.h>
+#include <host/sound/ShutterSound.h>
 #include <host/v4l2/V4L2Nodes.h>
 
 #include <engine/capture/ApplicationState.h>
@@ -17,9 +19,11 @@
 #include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/core/Reports.h>
+#include <tamsel/platform/core/Tamsel.h>
 
 #include <atomic>
 #include <cstdio>
+#include <ctime>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -94,6 +98,14 @@ private:
     LineWriter lines_;
 };
 
+/// How far the local time is ahead of UTC at that moment.
+int secondsFromUTC(double secondsSince1970)
+{
+    const auto moment = static_cast<std::time_t>(secondsSince1970);
+    std::tm local{};
+    return ::localtime_r(&moment, &local) ? static_cast<int>(local.tm_gmtoff) : 0;
+}
+
 AVAuthorizationStatus authorizationFrom(const std::vector<HostCamera>& cameras)
 {
     bool isDenied = false;
@@ -117,6 +129,7 @@ struct Host::Parts {
           reports(configuration.writeReport),
           application(dispatch->mainQueue(), center)
     {
+        location.emplace(configuration.location, clock, readers);
         add(configuration.backCamera, AVCaptureDevicePosition::back);
         add(configuration.frontCamera, AVCaptureDevicePosition::front);
         motion.emplace(*dispatch, clock,
@@ -128,14 +141,20 @@ struct Host::Parts {
         capture.emplace(engine::CaptureConfiguration{
             .dispatch = *dispatch,
             .application = application,
+            .events = *dispatch,
+            .clock = clock,
+            .device = device,
+            .sounds = sounds,
+            .photoEncoder = images,
             .cameras = std::move(drivers),
             .authorization = [this](AVMediaType type) { return authorization(type); },
             .microphone = std::nullopt,
             .detectableTypes = {},
+            .secondsFromUTC = secondsFromUTC,
             .bufferCount = configuration.bufferCount,
         });
-        platform.emplace(Platform{*dispatch, *dispatch, clock, *capture, *motion, assets, images, device,
-            application, center, reports, lines});
+        platform.emplace(Platform{*dispatch, *dispatch, clock, *capture, *motion, assets, images, *location,
+            sounds, device, application, center, tamsel, reports, lines});
     }
 
     ~Parts()
@@ -176,6 +195,9 @@ struct Host::Parts {
     ReaderThreads readers;
     HostAssets assets;
     HostImages images;
+    std::optional<HostLocation> location;
+    engine::SystemSounds sounds{std::make_shared<ShutterSound>()};
+    Tamsel tamsel;
     std::vector<HostCamera> cameras;
     std::optional<engine::Capture> capture;
     std::optional<engine::Motion> motion;
@@ -254,6 +276,11 @@ void Host::enterBackground()
 void Host::enterForeground()
 {
     parts_->application.enterForeground();
+}
+
+std::string Host::locationProblem() const
+{
+    return parts_->location->problem();
 }
 
 std::vector<std::shared_ptr<AVCaptureDevice>> Host::cameras() const

@@ -53,6 +53,9 @@ public:
     void enterBackground();
     void enterForeground();
 
+    /// Why there is no location, in one line; empty when there is one, or one may still come.
+    [[nodiscard]] std::string locationProblem() const;
+
     /// The cameras that are there now.
     [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <host/location/HostLocationSource.h>
 #include <host/v4l2/V4L2Calls.h>
 
 #include <engine/motion/MotionLog.h>
@@ -40,6 +41,9 @@ struct HostConfiguration {
     /// What motion sensors have recorded, replayed in real time from the moment when the first stream starts. Without it
     /// there are no motion services.
     std::shared_ptr<const engine::MotionLog> motionLog = nullptr;
+
+    /// Where the machine is and where it points to; by default nobody knows.
+    HostLocationSource location = {};
 
     /// A policy that stands above what the inputs say. Without it video is authorised when a camera is readable, and
     /// denied when cameras are there and none of them is.

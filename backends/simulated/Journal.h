@@ -8,7 +8,7 @@
 namespace tamsel::simulated {
 
 /// What happened on the phone, in order: calls of the capture roles ("startRunning", "addInput video"), reports
-/// ("report …") and diagnostic lines ("line …").
+/// ("report …"), diagnostic lines ("line …") and sounds ("sound play 1108").
 class Journal {
 public:
     struct Entry {

@@ -8,6 +8,7 @@
 #include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/core/Reports.h>
+#include <tamsel/platform/core/Tamsel.h>
 
 #include <array>
 #include <map>
@@ -89,6 +90,22 @@ private:
     const std::string model_;
 };
 
+class JournaledSounds final : public engine::SoundDriver {
+public:
+    JournaledSounds(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) { }
+    void play(SystemSoundID id) override { write("play", id); }
+    void stop(SystemSoundID id) override { write("dispose", id); }
+
+private:
+    void write(const char* what, SystemSoundID id)
+    {
+        journal_.write(scheduler_.monotonic(), std::string("sound ") + what + " " + std::to_string(id));
+    }
+
+    Scheduler& scheduler_;
+    Journal& journal_;
+};
+
 class JournaledLines final : public DiagnosticLines {
 public:
     JournaledLines(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) { }
@@ -122,6 +139,7 @@ struct Phone::Parts {
         : scheduler(given.seed, given.timeIntervalSince1970),
           assetServices(std::move(given.assets)),
           imageServices(std::move(given.images)),
+          photoEncoder(std::move(given.photoEncoder)),
           motion(std::make_shared<SimulatedMotion>(std::move(given.motion), std::move(given.motionLog))),
           device(std::move(given.systemVersion), std::move(given.model)),
           application(scheduler.mainQueue(), center)
@@ -137,6 +155,11 @@ struct Phone::Parts {
         capture.emplace(engine::CaptureConfiguration{
             .dispatch = scheduler,
             .application = application,
+            .events = scheduler,
+            .clock = scheduler,
+            .device = device,
+            .sounds = sounds,
+            .photoEncoder = photoEncoder ? *photoEncoder : images,
             .cameras = std::move(drivers),
             .authorization
             = [this](AVMediaType type) { return authorizations.at(static_cast<std::size_t>(type)); },
@@ -147,8 +170,8 @@ struct Phone::Parts {
             .makeOperationLock = [this] { return scheduler.makeOperationLock(); },
         });
         platform.emplace(Platform{scheduler, scheduler, scheduler, *capture, journaledMotion,
-            assetServices ? *assetServices : assets, imageServices ? *imageServices : images, device,
-            application, center, reports, lines});
+            assetServices ? *assetServices : assets, imageServices ? *imageServices : images, location,
+            sounds, device, application, center, tamsel, reports, lines});
     }
 
     ~Parts()
@@ -165,12 +188,16 @@ struct Phone::Parts {
     Scheduler scheduler;
     const std::shared_ptr<AssetServices> assetServices; ///< absent: the simulated ones
     const std::shared_ptr<ImageServices> imageServices;
+    const std::shared_ptr<engine::PhotoEncoder> photoEncoder;
     const std::shared_ptr<SimulatedMotion> motion;
     engine::Motion motionServices{scheduler, scheduler, motion};
     JournaledMotion journaledMotion{motionServices, scheduler, journal};
     SimulatedAssets assets;
     SimulatedImages images;
+    SimulatedLocation location;
     std::shared_ptr<ScriptedHook> hook = std::make_shared<ScriptedHook>(scheduler, journal);
+    engine::SystemSounds sounds{std::make_shared<JournaledSounds>(scheduler, journal)};
+    Tamsel tamsel;
     JournaledLines lines{scheduler, journal};
     JournaledReports reports{scheduler, journal};
     ScriptedDevice device;
@@ -252,6 +279,11 @@ SimulatedAssets& Phone::assets()
 SimulatedImages& Phone::images()
 {
     return parts_->images;
+}
+
+SimulatedLocation& Phone::location()
+{
+    return parts_->location;
 }
 
 void Phone::setAuthorization(AVMediaType mediaType, AVAuthorizationStatus status)

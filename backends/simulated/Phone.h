@@ -5,6 +5,7 @@
 #include <simulated/SimulatedAssets.h>
 #include <simulated/SimulatedCamera.h>
 #include <simulated/SimulatedImages.h>
+#include <simulated/SimulatedLocation.h>
 #include <simulated/SimulatedMotion.h>
 
 #include <engine/capture/CaptureHook.h>
@@ -40,6 +41,7 @@ struct PhoneConfiguration {
     /// Stand in place of the simulated recordings and pictures, for real files on virtual time.
     std::shared_ptr<platform::AssetServices> assets = nullptr;
     std::shared_ptr<platform::ImageServices> images = nullptr;
+    std::shared_ptr<engine::PhotoEncoder> photoEncoder = nullptr;
     /// What a metadata output offers, by the platform's identifiers.
     std::vector<platform::AVMetadataObjectType> detectableTypes = {};
     std::string systemVersion = "16.4";
@@ -85,6 +87,7 @@ public:
     [[nodiscard]] SimulatedMotion& motion();
     [[nodiscard]] SimulatedAssets& assets();
     [[nodiscard]] SimulatedImages& images();
+    [[nodiscard]] SimulatedLocation& location();
     void setAuthorization(platform::AVMediaType mediaType, platform::AVAuthorizationStatus status);
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);
@@ -94,7 +97,8 @@ public:
     // The script.
 
     /// Refuses one call: the `number`th from now on of this kind (1 is the next), or of this kind with this detail.
-    /// Calls that can be refused: makeDeviceInput, canAddInput, canAddOutput, lockForConfiguration, startRunning.
+    /// Calls that can be refused: makeDeviceInput, canAddInput, canAddOutput, lockForConfiguration, startRunning,
+    /// capturePhoto, processPhoto.
     void refuse(engine::CaptureCall call, int number = 1, std::string detail = {});
     /// Every call of this kind takes time from now on.
     void delay(engine::CaptureCall call, std::chrono::nanoseconds duration);

@@ -39,6 +39,8 @@ engine::CameraDescription SimulatedCamera::description() const
     description.minimumFocusDistance = script_.minimumFocusDistance;
     description.minZoomFactor = script_.minZoomFactor;
     description.maxZoomFactor = script_.maxZoomFactor;
+    description.flashModes = script_.flashModes;
+    description.hasTorch = script_.hasTorch;
     description.sensorOrientation = script_.sensorOrientation;
     description.intrinsicMatrix = script_.intrinsicMatrix;
     return description;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace tamsel::simulated {
 
@@ -22,6 +23,9 @@ struct CameraScript {
     int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
     double minZoomFactor = 1;
     double maxZoomFactor = 16;
+    std::vector<platform::AVCaptureFlashMode> flashModes{platform::AVCaptureFlashMode::off,
+        platform::AVCaptureFlashMode::on, platform::AVCaptureFlashMode::automatic};
+    bool hasTorch = true;
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix = nullptr;
 
@@ -54,6 +58,7 @@ public:
     [[nodiscard]] bool isOpen() const { return isOpen_; }
     [[nodiscard]] bool isStarted() const { return sink_ != nullptr; }
     [[nodiscard]] double zoomFactor() const { return zoomFactor_; }
+    [[nodiscard]] platform::AVCaptureTorchMode torchMode() const { return torchMode_; }
     [[nodiscard]] std::optional<platform::AVCaptureSessionPreset> preset() const { return preset_; }
 
     [[nodiscard]] engine::CameraDescription description() const override;
@@ -64,6 +69,7 @@ public:
         platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
     void stop() override;
     void setZoomFactor(double factor) override { zoomFactor_ = factor; }
+    void setTorchMode(platform::AVCaptureTorchMode mode) override { torchMode_ = mode; }
 
 private:
     void planFrame(std::uint64_t start);
@@ -73,6 +79,7 @@ private:
     Scheduler& scheduler_;
     bool isOpen_ = false;
     double zoomFactor_ = 1;
+    platform::AVCaptureTorchMode torchMode_ = platform::AVCaptureTorchMode::off;
     std::optional<platform::AVCaptureSessionPreset> preset_;
     std::shared_ptr<engine::FrameSink> sink_;
     std::uint64_t starts_ = 0;

@@ -1,5 +1,8 @@
 #include <simulated/SimulatedImages.h>
 
+#include <engine/capture/turnPixels.h>
+#include <engine/image/ImageFile.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -124,6 +127,31 @@ private:
     std::vector<std::byte> file_;
 };
 
+std::shared_ptr<CGImage> copyOf(const CVPixelBuffer& pixels, int quarterTurns)
+{
+    const bool isOdd = quarterTurns % 2 != 0;
+    auto copy = std::make_shared<CVPixelBuffer>(
+        isOdd ? pixels.height() : pixels.width(), isOdd ? pixels.width() : pixels.height());
+    engine::turnPixels(pixels, *copy, quarterTurns);
+    return copy;
+}
+
+/// Clockwise. Stills are never mirrored.
+int turnsUpright(const PropertyDictionary& properties)
+{
+    const PropertyValue* orientation = properties.find(kCGImagePropertyOrientation);
+    switch (static_cast<CGImagePropertyOrientation>(orientation ? orientation->number().value_or(1) : 1)) {
+    case CGImagePropertyOrientation::right:
+        return 1;
+    case CGImagePropertyOrientation::down:
+        return 2;
+    case CGImagePropertyOrientation::left:
+        return 3;
+    default:
+        return 0;
+    }
+}
+
 } // namespace
 
 void SimulatedImages::put(const std::vector<std::byte>& data, std::shared_ptr<PictureScript> picture)
@@ -137,6 +165,24 @@ std::shared_ptr<const EncodedImage> SimulatedImages::openImage(ImageData data, c
     if (found == pictures_.end())
         return nullptr;
     return std::make_shared<const Picture>(found->second, options.appliesOrientationProperty);
+}
+
+std::shared_ptr<const CGImageSource> SimulatedImages::makeImageSource(std::span<const std::byte> data)
+{
+    return engine::ImageFile::open(data);
+}
+
+std::optional<std::vector<std::byte>> SimulatedImages::encodePhoto(
+    const CVPixelBuffer& pixels, const PropertyDictionary& properties)
+{
+    if (!encodes_ || pixels.width() == 0 || pixels.height() == 0)
+        return std::nullopt;
+    auto file = engine::rewriteImage(StoredPng(pixels).take(), properties);
+    if (!file)
+        return std::nullopt;
+    const auto stored = copyOf(pixels, 0);
+    put(*file, std::make_shared<PictureScript>(copyOf(pixels, turnsUpright(properties)), stored));
+    return std::move(*file);
 }
 
 std::optional<std::vector<std::byte>> SimulatedImages::pngRepresentation(const UIImage& image)

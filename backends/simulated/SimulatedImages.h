@@ -1,5 +1,7 @@
 #pragma once
 
+#include <engine/capture/PhotoEncoder.h>
+
 #include <tamsel/platform/CIImage.h>
 
 #include <map>
@@ -18,8 +20,9 @@ struct PictureScript {
 };
 
 /// Pictures without a codec: the bytes of a file are looked up. What has been encoded here can be opened again; it is a
-/// real PNG file, not compressed (ISO/IEC 15948).
-class SimulatedImages final : public platform::ImageServices {
+/// real PNG file, not compressed (ISO/IEC 15948), also the file of a still. Metadata are read and rewritten for real, in
+/// any JPEG, PNG, WebP or TIFF file.
+class SimulatedImages final : public platform::ImageServices, public engine::PhotoEncoder {
 public:
     /// From now on these bytes are this picture.
     void put(const std::vector<std::byte>& data, std::shared_ptr<PictureScript> picture);
@@ -28,8 +31,12 @@ public:
 
     [[nodiscard]] std::shared_ptr<const platform::EncodedImage> openImage(
         platform::ImageData data, const platform::CIImageOptions& options) override;
+    [[nodiscard]] std::shared_ptr<const platform::CGImageSource> makeImageSource(
+        std::span<const std::byte> data) override;
     [[nodiscard]] std::optional<std::vector<std::byte>> pngRepresentation(
         const platform::UIImage& image) override;
+    [[nodiscard]] std::optional<std::vector<std::byte>> encodePhoto(
+        const platform::CVPixelBuffer& pixels, const platform::PropertyDictionary& properties) override;
 
 private:
     std::map<std::string, std::shared_ptr<PictureScript>> pictures_; ///< by the bytes of their files

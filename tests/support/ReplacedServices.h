@@ -4,6 +4,7 @@
 #include <tamsel/platform/RunLoop.h>
 #include <tamsel/platform/core/Reports.h>
 
+#include <type_traits>
 #include <vector>
 
 namespace tamsel::tests {
@@ -34,17 +35,21 @@ public:
     std::vector<platform::TamselError> errors;
 };
 
-/// The same platform with another clock or another sink.
-[[nodiscard]] inline platform::Platform with(const platform::Platform& given, platform::Clock& clock)
+/// The same platform with one service replaced.
+template <typename Service>
+[[nodiscard]] platform::Platform with(const platform::Platform& given, Service& replacement)
 {
-    return {given.dispatch, given.runLoops, clock, given.capture, given.motion, given.assets, given.images,
-        given.device, given.application, given.notificationCenter, given.reports, given.diagnostics};
-}
-
-[[nodiscard]] inline platform::Platform with(const platform::Platform& given, platform::ReportSink& reports)
-{
-    return {given.dispatch, given.runLoops, given.clock, given.capture, given.motion, given.assets,
-        given.images, given.device, given.application, given.notificationCenter, reports, given.diagnostics};
+    const auto choose = [&]<typename Role>(Role& own) -> Role& {
+        if constexpr (std::is_base_of_v<Role, Service>)
+            return replacement;
+        else
+            return own;
+    };
+    return {choose(given.dispatch), choose(given.runLoops), choose(given.clock), choose(given.capture),
+        choose(given.motion), choose(given.assets), choose(given.images), choose(given.location),
+        choose(given.audio), choose(given.device), choose(given.application),
+        choose(given.notificationCenter), choose(given.tamsel), choose(given.reports),
+        choose(given.diagnostics)};
 }
 
 } // namespace tamsel::tests

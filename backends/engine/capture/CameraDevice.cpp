@@ -1,6 +1,9 @@
 #include <engine/capture/CameraDevice.h>
 
+#include <algorithm>
+#include <array>
 #include <mutex>
+#include <string_view>
 #include <utility>
 
 namespace tamsel::engine {
@@ -45,6 +48,21 @@ void CameraDevice::setVideoZoomFactor(double factor)
     zoomFactor_ = factor;
     const std::lock_guard lock(*operation_);
     driver_->setZoomFactor(factor);
+}
+
+bool CameraDevice::isFlashAvailable() const
+{
+    const CameraDescription description = driver_->description();
+    return std::ranges::any_of(
+        description.flashModes, [](AVCaptureFlashMode mode) { return mode != AVCaptureFlashMode::off; });
+}
+
+void CameraDevice::setTorchMode(AVCaptureTorchMode mode)
+{
+    static constexpr std::array<std::string_view, 3> names{"off", "on", "automatic"};
+    hook_->permits(CaptureCall::setTorchMode, names.at(static_cast<std::size_t>(mode)));
+    const std::lock_guard lock(*operation_);
+    driver_->setTorchMode(mode);
 }
 
 std::expected<CameraDevice::Claim, Error> CameraDevice::take(const std::shared_ptr<DeviceHolder>& holder)

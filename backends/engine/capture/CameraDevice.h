@@ -58,6 +58,9 @@ public:
     }
     [[nodiscard]] double videoZoomFactor() const override { return zoomFactor_; }
     void setVideoZoomFactor(double factor) override;
+    [[nodiscard]] bool isFlashAvailable() const override;
+    [[nodiscard]] bool hasTorch() const override { return driver_->description().hasTorch; }
+    void setTorchMode(platform::AVCaptureTorchMode mode) override;
 
     [[nodiscard]] bool isPresent() const { return driver_->isPresent(); }
     [[nodiscard]] CameraDescription description() const { return driver_->description(); }

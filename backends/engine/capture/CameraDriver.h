@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tamsel::engine {
 
@@ -22,6 +23,9 @@ struct CameraDescription {
     int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
     double minZoomFactor = 1;
     double maxZoomFactor = 1;
+    /// What a still can ask for; a camera without a flash offers `off` alone.
+    std::vector<platform::AVCaptureFlashMode> flashModes{platform::AVCaptureFlashMode::off};
+    bool hasTorch = false;
     /// The way up of the stored pixels: a connection of this orientation passes them unturned.
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     /// Absent when the input does not know it.
@@ -77,6 +81,8 @@ public:
 
     /// Applies a factor within the description's range.
     virtual void setZoomFactor(double factor) = 0;
+    /// Switches the torch that the description promises.
+    virtual void setTorchMode(platform::AVCaptureTorchMode /*mode*/) { }
 };
 
 } // namespace tamsel::engine

@@ -2,6 +2,7 @@
 
 #include <engine/capture/CaptureContext.h>
 #include <engine/capture/CaptureSession.h>
+#include <engine/capture/PhotoOutput.h>
 #include <engine/capture/PreviewLayer.h>
 #include <engine/capture/VideoDataOutput.h>
 
@@ -65,6 +66,9 @@ public:
     [[nodiscard]] double maxAvailableVideoZoomFactor() const override { return 1; }
     [[nodiscard]] double videoZoomFactor() const override { return 1; }
     void setVideoZoomFactor(double /*factor*/) override { }
+    [[nodiscard]] bool isFlashAvailable() const override { return false; }
+    [[nodiscard]] bool hasTorch() const override { return false; }
+    void setTorchMode(AVCaptureTorchMode /*mode*/) override { }
 
 private:
     const std::string name_;
@@ -134,7 +138,7 @@ std::shared_ptr<AVCaptureVideoDataOutput> Capture::makeVideoDataOutput()
 
 std::shared_ptr<AVCapturePhotoOutput> Capture::makePhotoOutput()
 {
-    return std::make_shared<PhotoOutput>();
+    return std::make_shared<PhotoOutput>(context_);
 }
 
 std::shared_ptr<AVCaptureMovieFileOutput> Capture::makeMovieFileOutput()

@@ -29,6 +29,9 @@ enum class CaptureCall : std::uint8_t {
     makePreviewLayer,
     setMetadataObjectTypes,
     setMetadataObjectsDelegate,
+    capturePhoto,
+    processPhoto,
+    setTorchMode,
     authorizationStatus,
     defaultDevice,
     defaultAudioDevice,
@@ -45,7 +48,7 @@ public:
 
     /// `detail` names the argument in one word where there is one ("AVCaptureVideoDataOutput", "landscapeLeft").
     /// False refuses the call, where the call can be refused: makeDeviceInput, canAddInput, canAddOutput,
-    /// lockForConfiguration, startRunning.
+    /// lockForConfiguration, startRunning, capturePhoto, processPhoto.
     virtual bool permits(CaptureCall /*call*/, std::string_view /*detail*/) { return true; }
 };
 

@@ -212,20 +212,20 @@ std::vector<std::shared_ptr<AVCaptureOutput>> CaptureSession::outputs() const
 
 void CaptureSession::makeConnections()
 {
-    const bool hasCamera = camera() != nullptr;
+    const std::shared_ptr<CameraDevice> device = camera();
     for (const std::shared_ptr<AVCaptureOutput>& output : outputs()) {
         const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
-        if (!hasCamera)
+        if (!device)
             place->setVideoConnection(nullptr);
         else if (place->takesVideo() && !place->videoConnection())
-            place->setVideoConnection(std::make_shared<Connection>(context_->configuration.hook));
+            place->setVideoConnection(std::make_shared<Connection>(context_->configuration.hook, device));
     }
     std::shared_ptr<Connection> replaced;
     const std::lock_guard lock(guard_);
-    if (!hasCamera)
+    if (!device)
         previewConnection_.swap(replaced);
     else if (!previewConnection_)
-        previewConnection_ = std::make_shared<Connection>(context_->configuration.hook);
+        previewConnection_ = std::make_shared<Connection>(context_->configuration.hook, device);
 }
 
 std::shared_ptr<AVCaptureConnection> CaptureSession::previewConnection() const
@@ -244,12 +244,12 @@ std::shared_ptr<CameraDevice> CaptureSession::camera() const
     return nullptr;
 }
 
-std::shared_ptr<VideoDataOutput> CaptureSession::videoDataOutput() const
+template <typename Kind> std::shared_ptr<Kind> CaptureSession::output() const
 {
     const std::lock_guard lock(guard_);
     for (const std::shared_ptr<AVCaptureOutput>& output : outputs_) {
-        if (auto video = std::dynamic_pointer_cast<VideoDataOutput>(output))
-            return video;
+        if (auto wanted = std::dynamic_pointer_cast<Kind>(output))
+            return wanted;
     }
     return nullptr;
 }
@@ -290,7 +290,8 @@ void CaptureSession::start()
     const auto stream = std::make_shared<FrameStream>(FrameStream::Parts{
         .counter = counter_,
         .pool = pool_,
-        .output = videoDataOutput(),
+        .output = output<VideoDataOutput>(),
+        .photoOutput = output<PhotoOutput>(),
         .sensorOrientation = description.sensorOrientation,
         .intrinsicMatrix = description.intrinsicMatrix,
         .lost =

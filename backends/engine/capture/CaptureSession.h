@@ -50,7 +50,8 @@ public:
 private:
     [[nodiscard]] bool accepts(const std::shared_ptr<platform::AVCaptureInput>& input) const;
     [[nodiscard]] std::shared_ptr<CameraDevice> camera() const;
-    [[nodiscard]] std::shared_ptr<VideoDataOutput> videoDataOutput() const;
+    /// The output of one kind; absent when the session has none.
+    template <typename Kind> [[nodiscard]] std::shared_ptr<Kind> output() const;
     void makeConnections();
     [[nodiscard]] std::shared_ptr<FrameStream> currentStream() const;
     void start();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <engine/capture/CameraDevice.h>
 #include <engine/capture/CaptureHook.h>
 
 #include <tamsel/platform/AVCaptureOutput.h>
@@ -10,10 +11,16 @@
 
 namespace tamsel::engine {
 
-/// A connection is three settings that the frame's way reads.
+/// A connection is three settings that the frame's way reads, and the camera at its beginning.
 class Connection final : public platform::AVCaptureConnection {
 public:
-    explicit Connection(std::shared_ptr<CaptureHook> hook) : hook_(std::move(hook)) { }
+    Connection(std::shared_ptr<CaptureHook> hook, std::shared_ptr<CameraDevice> camera)
+        : hook_(std::move(hook)),
+          camera_(std::move(camera))
+    {
+    }
+
+    [[nodiscard]] const CameraDevice& camera() const { return *camera_; }
 
     [[nodiscard]] bool isEnabled() const override { return isEnabled_; }
     void setEnabled(bool enabled) override
@@ -35,6 +42,7 @@ public:
 
 private:
     const std::shared_ptr<CaptureHook> hook_;
+    const std::shared_ptr<CameraDevice> camera_;
     std::atomic<bool> isEnabled_ = true;
     std::atomic<bool> adjustsMirroring_ = true;
     std::atomic<platform::AVCaptureVideoOrientation> orientation_

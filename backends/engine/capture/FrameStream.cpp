@@ -57,6 +57,8 @@ void FrameStream::deliver(
 {
     if (!isOpen())
         return;
+    if (parts_.photoOutput)
+        parts_.photoOutput->offer(buffer, parts_.sensorOrientation, captureTime);
     FrameTicket ticket(parts_.counter->ledger());
     const FrameTiming timing = parts_.counter->next(mediaTime, captureTime, std::exchange(isFirst_, false));
     const std::shared_ptr<Connection> connection = parts_.output ? parts_.output->videoConnection() : nullptr;
@@ -98,7 +100,15 @@ void FrameStream::lose(const Error& /*reason*/)
     if (!state_.compare_exchange_strong(expected, State::lost))
         return;
     tellDrop(DropCause::deviceLost);
+    if (parts_.photoOutput)
+        parts_.photoOutput->streamEnded();
     parts_.lost();
+}
+
+void FrameStream::close()
+{
+    if (state_.exchange(State::closed) == State::open && parts_.photoOutput)
+        parts_.photoOutput->streamEnded();
 }
 
 void FrameStream::tellDrop(DropCause cause)

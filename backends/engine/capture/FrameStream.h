@@ -2,6 +2,7 @@
 
 #include <engine/capture/BufferPool.h>
 #include <engine/capture/CameraDriver.h>
+#include <engine/capture/PhotoOutput.h>
 #include <engine/capture/VideoDataOutput.h>
 
 #include <atomic>
@@ -41,6 +42,8 @@ public:
         std::shared_ptr<BufferPool> pool;
         /// Absent when the session has none: all frames are gated.
         std::shared_ptr<VideoDataOutput> output;
+        /// Absent when the session has none.
+        std::shared_ptr<PhotoOutput> photoOutput;
         platform::AVCaptureVideoOrientation sensorOrientation;
         std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix;
         /// Called once, on the driver's thread, when the device is lost.
@@ -56,7 +59,7 @@ public:
     void drop(platform::DropCause cause) override;
     void lose(const platform::Error& reason) override;
 
-    void close() { state_ = State::closed; }
+    void close();
     [[nodiscard]] bool isOpen() const { return state_ == State::open; }
     [[nodiscard]] bool isClosed() const { return state_ == State::closed; }
 

@@ -64,13 +64,6 @@ public:
     }
 };
 
-/// Stills are not taken yet: the output stands in the session and has a connection.
-class PhotoOutput final : public Output<platform::AVCapturePhotoOutput> {
-public:
-    [[nodiscard]] const char* kind() const override { return "AVCapturePhotoOutput"; }
-    void setHighResolutionCaptureEnabled(bool /*enabled*/) override { }
-};
-
 /// Movies are not written yet: the output stands in the session and has a connection.
 class MovieFileOutput final : public Output<platform::AVCaptureMovieFileOutput> {
 public:

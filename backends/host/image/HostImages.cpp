@@ -1,7 +1,10 @@
 #include <host/image/HostImages.h>
 
+#include <host/image/JpegWriter.h>
 #include <host/image/PictureFormats.h>
 #include <host/image/PngWriter.h>
+
+#include <engine/image/ImageFile.h>
 
 #include <array>
 #include <exception>
@@ -95,6 +98,25 @@ std::shared_ptr<const EncodedImage> HostImages::openImage(ImageData data, const 
         }
     }
     return nullptr;
+}
+
+std::shared_ptr<const CGImageSource> HostImages::makeImageSource(std::span<const std::byte> data)
+{
+    return engine::ImageFile::open(data);
+}
+
+std::optional<std::vector<std::byte>> HostImages::encodePhoto(
+    const CVPixelBuffer& pixels, const PropertyDictionary& properties)
+{
+    try {
+        const auto picture = writeJpeg(pixels);
+        if (!picture)
+            return std::nullopt;
+        auto file = engine::rewriteImage(picture->bytes(), properties);
+        return file ? std::optional(std::move(*file)) : std::nullopt;
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
 }
 
 std::optional<std::vector<std::byte>> HostImages::pngRepresentation(const UIImage& image)

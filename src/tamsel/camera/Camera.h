@@ -3,6 +3,8 @@
 #include <tamsel/camera/CameraConfiguration.h>
 #include <tamsel/camera/CameraDelegate.h>
 #include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/core/OvriImage.h>
+#include <tamsel/platform/core/TamselCameraSettings.h>
 
 #include <functional>
 #include <memory>
@@ -45,6 +47,12 @@ public:
     virtual void tearDown(Completion completion) = 0;
     /// On the main queue.
     virtual void addPreviewLayer(const std::shared_ptr<platform::CALayer>& layer) = 0;
+
+    /// Takes one still, the way up of the preview; it comes to the delegate, with the source, or a failure does. Without a
+    /// preview it fails at once, on the calling thread. Without settings the product's apply.
+    virtual void captureStillImage(
+        platform::OvriImageSource source, const std::optional<platform::TamselCameraSettings>& settings)
+        = 0;
 };
 
 } // namespace tamsel

@@ -57,7 +57,7 @@ void IosCamera::receiveFrames()
             return;
         // Strong: a frame that has come this far is handed over even when the owner lets go meanwhile.
         self->sessionQueue_->async([self, result = std::move(result)]() mutable {
-            const std::shared_ptr<CameraDelegate> delegate = self->delegate_.lock();
+            const std::shared_ptr<CameraDelegate> delegate = self->delegate();
             if (!delegate)
                 return;
             if (auto* sampleBuffer = std::get_if<std::shared_ptr<CMSampleBuffer>>(&result))
@@ -96,7 +96,14 @@ void IosCamera::setMinimumFocusObjectSize(std::optional<double> size)
 
 void IosCamera::setDelegate(std::weak_ptr<CameraDelegate> delegate)
 {
-    delegate_ = std::move(delegate);
+    const std::lock_guard lock(guard_);
+    delegate_.swap(delegate);
+}
+
+std::shared_ptr<CameraDelegate> IosCamera::delegate() const
+{
+    const std::lock_guard lock(guard_);
+    return delegate_.lock();
 }
 
 void IosCamera::setConfiguration(CameraConfiguration configuration)
@@ -173,7 +180,7 @@ void IosCamera::handleBackground()
         return;
     sessionQueue_->async(whileAlive(weak_from_this(), [](IosCamera& self) {
         self.captureSession_->stopRunning();
-        if (const std::shared_ptr<CameraDelegate> delegate = self.delegate_.lock())
+        if (const std::shared_ptr<CameraDelegate> delegate = self.delegate())
             delegate->cameraDidSuspend();
     }));
 }
@@ -184,7 +191,7 @@ void IosCamera::handleForeground()
         return;
     sessionQueue_->async(whileAlive(weak_from_this(), [](IosCamera& self) {
         self.captureSession_->startRunning();
-        if (const std::shared_ptr<CameraDelegate> delegate = self.delegate_.lock())
+        if (const std::shared_ptr<CameraDelegate> delegate = self.delegate())
             delegate->cameraDidResume();
     }));
 }

@@ -5,6 +5,8 @@
 #include <tamsel/platform/UIDevice.h>
 
 #include <atomic>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -18,6 +20,7 @@ struct Platform;
 namespace tamsel {
 
 class MetadataOutputHandler;
+class PhotoCaptureProcessor;
 class VideoFrameHandler;
 
 /// The library's camera: one capture session with its inputs, outputs and queues.
@@ -49,8 +52,14 @@ public:
     void resume() override;
     void tearDown(Completion completion) override;
     void addPreviewLayer(const std::shared_ptr<platform::CALayer>& layer) override;
+    void captureStillImage(platform::OvriImageSource source,
+        const std::optional<platform::TamselCameraSettings>& settings) override;
 
 private:
+    /// The element that failures of the session are reported with.
+    static constexpr const char* sessionElement = "AVCaptureSession";
+
+    [[nodiscard]] std::shared_ptr<CameraDelegate> delegate() const;
     void observeApplication();
     void receiveFrames();
 
@@ -65,6 +74,13 @@ private:
     void setUpMetadataOutput(const std::vector<platform::AVMetadataObjectType>& types);
     void fail(CameraError error);
     void setSampleBufferDelegate(std::weak_ptr<VideoFrameHandler> handler);
+
+    // Stills, in IosCameraPhoto.cpp.
+    void capturePhoto(platform::AVCaptureVideoOrientation orientation,
+        const platform::TamselCameraSettings& settings, platform::OvriImageSource source);
+    void switchTorch(platform::AVCaptureDevice& device, platform::AVCaptureTorchMode mode);
+    void deliverPhoto(PhotoCaptureProcessor& processor, platform::OvriImageSource source);
+    void tellStillFailed();
 
     // Geometry, in IosCameraGeometry.cpp.
     void adjustZoomForMinimumFocus();
@@ -84,7 +100,6 @@ private:
     // Set by the owner before the start; what is posted afterwards sees them.
     std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_;
     std::optional<double> minimumFocusObjectSize_;
-    std::weak_ptr<CameraDelegate> delegate_;
     CameraConfiguration configuration_;
 
     // Each written by one of the set-up steps, read on the session queue after all of them.
@@ -96,9 +111,12 @@ private:
     // On the session queue only.
     std::shared_ptr<MetadataOutputHandler> metadataHandler_;
     std::shared_ptr<platform::AVCaptureMetadataOutput> metadataOutput_;
+    /// The captures under way, by the numbers of their settings.
+    std::map<std::int64_t, std::shared_ptr<PhotoCaptureProcessor>> inProgressPhotoCaptureDelegates_;
 
-    // `pause` and `resume` read these on the client's thread while the set-up may be writing them.
+    // Read on the client's thread, by `pause`, `resume` and `captureStillImage`, while the set-up may be writing them.
     mutable std::mutex guard_;
+    std::weak_ptr<CameraDelegate> delegate_;
     std::shared_ptr<platform::AVCaptureVideoDataOutput> videoDataOutput_;
     std::weak_ptr<platform::AVCaptureVideoPreviewLayer> previewLayer_;
 };

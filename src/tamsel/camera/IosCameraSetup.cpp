@@ -12,12 +12,6 @@ namespace tamsel {
 
 using namespace platform;
 
-namespace {
-
-constexpr const char* sessionElement = "AVCaptureSession";
-
-} // namespace
-
 void IosCamera::startSession(std::vector<AVMetadataObjectType> metadataObjectTypes, Completion completion)
 {
     const auto group = std::make_shared<DispatchGroup>();
@@ -161,7 +155,7 @@ void IosCamera::setUpMetadataOutput(const std::vector<AVMetadataObjectType>& typ
     });
     output->setMetadataObjectTypes(std::move(wanted));
 
-    metadataHandler_ = std::make_shared<MetadataOutputHandler>(delegate_, weak_from_this());
+    metadataHandler_ = std::make_shared<MetadataOutputHandler>(delegate(), weak_from_this());
     output->setMetadataObjectsDelegate(metadataHandler_, videoQueue_);
     metadataOutput_ = output;
 }
@@ -172,7 +166,7 @@ void IosCamera::fail(CameraError error)
         const std::shared_ptr<IosCamera> self = weakSelf.lock();
         if (!self)
             return;
-        if (const std::shared_ptr<CameraDelegate> delegate = self->delegate_.lock())
+        if (const std::shared_ptr<CameraDelegate> delegate = self->delegate())
             delegate->didFail(error.reported(sessionElement, self->platform_));
     });
 }

@@ -8,7 +8,6 @@
 #include <tamsel/platform/FrameLedger.h>
 #include <tamsel/platform/UIImage.h>
 #include <tamsel/platform/UUID.h>
-#include <tamsel/platform/core/TamselCameraSettings.h>
 
 #include <filesystem>
 #include <memory>
@@ -55,10 +54,10 @@ public:
     void resumeCamera() override;
     void pauseCamera() override;
 
-    /// While a recording is the latest source: its image at 1/60 s as a PNG file, stored way up, made on the calling thread;
-    /// an empty sample when there is none. Otherwise nothing: a camera takes no stills yet.
-    void captureStillImage(
-        platform::OvriImageSource source, const std::optional<platform::TamselCameraSettings>& settings);
+    void captureStillImage(platform::OvriImageSource source,
+        const std::optional<platform::TamselCameraSettings>& settings) override;
+    void provide(std::span<const std::byte> image, const platform::PropertyDictionary& exif,
+        platform::CGImagePropertyOrientation orientation) override;
     /// The image of a video file at 1/60 s, stored way up, made on the calling thread. Absent, after one diagnostic line,
     /// when there is none.
     [[nodiscard]] static std::optional<platform::UIImage> provideThumbnailImage(
@@ -107,6 +106,8 @@ private:
     void startAssetSession(const std::shared_ptr<platform::AVAsset>& asset);
     void setAssetProcessor(std::shared_ptr<AssetProcessor> processor);
     [[nodiscard]] std::vector<std::byte> stillOf(const std::shared_ptr<platform::AVAsset>& asset) const;
+    [[nodiscard]] std::vector<std::byte> albumImage(
+        std::span<const std::byte> image, const platform::PropertyDictionary& exif) const;
     void startStabilityDetection(const Configurations& configurations);
     void startFacingAngleDetection(const Configurations& configurations);
     void replaceWorker(

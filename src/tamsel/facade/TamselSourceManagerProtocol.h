@@ -4,11 +4,18 @@
 #include <tamsel/facade/types/OvriSourceToSession.h>
 #include <tamsel/facade/types/SourceType.h>
 #include <tamsel/platform/CALayer.h>
+#include <tamsel/platform/CGImageProperties.h>
+#include <tamsel/platform/Geometry.h>
+#include <tamsel/platform/core/OvriImage.h>
+#include <tamsel/platform/core/TamselCameraSettings.h>
 
 #include <any>
+#include <cstddef>
 #include <expected>
 #include <map>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 
 namespace tamsel {
@@ -33,6 +40,19 @@ public:
     virtual void stopCameraSession() = 0;
     /// `stopCameraSession`, and the end of both motion verdicts.
     virtual void stopAllSessions() = 0;
+    /// Asks for one still image, which comes to the delegate as a sample. While a recording is the latest source: its image
+    /// at 1/60 s as a PNG file, stored way up, made on the calling thread, empty when there is none; the arguments do not
+    /// count. Otherwise the camera's, with its metadata, or a `captureImageFailed`; the sample carries `source`, and without
+    /// settings the product's apply. Nothing without a camera.
+    virtual void captureStillImage(
+        platform::OvriImageSource source, const std::optional<platform::TamselCameraSettings>& settings)
+        = 0;
+    /// Stamps an image of the user's album with the library's metadata and hands it to the delegate as a sample of the album
+    /// with this orientation. `image` is the file, `exif` its properties, which are set over the file's own; the work is done
+    /// on the calling thread. The picture itself is not touched. What cannot be rewritten comes back as it is.
+    virtual void provide(std::span<const std::byte> image, const platform::PropertyDictionary& exif,
+        platform::CGImagePropertyOrientation orientation)
+        = 0;
     /// Goes on after `pauseCamera`.
     virtual void resumeCamera() = 0;
     /// Stops the camera so that `resumeCamera` can go on with it.

@@ -28,6 +28,9 @@ enum class AVCaptureDeviceType : std::uint8_t {
     builtInMicrophone,
 };
 
+enum class AVCaptureFlashMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
+enum class AVCaptureTorchMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
+
 /// What a device delivers at the moment.
 struct AVCaptureDeviceFormat {
     /// Pixels, with pixel aspect ratio and clean aperture applied; absent when the device cannot tell.
@@ -62,6 +65,12 @@ public:
     [[nodiscard]] virtual double maxAvailableVideoZoomFactor() const = 0;
     [[nodiscard]] virtual double videoZoomFactor() const = 0;
     virtual void setVideoZoomFactor(double factor) = 0;
+
+    /// A flash that could fire now.
+    [[nodiscard]] virtual bool isFlashAvailable() const = 0;
+    [[nodiscard]] virtual bool hasTorch() const = 0;
+    /// The device must be locked. It stays so until it is set anew.
+    virtual void setTorchMode(AVCaptureTorchMode mode) = 0;
 };
 
 } // namespace tamsel::platform

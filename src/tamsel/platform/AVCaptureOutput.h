@@ -62,12 +62,6 @@ public:
         = 0;
 };
 
-/// Takes stills.
-class AVCapturePhotoOutput : public AVCaptureOutput {
-public:
-    virtual void setHighResolutionCaptureEnabled(bool enabled) = 0;
-};
-
 /// Writes a movie file.
 class AVCaptureMovieFileOutput : public AVCaptureOutput {
 public:

@@ -2,6 +2,7 @@
 
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/AVCaptureOutput.h>
+#include <tamsel/platform/AVCapturePhotoOutput.h>
 #include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/FrameLedger.h>
 

@@ -3,15 +3,18 @@
 namespace tamsel::platform {
 
 class AssetServices;
+class AudioServices;
 class CaptureServices;
 class Clock;
 class DiagnosticLines;
 class Dispatch;
 class ImageServices;
+class LocationServices;
 class MotionServices;
 class NotificationCenter;
 class ReportSink;
 class RunLoops;
+class Tamsel;
 class UIApplication;
 class UIDevice;
 
@@ -25,9 +28,12 @@ struct Platform {
     MotionServices& motion;
     AssetServices& assets;
     ImageServices& images;
+    LocationServices& location;
+    AudioServices& audio;
     UIDevice& device;
     UIApplication& application;
     NotificationCenter& notificationCenter;
+    Tamsel& tamsel;
     ReportSink& reports;
     DiagnosticLines& diagnostics;
 };

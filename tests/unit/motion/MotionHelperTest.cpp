@@ -297,10 +297,7 @@ TEST(MotionHelper, NamesItsQueueAndHasOneOfItsOwn)
     };
     simulated::Phone phone;
     NotedDispatch dispatch(phone.platform().dispatch);
-    const Platform& given = phone.platform();
-    Platform platform{dispatch, given.runLoops, given.clock, given.capture, given.motion, given.assets,
-        given.images, given.device, given.application, given.notificationCenter, given.reports,
-        given.diagnostics};
+    Platform platform = with(phone.platform(), dispatch);
     const auto helper = MotionHelper::create(phone.makeQueue("response"), platform);
     EXPECT_EQ(std::ranges::count_if(dispatch.labels,
                   [](const std::string& label) { return label.ends_with("sdk.motion-manager"); }),

@@ -1,13 +1,11 @@
 #pragma once
 
-#include <cstdint>
+#include <tamsel/platform/AVCaptureDevice.h>
+
 #include <string>
 #include <variant>
 
 namespace tamsel::platform {
-
-enum class AVCaptureFlashMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
-enum class AVCaptureTorchMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
 
 /// What the product's user has chosen for stills.
 struct TamselCameraSettings {

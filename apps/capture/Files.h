@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <expected>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace tamsel::capture {
+
+/// A whole file of at most 512 MiB. The error is one line that names it.
+[[nodiscard]] std::expected<std::vector<std::byte>, std::string> readFile(const std::string& file);
+
+/// The error is one line that names the file.
+[[nodiscard]] std::expected<void, std::string> writeFile(
+    std::span<const std::byte> content, const std::string& file);
+
+} // namespace tamsel::capture

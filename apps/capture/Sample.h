@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Console.h"
+
+#include <tamsel/facade/types/CaptureSampleUpdate.h>
+
+#include <string>
+
+namespace tamsel::capture {
+
+/// Writes a sample into a file and tells about it: an event, or a line.
+void keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file);
+
+} // namespace tamsel::capture

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Console.h"
+#include "Environment.h"
+#include "Options.h"
+
+#include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/platform/CALayer.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace tamsel::capture {
+
+/// Starts a camera, waits until it delivers, takes one still and keeps it.
+class StillCommand final : public OvriSourceToSession, public std::enable_shared_from_this<StillCommand> {
+public:
+    StillCommand(const Options& options, Environment& environment);
+
+    [[nodiscard]] ExitStatus run();
+
+    // On the response queue.
+    void sourceManagerDidGetFrame(OvriSourceManager& manager, const OvriCaptureFrameUpdate& frame) override;
+    void sourceManagerDidGetSample(
+        OvriSourceManager& manager, const std::shared_ptr<CaptureSampleUpdate>& sample) override;
+    void sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error) override;
+
+private:
+    void takeStill();
+    void turnPreview() const;
+    void waitForLocation();
+    void tellWhatIsMissing();
+    void wake();
+    /// False when the time has passed before, or the person does not want to wait.
+    [[nodiscard]] bool waitFor(std::chrono::nanoseconds limit, const std::function<bool()>& condition);
+
+    const Options options_;
+    Environment& environment_;
+    Console console_;
+    const std::shared_ptr<platform::UIView> view_
+        = std::make_shared<platform::UIView>(platform::CGSize{640, 480});
+    std::shared_ptr<OvriSourceManager> manager_;
+    bool isInterrupted_ = false;
+
+    std::atomic<bool> hasFrame_ = false;
+    std::atomic<bool> hasEnded_ = false; ///< in a sample or in an error
+};
+
+} // namespace tamsel::capture

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <tamsel/platform/AudioServices.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+namespace tamsel::engine {
+
+/// What a back end makes sounds with. Thread-safe; no call waits for a sound to end.
+class SoundDriver {
+public:
+    virtual ~SoundDriver() = default;
+
+    virtual void play(platform::SystemSoundID id) = 0;
+    /// Does nothing when it is not playing.
+    virtual void stop(platform::SystemSoundID id) = 0;
+};
+
+/// The sounds of the phone. Thread-safe.
+class SystemSounds final : public platform::AudioServices {
+public:
+    static constexpr platform::SystemSoundID shutter = 1108;
+
+    explicit SystemSounds(std::shared_ptr<SoundDriver> driver) : driver_(std::move(driver)) { }
+
+    void disposeSystemSoundID(platform::SystemSoundID id) override
+    {
+        if (id == shutter)
+            ++shutterDisposals_;
+        driver_->stop(id);
+    }
+
+    /// How often the shutter has been disposed of: whoever is about to play it sees whether it was meanwhile.
+    [[nodiscard]] std::uint64_t shutterDisposals() const { return shutterDisposals_; }
+    void playShutter() { driver_->play(shutter); }
+
+private:
+    const std::shared_ptr<SoundDriver> driver_;
+    std::atomic<std::uint64_t> shutterDisposals_ = 0;
+};
+
+} // namespace tamsel::engine

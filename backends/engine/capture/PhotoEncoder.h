@@ -1,0 +1,23 @@
+#pragma once
+
+#include <tamsel/platform/CGImageProperties.h>
+#include <tamsel/platform/CVPixelBuffer.h>
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+namespace tamsel::engine {
+
+/// Makes the file of a still. Thread-safe.
+class PhotoEncoder {
+public:
+    virtual ~PhotoEncoder() = default;
+
+    /// The pixels as they are stored, in a file that states the properties; absent when it cannot be made.
+    [[nodiscard]] virtual std::optional<std::vector<std::byte>> encodePhoto(
+        const platform::CVPixelBuffer& pixels, const platform::PropertyDictionary& properties)
+        = 0;
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <engine/capture/Output.h>
+#include <engine/dispatch/EventSource.h>
+
+#include <tamsel/platform/AVCapturePhotoOutput.h>
+#include <tamsel/platform/CVPixelBuffer.h>
+
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <mutex>
+
+namespace tamsel::engine {
+
+struct CaptureContext;
+
+/// Takes stills from the session's frames: each is the first whole frame after it was asked for, as the camera stores it,
+/// with the way up as a tag. Every still ends, and its delegate is told, at most 5 s after it was asked for: one that
+/// waits for a frame fails at once when its session stops or loses the device, and at the latest after 3 s. Stills are
+/// encoded on a queue of their own, while live frames go on. Thread-safe.
+class PhotoOutput final : public Output<platform::AVCapturePhotoOutput>,
+                          public std::enable_shared_from_this<PhotoOutput> {
+public:
+    explicit PhotoOutput(std::shared_ptr<CaptureContext> context);
+
+    [[nodiscard]] const char* kind() const override { return "AVCapturePhotoOutput"; }
+    void setHighResolutionCaptureEnabled(bool /*enabled*/) override { } // frames are whole already
+    [[nodiscard]] std::vector<platform::AVCaptureFlashMode> supportedFlashModes() const override;
+    void capturePhoto(const platform::AVCapturePhotoSettings& settings,
+        std::weak_ptr<platform::AVCapturePhotoCaptureDelegate> delegate) override;
+
+    /// A frame of the session, before it is turned; for the stream, on the driver's thread. Costs nothing while no still
+    /// waits.
+    void offer(const std::shared_ptr<platform::CVPixelBuffer>& pixels,
+        platform::AVCaptureVideoOrientation sensorOrientation, std::chrono::nanoseconds captureTime)
+    {
+        if (isWaiting_.load(std::memory_order_relaxed))
+            take(pixels, sensorOrientation, captureTime);
+    }
+    /// No frame will come any more from the stream that gave them.
+    void streamEnded();
+
+private:
+    struct Still;
+    struct Frame;
+
+    void take(const std::shared_ptr<platform::CVPixelBuffer>& pixels,
+        platform::AVCaptureVideoOrientation sensorOrientation, std::chrono::nanoseconds captureTime);
+    void begin(Still& still);
+    void finish(const Still& still, const Frame& frame);
+    void fail(std::shared_ptr<Still> still, const char* reason);
+    void expire();
+
+    const std::shared_ptr<CaptureContext> context_;
+    const std::shared_ptr<platform::DispatchQueue> queue_;
+    std::atomic<bool> isWaiting_ = false;
+
+    std::mutex guard_;
+    std::unique_ptr<EventSource> timer_; ///< made with the first still
+    std::deque<std::shared_ptr<Still>> waiting_; ///< for a frame, in the order of asking
+    int framesHeld_ = 0; ///< by stills that are being finished
+};
+
+} // namespace tamsel::engine

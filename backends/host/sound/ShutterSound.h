@@ -1,0 +1,39 @@
+#pragma once
+
+#include <engine/audio/SystemSounds.h>
+
+#include <sys/types.h>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tamsel::host {
+
+/// Plays the sound of the shutter, "camera-shutter" of the user's freedesktop sound theme, with the sound player that is
+/// there: canberra-gtk-play, pw-play or paplay. Without one of them, or without the sound, it is silent. Thread-safe.
+class ShutterSound final : public engine::SoundDriver {
+public:
+    ShutterSound() = default;
+    ~ShutterSound() override;
+    ShutterSound(const ShutterSound&) = delete;
+    ShutterSound& operator=(const ShutterSound&) = delete;
+
+    void play(platform::SystemSoundID id) override;
+    void stop(platform::SystemSoundID id) override;
+
+private:
+    void end();
+
+    std::mutex guard_;
+    std::optional<std::vector<std::string>> command_; ///< found at first use; empty: there is none
+    pid_t player_ = 0; ///< the process that plays; 0: none
+};
+
+/// The words of a command that plays the sound; empty when there is none. Looks at PATH, XDG_DATA_HOME, XDG_DATA_DIRS and
+/// XDG_SOUND_THEME (freedesktop.org Sound Theme Specification 0.7; a theme's parents are not followed, only "freedesktop").
+[[nodiscard]] std::vector<std::string> shutterCommand();
+
+} // namespace tamsel::host

@@ -1,0 +1,407 @@
+#include "support/CaptureScreen.h"
+
+#include <engine/image/imageMetadata.h>
+
+#include <tamsel/photo/makeImage.h>
+#include <tamsel/platform/core/Tamsel.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+namespace tamsel::tests {
+
+using namespace platform;
+
+namespace {
+
+/// A capture screen whose camera runs at 30 frames a second.
+struct StillScreen : CaptureScreen {
+    explicit StillScreen(simulated::PhoneConfiguration configuration = {},
+        const SourceType& type = SourceType::cameraBack(false))
+        : CaptureScreen(std::move(configuration))
+    {
+        for (simulated::SimulatedCamera* camera : {&back(), &front()})
+            camera->script().frameInterval = std::chrono::nanoseconds(1s) / 30;
+        client->onFrame = [this] { client->frames.clear(); }; // otherwise it soon holds all buffers
+        EXPECT_TRUE(start(type).has_value());
+        phone.advance(100ms);
+        EXPECT_FALSE(client->calls.empty());
+        phone.journal().clear();
+        client->calls.clear();
+    }
+
+    void still(OvriImageSource source = OvriImageSource::photo, const TamselCameraSettings& settings = {})
+    {
+        manager->captureStillImage(source, settings);
+    }
+
+    /// What became of stills, without the live frames around them.
+    [[nodiscard]] Texts results() const
+    {
+        Texts kept;
+        std::ranges::copy_if(client->calls, std::back_inserter(kept),
+            [](const std::string& call) { return call == "sample" || call.starts_with("error capture"); });
+        return kept;
+    }
+
+    [[nodiscard]] PropertyDictionary properties(std::size_t sample = 0) const
+    {
+        return engine::readImageProperties(client->samples.at(sample)->sample());
+    }
+};
+
+std::string textOf(const PropertyDictionary& properties, std::string_view dictionary, std::string_view key)
+{
+    const PropertyDictionary* found = properties.findDictionary(dictionary);
+    const std::string* text = found ? found->findText(key) : nullptr;
+    return text ? *text : "none";
+}
+
+std::string modelOf(const PropertyDictionary& properties)
+{
+    return textOf(properties, kCGImagePropertyTIFFDictionary, kCGImagePropertyTIFFModel);
+}
+
+} // namespace
+
+TEST(StillPhoto, IsTheNextFrameWithTheLibrarysMetadata)
+{
+    StillScreen screen;
+    screen.phone.location().setLocation(CLLocation{.latitude = -33.8688,
+        .longitude = 151.2093,
+        .altitude = -4,
+        .horizontalAccuracy = 5,
+        .timestamp = 0});
+    screen.still(OvriImageSource::video);
+    screen.phone.advance(100ms);
+
+    ASSERT_EQ(screen.results(), Texts{"sample"});
+    const CaptureSampleUpdate& sample = *screen.client->samples.front();
+    EXPECT_EQ(sample.source(), OvriImageSource::video);
+    EXPECT_EQ(sample.exifOrientation(), CGImagePropertyOrientation::right);
+    const PropertyDictionary properties = screen.properties();
+    EXPECT_EQ(modelOf(properties), "Simulated phone facing back");
+    EXPECT_EQ(textOf(properties, "{TIFF}", "Software"), "Mobile SDK. iOS 16.4");
+    EXPECT_EQ(textOf(properties, "{GPS}", "LatitudeRef"), "S");
+    EXPECT_EQ(textOf(properties, "{GPS}", "DateStamp"), "1970:01:01");
+    EXPECT_EQ(textOf(properties, "{Exif}", "DateTimeOriginal"), "2023:11:14 22:13:20");
+    EXPECT_EQ(textOf(properties, "{Exif}", "OffsetTimeOriginal"), "+00:00");
+
+    const auto image = makeImage(sample, screen.phone.platform());
+    ASSERT_TRUE(image.has_value());
+    EXPECT_EQ(image->ciImage().extent().size, (CGSize{64, 48}));
+}
+
+TEST(StillPhoto, CarriesItsWayUpAsATagFromThePreview)
+{
+    const std::vector<std::pair<AVCaptureVideoOrientation, std::int64_t>> cases{
+        {AVCaptureVideoOrientation::portrait, 1},
+        {AVCaptureVideoOrientation::landscapeRight, 6},
+        {AVCaptureVideoOrientation::portraitUpsideDown, 3},
+        {AVCaptureVideoOrientation::landscapeLeft, 8},
+    };
+    StillScreen screen;
+    for (const auto& [orientation, tag] : cases) {
+        screen.previewLayer()->connection()->setVideoOrientation(orientation);
+        screen.still();
+    }
+    screen.phone.advance(1s);
+    ASSERT_EQ(screen.client->samples.size(), cases.size());
+    for (std::size_t number = 0; number < cases.size(); ++number) {
+        EXPECT_EQ(*screen.properties(number).find("Orientation"), PropertyValue(cases.at(number).second));
+        // The stored pixels are not turned.
+        EXPECT_EQ(*screen.properties(number).find("PixelWidth"), PropertyValue(64));
+    }
+}
+
+TEST(StillPhoto, TellsTheCameraByItsPositionOnly)
+{
+    StillScreen front({}, SourceType::cameraFront(false));
+    front.still();
+    front.phone.advance(100ms);
+    ASSERT_EQ(front.results(), Texts{"sample"});
+    EXPECT_EQ(modelOf(front.properties()), "Simulated phone facing front");
+}
+
+TEST(StillPhoto, OfAnOldSystemIsWrittenWithoutTheLibrarysMetadata)
+{
+    StillScreen screen({.systemVersion = "11.4"});
+    screen.phone.location().setLocation(CLLocation{});
+    screen.still();
+    screen.phone.advance(100ms);
+    ASSERT_EQ(screen.results(), Texts{"sample"});
+    EXPECT_EQ(modelOf(screen.properties()), "Simulated phone");
+    EXPECT_EQ(screen.properties().find("{GPS}"), nullptr);
+    EXPECT_EQ(screen.phone.location().managerCount(), 0);
+}
+
+TEST(StillPhoto, FlashesAsTheSettingsSayWhereTheCameraCan)
+{
+    using Mode = AVCaptureFlashMode;
+    struct Case {
+        std::vector<Mode> supported;
+        Mode wanted;
+        const char* taken;
+    };
+    for (const Case& one : {
+             Case{{Mode::off, Mode::on, Mode::automatic}, Mode::automatic, "capturePhoto flash automatic"},
+             Case{{Mode::off, Mode::on}, Mode::on, "capturePhoto flash on"},
+             Case{{Mode::off, Mode::on}, Mode::automatic, "capturePhoto flash off"},
+             Case{{Mode::off}, Mode::on, "capturePhoto flash off"},
+         }) {
+        simulated::PhoneConfiguration configuration;
+        configuration.cameras.front().flashModes = one.supported;
+        StillScreen screen(std::move(configuration));
+        screen.still(OvriImageSource::photo, {.cameraFlashMode = one.wanted});
+        screen.phone.advance(100ms);
+        EXPECT_EQ(screen.phone.journal().texts("capturePhoto"), Texts{one.taken});
+        EXPECT_EQ(screen.results(), Texts{"sample"});
+    }
+}
+
+TEST(StillPhoto, SwitchesTheTorchAndLeavesItSo)
+{
+    StillScreen screen;
+    screen.still(OvriImageSource::photo, {.cameraTorchMode = AVCaptureTorchMode::on});
+    screen.phone.advance(100ms);
+    EXPECT_EQ(screen.phone.journal().texts("lock"), Texts{"lockForConfiguration"});
+    EXPECT_EQ(screen.phone.journal().texts("setTorchMode"), Texts{"setTorchMode on"});
+    EXPECT_EQ(screen.phone.journal().texts("unlock"), Texts{"unlockForConfiguration"});
+    EXPECT_EQ(screen.back().torchMode(), AVCaptureTorchMode::on);
+
+    // A device that cannot be locked costs a report and not the still.
+    screen.phone.refuse(engine::CaptureCall::lockForConfiguration);
+    screen.still(OvriImageSource::photo, {.cameraTorchMode = AVCaptureTorchMode::off});
+    screen.phone.advance(100ms);
+    EXPECT_EQ(
+        screen.phone.journal().texts("report"), Texts{"report device error: no permission for the camera"});
+    EXPECT_EQ(screen.results(), (Texts{"sample", "sample"}));
+    EXPECT_EQ(screen.back().torchMode(), AVCaptureTorchMode::on);
+
+    simulated::PhoneConfiguration configuration;
+    configuration.cameras.front().hasTorch = false;
+    StillScreen without(std::move(configuration));
+    without.still(OvriImageSource::photo, {.cameraTorchMode = AVCaptureTorchMode::on});
+    without.phone.advance(100ms);
+    EXPECT_EQ(without.phone.journal().texts("lock"), Texts{});
+    EXPECT_EQ(without.results(), Texts{"sample"});
+}
+
+TEST(StillPhoto, MakesTheSoundThatTheSettingsSay)
+{
+    StillScreen screen;
+    screen.still(OvriImageSource::photo, {.cameraCaptureSound = TamselCameraSettings::Silent{}});
+    screen.phone.advance(100ms);
+    EXPECT_EQ(screen.phone.journal().texts("sound"), (Texts{"sound dispose 1108", "sound dispose 1108"}));
+    screen.phone.journal().clear();
+    screen.still(OvriImageSource::photo, {.cameraCaptureSound = TamselCameraSettings::CustomSound{"click"}});
+    screen.still();
+    screen.phone.advance(100ms);
+    EXPECT_EQ(screen.phone.journal().texts("sound"), (Texts{"sound play 1108", "sound play 1108"}));
+    screen.phone.journal().clear();
+
+    // Without settings the product's apply, as they are at that moment.
+    screen.phone.platform().tamsel.setCameraSettings(
+        {.cameraFlashMode = AVCaptureFlashMode::on, .cameraCaptureSound = TamselCameraSettings::Silent{}});
+    screen.manager->captureStillImage(OvriImageSource::photo, std::nullopt);
+    screen.phone.platform().tamsel.setCameraSettings({});
+    screen.phone.advance(100ms);
+    EXPECT_EQ(screen.phone.journal().texts("sound play"), Texts{});
+    EXPECT_EQ(screen.phone.journal().texts("capturePhoto"), Texts{"capturePhoto flash on"});
+}
+
+TEST(StillPhoto, FailsAtOnceWithoutAPreview)
+{
+    CaptureScreen screen;
+    ASSERT_TRUE(screen.start().has_value());
+    // The main queue has not had its turn: there is no layer yet, and nobody to tell.
+    screen.manager->captureStillImage(OvriImageSource::photo, std::nullopt);
+    EXPECT_EQ(screen.phone.journal().texts("report"), Texts{});
+    screen.phone.run();
+    screen.view->layer()->removeSublayer(screen.previewLayer());
+    screen.manager->captureStillImage(OvriImageSource::photo, std::nullopt);
+    const Texts report{"report flow error: Capture image failed (AVCaptureSession)"};
+    EXPECT_EQ(screen.phone.journal().texts("report"), report) << "on the calling thread";
+    screen.phone.run();
+    EXPECT_EQ(screen.client->calls, Texts{"error captureImageFailed"});
+    EXPECT_EQ(screen.phone.journal().texts("capturePhoto"), Texts{});
+}
+
+TEST(StillPhoto, ThatFailsLeavesLinesAndOneError)
+{
+    const Texts failure{"report flow error: Capture image failed (AVCaptureSession)"};
+    StillScreen screen;
+    screen.phone.refuse(engine::CaptureCall::capturePhoto);
+    screen.still();
+    screen.phone.advance(10s);
+    EXPECT_EQ(screen.phone.journal().texts("line"),
+        (Texts{
+            R"(line "error in capturing: the camera takes no still")", R"(line "No photo data resource")"}));
+    EXPECT_EQ(screen.phone.journal().texts("report"), failure);
+    EXPECT_EQ(screen.results(), Texts{"error captureImageFailed"});
+    screen.phone.journal().clear();
+
+    screen.phone.refuse(engine::CaptureCall::processPhoto);
+    screen.still();
+    screen.phone.advance(10s);
+    EXPECT_EQ(screen.phone.journal().texts("line"),
+        (Texts{R"(line "error in capturing: the still cannot be processed")",
+            R"(line "No photo data resource")"}));
+    EXPECT_EQ(screen.phone.journal().texts("report"), failure);
+    screen.phone.journal().clear();
+
+    screen.phone.images().setEncodes(false);
+    screen.still();
+    screen.phone.advance(10s);
+    EXPECT_EQ(screen.phone.journal().texts("line"), Texts{R"(line "No photo data resource")"});
+    EXPECT_EQ(screen.phone.journal().texts("report"), failure);
+    EXPECT_EQ(screen.results().size(), 3U);
+
+    // And the next one succeeds.
+    screen.phone.images().setEncodes(true);
+    screen.still();
+    screen.phone.advance(1s);
+    EXPECT_EQ(screen.results().back(), "sample");
+}
+
+TEST(StillPhoto, OfManyAtOnceEachComesWithItsSourceInItsTurn)
+{
+    StillScreen screen;
+    constexpr std::size_t number = 60;
+    for (std::size_t still = 0; still < number; ++still)
+        screen.still(still % 2 == 0 ? OvriImageSource::photo : OvriImageSource::video);
+    screen.phone.advance(5s);
+    ASSERT_EQ(screen.client->samples.size(), number);
+    for (std::size_t still = 0; still < number; ++still) {
+        EXPECT_EQ(screen.client->samples.at(still)->source(),
+            still % 2 == 0 ? OvriImageSource::photo : OvriImageSource::video);
+    }
+    EXPECT_EQ(screen.results().size(), number);
+    EXPECT_EQ(screen.manager->frameCounts().dropped(), 0U) << "live frames go on";
+}
+
+TEST(StillPhoto, WithoutFramesFailsInTimeAndWhatStopsTheSessionFailsIt)
+{
+    StillScreen screen;
+    screen.back().script().frameInterval = 0s;
+    screen.phone.advance(1s);
+    screen.still();
+    screen.phone.advance(2s);
+    screen.still();
+    screen.phone.advance(1s);
+    EXPECT_EQ(screen.results(), Texts{"error captureImageFailed"});
+    screen.phone.advance(2s);
+    EXPECT_EQ(screen.results().size(), 2U);
+
+    const std::vector<std::function<void()>> ends{
+        [&] { screen.manager->pauseCamera(); },
+        [&] { screen.phone.enterBackground(); },
+        [&] { screen.back().unplug(); },
+    };
+    for (const std::function<void()>& end : ends) {
+        screen.client->calls.clear();
+        screen.still();
+        screen.phone.run();
+        end();
+        screen.phone.advance(1ms);
+        EXPECT_EQ(screen.results(), Texts{"error captureImageFailed"});
+        screen.back().plugIn();
+        screen.phone.enterForeground();
+        screen.phone.run();
+        screen.manager->pauseCamera();
+        screen.phone.run();
+        screen.manager->resumeCamera();
+        screen.phone.run();
+        ASSERT_TRUE(screen.back().isStarted());
+    }
+}
+
+TEST(StillPhoto, AskedForWhilePausedIsTakenWhenTheCameraGoesOn)
+{
+    StillScreen screen;
+    screen.manager->pauseCamera();
+    screen.phone.advance(1s);
+    screen.still();
+    screen.phone.advance(1s);
+    EXPECT_EQ(screen.results(), Texts{});
+    screen.manager->resumeCamera();
+    screen.phone.advance(100ms);
+    EXPECT_EQ(screen.results(), Texts{"sample"});
+    screen.phone.advance(10s);
+    EXPECT_EQ(screen.results().size(), 1U);
+}
+
+TEST(StillPhoto, EndsInSilenceWithItsCameraOrManager)
+{
+    StillScreen stopped;
+    stopped.back().script().frameInterval = 0s;
+    stopped.phone.advance(1s);
+    stopped.still();
+    stopped.phone.run();
+    ASSERT_TRUE(stopped.start().has_value()); // a new camera takes the place of the one that has the still
+    stopped.phone.advance(10s);
+    EXPECT_EQ(stopped.results(), Texts{});
+
+    StillScreen released;
+    released.still();
+    released.manager.reset();
+    released.phone.advance(10s);
+    EXPECT_EQ(released.results(), Texts{});
+    EXPECT_TRUE(released.phone.isIdle());
+
+    StillScreen unheard;
+    unheard.still();
+    unheard.manager->setDelegate({});
+    unheard.phone.advance(10s);
+    EXPECT_EQ(unheard.results(), Texts{});
+}
+
+TEST(StillPhoto, EndsOnceWithinFiveSecondsWhateverHappens)
+{
+    for (std::uint64_t seed = 1; seed <= 300 && !testing::Test::HasFailure(); ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937_64 random(seed);
+        StillScreen screen({.seed = seed});
+        const auto milliseconds = [&](unsigned limit) { return std::chrono::milliseconds(random() % limit); };
+        screen.back().script().timeToStart = milliseconds(800);
+        screen.back().script().timeToStop = milliseconds(800);
+        screen.back().script().frameInterval = random() % 3 == 0 ? 700ms : 33ms;
+        std::size_t asked = 0;
+        for (int step = 0; step < 25; ++step) {
+            switch (random() % 9) {
+            case 0:
+                screen.manager->pauseCamera();
+                break;
+            case 1:
+                screen.manager->resumeCamera();
+                break;
+            case 2:
+                screen.phone.enterBackground();
+                break;
+            case 3:
+                screen.phone.enterForeground();
+                break;
+            case 4:
+                screen.back().isStarted() ? screen.back().unplug() : screen.back().plugIn();
+                break;
+            case 5:
+                screen.phone.refuse(random() % 2 == 0 ? engine::CaptureCall::capturePhoto
+                                                      : engine::CaptureCall::processPhoto);
+                break;
+            default:
+                screen.still();
+                ++asked;
+                break;
+            }
+            screen.phone.advance(milliseconds(400));
+        }
+        screen.phone.advance(5s);
+        EXPECT_EQ(screen.results().size(), asked);
+        screen.phone.advance(20s);
+        EXPECT_EQ(screen.results().size(), asked);
+    }
+}
+
+} // namespace tamsel::tests
