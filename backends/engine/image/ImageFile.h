@@ -12,28 +12,35 @@ namespace tamsel::engine {
 class ImageFile final : public platform::CGImageSource {
 public:
     /// Absent when the bytes are of no known format.
-    [[nodiscard]] static std::shared_ptr<const ImageFile> open(std::span<const std::byte> data)
+    [[nodiscard]] static std::shared_ptr<const ImageFile> open(
+        std::span<const std::byte> data, Inflate inflate = {})
     {
         auto type = imageType(data);
-        return type ? std::make_shared<const ImageFile>(data, std::move(*type)) : nullptr;
+        return type ? std::make_shared<const ImageFile>(data, std::move(*type), std::move(inflate)) : nullptr;
     }
 
-    ImageFile(std::span<const std::byte> data, std::string type) : data_(data), type_(std::move(type)) { }
+    ImageFile(std::span<const std::byte> data, std::string type, Inflate inflate)
+        : data_(data),
+          type_(std::move(type)),
+          inflate_(std::move(inflate))
+    {
+    }
 
     [[nodiscard]] std::optional<std::string> type() const override { return type_; }
     [[nodiscard]] platform::PropertyDictionary copyProperties() const override
     {
-        return readImageProperties(data_);
+        return readImageProperties(data_, inflate_);
     }
     [[nodiscard]] std::expected<std::vector<std::byte>, platform::Error> rewritten(
         const platform::PropertyDictionary& properties) const override
     {
-        return rewriteImage(data_, properties);
+        return rewriteImage(data_, properties, inflate_);
     }
 
 private:
     const std::span<const std::byte> data_;
     const std::string type_;
+    const Inflate inflate_;
 };
 
 } // namespace tamsel::engine

@@ -3,6 +3,7 @@
 #include <host/image/JpegWriter.h>
 #include <host/image/PictureFormats.h>
 #include <host/image/PngWriter.h>
+#include <host/image/inflate.h>
 
 #include <engine/image/ImageFile.h>
 
@@ -102,7 +103,7 @@ std::shared_ptr<const EncodedImage> HostImages::openImage(ImageData data, const 
 
 std::shared_ptr<const CGImageSource> HostImages::makeImageSource(std::span<const std::byte> data)
 {
-    return engine::ImageFile::open(data);
+    return engine::ImageFile::open(data, inflate);
 }
 
 std::optional<std::vector<std::byte>> HostImages::encodePhoto(

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <engine/image/ImageContainer.h>
+
+namespace tamsel::engine {
+
+/// JPEG (ITU-T T.81, annex B) with EXIF in an APP1 segment (CIPA DC-008-2019, 4.7). Reads the segments before the first
+/// scan and nothing after.
+class JpegContainer final : public ImageContainer {
+public:
+    explicit JpegContainer(ByteView file);
+
+    [[nodiscard]] std::expected<std::vector<Splice>, platform::Error> replaceExif(
+        std::vector<Splice> changes) const override;
+
+private:
+    /// A segment with its marker.
+    struct Segment {
+        unsigned marker = 0;
+        std::size_t begin = 0;
+        std::size_t end = 0;
+    };
+
+    void readSegment(const Segment& segment);
+    void readExif(const Segment& segment);
+    void readFrame(const Segment& segment);
+    void followPictures(std::size_t exifBegin, std::ptrdiff_t growth, std::vector<Splice>& changes) const;
+
+    std::optional<Segment> exifSegment_;
+    std::optional<Segment> picturesSegment_;
+    std::size_t newExifPlace_ = 2;
+};
+
+} // namespace tamsel::engine

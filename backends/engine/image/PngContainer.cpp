@@ -1,0 +1,188 @@
+#include <engine/image/PngContainer.h>
+
+#include <array>
+#include <cctype>
+#include <limits>
+
+namespace tamsel::engine {
+
+using platform::Error;
+using namespace std::string_view_literals;
+
+namespace {
+
+constexpr std::size_t signatureSize = 8;
+constexpr std::size_t headSize = 8; // length and type
+constexpr std::size_t checksumSize = 4;
+constexpr std::size_t longestProfile = 1 << 24; // of text
+constexpr std::string_view exifPrefix = "Exif\0\0"sv;
+constexpr std::array profileNames{"Raw profile type exif\0"sv, "Raw profile type APP1\0"sv};
+
+constexpr std::array<std::uint32_t, 256> makeChecksums()
+{
+    std::array<std::uint32_t, 256> table{};
+    for (std::uint32_t index = 0; index < table.size(); ++index) {
+        std::uint32_t value = index;
+        for (int bit = 0; bit < 8; ++bit)
+            value = (value & 1U) != 0 ? 0xEDB88320U ^ value >> 1U : value >> 1U;
+        table[index] = value;
+    }
+    return table;
+}
+
+constexpr std::array<std::uint32_t, 256> checksums = makeChecksums();
+
+/// The CRC of PNG, annex D, of a chunk's type and data.
+std::uint32_t checksumOf(ByteView bytes)
+{
+    std::uint32_t value = ~0U;
+    for (const std::byte byte : bytes)
+        value = checksums[(value ^ std::to_integer<std::uint32_t>(byte)) & 0xFFU] ^ value >> 8U;
+    return ~value;
+}
+
+std::size_t profileNameSize(ByteView data)
+{
+    for (const std::string_view name : profileNames) {
+        if (holdsText(data, 0, name))
+            return name.size();
+    }
+    return 0;
+}
+
+/// The bytes of a raw profile: a line with its name, one with its length, then hexadecimal digits.
+std::optional<std::vector<std::byte>> profileFrom(ByteView text)
+{
+    std::size_t at = 0;
+    const auto character = [&](std::size_t place) { return std::to_integer<unsigned char>(text[place]); };
+    const auto skip = [&](auto isSkipped) {
+        while (at < text.size() && isSkipped(character(at)))
+            ++at;
+    };
+    const auto isSpace = [](unsigned char each) { return std::isspace(each) != 0; };
+    skip(isSpace);
+    skip([](unsigned char each) { return each != '\n'; });
+    skip(isSpace);
+    std::size_t length = 0;
+    for (; at < text.size() && std::isdigit(character(at)) != 0 && length < longestProfile; ++at)
+        length = length * 10 + static_cast<std::size_t>(character(at) - '0');
+    std::vector<std::byte> result;
+    while (result.size() < length) {
+        unsigned value = 0;
+        for (int digit = 0; digit < 2; ++digit) {
+            skip(isSpace);
+            if (at == text.size() || std::isxdigit(character(at)) == 0)
+                return std::nullopt;
+            const int lower = std::tolower(character(at++));
+            value = value << 4U | static_cast<unsigned>(lower - (lower >= 'a' ? 'a' - 10 : '0'));
+        }
+        result.push_back(static_cast<std::byte>(value));
+    }
+    return result;
+}
+
+ByteView withoutPrefix(ByteView block)
+{
+    return holdsText(block, 0, exifPrefix) ? block.subspan(exifPrefix.size()) : block;
+}
+
+} // namespace
+
+PngContainer::PngContainer(ByteView file, const Inflate& inflate) : ImageContainer(file)
+{
+    readChunks();
+    if (!size_ || pictureBegin_ == 0)
+        fail("the PNG file has no picture");
+    if (exifChunk_) {
+        exif_ = withoutPrefix(exifChunk_->data);
+        prefixSize_ = exifChunk_->data.size() - exif_.size();
+        if (exif_.empty())
+            fail("the EXIF of the picture is damaged");
+    }
+    if (profileChunk_)
+        readProfile(inflate);
+}
+
+void PngContainer::readChunks()
+{
+    std::size_t at = signatureSize;
+    while (holds(file_, at, headSize)) {
+        const std::size_t length = number32(file_, at, ByteOrder::big);
+        if (!holds(file_, at, headSize + length + checksumSize)) {
+            // The picture may be cut off.
+            if (holdsText(file_, at + 4, "IDAT") && pictureBegin_ == 0)
+                pictureBegin_ = at;
+            return;
+        }
+        const Chunk chunk{at, at + headSize + length + checksumSize, file_.subspan(at + headSize, length)};
+        const auto is = [&](std::string_view type) { return holdsText(file_, at + 4, type); };
+        if (is("IHDR") && !size_ && length >= 8)
+            size_ = {.width = number32(chunk.data, 0, ByteOrder::big),
+                .height = number32(chunk.data, 4, ByteOrder::big)};
+        else if (is("IDAT") && pictureBegin_ == 0)
+            pictureBegin_ = at;
+        else if (is("eXIf") && !exifChunk_)
+            exifChunk_ = chunk;
+        else if ((is("tEXt") || is("zTXt")) && !profileChunk_ && profileNameSize(chunk.data) != 0)
+            profileChunk_ = chunk;
+        else if (is("IEND"))
+            return;
+        at = chunk.end;
+    }
+}
+
+/// A profile beside an eXIf chunk counts, and goes, only if it says the same.
+void PngContainer::readProfile(const Inflate& inflate)
+{
+    const bool isCompressed = holdsText(file_, profileChunk_->begin + 4, "zTXt");
+    const std::size_t nameSize = profileNameSize(profileChunk_->data);
+    ByteView text = profileChunk_->data.subspan(nameSize);
+    std::optional<std::vector<std::byte>> inflated;
+    if (isCompressed) {
+        if (inflate && !text.empty() && text[0] == std::byte{0})
+            inflated = inflate(text.subspan(1), longestProfile);
+        text = inflated ? ByteView(*inflated) : ByteView{};
+    }
+    auto profile = profileFrom(text);
+    const ByteView block = profile ? withoutPrefix(*profile) : ByteView{};
+    // APP1 is also the name for XMP, which stays.
+    const bool isExif = profile
+        && (hasTiffHeader(block) || holdsText(profileChunk_->data, 0, profileNames[0]) || block.empty());
+    if (exifChunk_ ? !profile || !areEqual(block, exif_) : profile && !isExif) {
+        profileChunk_.reset();
+        return;
+    }
+    if (exifChunk_)
+        return;
+    if (!profile || block.empty()) {
+        fail(isCompressed && !inflated ? "the EXIF of the PNG file is compressed text that is not read here"
+                                       : "the EXIF of the picture is damaged");
+        return;
+    }
+    profile_.assign(block.begin(), block.end());
+    exif_ = profile_;
+}
+
+std::expected<std::vector<Splice>, Error> PngContainer::replaceExif(std::vector<Splice> changes) const
+{
+    std::vector<std::byte> data;
+    if (exifChunk_)
+        append(data, exifChunk_->data.first(prefixSize_));
+    append(data, changedExif(std::move(changes)));
+    if (data.size() > std::numeric_limits<std::int32_t>::max())
+        return std::unexpected(Error{.localizedDescription = "the EXIF of the PNG file has no room"});
+    Splice chunk{.begin = exifChunk_ ? exifChunk_->begin : pictureBegin_,
+        .end = exifChunk_ ? exifChunk_->end : pictureBegin_,
+        .bytes = {}};
+    appendNumber(chunk.bytes, data.size(), 4, ByteOrder::big);
+    appendText(chunk.bytes, "eXIf");
+    append(chunk.bytes, data);
+    appendNumber(chunk.bytes, checksumOf(ByteView(chunk.bytes).subspan(4)), checksumSize, ByteOrder::big);
+    std::vector<Splice> result;
+    result.push_back(std::move(chunk));
+    if (profileChunk_)
+        result.push_back({.begin = profileChunk_->begin, .end = profileChunk_->end, .bytes = {}});
+    return result;
+}
+
+} // namespace tamsel::engine

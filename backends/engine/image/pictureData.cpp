@@ -1,0 +1,267 @@
+#include <engine/image/pictureData.h>
+
+#include <engine/image/TiffBlock.h>
+#include <engine/image/exifTags.h>
+#include <engine/image/imageMetadata.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tamsel::engine {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+/// What is in a file beside its EXIF.
+struct Parts {
+    std::vector<ByteView> kept;
+    ByteView exif; ///< the TIFF structure
+    ByteView pictures; ///< the list of a multi-picture file
+};
+
+/// Whether the pieces hold the same bytes, wherever one piece ends and the next begins.
+bool holdTheSame(const std::vector<ByteView>& one, const std::vector<ByteView>& other)
+{
+    std::size_t oneIndex = 0, otherIndex = 0;
+    ByteView first, second;
+    while (true) {
+        while (first.empty() && oneIndex < one.size())
+            first = one[oneIndex++];
+        while (second.empty() && otherIndex < other.size())
+            second = other[otherIndex++];
+        const std::size_t size = std::min(first.size(), second.size());
+        if (size == 0)
+            return first.empty() && second.empty();
+        if (!areEqual(first.first(size), second.first(size)))
+            return false;
+        first = first.subspan(size);
+        second = second.subspan(size);
+    }
+}
+
+ByteView withoutName(ByteView exif)
+{
+    return holdsText(exif, 0, "Exif\0"sv) && exif.size() >= 6 ? exif.subspan(6) : exif;
+}
+
+Parts partsOfJpeg(ByteView file)
+{
+    Parts parts;
+    std::size_t begin = 0;
+    const auto leaveOut = [&](std::size_t from, std::size_t to) {
+        parts.kept.push_back(file.subspan(begin, from - begin));
+        begin = to;
+    };
+    for (std::size_t at = 2; holds(file, at, 4);) {
+        const unsigned marker = number16(file, at, ByteOrder::big);
+        if (marker <= 0xFF01 || marker == 0xFFFF) {
+            ++at;
+            continue;
+        }
+        if (marker == 0xFFDA || marker == 0xFFD9)
+            break;
+        if (marker >= 0xFFD0 && marker <= 0xFFD8) {
+            at += 2;
+            continue;
+        }
+        const std::size_t end = std::min(at + 2 + number16(file, at + 2, ByteOrder::big), file.size());
+        const ByteView content = end - at > 4 ? file.subspan(at + 4, end - at - 4) : ByteView{};
+        if (marker == 0xFFE1 && parts.exif.empty() && holdsText(content, 0, "Exif\0"sv)) {
+            parts.exif = withoutName(content);
+            leaveOut(at, end);
+        } else if (marker == 0xFFE2 && parts.pictures.empty() && holdsText(content, 0, "MPF\0"sv)) {
+            parts.pictures = content.subspan(4);
+            leaveOut(at + 8, end);
+        }
+        at = end;
+    }
+    parts.kept.push_back(file.subspan(begin));
+    return parts;
+}
+
+Parts partsOfPng(ByteView file)
+{
+    constexpr std::size_t aroundData = 12;
+    Parts parts{.kept = {file.first(8)}, .exif = {}, .pictures = {}};
+    std::size_t at = 8;
+    while (holds(file, at, aroundData) && !holdsText(file, at + 4, "IEND"sv)) {
+        const std::size_t length = number32(file, at, ByteOrder::big);
+        if (!holds(file, at, aroundData + length))
+            break;
+        const ByteView data = file.subspan(at + 8, length);
+        if (holdsText(file, at + 4, "eXIf"sv) && parts.exif.empty())
+            parts.exif = withoutName(data);
+        else if (!holdsText(data, 0, "Raw profile type exif\0"sv)
+            && !holdsText(data, 0, "Raw profile type APP1\0"sv))
+            parts.kept.push_back(file.subspan(at, aroundData + length));
+        at += aroundData + length;
+    }
+    parts.kept.push_back(file.subspan(at));
+    return parts;
+}
+
+Parts partsOfWebP(ByteView file)
+{
+    Parts parts;
+    const std::size_t end = std::min<std::size_t>(file.size(), 8 + number32(file, 4, ByteOrder::little));
+    std::size_t at = 12;
+    while (at < end && holds(file, at, 8)) {
+        const std::size_t length = number32(file, at + 4, ByteOrder::little);
+        const ByteView chunk = file.subspan(at, std::min(8 + length, file.size() - at));
+        const bool isExtended = holdsText(chunk, 0, "VP8X"sv) && at == 12;
+        if (holdsText(chunk, 0, "EXIF"sv) && parts.exif.empty())
+            parts.exif = withoutName(chunk.subspan(8));
+        else if (!isExtended)
+            parts.kept.push_back(chunk);
+        at += chunk.size() + chunk.size() % 2;
+    }
+    if (end < file.size())
+        parts.kept.push_back(file.subspan(end));
+    return parts;
+}
+
+/// The list may state other sizes and places of pictures, and no more.
+bool picturesAreEqual(ByteView before, ByteView after)
+{
+    constexpr std::size_t entrySize = 16;
+    constexpr std::uint16_t pictureEntries = 0xB002;
+    const auto block = TiffBlock::open(before);
+    const TiffEntry* entry = block ? block->first().find(pictureEntries) : nullptr;
+    const auto list = entry ? block->value(*entry) : std::nullopt;
+    const std::size_t listBegin = list ? static_cast<std::size_t>(list->data() - before.data()) : 0;
+    const std::size_t listEnd = list ? listBegin + list->size() : 0;
+    if (before.size() != after.size())
+        return false;
+    for (std::size_t at = 0; at < before.size(); ++at) {
+        const std::size_t inEntry = (at - listBegin) % entrySize;
+        const bool mayDiffer = at >= listBegin && at < listEnd && inEntry >= 4 && inEntry < 12;
+        if (!mayDiffer && before[at] != after[at])
+            return false;
+    }
+    return true;
+}
+
+struct Span {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+
+/// Where entries of the directories may have changed, and the place of the first directory; in order.
+std::vector<Span> placesOfEntries(const TiffBlock& block)
+{
+    std::vector<Span> result{{4, 8}};
+    const auto add
+        = [&](const TiffDirectory& directory) { result.push_back({directory.place + 2, directory.end()}); };
+    add(block.first());
+    for (const std::uint16_t tag : {tiffTag::exifDirectory, tiffTag::gpsDirectory}) {
+        if (const auto directory = block.directoryOf(tag))
+            add(*directory);
+    }
+    std::ranges::sort(result, {}, &Span::begin);
+    return result;
+}
+
+bool isEditable(ExifGroup group, std::uint16_t tag)
+{
+    const auto tags = exifTags(group);
+    return std::ranges::find(tags, tag, &ExifTag::tag) != tags.end()
+        || (group == ExifGroup::tiff && (tag == tiffTag::exifDirectory || tag == tiffTag::gpsDirectory));
+}
+
+/// Whether every entry that no property stands for is still there, and in the same order.
+bool entriesAreKept(ExifGroup group, const TiffBlock& before, const std::optional<TiffDirectory>& old,
+    const TiffBlock& after, const std::optional<TiffDirectory>& anew)
+{
+    if (!old)
+        return true;
+    if (!anew || old->next != anew->next)
+        return false;
+    auto place = anew->entries.begin();
+    for (const TiffEntry& entry : old->entries) {
+        if (isEditable(group, entry.tag))
+            continue;
+        const ByteView raw = before.bytes().subspan(entry.place, TiffEntry::size);
+        place = std::find_if(place, anew->entries.end(), [&](const TiffEntry& candidate) {
+            return areEqual(raw, after.bytes().subspan(candidate.place, TiffEntry::size));
+        });
+        if (place == anew->entries.end())
+            return false;
+        ++place;
+    }
+    return true;
+}
+
+/// Strips, tiles and thumbnails of all directories.
+bool stripsAreEqual(const TiffBlock& before, ByteView after)
+{
+    constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> offsetsAndSizes{
+        {{273, 279}, {324, 325}, {513, 514}}};
+    for (const TiffDirectory& directory : before.allDirectories()) {
+        for (const auto& [offsetTag, sizeTag] : offsetsAndSizes) {
+            const TiffEntry* offsetEntry = directory.find(offsetTag);
+            const TiffEntry* sizeEntry = directory.find(sizeTag);
+            if (!offsetEntry || !sizeEntry)
+                continue;
+            const auto offsets = before.numbers(*offsetEntry);
+            const auto sizes = before.numbers(*sizeEntry);
+            for (std::size_t index = 0; index < std::min(offsets.size(), sizes.size()); ++index) {
+                const std::size_t begin = std::min<std::size_t>(offsets[index], before.bytes().size());
+                const std::size_t size = std::min<std::size_t>(sizes[index], before.bytes().size() - begin);
+                if (!holds(after, begin, size)
+                    || !areEqual(before.bytes().subspan(begin, size), after.subspan(begin, size)))
+                    return false;
+            }
+        }
+    }
+    return true;
+}
+
+bool tiffIsKept(ByteView before, ByteView after)
+{
+    const auto old = TiffBlock::open(before);
+    const auto anew = TiffBlock::open(after);
+    if (!old || !anew || after.size() < before.size())
+        return areEqual(before, after);
+    std::size_t at = 0;
+    for (const Span& span : placesOfEntries(*old)) {
+        if (span.begin > at
+            && !areEqual(before.subspan(at, span.begin - at), after.subspan(at, span.begin - at)))
+            return false;
+        at = std::max(at, span.end);
+    }
+    return areEqual(before.subspan(at), after.subspan(at, before.size() - at)) && stripsAreEqual(*old, after)
+        && entriesAreKept(ExifGroup::tiff, *old, old->first(), *anew, anew->first())
+        && entriesAreKept(ExifGroup::exif, *old, old->directoryOf(tiffTag::exifDirectory), *anew,
+            anew->directoryOf(tiffTag::exifDirectory))
+        && entriesAreKept(ExifGroup::gps, *old, old->directoryOf(tiffTag::gpsDirectory), *anew,
+            anew->directoryOf(tiffTag::gpsDirectory));
+}
+
+} // namespace
+
+bool pictureDataIsEqual(ByteView before, ByteView after)
+{
+    const auto type = imageType(before);
+    if (type != imageType(after))
+        return false;
+    if (type == "public.tiff")
+        return tiffIsKept(before, after);
+    if (type != "public.jpeg" && type != "public.png" && type != "org.webmproject.webp")
+        return areEqual(before, after);
+    const auto partsOf = [&](ByteView file) {
+        return type == "public.jpeg" ? partsOfJpeg(file)
+            : type == "public.png"   ? partsOfPng(file)
+                                     : partsOfWebP(file);
+    };
+    const Parts old = partsOf(before);
+    const Parts anew = partsOf(after);
+    return holdTheSame(old.kept, anew.kept) && picturesAreEqual(old.pictures, anew.pictures)
+        && (old.exif.empty() || tiffIsKept(old.exif, anew.exif));
+}
+
+} // namespace tamsel::engine
