@@ -1,12 +1,13 @@
 // What a PNG of a 12-megapixel frame costs, against libpng with its defaults on the same pixels.
 
+#include "image/Frames.h"
+
 #include <host/image/HostImages.h>
 
 #include <png.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <csetjmp>
 #include <cstdint>
 #include <cstdio>
@@ -15,7 +16,6 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,32 +27,6 @@ namespace {
 using namespace platform;
 
 using Frame = std::shared_ptr<CVPixelBuffer>;
-
-constexpr std::size_t pixels = 12'000'000;
-
-/// Soft gradients and edges under a camera's noise.
-Frame gradientsWithNoise()
-{
-    constexpr std::size_t width = 4000;
-    constexpr std::size_t height = pixels / width;
-    const auto frame = std::make_shared<CVPixelBuffer>(width, height);
-    std::mt19937 random(7);
-    std::normal_distribution<double> noise(0, 2);
-    for (std::size_t y = 0; y < height; ++y) {
-        std::byte* pixel = frame->baseAddress() + y * frame->bytesPerRow();
-        for (std::size_t x = 0; x < width; ++x, pixel += 4) {
-            const double wave
-                = 60 * std::sin(static_cast<double>(x) / 310) * std::cos(static_cast<double>(y) / 230);
-            const double edge = (x / 400 + y / 300) % 2 == 0 ? 20 : 0;
-            const double grey = 120 + wave + edge + noise(random);
-            for (int channel = 0; channel < 3; ++channel)
-                pixel[channel]
-                    = static_cast<std::byte>(std::clamp(grey + 8 * channel + noise(random), 0., 255.));
-            pixel[3] = std::byte{255};
-        }
-    }
-    return frame;
-}
 
 /// A photograph, stacked until the frame has 12 megapixels: its copies are too far from each other for a packer to find.
 /// Null when there is none.
@@ -103,12 +77,6 @@ std::size_t writeByDefaults(const CVPixelBuffer& frame)
     png_write_end(png, info);
     png_destroy_write_struct(&png, &info);
     return file.size();
-}
-
-double median(std::vector<double> values)
-{
-    std::ranges::nth_element(values, values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2));
-    return values[values.size() / 2];
 }
 
 template <typename Write> std::pair<double, std::size_t> measure(Write write)

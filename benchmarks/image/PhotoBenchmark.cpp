@@ -1,0 +1,234 @@
+// What stills and album images cost: an image of an album against a copy of its bytes, against the `exiftool` command and
+// against decoding and encoding it again; the JPEG of a still against bare libjpeg-turbo.
+
+#include "image/Frames.h"
+
+#include <host/Host.h>
+#include <host/image/HostImages.h>
+
+#include <engine/capture/Photo.h>
+#include <engine/image/pictureData.h>
+
+#include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/platform/CIImage.h>
+
+#include <turbojpeg.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <utility>
+
+namespace tamsel {
+
+namespace {
+
+using namespace platform;
+
+double milliseconds(const std::function<void()>& work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+PropertyDictionary metadataOf(const CVPixelBuffer& frame)
+{
+    return engine::photoMetadata({.takenAt = 1.7e9,
+        .width = frame.width(),
+        .height = frame.height(),
+        .model = "Camera",
+        .systemVersion = "1.0"});
+}
+
+/// A client that lets every sample go.
+class Client final : public OvriSourceToSession {
+public:
+    void sourceManagerDidGetSample(
+        OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample) override
+    {
+        bytes = sample->sample();
+    }
+
+    std::vector<std::byte> bytes;
+};
+
+/// A file whose size is about so many megabytes.
+std::vector<std::byte> photograph(double megabytes)
+{
+    host::HostImages images;
+    double least = 0;
+    double most = 60;
+    std::vector<std::byte> best;
+    for (int step = 0; step < 6; ++step) {
+        const double noise = (least + most) / 2;
+        const auto frame = gradientsWithNoise(noise);
+        best = images.encodePhoto(*frame, metadataOf(*frame)).value_or(std::vector<std::byte>{});
+        (static_cast<double>(best.size()) < megabytes * 1e6 ? least : most) = noise;
+    }
+    return best;
+}
+
+/// Of a command of the shell on the file, 0 when it fails.
+double commandTime(const std::string& command, int rounds)
+{
+    std::vector<double> times;
+    for (int round = 0; round < rounds; ++round) {
+        int status = 0;
+        times.push_back(milliseconds([&] { status = std::system(command.c_str()); })); // NOLINT: a benchmark
+        if (status != 0)
+            return 0;
+    }
+    return median(times);
+}
+
+void tellCommand(const char* name, double time, double provide)
+{
+    if (time > 0)
+        std::printf("  %-36s %9.2f ms   %8.0f times provide\n", name, time, time / provide);
+    else
+        std::printf("  %-36s not there\n", name);
+}
+
+bool compareAlbumImage(double megabytes, int rounds)
+{
+    const std::vector<std::byte> file = photograph(megabytes);
+    host::Host host({.writeLine = [](std::string_view) { }});
+    const auto client = std::make_shared<Client>();
+    const auto queue = host.makeQueue("response");
+    const auto manager
+        = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::photo, queue, host.platform());
+    manager->setDelegate(client);
+    const PropertyDictionary properties = host.platform().images.makeImageSource(file)->copyProperties();
+
+    std::vector<double> copies;
+    std::vector<double> provides;
+    std::vector<double> proofs;
+    std::vector<double> ratios;
+    const auto copy = [&] {
+        return milliseconds([&] {
+            auto* bytes = static_cast<std::byte*>(std::malloc(file.size())); // NOLINT: as fresh as it gets
+            std::memcpy(bytes, file.data(), file.size());
+            asm volatile("" : : "r"(bytes) : "memory"); // the copy is wanted
+            std::free(bytes); // NOLINT
+        });
+    };
+    const auto provide = [&] {
+        return milliseconds([&] { manager->provide(file, properties, CGImagePropertyOrientation::up); });
+    };
+    for (int round = 0; round < rounds; ++round) {
+        double copied = 0;
+        double provided = 0;
+        if (round % 2 == 0) {
+            copied = copy();
+            provided = provide();
+        } else {
+            provided = provide();
+            copied = copy();
+        }
+        bool isDelivered = false;
+        queue->async([&] {
+            isDelivered = true;
+            host.stop();
+        });
+        while (!isDelivered)
+            host.run();
+        bool isProven = false;
+        const double proof
+            = milliseconds([&] { isProven = engine::pictureDataIsEqual(file, client->bytes); });
+        if (!isProven || client->bytes == file)
+            return false;
+        copies.push_back(copied);
+        provides.push_back(provided);
+        proofs.push_back(proof);
+        ratios.push_back((provided - proof) / copied);
+    }
+    const double whole = median(provides);
+    std::printf("An album image, JPEG of %.1f MB, medians of %d rounds\n",
+        static_cast<double>(file.size()) / 1e6, rounds);
+    std::printf("  %-36s %9.2f ms\n", "memcpy into fresh memory", median(copies));
+    std::printf("  %-36s %9.2f ms   %8.2f times the copy without the proof\n", "provide, proof included",
+        whole, median(ratios));
+    std::printf("  %-36s %9.2f ms   %8.2f times the copy\n", "the proof alone", median(proofs),
+        median(proofs) / median(copies));
+
+    const auto folder = std::filesystem::temp_directory_path() / "tamsel-bench-photo";
+    std::filesystem::create_directories(folder);
+    const std::string in = (folder / "in.jpg").string();
+    const std::string out = (folder / "out.jpg").string();
+    std::ofstream(in, std::ios::binary)
+        .write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
+    const int runs = rounds < 10 ? 3 : 7;
+    tellCommand("exiftool -Software= -Model=",
+        commandTime(
+            "rm -f " + out + "; exiftool -q -Software=s -Model=m -o " + out + " " + in + " 2>/dev/null",
+            runs),
+        whole);
+    tellCommand("convert (decode, encode)",
+        commandTime("convert " + in + " -quality 90 " + out + " 2>/dev/null", runs), whole);
+    std::filesystem::remove_all(folder);
+    return true;
+}
+
+bool compareStill(int rounds)
+{
+    const auto frame = gradientsWithNoise();
+    host::HostImages images;
+    const PropertyDictionary properties = metadataOf(*frame);
+    std::vector<double> ratios;
+    std::vector<double> ours;
+    std::size_t size = 0;
+    const auto writeOurs = [&] {
+        return milliseconds([&] {
+            const auto file = images.encodePhoto(*frame, properties);
+            size = file ? file->size() : 0;
+        });
+    };
+    const auto writeBare = [&] {
+        return milliseconds([&] {
+            tjhandle encoder = tjInitCompress();
+            unsigned char* bytes = nullptr;
+            unsigned long count = 0;
+            tjCompress2(encoder, reinterpret_cast<const unsigned char*>(frame->baseAddress()),
+                static_cast<int>(frame->width()), static_cast<int>(frame->bytesPerRow()),
+                static_cast<int>(frame->height()), TJPF_BGRX, &bytes, &count, TJSAMP_420, 90, 0);
+            tjFree(bytes);
+            tjDestroy(encoder);
+        });
+    };
+    for (int round = 0; round < rounds; ++round) {
+        double one = 0;
+        double bare = 0;
+        if (round % 2 == 0) {
+            one = writeOurs();
+            bare = writeBare();
+        } else {
+            bare = writeBare();
+            one = writeOurs();
+        }
+        ours.push_back(one);
+        ratios.push_back(one / bare);
+    }
+    std::printf("The JPEG of a 12-megapixel still, medians of %d rounds\n", rounds);
+    std::printf("  %-36s %9.2f ms   %8.3f times bare libjpeg-turbo (%.1f MB)\n", "with its metadata",
+        median(ours), median(ratios), static_cast<double>(size) / 1e6);
+    return size > 0;
+}
+
+} // namespace
+
+} // namespace tamsel
+
+int main(int count, char** arguments)
+{
+    const bool isShort = count > 1 && std::strcmp(arguments[1], "--short") == 0;
+    const int rounds = isShort ? 5 : 31;
+    const bool isDone = tamsel::compareAlbumImage(5, rounds) && tamsel::compareAlbumImage(12, rounds)
+        && tamsel::compareStill(rounds);
+    return isDone ? EXIT_SUCCESS : EXIT_FAILURE;
+}
