@@ -1,7 +1,7 @@
 #include "MotionCommand.h"
 
+#include "Files.h"
 #include "MotionPlot.h"
-#include "Picture.h"
 #include "StatusLine.h"
 
 #include <algorithm>

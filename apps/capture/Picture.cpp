@@ -1,5 +1,7 @@
 #include "Picture.h"
 
+#include "Files.h"
+
 #include <host/image/HostImages.h>
 
 #include <algorithm>

@@ -137,8 +137,8 @@ TEST_P(PhotoContract, EndsEachOfManyOnceAndInTheirOrder)
     ASSERT_TRUE(waitFor(*stills.back()));
     for (std::size_t number = 0; number < stills.size(); ++number) {
         EXPECT_EQ(stills[number]->calls(), wholeStill);
-        if (number > 0)
-            EXPECT_GT(stills[number]->id, stills[number - 1]->id);
+        const std::int64_t before = number > 0 ? stills[number - 1]->id : 0;
+        EXPECT_GT(stills[number]->id, before);
     }
 }
 

@@ -75,6 +75,7 @@ PropertyDictionary photoMetadata(const PhotoFacts& facts)
 {
     constexpr int inches = 2;
     constexpr int sRGB = 1;
+    constexpr int centred = 1;
     const Moment moment = momentOf(facts.takenAt, facts.secondsFromUTC);
     const auto width = static_cast<std::int64_t>(facts.width);
     const auto height = static_cast<std::int64_t>(facts.height);
@@ -87,6 +88,7 @@ PropertyDictionary photoMetadata(const PhotoFacts& facts)
         {std::string(kCGImagePropertyTIFFResolutionUnit), inches},
         {std::string(kCGImagePropertyTIFFSoftware), facts.systemVersion},
         {std::string(kCGImagePropertyTIFFDateTime), moment.dateTime},
+        {std::string(kCGImagePropertyTIFFYCbCrPositioning), centred},
     };
     PropertyDictionary exif{
         {std::string(kCGImagePropertyExifDateTimeOriginal), moment.dateTime},

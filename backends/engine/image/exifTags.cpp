@@ -25,6 +25,7 @@ constexpr auto tiffTags = std::to_array<ExifTag>({
     {"HostComputer", 0x013C, text},
     {"WhitePoint", 0x013E, rational, 2},
     {"PrimaryChromaticities", 0x013F, rational, 6},
+    {"YCbCrPositioning", 0x0213, shortInteger},
     {"Copyright", 0x8298, text},
 });
 

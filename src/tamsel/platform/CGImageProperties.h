@@ -110,6 +110,7 @@ inline constexpr std::string_view kCGImagePropertyTIFFDateTime = "DateTime";
 inline constexpr std::string_view kCGImagePropertyTIFFXResolution = "XResolution";
 inline constexpr std::string_view kCGImagePropertyTIFFYResolution = "YResolution";
 inline constexpr std::string_view kCGImagePropertyTIFFResolutionUnit = "ResolutionUnit";
+inline constexpr std::string_view kCGImagePropertyTIFFYCbCrPositioning = "YCbCrPositioning";
 
 inline constexpr std::string_view kCGImagePropertyExifDictionary = "{Exif}";
 inline constexpr std::string_view kCGImagePropertyExifDateTimeOriginal = "DateTimeOriginal";
