@@ -29,11 +29,15 @@ tamsel_pkg_config(tamsel-source-manager "Images and sensor verdicts for capture 
 tamsel_pkg_config(tamsel-source-manager-simulated "A scripted phone on virtual time" ""
     "-ltamsel_simulated -ltamsel_engine -ltamsel_core -pthread")
 if(TAMSEL_HOST)
+    set(gpsd "")
+    if(TamselGpsd_FOUND)
+        set(gpsd " libgps")
+    endif()
     set(heif "")
     if(TamselHeif_FOUND)
         set(heif " libheif")
     endif()
     tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux"
-        "libavdevice libavformat libavcodec libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux${heif}"
+        "libavdevice libavformat libavcodec libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux${heif}${gpsd}"
         "-ltamsel_host -ltamsel_engine -ltamsel_core -lyuv -pthread")
 endif()

@@ -17,7 +17,7 @@ private:
 
 std::unique_ptr<CLLocationManager> SimulatedLocation::makeLocationManager()
 {
-    ++managerCount_;
+    ++managersMade_;
     return std::make_unique<Manager>(*this);
 }
 

@@ -14,7 +14,7 @@ public:
     void setHeading(std::optional<platform::CLHeading> heading) { heading_ = heading; }
 
     /// How many managers have been made.
-    [[nodiscard]] int managerCount() const { return managerCount_; }
+    [[nodiscard]] int managersMade() const { return managersMade_; }
 
     [[nodiscard]] std::unique_ptr<platform::CLLocationManager> makeLocationManager() override;
 
@@ -23,7 +23,7 @@ private:
 
     std::optional<platform::CLLocation> location_;
     std::optional<platform::CLHeading> heading_;
-    int managerCount_ = 0;
+    int managersMade_ = 0;
 };
 
 } // namespace tamsel::simulated

@@ -134,7 +134,7 @@ TEST(StillPhoto, OfAnOldSystemIsWrittenWithoutTheLibrarysMetadata)
     ASSERT_EQ(screen.results(), Texts{"sample"});
     EXPECT_EQ(modelOf(screen.properties()), "Simulated phone");
     EXPECT_EQ(screen.properties().find("{GPS}"), nullptr);
-    EXPECT_EQ(screen.phone.location().managerCount(), 0);
+    EXPECT_EQ(screen.phone.location().managersMade(), 0);
 }
 
 TEST(StillPhoto, FlashesAsTheSettingsSayWhereTheCameraCan)

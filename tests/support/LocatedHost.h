@@ -1,0 +1,59 @@
+#pragma once
+
+#include "support/Loopback.h"
+
+#include <host/ReaderThreads.h>
+#include <host/location/HostLocation.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace tamsel::tests {
+
+/// Stands still until a test moves it.
+struct StandingClock final : platform::Clock {
+    [[nodiscard]] double timeIntervalSince1970() const override { return now; }
+    [[nodiscard]] std::chrono::nanoseconds monotonic() const override { return {}; }
+    double now = 1'700'000'000;
+};
+
+/// A host's location, and who waits for it.
+struct Place {
+    explicit Place(host::HostLocationSource source)
+        : location(std::make_unique<host::HostLocation>(
+              std::move(source), clock, *readers, [this] { changes.tell(); })),
+          manager(location->makeLocationManager())
+    {
+    }
+    explicit Place(std::uint16_t port)
+        : Place(host::HostLocationSource{.gpsd = host::GpsdAddress{.host = "127.0.0.1", .port = port}})
+    {
+    }
+    ~Place() { end(); }
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+
+    bool waitUntil(const std::function<bool()>& condition) { return changes.waitUntil(condition); }
+    bool waitForProblem(const std::string& end)
+    {
+        return waitUntil([&] { return location->problem().ends_with(end); });
+    }
+    /// As a host does it.
+    void end()
+    {
+        location.reset();
+        readers.reset();
+    }
+
+    StandingClock clock;
+    Changes changes;
+    std::unique_ptr<host::ReaderThreads> readers = std::make_unique<host::ReaderThreads>();
+    std::unique_ptr<host::HostLocation> location;
+    std::unique_ptr<platform::CLLocationManager> manager;
+};
+
+} // namespace tamsel::tests
