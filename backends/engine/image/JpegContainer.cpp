@@ -9,7 +9,6 @@ using namespace std::string_view_literals;
 
 namespace {
 
-constexpr unsigned startOfImage = 0xD8;
 constexpr unsigned endOfImage = 0xD9;
 constexpr unsigned startOfScan = 0xDA;
 constexpr unsigned application0 = 0xE0;
@@ -109,9 +108,9 @@ void JpegContainer::readFrame(const Segment& segment)
         newExif_ = NewExif::colourJpeg;
 }
 
-std::expected<std::vector<Splice>, Error> JpegContainer::replaceExif(std::vector<Splice> changes) const
+std::expected<std::vector<Splice>, Error> JpegContainer::replaceExif(const std::vector<Splice>& changes) const
 {
-    const std::vector<std::byte> block = changedExif(std::move(changes));
+    const std::vector<std::byte> block = changedExif(changes);
     const std::size_t length = 2 + exifNameSize + block.size();
     if (length > longestSegment)
         return std::unexpected(Error{.localizedDescription = "the EXIF segment has no room for "

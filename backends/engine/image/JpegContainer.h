@@ -11,7 +11,7 @@ public:
     explicit JpegContainer(ByteView file);
 
     [[nodiscard]] std::expected<std::vector<Splice>, platform::Error> replaceExif(
-        std::vector<Splice> changes) const override;
+        const std::vector<Splice>& changes) const override;
 
 private:
     /// A segment with its marker.
