@@ -104,8 +104,7 @@ void JpegContainer::readFrame(const Segment& segment)
         return;
     size_ = {.width = number16(file_, segment.begin + 7, ByteOrder::big),
         .height = number16(file_, segment.begin + 5, ByteOrder::big)};
-    if (std::to_integer<int>(file_[segment.begin + 9]) == 3)
-        newExif_ = NewExif::colourJpeg;
+    newExif_ = std::to_integer<int>(file_[segment.begin + 9]) == 3 ? NewExif::colourJpeg : NewExif::jpeg;
 }
 
 std::expected<std::vector<Splice>, Error> JpegContainer::replaceExif(const std::vector<Splice>& changes) const

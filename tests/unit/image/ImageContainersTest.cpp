@@ -92,7 +92,8 @@ std::vector<std::uint32_t> numbersOfPictures(const Bytes& file, ByteOrder order)
 Bytes rawProfile(const Bytes& block)
 {
     const Bytes profile = join({bytesOf("Exif\0\0"sv), block});
-    std::string text = "\nexif\n     " + std::to_string(profile.size()) + "\n";
+    std::string text = "\nexif\n     ";
+    text.append(std::to_string(profile.size())).append("\n");
     for (std::size_t index = 0; index < profile.size(); ++index) {
         const auto value = std::to_integer<std::size_t>(profile[index]);
         text += {"0123456789abcdef"[value / 16], "0123456789abcdef"[value % 16]};
