@@ -70,8 +70,10 @@ void JpegContainer::readSegment(const Segment& segment)
 {
     const std::size_t content = segment.begin + headSize;
     const ByteView inside = file_.first(segment.end);
-    if (segment.marker == application0 && segment.begin == newExifPlace_
-        && (holdsText(inside, content, "JFIF\0"sv) || holdsText(inside, content, "JFXX\0"sv)))
+    const bool isJfif = segment.marker == application0
+        && (holdsText(inside, content, "JFIF\0"sv) || holdsText(inside, content, "JFXX\0"sv));
+    isBeforeExif_ = isBeforeExif_ && isJfif;
+    if (isBeforeExif_)
         newExifPlace_ = segment.end;
     else if (segment.marker == application1 && holdsText(inside, content, exifName)
         && holds(inside, content, exifNameSize))

@@ -29,6 +29,7 @@ private:
     std::optional<Segment> exifSegment_;
     std::optional<Segment> picturesSegment_;
     std::size_t newExifPlace_ = 2;
+    bool isBeforeExif_ = true; ///< no segment but JFIF so far
 };
 
 } // namespace tamsel::engine

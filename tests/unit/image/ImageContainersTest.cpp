@@ -119,9 +119,9 @@ TEST(JpegRewriting, PutsNewExifBehindJfifOnly)
 {
     const Bytes extension = jpegSegment(0xE0, bytesOf("JFXX\0\x10"sv));
     const Bytes other = jpegSegment(0xE0, bytesOf("AVI1"));
-    for (const auto& [segments, place] :
-        {std::pair{std::vector<Bytes>{}, std::size_t{2}}, {{jfif()}, 2 + jfif().size()},
-            {{jfif(), extension, other}, 2 + jfif().size() + extension.size()}, {{other, jfif()}, 2}}) {
+    for (const auto& [segments, place] : {std::pair{std::vector<Bytes>{}, std::size_t{2}},
+             {{jfif()}, 2 + jfif().size()}, {{bytesOf("\xFF"), jfif()}, 3 + jfif().size()},
+             {{jfif(), extension, other}, 2 + jfif().size() + extension.size()}, {{other, jfif()}, 2}}) {
         const Bytes before = jpeg(segments, "behind");
         EXPECT_TRUE(differInOnePlace(before, rewritten(before), place, 0));
     }
@@ -265,6 +265,10 @@ TEST(TiffRewriting, AddsToTheFileAndToItsFirstPageAlone)
         ASSERT_TRUE(block);
         EXPECT_EQ(block->allDirectories().size(), 3U);
     }
+    TiffBuilder builder(ByteOrder::big);
+    const Bytes whole = builder.finish(builder.addDirectory({builder.shortInteger(256, 1),
+        builder.shortInteger(257, 1), builder.longInteger(273, 0), builder.longInteger(279, 8)}));
+    EXPECT_EQ(errorOf(whole), "the picture would not stay as it is") << "its strip is the header";
     EXPECT_EQ(errorOf(bytesOf("II+\0\x08\0\0\0"sv)), "BigTIFF is not rewritten");
     EXPECT_EQ(errorOf(phoneExif(ByteOrder::big)), "the TIFF file has no picture");
 }
