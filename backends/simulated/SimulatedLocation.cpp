@@ -1,24 +1,26 @@
 #include <simulated/SimulatedLocation.h>
 
+#include <utility>
+
 namespace tamsel::simulated {
 
 using namespace platform;
 
 class SimulatedLocation::Manager final : public CLLocationManager {
 public:
-    explicit Manager(const SimulatedLocation& phone) : phone_(phone) { }
+    explicit Manager(std::shared_ptr<const Known> known) : known_(std::move(known)) { }
 
-    [[nodiscard]] std::optional<CLLocation> location() const override { return phone_.location_; }
-    [[nodiscard]] std::optional<CLHeading> heading() const override { return phone_.heading_; }
+    [[nodiscard]] std::optional<CLLocation> location() const override { return known_->location; }
+    [[nodiscard]] std::optional<CLHeading> heading() const override { return known_->heading; }
 
 private:
-    const SimulatedLocation& phone_;
+    const std::shared_ptr<const Known> known_;
 };
 
 std::unique_ptr<CLLocationManager> SimulatedLocation::makeLocationManager()
 {
     ++managersMade_;
-    return std::make_unique<Manager>(*this);
+    return std::make_unique<Manager>(known_);
 }
 
 } // namespace tamsel::simulated

@@ -7,22 +7,26 @@
 
 namespace tamsel::simulated {
 
-/// Where the simulated phone is and where it points to, as far as it knows: nothing until a test says so.
+/// A location that a test has scripted; none at the beginning. Managers say what holds when they are asked, and may
+/// outlive this.
 class SimulatedLocation final : public platform::LocationServices {
 public:
-    void setLocation(std::optional<platform::CLLocation> location) { location_ = location; }
-    void setHeading(std::optional<platform::CLHeading> heading) { heading_ = heading; }
+    void setLocation(std::optional<platform::CLLocation> location) { known_->location = location; }
+    void setHeading(std::optional<platform::CLHeading> heading) { known_->heading = heading; }
 
-    /// How many managers have been made.
+    /// How often somebody made one.
     [[nodiscard]] int managersMade() const { return managersMade_; }
 
     [[nodiscard]] std::unique_ptr<platform::CLLocationManager> makeLocationManager() override;
 
 private:
+    struct Known {
+        std::optional<platform::CLLocation> location;
+        std::optional<platform::CLHeading> heading;
+    };
     class Manager;
 
-    std::optional<platform::CLLocation> location_;
-    std::optional<platform::CLHeading> heading_;
+    const std::shared_ptr<Known> known_ = std::make_shared<Known>();
     int managersMade_ = 0;
 };
 

@@ -15,9 +15,9 @@ void ImageContainer::fail(std::string problem)
         problem_ = std::move(problem);
 }
 
-std::vector<std::byte> ImageContainer::changedExif(std::vector<Splice> changes) const
+std::vector<std::byte> ImageContainer::changedExif(const std::vector<Splice>& changes) const
 {
-    return spliced(exif_.empty() ? TiffBlock::fresh().bytes() : exif_, std::move(changes));
+    return spliced(exif_.empty() ? TiffBlock::fresh().bytes() : exif_, changes);
 }
 
 std::unique_ptr<ImageContainer> openContainer(ByteView file, const Inflate& inflate)

@@ -31,7 +31,7 @@ public:
 
     /// What to change in the file for these changes of its EXIF (of a fresh one where it has none).
     [[nodiscard]] virtual std::expected<std::vector<Splice>, platform::Error> replaceExif(
-        std::vector<Splice> changes) const
+        const std::vector<Splice>& changes) const
         = 0;
 
 protected:
@@ -39,7 +39,7 @@ protected:
 
     void fail(std::string problem);
     /// The EXIF, or a fresh one, with the changes.
-    [[nodiscard]] std::vector<std::byte> changedExif(std::vector<Splice> changes) const;
+    [[nodiscard]] std::vector<std::byte> changedExif(const std::vector<Splice>& changes) const;
 
     ByteView file_;
     std::optional<PixelSize> size_;

@@ -9,7 +9,6 @@ using namespace std::string_view_literals;
 
 namespace {
 
-constexpr unsigned startOfImage = 0xD8;
 constexpr unsigned endOfImage = 0xD9;
 constexpr unsigned startOfScan = 0xDA;
 constexpr unsigned application0 = 0xE0;
@@ -71,8 +70,10 @@ void JpegContainer::readSegment(const Segment& segment)
 {
     const std::size_t content = segment.begin + headSize;
     const ByteView inside = file_.first(segment.end);
-    if (segment.marker == application0 && segment.begin == newExifPlace_
-        && (holdsText(inside, content, "JFIF\0"sv) || holdsText(inside, content, "JFXX\0"sv)))
+    const bool isJfif = segment.marker == application0
+        && (holdsText(inside, content, "JFIF\0"sv) || holdsText(inside, content, "JFXX\0"sv));
+    isBeforeExif_ = isBeforeExif_ && isJfif;
+    if (isBeforeExif_)
         newExifPlace_ = segment.end;
     else if (segment.marker == application1 && holdsText(inside, content, exifName)
         && holds(inside, content, exifNameSize))
@@ -105,13 +106,12 @@ void JpegContainer::readFrame(const Segment& segment)
         return;
     size_ = {.width = number16(file_, segment.begin + 7, ByteOrder::big),
         .height = number16(file_, segment.begin + 5, ByteOrder::big)};
-    if (std::to_integer<int>(file_[segment.begin + 9]) == 3)
-        newExif_ = NewExif::colourJpeg;
+    newExif_ = std::to_integer<int>(file_[segment.begin + 9]) == 3 ? NewExif::colourJpeg : NewExif::jpeg;
 }
 
-std::expected<std::vector<Splice>, Error> JpegContainer::replaceExif(std::vector<Splice> changes) const
+std::expected<std::vector<Splice>, Error> JpegContainer::replaceExif(const std::vector<Splice>& changes) const
 {
-    const std::vector<std::byte> block = changedExif(std::move(changes));
+    const std::vector<std::byte> block = changedExif(changes);
     const std::size_t length = 2 + exifNameSize + block.size();
     if (length > longestSegment)
         return std::unexpected(Error{.localizedDescription = "the EXIF segment has no room for "

@@ -11,7 +11,7 @@ public:
     explicit JpegContainer(ByteView file);
 
     [[nodiscard]] std::expected<std::vector<Splice>, platform::Error> replaceExif(
-        std::vector<Splice> changes) const override;
+        const std::vector<Splice>& changes) const override;
 
 private:
     /// A segment with its marker.
@@ -29,6 +29,7 @@ private:
     std::optional<Segment> exifSegment_;
     std::optional<Segment> picturesSegment_;
     std::size_t newExifPlace_ = 2;
+    bool isBeforeExif_ = true; ///< no segment but JFIF so far
 };
 
 } // namespace tamsel::engine

@@ -163,12 +163,12 @@ void PngContainer::readProfile(const Inflate& inflate)
     exif_ = profile_;
 }
 
-std::expected<std::vector<Splice>, Error> PngContainer::replaceExif(std::vector<Splice> changes) const
+std::expected<std::vector<Splice>, Error> PngContainer::replaceExif(const std::vector<Splice>& changes) const
 {
     std::vector<std::byte> data;
     if (exifChunk_)
         append(data, exifChunk_->data.first(prefixSize_));
-    append(data, changedExif(std::move(changes)));
+    append(data, changedExif(changes));
     if (data.size() > std::numeric_limits<std::int32_t>::max())
         return std::unexpected(Error{.localizedDescription = "the EXIF of the PNG file has no room"});
     Splice chunk{.begin = exifChunk_ ? exifChunk_->begin : pictureBegin_,

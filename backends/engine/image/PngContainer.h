@@ -13,7 +13,7 @@ public:
     PngContainer(ByteView file, const Inflate& inflate);
 
     [[nodiscard]] std::expected<std::vector<Splice>, platform::Error> replaceExif(
-        std::vector<Splice> changes) const override;
+        const std::vector<Splice>& changes) const override;
 
 private:
     /// A chunk with its length, type and checksum.

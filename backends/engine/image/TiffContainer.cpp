@@ -28,7 +28,7 @@ TiffContainer::TiffContainer(ByteView file) : ImageContainer(file)
 }
 
 std::expected<std::vector<Splice>, platform::Error> TiffContainer::replaceExif(
-    std::vector<Splice> changes) const
+    const std::vector<Splice>& changes) const
 {
     return changes;
 }

@@ -107,7 +107,7 @@ void WebPContainer::extend(std::vector<Splice>& changes) const
     changes.push_back(std::move(head));
 }
 
-std::expected<std::vector<Splice>, Error> WebPContainer::replaceExif(std::vector<Splice> changes) const
+std::expected<std::vector<Splice>, Error> WebPContainer::replaceExif(const std::vector<Splice>& changes) const
 {
     if (!exifChunk_ && !xmpBegin_ && isCutOff_)
         return std::unexpected(
@@ -115,7 +115,7 @@ std::expected<std::vector<Splice>, Error> WebPContainer::replaceExif(std::vector
     std::vector<std::byte> data;
     if (exifChunk_)
         append(data, exifChunk_->data.first(prefixSize_));
-    append(data, changedExif(std::move(changes)));
+    append(data, changedExif(changes));
 
     const std::size_t place = xmpBegin_.value_or(chunksEnd_);
     Splice chunk{.begin = exifChunk_ ? exifChunk_->begin : place,

@@ -10,7 +10,7 @@ public:
     explicit WebPContainer(ByteView file);
 
     [[nodiscard]] std::expected<std::vector<Splice>, platform::Error> replaceExif(
-        std::vector<Splice> changes) const override;
+        const std::vector<Splice>& changes) const override;
 
 private:
     /// A chunk with its head and its padding.

@@ -58,7 +58,8 @@ std::optional<std::uint32_t> digits(std::string_view text)
 
 std::string twoDigits(std::int64_t number)
 {
-    return (number < 10 ? "0" : "") + std::to_string(number);
+    const std::string text = std::to_string(number);
+    return text.size() < 2 ? std::string("0").append(text) : text;
 }
 
 } // namespace
@@ -93,11 +94,11 @@ std::optional<std::string> clockText(const Triple& time)
     // A leap second is the 60th of the last minute.
     const std::int64_t minutes = std::min<std::int64_t>(all / (60 * millionths), 24 * 60 - 1);
     const std::int64_t rest = all - minutes * 60 * millionths;
-    std::string text
-        = twoDigits(minutes / 60) + ":" + twoDigits(minutes % 60) + ":" + twoDigits(rest / millionths);
+    std::string text = twoDigits(minutes / 60);
+    text.append(":").append(twoDigits(minutes % 60)).append(":").append(twoDigits(rest / millionths));
     if (rest % millionths == 0)
         return text;
-    text += "." + std::to_string(millionths + rest % millionths).substr(1);
+    text.append(".").append(std::to_string(millionths + rest % millionths).substr(1));
     text.resize(text.find_last_not_of('0') + 1);
     return text;
 }

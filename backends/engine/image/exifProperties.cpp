@@ -109,10 +109,10 @@ void setEntries(TiffDirectoryEditor& editor, const TiffBlock& block, const Group
         add(gpsVersion, TiffType::byte, {2, 3, 0, 0});
     else if (group.group == ExifGroup::exif)
         add(exifVersion, TiffType::undefined, {'0', '2', '3', '2'});
-    if (group.group == ExifGroup::exif && newExif == NewExif::colourJpeg) {
+    if (group.group == ExifGroup::exif && newExif == NewExif::colourJpeg)
         add(componentsConfiguration, TiffType::undefined, {1, 2, 3, 0});
+    if (group.group == ExifGroup::exif && newExif != NewExif::plain)
         add(flashpixVersion, TiffType::undefined, {'0', '1', '0', '0'});
-    }
 }
 
 bool overlap(const std::optional<TiffDirectory>& one, const std::optional<TiffDirectory>& other)

@@ -14,7 +14,8 @@ namespace tamsel::engine {
 /// What a new Exif directory states of itself beside the properties that it is made for.
 enum class NewExif : std::uint8_t {
     plain, ///< its version
-    colourJpeg, ///< also what EXIF demands of a JPEG with luminance and two colours
+    jpeg, ///< also that of Flashpix, which EXIF demands of JPEG
+    colourJpeg, ///< also that it has luminance and two colours
 };
 
 /// "Orientation" and the dictionaries "{TIFF}", "{Exif}" and "{GPS}" that have entries.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace tamsel::engine {
 
@@ -58,19 +59,22 @@ void appendNumber(std::vector<std::byte>& bytes, std::uint64_t number, std::size
     }
 }
 
-std::vector<std::byte> spliced(ByteView file, std::vector<Splice> changes)
+std::vector<std::byte> spliced(ByteView file, const std::vector<Splice>& changes)
 {
-    std::ranges::stable_sort(changes, {}, &Splice::begin);
+    std::vector<const Splice*> inOrder;
     std::size_t size = file.size();
-    for (const Splice& change : changes)
+    for (const Splice& change : changes) {
+        inOrder.push_back(&change);
         size += change.bytes.size() - (change.end - change.begin);
+    }
+    std::ranges::sort(inOrder, {}, [](const Splice* change) { return std::pair(change->begin, change); });
     std::vector<std::byte> result;
     result.reserve(size);
     std::size_t copied = 0;
-    for (const Splice& change : changes) {
-        append(result, file.subspan(copied, change.begin - copied));
-        append(result, change.bytes);
-        copied = change.end;
+    for (const Splice* change : inOrder) {
+        append(result, file.subspan(copied, change->begin - copied));
+        append(result, change->bytes);
+        copied = change->end;
     }
     append(result, file.subspan(copied));
     return result;

@@ -40,6 +40,6 @@ struct Splice {
 
 /// The file with the changes, which must not overlap; those at the same place in the order given. Copies every byte
 /// once.
-[[nodiscard]] std::vector<std::byte> spliced(ByteView file, std::vector<Splice> changes);
+[[nodiscard]] std::vector<std::byte> spliced(ByteView file, const std::vector<Splice>& changes);
 
 } // namespace tamsel::engine

@@ -84,10 +84,10 @@ std::expected<std::vector<std::byte>, Error> rewriteImageUnchecked(
         return std::unexpected(Error{.localizedDescription = "the EXIF of the picture is damaged"});
     auto changes = changesOfExif(*block, properties, container->newExif());
     if (changes && !changes->empty())
-        changes = container->replaceExif(std::move(*changes));
+        changes = container->replaceExif(*changes);
     if (!changes)
         return std::unexpected(std::move(changes.error()));
-    return spliced(file, std::move(*changes));
+    return spliced(file, *changes);
 }
 
 std::expected<std::vector<std::byte>, Error> rewriteImage(

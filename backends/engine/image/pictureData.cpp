@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -22,6 +23,14 @@ struct Parts {
     std::vector<ByteView> kept;
     ByteView exif; ///< the TIFF structure
     ByteView pictures; ///< the list of a multi-picture file
+
+    void keep(ByteView piece)
+    {
+        if (!kept.empty() && kept.back().data() + kept.back().size() == piece.data())
+            kept.back() = {kept.back().data(), kept.back().size() + piece.size()};
+        else
+            kept.push_back(piece);
+    }
 };
 
 /// Whether the pieces hold the same bytes, wherever one piece ends and the next begins.
@@ -54,7 +63,7 @@ Parts partsOfJpeg(ByteView file)
     Parts parts;
     std::size_t begin = 0;
     const auto leaveOut = [&](std::size_t from, std::size_t to) {
-        parts.kept.push_back(file.subspan(begin, from - begin));
+        parts.keep(file.subspan(begin, from - begin));
         begin = to;
     };
     for (std::size_t at = 2; holds(file, at, 4);) {
@@ -80,7 +89,7 @@ Parts partsOfJpeg(ByteView file)
         }
         at = end;
     }
-    parts.kept.push_back(file.subspan(begin));
+    parts.keep(file.subspan(begin));
     return parts;
 }
 
@@ -98,10 +107,10 @@ Parts partsOfPng(ByteView file)
             parts.exif = withoutName(data);
         else if (!holdsText(data, 0, "Raw profile type exif\0"sv)
             && !holdsText(data, 0, "Raw profile type APP1\0"sv))
-            parts.kept.push_back(file.subspan(at, aroundData + length));
+            parts.keep(file.subspan(at, aroundData + length));
         at += aroundData + length;
     }
-    parts.kept.push_back(file.subspan(at));
+    parts.keep(file.subspan(at));
     return parts;
 }
 
@@ -117,11 +126,11 @@ Parts partsOfWebP(ByteView file)
         if (holdsText(chunk, 0, "EXIF"sv) && parts.exif.empty())
             parts.exif = withoutName(chunk.subspan(8));
         else if (!isExtended)
-            parts.kept.push_back(chunk);
+            parts.keep(chunk);
         at += chunk.size() + chunk.size() % 2;
     }
     if (end < file.size())
-        parts.kept.push_back(file.subspan(end));
+        parts.keep(file.subspan(end));
     return parts;
 }
 
@@ -196,24 +205,45 @@ bool entriesAreKept(ExifGroup group, const TiffBlock& before, const std::optiona
     return true;
 }
 
-/// Strips, tiles and thumbnails of all directories.
-bool stripsAreEqual(const TiffBlock& before, ByteView after)
+/// What differs within those places.
+std::vector<Span> changesWithin(const std::vector<Span>& places, ByteView before, ByteView after)
+{
+    std::vector<Span> result;
+    std::size_t at = 0;
+    for (const Span& place : places) {
+        for (at = std::max(at, place.begin); at < place.end; ++at) {
+            if (before[at] == after[at])
+                continue;
+            if (result.empty() || result.back().end != at)
+                result.push_back({at, at});
+            result.back().end = at + 1;
+        }
+    }
+    return result;
+}
+
+/// Whether no change is inside a strip, a tile or a thumbnail of any directory.
+bool pictureIsKept(const TiffBlock& block, const std::vector<Span>& changes)
 {
     constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> offsetsAndSizes{
         {{273, 279}, {324, 325}, {513, 514}}};
-    for (const TiffDirectory& directory : before.allDirectories()) {
+    std::size_t left = 1 << 22; // a picture with more strips is not worth the time
+    for (const TiffDirectory& directory : block.allDirectories()) {
         for (const auto& [offsetTag, sizeTag] : offsetsAndSizes) {
             const TiffEntry* offsetEntry = directory.find(offsetTag);
             const TiffEntry* sizeEntry = directory.find(sizeTag);
             if (!offsetEntry || !sizeEntry)
                 continue;
-            const auto offsets = before.numbers(*offsetEntry);
-            const auto sizes = before.numbers(*sizeEntry);
-            for (std::size_t index = 0; index < std::min(offsets.size(), sizes.size()); ++index) {
-                const std::size_t begin = std::min<std::size_t>(offsets[index], before.bytes().size());
-                const std::size_t size = std::min<std::size_t>(sizes[index], before.bytes().size() - begin);
-                if (!holds(after, begin, size)
-                    || !areEqual(before.bytes().subspan(begin, size), after.subspan(begin, size)))
+            const auto offsets = block.numbers(*offsetEntry);
+            const auto sizes = block.numbers(*sizeEntry);
+            const std::size_t count = std::min(offsets.size(), sizes.size());
+            if (count > left)
+                return false;
+            left -= count;
+            for (std::size_t index = 0; index < count; ++index) {
+                const std::size_t begin = offsets[index];
+                const auto change = std::ranges::upper_bound(changes, begin, {}, &Span::end);
+                if (change != changes.end() && change->begin < begin + sizes[index])
                     return false;
             }
         }
@@ -227,14 +257,16 @@ bool tiffIsKept(ByteView before, ByteView after)
     const auto anew = TiffBlock::open(after);
     if (!old || !anew || after.size() < before.size())
         return areEqual(before, after);
+    const std::vector<Span> places = placesOfEntries(*old);
     std::size_t at = 0;
-    for (const Span& span : placesOfEntries(*old)) {
+    for (const Span& span : places) {
         if (span.begin > at
             && !areEqual(before.subspan(at, span.begin - at), after.subspan(at, span.begin - at)))
             return false;
         at = std::max(at, span.end);
     }
-    return areEqual(before.subspan(at), after.subspan(at, before.size() - at)) && stripsAreEqual(*old, after)
+    return areEqual(before.subspan(at), after.subspan(at, before.size() - at))
+        && pictureIsKept(*old, changesWithin(places, before, after))
         && entriesAreKept(ExifGroup::tiff, *old, old->first(), *anew, anew->first())
         && entriesAreKept(ExifGroup::exif, *old, old->directoryOf(tiffTag::exifDirectory), *anew,
             anew->directoryOf(tiffTag::exifDirectory))

@@ -1,0 +1,279 @@
+#include "PictureFiles.h"
+
+#include <engine/image/exifNumbers.h>
+#include <engine/image/imageMetadata.h>
+#include <engine/image/pictureData.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+
+namespace tamsel::tests {
+
+using namespace platform;
+using namespace std::string_view_literals;
+using engine::ByteOrder;
+using engine::TiffBlock;
+using engine::TiffType;
+
+namespace {
+
+constexpr std::array bothOrders{ByteOrder::little, ByteOrder::big};
+constexpr std::size_t exifBegin = 12; // in a JPEG without anything before it
+
+PropertyDictionary tiff(PropertyDictionary entries)
+{
+    return {{"{TIFF}", std::move(entries)}};
+}
+
+/// The EXIF after the properties were set over those of the block, in a JPEG.
+Bytes rewritten(const Bytes& block, const PropertyDictionary& properties)
+{
+    const Bytes file = jpeg({exifSegment(block)});
+    const auto result = engine::rewriteImage(file, properties);
+    EXPECT_TRUE(result) << (result ? "" : result.error().localizedDescription);
+    if (!result)
+        return {};
+    const std::size_t size = engine::number16(*result, 4, ByteOrder::big) - 8U;
+    return {result->begin() + exifBegin, result->begin() + exifBegin + static_cast<std::ptrdiff_t>(size)};
+}
+
+std::string errorOf(const Bytes& block, const PropertyDictionary& properties)
+{
+    const auto result = engine::rewriteImage(jpeg({exifSegment(block)}), properties);
+    return result ? "" : result.error().localizedDescription;
+}
+
+PropertyDictionary propertiesOf(const Bytes& block)
+{
+    return engine::readImageProperties(jpeg({exifSegment(block)}));
+}
+
+const PropertyValue* find(
+    const PropertyDictionary& properties, std::string_view dictionary, std::string_view key)
+{
+    const PropertyDictionary* found = properties.findDictionary(dictionary);
+    return found ? found->find(key) : nullptr;
+}
+
+std::string textOf(const Bytes& block, std::string_view key)
+{
+    const PropertyDictionary properties = propertiesOf(block);
+    const PropertyValue* value = find(properties, "{TIFF}", key);
+    return value && value->text() ? *value->text() : "none";
+}
+
+std::size_t differences(const Bytes& before, const Bytes& after)
+{
+    std::size_t count = 0;
+    for (std::size_t at = 0; at < std::min(before.size(), after.size()); ++at)
+        count += before[at] != after[at] ? 1 : 0;
+    return count + (after.size() < before.size() ? before.size() - after.size() : 0);
+}
+
+} // namespace
+
+TEST(ExifRewriting, MovesNoByteOfWhatIsThere)
+{
+    for (const ByteOrder order : bothOrders) {
+        const Bytes before = phoneExif(order);
+        const Bytes after = rewritten(before, tiff({{"Software", "Another 2.0"}, {"Model", "Phone"}}));
+        EXPECT_EQ(textOf(after, "Software"), "Another 2.0");
+        EXPECT_EQ(textOf(after, "Model"), "Phone");
+        EXPECT_EQ(textOf(after, "Make"), "Maker");
+        EXPECT_LE(differences(before, after), 4U) << "only the place of the first directory";
+        EXPECT_EQ(after.size() % 2, 0U);
+        const auto old = TiffBlock::open(before);
+        const auto anew = TiffBlock::open(after);
+        ASSERT_TRUE(old && anew);
+        EXPECT_EQ(old->first().next, anew->first().next) << "the thumbnail";
+        EXPECT_EQ(anew->first().entries.size(), old->first().entries.size() + 1);
+        for (const std::uint16_t tag : std::initializer_list<std::uint16_t>{0xC000, 0x8769, 0xC634}) {
+            const auto oldRaw = engine::ByteView(before).subspan(old->first().find(tag)->place, 12);
+            const auto newRaw = engine::ByteView(after).subspan(anew->first().find(tag)->place, 12);
+            EXPECT_TRUE(engine::areEqual(oldRaw, newRaw)) << tag;
+        }
+    }
+}
+
+TEST(ExifRewriting, OfValuesThatAreThereChangesTheirEntriesOnly)
+{
+    for (const ByteOrder order : bothOrders) {
+        const Bytes before = phoneExif(order);
+        EXPECT_TRUE(rewritten(before, propertiesOf(before)) == before) << "10/30 and 1/3 are the same";
+        const Bytes shorter = rewritten(before, tiff({{"Software", "abc"}, {"Orientation", 3}}));
+        EXPECT_EQ(shorter.size(), before.size());
+        EXPECT_EQ(textOf(shorter, "Software"), "abc");
+        EXPECT_LE(differences(before, shorter), 9U);
+
+        PropertyDictionary all = propertiesOf(before);
+        PropertyDictionary exif = *all.findDictionary("{Exif}");
+        exif.set("DateTimeOriginal", "2026:11:25 10:00:00");
+        all.set("{Exif}", exif);
+        const Bytes longer = rewritten(before, all);
+        EXPECT_LE(differences(before, longer), 4U) << "only the place of the Exif directory";
+        EXPECT_TRUE(propertiesOf(longer) == propertiesOf(rewritten(longer, all)));
+        EXPECT_EQ(*find(propertiesOf(longer), "{Exif}", "ExposureTime"), PropertyValue(10.0 / 30));
+    }
+}
+
+TEST(ExifRewriting, SetsEveryEntryOfATagThatIsThereTwice)
+{
+    TiffBuilder builder(ByteOrder::little);
+    const Bytes before = builder.finish(builder.addDirectory({builder.text(0x0131, "Camera 1.0"),
+        builder.text(0x0131, "Camera 1.1"), {0x0132, static_cast<TiffType>(9), 1, {}}}));
+    const Bytes after = rewritten(before, tiff({{"Software", "Another 2.0"}}));
+    const auto block = TiffBlock::open(after);
+    ASSERT_TRUE(block);
+    for (const std::size_t index : {0U, 1U}) {
+        const auto value = block->value(block->first().entries[index]);
+        EXPECT_TRUE(value && engine::areEqual(*value, bytesOf("Another 2.0\0"sv)));
+    }
+}
+
+TEST(ExifRewriting, OfABlockThatEndsTooEarlyAddsNothingToItsDirectories)
+{
+    TiffBuilder builder(ByteOrder::big);
+    Bytes before = builder.finish(builder.addDirectory({builder.text(0x0131, "Camera 1.0")}));
+    before.resize(before.size() - 3);
+    const Bytes after = rewritten(before, tiff({{"Software", "Another 2.0"}}));
+    const auto block = TiffBlock::open(after);
+    ASSERT_TRUE(block);
+    EXPECT_EQ(block->first().next, 0U);
+    EXPECT_EQ(textOf(after, "Software"), "Another 2.0");
+}
+
+TEST(ExifRewriting, TakesWhatIsDamagedAsAbsentOrRefuses)
+{
+    TiffBuilder builder(ByteOrder::big);
+    TiffBuilder::Entry farAway = builder.longInteger(0x0131, 0xFFFFFFF0);
+    farAway.type = TiffType::ascii;
+    farAway.count = 100;
+    const std::size_t place = builder.addDirectory({farAway, builder.longInteger(0x8769, 0x7FFFFFFF)});
+    Bytes block = builder.finish(place);
+    const std::size_t next = block.size() - 4;
+    engine::Splice cycle{
+        .begin = next, .end = next + 4, .bytes = builder.numbers({static_cast<std::uint32_t>(place)})};
+    block = engine::spliced(block, {cycle});
+    EXPECT_EQ(textOf(block, "Software"), "none");
+    EXPECT_EQ(textOf(rewritten(block, tiff({{"Software", "Another 2.0"}})), "Software"), "Another 2.0");
+    EXPECT_EQ(
+        errorOf(block, {{"{Exif}", PropertyDictionary{{"Flash", 1}}}}), "a directory of the EXIF is damaged");
+
+    EXPECT_EQ(
+        errorOf(builder.finish(0x10000), tiff({{"Software", "x"}})), "the EXIF of the picture is damaged");
+    EXPECT_EQ(errorOf(bytesOf("II*"), tiff({{"Software", "x"}})), "the EXIF of the picture is damaged");
+    EXPECT_EQ(errorOf({}, tiff({{"Software", "x"}})), "the EXIF of the picture is damaged");
+    Bytes many = block;
+    many[place] = std::byte{0xFF}; // entries
+    EXPECT_EQ(errorOf(many, tiff({{"Software", "x"}})), "the EXIF of the picture is damaged");
+}
+
+TEST(ExifRewriting, IgnoresWhatATagCannotTake)
+{
+    const Bytes before = phoneExif(ByteOrder::little);
+    const PropertyDictionary properties{{"Orientation", 9}, {"PixelWidth", 3}, {"Unknown", "x"},
+        {"{GPS}", "x"},
+        {"{TIFF}",
+            PropertyDictionary{{"Software", 3}, {"ImageWidth", 5}, {"Orientation", "left"},
+                {"XResolution", -1.0}, {"ResolutionUnit", 1.5}, {"WhitePoint", PropertyValue::List{1.0}}}},
+        {"{Exif}",
+            PropertyDictionary{{"MakerNote", PropertyValue::Bytes(3)}, {"ExifVersion", "2.3"},
+                {"Flash", 1 << 16}, {"ExposureTime", std::nan("")}, {"PixelXDimension", -1},
+                {"FNumber", PropertyValue::List{}}}}};
+    EXPECT_TRUE(rewritten(before, properties) == before);
+    const PropertyDictionary gps{{"{GPS}",
+        PropertyDictionary{
+            {"Latitude", 181.0}, {"Altitude", -3.0}, {"TimeStamp", "25:00:00"}, {"AltitudeRef", 256}}}};
+    EXPECT_TRUE(rewritten(before, gps) == before) << "no empty directory either";
+    EXPECT_EQ(textOf(rewritten(before, tiff({{"Software", "cut\0here"sv}})), "Software"), "cut");
+}
+
+TEST(ExifRewriting, TakesTheOrientationFromEitherPlace)
+{
+    const Bytes before = phoneExif(ByteOrder::big); // 6
+    const auto orientation = [&](const PropertyDictionary& properties) {
+        const PropertyDictionary result = propertiesOf(rewritten(before, properties));
+        EXPECT_EQ(*result.find("Orientation"), *find(result, "{TIFF}", "Orientation"));
+        return *result.find("Orientation")->integer();
+    };
+    EXPECT_EQ(orientation({{"Orientation", 3}, {"{TIFF}", PropertyDictionary{{"Orientation", 6}}}}), 3);
+    EXPECT_EQ(orientation({{"Orientation", 6}, {"{TIFF}", PropertyDictionary{{"Orientation", 3}}}}), 3);
+    EXPECT_EQ(orientation({{"Orientation", 1}}), 1);
+    EXPECT_EQ(orientation(tiff({{"Orientation", 8}})), 8);
+}
+
+TEST(ExifRewriting, OfAStillWithoutExifMakesTheDirectoriesThatItNeeds)
+{
+    const PropertyDictionary given{{"Orientation", 6},
+        {"{TIFF}",
+            PropertyDictionary{
+                {"Make", "Maker"}, {"Orientation", 6}, {"XResolution", 72.0}, {"Software", "Älbum"}}},
+        {"{Exif}",
+            PropertyDictionary{{"ExposureTime", 1.0 / 3}, {"ISOSpeedRatings", PropertyValue::List{100, 200}},
+                {"DateTimeOriginal", "2026:11:25 10:00:00"}, {"ShutterSpeedValue", -3.25},
+                {"UserComment", PropertyValue::Bytes(5, std::byte{7})}, {"SubsecTime", "042"},
+                {"PixelXDimension", 70000}, {"PixelYDimension", 4}}},
+        {"{GPS}",
+            PropertyDictionary{{"LatitudeRef", "S"}, {"Latitude", 33.856784}, {"LongitudeRef", "W"},
+                {"Longitude", 119.99999999999}, {"AltitudeRef", 1}, {"Altitude", 12.5},
+                {"TimeStamp", "09:08:07.25"}, {"DateStamp", "2026:11:25"}, {"DOP", 4.0},
+                {"ImgDirectionRef", "T"}, {"ImgDirection", 271.53}}}};
+    const auto file = engine::rewriteImage(jpeg({}), given);
+    ASSERT_TRUE(file);
+    const PropertyDictionary read = engine::readImageProperties(*file);
+    for (const char* name : {"{TIFF}", "{Exif}", "{GPS}"}) {
+        for (const auto& [key, value] : *given.findDictionary(name)) {
+            const PropertyValue* found = find(read, name, key);
+            ASSERT_TRUE(found) << key;
+            if (value.number())
+                EXPECT_NEAR(*found->number(), *value.number(), 1e-9) << key;
+            else
+                EXPECT_TRUE(*found == value) << key;
+        }
+    }
+    EXPECT_EQ(read.findDictionary("{TIFF}")->size(), 4U) << "nothing that was not asked for";
+    EXPECT_EQ(*find(read, "{Exif}", "ExifVersion"), PropertyValue("0232"));
+    EXPECT_EQ(*find(read, "{Exif}", "FlashpixVersion"), PropertyValue("0100"));
+    EXPECT_EQ(*find(read, "{GPS}", "VersionID"), PropertyValue(PropertyValue::List{2, 3, 0, 0}));
+    EXPECT_EQ(read.findDictionary("{Exif}")->size(), 8U + 3U);
+
+    const auto inPng = engine::rewriteImage(png({}), {{"{Exif}", PropertyDictionary{{"Flash", 0}}}});
+    ASSERT_TRUE(inPng);
+    const PropertyDictionary readFromPng = engine::readImageProperties(*inPng);
+    EXPECT_EQ(readFromPng.findDictionary("{Exif}")->size(), 2U);
+    EXPECT_FALSE(readFromPng.findDictionary("{TIFF}"));
+}
+
+TEST(ExifNumbers, AreTheFractionsThatPeopleWouldWrite)
+{
+    struct Case {
+        double number;
+        std::uint32_t largest, numerator, denominator;
+    };
+    constexpr std::uint32_t all = 0xFFFFFFFF;
+    for (const auto& [number, largest, numerator, denominator] :
+        {Case{0, all, 0, 1}, {72, all, 72, 1}, {1.8, all, 18, 10}, {271.53, all, 27153, 100},
+            {1.0 / 3, all, 1, 3}, {1.0 / 323, all, 1, 323}, {4294967295.0, all, all, 1},
+            {1e-9, all, 1, 1'000'000'000}, {1e-12, all, 0, 1}, {2147483646.75, 0x7FFFFFFF, 2147483647, 1}}) {
+        const engine::Fraction fraction = engine::fractionOf(number, largest);
+        EXPECT_EQ(fraction.numerator, numerator) << number;
+        EXPECT_EQ(fraction.denominator, denominator) << number;
+    }
+    for (double number = 1e-7; number < 4e9; number *= 1.2345678) {
+        const engine::Fraction fraction = engine::fractionOf(number, all);
+        EXPECT_NEAR(double(fraction.numerator) / fraction.denominator, number, number * 2.4e-10 + 2.4e-10)
+            << number;
+    }
+    const engine::FractionTriple carried = engine::coordinateOf(119.99999999999);
+    EXPECT_EQ(carried[0].numerator, 120U);
+    EXPECT_EQ(carried[2].numerator, 0U);
+    EXPECT_EQ(engine::clockText({9, 8, 7.25}), "09:08:07.25");
+    EXPECT_EQ(engine::clockText({23, 59, 59.9999999}), "23:59:60") << "nearly the next day, as a leap second";
+    EXPECT_EQ(engine::clockText({24, 0, 1}), std::nullopt);
+    for (const char* wrong : {"9:08:07", "09:08:07.", "09:08:07.1234567", "09-08-07", "09:60:00", "+9:08:07"})
+        EXPECT_FALSE(engine::clockFrom(wrong)) << wrong;
+}
+
+} // namespace tamsel::tests

@@ -1,0 +1,229 @@
+#include "PictureFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace tamsel::tests {
+
+using engine::ByteOrder;
+using engine::TiffType;
+
+Bytes bytesOf(std::string_view text)
+{
+    const auto view = std::as_bytes(std::span(text));
+    return {view.begin(), view.end()};
+}
+
+Bytes join(const std::vector<Bytes>& parts)
+{
+    Bytes result;
+    for (const Bytes& part : parts)
+        engine::append(result, part);
+    return result;
+}
+
+std::size_t placeOf(const Bytes& file, std::string_view text)
+{
+    const Bytes sought = bytesOf(text);
+    const auto found = std::ranges::search(file, sought);
+    EXPECT_FALSE(found.empty()) << "no '" << text << "'";
+    return static_cast<std::size_t>(found.begin() - file.begin());
+}
+
+TiffBuilder::TiffBuilder(ByteOrder order) : order_(order)
+{
+    bytes_ = bytesOf(order == ByteOrder::little ? "II" : "MM");
+    engine::appendNumber(bytes_, 42, 2, order);
+    bytes_.resize(8);
+}
+
+Bytes TiffBuilder::numbers(const std::vector<std::uint32_t>& values, std::size_t size) const
+{
+    Bytes result;
+    for (const std::uint32_t value : values)
+        engine::appendNumber(result, value, size, order_);
+    return result;
+}
+
+TiffBuilder::Entry TiffBuilder::text(std::uint16_t tag, std::string_view text) const
+{
+    Bytes value = bytesOf(text);
+    value.push_back({});
+    return {tag, TiffType::ascii, static_cast<std::uint32_t>(value.size()), value};
+}
+
+TiffBuilder::Entry TiffBuilder::shortInteger(std::uint16_t tag, std::uint32_t value) const
+{
+    return {tag, TiffType::shortInteger, 1, numbers({value}, 2)};
+}
+
+TiffBuilder::Entry TiffBuilder::longInteger(std::uint16_t tag, std::size_t value) const
+{
+    return {tag, TiffType::longInteger, 1, numbers({static_cast<std::uint32_t>(value)})};
+}
+
+TiffBuilder::Entry TiffBuilder::rationals(std::uint16_t tag, const std::vector<std::uint32_t>& values) const
+{
+    return {tag, TiffType::rational, static_cast<std::uint32_t>(values.size() / 2), numbers(values)};
+}
+
+std::size_t TiffBuilder::add(const Bytes& bytes)
+{
+    bytes_.resize(bytes_.size() + bytes_.size() % 2);
+    const std::size_t place = bytes_.size();
+    engine::append(bytes_, bytes);
+    return place;
+}
+
+std::size_t TiffBuilder::addDirectory(const std::vector<Entry>& entries, std::size_t next)
+{
+    Bytes directory;
+    engine::appendNumber(directory, entries.size(), 2, order_);
+    for (const Entry& entry : entries) {
+        engine::appendNumber(directory, entry.tag, 2, order_);
+        engine::appendNumber(directory, static_cast<std::uint64_t>(entry.type), 2, order_);
+        engine::appendNumber(directory, entry.count, 4, order_);
+        if (entry.value.size() > 4) {
+            engine::appendNumber(directory, add(entry.value), 4, order_);
+        } else {
+            engine::append(directory, entry.value);
+            directory.resize(directory.size() + 4 - entry.value.size());
+        }
+    }
+    engine::appendNumber(directory, next, 4, order_);
+    return add(directory);
+}
+
+Bytes TiffBuilder::finish(std::size_t first)
+{
+    Bytes result = bytes_;
+    const Bytes place = numbers({static_cast<std::uint32_t>(first)});
+    std::ranges::copy(place, result.begin() + 4);
+    return result;
+}
+
+Bytes phoneExif(ByteOrder order)
+{
+    TiffBuilder builder(order);
+    const std::size_t thumbnail = builder.add(bytesOf("\xFF\xD8 thumbnail \xFF\xD9"));
+    const std::size_t second
+        = builder.addDirectory({builder.longInteger(513, thumbnail), builder.longInteger(514, 15)});
+    const std::size_t below = builder.addDirectory({builder.text(0xC001, "of the maker alone")});
+    const std::size_t exif = builder.addDirectory(
+        {builder.rationals(0x829A, {10, 30}), {0x9000, TiffType::undefined, 4, bytesOf("0221")},
+            {0x927C, TiffType::undefined, 24, bytesOf("MAKER\0\1 offset 0x00000042")},
+            builder.shortInteger(0xA002, 8)});
+    return builder.finish(builder.addDirectory(
+        {builder.text(0x0131, "Camera 1.0"), builder.text(0x010F, "Maker"), builder.shortInteger(0x0112, 6),
+            {0xC000, static_cast<TiffType>(77), 3, bytesOf("\1\2\3\4")}, builder.longInteger(0x8769, exif),
+            builder.longInteger(0xC634, below)},
+        second));
+}
+
+Bytes jpegSegment(unsigned marker, const Bytes& content)
+{
+    Bytes result;
+    engine::appendNumber(result, 0xFF00U | marker, 2, ByteOrder::big);
+    engine::appendNumber(result, content.size() + 2, 2, ByteOrder::big);
+    engine::append(result, content);
+    return result;
+}
+
+Bytes exifSegment(const Bytes& block)
+{
+    return jpegSegment(0xE1, join({bytesOf(std::string_view("Exif\0\0", 6)), block}));
+}
+
+Bytes jpeg(const std::vector<Bytes>& segments, std::string_view behind)
+{
+    const Bytes frame = jpegSegment(0xC0,
+        bytesOf(std::string_view("\x08\x00\x04\x00\x08\x03"
+                                 "123456789",
+            15)));
+    const Bytes scan = jpegSegment(0xDA, bytesOf(std::string_view("\x01\x01\x00\x00\x3F\x00", 6)));
+    // What looks like segments in the scan, or behind it, is none.
+    return join(
+        {bytesOf("\xFF\xD8"), join(segments), frame, scan, bytesOf(std::string_view("\x12\xFF\0\x34", 4)),
+            exifSegment(bytesOf("no EXIF")), bytesOf("\xFF\xD9"), bytesOf(behind)});
+}
+
+namespace {
+
+std::uint32_t checksumOf(const Bytes& bytes)
+{
+    std::uint32_t value = ~0U;
+    for (const std::byte byte : bytes) {
+        value ^= std::to_integer<std::uint32_t>(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            value = value >> 1U ^ ((value & 1U) != 0 ? 0xEDB88320U : 0U);
+    }
+    return ~value;
+}
+
+} // namespace
+
+Bytes pngChunk(std::string_view type, const Bytes& data)
+{
+    Bytes result;
+    engine::appendNumber(result, data.size(), 4, ByteOrder::big);
+    engine::append(result, bytesOf(type));
+    engine::append(result, data);
+    engine::appendNumber(result, checksumOf(join({bytesOf(type), data})), 4, ByteOrder::big);
+    return result;
+}
+
+Bytes png(const std::vector<Bytes>& beforePicture, const std::vector<Bytes>& behindPicture)
+{
+    const Bytes head = pngChunk("IHDR", bytesOf(std::string_view("\0\0\0\x08\0\0\0\x04\x08\x02\0\0\0", 13)));
+    Bytes picture = pngChunk("IDAT", bytesOf("no zlib"));
+    picture.back() ^= std::byte{1}; // a wrong checksum is the file's own
+    return join({bytesOf("\x89PNG\r\n\x1A\n"), head, join(beforePicture), picture, pngChunk("IDAT", {}),
+        join(behindPicture), pngChunk("IEND", {}), bytesOf("behind it")});
+}
+
+Bytes webPChunk(std::string_view type, const Bytes& data)
+{
+    Bytes result = bytesOf(type);
+    engine::appendNumber(result, data.size(), 4, ByteOrder::little);
+    engine::append(result, data);
+    result.resize(result.size() + data.size() % 2);
+    return result;
+}
+
+Bytes webP(const std::vector<Bytes>& chunks)
+{
+    const Bytes content = join(chunks);
+    Bytes result = bytesOf("RIFF");
+    engine::appendNumber(result, 4 + content.size(), 4, ByteOrder::little);
+    return join({result, bytesOf("WEBP"), content});
+}
+
+Bytes lossyPicture()
+{
+    return webPChunk("VP8 ", bytesOf(std::string_view("\x10\0\0\x9D\x01\x2A\x08\0\x04\0picture", 17)));
+}
+
+Bytes losslessPictureWithAlpha()
+{
+    Bytes data = bytesOf("\x2F");
+    engine::appendNumber(data, 7U | 3U << 14U | 1U << 28U, 4, ByteOrder::little);
+    return webPChunk("VP8L", join({data, bytesOf("picture")}));
+}
+
+Bytes tiffFile(ByteOrder order)
+{
+    TiffBuilder builder(order);
+    const auto page = [&](std::string_view strip, std::size_t next, std::vector<TiffBuilder::Entry> more) {
+        const std::size_t place = builder.add(bytesOf(strip));
+        std::vector<TiffBuilder::Entry> entries{builder.shortInteger(256, 8), builder.shortInteger(257, 4),
+            builder.longInteger(273, place), builder.longInteger(279, strip.size())};
+        entries.insert(entries.end(), more.begin(), more.end());
+        return builder.addDirectory(entries, next);
+    };
+    const std::size_t below = page("the strip below", 0, {});
+    const std::size_t second = page("the second strip", 0, {builder.text(0x0131, "Scanner")});
+    return builder.finish(page("the first strip", second, {builder.longInteger(330, below)}));
+}
+
+} // namespace tamsel::tests
