@@ -4,6 +4,7 @@
 #include <engine/image/fileBytes.h>
 #include <engine/image/imageMetadata.h>
 
+#include <cstdint>
 #include <expected>
 #include <memory>
 #include <optional>

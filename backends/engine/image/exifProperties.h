@@ -5,6 +5,7 @@
 #include <tamsel/platform/CGImageProperties.h>
 #include <tamsel/platform/Error.h>
 
+#include <cstdint>
 #include <expected>
 #include <optional>
 #include <vector>

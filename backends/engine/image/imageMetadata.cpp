@@ -4,6 +4,7 @@
 #include <engine/image/exifProperties.h>
 #include <engine/image/pictureData.h>
 
+#include <algorithm>
 #include <string_view>
 
 namespace tamsel::engine {
