@@ -162,8 +162,8 @@ TEST(AlbumCommand, ChangesSoftwareAndModelAndNothingElse)
         EXPECT_EQ(outcome.status, 0) << file;
         EXPECT_EQ(count(outcome.errors, "tamsel-capture:"), 0U) << outcome.errors;
         // A plain WebP file becomes an extended one, which says its size twice.
-        if (exif(file, "-FileType") != "WEBP\n")
-            EXPECT_EQ(otherTags(out), otherTags(file)) << file;
+        const bool isPlainWebP = exif(file, "-FileType") == "WEBP\n";
+        EXPECT_TRUE(isPlainWebP || otherTags(out) == otherTags(file)) << file;
         const std::string before = exif(file, "-IFD0:Software -IFD0:Model");
         const std::string software = before.substr(0, before.find('\n'));
         const std::string model = before.substr(before.find('\n') + 1, before.size() - before.find('\n') - 2);

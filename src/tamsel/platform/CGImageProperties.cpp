@@ -107,39 +107,59 @@ bool PropertyValue::operator==(const PropertyValue& other) const
 
 namespace {
 
-template <typename Number> std::string shortest(Number number)
+// Everything is appended: g++ 12 sees dangers in sums of strings.
+
+template <typename Number> void append(std::string& line, Number number)
 {
     std::array<char, 32> text{};
     const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
-    return {text.data(), result.ptr};
+    line.append(text.data(), result.ptr);
 }
 
-std::string describe(const PropertyValue& value)
+void append(std::string& line, const PropertyDictionary& dictionary);
+
+void append(std::string& line, const PropertyValue& value)
 {
     if (const std::string* text = value.text())
-        return debugDescription(*text);
+        line.append(debugDescription(*text));
     if (const std::int64_t* integer = value.integer())
-        return shortest(*integer);
+        append(line, *integer);
     if (const double* real = value.real())
-        return shortest(*real);
-    if (const PropertyValue::Bytes* bytes = value.bytes())
-        return "<" + shortest(bytes->size()) + " bytes>";
+        append(line, *real);
+    if (const PropertyValue::Bytes* bytes = value.bytes()) {
+        line.append(1, '<');
+        append(line, bytes->size());
+        line.append(" bytes>");
+    }
     if (const PropertyDictionary* dictionary = value.dictionary())
-        return platform::describe(*dictionary);
-    std::string line = "[";
-    for (const PropertyValue& element : *value.list())
-        line.append(line.size() > 1 ? ", " : "").append(describe(element));
-    return line + "]";
+        append(line, *dictionary);
+    if (const PropertyValue::List* list = value.list()) {
+        const char* separator = "[";
+        for (const PropertyValue& element : *list) {
+            line.append(std::exchange(separator, ", "));
+            append(line, element);
+        }
+        line.append(list->empty() ? "[]" : "]");
+    }
+}
+
+void append(std::string& line, const PropertyDictionary& dictionary)
+{
+    const char* separator = "{";
+    for (const auto& [key, value] : dictionary) {
+        line.append(std::exchange(separator, ", ")).append(debugDescription(key)).append(": ");
+        append(line, value);
+    }
+    line.append(dictionary.empty() ? "{}" : "}");
 }
 
 } // namespace
 
 std::string describe(const PropertyDictionary& dictionary)
 {
-    std::string line = "{";
-    for (const auto& [key, value] : dictionary)
-        line.append(line.size() > 1 ? ", " : "").append(debugDescription(key)).append(": ").append(describe(value));
-    return line + "}";
+    std::string line;
+    append(line, dictionary);
+    return line;
 }
 
 } // namespace tamsel::platform
