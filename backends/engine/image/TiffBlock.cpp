@@ -134,6 +134,13 @@ std::vector<std::uint32_t> TiffBlock::numbers(const TiffEntry& entry) const
     return result;
 }
 
+std::optional<std::uint32_t> TiffBlock::number(std::uint16_t tag) const
+{
+    const TiffEntry* entry = first_.find(tag);
+    const std::vector<std::uint32_t> found = entry ? numbers(*entry) : std::vector<std::uint32_t>{};
+    return found.size() == 1 ? std::optional(found.front()) : std::nullopt;
+}
+
 std::vector<TiffDirectory> TiffBlock::allDirectories() const
 {
     std::vector<TiffDirectory> result{first_};

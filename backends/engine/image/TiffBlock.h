@@ -82,6 +82,8 @@ public:
     [[nodiscard]] std::optional<ByteView> value(const TiffEntry& entry) const;
     /// The values of an entry of whole numbers without sign; none for anything else.
     [[nodiscard]] std::vector<std::uint32_t> numbers(const TiffEntry& entry) const;
+    /// The one whole number that an entry of the first directory holds; absent when there is none, or several.
+    [[nodiscard]] std::optional<std::uint32_t> number(std::uint16_t tag) const;
 
     /// The first directory, those that follow it, and those below them; each once, and no endless number of them.
     [[nodiscard]] std::vector<TiffDirectory> allDirectories() const;

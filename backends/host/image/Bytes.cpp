@@ -1,7 +1,6 @@
 #include <host/image/Bytes.h>
 
 #include <algorithm>
-#include <cstring>
 
 namespace tamsel::host {
 
@@ -15,12 +14,6 @@ std::optional<std::uint32_t> numberAt(Bytes bytes, std::size_t offset, std::size
         number = number << 8
             | std::to_integer<std::uint32_t>(part[order == std::endian::big ? index : size - 1 - index]);
     return number;
-}
-
-bool hasTextAt(Bytes bytes, std::size_t offset, std::string_view text)
-{
-    const Bytes part = partOf(bytes, offset, text.size());
-    return part.size() == text.size() && std::memcmp(part.data(), text.data(), text.size()) == 0;
 }
 
 Bytes partOf(Bytes bytes, std::size_t offset, std::size_t size)

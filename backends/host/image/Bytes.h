@@ -1,21 +1,19 @@
 #pragma once
 
+#include <engine/image/fileBytes.h>
+
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
-#include <string_view>
 
 namespace tamsel::host {
 
-using Bytes = std::span<const std::byte>;
+using Bytes = engine::ByteView;
 
 /// The unsigned number of `size` bytes, up to 4, at `offset`; absent where the bytes end before.
 [[nodiscard]] std::optional<std::uint32_t> numberAt(
     Bytes bytes, std::size_t offset, std::size_t size, std::endian order);
-
-[[nodiscard]] bool hasTextAt(Bytes bytes, std::size_t offset, std::string_view text);
 
 /// As much of the wanted part as is there.
 [[nodiscard]] Bytes partOf(Bytes bytes, std::size_t offset, std::size_t size);

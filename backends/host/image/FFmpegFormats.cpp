@@ -1,7 +1,8 @@
 // TIFF, BMP and GIF pictures: their headers are read here, their pixels by the FFmpeg libraries.
 
+#include <host/image/Bytes.h>
+#include <host/image/Orientation.h>
 #include <host/image/PictureFormats.h>
-#include <host/image/TiffDirectory.h>
 #include <host/movie/FrameConverter.h>
 
 extern "C" {
@@ -83,14 +84,12 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, AVCodecI
 
 std::optional<PictureHeader> readTiffHeader(Bytes picture)
 {
-    constexpr std::uint16_t widthTag = 0x0100;
-    constexpr std::uint16_t heightTag = 0x0101;
-    const auto directory = TiffDirectory::read(picture);
-    const auto width = directory ? directory->value(widthTag) : std::nullopt;
-    const auto height = directory ? directory->value(heightTag) : std::nullopt;
+    const auto tiff = engine::TiffBlock::open(picture);
+    const auto width = tiff ? tiff->number(engine::tiffTag::imageWidth) : std::nullopt;
+    const auto height = tiff ? tiff->number(engine::tiffTag::imageLength) : std::nullopt;
     if (!width || !height)
         return std::nullopt;
-    return PictureHeader{.width = *width, .height = *height, .orientation = directory->orientation()};
+    return PictureHeader{.width = *width, .height = *height, .orientation = orientationOf(*tiff)};
 }
 
 std::optional<PictureHeader> readBitmapHeader(Bytes picture)
@@ -98,7 +97,7 @@ std::optional<PictureHeader> readBitmapHeader(Bytes picture)
     constexpr std::uint32_t oldHeaderSize = 12;
     constexpr std::array<std::uint32_t, 6> headerSizes{40, 52, 56, 64, 108, 124};
     const auto headerSize = little(picture, 14, 4);
-    if (!hasTextAt(picture, 0, "BM"sv) || !headerSize)
+    if (!engine::holdsText(picture, 0, "BM"sv) || !headerSize)
         return std::nullopt;
     if (*headerSize == oldHeaderSize) {
         const auto height = little(picture, 20, 2);
@@ -117,7 +116,7 @@ std::optional<PictureHeader> readBitmapHeader(Bytes picture)
 std::optional<PictureHeader> readGifHeader(Bytes picture)
 {
     const auto height = little(picture, 8, 2);
-    if ((!hasTextAt(picture, 0, "GIF87a"sv) && !hasTextAt(picture, 0, "GIF89a"sv)) || !height)
+    if ((!engine::holdsText(picture, 0, "GIF87a"sv) && !engine::holdsText(picture, 0, "GIF89a"sv)) || !height)
         return std::nullopt;
     return PictureHeader{.width = *little(picture, 6, 2), .height = *height};
 }

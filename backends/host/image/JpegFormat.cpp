@@ -1,5 +1,6 @@
+#include <host/image/Bytes.h>
+#include <host/image/Orientation.h>
 #include <host/image/PictureFormats.h>
-#include <host/image/TiffDirectory.h>
 
 #include <turbojpeg.h>
 
@@ -52,7 +53,7 @@ std::optional<JpegHeader> readJpegHeader(Bytes picture)
 {
     constexpr std::uint32_t startOfScan = 0xda;
     constexpr std::uint32_t endOfImage = 0xd9;
-    if (!hasTextAt(picture, 0, "\xff\xd8\xff"sv))
+    if (!engine::holdsText(picture, 0, "\xff\xd8\xff"sv))
         return std::nullopt;
     JpegHeader header;
     bool hasExif = false;
@@ -71,10 +72,10 @@ std::optional<JpegHeader> readJpegHeader(Bytes picture)
             header.picture.height = big(segment, 1, 2).value_or(0);
             header.picture.width = big(segment, 3, 2).value_or(0);
             header.components = big(segment, 5, 1).value_or(0);
-        } else if (*marker == 0xe1 && !hasExif && hasTextAt(segment, 0, "Exif\0"sv)) {
+        } else if (*marker == 0xe1 && !hasExif && engine::holdsText(segment, 0, "Exif\0"sv)) {
             hasExif = true;
             header.picture.orientation = exifOrientation(segment);
-        } else if (*marker == 0xee && hasTextAt(segment, 0, "Adobe"sv)) {
+        } else if (*marker == 0xee && engine::holdsText(segment, 0, "Adobe"sv)) {
             header.isInverted = true;
         }
     }

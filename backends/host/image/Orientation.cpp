@@ -4,6 +4,7 @@
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace tamsel::host {
 
@@ -13,6 +14,22 @@ namespace {
 constexpr std::size_t tile = 32;
 
 } // namespace
+
+Orientation orientationOf(const engine::TiffBlock& tiff)
+{
+    const std::uint32_t found = tiff.number(engine::tiffTag::orientation).value_or(upright);
+    return found >= 1 && found <= 8 ? static_cast<Orientation>(found) : upright;
+}
+
+Orientation exifOrientation(engine::ByteView exif)
+{
+    using namespace std::string_view_literals;
+    constexpr auto prefix = "Exif\0\0"sv;
+    if (engine::holdsText(exif, 0, prefix))
+        exif = exif.subspan(prefix.size());
+    const auto tiff = engine::TiffBlock::open(exif);
+    return tiff ? orientationOf(*tiff) : upright;
+}
 
 void turnUpright(
     const platform::CVPixelBuffer& source, platform::CVPixelBuffer& target, Orientation orientation)

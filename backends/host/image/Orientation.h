@@ -1,5 +1,7 @@
 #pragma once
 
+#include <engine/image/TiffBlock.h>
+
 #include <tamsel/platform/CVPixelBuffer.h>
 
 namespace tamsel::host {
@@ -16,6 +18,12 @@ inline constexpr Orientation upright = 1;
 {
     return orientation >= 5;
 }
+
+/// As the orientation tag of its first directory says; upright when that says nothing that is known.
+[[nodiscard]] Orientation orientationOf(const engine::TiffBlock& tiff);
+
+/// The orientation in Exif data, with or without the six letters that JPEG files put in front of it.
+[[nodiscard]] Orientation exifOrientation(engine::ByteView exif);
 
 /// Copies `source` into `target`, which has its size or, where rows become columns, that size the other way round.
 void turnUpright(

@@ -1,5 +1,6 @@
+#include <host/image/Bytes.h>
+#include <host/image/Orientation.h>
 #include <host/image/PictureFormats.h>
-#include <host/image/TiffDirectory.h>
 
 #include <png.h>
 
@@ -28,7 +29,7 @@ Orientation orientationOf(Bytes picture)
 {
     std::size_t offset = signature.size();
     while (const auto size = big(picture, offset, 4)) {
-        if (hasTextAt(picture, offset + 4, "eXIf"sv))
+        if (engine::holdsText(picture, offset + 4, "eXIf"sv))
             return exifOrientation(partOf(picture, offset + 8, *size));
         offset += std::size_t{*size} + 12;
     }
@@ -37,7 +38,7 @@ Orientation orientationOf(Bytes picture)
 
 std::optional<PictureHeader> readHeader(Bytes picture)
 {
-    if (!hasTextAt(picture, 0, signature) || !hasTextAt(picture, 12, "IHDR"sv))
+    if (!engine::holdsText(picture, 0, signature) || !engine::holdsText(picture, 12, "IHDR"sv))
         return std::nullopt;
     const auto width = big(picture, 16, 4);
     const auto height = big(picture, 20, 4);

@@ -1,5 +1,6 @@
+#include <host/image/Bytes.h>
+#include <host/image/Orientation.h>
 #include <host/image/PictureFormats.h>
-#include <host/image/TiffDirectory.h>
 
 #include <webp/decode.h>
 #include <webp/demux.h>
@@ -24,7 +25,7 @@ Orientation orientationOf(Bytes picture)
 {
     std::size_t offset = 12;
     while (const auto size = numberAt(picture, offset + 4, 4, std::endian::little)) {
-        if (hasTextAt(picture, offset, "EXIF"sv))
+        if (engine::holdsText(picture, offset, "EXIF"sv))
             return exifOrientation(partOf(picture, offset + 8, *size));
         offset += 8 + std::size_t{*size} + *size % 2;
     }
@@ -34,7 +35,7 @@ Orientation orientationOf(Bytes picture)
 std::optional<PictureHeader> readHeader(Bytes picture)
 {
     WebPBitstreamFeatures features{};
-    if (!hasTextAt(picture, 0, "RIFF"sv) || !hasTextAt(picture, 8, "WEBP"sv)
+    if (!engine::holdsText(picture, 0, "RIFF"sv) || !engine::holdsText(picture, 8, "WEBP"sv)
         || WebPGetFeatures(rawBytes(picture), picture.size(), &features) != VP8_STATUS_OK)
         return std::nullopt;
     return PictureHeader{.width = static_cast<std::size_t>(features.width),
