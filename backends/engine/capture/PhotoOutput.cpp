@@ -5,8 +5,10 @@
 #include <engine/capture/turnPixels.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace tamsel::engine {
 
@@ -84,14 +86,30 @@ void PhotoOutput::capturePhoto(
     }
     // Posted before it can be given a frame, so that its calls come in their order.
     queue_->async([self = shared_from_this(), still] { self->begin(*still); });
-    const std::lock_guard lock(guard_);
-    waiting_.push_back(still);
-    isWaiting_ = true;
-    if (!timer_) {
+    {
+        const std::lock_guard lock(guard_);
+        waiting_.push_back(still);
+        isWaiting_ = true;
+    }
+    std::call_once(timerIsMade_, [this] {
         timer_ = context_->configuration.events.makeTimer(
             whileAlive(weak_from_this(), [](PhotoOutput& self) { self.expire(); }));
+    });
+    armTimer();
+}
+
+/// For the still that has waited longest. Of two calls at once the later one may arm for one that waits no more: the timer
+/// then fires early, and is armed anew.
+void PhotoOutput::armTimer()
+{
+    std::optional<nanoseconds> askedAt;
+    {
+        const std::lock_guard lock(guard_);
+        if (!waiting_.empty())
+            askedAt = waiting_.front()->askedAt;
     }
-    timer_->armAt(waiting_.front()->askedAt + frameLimit);
+    if (askedAt)
+        timer_->armAt(*askedAt + frameLimit);
 }
 
 void PhotoOutput::begin(Still& still)
@@ -198,9 +216,8 @@ void PhotoOutput::expire()
             waiting_.pop_front();
         }
         isWaiting_ = !waiting_.empty();
-        if (!waiting_.empty())
-            timer_->armAt(waiting_.front()->askedAt + frameLimit);
     }
+    armTimer();
     for (std::shared_ptr<Still>& still : expired)
         fail(std::move(still), "no frame came");
 }

@@ -51,14 +51,17 @@ private:
     void begin(Still& still);
     void finish(const Still& still, const Frame& frame);
     void fail(std::shared_ptr<Still> still, const char* reason);
+    void armTimer();
     void expire();
 
     const std::shared_ptr<CaptureContext> context_;
     const std::shared_ptr<platform::DispatchQueue> queue_;
     std::atomic<bool> isWaiting_ = false;
 
+    std::once_flag timerIsMade_;
+    std::unique_ptr<EventSource> timer_; ///< with the first still
+
     std::mutex guard_;
-    std::unique_ptr<EventSource> timer_; ///< made with the first still
     std::deque<std::shared_ptr<Still>> waiting_; ///< for a frame, in the order of asking
     int framesHeld_ = 0; ///< by stills that are being finished
 };
