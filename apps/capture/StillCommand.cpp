@@ -3,6 +3,7 @@
 #include "Sample.h"
 #include "StatusLine.h"
 
+#include <tamsel/camera/videoOrientation.h>
 #include <tamsel/platform/CLLocationManager.h>
 #include <tamsel/platform/RunLoop.h>
 
@@ -20,20 +21,6 @@ namespace {
 constexpr nanoseconds cameraLimit = 15s;
 constexpr nanoseconds locationLimit = 10s;
 constexpr nanoseconds stillLimit = 10s;
-
-AVCaptureVideoOrientation videoOrientation(UIInterfaceOrientation orientation)
-{
-    switch (orientation) {
-    case UIInterfaceOrientation::portraitUpsideDown:
-        return AVCaptureVideoOrientation::portraitUpsideDown;
-    case UIInterfaceOrientation::landscapeRight:
-        return AVCaptureVideoOrientation::landscapeRight;
-    case UIInterfaceOrientation::landscapeLeft:
-        return AVCaptureVideoOrientation::landscapeLeft;
-    default:
-        return AVCaptureVideoOrientation::portrait;
-    }
-}
 
 } // namespace
 

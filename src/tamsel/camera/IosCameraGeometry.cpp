@@ -1,5 +1,6 @@
 #include <tamsel/camera/IosCamera.h>
 
+#include <tamsel/camera/videoOrientation.h>
 #include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/Platform.h>
 
@@ -15,22 +16,6 @@ namespace {
 
 // The single-precision value just below π that the distance formula is defined with.
 constexpr float formulaPi = std::bit_cast<float>(0x40490FDAU);
-
-AVCaptureVideoOrientation videoOrientation(UIInterfaceOrientation orientation)
-{
-    switch (orientation) {
-    case UIInterfaceOrientation::portraitUpsideDown:
-        return AVCaptureVideoOrientation::portraitUpsideDown;
-    case UIInterfaceOrientation::landscapeRight:
-        return AVCaptureVideoOrientation::landscapeRight;
-    case UIInterfaceOrientation::landscapeLeft:
-        return AVCaptureVideoOrientation::landscapeLeft;
-    case UIInterfaceOrientation::unknown:
-    case UIInterfaceOrientation::portrait:
-        break;
-    }
-    return AVCaptureVideoOrientation::portrait;
-}
 
 } // namespace
 

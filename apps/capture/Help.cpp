@@ -1,0 +1,78 @@
+#include "Options.h"
+
+namespace tamsel::capture {
+
+std::string_view helpText()
+{
+    return R"(Usage: tamsel-capture [global options] COMMAND [options]
+
+Runs a camera session or motion detection the way a capture screen does, and shows what reaches the screen.
+
+Commands
+  devices                     the cameras that are there, as a table
+  frames                      run a session and count its frames, until interrupted unless told otherwise
+    --camera back|front       which camera (back)
+    --count N                 end after N frames
+    --seconds S               end after S seconds
+    --save-every K            save every K-th frame as PNG into the folder of --out
+    --contact-sheet FILE.png  a picture of evenly spaced frames
+    --motion LOG              tell motion verdicts beside the frames, of a log that is replayed meanwhile
+  still OUT.jpg               take one still, with where and with what it was taken
+    --camera back|front       which camera (back)
+    --location PLACE          LAT,LON[,ALT] in degrees and metres; nmea:FILE, the last three-dimensional fix of
+                              a log; gpsd:HOST[:PORT], the fix of a daemon
+    --heading DEG             where the camera points to, degrees clockwise from north
+    --silent                  without the sound of a shutter
+    --flash off|on|auto, --torch off|on|auto
+                              where the camera has them
+  motion LOG|sensor           tell whether the device is held still and tilted far enough, of a log, or of
+                              the sensors of this machine; each that the log has columns for, unless told
+                              otherwise
+    --stability               held still: rotation rates within the threshold of each other
+      --threshold R           radians per second (0.3)
+      --duration S            for how long, in seconds (0.8)
+    --facing-angle            tilted far enough
+      --angle DEG             degrees of pitch (45)
+    --real-time               replay at the log's own pace, not as fast as possible
+    --plot FILE.svg           a picture of the log and the verdicts
+  asset FILE                  read a recording: every frame, ten a second, whatever its own rate
+    --fast                    do not wait between the frames
+    --save-every K, --contact-sheet FILE.png
+                              as for frames
+  asset-still FILE OUT.png    the still that a screen gets of a recording: its image at 1/60 s, stored way up
+  thumbnail FILE OUT.png      the same image as a thumbnail
+  image FILE OUT.png          a picture, turned upright as it says itself: JPEG, PNG, WebP, TIFF, HEIC
+  album FILE OUT              an image of an album as a screen gets it: its metadata stamped, the picture untouched;
+                              what cannot be stamped (all but JPEG, PNG, WebP, TIFF) is written as it is
+    --orientation 1..8        to be told with it (the picture's own)
+
+Global options, before the command
+  --backend host|simulated    real inputs (default), or a scripted phone on virtual time
+  --back INPUT, --front INPUT what the back and the front camera see:
+                                a video file          clip.mp4        plays in a loop at its own pace
+                                a camera              /dev/video0
+                                a URL or FFmpeg input rtsp://...  lavfi:testsrc2
+                                a test pattern        test:720p  test:1080p  test:640x480@60
+                              without --back: the first V4L2 camera, else test:720p
+  --preset photo|none         the camera's largest format, or its best for video (photo)
+  --device-orientation O      how the device is held (portrait); also landscapeLeft, landscapeRight,
+                              portraitUpsideDown, faceUp, faceDown, unknown
+  --interface-orientation O   which way up the interface is (portrait); live frames are turned with it,
+                              stills say so
+  --json                      one JSON object a line on standard output, and nothing else there
+  --out DIR                   where pictures are saved (the current folder)
+
+Signals: SIGUSR1 sends the application to the background, SIGUSR2 brings it back.
+Exit status: 0 done; 1 an error event, or less than was asked for; 2 wrong usage or an input that cannot be
+used; 130 interrupted.
+
+Examples
+  tamsel-capture --back clip.mp4 frames --count 60 --contact-sheet sheet.png
+  tamsel-capture --front /dev/video0 --json frames --camera front --seconds 5
+  tamsel-capture motion walk.csv --plot walk.svg
+  tamsel-capture --back clip.mp4 still photo.jpg --location nmea:walk.nmea --heading 45
+  tamsel-capture asset clip.mp4 --fast --contact-sheet sheet.png
+)";
+}
+
+} // namespace tamsel::capture
