@@ -37,7 +37,7 @@ private:
     const std::shared_ptr<CGImage> pixels_;
 };
 
-std::string keyOf(const std::vector<std::byte>& data)
+std::string keyOf(std::span<const std::byte> data)
 {
     return {reinterpret_cast<const char*>(data.data()), data.size()};
 }
@@ -167,9 +167,42 @@ std::shared_ptr<const EncodedImage> SimulatedImages::openImage(ImageData data, c
     return std::make_shared<const Picture>(found->second, options.appliesOrientationProperty);
 }
 
+/// A file whose picture is known stays so when it is rewritten.
+class SimulatedImages::Source final : public CGImageSource {
+public:
+    Source(std::shared_ptr<const engine::ImageFile> file, std::shared_ptr<PictureScript> picture,
+        SimulatedImages& images)
+        : file_(std::move(file)),
+          picture_(std::move(picture)),
+          images_(images)
+    {
+    }
+
+    [[nodiscard]] std::optional<std::string> type() const override { return file_->type(); }
+    [[nodiscard]] PropertyDictionary copyProperties() const override { return file_->copyProperties(); }
+    [[nodiscard]] std::expected<std::vector<std::byte>, Error> rewritten(
+        const PropertyDictionary& properties) const override
+    {
+        auto result = file_->rewritten(properties);
+        if (result && picture_)
+            images_.put(*result, picture_);
+        return result;
+    }
+
+private:
+    const std::shared_ptr<const engine::ImageFile> file_;
+    const std::shared_ptr<PictureScript> picture_; ///< absent when nobody has put one behind the bytes
+    SimulatedImages& images_;
+};
+
 std::shared_ptr<const CGImageSource> SimulatedImages::makeImageSource(std::span<const std::byte> data)
 {
-    return engine::ImageFile::open(data);
+    auto file = engine::ImageFile::open(data);
+    if (!file)
+        return nullptr;
+    const auto found = pictures_.find(keyOf(data));
+    return std::make_shared<const Source>(
+        std::move(file), found == pictures_.end() ? nullptr : found->second, *this);
 }
 
 std::optional<std::vector<std::byte>> SimulatedImages::encodePhoto(

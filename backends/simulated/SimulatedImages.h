@@ -39,6 +39,8 @@ public:
         const platform::CVPixelBuffer& pixels, const platform::PropertyDictionary& properties) override;
 
 private:
+    class Source;
+
     std::map<std::string, std::shared_ptr<PictureScript>> pictures_; ///< by the bytes of their files
     bool encodes_ = true;
 };

@@ -2,6 +2,7 @@
 #include "support/ReplacedServices.h"
 
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
+#include <tamsel/photo/makeImage.h>
 #include <tamsel/platform/CIImage.h>
 
 #include <gtest/gtest.h>
@@ -198,6 +199,9 @@ TEST(AlbumImage, ComesBackStampedWithTheGivenOrientation)
     EXPECT_EQ(*tiff->find("Model"), PropertyValue("Simulated phone photo album"));
     EXPECT_EQ(*tiff->find("Software"), PropertyValue("Mobile SDK. iOS 16.4"));
     EXPECT_EQ(*tiff->find("Artist"), PropertyValue("Somebody"));
+    const auto image = makeImage(sample, screen.phone.platform());
+    ASSERT_TRUE(image.has_value());
+    EXPECT_EQ(image->ciImage().extent().size, (CGSize{3, 2}));
 }
 
 TEST(AlbumImage, ThatIsNoneComesBackAsItIs)
