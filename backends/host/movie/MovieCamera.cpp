@@ -26,7 +26,7 @@ MovieCamera::~MovieCamera()
 InputAccess MovieCamera::access() const
 {
     // A URL or a device of the libraries is no file: what it is will be known when it is opened.
-    if (MovieReader::kindOf(input_) == MovieReader::Kind::stream && ::access(input_.c_str(), F_OK) != 0)
+    if (movieKindOf(input_) == MovieKind::stream && ::access(input_.c_str(), F_OK) != 0)
         return InputAccess::readable;
     return inputAccess(input_, R_OK);
 }
@@ -64,7 +64,7 @@ std::expected<void, Error> MovieCamera::start(
         if (auto opened = open(); !opened)
             return opened;
     }
-    if (reader_->kind() == MovieReader::Kind::file)
+    if (reader_->kind() == MovieKind::file)
         playback_ = FilePlayback::start(std::move(reader_), std::move(sink), services_);
     else
         playback_ = StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);

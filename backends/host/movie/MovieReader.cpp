@@ -1,22 +1,19 @@
 #include <host/movie/MovieReader.h>
 
 #include <host/movie/FrameConverter.h>
+#include <host/movie/movieFailure.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavdevice/avdevice.h>
 #include <libavformat/avformat.h>
-#include <libavutil/log.h>
 }
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <limits>
-#include <mutex>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 namespace tamsel::host {
@@ -32,11 +29,7 @@ namespace {
 constexpr std::int64_t largestFrame = std::int64_t{8192} * 8192; // pixels
 constexpr std::int64_t pixelsForOneThread = std::int64_t{1920} * 1088;
 constexpr std::int64_t latestTime = std::int64_t{1} << 50; // in any time base of a sound file
-constexpr const char* networkTimeout = "10000000"; // microseconds
 
-struct FormatDelete {
-    void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
-};
 struct CodecDelete {
     void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
 };
@@ -46,50 +39,6 @@ struct PacketDelete {
 struct FrameDelete {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
 };
-
-std::string messageOf(int code)
-{
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-    av_strerror(code, text.data(), text.size());
-    return text.data();
-}
-
-std::unexpected<Error> failure(const std::string& input, const std::string& reason, int code = 0)
-{
-    return std::unexpected(Error{.localizedDescription = input + ": " + reason, .code = code});
-}
-
-/// The devices of libavdevice are made known once, and the libraries, which write on the standard error stream of the
-/// whole process, are asked to be silent: what matters is returned as an error.
-void prepareLibraries()
-{
-    static std::once_flag once;
-    std::call_once(once, [] {
-        av_log_set_level(AV_LOG_QUIET);
-        avdevice_register_all();
-    });
-}
-
-struct Source {
-    std::string url;
-    const AVInputFormat* format = nullptr; ///< absent: to be found out
-    bool isDevice = false;
-};
-
-/// An existing file is taken as it stands; "name:rest" opens a device of that name; anything with "://" is a URL.
-Source sourceOf(const std::string& input)
-{
-    std::error_code ignored;
-    if (std::filesystem::exists(input, ignored))
-        return {.url = "file:" + input};
-    const std::size_t colon = input.find(':');
-    if (colon != std::string::npos && !input.substr(colon).starts_with("://")) {
-        const AVInputFormat* format = av_find_input_format(input.substr(0, colon).c_str());
-        if (format && (format->flags & AVFMT_NOFILE) != 0)
-            return {.url = input.substr(colon + 1), .format = format, .isDevice = true};
-    }
-    return {.url = input};
-}
 
 constexpr std::size_t displayMatrixSize = 9 * sizeof(std::int32_t);
 
@@ -103,39 +52,14 @@ CGAffineTransform transformOf(const std::uint8_t* data)
     return {.a = number(0), .b = number(1), .c = number(3), .d = number(4), .tx = number(6), .ty = number(7)};
 }
 
-/// The names of all formats that hold a recording of their own, as the libraries want them.
-const std::string& recordingFormats()
-{
-    static const std::string& names = *new std::string([] { // never destroyed
-        constexpr std::array<std::string_view, 18> others{"tty", "bin", "xbin", "adf", "idf", "image2",
-            "image2pipe", "concat", "concatf", "hls", "dash", "imf", "webm_dash_manifest", "ffmetadata",
-            "alias_pix", "brender_pix", "lavfi", "txd"};
-        std::string result;
-        void* position = nullptr;
-        while (const AVInputFormat* format = av_demuxer_iterate(&position)) {
-            const std::string_view name = format->name;
-            if (!name.ends_with("_pipe") && std::ranges::find(others, name) == others.end())
-                result.append(result.empty() ? "" : ",").append(name);
-        }
-        return result;
-    }());
-    return names;
-}
-
-int interrupt(void* opaque)
-{
-    const auto* isCancelled = static_cast<const std::atomic<bool>*>(opaque);
-    return isCancelled && *isCancelled ? 1 : 0;
-}
-
 } // namespace
 
 struct MovieReader::Parts {
     std::string input;
     std::shared_ptr<const std::atomic<bool>> isCancelled;
-    Kind kind = Kind::file;
-    Formats formats = Formats::any;
-    std::unique_ptr<AVFormatContext, FormatDelete> format;
+    MovieKind kind = MovieKind::file;
+    MovieFormats formats = MovieFormats::any;
+    MovieContainer format;
     std::unique_ptr<AVCodecContext, CodecDelete> codec;
     AVStream* stream = nullptr;
     std::unique_ptr<AVPacket, PacketDelete> packet{av_packet_alloc()};
@@ -157,33 +81,10 @@ struct MovieReader::Parts {
 
 std::expected<void, Error> MovieReader::Parts::openFormat()
 {
-    const Source source = sourceOf(input);
-    AVFormatContext* opened = avformat_alloc_context();
-    opened->interrupt_callback
-        = {.callback = interrupt, .opaque = const_cast<std::atomic<bool>*>(isCancelled.get())};
-    if (source.isDevice)
-        opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be left
-    const AVInputFormat* inputFormat = source.format;
-    if (formats == Formats::recordings) {
-        opened->format_whitelist = av_strdup(recordingFormats().c_str());
-        if (av_match_ext(input.c_str(), "mjpeg,mjpg") != 0)
-            inputFormat = av_find_input_format("mjpeg"); // which begins as a picture does
-    }
-    AVDictionary* options = nullptr;
-    if (kind == Kind::stream && !source.isDevice)
-        av_dict_set(&options, "rw_timeout", networkTimeout, 0);
-    const int code = avformat_open_input(&opened, source.url.c_str(), inputFormat, &options);
-    av_dict_free(&options);
-    if (code < 0) { // the context is freed by then
-        const bool isRefused = formats == Formats::recordings && code == AVERROR(EINVAL);
-        return failure(input, isRefused ? "holds no video of its own" : messageOf(code), code);
-    }
-    format.reset(opened);
-    // A device says what it delivers; probing it would take its first frames.
-    if (!source.isDevice) {
-        if (const int found = avformat_find_stream_info(format.get(), nullptr); found < 0)
-            return failure(input, messageOf(found), found);
-    }
+    auto opened = openMovie(input, formats, isCancelled.get());
+    if (!opened)
+        return std::unexpected(std::move(opened.error()));
+    format = std::move(*opened);
     for (unsigned index = 0; index < format->nb_streams; ++index) {
         AVStream* candidate = format->streams[index];
         const bool isVideo = candidate->codecpar->codec_type == AVMEDIA_TYPE_VIDEO
@@ -218,7 +119,7 @@ std::expected<void, Error> MovieReader::Parts::openCodec()
 std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
     const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled)
 {
-    auto reader = openContainer(input, std::move(isCancelled), Formats::any);
+    auto reader = openContainer(input, std::move(isCancelled), MovieFormats::any);
     if (!reader)
         return reader;
     if (auto started = (*reader)->startDecoding(); !started)
@@ -227,13 +128,12 @@ std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
 }
 
 std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::openContainer(
-    const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled, Formats formats)
+    const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled, MovieFormats formats)
 {
-    prepareLibraries();
     auto parts = std::make_unique<Parts>();
     parts->input = input;
     parts->isCancelled = std::move(isCancelled);
-    parts->kind = kindOf(input);
+    parts->kind = movieKindOf(input);
     parts->formats = formats;
     if (auto opened = parts->openFormat(); !opened)
         return std::unexpected(std::move(opened.error()));
@@ -245,21 +145,11 @@ std::expected<void, Error> MovieReader::startDecoding()
     return parts_->openCodec();
 }
 
-MovieReader::Kind MovieReader::kindOf(const std::string& input)
-{
-    prepareLibraries(); // else it knows no devices
-    std::error_code ignored;
-    if (std::filesystem::exists(input, ignored))
-        return std::filesystem::is_regular_file(input, ignored) ? Kind::file : Kind::stream;
-    const Source source = sourceOf(input);
-    return source.isDevice || input.find("://") != std::string::npos ? Kind::stream : Kind::file;
-}
-
 MovieReader::MovieReader(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) { }
 
 MovieReader::~MovieReader() = default;
 
-MovieReader::Kind MovieReader::kind() const
+MovieKind MovieReader::kind() const
 {
     return parts_->kind;
 }
@@ -385,7 +275,7 @@ bool MovieReader::convert(CVPixelBuffer& buffer)
 bool MovieReader::rewind()
 {
     Parts& parts = *parts_;
-    if (parts.kind != Kind::file || !parts.last)
+    if (parts.kind != MovieKind::file || !parts.last)
         return false;
     const std::int64_t start = *parts.first;
     if (av_seek_frame(parts.format.get(), parts.stream->index, start, AVSEEK_FLAG_BACKWARD) < 0

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <host/movie/MovieContainer.h>
+
 #include <tamsel/platform/CMTime.h>
 #include <tamsel/platform/CVPixelBuffer.h>
 #include <tamsel/platform/Error.h>
@@ -17,12 +19,6 @@ namespace tamsel::host {
 /// video track; a cover picture is none. Not thread-safe; every call may wait for the input.
 class MovieReader {
 public:
-    /// What an input is taken for.
-    enum class Kind : std::uint8_t {
-        file, ///< a regular file: it has a start that one can go back to
-        stream, ///< a URL, a pipe, a device of libavdevice: frames come once
-    };
-
     enum class Step : std::uint8_t {
         frame, ///< there is a frame now
         again, ///< there is none yet: ask again after a moment
@@ -35,22 +31,15 @@ public:
 
     /// The same without a decoder: what the input holds is known, and `startDecoding` makes it ready. An input without video
     /// can be opened like this; where nobody cancels the flag may be absent.
-    enum class Formats : std::uint8_t {
-        any,
-        recordings, ///< neither pictures and texts that could be shown as a video, nor lists that name other files
-    };
     [[nodiscard]] static std::expected<std::unique_ptr<MovieReader>, platform::Error> openContainer(
-        const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled, Formats formats);
+        const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled, MovieFormats formats);
     [[nodiscard]] std::expected<void, platform::Error> startDecoding();
-
-    /// What `input` names; a file need not exist.
-    [[nodiscard]] static Kind kindOf(const std::string& input);
 
     ~MovieReader();
     MovieReader(const MovieReader&) = delete;
     MovieReader& operator=(const MovieReader&) = delete;
 
-    [[nodiscard]] Kind kind() const;
+    [[nodiscard]] MovieKind kind() const;
 
     [[nodiscard]] bool hasVideo() const;
     /// The track's display matrix, with y growing downwards and scaled to w = 1 (ISO/IEC 14496-12, 8.3.2); the identity where

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <tamsel/platform/Error.h>
+
+#include <atomic>
+#include <cstdint>
+#include <expected>
+#include <memory>
+#include <string>
+
+struct AVFormatContext;
+
+namespace tamsel::host {
+
+/// What an input is taken for.
+enum class MovieKind : std::uint8_t {
+    file, ///< a regular file: it has a start that one can go back to
+    stream, ///< a URL, a pipe, a device of libavdevice: frames come once
+};
+
+enum class MovieFormats : std::uint8_t {
+    any,
+    recordings, ///< neither pictures and texts that could be shown as a video, nor lists that name other files
+};
+
+struct CloseMovie {
+    void operator()(AVFormatContext* format) const;
+};
+
+/// An input of the FFmpeg libraries that has been opened, and whose tracks are known.
+using MovieContainer = std::unique_ptr<AVFormatContext, CloseMovie>;
+
+/// What `input` names; a file need not exist.
+[[nodiscard]] MovieKind movieKindOf(const std::string& input);
+
+/// The error is one line that names the input. Once `*isCancelled` is true, waiting for a network ends; where nobody cancels
+/// it may be absent, and else it outlives the container.
+[[nodiscard]] std::expected<MovieContainer, platform::Error> openMovie(
+    const std::string& input, MovieFormats formats, const std::atomic<bool>* isCancelled);
+
+} // namespace tamsel::host
