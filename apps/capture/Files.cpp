@@ -13,8 +13,10 @@ std::expected<std::vector<std::byte>, std::string> readFile(const std::string& f
 {
     constexpr std::uintmax_t largest = std::uintmax_t{1} << 29U;
     std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error))
-        return std::unexpected(file + ": there is no such file");
+    if (!std::filesystem::is_regular_file(file, error)) {
+        const bool isThere = std::filesystem::exists(file, error);
+        return std::unexpected(file + (isThere ? ": is no regular file" : ": there is no such file"));
+    }
     if (std::filesystem::file_size(file, error) > largest)
         return std::unexpected(file + ": is too large for a picture");
     std::ifstream stream(file, std::ios::binary);
@@ -30,13 +32,44 @@ std::expected<std::vector<std::byte>, std::string> readFile(const std::string& f
     return data;
 }
 
-std::expected<void, std::string> writeFile(std::span<const std::byte> content, const std::string& file)
+namespace {
+
+bool writeStraight(std::span<const std::byte> content, const std::string& file)
 {
-    errno = 0;
     std::ofstream stream(file, std::ios::binary);
     stream.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
     stream.close();
-    if (stream)
+    return static_cast<bool>(stream);
+}
+
+/// A new file in place of the old one, or nothing: an image may be written over the one that it was made from.
+bool replaceFile(std::span<const std::byte> content, const std::filesystem::path& file)
+{
+    const std::string partial = file.string() + ".partial";
+    std::error_code error;
+    if (!writeStraight(content, partial)) {
+        const int reason = errno;
+        std::filesystem::remove(partial, error);
+        errno = reason;
+        return false;
+    }
+    const std::filesystem::file_status old = std::filesystem::status(file, error);
+    std::filesystem::permissions(partial, old.permissions(), error);
+    std::filesystem::rename(partial, file, error);
+    return !error;
+}
+
+} // namespace
+
+std::expected<void, std::string> writeFile(std::span<const std::byte> content, const std::string& file)
+{
+    errno = 0;
+    std::error_code error;
+    // Through a link; what is there and is no regular file is written to as it stands.
+    const bool isThere = std::filesystem::is_regular_file(file, error);
+    const std::filesystem::path target
+        = isThere ? std::filesystem::canonical(file, error) : std::filesystem::path(file);
+    if (isThere && !error ? replaceFile(content, target) : writeStraight(content, file))
         return {};
     return std::unexpected(
         "cannot write " + file + (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));

@@ -155,11 +155,11 @@ struct Phone::Parts {
         capture.emplace(engine::CaptureConfiguration{
             .dispatch = scheduler,
             .application = application,
-            .events = scheduler,
-            .clock = scheduler,
-            .device = device,
-            .sounds = sounds,
-            .photoEncoder = photoEncoder ? *photoEncoder : images,
+            .photos = {.events = scheduler,
+                .clock = scheduler,
+                .device = device,
+                .sounds = sounds,
+                .encoder = photoEncoder ? *photoEncoder : images},
             .cameras = std::move(drivers),
             .authorization
             = [this](AVMediaType type) { return authorizations.at(static_cast<std::size_t>(type)); },

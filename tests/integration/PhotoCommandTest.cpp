@@ -195,6 +195,20 @@ TEST(AlbumCommand, WritesWhatItCannotChangeAsItIs)
     EXPECT_EQ(outcomeOf("album " + album + "generated_grey.jpg").status, 2);
 }
 
+TEST(AlbumCommand, ReplacesItsOwnInputAsAWholeOrNotAtAll)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.file("photo.jpg");
+    writeFile(file, jpegFile(slopes(64, 64), 1));
+    const std::string before = readFile(file);
+    const CommandResult cut = runCommand("(ulimit -f 1; trap '' XFSZ; " TAMSEL_CAPTURE_PROGRAM " album "
+        + file + " " + file + " >/dev/null 2>&1); echo $?; ls " + folder.file("") + " | wc -l");
+    EXPECT_EQ(cut.output, "1\n1\n");
+    EXPECT_TRUE(readFile(file) == before);
+    EXPECT_EQ(outcomeOf("album " + file + " " + file).status, 0);
+    EXPECT_EQ(exif(file, "-Model"), "Linux photo album\n");
+}
+
 TEST(AlbumCommand, TellsThePicturesOwnOrientation)
 {
     const ScratchFolder folder;

@@ -2,7 +2,6 @@
 
 #include <tamsel/platform/AudioServices.h>
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <utility>
@@ -29,17 +28,21 @@ public:
     void disposeSystemSoundID(platform::SystemSoundID id) override
     {
         if (id == shutter)
-            ++shutterDisposals_;
+            ++shutterDisposals();
         driver_->stop(id);
     }
 
-    /// How often the shutter has been disposed of: whoever is about to play it sees whether it was meanwhile.
-    [[nodiscard]] std::uint64_t shutterDisposals() const { return shutterDisposals_; }
+    /// How often the calling thread has disposed of the shutter: whoever is about to play it, and has asked somebody
+    /// before, sees whether that one did.
+    [[nodiscard]] static std::uint64_t& shutterDisposals()
+    {
+        static thread_local std::uint64_t count = 0;
+        return count;
+    }
     void playShutter() { driver_->play(shutter); }
 
 private:
     const std::shared_ptr<SoundDriver> driver_;
-    std::atomic<std::uint64_t> shutterDisposals_ = 0;
 };
 
 } // namespace tamsel::engine

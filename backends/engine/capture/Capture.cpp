@@ -138,7 +138,8 @@ std::shared_ptr<AVCaptureVideoDataOutput> Capture::makeVideoDataOutput()
 
 std::shared_ptr<AVCapturePhotoOutput> Capture::makePhotoOutput()
 {
-    return std::make_shared<PhotoOutput>(context_);
+    return std::make_shared<PhotoOutput>(
+        context_->configuration.dispatch, context_->configuration.photos, context_->configuration.hook);
 }
 
 std::shared_ptr<AVCaptureMovieFileOutput> Capture::makeMovieFileOutput()

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <engine/audio/SystemSounds.h>
 #include <engine/capture/CameraDriver.h>
 #include <engine/capture/CaptureHook.h>
 #include <engine/capture/OperationLock.h>
-#include <engine/capture/PhotoEncoder.h>
-#include <engine/dispatch/EventSource.h>
+#include <engine/capture/PhotoServices.h>
 
 #include <functional>
 #include <memory>
@@ -13,8 +11,6 @@
 #include <string>
 #include <tamsel/platform/AVCaptureSession.h>
 #include <tamsel/platform/Dispatch.h>
-#include <tamsel/platform/RunLoop.h>
-#include <tamsel/platform/UIDevice.h>
 #include <vector>
 
 namespace tamsel::engine {
@@ -27,11 +23,7 @@ struct CaptureContext;
 struct CaptureConfiguration {
     platform::Dispatch& dispatch;
     ApplicationState& application;
-    EventSources& events;
-    const platform::Clock& clock;
-    const platform::UIDevice& device;
-    SystemSounds& sounds;
-    PhotoEncoder& photoEncoder;
+    PhotoServices photos;
     /// Every camera of this machine; several may share a position, the first of a type and position is the default.
     std::vector<std::shared_ptr<CameraDriver>> cameras;
     /// Asked at each question.
@@ -40,8 +32,6 @@ struct CaptureConfiguration {
     std::optional<std::string> microphone = std::nullopt;
     /// What a metadata output offers.
     std::vector<platform::AVMetadataObjectType> detectableTypes = {};
-    /// How far the local time is ahead of UTC at a moment, which is given in seconds since 1970.
-    std::function<int(double)> secondsFromUTC = [](double) { return 0; };
     /// Buffers of each session's pool.
     std::size_t bufferCount = 10;
     std::shared_ptr<CaptureHook> hook = std::make_shared<CaptureHook>();

@@ -14,13 +14,14 @@ namespace tamsel::engine {
 /// A connection is three settings that the frame's way reads, and the camera at its beginning.
 class Connection final : public platform::AVCaptureConnection {
 public:
-    Connection(std::shared_ptr<CaptureHook> hook, std::shared_ptr<CameraDevice> camera)
+    Connection(std::shared_ptr<CaptureHook> hook, std::weak_ptr<CameraDevice> camera)
         : hook_(std::move(hook)),
           camera_(std::move(camera))
     {
     }
 
-    [[nodiscard]] const CameraDevice& camera() const { return *camera_; }
+    /// Absent once the platform has ended.
+    [[nodiscard]] std::shared_ptr<CameraDevice> camera() const { return camera_.lock(); }
 
     [[nodiscard]] bool isEnabled() const override { return isEnabled_; }
     void setEnabled(bool enabled) override
@@ -42,7 +43,7 @@ public:
 
 private:
     const std::shared_ptr<CaptureHook> hook_;
-    const std::shared_ptr<CameraDevice> camera_;
+    const std::weak_ptr<CameraDevice> camera_; ///< its driver holds the stream, and that the outputs
     std::atomic<bool> isEnabled_ = true;
     std::atomic<bool> adjustsMirroring_ = true;
     std::atomic<platform::AVCaptureVideoOrientation> orientation_

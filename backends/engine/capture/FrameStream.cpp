@@ -37,7 +37,13 @@ void FrameCounter::skip()
 
 std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std::size_t height)
 {
-    return isOpen() ? parts_.pool->acquire(width, height) : nullptr;
+    if (!isOpen())
+        return nullptr;
+    std::shared_ptr<CVPixelBuffer> buffer = parts_.pool->acquire(width, height);
+    // A client that keeps all buffers still gets its still.
+    if (!buffer && parts_.photoOutput && parts_.photoOutput->isWaiting())
+        buffer = std::make_shared<CVPixelBuffer>(width, height);
+    return buffer;
 }
 
 std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::turnedMatrix(const CVPixelBuffer& stored, int turns)
@@ -58,7 +64,7 @@ void FrameStream::deliver(
     if (!isOpen())
         return;
     if (parts_.photoOutput)
-        parts_.photoOutput->offer(buffer, parts_.sensorOrientation, captureTime);
+        parts_.photoOutput->offer(*buffer, parts_.sensorOrientation, captureTime);
     FrameTicket ticket(parts_.counter->ledger());
     const FrameTiming timing = parts_.counter->next(mediaTime, captureTime, std::exchange(isFirst_, false));
     const std::shared_ptr<Connection> connection = parts_.output ? parts_.output->videoConnection() : nullptr;

@@ -27,7 +27,7 @@ struct PhotoFacts {
 /// from UTC, the way up as a tag.
 [[nodiscard]] platform::PropertyDictionary photoMetadata(const PhotoFacts& facts);
 
-/// A still: the pixels of one frame, shared with whoever else received it.
+/// A still: the pixels of one frame.
 class Photo final : public platform::AVCapturePhoto {
 public:
     Photo(std::shared_ptr<const platform::CVPixelBuffer> pixels, platform::PropertyDictionary metadata,

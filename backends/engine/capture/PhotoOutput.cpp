@@ -1,10 +1,9 @@
 #include <engine/capture/PhotoOutput.h>
 
-#include <engine/capture/CaptureContext.h>
 #include <engine/capture/Photo.h>
 #include <engine/capture/turnPixels.h>
 
-#include <algorithm>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <utility>
@@ -20,10 +19,17 @@ namespace {
 
 /// From the asking, for a frame to come.
 constexpr nanoseconds frameLimit = 3s;
-/// From the asking, for a taken frame to have its turn: what would end too late is not begun.
-constexpr nanoseconds turnLimit = 4s;
-/// Stills that hold a frame at the same time; the rest of the pool is left to the live frames.
+/// From the asking, for a still to be finished as far as one can know: what would end too late is not begun.
+constexpr nanoseconds finishLimit = 4500ms;
+/// Copies of frames at a time; the next still waits for its frame.
 constexpr int framesAtOnce = 2;
+
+std::shared_ptr<const CVPixelBuffer> copyOf(const CVPixelBuffer& pixels)
+{
+    auto copy = std::make_shared<CVPixelBuffer>(pixels.width(), pixels.height());
+    std::memcpy(copy->baseAddress(), pixels.baseAddress(), pixels.height() * pixels.bytesPerRow());
+    return copy;
+}
 
 std::string_view name(AVCaptureFlashMode mode)
 {
@@ -57,31 +63,42 @@ struct PhotoOutput::Frame {
     nanoseconds captureTime;
 };
 
-PhotoOutput::PhotoOutput(std::shared_ptr<CaptureContext> context)
-    : context_(std::move(context)),
-      queue_(context_->configuration.dispatch.makeSerialQueue("org.tamsel.engine.photo"))
+PhotoOutput::PhotoOutput(Dispatch& dispatch, PhotoServices services, std::shared_ptr<CaptureHook> hook)
+    : services_(std::move(services)),
+      hook_(std::move(hook)),
+      queue_(dispatch.makeSerialQueue("org.tamsel.engine.photo"))
 {
 }
 
 std::vector<AVCaptureFlashMode> PhotoOutput::supportedFlashModes() const
 {
     const std::shared_ptr<Connection> connection = videoConnection();
-    return connection ? connection->camera().description().flashModes : std::vector<AVCaptureFlashMode>{};
+    const std::shared_ptr<CameraDevice> camera = connection ? connection->camera() : nullptr;
+    return camera ? camera->description().flashModes : std::vector<AVCaptureFlashMode>{};
 }
 
 void PhotoOutput::capturePhoto(
     const AVCapturePhotoSettings& settings, std::weak_ptr<AVCapturePhotoCaptureDelegate> delegate)
 {
+    const bool isPermitted = hook_->permits(CaptureCall::capturePhoto, name(settings.flashMode));
     const std::shared_ptr<Connection> connection = videoConnection();
     const auto still = std::make_shared<Still>(Still{
         .settings = settings,
         .delegate = std::move(delegate),
         .connection = connection,
         .orientation = connection ? connection->videoOrientation() : AVCaptureVideoOrientation::portrait,
-        .askedAt = context_->configuration.clock.monotonic(),
+        .askedAt = services_.clock.monotonic(),
     });
-    if (!context_->hook().permits(CaptureCall::capturePhoto, name(settings.flashMode))) {
+    if (!isPermitted) {
         fail(still, "the camera takes no still");
+        return;
+    }
+    std::call_once(timerIsMade_, [this] {
+        timer_ = services_.events.makeTimer(
+            whileAlive(weak_from_this(), [](PhotoOutput& self) { self.expire(); }));
+    });
+    if (!timer_) {
+        fail(still, "the machine has no timer left");
         return;
     }
     // Posted before it can be given a frame, so that its calls come in their order.
@@ -91,10 +108,6 @@ void PhotoOutput::capturePhoto(
         waiting_.push_back(still);
         isWaiting_ = true;
     }
-    std::call_once(timerIsMade_, [this] {
-        timer_ = context_->configuration.events.makeTimer(
-            whileAlive(weak_from_this(), [](PhotoOutput& self) { self.expire(); }));
-    });
     armTimer();
 }
 
@@ -118,14 +131,13 @@ void PhotoOutput::begin(Still& still)
     if (!delegate)
         return;
     delegate->captureOutputWillBeginCapture(still.resolved());
-    const SystemSounds& sounds = context_->configuration.sounds;
-    const std::uint64_t disposals = sounds.shutterDisposals();
+    const std::uint64_t disposals = SystemSounds::shutterDisposals();
     delegate->captureOutputWillCapturePhoto(still.resolved());
-    still.isSilent = sounds.shutterDisposals() != disposals;
+    still.isSilent = SystemSounds::shutterDisposals() != disposals;
 }
 
-void PhotoOutput::take(const std::shared_ptr<CVPixelBuffer>& pixels,
-    AVCaptureVideoOrientation sensorOrientation, nanoseconds captureTime)
+void PhotoOutput::take(
+    const CVPixelBuffer& pixels, AVCaptureVideoOrientation sensorOrientation, nanoseconds captureTime)
 {
     std::shared_ptr<Still> still;
     {
@@ -137,13 +149,14 @@ void PhotoOutput::take(const std::shared_ptr<CVPixelBuffer>& pixels,
         isWaiting_ = !waiting_.empty();
         ++framesHeld_;
     }
-    queue_->async([self = shared_from_this(), still = std::move(still),
-                      frame = std::make_unique<Frame>(pixels, sensorOrientation, captureTime)]() mutable {
-        self->finish(*still, *frame);
-        frame.reset();
-        const std::lock_guard lock(self->guard_);
-        --self->framesHeld_;
-    });
+    queue_->async(
+        [self = shared_from_this(), still = std::move(still),
+            frame = std::make_unique<Frame>(copyOf(pixels), sensorOrientation, captureTime)]() mutable {
+            self->finish(*still, *frame);
+            frame.reset();
+            const std::lock_guard lock(self->guard_);
+            --self->framesHeld_;
+        });
 }
 
 void PhotoOutput::finish(const Still& still, const Frame& frame)
@@ -151,38 +164,45 @@ void PhotoOutput::finish(const Still& still, const Frame& frame)
     const std::shared_ptr<AVCapturePhotoCaptureDelegate> delegate = still.delegate.lock();
     if (!delegate)
         return;
-    const CaptureConfiguration& configuration = context_->configuration;
-    if (configuration.clock.monotonic() - still.askedAt > turnLimit) {
+    const Clock& clock = services_.clock;
+    const nanoseconds begun = clock.monotonic();
+    if (begun - still.askedAt + lastDuration_ > finishLimit) {
         delegate->captureOutputDidFinishCapture(
             still.resolved(), Error{.localizedDescription = "too many stills were asked for at once"});
         return;
     }
-    if (!still.isSilent)
-        configuration.sounds.playShutter();
-    delegate->captureOutputDidCapturePhoto(still.resolved());
+    makePhoto(still, frame, *delegate);
+    lastDuration_ = clock.monotonic() - begun;
+    delegate->captureOutputDidFinishCapture(still.resolved(), std::nullopt);
+}
 
-    const nanoseconds age = configuration.clock.monotonic() - frame.captureTime;
+void PhotoOutput::makePhoto(const Still& still, const Frame& frame, AVCapturePhotoCaptureDelegate& delegate)
+{
+    if (!still.isSilent)
+        services_.sounds.playShutter();
+    delegate.captureOutputDidCapturePhoto(still.resolved());
+
+    const nanoseconds age = services_.clock.monotonic() - frame.captureTime;
     const double takenAt
-        = configuration.clock.timeIntervalSince1970() - std::chrono::duration<double>(age).count();
-    const bool hasFlash = still.connection && still.connection->camera().isFlashAvailable();
+        = services_.clock.timeIntervalSince1970() - std::chrono::duration<double>(age).count();
+    const std::shared_ptr<CameraDevice> camera = still.connection ? still.connection->camera() : nullptr;
     const Photo photo(frame.pixels,
         photoMetadata({
             .takenAt = takenAt,
-            .secondsFromUTC = configuration.secondsFromUTC(takenAt),
+            .secondsFromUTC = services_.secondsFromUTC(takenAt),
             .quarterTurns = quarterTurns(frame.sensorOrientation, still.orientation),
             .width = frame.pixels->width(),
             .height = frame.pixels->height(),
-            .hasFlash = hasFlash,
+            .hasFlash = camera && camera->isFlashAvailable(),
             .flashMode = still.settings.flashMode,
-            .model = configuration.device.model(),
-            .systemVersion = configuration.device.systemVersion(),
+            .model = services_.device.model(),
+            .systemVersion = services_.device.systemVersion(),
         }),
-        configuration.photoEncoder);
+        services_.encoder);
     std::optional<Error> error;
-    if (!context_->hook().permits(CaptureCall::processPhoto, {}))
+    if (!hook_->permits(CaptureCall::processPhoto, {}))
         error = Error{.localizedDescription = "the still cannot be processed"};
-    delegate->captureOutputDidFinishProcessingPhoto(photo, error);
-    delegate->captureOutputDidFinishCapture(still.resolved(), std::nullopt);
+    delegate.captureOutputDidFinishProcessingPhoto(photo, error);
 }
 
 void PhotoOutput::fail(std::shared_ptr<Still> still, const char* reason)
@@ -207,7 +227,7 @@ void PhotoOutput::streamEnded()
 
 void PhotoOutput::expire()
 {
-    const nanoseconds now = context_->configuration.clock.monotonic();
+    const nanoseconds now = services_.clock.monotonic();
     std::vector<std::shared_ptr<Still>> expired;
     {
         const std::lock_guard lock(guard_);

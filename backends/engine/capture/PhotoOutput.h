@@ -1,7 +1,7 @@
 #pragma once
 
 #include <engine/capture/Output.h>
-#include <engine/dispatch/EventSource.h>
+#include <engine/capture/PhotoServices.h>
 
 #include <tamsel/platform/AVCapturePhotoOutput.h>
 #include <tamsel/platform/CVPixelBuffer.h>
@@ -14,16 +14,15 @@
 
 namespace tamsel::engine {
 
-struct CaptureContext;
-
-/// Takes stills from the session's frames: each is the first whole frame after it was asked for, as the camera stores it,
-/// with the way up as a tag. Every still ends, and its delegate is told, at most 5 s after it was asked for: one that
-/// waits for a frame fails at once when its session stops or loses the device, and at the latest after 3 s. Stills are
-/// encoded on a queue of their own, while live frames go on. Thread-safe.
+/// Takes stills from the session's frames: each is a copy of the first whole frame that arrives after it was asked for, as
+/// the camera stores it, with the way up as a tag. Every still ends, and its delegate is told, at most 5 s after it was
+/// asked for: one that waits for a frame fails at once when its session stops or loses the device, and at the latest after
+/// 3 s; one that would be finished too late, by what the one before it took, is not begun. Stills are encoded on a queue
+/// of their own, while live frames go on. Thread-safe.
 class PhotoOutput final : public Output<platform::AVCapturePhotoOutput>,
                           public std::enable_shared_from_this<PhotoOutput> {
 public:
-    explicit PhotoOutput(std::shared_ptr<CaptureContext> context);
+    PhotoOutput(platform::Dispatch& dispatch, PhotoServices services, std::shared_ptr<CaptureHook> hook);
 
     [[nodiscard]] const char* kind() const override { return "AVCapturePhotoOutput"; }
     void setHighResolutionCaptureEnabled(bool /*enabled*/) override { } // frames are whole already
@@ -31,12 +30,13 @@ public:
     void capturePhoto(const platform::AVCapturePhotoSettings& settings,
         std::weak_ptr<platform::AVCapturePhotoCaptureDelegate> delegate) override;
 
-    /// A frame of the session, before it is turned; for the stream, on the driver's thread. Costs nothing while no still
-    /// waits.
-    void offer(const std::shared_ptr<platform::CVPixelBuffer>& pixels,
-        platform::AVCaptureVideoOrientation sensorOrientation, std::chrono::nanoseconds captureTime)
+    [[nodiscard]] bool isWaiting() const { return isWaiting_.load(std::memory_order_relaxed); }
+    /// A frame of the session, before it is turned and before anybody else has it; for the stream, on the driver's thread.
+    /// Costs nothing while no still waits, else a copy: a client may draw into the frame that it gets.
+    void offer(const platform::CVPixelBuffer& pixels, platform::AVCaptureVideoOrientation sensorOrientation,
+        std::chrono::nanoseconds captureTime)
     {
-        if (isWaiting_.load(std::memory_order_relaxed))
+        if (isWaiting())
             take(pixels, sensorOrientation, captureTime);
     }
     /// No frame will come any more from the stream that gave them.
@@ -46,24 +46,27 @@ private:
     struct Still;
     struct Frame;
 
-    void take(const std::shared_ptr<platform::CVPixelBuffer>& pixels,
-        platform::AVCaptureVideoOrientation sensorOrientation, std::chrono::nanoseconds captureTime);
+    void take(const platform::CVPixelBuffer& pixels, platform::AVCaptureVideoOrientation sensorOrientation,
+        std::chrono::nanoseconds captureTime);
     void begin(Still& still);
     void finish(const Still& still, const Frame& frame);
+    void makePhoto(const Still& still, const Frame& frame, platform::AVCapturePhotoCaptureDelegate& delegate);
     void fail(std::shared_ptr<Still> still, const char* reason);
     void armTimer();
     void expire();
 
-    const std::shared_ptr<CaptureContext> context_;
+    const PhotoServices services_;
+    const std::shared_ptr<CaptureHook> hook_;
     const std::shared_ptr<platform::DispatchQueue> queue_;
     std::atomic<bool> isWaiting_ = false;
+    std::chrono::nanoseconds lastDuration_{}; ///< of finishing a still; on the queue only
 
     std::once_flag timerIsMade_;
     std::unique_ptr<EventSource> timer_; ///< with the first still
 
     std::mutex guard_;
     std::deque<std::shared_ptr<Still>> waiting_; ///< for a frame, in the order of asking
-    int framesHeld_ = 0; ///< by stills that are being finished
+    int framesHeld_ = 0; ///< copies, by stills that are being finished
 };
 
 } // namespace tamsel::engine

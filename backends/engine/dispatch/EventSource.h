@@ -29,6 +29,7 @@ class EventSources {
 public:
     virtual ~EventSources() = default;
 
+    /// Absent when the machine has no descriptor left.
     [[nodiscard]] virtual std::unique_ptr<EventSource> makeTimer(std::function<void()> fire) = 0;
     /// The descriptor must stay open while the source lives. Absent when the descriptor cannot be waited for.
     [[nodiscard]] virtual std::unique_ptr<EventSource> makeDescriptor(

@@ -79,7 +79,9 @@ PropertyDictionary entriesFor(
         return result;
     const PropertyValue* orientation = properties.find(platform::kCGImagePropertyOrientation);
     const PropertyValue* ownOrientation = own.find(platform::kCGImagePropertyOrientation);
-    if (orientation && (!ownOrientation || *ownOrientation != *orientation))
+    const std::int64_t* number = orientation ? orientation->integer() : nullptr;
+    const bool isOrientation = number && *number >= 1 && *number <= 8;
+    if (isOrientation && (!ownOrientation || *ownOrientation != *orientation))
         result.set(platform::kCGImagePropertyTIFFOrientation, *orientation);
     return result;
 }

@@ -68,6 +68,8 @@ std::expected<void, Error> MovieCamera::start(
         playback_ = FilePlayback::start(std::move(reader_), std::move(sink), services_);
     else
         playback_ = StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);
+    if (!playback_)
+        return std::unexpected(Error{.localizedDescription = input_ + ": no descriptor is left"});
     return {};
 }
 

@@ -51,6 +51,8 @@ std::shared_ptr<FilePlayback> FilePlayback::start(
         if (const std::shared_ptr<FilePlayback> self = weak.lock())
             self->handOn();
     });
+    if (!playback->timer_)
+        return nullptr;
     playback->decodeQueue_->async(
         platform::whileAlive(std::weak_ptr(playback), [](FilePlayback& self) { self.prepareNext(); }));
     return playback;

@@ -145,14 +145,18 @@ public:
     {
     }
 
-    void begin(engine::EventSources& events)
+    /// False when there is no timer to be had.
+    [[nodiscard]] bool begin(engine::EventSources& events)
     {
         timer_ = events.makeTimer([weak = weak_from_this()] {
             if (const std::shared_ptr<Playback> self = weak.lock())
                 self->produce();
         });
+        if (!timer_)
+            return false;
         due_ = engine::monotonicNow();
         timer_->armAt(due_);
+        return true;
     }
 
     void stop()
@@ -213,8 +217,11 @@ std::expected<void, platform::Error> PatternCamera::start(
     platform::AVCaptureSessionPreset /*preset*/, std::shared_ptr<engine::FrameSink> sink)
 {
     playback_ = std::make_shared<Playback>(format_, std::move(sink));
-    playback_->begin(services_.events);
-    return {};
+    if (playback_->begin(services_.events))
+        return {};
+    playback_ = nullptr;
+    return std::unexpected(
+        platform::Error{.localizedDescription = "the test pattern: no descriptor is left"});
 }
 
 void PatternCamera::stop()

@@ -134,8 +134,11 @@ void ShutterSound::end()
 {
     if (player_ == 0)
         return;
-    ::kill(player_, SIGKILL);
-    ::waitpid(player_, nullptr, 0);
+    // One that has ended, or that somebody else has waited for, may not be there any more under its number.
+    if (::waitpid(player_, nullptr, WNOHANG) == 0) {
+        ::kill(player_, SIGKILL);
+        ::waitpid(player_, nullptr, 0);
+    }
     player_ = 0;
 }
 
