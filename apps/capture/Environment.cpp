@@ -163,7 +163,9 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
     host::HostConfiguration configuration{.motionLog = options.motion.log};
     if (options.location)
         configuration.location = *options.location;
-    if (options.json)
+    if (options.command == Command::album)
+        configuration.writeLine = [](std::string_view) { }; // what is to be said, the command says
+    else if (options.json)
         configuration.writeLine = writeToStandardError;
     if (!options.needsCameras())
         return std::make_unique<HostEnvironment>(std::move(configuration));

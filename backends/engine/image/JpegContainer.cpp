@@ -1,5 +1,8 @@
 #include <engine/image/JpegContainer.h>
 
+#include <engine/image/previewPointers.h>
+
+#include <algorithm>
 #include <string_view>
 
 namespace tamsel::engine {
@@ -95,8 +98,6 @@ void JpegContainer::readExif(const Segment& segment)
     }
     exifSegment_ = segment;
     exif_ = block;
-    if (block.empty())
-        fail("the EXIF of the picture is damaged");
 }
 
 void JpegContainer::readFrame(const Segment& segment)
@@ -111,7 +112,9 @@ void JpegContainer::readFrame(const Segment& segment)
 
 std::expected<std::vector<Splice>, Error> JpegContainer::replaceExif(const std::vector<Splice>& changes) const
 {
-    const std::vector<std::byte> block = changedExif(changes);
+    std::vector<std::byte> block = changedExif(changes);
+    if (exifSegment_)
+        followPreviews(block);
     const std::size_t length = 2 + exifNameSize + block.size();
     if (length > longestSegment)
         return std::unexpected(Error{.localizedDescription = "the EXIF segment has no room for "
@@ -133,6 +136,17 @@ std::expected<std::vector<Splice>, Error> JpegContainer::replaceExif(const std::
     result.push_back(std::move(segment));
     followPictures(place.begin, growth, result);
     return result;
+}
+
+/// Everything behind the EXIF moves by as much as that grows.
+void JpegContainer::followPreviews(std::vector<std::byte>& block) const
+{
+    const std::size_t growth = block.size() - exif_.size();
+    for (const PreviewPointer& pointer : previewPointers(file_, exif_)) {
+        std::vector<std::byte> number;
+        appendNumber(number, pointer.offset + growth, 4, pointer.order);
+        std::ranges::copy(number, block.begin() + static_cast<std::ptrdiff_t>(pointer.place));
+    }
 }
 
 /// A multi-picture file states how long its first picture is, and where from its own list the others begin.

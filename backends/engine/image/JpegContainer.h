@@ -24,6 +24,7 @@ private:
     void readSegment(const Segment& segment);
     void readExif(const Segment& segment);
     void readFrame(const Segment& segment);
+    void followPreviews(std::vector<std::byte>& block) const;
     void followPictures(std::size_t exifBegin, std::ptrdiff_t growth, std::vector<Splice>& changes) const;
 
     std::optional<Segment> exifSegment_;

@@ -96,11 +96,13 @@ PngContainer::PngContainer(ByteView file, const Inflate& inflate) : ImageContain
     if (exifChunk_) {
         exif_ = withoutPrefix(exifChunk_->data);
         prefixSize_ = exifChunk_->data.size() - exif_.size();
-        if (exif_.empty())
-            fail("the EXIF of the picture is damaged");
     }
-    if (profileChunk_)
+    for (const Chunk& chunk : profileChunks_) {
+        profileChunk_ = chunk;
         readProfile(inflate);
+        if (profileChunk_)
+            break;
+    }
 }
 
 void PngContainer::readChunks()
@@ -123,8 +125,10 @@ void PngContainer::readChunks()
             pictureBegin_ = at;
         else if (is("eXIf") && !exifChunk_)
             exifChunk_ = chunk;
-        else if ((is("tEXt") || is("zTXt")) && !profileChunk_ && profileNameSize(chunk.data) != 0)
-            profileChunk_ = chunk;
+        else if ((is("tEXt") || is("zTXt")) && profileNameSize(chunk.data) != 0)
+            profileChunks_.push_back(chunk);
+        else if (is("iTXt") && profileNameSize(chunk.data) != 0)
+            fail("the EXIF of the PNG file is text of a kind that is not read here");
         else if (is("IEND"))
             return;
         at = chunk.end;

@@ -27,7 +27,8 @@ private:
     void readProfile(const Inflate& inflate);
 
     std::optional<Chunk> exifChunk_;
-    std::optional<Chunk> profileChunk_;
+    std::vector<Chunk> profileChunks_; ///< whatever they hold
+    std::optional<Chunk> profileChunk_; ///< the one whose EXIF counts
     std::size_t pictureBegin_ = 0; ///< of the first chunk with picture data; 0 without one
     std::size_t prefixSize_ = 0; ///< of what stands in the eXIf chunk before the TIFF structure
     std::vector<std::byte> profile_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_set>
 
 namespace tamsel::engine {
 
@@ -12,6 +13,7 @@ constexpr std::uint16_t interoperabilityDirectory = 0xA005;
 // More than any picture has: a damaged file is not worth more time.
 constexpr std::size_t mostDirectories = 1024;
 constexpr std::size_t mostEntries = 1 << 18;
+constexpr std::size_t mostPlaces = 4096; // with or without a directory
 constexpr std::size_t mostNumbers = 1 << 22;
 
 constexpr std::array<std::byte, headerSize> freshHeader{std::byte{'M'}, std::byte{'M'}, std::byte{0},
@@ -134,6 +136,12 @@ std::vector<std::uint32_t> TiffBlock::numbers(const TiffEntry& entry) const
     return result;
 }
 
+bool isDirectoryPointer(std::uint16_t tag)
+{
+    return tag == tiffTag::subDirectories || tag == tiffTag::exifDirectory || tag == tiffTag::gpsDirectory
+        || tag == interoperabilityDirectory;
+}
+
 std::optional<std::uint32_t> TiffBlock::number(std::uint16_t tag) const
 {
     const TiffEntry* entry = first_.find(tag);
@@ -144,13 +152,12 @@ std::optional<std::uint32_t> TiffBlock::number(std::uint16_t tag) const
 std::vector<TiffDirectory> TiffBlock::allDirectories() const
 {
     std::vector<TiffDirectory> result{first_};
-    std::vector<std::size_t> places{first_.place};
+    std::unordered_set<std::size_t> places{first_.place};
     std::size_t entryCount = first_.entries.size();
     const auto follow = [&](std::size_t place) {
-        if (result.size() >= mostDirectories || entryCount > mostEntries
-            || std::ranges::find(places, place) != places.end())
+        if (result.size() >= mostDirectories || entryCount > mostEntries || places.size() > mostPlaces
+            || !places.insert(place).second)
             return;
-        places.push_back(place);
         if (auto below = directory(place)) {
             entryCount += below->entries.size();
             result.push_back(std::move(*below));
@@ -159,10 +166,7 @@ std::vector<TiffDirectory> TiffBlock::allDirectories() const
     for (std::size_t index = 0; index < result.size(); ++index) {
         const std::vector<TiffEntry> entries = result[index].entries;
         for (const TiffEntry& entry : entries) {
-            if (entry.tag != tiffTag::subDirectories && entry.tag != tiffTag::exifDirectory
-                && entry.tag != tiffTag::gpsDirectory && entry.tag != interoperabilityDirectory)
-                continue;
-            if (entry.count <= mostDirectories)
+            if (isDirectoryPointer(entry.tag) && entry.count <= mostDirectories)
                 std::ranges::for_each(numbers(entry), follow);
         }
         follow(result[index].next);

@@ -96,6 +96,9 @@ private:
     TiffDirectory first_;
 };
 
+/// Whether entries of the tag hold the places of directories.
+[[nodiscard]] bool isDirectoryPointer(std::uint16_t tag);
+
 /// Whether the bytes begin like a TIFF structure, in either byte order.
 [[nodiscard]] bool hasTiffHeader(ByteView bytes);
 

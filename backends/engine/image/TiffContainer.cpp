@@ -1,6 +1,22 @@
 #include <engine/image/TiffContainer.h>
 
+#include <string_view>
+
 namespace tamsel::engine {
+
+namespace {
+
+/// Programs that put something behind the last page find it from the end of the file.
+bool hasTrailer(ByteView file)
+{
+    const auto standsBeforeEnd = [&](std::size_t distance, std::string_view text) {
+        return file.size() >= distance && holdsText(file, file.size() - distance, text);
+    };
+    return standsBeforeEnd(64, "CANON OPTIONAL DATA") || standsBeforeEnd(8, "cbipcbbl")
+        || standsBeforeEnd(12, "AXS!") || standsBeforeEnd(12, "AXS*");
+}
+
+} // namespace
 
 TiffContainer::TiffContainer(ByteView file) : ImageContainer(file)
 {
@@ -14,13 +30,10 @@ TiffContainer::TiffContainer(ByteView file) : ImageContainer(file)
         return;
     }
     exif_ = file;
-    const auto number = [&](std::uint16_t tag) -> std::uint32_t {
-        const TiffEntry* entry = block->first().find(tag);
-        const auto numbers
-            = entry && entry->count == 1 ? block->numbers(*entry) : std::vector<std::uint32_t>{};
-        return numbers.empty() ? 0 : numbers.front();
-    };
-    const PixelSize size{.width = number(tiffTag::imageWidth), .height = number(tiffTag::imageLength)};
+    if (hasTrailer(file))
+        fail("what stands behind the pages of the TIFF file has to stay at its end");
+    const PixelSize size{.width = block->number(tiffTag::imageWidth).value_or(0),
+        .height = block->number(tiffTag::imageLength).value_or(0)};
     if (size.width != 0 && size.height != 0)
         size_ = size;
     else

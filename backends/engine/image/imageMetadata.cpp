@@ -1,6 +1,7 @@
 #include <engine/image/imageMetadata.h>
 
 #include <engine/image/ImageContainer.h>
+#include <engine/image/TiffHazards.h>
 #include <engine/image/exifProperties.h>
 #include <engine/image/pictureData.h>
 
@@ -84,8 +85,11 @@ std::expected<std::vector<std::byte>, Error> rewriteImageUnchecked(
     if (!block)
         return std::unexpected(Error{.localizedDescription = "the EXIF of the picture is damaged"});
     auto changes = changesOfExif(*block, properties, container->newExif());
-    if (changes && !changes->empty())
+    if (changes && !changes->empty()) {
+        if (auto hazard = hazardOf(*block, *changes, imageType(file) == "public.tiff"))
+            return std::unexpected(Error{.localizedDescription = std::move(*hazard)});
         changes = container->replaceExif(*changes);
+    }
     if (!changes)
         return std::unexpected(std::move(changes.error()));
     return spliced(file, *changes);

@@ -3,11 +3,13 @@
 #include <engine/image/TiffBlock.h>
 #include <engine/image/exifTags.h>
 #include <engine/image/imageMetadata.h>
+#include <engine/image/previewPointers.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -222,11 +224,13 @@ std::vector<Span> changesWithin(const std::vector<Span>& places, ByteView before
     return result;
 }
 
-/// Whether no change is inside a strip, a tile or a thumbnail of any directory.
-bool pictureIsKept(const TiffBlock& block, const std::vector<Span>& changes)
+/// Whether no change is inside a thumbnail of any directory or, of a whole file, inside a strip or a tile: EXIF that was
+/// copied from a TIFF file may still state where those were.
+bool pictureIsKept(const TiffBlock& block, const std::vector<Span>& changes, bool isFile)
 {
-    constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> offsetsAndSizes{
-        {{273, 279}, {324, 325}, {513, 514}}};
+    constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> allOffsetsAndSizes{
+        {{513, 514}, {273, 279}, {324, 325}}};
+    const auto offsetsAndSizes = std::span(allOffsetsAndSizes).first(isFile ? 3 : 1);
     std::size_t left = 1 << 22; // a picture with more strips is not worth the time
     for (const TiffDirectory& directory : block.allDirectories()) {
         for (const auto& [offsetTag, sizeTag] : offsetsAndSizes) {
@@ -242,6 +246,8 @@ bool pictureIsKept(const TiffBlock& block, const std::vector<Span>& changes)
             left -= count;
             for (std::size_t index = 0; index < count; ++index) {
                 const std::size_t begin = offsets[index];
+                if (!isFile && (begin < 8 || !holds(block.bytes(), begin, sizes[index])))
+                    continue; // leads nowhere
                 const auto change = std::ranges::upper_bound(changes, begin, {}, &Span::end);
                 if (change != changes.end() && change->begin < begin + sizes[index])
                     return false;
@@ -251,7 +257,7 @@ bool pictureIsKept(const TiffBlock& block, const std::vector<Span>& changes)
     return true;
 }
 
-bool tiffIsKept(ByteView before, ByteView after)
+bool tiffIsKept(ByteView before, ByteView after, bool isFile)
 {
     const auto old = TiffBlock::open(before);
     const auto anew = TiffBlock::open(after);
@@ -266,12 +272,28 @@ bool tiffIsKept(ByteView before, ByteView after)
         at = std::max(at, span.end);
     }
     return areEqual(before.subspan(at), after.subspan(at, before.size() - at))
-        && pictureIsKept(*old, changesWithin(places, before, after))
+        && pictureIsKept(*old, changesWithin(places, before, after), isFile)
         && entriesAreKept(ExifGroup::tiff, *old, old->first(), *anew, anew->first())
         && entriesAreKept(ExifGroup::exif, *old, old->directoryOf(tiffTag::exifDirectory), *anew,
             anew->directoryOf(tiffTag::exifDirectory))
         && entriesAreKept(ExifGroup::gps, *old, old->directoryOf(tiffTag::gpsDirectory), *anew,
             anew->directoryOf(tiffTag::gpsDirectory));
+}
+
+/// Whether the EXIF is kept, but for numbers that follow a preview behind it.
+bool exifIsKept(ByteView file, ByteView before, ByteView after)
+{
+    std::vector<std::byte> restored(after.begin(), after.end());
+    if (imageType(file) == "public.jpeg" && after.size() >= before.size()) {
+        for (const PreviewPointer& pointer : previewPointers(file, before)) {
+            if (number32(after, pointer.place, pointer.order)
+                != pointer.offset + (after.size() - before.size()))
+                return false;
+            std::ranges::copy(before.subspan(pointer.place, 4),
+                restored.begin() + static_cast<std::ptrdiff_t>(pointer.place));
+        }
+    }
+    return tiffIsKept(before, restored, false);
 }
 
 } // namespace
@@ -282,7 +304,7 @@ bool pictureDataIsEqual(ByteView before, ByteView after)
     if (type != imageType(after))
         return false;
     if (type == "public.tiff")
-        return tiffIsKept(before, after);
+        return tiffIsKept(before, after, true);
     if (type != "public.jpeg" && type != "public.png" && type != "org.webmproject.webp")
         return areEqual(before, after);
     const auto partsOf = [&](ByteView file) {
@@ -293,7 +315,7 @@ bool pictureDataIsEqual(ByteView before, ByteView after)
     const Parts old = partsOf(before);
     const Parts anew = partsOf(after);
     return holdTheSame(old.kept, anew.kept) && picturesAreEqual(old.pictures, anew.pictures)
-        && (old.exif.empty() || tiffIsKept(old.exif, anew.exif));
+        && (old.exif.empty() || exifIsKept(before, old.exif, anew.exif));
 }
 
 } // namespace tamsel::engine
