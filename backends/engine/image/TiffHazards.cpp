@@ -65,7 +65,8 @@ private:
         const auto offsets = block_.numbers(*offsetEntry);
         const auto sizes = block_.numbers(*sizeEntry);
         for (std::size_t index = 0; index < std::min(offsets.size(), sizes.size()); ++index) {
-            if (wouldChange(offsets[index], sizes[index], isFile_))
+            const bool isNone = !isFile_ && offsets[index] < 8; // the header is no thumbnail
+            if (!isNone && wouldChange(offsets[index], sizes[index], isFile_))
                 return true;
         }
         return false;

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -20,7 +21,7 @@ using engine::TiffType;
 namespace {
 
 constexpr std::array bothOrders{ByteOrder::little, ByteOrder::big};
-constexpr std::size_t exifBegin = 12; // in a JPEG without anything before it
+constexpr std::uint32_t exifBegin = 12; // in a JPEG without anything before it
 
 PropertyDictionary tiff(PropertyDictionary entries)
 {
@@ -274,6 +275,110 @@ TEST(ExifNumbers, AreTheFractionsThatPeopleWouldWrite)
     EXPECT_EQ(engine::clockText({24, 0, 1}), std::nullopt);
     for (const char* wrong : {"9:08:07", "09:08:07.", "09:08:07.1234567", "09-08-07", "09:60:00", "+9:08:07"})
         EXPECT_FALSE(engine::clockFrom(wrong)) << wrong;
+}
+
+TEST(ExifRewriting, RefusesWhatNewBytesBehindItWouldComplete)
+{
+    const PropertyDictionary changed = tiff({{"Software", "a program"}, {"Model", "a camera"}});
+    const char* reaches = "the EXIF is damaged: it reaches beyond its end";
+    const auto blockWith = [](const std::vector<TiffBuilder::Entry>& entries, std::size_t next = 0) {
+        TiffBuilder builder(ByteOrder::big);
+        return builder.finish(builder.addDirectory(entries, next));
+    };
+    TiffBuilder builder(ByteOrder::big);
+    const std::size_t end
+        = blockWith({builder.longInteger(0x0201, 0), builder.longInteger(0x0202, 0)}).size();
+    const auto thumbnail = [&](std::size_t begin, std::size_t size) {
+        return blockWith({builder.longInteger(0x0201, begin), builder.longInteger(0x0202, size)});
+    };
+    EXPECT_EQ(errorOf(thumbnail(end - 4, 10), changed), reaches);
+    EXPECT_EQ(errorOf(thumbnail(end, 4), changed), reaches);
+    EXPECT_EQ(errorOf(thumbnail(end - 4, 100'000), changed), "") << "as damaged afterwards as before";
+    EXPECT_EQ(errorOf(thumbnail(0, 50), changed), "") << "none at all";
+    EXPECT_EQ(errorOf(blockWith({builder.longInteger(0x00FE, 1)}, end), changed), reaches)
+        << "the next directory";
+    TiffBuilder::Entry unknown = builder.longInteger(0xC000, end - 14);
+    unknown.type = TiffType::undefined;
+    unknown.count = 8;
+    EXPECT_EQ(errorOf(blockWith({unknown, builder.longInteger(0xC001, 0)}), changed), "")
+        << "its value lies inside";
+    unknown.count = 40;
+    EXPECT_EQ(errorOf(blockWith({unknown, builder.longInteger(0xC001, 0)}), changed), reaches);
+    // Where strips were before somebody made a JPEG of a TIFF file.
+    EXPECT_EQ(
+        errorOf(blockWith({builder.longInteger(0x0111, 8), builder.longInteger(0x0117, 5000)}), changed), "");
+}
+
+TEST(ExifRewriting, DoesNotMoveADirectoryThatALoopLeadsTo)
+{
+    TiffBuilder builder(ByteOrder::big);
+    const std::size_t first = builder.addDirectory({builder.text(0x0131, "program")});
+    Bytes block = builder.finish(first);
+    block = engine::spliced(block,
+        {engine::Splice{.begin = block.size() - 4,
+            .end = block.size(),
+            .bytes = builder.numbers({static_cast<std::uint32_t>(first)})}});
+    EXPECT_EQ(
+        textOf(rewritten(block, tiff({{"Software", "another program"}})), "Software"), "another program");
+    EXPECT_EQ(errorOf(block, tiff({{"Model", "a camera"}})), "directories of the EXIF form a loop");
+}
+
+TEST(ExifRewriting, EndsSoonWithPointersToNowhere)
+{
+    std::vector<std::uint32_t> places(16'000);
+    std::ranges::generate(places, [place = 70'000U]() mutable { return place += 2; });
+    TiffBuilder builder(ByteOrder::big);
+    TiffBuilder::Entry pointers{.tag = 0x014A,
+        .type = TiffType::longInteger,
+        .count = 1000,
+        .value = builder.numbers({places.begin(), places.begin() + 1000})};
+    std::vector<TiffBuilder::Entry> entries;
+    for (int number = 0; number < 15; ++number) {
+        entries.push_back(pointers);
+        pointers.value
+            = builder.numbers({places.begin() + number * 1000, places.begin() + (number + 1) * 1000});
+    }
+    const Bytes block = builder.finish(builder.addDirectory(entries));
+    EXPECT_EQ(textOf(rewritten(block, tiff({{"Software", "a program"}})), "Software"), "a program");
+}
+
+TEST(ExifRewriting, FollowsPreviewsBehindThePicture)
+{
+    const Bytes preview = bytesOf("\xFF\xD8\xFF\xDB the preview"sv);
+    const Bytes spoilt = bytesOf("\x02\xD8\xFF\xE1 another"sv);
+    for (const ByteOrder noteOrder : bothOrders) {
+        const auto fileWith = [&](std::uint32_t one, std::uint32_t other) {
+            TiffBuilder builder(ByteOrder::big);
+            const TiffBuilder note(noteOrder);
+            const Bytes numbers = join({bytesOf("MAKER\0"sv), note.numbers({one, 7, other, 0})});
+            const std::size_t exif = builder.addDirectory({TiffBuilder::Entry{.tag = 0x927C,
+                .type = TiffType::undefined,
+                .count = static_cast<std::uint32_t>(numbers.size()),
+                .value = numbers}});
+            const Bytes block = builder.finish(
+                builder.addDirectory({builder.text(0x0131, "old"), builder.longInteger(0x8769, exif)}));
+            return join({jpeg({exifSegment(block)}), preview, spoilt});
+        };
+        const Bytes draft = fileWith(0, 0);
+        const auto previewAt = static_cast<std::uint32_t>(draft.size() - spoilt.size() - preview.size());
+        const auto spoiltAt = static_cast<std::uint32_t>(draft.size() - spoilt.size());
+        const auto noteAt = static_cast<std::uint32_t>(placeOf(draft, "MAKER"));
+        // Counted from the EXIF, and from the maker note itself.
+        const Bytes file = fileWith(previewAt - exifBegin, spoiltAt - noteAt);
+        const auto after
+            = engine::rewriteImage(file, tiff({{"Software", "a longer one"}, {"Model", "camera"}}));
+        ASSERT_TRUE(after) << after.error().localizedDescription;
+        const std::size_t growth = after->size() - file.size();
+        EXPECT_GT(growth, 0U);
+        const std::size_t numbersAt = placeOf(*after, "MAKER") + 6;
+        EXPECT_EQ(engine::number32(*after, numbersAt, noteOrder), previewAt - exifBegin + growth);
+        EXPECT_EQ(engine::number32(*after, numbersAt + 4, noteOrder), 7U);
+        EXPECT_EQ(engine::number32(*after, numbersAt + 8, noteOrder), spoiltAt - noteAt + growth);
+        Bytes wrong = *after;
+        wrong[numbersAt + 3] ^= std::byte{1};
+        wrong[numbersAt] ^= std::byte{1};
+        EXPECT_FALSE(engine::pictureDataIsEqual(file, wrong));
+    }
 }
 
 } // namespace tamsel::tests

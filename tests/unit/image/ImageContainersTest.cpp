@@ -196,6 +196,11 @@ TEST(PngRewriting, TakesExifOutOfTextChunks)
                         {view.begin() + static_cast<std::ptrdiff_t>(end), view.end()}})
             == png({}));
     }
+    const Bytes xmpFirst = rewritten(png({other, plain}));
+    EXPECT_TRUE(contains(xmpFirst, bytesOf("APP1"))) << "which is no EXIF, and stays";
+    EXPECT_FALSE(contains(xmpFirst, bytesOf("type exif")));
+    EXPECT_EQ(errorOf(png({pngChunk("iTXt", bytesOf("Raw profile type exif\0\0\0\0\0"sv))})),
+        "the EXIF of the PNG file is text of a kind that is not read here");
     const Bytes compressed = png({pngChunk("zTXt", bytesOf("Raw profile type exif\0\0packed"sv))});
     EXPECT_EQ(errorOf(compressed), "the EXIF of the PNG file is compressed text that is not read here");
     const engine::Inflate inflate = [&](engine::ByteView packed, std::size_t) -> std::optional<Bytes> {
@@ -269,6 +274,11 @@ TEST(TiffRewriting, AddsToTheFileAndToItsFirstPageAlone)
     const Bytes whole = builder.finish(builder.addDirectory({builder.shortInteger(256, 1),
         builder.shortInteger(257, 1), builder.longInteger(273, 0), builder.longInteger(279, 8)}));
     EXPECT_EQ(errorOf(whole), "the picture would not stay as it is") << "its strip is the header";
+    EXPECT_EQ(errorOf(join({tiffFile(ByteOrder::little), bytesOf("cbipcbbl")})),
+        "what stands behind the pages of the TIFF file has to stay at its end");
+    const Bytes cutOff = builder.finish(builder.addDirectory({builder.shortInteger(256, 1),
+        builder.shortInteger(257, 1), builder.longInteger(273, 20), builder.longInteger(279, 80'000)}));
+    EXPECT_EQ(errorOf(cutOff), "the TIFF file is cut off");
     EXPECT_EQ(errorOf(bytesOf("II+\0\x08\0\0\0"sv)), "BigTIFF is not rewritten");
     EXPECT_EQ(errorOf(phoneExif(ByteOrder::big)), "the TIFF file has no picture");
 }
