@@ -68,8 +68,7 @@ private:
         std::error_code ignored;
         if (!std::filesystem::is_regular_file(url_, ignored))
             return std::unexpected(Error{.localizedDescription = url_.string() + ": there is no such file"});
-        Container container
-            = MovieReader::openContainer(url_.string(), nullptr, MovieFormats::recordings);
+        Container container = MovieReader::openContainer(url_.string(), nullptr, MovieFormats::recordings);
         if (container)
             note(**container);
         return container;
