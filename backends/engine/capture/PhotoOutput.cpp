@@ -167,6 +167,7 @@ void PhotoOutput::finish(const Still& still, const Frame& frame)
     const Clock& clock = services_.clock;
     const nanoseconds begun = clock.monotonic();
     if (begun - still.askedAt + lastDuration_ > finishLimit) {
+        lastDuration_ /= 2; // one that was slow must not keep all later ones from being tried
         delegate->captureOutputDidFinishCapture(
             still.resolved(), Error{.localizedDescription = "too many stills were asked for at once"});
         return;

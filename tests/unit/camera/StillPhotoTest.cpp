@@ -374,6 +374,17 @@ TEST(StillPhoto, ThatWouldBeFinishedTooLateIsNotBegun)
     screen.phone.advance(5s);
     const Texts failure{"error captureImageFailed"};
     EXPECT_EQ(screen.results(), (Texts{"sample", "sample", failure.front(), failure.front()}));
+
+    // A single slow one is forgotten.
+    screen.phone.delay(engine::CaptureCall::processPhoto, 20s);
+    screen.still();
+    screen.phone.advance(25s);
+    screen.phone.delay(engine::CaptureCall::processPhoto, 0s);
+    for (int number = 0; number < 5; ++number) {
+        screen.still();
+        screen.phone.advance(1s);
+    }
+    EXPECT_EQ(screen.results().back(), "sample");
 }
 
 TEST(StillPhoto, EndsInSilenceWithItsCameraOrManager)
