@@ -80,6 +80,7 @@ public:
     }
     [[nodiscard]] std::vector<std::shared_ptr<AVCaptureDevice>> cameras() override { return host_.cameras(); }
     [[nodiscard]] std::string locationProblem() override { return host_.locationProblem(); }
+    [[nodiscard]] bool isLocationAwaited() override { return host_.isLocationAwaited(); }
 
     void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) override
     {
@@ -139,6 +140,7 @@ public:
     {
         return "the simulated phone hears of no further fix";
     }
+    [[nodiscard]] bool isLocationAwaited() override { return false; }
 
     void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) override
     {

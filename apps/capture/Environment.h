@@ -23,8 +23,10 @@ public:
     [[nodiscard]] virtual std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label) = 0;
     [[nodiscard]] virtual std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() = 0;
 
-    /// Why there is no location, in one line; empty while one may still come.
+    /// Why there is no location, in one line.
     [[nodiscard]] virtual std::string locationProblem() = 0;
+    /// Whether one may still come.
+    [[nodiscard]] virtual bool isLocationAwaited() = 0;
 
     /// Runs the main loop until the condition holds. Signals reach `onInterrupt` (SIGINT, SIGTERM), or send the
     /// application to the background and back (SIGUSR1, SIGUSR2). The condition is asked after everything that the main

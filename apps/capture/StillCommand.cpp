@@ -91,15 +91,9 @@ void StillCommand::waitForLocation()
         return;
     const auto isKnown
         = [this] { return environment_.platform().location.makeLocationManager()->location().has_value(); };
-    std::string problem;
-    (void)waitFor(locationLimit, [&] {
-        if (isKnown())
-            return true;
-        problem = environment_.locationProblem();
-        return !problem.empty();
-    });
+    (void)waitFor(locationLimit, [&] { return isKnown() || !environment_.isLocationAwaited(); });
     if (!isKnown() && !isInterrupted_)
-        console_.note("no location: " + (problem.empty() ? std::string("no fix came") : problem));
+        console_.note("no location: " + environment_.locationProblem());
 }
 
 void StillCommand::tellWhatIsMissing()

@@ -283,6 +283,11 @@ std::string Host::locationProblem() const
     return parts_->location->problem();
 }
 
+bool Host::isLocationAwaited() const
+{
+    return parts_->location->isAwaited();
+}
+
 std::vector<std::shared_ptr<AVCaptureDevice>> Host::cameras() const
 {
     return parts_->capture->cameras();

@@ -53,8 +53,10 @@ public:
     void enterBackground();
     void enterForeground();
 
-    /// Why there is no location, in one line; empty when there is one, or one may still come.
+    /// Why there is no location, or why it may be old, in one line; empty when nothing is wrong. Thread-safe.
     [[nodiscard]] std::string locationProblem() const;
+    /// A daemon is being asked for the first fix. Thread-safe.
+    [[nodiscard]] bool isLocationAwaited() const;
 
     /// The cameras that are there now.
     [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;

@@ -1,3 +1,4 @@
+#include "support/Loopback.h"
 #include "support/Media.h"
 #include "support/Pictures.h"
 #include "support/Program.h"
@@ -108,6 +109,29 @@ TEST(StillCommand, SaysWhatIsMissingAndRefusesWhatIsWrong)
     EXPECT_EQ(still.status, 1);
     EXPECT_EQ(count(still.errors, "\n"), 1U);
 }
+
+#ifdef TAMSEL_GPSD
+TEST(StillCommand, WaitsForTheFirstFixOfADaemon)
+{
+    const ScratchFolder folder;
+    const std::string photo = folder.file("photo.jpg");
+    const Speaker daemon([](int turn) -> std::string {
+        if (turn == 0)
+            return "{\"class\":\"VERSION\",\"release\":\"3.22\",\"proto_major\":3,\"proto_minor\":14}\r\n";
+        return turn < 50
+            ? "" // a second without a fix
+            : "{\"class\":\"TPV\",\"mode\":3,\"time\":\"2024-02-29T12:00:00.250Z\",\"lat\":-47.5,"
+              "\"lon\":8.25,\"altMSL\":-12.5,\"eph\":7.5}\r\n"
+              "{\"class\":\"ATT\",\"heading\":4.5}\r\n";
+    });
+    const Outcome still = outcomeOf("--back test:64x48@60 still " + photo
+        + " --location gpsd:127.0.0.1:" + std::to_string(daemon.port()));
+    EXPECT_EQ(still.status, 0);
+    EXPECT_EQ(still.errors, "");
+    EXPECT_EQ(exif(photo, "-GPSLatitudeRef -GPS:GPSLatitude -GPSDOP -GPSDateStamp -GPSTimeStamp"),
+        "S\n47.5\n7.5\n2024:02:29\n12:00:00\n");
+}
+#endif
 
 TEST(StillCommand, IsAsLargeAsTheInput)
 {

@@ -53,6 +53,12 @@ std::string GpsdNews::problem() const
     return location_ ? "" : name_ + ": no three-dimensional fix yet";
 }
 
+bool GpsdNews::isAwaited() const
+{
+    const std::lock_guard lock(guard_);
+    return !location_ && (problem_.empty() || problem_ == connecting);
+}
+
 void GpsdNews::setLocation(const CLLocation& location)
 {
     if (put(guard_, location_, std::optional(location)))

@@ -21,6 +21,8 @@ public:
     [[nodiscard]] std::optional<platform::CLHeading> heading() const;
     /// One line that names the daemon; empty when it is there and has told a fix.
     [[nodiscard]] std::string problem() const;
+    /// Nothing is wrong, and there is no fix yet.
+    [[nodiscard]] bool isAwaited() const;
 
     void setLocation(const platform::CLLocation& location);
     void setHeading(const platform::CLHeading& heading);
@@ -28,6 +30,8 @@ public:
     void setProblem(std::string problem);
 
 private:
+    static constexpr const char* connecting = "connecting";
+
     void tell() const;
 
     const std::string name_;
@@ -36,7 +40,7 @@ private:
     mutable std::mutex guard_;
     std::optional<platform::CLLocation> location_;
     std::optional<platform::CLHeading> heading_;
-    std::string problem_ = "connecting";
+    std::string problem_ = connecting;
 };
 
 } // namespace tamsel::host

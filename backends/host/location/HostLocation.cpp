@@ -76,6 +76,11 @@ std::unique_ptr<CLLocationManager> HostLocation::makeLocationManager()
     return std::make_unique<Manager>(known_);
 }
 
+bool HostLocation::isAwaited() const
+{
+    return known_->gpsd && known_->gpsd->isAwaited();
+}
+
 std::string HostLocation::problem() const
 {
     if (known_->gpsd)

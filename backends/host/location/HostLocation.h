@@ -28,6 +28,8 @@ public:
 
     /// Why there is no location, or, from a daemon, why it may be old: one line. Empty when nothing is wrong.
     [[nodiscard]] std::string problem() const;
+    /// A daemon is being asked, and has not told its first fix.
+    [[nodiscard]] bool isAwaited() const;
 
 private:
     struct Known;
