@@ -144,6 +144,9 @@ TEST(StillCommand, IsAsLargeAsTheInput)
     EXPECT_EQ(exif(photo, "-ImageSize"), "3840 2160\n");
     EXPECT_EQ(outcomeOf("--back test:4032x3024@10 still " + photo).status, 0);
     EXPECT_EQ(exif(photo, "-ImageSize"), "4032 3024\n");
+    // A picture is a video that shows it again and again.
+    EXPECT_EQ(outcomeOf("--back " + photo + " still " + folder.file("again.jpg")).status, 0);
+    EXPECT_EQ(exif(folder.file("again.jpg"), "-ImageSize"), "4032 3024\n");
 }
 
 TEST(StillCommand, PlaysTheShutterOfTheSoundThemeUnlessSilent)

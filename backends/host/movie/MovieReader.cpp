@@ -14,6 +14,7 @@ extern "C" {
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace tamsel::host {
@@ -278,8 +279,12 @@ bool MovieReader::rewind()
     if (parts.kind != MovieKind::file || !parts.last)
         return false;
     const std::int64_t start = *parts.first;
-    if (av_seek_frame(parts.format.get(), parts.stream->index, start, AVSEEK_FLAG_BACKWARD) < 0
-        && av_seek_frame(parts.format.get(), -1, 0, AVSEEK_FLAG_BYTE) < 0) {
+    // The demuxers of single pictures say that they can seek, and give nothing afterwards.
+    const std::string_view name = parts.format->iformat->name;
+    const bool isPicture = name.ends_with("_pipe") || name == "image2";
+    if (isPicture
+        || (av_seek_frame(parts.format.get(), parts.stream->index, start, AVSEEK_FLAG_BACKWARD) < 0
+            && av_seek_frame(parts.format.get(), -1, 0, AVSEEK_FLAG_BYTE) < 0)) {
         // Some demuxers cannot seek at all: begin anew.
         parts.codec.reset();
         parts.stream = nullptr;
