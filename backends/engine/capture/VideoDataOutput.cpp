@@ -13,9 +13,17 @@ void VideoDataOutput::setSampleBufferDelegate(
     std::shared_ptr<DispatchQueue> queue)
 {
     hook_->permits(CaptureCall::setSampleBufferDelegate, delegate.expired() ? "none" : "delegate");
-    Receiver receiver{std::move(delegate), std::move(queue)};
-    const std::lock_guard lock(guard_);
-    std::swap(receiver_, receiver);
+    const Receiver receiver{std::move(delegate), std::move(queue)};
+    Receiver replaced = receiver;
+    std::optional<FrameTicket> loss;
+    {
+        const std::lock_guard lock(guard_);
+        std::swap(receiver_, replaced);
+        if (!receiver.delegate.expired())
+            untoldLoss_.swap(loss);
+    }
+    if (loss)
+        postDrop(receiver, std::move(*loss), DropCause::deviceLost);
 }
 
 VideoDataOutput::Receiver VideoDataOutput::receiver() const
@@ -52,12 +60,24 @@ void VideoDataOutput::deliver(
 
 void VideoDataOutput::tellDrop(FrameTicket ticket, DropCause cause)
 {
-    const Receiver current = receiver();
-    if (current.delegate.expired()) {
-        ticket.settle(FrameLedger::Outcome::gated);
-        return;
+    Receiver current;
+    {
+        const std::lock_guard lock(guard_);
+        current = receiver_;
+        if (!current.queue && cause == DropCause::deviceLost) {
+            untoldLoss_.emplace(std::move(ticket));
+            return;
+        }
     }
-    current.queue->async([self = shared_from_this(), ticket = std::move(ticket), cause]() mutable {
+    if (current.delegate.expired())
+        ticket.settle(FrameLedger::Outcome::gated);
+    else
+        postDrop(current, std::move(ticket), cause);
+}
+
+void VideoDataOutput::postDrop(const Receiver& receiver, FrameTicket ticket, DropCause cause)
+{
+    receiver.queue->async([self = shared_from_this(), ticket = std::move(ticket), cause]() mutable {
         const auto delegate = self->receiver().delegate.lock();
         if (!delegate) {
             ticket.settle(FrameLedger::Outcome::gated);

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace tamsel::engine {
 
@@ -29,6 +30,7 @@ public:
 
     /// Frames come from one thread at a time. The frame is gated when its stream has been closed by its turn.
     void deliver(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream);
+    /// A camera may be lost before the first delegate is set, which is then told.
     void tellDrop(platform::FrameTicket ticket, platform::DropCause cause);
 
 private:
@@ -38,12 +40,14 @@ private:
     };
 
     [[nodiscard]] Receiver receiver() const;
+    void postDrop(const Receiver& receiver, platform::FrameTicket ticket, platform::DropCause cause);
 
     const std::shared_ptr<CaptureHook> hook_;
     std::atomic<bool> discardsLateFrames_ = true;
     std::atomic<bool> isWaiting_ = false;
     mutable std::mutex guard_;
     Receiver receiver_;
+    std::optional<platform::FrameTicket> untoldLoss_;
 };
 
 } // namespace tamsel::engine

@@ -253,4 +253,18 @@ TEST(FrameDelivery, TellsOneDropWhenADeviceCannotBeStarted)
     EXPECT_EQ(screen.client->calls, Texts{"error videoFrameError"});
 }
 
+TEST(FrameDelivery, TellsALossThatCameBeforeTheDelegate)
+{
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        CaptureScreen screen({.seed = seed});
+        screen.phone.delay(engine::CaptureCall::setSampleBufferDelegate, 50ms);
+        ASSERT_TRUE(screen.start().has_value());
+        ASSERT_TRUE(screen.phone.runUntil([&] { return screen.back().isStarted(); }));
+        screen.back().unplug();
+        screen.phone.advance(1s);
+        EXPECT_EQ(screen.client->calls, Texts{"error videoFrameError"});
+        EXPECT_EQ(screen.manager->frameCounts().inFlight, 0U);
+    }
+}
+
 } // namespace tamsel::tests
