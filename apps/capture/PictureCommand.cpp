@@ -66,7 +66,8 @@ void PictureCommand::makeStill()
     const SourceType source = SourceType::asset(platform.assets.assetWithURL(options_.file));
     const auto manager = OvriSourceManager::create(
         {source}, options_.preset, environment_.makeQueue("org.tamsel.capture.response"), platform);
-    (void)manager->startSession(source, weak_from_this(), {}, nullptr); // fails for cameras only
+    if (!manager->startSession(source, weak_from_this(), {}, nullptr))
+        return; // for cameras only
     manager->captureStillImage(OvriImageSource::photo, std::nullopt);
     environment_.runUntil([&] { return hasSample_.load(); }, [] {});
 }

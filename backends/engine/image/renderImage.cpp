@@ -91,7 +91,7 @@ std::expected<std::shared_ptr<CGImage>, Error> renderImage(const CIImage& image)
     if (width > largestSide || height > largestSide || width * height > mostPixels)
         return failure("the image is too large");
 
-    const auto target
+    auto target
         = std::make_shared<CVPixelBuffer>(static_cast<std::size_t>(width), static_cast<std::size_t>(height));
     const bool keepsPixels = isRightAngled(image.transform());
     for (std::size_t row = 0; row < target->height(); ++row) {

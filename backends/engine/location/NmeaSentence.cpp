@@ -88,8 +88,9 @@ std::optional<double> NmeaSentence::number(std::size_t number) const
     const bool isPlain
         = std::ranges::all_of(digits, [](char character) { return isDigit(character) || character == '.'; });
     double value = 0;
-    const char* const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value, std::chars_format::fixed);
+    const char* const begin = text.data();
+    const char* const end = begin + text.size();
+    const auto result = std::from_chars(begin, end, value, std::chars_format::fixed);
     if (!isPlain || result.ec != std::errc{} || result.ptr != end)
         return std::nullopt;
     return value;

@@ -36,13 +36,13 @@ public:
     [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> decode() const override
     {
         try {
-            const auto stored = std::make_shared<CVPixelBuffer>(header_.width, header_.height);
+            auto stored = std::make_shared<CVPixelBuffer>(header_.width, header_.height);
             if (auto result = format_.decode(*data_, *stored); !result)
                 return std::unexpected(std::move(result.error()));
             if (header_.orientation == upright)
                 return stored;
             const CGSize turnedSize = size();
-            const auto turned = std::make_shared<CVPixelBuffer>(
+            auto turned = std::make_shared<CVPixelBuffer>(
                 static_cast<std::size_t>(turnedSize.width), static_cast<std::size_t>(turnedSize.height));
             turnUpright(*stored, *turned, header_.orientation);
             return turned;

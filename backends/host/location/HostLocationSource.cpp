@@ -47,8 +47,9 @@ std::optional<double> numberFrom(std::string_view text)
     if (text.starts_with('+') && !text.starts_with("+-"))
         text.remove_prefix(1);
     double number = 0;
-    const char* const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, number, std::chars_format::fixed);
+    const char* const begin = text.data();
+    const char* const end = begin + text.size();
+    const auto result = std::from_chars(begin, end, number, std::chars_format::fixed);
     if (result.ec != std::errc{} || result.ptr != end || !std::isfinite(number))
         return std::nullopt;
     return number;

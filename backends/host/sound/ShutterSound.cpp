@@ -61,7 +61,8 @@ std::string findSound()
         {variable("XDG_SOUND_THEME", "freedesktop"), std::string("freedesktop")}) {
         for (const std::string& folder : folders) {
             for (const char* ending : {".oga", ".ogg", ".wav"}) {
-                std::string file = folder + "/sounds/" + theme + "/stereo/" + soundName + ending;
+                std::string file = folder;
+                file.append("/sounds/").append(theme).append("/stereo/").append(soundName).append(ending);
                 std::error_code error;
                 if (fs::is_regular_file(file, error))
                     return file;

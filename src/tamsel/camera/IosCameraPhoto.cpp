@@ -26,7 +26,7 @@ void IosCamera::captureStillImage(OvriImageSource source, const std::optional<Ta
         return;
     }
     const AVCaptureVideoOrientation orientation = connection->videoOrientation();
-    auto chosen = std::make_unique<const TamselCameraSettings>(
+    auto chosen = std::make_shared<const TamselCameraSettings>(
         settings ? *settings : platform_.tamsel.cameraSettings());
     sessionQueue_->async(
         whileAlive(weak_from_this(), [orientation, chosen = std::move(chosen), source](IosCamera& self) {
