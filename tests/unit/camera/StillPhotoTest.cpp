@@ -387,6 +387,25 @@ TEST(StillPhoto, ThatWouldBeFinishedTooLateIsNotBegun)
     EXPECT_EQ(screen.results().back(), "sample");
 }
 
+TEST(StillPhoto, TakesItsFrameOnlyWhenFewAreBeingFinished)
+{
+    StillScreen screen;
+    screen.phone.delay(engine::CaptureCall::processPhoto, 1s);
+    for (int number = 0; number < 3; ++number)
+        screen.still();
+    screen.phone.advance(5s);
+    ASSERT_EQ(screen.client->samples.size(), 3U);
+    std::vector<int> frames; // a frame's number is in its red
+    for (const auto& sample : screen.client->samples) {
+        const auto image = makeImage(*sample, screen.phone.platform());
+        const auto pixels
+            = std::get<std::shared_ptr<const EncodedImage>>(image->ciImage().source())->decode();
+        frames.push_back(std::to_integer<int>((*pixels)->pixel(0, 0)[2]));
+    }
+    EXPECT_EQ(frames[1], frames[0] + 1);
+    EXPECT_GE(frames[2], frames[0] + 28) << "a second later";
+}
+
 TEST(StillPhoto, EndsInSilenceWithItsCameraOrManager)
 {
     StillScreen stopped;
