@@ -2,6 +2,7 @@
 
 #include <engine/capture/turnPixels.h>
 #include <engine/image/ImageFile.h>
+#include <engine/image/pngChunk.h>
 
 #include <algorithm>
 #include <array>
@@ -108,20 +109,7 @@ private:
 
     void chunk(std::string_view name, const std::vector<std::uint8_t>& content)
     {
-        std::vector<std::uint8_t> checked(name.begin(), name.end());
-        checked.insert(checked.end(), content.begin(), content.end());
-        std::uint32_t remainder = 0xFFFFFFFFU; // CRC-32 of ISO/IEC 15948, annex D
-        for (const std::uint8_t value : checked) {
-            remainder ^= value;
-            for (int bit = 0; bit < 8; ++bit)
-                remainder = (remainder >> 1U) ^ ((remainder & 1U) != 0 ? 0xEDB88320U : 0U);
-        }
-        std::vector<std::uint8_t> bytes;
-        appendWord(bytes, static_cast<std::uint32_t>(content.size()));
-        bytes.insert(bytes.end(), checked.begin(), checked.end());
-        appendWord(bytes, ~remainder);
-        std::ranges::transform(
-            bytes, std::back_inserter(file_), [](std::uint8_t value) { return std::byte{value}; });
+        engine::appendPngChunk(file_, name, std::as_bytes(std::span(content)));
     }
 
     std::vector<std::byte> file_;

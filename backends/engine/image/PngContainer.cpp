@@ -1,5 +1,7 @@
 #include <engine/image/PngContainer.h>
 
+#include <engine/image/pngChunk.h>
+
 #include <array>
 #include <cctype>
 #include <limits>
@@ -17,29 +19,6 @@ constexpr std::size_t checksumSize = 4;
 constexpr std::size_t longestProfile = 1 << 24; // of text
 constexpr std::string_view exifPrefix = "Exif\0\0"sv;
 constexpr std::array profileNames{"Raw profile type exif\0"sv, "Raw profile type APP1\0"sv};
-
-constexpr std::array<std::uint32_t, 256> makeChecksums()
-{
-    std::array<std::uint32_t, 256> table{};
-    for (std::uint32_t index = 0; index < table.size(); ++index) {
-        std::uint32_t value = index;
-        for (int bit = 0; bit < 8; ++bit)
-            value = (value & 1U) != 0 ? 0xEDB88320U ^ value >> 1U : value >> 1U;
-        table[index] = value;
-    }
-    return table;
-}
-
-constexpr std::array<std::uint32_t, 256> checksums = makeChecksums();
-
-/// The CRC of PNG, annex D, of a chunk's type and data.
-std::uint32_t checksumOf(ByteView bytes)
-{
-    std::uint32_t value = ~0U;
-    for (const std::byte byte : bytes)
-        value = checksums[(value ^ std::to_integer<std::uint32_t>(byte)) & 0xFFU] ^ value >> 8U;
-    return ~value;
-}
 
 std::size_t profileNameSize(ByteView data)
 {
@@ -178,10 +157,7 @@ std::expected<std::vector<Splice>, Error> PngContainer::replaceExif(const std::v
     Splice chunk{.begin = exifChunk_ ? exifChunk_->begin : pictureBegin_,
         .end = exifChunk_ ? exifChunk_->end : pictureBegin_,
         .bytes = {}};
-    appendNumber(chunk.bytes, data.size(), 4, ByteOrder::big);
-    appendText(chunk.bytes, "eXIf");
-    append(chunk.bytes, data);
-    appendNumber(chunk.bytes, checksumOf(ByteView(chunk.bytes).subspan(4)), checksumSize, ByteOrder::big);
+    appendPngChunk(chunk.bytes, "eXIf", data);
     std::vector<Splice> result;
     result.push_back(std::move(chunk));
     if (profileChunk_)
