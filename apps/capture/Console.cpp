@@ -44,10 +44,18 @@ void Console::writeError(std::string_view kind, const std::optional<std::string>
         write(JsonLine("error").text("kind", kind).text("reason", reason).string());
 }
 
+void Console::fail(const CameraError& error)
+{
+    failAs(std::string(error.name()), error.reason());
+}
+
 void Console::fail(const MotionHelperError& error)
 {
-    const std::string kind = error.isFrameworkError() ? "frameworkError" : "serviceNotAvailable";
-    const std::optional<std::string> reason = reasonOf(error);
+    failAs(error.isFrameworkError() ? "frameworkError" : "serviceNotAvailable", reasonOf(error));
+}
+
+void Console::failAs(const std::string& kind, const std::optional<std::string>& reason)
+{
     writeError(kind, reason);
     fail(kind + (reason ? ": " + *reason : ""));
 }

@@ -29,12 +29,15 @@ public:
     void fail(const std::string& line);
     /// An error event, where events are written.
     void writeError(std::string_view kind, const std::optional<std::string>& reason);
-    /// An error event, and a line.
+    // An error event, and a line.
+    void fail(const CameraError& error);
     void fail(const MotionHelperError& error);
 
     [[nodiscard]] bool hasFailed() const { return hasFailed_; }
 
 private:
+    void failAs(const std::string& kind, const std::optional<std::string>& reason);
+
     const bool json_;
     std::mutex guard_;
     std::atomic<bool> hasFailed_ = false;

@@ -47,11 +47,12 @@ FramesCommand::FramesCommand(const Options& options, Environment& environment)
 
 void FramesCommand::reportError(const CameraError& error)
 {
+    if (error.kind() != CameraError::Case::videoFrameError) {
+        console_.fail(error);
+        return;
+    }
     console_.writeError(error.name(), error.reason());
-    if (error.kind() == CameraError::Case::videoFrameError)
-        ++frameErrors_; // there may be many: told together at the end
-    else
-        console_.fail(std::string(error.name()) + (error.reason() ? ": " + *error.reason() : ""));
+    ++frameErrors_; // there may be many: told together at the end
 }
 
 void FramesCommand::sourceManagerDidGetFrame(OvriSourceManager& manager, const OvriCaptureFrameUpdate& frame)

@@ -56,9 +56,7 @@ void StillCommand::sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/
     const auto* cameraError = std::get_if<CameraError>(&error);
     if (!cameraError || cameraError->kind() == CameraError::Case::videoFrameError)
         return; // a frame less does not matter here
-    console_.writeError(cameraError->name(), cameraError->reason());
-    console_.fail(
-        std::string(cameraError->name()) + (cameraError->reason() ? ": " + *cameraError->reason() : ""));
+    console_.fail(*cameraError);
     hasEnded_ = true;
     wake();
 }
@@ -144,9 +142,7 @@ ExitStatus StillCommand::run()
     manager_ = OvriSourceManager::create({source}, options_.preset,
         environment_.makeQueue("org.tamsel.capture.response"), environment_.platform());
     if (const auto started = manager_->startSession(source, weak_from_this(), {}, view_); !started) {
-        const CameraError& error = started.error();
-        console_.writeError(error.name(), error.reason());
-        console_.fail(std::string(error.name()));
+        console_.fail(started.error());
     } else {
         takeStill();
         manager_->stopAllSessions();
