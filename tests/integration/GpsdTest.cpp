@@ -20,16 +20,6 @@ using host::parseLocation;
 using platform::CLHeading;
 using platform::CLLocation;
 
-namespace {
-
-std::string errorOf(const std::string& text)
-{
-    const auto source = parseLocation(text);
-    return source ? "no error" : source.error().localizedDescription;
-}
-
-} // namespace
-
 #ifdef TAMSEL_GPSD
 
 namespace {

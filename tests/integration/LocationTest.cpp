@@ -19,16 +19,6 @@ using host::parseLocation;
 using platform::CLHeading;
 using platform::CLLocation;
 
-namespace {
-
-std::string errorOf(const std::string& text)
-{
-    const auto source = parseLocation(text);
-    return source ? "no error" : source.error().localizedDescription;
-}
-
-} // namespace
-
 TEST(HostLocation, IsReadFromText)
 {
     const auto sydney = parseLocation("-33.8688, 151.2093,-4");

@@ -4,6 +4,7 @@
 
 #include <host/ReaderThreads.h>
 #include <host/location/HostLocation.h>
+#include <host/location/HostLocationSource.h>
 
 #include <chrono>
 #include <cstdint>
@@ -20,6 +21,13 @@ struct StandingClock final : platform::Clock {
     [[nodiscard]] std::chrono::nanoseconds monotonic() const override { return {}; }
     double now = 1'700'000'000;
 };
+
+/// What is wrong with a text that should name a location.
+[[nodiscard]] inline std::string errorOf(const std::string& text)
+{
+    const auto source = host::parseLocation(text);
+    return source ? "no error" : source.error().localizedDescription;
+}
 
 /// A host's location, and who waits for it.
 struct Place {
