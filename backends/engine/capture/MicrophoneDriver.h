@@ -1,0 +1,60 @@
+#pragma once
+
+#include <tamsel/platform/Error.h>
+
+#include <chrono>
+#include <cstddef>
+#include <expected>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tamsel::engine {
+
+/// A piece of sound: 48 000 samples a second by the microphone's own clock, two channels, interleaved, from -1 to 1.
+struct SoundChunk {
+    static constexpr int sampleRate = 48'000;
+    static constexpr int channelCount = 2;
+
+    std::vector<float> samples; ///< `channelCount` for each moment
+    /// When the first sample was heard, on the platform's monotonic clock.
+    std::chrono::nanoseconds captureTime{};
+
+    /// How many moments it holds.
+    [[nodiscard]] std::size_t length() const { return samples.size() / channelCount; }
+};
+
+/// Where a microphone puts its sound. One sink serves one start; once the session has let go of it every call is ignored.
+/// Chunks come from one thread at a time and in order.
+class SoundSink {
+public:
+    virtual ~SoundSink() = default;
+
+    virtual void deliver(SoundChunk chunk) = 0;
+    /// The microphone is gone: nothing more will come.
+    virtual void lose(const platform::Error& reason) = 0;
+};
+
+/// One start of a microphone. Its destruction asks for the end and does not wait: what comes later is ignored by the sink.
+class SoundStream {
+public:
+    virtual ~SoundStream() = default;
+};
+
+/// The microphone of a back end. Thread-safe.
+class MicrophoneDriver {
+public:
+    virtual ~MicrophoneDriver() = default;
+
+    [[nodiscard]] virtual std::string uniqueID() const = 0;
+    [[nodiscard]] virtual std::string name() const = 0;
+    /// False for a device that is not there, or no longer. Answers at once.
+    [[nodiscard]] virtual bool isPresent() const = 0;
+
+    /// Begins to fill the sink; several streams may run at a time. May take as long as the device needs to start.
+    [[nodiscard]] virtual std::expected<std::unique_ptr<SoundStream>, platform::Error> start(
+        std::shared_ptr<SoundSink> sink)
+        = 0;
+};
+
+} // namespace tamsel::engine
