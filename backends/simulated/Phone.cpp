@@ -140,6 +140,7 @@ struct Phone::Parts {
           assetServices(std::move(given.assets)),
           imageServices(std::move(given.images)),
           photoEncoder(std::move(given.photoEncoder)),
+          movieWriters(std::move(given.movieWriters)),
           motion(std::make_shared<SimulatedMotion>(std::move(given.motion), std::move(given.motionLog))),
           device(std::move(given.systemVersion), std::move(given.model)),
           application(scheduler.mainQueue(), center)
@@ -152,6 +153,8 @@ struct Phone::Parts {
                 std::move(script), "simulated:" + std::to_string(number++), scheduler));
             drivers.push_back(cameras.back());
         }
+        if (given.microphone)
+            microphone = std::make_shared<SimulatedMicrophone>(std::move(*given.microphone), scheduler);
         capture.emplace(engine::CaptureConfiguration{
             .dispatch = scheduler,
             .application = application,
@@ -160,10 +163,18 @@ struct Phone::Parts {
                 .device = device,
                 .sounds = sounds,
                 .encoder = photoEncoder ? *photoEncoder : images},
+            .movies = {.dispatch = scheduler,
+                .events = scheduler,
+                .clock = scheduler,
+                .writers = movieWriters ? *movieWriters : movies,
+                .tell =
+                    [this](const Error& error) {
+                        journal.write(scheduler.monotonic(), "recording " + error.localizedDescription);
+                    }},
             .cameras = std::move(drivers),
             .authorization
             = [this](AVMediaType type) { return authorizations.at(static_cast<std::size_t>(type)); },
-            .microphone = std::move(given.microphone),
+            .microphone = microphone,
             .detectableTypes = std::move(given.detectableTypes),
             .bufferCount = given.bufferCount,
             .hook = hook,
@@ -189,10 +200,13 @@ struct Phone::Parts {
     const std::shared_ptr<AssetServices> assetServices; ///< absent: the simulated ones
     const std::shared_ptr<ImageServices> imageServices;
     const std::shared_ptr<engine::PhotoEncoder> photoEncoder;
+    const std::shared_ptr<engine::MovieWriters> movieWriters;
+    std::shared_ptr<SimulatedMicrophone> microphone;
     const std::shared_ptr<SimulatedMotion> motion;
     engine::Motion motionServices{scheduler, scheduler, motion};
     JournaledMotion journaledMotion{motionServices, scheduler, journal};
     SimulatedAssets assets;
+    SimulatedMovies movies{scheduler, assets};
     SimulatedImages images;
     SimulatedLocation location;
     std::shared_ptr<ScriptedHook> hook = std::make_shared<ScriptedHook>(scheduler, journal);
@@ -264,6 +278,18 @@ SimulatedCamera& Phone::camera(AVCaptureDevicePosition position, std::size_t num
             return *camera;
     }
     throw std::out_of_range("the simulated phone has no such camera");
+}
+
+SimulatedMicrophone& Phone::microphone()
+{
+    if (!parts_->microphone)
+        throw std::out_of_range("the simulated phone has no microphone");
+    return *parts_->microphone;
+}
+
+SimulatedMovies& Phone::movies()
+{
+    return parts_->movies;
 }
 
 SimulatedMotion& Phone::motion()

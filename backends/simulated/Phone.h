@@ -6,7 +6,9 @@
 #include <simulated/SimulatedCamera.h>
 #include <simulated/SimulatedImages.h>
 #include <simulated/SimulatedLocation.h>
+#include <simulated/SimulatedMicrophone.h>
 #include <simulated/SimulatedMotion.h>
+#include <simulated/SimulatedMovies.h>
 
 #include <engine/capture/CaptureHook.h>
 
@@ -34,14 +36,15 @@ struct PhoneConfiguration {
         {.position = platform::AVCaptureDevicePosition::back},
         {.position = platform::AVCaptureDevicePosition::front},
     };
-    std::optional<std::string> microphone = std::nullopt;
+    std::optional<MicrophoneScript> microphone = std::nullopt;
     MotionScript motion = {};
     /// Stands in place of the motion script: replayed from the moment when the first stream starts.
     std::shared_ptr<const engine::MotionLog> motionLog = nullptr;
-    /// Stand in place of the simulated recordings and pictures, for real files on virtual time.
+    /// Stand in place of the simulated recordings, pictures and movies, for real files on virtual time.
     std::shared_ptr<platform::AssetServices> assets = nullptr;
     std::shared_ptr<platform::ImageServices> images = nullptr;
     std::shared_ptr<engine::PhotoEncoder> photoEncoder = nullptr;
+    std::shared_ptr<engine::MovieWriters> movieWriters = nullptr;
     /// What a metadata output offers, by the platform's identifiers.
     std::vector<platform::AVMetadataObjectType> detectableTypes = {};
     std::string systemVersion = "16.4";
@@ -84,6 +87,9 @@ public:
 
     /// Absent for a place that the configuration does not have. The first camera at a position has number 0.
     [[nodiscard]] SimulatedCamera& camera(platform::AVCaptureDevicePosition position, std::size_t number = 0);
+    /// Only for a phone that has one.
+    [[nodiscard]] SimulatedMicrophone& microphone();
+    [[nodiscard]] SimulatedMovies& movies();
     [[nodiscard]] SimulatedMotion& motion();
     [[nodiscard]] SimulatedAssets& assets();
     [[nodiscard]] SimulatedImages& images();
@@ -98,7 +104,7 @@ public:
 
     /// Refuses one call: the `number`th from now on of this kind (1 is the next), or of this kind with this detail.
     /// Calls that can be refused: makeDeviceInput, canAddInput, canAddOutput, lockForConfiguration, startRunning,
-    /// capturePhoto, processPhoto.
+    /// capturePhoto, processPhoto, startRecording.
     void refuse(engine::CaptureCall call, int number = 1, std::string detail = {});
     /// Every call of this kind takes time from now on.
     void delay(engine::CaptureCall call, std::chrono::nanoseconds duration);

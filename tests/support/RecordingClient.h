@@ -2,6 +2,7 @@
 
 #include <tamsel/facade/OvriSourceManager.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,10 @@ public:
     {
         calls.emplace_back("sample");
         samples.push_back(sample);
+    }
+    void sourceManagerDidGetVideo(OvriSourceManager&, const std::filesystem::path& url) override
+    {
+        calls.push_back("video " + url.string());
     }
     void sourceManagerDidGetSourceError(OvriSourceManager&, const SourceError& error) override
     {

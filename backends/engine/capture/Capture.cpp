@@ -2,6 +2,8 @@
 
 #include <engine/capture/CaptureContext.h>
 #include <engine/capture/CaptureSession.h>
+#include <engine/capture/MicrophoneDevice.h>
+#include <engine/capture/MovieFileOutput.h>
 #include <engine/capture/PhotoOutput.h>
 #include <engine/capture/PreviewLayer.h>
 #include <engine/capture/VideoDataOutput.h>
@@ -43,37 +45,6 @@ std::string_view name(AVCaptureDevicePosition position)
     return {};
 }
 
-class Microphone final : public AVCaptureDevice {
-public:
-    explicit Microphone(std::string name) : name_(std::move(name)) { }
-
-    [[nodiscard]] std::string uniqueID() const override { return name_; }
-    [[nodiscard]] std::string localizedName() const override { return name_; }
-    [[nodiscard]] AVMediaType mediaType() const override { return AVMediaType::audio; }
-    [[nodiscard]] AVCaptureDeviceType deviceType() const override
-    {
-        return AVCaptureDeviceType::builtInMicrophone;
-    }
-    [[nodiscard]] AVCaptureDevicePosition position() const override
-    {
-        return AVCaptureDevicePosition::unspecified;
-    }
-    [[nodiscard]] AVCaptureDeviceFormat activeFormat() const override { return {}; }
-    [[nodiscard]] int minimumFocusDistance() const override { return -1; }
-    [[nodiscard]] std::expected<void, Error> lockForConfiguration() override { return {}; }
-    void unlockForConfiguration() override { }
-    [[nodiscard]] double minAvailableVideoZoomFactor() const override { return 1; }
-    [[nodiscard]] double maxAvailableVideoZoomFactor() const override { return 1; }
-    [[nodiscard]] double videoZoomFactor() const override { return 1; }
-    void setVideoZoomFactor(double /*factor*/) override { }
-    [[nodiscard]] bool isFlashAvailable() const override { return false; }
-    [[nodiscard]] bool hasTorch() const override { return false; }
-    void setTorchMode(AVCaptureTorchMode /*mode*/) override { }
-
-private:
-    const std::string name_;
-};
-
 } // namespace
 
 Capture::Capture(CaptureConfiguration configuration)
@@ -85,7 +56,7 @@ Capture::Capture(CaptureConfiguration configuration)
         context_->cameras.push_back(
             std::make_shared<CameraDevice>(driver, given.hook, given.makeOperationLock()));
     if (given.microphone)
-        context_->microphone = std::make_shared<Microphone>(*given.microphone);
+        context_->microphone = std::make_shared<MicrophoneDevice>(given.microphone);
 }
 
 Capture::~Capture() = default;
@@ -114,7 +85,8 @@ std::shared_ptr<AVCaptureDevice> Capture::defaultDevice(
 std::shared_ptr<AVCaptureDevice> Capture::defaultAudioDevice()
 {
     context_->hook().permits(CaptureCall::defaultAudioDevice, {});
-    return context_->microphone;
+    const std::shared_ptr<MicrophoneDevice>& microphone = context_->microphone;
+    return microphone && microphone->driver()->isPresent() ? microphone : nullptr;
 }
 
 std::shared_ptr<AVCaptureSession> Capture::makeSession()
@@ -128,6 +100,10 @@ std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error> Capture::makeDeviceI
     const std::string_view kind = device->mediaType() == AVMediaType::audio ? "audio" : "video";
     if (!context_->hook().permits(CaptureCall::makeDeviceInput, kind))
         return std::unexpected(Error{.localizedDescription = "the device gives no input"});
+    // Whether the camera may be used is asked by whoever starts it; the microphone only comes along.
+    if (device->mediaType() == AVMediaType::audio
+        && context_->configuration.authorization(AVMediaType::audio) != AVAuthorizationStatus::authorized)
+        return std::unexpected(Error{.localizedDescription = "the microphone may not be used"});
     return std::make_shared<AVCaptureDeviceInput>(device);
 }
 
@@ -144,7 +120,7 @@ std::shared_ptr<AVCapturePhotoOutput> Capture::makePhotoOutput()
 
 std::shared_ptr<AVCaptureMovieFileOutput> Capture::makeMovieFileOutput()
 {
-    return std::make_shared<MovieFileOutput>();
+    return std::make_shared<MovieFileOutput>(context_->configuration.movies, context_->configuration.hook);
 }
 
 std::shared_ptr<AVCaptureMetadataOutput> Capture::makeMetadataOutput()

@@ -2,13 +2,13 @@
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/capture/CaptureHook.h>
+#include <engine/capture/MicrophoneDriver.h>
+#include <engine/capture/MovieServices.h>
 #include <engine/capture/OperationLock.h>
 #include <engine/capture/PhotoServices.h>
 
 #include <functional>
 #include <memory>
-#include <optional>
-#include <string>
 #include <tamsel/platform/AVCaptureSession.h>
 #include <tamsel/platform/Dispatch.h>
 #include <vector>
@@ -24,12 +24,13 @@ struct CaptureConfiguration {
     platform::Dispatch& dispatch;
     ApplicationState& application;
     PhotoServices photos;
+    MovieServices movies;
     /// Every camera of this machine; several may share a position, the first of a type and position is the default.
     std::vector<std::shared_ptr<CameraDriver>> cameras;
     /// Asked at each question.
     std::function<platform::AVAuthorizationStatus(platform::AVMediaType)> authorization;
-    /// The name of the microphone; absent when there is none.
-    std::optional<std::string> microphone = std::nullopt;
+    /// Absent when there is none.
+    std::shared_ptr<MicrophoneDriver> microphone = nullptr;
     /// What a metadata output offers.
     std::vector<platform::AVMetadataObjectType> detectableTypes = {};
     /// Buffers of each session's pool.

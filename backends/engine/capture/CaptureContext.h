@@ -2,6 +2,7 @@
 
 #include <engine/capture/CameraDevice.h>
 #include <engine/capture/Capture.h>
+#include <engine/capture/MicrophoneDevice.h>
 
 #include <memory>
 #include <vector>
@@ -12,7 +13,7 @@ namespace tamsel::engine {
 struct CaptureContext {
     CaptureConfiguration configuration;
     std::vector<std::shared_ptr<CameraDevice>> cameras;
-    std::shared_ptr<platform::AVCaptureDevice> microphone;
+    std::shared_ptr<MicrophoneDevice> microphone;
 
     [[nodiscard]] CaptureHook& hook() const { return *configuration.hook; }
 };

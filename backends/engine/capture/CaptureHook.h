@@ -32,6 +32,8 @@ enum class CaptureCall : std::uint8_t {
     capturePhoto,
     processPhoto,
     setTorchMode,
+    startRecording,
+    stopRecording,
     authorizationStatus,
     defaultDevice,
     defaultAudioDevice,
@@ -48,7 +50,7 @@ public:
 
     /// `detail` names the argument in one word where there is one ("AVCaptureVideoDataOutput", "landscapeLeft").
     /// False refuses the call, where the call can be refused: makeDeviceInput, canAddInput, canAddOutput,
-    /// lockForConfiguration, startRunning, capturePhoto, processPhoto.
+    /// lockForConfiguration, startRunning, capturePhoto, processPhoto, startRecording.
     virtual bool permits(CaptureCall /*call*/, std::string_view /*detail*/) { return true; }
 };
 

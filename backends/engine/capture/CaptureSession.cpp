@@ -60,6 +60,7 @@ CaptureSession::~CaptureSession()
 {
     if (stream_)
         stream_->close();
+    replaceSound(nullptr);
     for (const std::shared_ptr<AVCaptureOutput>& output : outputs_)
         std::dynamic_pointer_cast<OutputPlace>(output)->leaveSession();
     // Giving the device back may take its time, and this may be any thread.
@@ -287,11 +288,14 @@ void CaptureSession::start()
         return;
 
     const CameraDescription description = device->description();
+    const auto movieOutput = output<MovieFileOutput>();
+    const std::shared_ptr<MicrophoneDriver> microphone = movieOutput ? this->microphone() : nullptr;
     const auto stream = std::make_shared<FrameStream>(FrameStream::Parts{
         .counter = counter_,
         .pool = pool_,
         .output = output<VideoDataOutput>(),
         .photoOutput = output<PhotoOutput>(),
+        .movieOutput = movieOutput,
         .sensorOrientation = description.sensorOrientation,
         .intrinsicMatrix = description.intrinsicMatrix,
         .lost =
@@ -306,6 +310,12 @@ void CaptureSession::start()
         stream_ = stream;
         preset = preset_;
     }
+    if (movieOutput)
+        movieOutput->streamBegan({.sensorOrientation = description.sensorOrientation,
+            .ledger = counter_->ledger(),
+            .hasSound = microphone != nullptr});
+    if (microphone)
+        replaceSound(SessionSound::start(microphone, movieOutput, context_->configuration.movies));
     const auto started = device->start(claim_, preset, stream);
     if (!started)
         stream->lose(started.error());
@@ -337,16 +347,46 @@ void CaptureSession::end(const std::shared_ptr<FrameStream>& stream)
     if (!stream)
         return;
     stream->close();
+    bool isCurrent = false;
+    {
+        const std::lock_guard lock(guard_);
+        isCurrent = stream_ == stream;
+        if (isCurrent)
+            isRunning_ = false;
+    }
+    if (isCurrent)
+        replaceSound(nullptr);
+}
+
+void CaptureSession::replaceSound(std::shared_ptr<SessionSound> sound)
+{
+    {
+        const std::lock_guard lock(guard_);
+        sound_.swap(sound);
+    }
+    if (sound)
+        sound->close();
+}
+
+std::shared_ptr<MicrophoneDriver> CaptureSession::microphone() const
+{
     const std::lock_guard lock(guard_);
-    if (stream_ == stream)
-        isRunning_ = false;
+    for (const std::shared_ptr<AVCaptureInput>& input : inputs_) {
+        if (const auto device = std::dynamic_pointer_cast<MicrophoneDevice>(deviceOf(input)))
+            return device->driver();
+    }
+    return nullptr;
 }
 
 void CaptureSession::deviceWasLost()
 {
-    const std::lock_guard lock(guard_);
-    if (stream_ && !stream_->isOpen())
+    {
+        const std::lock_guard lock(guard_);
+        if (!stream_ || stream_->isOpen())
+            return;
         isRunning_ = false;
+    }
+    replaceSound(nullptr);
 }
 
 void CaptureSession::deviceWasTaken()

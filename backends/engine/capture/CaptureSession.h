@@ -3,6 +3,7 @@
 #include <engine/capture/BufferPool.h>
 #include <engine/capture/CameraDevice.h>
 #include <engine/capture/FrameStream.h>
+#include <engine/capture/SessionSound.h>
 
 #include <tamsel/platform/AVCaptureSession.h>
 
@@ -56,6 +57,9 @@ private:
     [[nodiscard]] std::shared_ptr<FrameStream> currentStream() const;
     void start();
     void end(const std::shared_ptr<FrameStream>& stream);
+    /// Absent while the session has none.
+    [[nodiscard]] std::shared_ptr<MicrophoneDriver> microphone() const;
+    void replaceSound(std::shared_ptr<SessionSound> sound);
     void deviceWasLost();
     void applicationReturned();
 
@@ -76,6 +80,7 @@ private:
     platform::AVCaptureSessionPreset preset_ = platform::AVCaptureSessionPreset::high;
     std::shared_ptr<Connection> previewConnection_;
     std::shared_ptr<FrameStream> stream_;
+    std::shared_ptr<SessionSound> sound_; ///< while it runs
     int openConfigurations_ = 0;
     bool startsAtCommit_ = false;
     bool startsInForeground_ = false;

@@ -39,11 +39,16 @@ std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std
 {
     if (!isOpen())
         return nullptr;
-    std::shared_ptr<CVPixelBuffer> buffer = parts_.pool->acquire(width, height);
-    // A client that keeps all buffers still gets its still.
-    if (!buffer && parts_.photoOutput && parts_.photoOutput->isWaiting())
-        buffer = std::make_shared<CVPixelBuffer>(width, height);
-    return buffer;
+    if (std::shared_ptr<CVPixelBuffer> buffer = parts_.pool->acquire(width, height))
+        return buffer;
+    // A client that keeps all buffers still gets its still and its recording.
+    const bool isWanted = (parts_.photoOutput && parts_.photoOutput->isWaiting())
+        || (parts_.movieOutput && parts_.movieOutput->isRecording());
+    if (!isWanted || spare_.use_count() > 1)
+        return nullptr;
+    if (!spare_ || spare_->width() != width || spare_->height() != height)
+        spare_ = std::make_shared<CVPixelBuffer>(width, height);
+    return spare_;
 }
 
 std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::turnedMatrix(const CVPixelBuffer& stored, int turns)
@@ -63,13 +68,19 @@ void FrameStream::deliver(
 {
     if (!isOpen())
         return;
-    if (parts_.photoOutput)
-        parts_.photoOutput->offer(*buffer, parts_.sensorOrientation, captureTime);
     FrameTicket ticket(parts_.counter->ledger());
     const FrameTiming timing = parts_.counter->next(mediaTime, captureTime, std::exchange(isFirst_, false));
+    if (parts_.photoOutput)
+        parts_.photoOutput->offer(*buffer, parts_.sensorOrientation, timing.captureTime);
+    if (parts_.movieOutput)
+        parts_.movieOutput->offer(*buffer, timing.captureTime);
     const std::shared_ptr<Connection> connection = parts_.output ? parts_.output->videoConnection() : nullptr;
     if (!connection || !connection->isEnabled() || !parts_.output->hasDelegate()) {
         ticket.settle(FrameLedger::Outcome::gated);
+        return;
+    }
+    if (buffer == spare_) {
+        parts_.output->tellDrop(std::move(ticket), DropCause::noBuffer);
         return;
     }
     if (!parts_.output->hasPlace()) {
@@ -100,21 +111,28 @@ void FrameStream::drop(DropCause cause)
         tellDrop(cause);
 }
 
-void FrameStream::lose(const Error& /*reason*/)
+void FrameStream::lose(const Error& reason)
 {
     State expected = State::open;
     if (!state_.compare_exchange_strong(expected, State::lost))
         return;
     tellDrop(DropCause::deviceLost);
-    if (parts_.photoOutput)
-        parts_.photoOutput->streamEnded();
+    tellEnd(reason);
     parts_.lost();
 }
 
 void FrameStream::close()
 {
-    if (state_.exchange(State::closed) == State::open && parts_.photoOutput)
+    if (state_.exchange(State::closed) == State::open)
+        tellEnd({.localizedDescription = "the session stopped"});
+}
+
+void FrameStream::tellEnd(const Error& reason)
+{
+    if (parts_.photoOutput)
         parts_.photoOutput->streamEnded();
+    if (parts_.movieOutput)
+        parts_.movieOutput->streamEnded(reason);
 }
 
 void FrameStream::tellDrop(DropCause cause)

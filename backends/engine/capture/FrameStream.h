@@ -2,6 +2,7 @@
 
 #include <engine/capture/BufferPool.h>
 #include <engine/capture/CameraDriver.h>
+#include <engine/capture/MovieFileOutput.h>
 #include <engine/capture/PhotoOutput.h>
 #include <engine/capture/VideoDataOutput.h>
 
@@ -44,6 +45,8 @@ public:
         std::shared_ptr<VideoDataOutput> output;
         /// Absent when the session has none.
         std::shared_ptr<PhotoOutput> photoOutput;
+        /// Absent when the session has none.
+        std::shared_ptr<MovieFileOutput> movieOutput;
         platform::AVCaptureVideoOrientation sensorOrientation;
         std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix;
         /// Called once, on the driver's thread, when the device is lost.
@@ -69,12 +72,15 @@ private:
     [[nodiscard]] std::shared_ptr<const platform::CameraIntrinsicMatrix> turnedMatrix(
         const platform::CVPixelBuffer& stored, int turns);
     void tellDrop(platform::DropCause cause);
+    void tellEnd(const platform::Error& reason);
 
     const Parts parts_;
     std::atomic<State> state_ = State::open;
 
     // Of the driver's thread.
     bool isFirst_ = true;
+    /// For stills and recordings while clients hold all buffers of the pool.
+    std::shared_ptr<platform::CVPixelBuffer> spare_;
     int matrixTurns_ = 0;
     std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix_;
 };

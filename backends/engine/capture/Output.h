@@ -64,13 +64,6 @@ public:
     }
 };
 
-/// Movies are not written yet: the output stands in the session and has a connection.
-class MovieFileOutput final : public Output<platform::AVCaptureMovieFileOutput> {
-public:
-    [[nodiscard]] const char* kind() const override { return "AVCaptureMovieFileOutput"; }
-    void setMovieFragmentInterval(platform::CMTime /*interval*/) override { }
-};
-
 /// Offers what the back end can detect, once it is in a session.
 class MetadataOutput final : public Output<platform::AVCaptureMetadataOutput> {
 public:

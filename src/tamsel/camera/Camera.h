@@ -6,6 +6,7 @@
 #include <tamsel/platform/core/OvriImage.h>
 #include <tamsel/platform/core/TamselCameraSettings.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -53,6 +54,11 @@ public:
     virtual void captureStillImage(
         platform::OvriImageSource source, const std::optional<platform::TamselCameraSettings>& settings)
         = 0;
+
+    /// Records into a file from the next frame on, when the configuration enables it. The finished file comes to the delegate;
+    /// so does a failure when the session does not run.
+    virtual void startVideoRecording(std::filesystem::path url) = 0;
+    virtual void stopVideoRecording() = 0;
 };
 
 } // namespace tamsel

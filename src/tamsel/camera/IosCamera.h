@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -24,7 +25,9 @@ class PhotoCaptureProcessor;
 class VideoFrameHandler;
 
 /// The library's camera: one capture session with its inputs, outputs and queues.
-class IosCamera final : public Camera, public std::enable_shared_from_this<IosCamera> {
+class IosCamera final : public Camera,
+                        public platform::AVCaptureFileOutputRecordingDelegate,
+                        public std::enable_shared_from_this<IosCamera> {
     struct Private { };
 
 public:
@@ -54,6 +57,10 @@ public:
     void addPreviewLayer(const std::shared_ptr<platform::CALayer>& layer) override;
     void captureStillImage(platform::OvriImageSource source,
         const std::optional<platform::TamselCameraSettings>& settings) override;
+    void startVideoRecording(std::filesystem::path url) override;
+    void stopVideoRecording() override;
+    void captureOutputDidFinishRecording(
+        const std::filesystem::path& url, const std::optional<platform::Error>& error) override;
 
 private:
     /// The element that failures of the session are reported with.
@@ -81,6 +88,9 @@ private:
     void switchTorch(platform::AVCaptureDevice& device, platform::AVCaptureTorchMode mode);
     void deliverPhoto(PhotoCaptureProcessor& processor, platform::OvriImageSource source);
     void tellStillFailed();
+
+    // Recordings, in IosCameraRecording.cpp.
+    [[nodiscard]] bool isReadyToRecord() const;
 
     // Geometry, in IosCameraGeometry.cpp.
     void adjustZoomForMinimumFocus();

@@ -167,6 +167,18 @@ void OvriSourceManager::resumeCamera()
         paused->resume();
 }
 
+void OvriSourceManager::startVideoRecording(const std::filesystem::path& videoUrl)
+{
+    if (const std::shared_ptr<Camera> running = camera())
+        running->startVideoRecording(videoUrl);
+}
+
+void OvriSourceManager::stopVideoRecording()
+{
+    if (const std::shared_ptr<Camera> running = camera())
+        running->stopVideoRecording();
+}
+
 std::shared_ptr<Camera> OvriSourceManager::camera() const
 {
     const std::lock_guard lock(guard_);

@@ -53,6 +53,8 @@ public:
     void stopAllSessions() override;
     void resumeCamera() override;
     void pauseCamera() override;
+    void startVideoRecording(const std::filesystem::path& videoUrl) override;
+    void stopVideoRecording() override;
 
     void captureStillImage(platform::OvriImageSource source,
         const std::optional<platform::TamselCameraSettings>& settings) override;

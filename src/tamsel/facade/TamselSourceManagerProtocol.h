@@ -12,6 +12,7 @@
 #include <any>
 #include <cstddef>
 #include <expected>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -57,6 +58,14 @@ public:
     virtual void resumeCamera() = 0;
     /// Stops the camera so that `resumeCamera` can go on with it.
     virtual void pauseCamera() = 0;
+
+    /// Records the running camera into a file that is not there yet, when its source says so; sound with it when there is a
+    /// microphone. One recording at a time: a further start changes nothing. The file comes to the delegate once, when the
+    /// recording has ended, by `stopVideoRecording`, a pause, the background, a lost device, a full disk or whatever else;
+    /// what could not be recorded is a file that is shorter, or not there. After `stopCameraSession` it is finished and comes
+    /// no more. A camera that does not run answers with a `captureImageFailed`. Nothing without a camera.
+    virtual void startVideoRecording(const std::filesystem::path& videoUrl) = 0;
+    virtual void stopVideoRecording() = 0;
 };
 
 } // namespace tamsel

@@ -4,8 +4,11 @@
 #include <tamsel/platform/AVMetadataObject.h>
 #include <tamsel/platform/CMSampleBuffer.h>
 #include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/Error.h>
 
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace tamsel::platform {
@@ -62,11 +65,30 @@ public:
         = 0;
 };
 
-/// Writes a movie file.
+/// Is told about finished recordings.
+class AVCaptureFileOutputRecordingDelegate {
+public:
+    virtual ~AVCaptureFileOutputRecordingDelegate() = default;
+
+    /// Once for each recording, on a queue of the platform's choice. With an error the file holds what was recorded until
+    /// then, or is not there.
+    virtual void captureOutputDidFinishRecording(
+        const std::filesystem::path& url, const std::optional<Error>& error)
+        = 0;
+};
+
+/// Writes movie files, one recording at a time: whatever ends a recording, it leaves a file that plays, if it had a frame.
 class AVCaptureMovieFileOutput : public AVCaptureOutput {
 public:
     /// An invalid time: no movie fragments are written.
     virtual void setMovieFragmentInterval(CMTime interval) = 0;
+    /// Begins with the next frame. A file that is there already is left alone, and the recording ends at once with an error.
+    /// While a recording is under way the call does nothing. The delegate is held weakly. Returns at once.
+    virtual void startRecording(
+        std::filesystem::path url, std::weak_ptr<AVCaptureFileOutputRecordingDelegate> delegate)
+        = 0;
+    /// Does nothing when there is no recording. Another may be started at once.
+    virtual void stopRecording() = 0;
 };
 
 /// Receives batches of detected objects on the queue given with it.

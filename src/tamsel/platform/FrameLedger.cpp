@@ -32,6 +32,8 @@ FrameCounts FrameLedger::counts() const
     counts.gated = gated_.load(std::memory_order_acquire);
     for (std::size_t cause = 0; cause < dropCauseCount; ++cause)
         counts.droppedBy[cause] = droppedBy_[cause].load(std::memory_order_acquire);
+    counts.recorded = recorded_.load(std::memory_order_relaxed);
+    counts.notRecorded = notRecorded_.load(std::memory_order_relaxed);
     counts.produced = produced_.load(std::memory_order_relaxed);
     counts.inFlight = counts.produced - counts.delivered - counts.gated - counts.dropped();
     return counts;

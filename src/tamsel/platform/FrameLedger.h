@@ -25,6 +25,10 @@ struct FrameCounts {
     std::uint64_t gated = 0; ///< held back because the camera was not active
     std::uint64_t inFlight = 0;
 
+    // Of the frames produced while a recording was under way, whatever became of them otherwise.
+    std::uint64_t recorded = 0; ///< encoded into a movie
+    std::uint64_t notRecorded = 0; ///< missing in the movie: the recorder could not keep up, or not write
+
     [[nodiscard]] std::uint64_t dropped() const;
 };
 
@@ -36,6 +40,11 @@ public:
     void countProduced() { produced_.fetch_add(1, std::memory_order_relaxed); }
     void count(Outcome outcome, DropCause cause = DropCause::noReceiver);
 
+    void countRecorded(bool isInMovie)
+    {
+        (isInMovie ? recorded_ : notRecorded_).fetch_add(1, std::memory_order_relaxed);
+    }
+
     /// A snapshot whose sum closes, also while frames flow.
     [[nodiscard]] FrameCounts counts() const;
 
@@ -44,6 +53,8 @@ private:
     std::atomic<std::uint64_t> delivered_ = 0;
     std::atomic<std::uint64_t> gated_ = 0;
     std::array<std::atomic<std::uint64_t>, dropCauseCount> droppedBy_{};
+    std::atomic<std::uint64_t> recorded_ = 0;
+    std::atomic<std::uint64_t> notRecorded_ = 0;
 };
 
 /// One frame's entry in a ledger. It is settled once; a ticket that dies unsettled counts as a frame that nobody

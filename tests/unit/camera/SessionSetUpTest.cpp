@@ -76,7 +76,8 @@ TEST_P(Setup, PutsTheSessionTogetherInOrderAndStartsItOnce)
 
 TEST_P(Setup, AddsTheMicrophoneAndTheMovieOutputOnlyWhenVideoIsRecorded)
 {
-    CaptureScreen screen(seeded({.microphone = "microphone"}), CameraConfiguration::SessionPreset::none);
+    CaptureScreen screen(
+        seeded({.microphone = simulated::MicrophoneScript{}}), CameraConfiguration::SessionPreset::none);
     screen.startAndRun(SourceType::cameraFront(true));
     Texts calls = orderedCalls(screen.phone);
     EXPECT_EQ(only(calls, {"default", "makeDeviceInput"}),
@@ -100,8 +101,9 @@ TEST_P(Setup, GoesOnWithoutAMicrophoneThatIsMissingRefusedOrNotAccepted)
     for (const auto refused :
         {CaptureCall::makeDeviceInput, CaptureCall::canAddInput, CaptureCall::setEnabled}) {
         const bool isMissing = refused == CaptureCall::setEnabled;
-        CaptureScreen screen(
-            seeded({.microphone = isMissing ? std::nullopt : std::optional<std::string>("microphone")}));
+        CaptureScreen screen(seeded({.microphone = isMissing
+                ? std::nullopt
+                : std::optional<simulated::MicrophoneScript>(simulated::MicrophoneScript{})}));
         screen.phone.refuse(refused, 1, isMissing ? "nothing" : "audio");
         screen.startAndRun(SourceType::cameraBack(true));
         EXPECT_EQ(screen.phone.journal().texts("addInput"), Texts{"addInput video"});

@@ -56,7 +56,7 @@ private:
     simulated::PhoneConfiguration configuration(std::uint64_t seed)
     {
         simulated::PhoneConfiguration configuration{
-            .seed = seed, .microphone = "microphone", .bufferCount = 3};
+            .seed = seed, .microphone = simulated::MicrophoneScript{}, .bufferCount = 3};
         for (simulated::CameraScript& camera : configuration.cameras) {
             camera.width = 8;
             camera.height = 6;

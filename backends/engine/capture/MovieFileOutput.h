@@ -1,0 +1,73 @@
+#pragma once
+
+#include <engine/capture/MovieServices.h>
+#include <engine/capture/Output.h>
+#include <engine/capture/Recording.h>
+
+#include <tamsel/platform/FrameLedger.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace tamsel::engine {
+
+/// Records the session's frames, as the camera stores them, with the way up that the connection has at the start as a
+/// turn for the player; and the sound of the session's microphone. Frames are converted on the driver's thread, everything
+/// else happens on queues of the recordings. A movie is written in one piece whatever the fragment interval. When the output
+/// is released the recording ends, and its file is completed. Thread-safe.
+class MovieFileOutput final : public Output<platform::AVCaptureMovieFileOutput> {
+public:
+    /// What a running session gives.
+    struct Source {
+        platform::AVCaptureVideoOrientation sensorOrientation;
+        std::shared_ptr<platform::FrameLedger> ledger;
+        bool hasSound;
+    };
+
+    MovieFileOutput(MovieServices services, std::shared_ptr<CaptureHook> hook);
+    ~MovieFileOutput() override;
+
+    [[nodiscard]] const char* kind() const override { return "AVCaptureMovieFileOutput"; }
+    void setMovieFragmentInterval(platform::CMTime /*interval*/) override { }
+    void startRecording(std::filesystem::path url,
+        std::weak_ptr<platform::AVCaptureFileOutputRecordingDelegate> delegate) override;
+    void stopRecording() override;
+
+    // For the session.
+
+    void streamBegan(Source source);
+    /// No frame will come any more from the stream that began last.
+    void streamEnded(const platform::Error& reason);
+
+    [[nodiscard]] bool isRecording() const { return isRecording_.load(std::memory_order_relaxed); }
+    /// A frame of the session, before it is turned and before anybody else has it; on the driver's thread.
+    void offer(const platform::CVPixelBuffer& pixels, std::chrono::nanoseconds captureTime)
+    {
+        if (isRecording())
+            take(pixels, captureTime);
+    }
+    void offerSound(const SoundChunk& chunk);
+    void soundEnded();
+
+private:
+    void take(const platform::CVPixelBuffer& pixels, std::chrono::nanoseconds captureTime);
+    [[nodiscard]] std::shared_ptr<Recording> current() const;
+    [[nodiscard]] std::vector<std::shared_ptr<Recording>> takingSound();
+
+    const MovieServices services_;
+    const std::shared_ptr<CaptureHook> hook_;
+    std::atomic<bool> isRecording_ = false;
+
+    mutable std::mutex guard_;
+    std::optional<Source> source_; ///< while the session runs
+    std::shared_ptr<Recording> current_; ///< takes frames, unless it has ended by itself
+    std::vector<std::shared_ptr<Recording>>
+        recordings_; ///< take sound: the current one and those being stopped
+};
+
+} // namespace tamsel::engine

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <engine/capture/MovieServices.h>
+
+#include <tamsel/platform/FrameLedger.h>
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <variant>
+
+namespace tamsel::engine {
+
+/// One movie, from its start to its finished file. Frames and sound wait in order for a queue of the recording's own, which
+/// encodes and writes them; a frame that comes while too many wait is left out, and counted. A recording that is asked to
+/// stop waits a moment for the sound of its last frames. Whatever ends it, the file is completed: also when nobody is left
+/// to run the queue, by whoever lets go of the recording last. Thread-safe; frames come from one thread at a time.
+class Recording final : public std::enable_shared_from_this<Recording> {
+public:
+    struct Parts {
+        std::unique_ptr<MovieWriter> writer;
+        std::shared_ptr<platform::FrameLedger> ledger;
+        bool hasSound = false;
+        /// Called once, on the queue, when the file is complete or will never be.
+        std::function<void(const std::optional<platform::Error>&)> finished;
+    };
+
+    [[nodiscard]] static std::shared_ptr<Recording> start(Parts parts, const MovieServices& services);
+
+    Recording(Parts parts, const MovieServices& services);
+    ~Recording();
+
+    /// False once it takes no more.
+    [[nodiscard]] bool takesFrames() const;
+    [[nodiscard]] bool takesSound() const;
+    void takeFrame(const platform::CVPixelBuffer& pixels, std::chrono::nanoseconds captureTime);
+    void takeSound(const SoundChunk& chunk);
+
+    /// After the sound of the last frame has come, or a moment later.
+    void stop();
+    /// Now, for that reason, with the sound that is there.
+    void end(const platform::Error& reason);
+    /// No more sound will come.
+    void soundEnded();
+
+private:
+    /// What a recording that is being stopped still waits for.
+    enum class Phase : std::uint8_t { recording, awaitingSound, ended };
+    struct Frame {
+        std::unique_ptr<MovieFrame> picture;
+        std::chrono::nanoseconds captureTime;
+    };
+    using Entry = std::variant<Frame, SoundChunk>;
+
+    [[nodiscard]] bool hasRoom(const platform::CVPixelBuffer& pixels) const;
+    void push(Entry entry);
+    void endIf(Phase phase, const std::optional<platform::Error>& reason);
+
+    // On the queue, or in the destructor.
+    void open();
+    void writeNext();
+    [[nodiscard]] std::expected<void, platform::Error> write(const Entry& entry);
+    void abandon(platform::Error error);
+    void finish();
+
+    const Parts parts_;
+    const platform::Clock& clock_;
+    const std::shared_ptr<platform::DispatchQueue> queue_;
+    std::unique_ptr<EventSource> timer_;
+
+    mutable std::mutex guard_;
+    Phase phase_ = Phase::recording;
+    std::deque<Entry> waiting_;
+    std::size_t framesWaiting_ = 0;
+    std::size_t soundWaiting_ = 0; ///< in moments
+    bool soundRuns_ = false;
+    std::chrono::nanoseconds pictureEnd_{}; ///< of the last frame, as far as one can know
+    std::optional<std::chrono::nanoseconds> lastFrame_;
+    std::chrono::nanoseconds soundEnd_{};
+    std::optional<platform::Error> error_; ///< the first thing that went wrong
+
+    // On the queue.
+    bool isOpen_ = false;
+    bool isFinished_ = false;
+};
+
+} // namespace tamsel::engine

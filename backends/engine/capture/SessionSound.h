@@ -1,0 +1,43 @@
+#pragma once
+
+#include <engine/capture/MicrophoneDriver.h>
+#include <engine/capture/MovieServices.h>
+
+#include <tamsel/platform/Dispatch.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+namespace tamsel::engine {
+
+class MovieFileOutput;
+
+/// The way of one start's sound, from the microphone to the movie output. The microphone is started on the global queue,
+/// so that a slow one holds nothing up; a recording is silent until it is heard. Thread-safe.
+class SessionSound final : public SoundSink, public std::enable_shared_from_this<SessionSound> {
+public:
+    [[nodiscard]] static std::shared_ptr<SessionSound> start(std::shared_ptr<MicrophoneDriver> microphone,
+        std::shared_ptr<MovieFileOutput> output, const MovieServices& services);
+
+    SessionSound(std::shared_ptr<MovieFileOutput> output, std::function<void(const platform::Error&)> tell);
+    ~SessionSound() override;
+
+    void deliver(SoundChunk chunk) override;
+    void lose(const platform::Error& reason) override;
+
+    /// Lets nothing pass from now on, and asks the microphone to end.
+    void close();
+
+private:
+    void run(MicrophoneDriver& microphone);
+
+    const std::shared_ptr<MovieFileOutput> output_;
+    const std::function<void(const platform::Error&)> tell_;
+    std::atomic<bool> isClosed_ = false;
+
+    std::mutex guard_;
+    std::unique_ptr<SoundStream> stream_;
+};
+
+} // namespace tamsel::engine

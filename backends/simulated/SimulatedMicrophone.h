@@ -1,0 +1,60 @@
+#pragma once
+
+#include <engine/capture/MicrophoneDriver.h>
+
+#include <chrono>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+
+namespace tamsel::simulated {
+
+class Scheduler;
+
+/// How a simulated microphone behaves.
+struct MicrophoneScript {
+    std::string name = "Simulated microphone";
+    bool isPresent = true;
+    std::chrono::nanoseconds timeToStart{};
+    std::chrono::nanoseconds chunkInterval = std::chrono::milliseconds(20);
+    /// How much faster its clock runs than the phone's: it gives that many millionths more samples in the same time.
+    double clockError = 0;
+    /// How wrong the time of a chunk may be, by the number of the chunk.
+    std::function<std::chrono::nanoseconds(std::uint64_t)> jitter = nullptr;
+    /// What is heard at a moment, in seconds of the phone's monotonic clock, from -1 to 1; silence by default.
+    std::function<float(double)> sound = nullptr;
+};
+
+/// A microphone that hears what a test says, for as long as it is plugged in.
+class SimulatedMicrophone final : public engine::MicrophoneDriver,
+                                  public std::enable_shared_from_this<SimulatedMicrophone> {
+public:
+    SimulatedMicrophone(MicrophoneScript script, Scheduler& scheduler);
+    ~SimulatedMicrophone() override;
+
+    [[nodiscard]] MicrophoneScript& script() { return script_; }
+    [[nodiscard]] bool isStarted() const;
+    /// Gone until `plugIn`; recordings go on without sound.
+    void unplug();
+    void plugIn() { script_.isPresent = true; }
+
+    [[nodiscard]] std::string uniqueID() const override { return "simulated:microphone"; }
+    [[nodiscard]] std::string name() const override { return script_.name; }
+    [[nodiscard]] bool isPresent() const override { return script_.isPresent; }
+    [[nodiscard]] std::expected<std::unique_ptr<engine::SoundStream>, platform::Error> start(
+        std::shared_ptr<engine::SoundSink> sink) override;
+
+private:
+    class Stream;
+    struct Listener;
+
+    void plan(const std::shared_ptr<Listener>& listener);
+    [[nodiscard]] engine::SoundChunk hear(Listener& listener) const;
+
+    MicrophoneScript script_;
+    Scheduler& scheduler_;
+    std::list<std::weak_ptr<Listener>> listeners_;
+};
+
+} // namespace tamsel::simulated

@@ -1,0 +1,396 @@
+#include "support/CaptureScreen.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+namespace tamsel::tests {
+
+using namespace platform;
+using engine::CaptureCall;
+using std::chrono::nanoseconds;
+
+namespace {
+
+constexpr nanoseconds frameInterval = nanoseconds(1s) / 30;
+
+simulated::PhoneConfiguration withMicrophone(simulated::PhoneConfiguration configuration = {})
+{
+    configuration.microphone = simulated::MicrophoneScript{};
+    return configuration;
+}
+
+/// A capture screen whose camera runs at 30 frames a second and may record.
+struct RecordingScreen : CaptureScreen {
+    explicit RecordingScreen(
+        simulated::PhoneConfiguration configuration = withMicrophone(), bool records = true)
+        : CaptureScreen(std::move(configuration))
+    {
+        back().script().frameInterval = frameInterval;
+        client->onFrame = [this] { client->frames.clear(); }; // otherwise it soon holds all buffers
+        EXPECT_TRUE(start(SourceType::cameraBack(records)).has_value());
+        phone.advance(100ms);
+        EXPECT_FALSE(client->calls.empty());
+        phone.journal().clear();
+        client->calls.clear();
+    }
+
+    void record(nanoseconds duration, const char* url = "clip.mp4")
+    {
+        manager->startVideoRecording(url);
+        phone.advance(duration);
+    }
+
+    /// What the client was told, without the live frames.
+    [[nodiscard]] Texts results() const
+    {
+        Texts kept;
+        std::ranges::copy_if(
+            client->calls, std::back_inserter(kept), [](const std::string& call) { return call != "frame"; });
+        return kept;
+    }
+
+    [[nodiscard]] simulated::SimulatedMovie movie(const char* url = "clip.mp4")
+    {
+        const auto found = phone.movies().movie(url);
+        return found ? *found : simulated::SimulatedMovie{};
+    }
+};
+
+std::uint64_t liveDrops(const FrameCounts& counts)
+{
+    return counts.dropped();
+}
+
+} // namespace
+
+TEST(VideoRecording, KeepsEveryFrameAndTheSoundFromStartToStop)
+{
+    RecordingScreen screen;
+    screen.record(1s);
+    screen.manager->stopVideoRecording();
+    screen.phone.advance(1s);
+
+    EXPECT_EQ(screen.results(), Texts{"video clip.mp4"});
+    EXPECT_EQ(screen.phone.journal().texts("startRecording"), Texts{"startRecording clip.mp4"});
+    const simulated::SimulatedMovie movie = screen.movie();
+    EXPECT_TRUE(movie.isComplete);
+    EXPECT_TRUE(movie.settings.hasSound);
+    ASSERT_EQ(movie.frameTimes.size(), 30U);
+    for (std::size_t frame = 1; frame < movie.frameTimes.size(); ++frame) {
+        EXPECT_EQ(movie.frameTimes[frame] - movie.frameTimes[frame - 1], frameInterval);
+        EXPECT_EQ(movie.frameNumbers[frame], movie.frameNumbers[frame - 1] + 1);
+    }
+    EXPECT_NEAR(static_cast<double>(movie.soundLength), 48'000, 2 * 960);
+    const FrameCounts counts = screen.manager->frameCounts();
+    EXPECT_EQ(counts.recorded, 30U);
+    EXPECT_EQ(counts.notRecorded, 0U);
+    EXPECT_EQ(liveDrops(counts), 0U);
+    // It can be read like any other recording.
+    EXPECT_NE(screen.phone.platform().assets.assetWithURL("clip.mp4"), nullptr);
+}
+
+TEST(VideoRecording, TellsPlayersHowToTurnThePicture)
+{
+    const std::vector<std::pair<UIInterfaceOrientation, int>> cases{{UIInterfaceOrientation::portrait, 0},
+        {UIInterfaceOrientation::landscapeRight, 1}, {UIInterfaceOrientation::portraitUpsideDown, 2},
+        {UIInterfaceOrientation::landscapeLeft, 3}};
+    for (const auto& [orientation, turns] : cases) {
+        RecordingScreen screen;
+        screen.phone.setInterfaceOrientation(orientation);
+        screen.phone.run();
+        screen.record(200ms);
+        screen.manager->stopVideoRecording();
+        screen.phone.advance(1s);
+        EXPECT_EQ(screen.movie().settings.quarterTurns, turns);
+        EXPECT_EQ(screen.movie().width, 64U); // as stored
+    }
+}
+
+TEST(VideoRecording, DoesNothingUnlessItIsEnabledAndFailsUnlessTheSessionRuns)
+{
+    {
+        RecordingScreen screen(withMicrophone(), false);
+        screen.record(200ms);
+        screen.manager->stopVideoRecording();
+        screen.phone.advance(1s);
+        EXPECT_EQ(screen.results(), Texts{});
+        EXPECT_EQ(screen.phone.journal().texts("report"), Texts{});
+    }
+    RecordingScreen screen;
+    screen.manager->pauseCamera();
+    screen.manager->startVideoRecording("clip.mp4");
+    screen.manager->stopVideoRecording();
+    screen.phone.advance(1s);
+    EXPECT_EQ(screen.results(), (Texts{"error captureImageFailed", "error captureImageFailed"}));
+    for (const std::string& report : screen.phone.journal().texts("report")) {
+        EXPECT_NE(report.find("(AVCaptureSession is no running)"), std::string::npos) << report;
+        EXPECT_NE(report.find("Capture image failed"), std::string::npos) << report;
+    }
+    EXPECT_EQ(screen.phone.journal().texts("report").size(), 2U);
+    EXPECT_EQ(screen.phone.journal().texts("startRecording"), Texts{});
+
+    CaptureScreen idle;
+    idle.manager->startVideoRecording("clip.mp4");
+    idle.manager->stopVideoRecording();
+    idle.phone.advance(1s);
+    EXPECT_EQ(idle.client->calls, Texts{});
+}
+
+TEST(VideoRecording, EndsOnceWhateverEndsIt)
+{
+    struct Case {
+        const char* name;
+        std::function<void(RecordingScreen&)> end;
+        bool tellsUrl = true;
+    };
+    const std::vector<Case> cases{
+        {"stop", [](auto& screen) { screen.manager->stopVideoRecording(); }},
+        {"pause", [](auto& screen) { screen.manager->pauseCamera(); }},
+        {"background", [](auto& screen) { screen.phone.enterBackground(); }},
+        {"lost camera", [](auto& screen) { screen.back().unplug(); }},
+        {"full disk", [](auto& screen) { screen.phone.movies().script().framesUntilFull = 20; }},
+        {"stop of the camera", [](auto& screen) { screen.manager->stopCameraSession(); }, false},
+        {"stop of everything", [](auto& screen) { screen.manager->stopAllSessions(); }, false},
+        {"release", [](auto& screen) { screen.manager = nullptr; }, false},
+        {"another session",
+            [](auto& screen) { EXPECT_TRUE(screen.start(SourceType::cameraBack(false)).has_value()); },
+            false},
+    };
+    for (const Case& one : cases) {
+        RecordingScreen screen;
+        screen.record(500ms);
+        one.end(screen);
+        screen.phone.advance(1s);
+        // What comes afterwards changes nothing.
+        if (screen.manager)
+            screen.manager->stopVideoRecording();
+        screen.phone.advance(1s);
+        const Texts results = screen.results();
+        EXPECT_EQ(std::ranges::count(results, "video clip.mp4"), one.tellsUrl ? 1 : 0) << one.name;
+        EXPECT_TRUE(screen.movie().isComplete) << one.name;
+        EXPECT_GE(screen.movie().frameTimes.size(), 14U) << one.name;
+    }
+}
+
+TEST(VideoRecording, IsCompleteAlsoWhenThePlatformEnds)
+{
+    std::shared_ptr<const simulated::SimulatedMovie> movie;
+    {
+        RecordingScreen screen;
+        screen.phone.movies().script().timeToEncode = 50ms;
+        screen.record(500ms);
+        movie = screen.phone.movies().movie("clip.mp4");
+        screen.manager = nullptr;
+    }
+    EXPECT_TRUE(movie->isComplete);
+    EXPECT_EQ(movie->frameTimes.size(), 15U);
+}
+
+TEST(VideoRecording, GoesOnWithoutSoundWhenTheMicrophoneIsLost)
+{
+    RecordingScreen screen;
+    screen.record(500ms);
+    screen.phone.microphone().unplug();
+    screen.phone.advance(500ms);
+    EXPECT_EQ(screen.results(), Texts{});
+    screen.manager->stopVideoRecording();
+    screen.phone.run();
+    EXPECT_EQ(screen.results(), Texts{"video clip.mp4"});
+    EXPECT_EQ(screen.movie().frameTimes.size(), 30U);
+    EXPECT_NEAR(static_cast<double>(screen.movie().soundLength), 24'000, 2 * 960);
+    EXPECT_EQ(
+        screen.phone.journal().texts("recording"), Texts{"recording the simulated microphone is not there"});
+    EXPECT_FALSE(screen.phone.microphone().isStarted());
+}
+
+TEST(VideoRecording, WaitsAMomentForTheSoundOfItsLastFrames)
+{
+    simulated::PhoneConfiguration configuration = withMicrophone();
+    configuration.microphone->chunkInterval = 200ms;
+    RecordingScreen screen(std::move(configuration));
+    screen.record(1s);
+    screen.manager->stopVideoRecording();
+    screen.phone.advance(50ms);
+    EXPECT_EQ(screen.results(), Texts{});
+    screen.phone.advance(200ms);
+    EXPECT_EQ(screen.results(), Texts{"video clip.mp4"});
+    EXPECT_EQ(screen.movie().frameTimes.size(), 30U);
+
+    // Sound that does not come is not waited for.
+    screen.phone.microphone().script().chunkInterval = 1h;
+    screen.phone.advance(1s);
+    screen.record(1s, "second.mp4");
+    screen.manager->stopVideoRecording();
+    screen.phone.advance(310ms);
+    EXPECT_EQ(screen.results(), (Texts{"video clip.mp4", "video second.mp4"}));
+    EXPECT_EQ(screen.movie("second.mp4").frameTimes.size(), 30U);
+}
+
+TEST(VideoRecording, TakesOneStartAtATimeAndTheNextAtOnceAfterAStop)
+{
+    RecordingScreen screen;
+    screen.manager->stopVideoRecording();
+    screen.record(500ms, "first.mp4");
+    screen.record(500ms, "second.mp4"); // changes nothing
+    EXPECT_EQ(screen.phone.movies().movie("second.mp4"), nullptr);
+
+    screen.phone.movies().script().timeToFinish = 400ms;
+    screen.manager->stopVideoRecording();
+    screen.record(200ms, "third.mp4");
+    EXPECT_EQ(screen.results(), Texts{});
+    screen.phone.advance(300ms);
+    screen.manager->stopVideoRecording();
+    screen.manager->stopVideoRecording();
+    screen.phone.advance(1s);
+    EXPECT_EQ(screen.results(), (Texts{"video first.mp4", "video third.mp4"}));
+    EXPECT_EQ(screen.movie("first.mp4").frameTimes.size(), 30U);
+    EXPECT_EQ(screen.movie("third.mp4").frameTimes.size(), 15U);
+}
+
+TEST(VideoRecording, ThatCannotBeWrittenEndsAtOnce)
+{
+    RecordingScreen screen;
+    screen.phone.movies().putFile("taken.mp4");
+    screen.record(100ms, "taken.mp4");
+    EXPECT_EQ(screen.results(), Texts{"video taken.mp4"});
+    EXPECT_EQ(screen.phone.movies().movie("taken.mp4"), nullptr); // left as it was
+
+    screen.phone.movies().script().cannotOpen = "Permission denied";
+    screen.record(100ms, "denied.mp4");
+    screen.phone.movies().script().cannotOpen.reset();
+    screen.phone.refuse(CaptureCall::startRecording);
+    screen.record(100ms, "refused.mp4");
+    EXPECT_EQ(screen.results(), (Texts{"video taken.mp4", "video denied.mp4", "video refused.mp4"}));
+    EXPECT_EQ(screen.phone.journal().texts("recording"),
+        (Texts{"recording taken.mp4: File exists", "recording denied.mp4: Permission denied",
+            "recording refused.mp4: the camera does not run"}));
+
+    // And nothing of it is in the way of the next.
+    screen.record(500ms);
+    screen.manager->stopVideoRecording();
+    screen.phone.advance(1s);
+    EXPECT_EQ(screen.movie().frameTimes.size(), 15U);
+}
+
+TEST(VideoRecording, WithoutAnyFrameLeavesNoFile)
+{
+    RecordingScreen screen;
+    screen.back().script().frameInterval = {};
+    screen.phone.advance(100ms);
+    screen.record(500ms);
+    screen.manager->stopVideoRecording();
+    screen.phone.advance(1s);
+    EXPECT_EQ(screen.results(), Texts{"video clip.mp4"});
+    EXPECT_EQ(screen.phone.movies().movie("clip.mp4"), nullptr);
+}
+
+TEST(VideoRecording, LeavesOutAndCountsWhatTheEncoderCannotKeepUpWith)
+{
+    RecordingScreen screen;
+    screen.phone.movies().script().timeToEncode = 100ms;
+    screen.record(10s);
+    screen.manager->stopVideoRecording();
+    screen.phone.advance(10s);
+    EXPECT_EQ(screen.results(), Texts{"video clip.mp4"});
+    const FrameCounts counts = screen.manager->frameCounts();
+    EXPECT_EQ(counts.recorded + counts.notRecorded, 300U);
+    EXPECT_EQ(screen.movie().frameTimes.size(), counts.recorded);
+    EXPECT_GT(counts.recorded, 100U);
+    EXPECT_GT(counts.notRecorded, 100U);
+    EXPECT_EQ(liveDrops(counts), 0U);
+}
+
+TEST(VideoRecording, DoesNotDependOnTheClientsBuffers)
+{
+    RecordingScreen screen;
+    screen.client->onFrame = nullptr; // keeps them all
+    screen.record(2s);
+    screen.manager->stopVideoRecording();
+    screen.phone.advance(1s);
+    EXPECT_EQ(screen.movie().frameTimes.size(), 60U);
+    EXPECT_GT(liveDrops(screen.manager->frameCounts()), 40U);
+}
+
+TEST(VideoRecording, HearsNothingWithoutPermission)
+{
+    for (const auto status : {AVAuthorizationStatus::denied, AVAuthorizationStatus::notDetermined}) {
+        CaptureScreen screen(withMicrophone());
+        screen.phone.setAuthorization(AVMediaType::audio, status);
+        screen.startAndRun(SourceType::cameraBack(true));
+        EXPECT_FALSE(screen.phone.microphone().isStarted());
+        screen.manager->startVideoRecording("clip.mp4");
+        screen.phone.run();
+        screen.frame();
+        screen.manager->stopVideoRecording();
+        screen.phone.run();
+        ASSERT_NE(screen.phone.movies().movie("clip.mp4"), nullptr);
+        EXPECT_FALSE(screen.phone.movies().movie("clip.mp4")->settings.hasSound);
+    }
+}
+
+/// Random sequences of everything that begins and ends recordings: each that was accepted ends, completely, and while its
+/// camera is there its file is told exactly once.
+TEST(VideoRecording, KeepsItsPromisesInAnyOrder)
+{
+    for (std::uint64_t seed = 1; seed <= 200; ++seed) {
+        simulated::PhoneConfiguration configuration = withMicrophone();
+        configuration.seed = seed;
+        configuration.bufferCount = 4;
+        RecordingScreen screen(std::move(configuration));
+        std::mt19937_64 random(seed);
+        screen.phone.movies().script().timeToEncode = std::chrono::milliseconds(random() % 60);
+        screen.phone.movies().script().timeToFinish = std::chrono::milliseconds(random() % 200);
+        screen.phone.delay(CaptureCall::stopRunning, std::chrono::milliseconds(random() % 100));
+        int number = 0;
+        bool isPaused = false;
+        for (int step = 0; step < 30; ++step) {
+            switch (random() % 7) {
+            case 0:
+            case 1:
+            case 2: {
+                const std::string url = std::to_string(number++) + ".mp4";
+                screen.manager->startVideoRecording(url);
+                break;
+            }
+            case 3:
+                screen.manager->stopVideoRecording();
+                break;
+            case 4:
+                if (std::exchange(isPaused, !isPaused))
+                    screen.manager->resumeCamera();
+                else
+                    screen.manager->pauseCamera();
+                break;
+            case 5:
+                screen.phone.enterBackground();
+                screen.phone.advance(std::chrono::milliseconds(random() % 100));
+                screen.phone.enterForeground();
+                break;
+            default:
+                screen.phone.microphone().unplug();
+                screen.phone.microphone().plugIn();
+            }
+            screen.phone.advance(std::chrono::milliseconds(random() % 200));
+        }
+        screen.manager->pauseCamera();
+        screen.phone.advance(5s);
+        const std::size_t asked = screen.phone.journal().texts("startRecording").size();
+        const Texts refused = screen.phone.journal().texts("recording");
+        const auto ignored = std::ranges::count_if(refused,
+            [](const std::string& line) { return line.ends_with("another recording is under way"); });
+        const Texts results = screen.results();
+        Texts videos;
+        std::ranges::copy_if(results, std::back_inserter(videos),
+            [](const std::string& call) { return call.starts_with("video"); });
+        EXPECT_EQ(videos.size(), asked - static_cast<std::size_t>(ignored)) << "seed " << seed;
+        for (const std::string& video : videos) {
+            EXPECT_EQ(std::ranges::count(videos, video), 1) << video << ", seed " << seed;
+            const auto movie = screen.phone.movies().movie(video.substr(6));
+            EXPECT_TRUE(!movie || movie->isComplete) << video << ", seed " << seed;
+        }
+    }
+}
+
+} // namespace tamsel::tests
