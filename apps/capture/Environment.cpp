@@ -3,6 +3,8 @@
 #include <host/Host.h>
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
+#include <host/microphone/HostMicrophone.h>
+#include <host/recording/HostMovieWriter.h>
 #include <simulated/Phone.h>
 
 #include <poll.h>
@@ -10,8 +12,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <numbers>
 #include <utility>
 
 namespace tamsel::capture {
@@ -81,6 +85,7 @@ public:
     [[nodiscard]] std::vector<std::shared_ptr<AVCaptureDevice>> cameras() override { return host_.cameras(); }
     [[nodiscard]] std::string locationProblem() override { return host_.locationProblem(); }
     [[nodiscard]] bool isLocationAwaited() override { return host_.isLocationAwaited(); }
+    [[nodiscard]] std::string recordingProblem() override { return host_.recordingProblem(); }
 
     void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) override
     {
@@ -141,6 +146,7 @@ public:
         return "the simulated phone hears of no further fix";
     }
     [[nodiscard]] bool isLocationAwaited() override { return false; }
+    [[nodiscard]] std::string recordingProblem() override { return phone_.recordingProblem(); }
 
     void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt) override
     {
@@ -154,6 +160,12 @@ private:
     Signals signals_;
     simulated::Phone phone_;
 };
+
+/// 440 Hz, the concert pitch of ISO 16.
+float tone(double seconds)
+{
+    return static_cast<float>(0.25 * std::sin(2 * std::numbers::pi * 440 * seconds));
+}
 
 std::optional<host::HostInput> inputFor(const std::optional<std::string>& given)
 {
@@ -177,6 +189,14 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
         configuration.backCamera = host::HostInput{.input = nodes.empty() ? defaultPattern : nodes.front()};
     }
     configuration.frontCamera = inputFor(options.front);
+    if (options.command == Command::record) {
+        const auto& camera = options.useFrontCamera ? configuration.frontCamera : configuration.backCamera;
+        configuration.microphone = options.record.microphone;
+        if (!options.record.microphone && !options.record.isSilent && camera && host::hasSound(camera->input))
+            configuration.microphone = camera->input;
+        if (!options.record.encoders.empty())
+            configuration.videoEncoders = options.record.encoders;
+    }
     for (std::optional<host::HostInput>* input : {&configuration.backCamera, &configuration.frontCamera}) {
         if (!*input)
             continue;
@@ -202,6 +222,13 @@ std::unique_ptr<Environment> makePhone(const Options& options)
         const auto pictures = std::make_shared<host::HostImages>(); // a JPEG, as of a real camera
         configuration.images = pictures;
         configuration.photoEncoder = pictures;
+    }
+    if (options.command == Command::record) {
+        configuration.movieWriters = options.record.encoders.empty()
+            ? std::make_shared<host::HostMovieWriters>()
+            : std::make_shared<host::HostMovieWriters>(options.record.encoders);
+        if (!options.record.isSilent)
+            configuration.microphone = simulated::MicrophoneScript{.sound = tone};
     }
     for (simulated::CameraScript& camera : configuration.cameras) {
         camera.width = 640;

@@ -28,6 +28,9 @@ public:
     /// Whether one may still come.
     [[nodiscard]] virtual bool isLocationAwaited() = 0;
 
+    /// Why the last recording is not what was asked for, in one line; empty when nothing is wrong.
+    [[nodiscard]] virtual std::string recordingProblem() = 0;
+
     /// Runs the main loop until the condition holds. Signals reach `onInterrupt` (SIGINT, SIGTERM), or send the
     /// application to the background and back (SIGUSR1, SIGUSR2). The condition is asked after everything that the main
     /// loop ran.

@@ -25,6 +25,16 @@ Commands
     --silent                  without the sound of a shutter
     --flash off|on|auto, --torch off|on|auto
                               where the camera has them
+  record OUT.mp4              record picture and sound, until interrupted unless told otherwise; .mov gives QuickTime
+    --seconds S               end after S seconds
+    --camera back|front       which camera (back)
+    --microphone INPUT        what is heard: a file with sound, in a loop; a device, as alsa:default, pulse:default;
+                              a URL or FFmpeg input; test:tone[@HERTZ], test:beeps; without it the sound of the
+                              camera's own file, where it is one
+    --silent                  no sound
+    --overwrite               replace a file that is there
+    --encoder NAME            of the FFmpeg libraries; repeated, the first that works (libx264, libopenh264, mpeg4)
+  repair FILE                 complete a recording whose program was killed
   motion LOG|sensor           tell whether the device is held still and tilted far enough, of a log, or of
                               the sensors of this machine; each that the log has columns for, unless told
                               otherwise

@@ -15,6 +15,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tamsel::capture {
 
@@ -29,6 +30,8 @@ enum class Command : std::uint8_t {
     thumbnail,
     image,
     still,
+    record,
+    repair,
     album
 };
 
@@ -53,6 +56,14 @@ struct StillOptions {
     std::optional<platform::AVCaptureTorchMode> torch;
 };
 
+/// What the command line asks of a recording.
+struct RecordOptions {
+    std::optional<std::string> microphone; ///< absent: the sound of the camera's own file
+    bool isSilent = false;
+    bool overwrites = false;
+    std::vector<std::string> encoders; ///< empty: the best that is there
+};
+
 /// What the command line asks for.
 struct Options {
     Backend backend = Backend::host;
@@ -72,6 +83,7 @@ struct Options {
     std::optional<std::string> contactSheet;
     MotionOptions motion;
     StillOptions still;
+    RecordOptions record;
     std::optional<host::HostLocationSource> location;
     std::optional<std::int64_t> orientation; ///< of an album image, 1 to 8
     std::string file; ///< a recording or a picture
@@ -86,7 +98,8 @@ struct Options {
     }
     [[nodiscard]] bool needsCameras() const
     {
-        return command == Command::devices || command == Command::frames || command == Command::still;
+        return command == Command::devices || command == Command::frames || command == Command::still
+            || command == Command::record;
     }
 };
 

@@ -5,7 +5,6 @@
 
 #include <tamsel/camera/videoOrientation.h>
 #include <tamsel/platform/CLLocationManager.h>
-#include <tamsel/platform/RunLoop.h>
 
 #include <string>
 #include <utility>
@@ -27,20 +26,16 @@ constexpr nanoseconds stillLimit = 10s;
 StillCommand::StillCommand(const Options& options, Environment& environment)
     : options_(options),
       environment_(environment),
-      console_(options.json)
+      console_(options.json),
+      waiter_(environment)
 {
-}
-
-void StillCommand::wake()
-{
-    environment_.platform().dispatch.mainQueue()->async([] { });
 }
 
 void StillCommand::sourceManagerDidGetFrame(
     OvriSourceManager& /*manager*/, const OvriCaptureFrameUpdate& /*frame*/)
 {
     if (!hasFrame_.exchange(true))
-        wake();
+        waiter_.wake();
 }
 
 void StillCommand::sourceManagerDidGetSample(
@@ -48,7 +43,7 @@ void StillCommand::sourceManagerDidGetSample(
 {
     keepSample(console_, *sample, options_.outputFile);
     hasEnded_ = true;
-    wake();
+    waiter_.wake();
 }
 
 void StillCommand::sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/, const SourceError& error)
@@ -58,19 +53,7 @@ void StillCommand::sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/
         return; // a frame less does not matter here
     console_.fail(*cameraError);
     hasEnded_ = true;
-    wake();
-}
-
-bool StillCommand::waitFor(nanoseconds limit, const std::function<bool()>& condition)
-{
-    const Clock& clock = environment_.platform().clock;
-    const nanoseconds end = clock.monotonic() + limit;
-    const std::shared_ptr<Timer> tick
-        = environment_.platform().runLoops.current().scheduleTimer(20ms, true, [](Timer&) { });
-    environment_.runUntil([&] { return condition() || isInterrupted_ || clock.monotonic() > end; },
-        [this] { isInterrupted_ = true; });
-    tick->invalidate();
-    return condition();
+    waiter_.wake();
 }
 
 /// A screen turns its preview with its interface; a still is taken the way up of the preview.
@@ -89,8 +72,8 @@ void StillCommand::waitForLocation()
         return;
     const auto isKnown
         = [this] { return environment_.platform().location.makeLocationManager()->location().has_value(); };
-    (void)waitFor(locationLimit, [&] { return isKnown() || !environment_.isLocationAwaited(); });
-    if (!isKnown() && !isInterrupted_)
+    (void)waiter_.waitFor(locationLimit, [&] { return isKnown() || !environment_.isLocationAwaited(); });
+    if (!isKnown() && !waiter_.isInterrupted())
         console_.note("no location: " + environment_.locationProblem());
 }
 
@@ -113,8 +96,8 @@ void StillCommand::tellWhatIsMissing()
 void StillCommand::takeStill()
 {
     const auto hasEnded = [this] { return hasEnded_.load(); };
-    if (!waitFor(cameraLimit, [this] { return hasFrame_ || hasEnded_; })) {
-        if (!isInterrupted_)
+    if (!waiter_.waitFor(cameraLimit, [this] { return hasFrame_ || hasEnded_; })) {
+        if (!waiter_.isInterrupted())
             console_.fail("the camera delivers no frame");
         return;
     }
@@ -122,7 +105,7 @@ void StillCommand::takeStill()
         return;
     turnPreview();
     waitForLocation();
-    if (isInterrupted_)
+    if (waiter_.isInterrupted())
         return;
     tellWhatIsMissing();
     TamselCameraSettings settings;
@@ -131,7 +114,7 @@ void StillCommand::takeStill()
     if (options_.still.isSilent)
         settings.cameraCaptureSound = TamselCameraSettings::Silent{};
     manager_->captureStillImage(OvriImageSource::photo, settings);
-    if (!waitFor(stillLimit, hasEnded) && !isInterrupted_)
+    if (!waiter_.waitFor(stillLimit, hasEnded) && !waiter_.isInterrupted())
         console_.fail("the still did not come");
 }
 
@@ -148,7 +131,7 @@ ExitStatus StillCommand::run()
         manager_->stopAllSessions();
     }
     manager_ = nullptr;
-    if (isInterrupted_) {
+    if (waiter_.isInterrupted()) {
         console_.fail("interrupted");
         return ExitStatus::interrupted;
     }

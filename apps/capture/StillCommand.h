@@ -3,13 +3,12 @@
 #include "Console.h"
 #include "Environment.h"
 #include "Options.h"
+#include "Waiter.h"
 
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/platform/CALayer.h>
 
 #include <atomic>
-#include <chrono>
-#include <functional>
 #include <memory>
 
 namespace tamsel::capture {
@@ -32,17 +31,14 @@ private:
     void turnPreview() const;
     void waitForLocation();
     void tellWhatIsMissing();
-    void wake();
-    /// False when the time has passed before, or the person does not want to wait.
-    [[nodiscard]] bool waitFor(std::chrono::nanoseconds limit, const std::function<bool()>& condition);
 
     const Options options_;
     Environment& environment_;
     Console console_;
+    Waiter waiter_;
     const std::shared_ptr<platform::UIView> view_
         = std::make_shared<platform::UIView>(platform::CGSize{640, 480});
     std::shared_ptr<OvriSourceManager> manager_;
-    bool isInterrupted_ = false;
 
     std::atomic<bool> hasFrame_ = false;
     std::atomic<bool> hasEnded_ = false; ///< in a sample or in an error

@@ -5,6 +5,8 @@
 #include "MotionCommand.h"
 #include "Options.h"
 #include "PictureCommand.h"
+#include "RecordCommand.h"
+#include "RepairCommand.h"
 #include "StillCommand.h"
 
 #include <cstdio>
@@ -66,6 +68,8 @@ ExitStatus run(std::span<const char* const> arguments)
         }
         options->motion.log = std::move(*log);
     }
+    if (options->command == Command::repair)
+        return repairRecording(*options);
     takeSignals(); // until here they end the program
     const auto environment = makeEnvironment(*options);
     if (!environment) {
@@ -84,6 +88,8 @@ ExitStatus run(std::span<const char* const> arguments)
     case Command::image:
     case Command::album:
         return std::make_shared<PictureCommand>(*options, **environment)->run();
+    case Command::record:
+        return std::make_shared<RecordCommand>(*options, **environment)->run();
     case Command::still:
         return std::make_shared<StillCommand>(*options, **environment)->run();
     default:

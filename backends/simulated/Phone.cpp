@@ -169,6 +169,7 @@ struct Phone::Parts {
                 .writers = movieWriters ? *movieWriters : movies,
                 .tell =
                     [this](const Error& error) {
+                        recordingProblem = error.localizedDescription;
                         journal.write(scheduler.monotonic(), "recording " + error.localizedDescription);
                     }},
             .cameras = std::move(drivers),
@@ -192,6 +193,7 @@ struct Phone::Parts {
     }
 
     Journal journal;
+    std::string recordingProblem;
     NotificationCenter center;
     std::vector<std::shared_ptr<SimulatedCamera>> cameras;
     std::array<AVAuthorizationStatus, 2> authorizations{
@@ -290,6 +292,11 @@ SimulatedMicrophone& Phone::microphone()
 SimulatedMovies& Phone::movies()
 {
     return parts_->movies;
+}
+
+const std::string& Phone::recordingProblem() const
+{
+    return parts_->recordingProblem;
 }
 
 SimulatedMotion& Phone::motion()

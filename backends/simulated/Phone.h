@@ -90,6 +90,8 @@ public:
     /// Only for a phone that has one.
     [[nodiscard]] SimulatedMicrophone& microphone();
     [[nodiscard]] SimulatedMovies& movies();
+    /// Why the last recording is not what was asked for, in one line; empty when nothing is wrong.
+    [[nodiscard]] const std::string& recordingProblem() const;
     [[nodiscard]] SimulatedMotion& motion();
     [[nodiscard]] SimulatedAssets& assets();
     [[nodiscard]] SimulatedImages& images();

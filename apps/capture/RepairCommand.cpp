@@ -1,0 +1,40 @@
+#include "RepairCommand.h"
+
+#include "JsonLine.h"
+
+#include <host/movie/MovieFacts.h>
+#include <host/recording/repairMovie.h>
+
+#include <array>
+#include <cstdio>
+
+namespace tamsel::capture {
+
+ExitStatus repairRecording(const Options& options)
+{
+    Console console(options.json);
+    if (const auto repaired = host::repairMovie(options.file); !repaired) {
+        console.fail(repaired.error().localizedDescription);
+        return ExitStatus::failed;
+    }
+    const auto facts = host::readMovieFacts(options.file);
+    if (!facts) {
+        console.fail(facts.error().localizedDescription);
+        return ExitStatus::failed;
+    }
+    if (options.json) {
+        console.write(JsonLine("repaired")
+                .text("file", std::string_view(options.file))
+                .number("duration", facts->duration)
+                .integer("frames", facts->frames)
+                .string());
+    } else {
+        std::array<char, 80> text{};
+        std::snprintf(text.data(), text.size(), ": plays now, %.2f s, %llu frames", facts->duration,
+            static_cast<unsigned long long>(facts->frames));
+        console.write(options.file + text.data());
+    }
+    return ExitStatus::done;
+}
+
+} // namespace tamsel::capture

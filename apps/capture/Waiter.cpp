@@ -1,0 +1,27 @@
+#include "Waiter.h"
+
+#include <tamsel/platform/RunLoop.h>
+
+namespace tamsel::capture {
+
+using namespace std::chrono_literals;
+using std::chrono::nanoseconds;
+
+void Waiter::wake()
+{
+    environment_.platform().dispatch.mainQueue()->async([] { });
+}
+
+bool Waiter::waitFor(nanoseconds limit, const std::function<bool()>& condition)
+{
+    const platform::Clock& clock = environment_.platform().clock;
+    const nanoseconds end = clock.monotonic() + limit;
+    const std::shared_ptr<platform::Timer> tick
+        = environment_.platform().runLoops.current().scheduleTimer(20ms, true, [](platform::Timer&) { });
+    environment_.runUntil([&] { return condition() || isAsked_ || clock.monotonic() > end; },
+        [this] { isAsked_ = wasAsked_ = true; });
+    tick->invalidate();
+    return condition();
+}
+
+} // namespace tamsel::capture

@@ -1,0 +1,29 @@
+#include <host/movie/MovieFacts.h>
+
+#include <host/movie/MovieContainer.h>
+#include <host/movie/movieFailure.h>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+namespace tamsel::host {
+
+std::expected<MovieFacts, platform::Error> readMovieFacts(const std::string& file)
+{
+    const auto movie = openMovie(file, MovieFormats::recordings, nullptr);
+    if (!movie)
+        return std::unexpected(movie.error());
+    AVFormatContext* format = movie->get();
+    const int picture = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (picture < 0)
+        return failure(file, "there is no video in it");
+    const AVStream* stream = format->streams[picture];
+    return MovieFacts{
+        .duration = static_cast<double>(stream->duration) * av_q2d(stream->time_base),
+        .frames = static_cast<std::uint64_t>(stream->nb_frames),
+        .hasSound = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0) >= 0,
+    };
+}
+
+} // namespace tamsel::host
