@@ -5,6 +5,7 @@
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
 #include <host/location/HostLocation.h>
+#include <host/microphone/HostMicrophone.h>
 #include <host/sound/ShutterSound.h>
 #include <host/v4l2/V4L2Nodes.h>
 
@@ -89,6 +90,25 @@ private:
     std::FILE* const stream_;
 };
 
+/// The last of many lines. Thread-safe.
+class LastLine {
+public:
+    void set(std::string line)
+    {
+        const std::lock_guard lock(guard_);
+        line_.swap(line);
+    }
+    [[nodiscard]] std::string get() const
+    {
+        const std::lock_guard lock(guard_);
+        return line_;
+    }
+
+private:
+    mutable std::mutex guard_;
+    std::string line_;
+};
+
 class ReportWriter final : public ReportSink {
 public:
     explicit ReportWriter(std::function<void(std::string_view)> write) : lines_(std::move(write), stderr) { }
@@ -147,9 +167,14 @@ struct Host::Parts {
                 .sounds = sounds,
                 .encoder = images,
                 .secondsFromUTC = secondsFromUTC},
+            .movies = {.dispatch = *dispatch,
+                .events = *dispatch,
+                .clock = clock,
+                .writers = movies,
+                .tell = [this](const Error& error) { recordingProblem.set(error.localizedDescription); }},
             .cameras = std::move(drivers),
             .authorization = [this](AVMediaType type) { return authorization(type); },
-            .microphone = std::nullopt,
+            .microphone = makeMicrophone(),
             .detectableTypes = {},
             .bufferCount = configuration.bufferCount,
         });
@@ -176,6 +201,23 @@ struct Host::Parts {
             lines.writeLine(camera.error().localizedDescription);
     }
 
+    /// Absent, and told, when the input names nothing that could ever be opened.
+    [[nodiscard]] std::shared_ptr<engine::MicrophoneDriver> makeMicrophone()
+    {
+        if (!configuration.microphone)
+            return nullptr;
+        MicrophoneServices services{*dispatch, *dispatch, readers, nullptr};
+        for (const HostCamera& camera : cameras) {
+            if (camera.driver->description().name == *configuration.microphone)
+                services.camera = camera.clock;
+        }
+        auto microphone = makeHostMicrophone(*configuration.microphone, services);
+        if (microphone)
+            return std::move(*microphone);
+        lines.writeLine(microphone.error().localizedDescription);
+        return nullptr;
+    }
+
     [[nodiscard]] AVAuthorizationStatus authorization(AVMediaType type) const
     {
         if (type == AVMediaType::audio)
@@ -199,6 +241,8 @@ struct Host::Parts {
     engine::SystemSounds sounds{std::make_shared<ShutterSound>()};
     Tamsel tamsel;
     std::vector<HostCamera> cameras;
+    HostMovieWriters movies{configuration.videoEncoders};
+    LastLine recordingProblem;
     std::optional<engine::Capture> capture;
     std::optional<engine::Motion> motion;
     std::optional<Platform> platform;
@@ -286,6 +330,11 @@ std::string Host::locationProblem() const
 bool Host::isLocationAwaited() const
 {
     return parts_->location->isAwaited();
+}
+
+std::string Host::recordingProblem() const
+{
+    return parts_->recordingProblem.get();
 }
 
 std::vector<std::shared_ptr<AVCaptureDevice>> Host::cameras() const

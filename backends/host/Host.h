@@ -58,6 +58,10 @@ public:
     /// A daemon is being asked for the first fix. Thread-safe.
     [[nodiscard]] bool isLocationAwaited() const;
 
+    /// Why the last recording is not what was asked for, in one line: it failed, or there is no sound in it. Empty when nothing
+    /// is wrong. Thread-safe.
+    [[nodiscard]] std::string recordingProblem() const;
+
     /// The cameras that are there now.
     [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <host/location/HostLocationSource.h>
+#include <host/recording/HostMovieWriter.h>
 #include <host/v4l2/V4L2Calls.h>
 
 #include <engine/motion/MotionLog.h>
@@ -15,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tamsel::host {
 
@@ -37,6 +39,14 @@ struct HostInput {
 struct HostConfiguration {
     std::optional<HostInput> backCamera = std::nullopt;
     std::optional<HostInput> frontCamera = std::nullopt;
+
+    /// What is heard in recordings: a file with sound, played in a loop, and together with its picture where a camera shows
+    /// the same file; a device of the FFmpeg libraries ("alsa:default", "pulse:default"); a URL; or "test:tone[@HERTZ]",
+    /// "test:beeps". Absent: nothing is.
+    std::optional<std::string> microphone = std::nullopt;
+
+    /// Encoders of the FFmpeg libraries for recordings: the first that works is taken.
+    std::vector<std::string> videoEncoders = HostMovieWriters::defaultEncoders();
 
     /// What motion sensors have recorded, replayed in real time from the moment when the first stream starts. Without it
     /// there are no motion services.
