@@ -1,0 +1,232 @@
+#include "support/Media.h"
+#include "support/MovieProbe.h"
+#include "support/Program.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <string>
+
+namespace tamsel::tests {
+
+namespace {
+
+constexpr double frame = 1 / 30.0;
+
+/// A file that people's players play: whole, in one piece, its index first, every frame decodable.
+void expectPlayable(const MovieProbe& movie, std::size_t atLeast)
+{
+    EXPECT_EQ(movie.decodingErrors, "");
+    const auto index = std::ranges::find(movie.boxes, "moov");
+    const auto media = std::ranges::find(movie.boxes, "mdat");
+    EXPECT_NE(index, movie.boxes.end());
+    EXPECT_LT(index - movie.boxes.begin(), media - movie.boxes.begin());
+    EXPECT_EQ(std::ranges::count(movie.boxes, "moof"), 0);
+    EXPECT_GE(movie.frameTimes.size(), atLeast);
+    if (movie.frameTimes.size() < 2)
+        return;
+    EXPECT_DOUBLE_EQ(movie.frameTimes.front(), 0);
+    EXPECT_NEAR(movie.duration, movie.frameTimes.back() + frame, frame);
+    if (!movie.soundCodec.empty())
+        EXPECT_NEAR(movie.soundDuration, movie.duration, 0.05);
+}
+
+/// The number behind `"key": ` in an event.
+double numberIn(const std::string& event, const std::string& key)
+{
+    const std::size_t at = event.find("\"" + key + "\": ");
+    return at == std::string::npos ? -1 : std::strtod(event.c_str() + at + key.size() + 4, nullptr);
+}
+
+/// Starts a recording, and after that many seconds sends the program a signal.
+CommandResult recordUntil(const std::string& arguments, const std::string& signal, double seconds)
+{
+    return runCommand(std::string(TAMSEL_CAPTURE_PROGRAM) + " " + arguments + " & pid=$!; sleep "
+        + std::to_string(seconds) + "; kill -" + signal + " $pid; wait $pid 2>/dev/null");
+}
+
+} // namespace
+
+TEST(RecordCommand, WritesAMovieWithPictureAndSound)
+{
+    const ScratchFolder folder;
+    for (const char* name : {"out.mp4", "out.mov", "no suffix"}) {
+        const std::string file = folder.file(name);
+        const Outcome recorded = outcomeOf(
+            "--json --back test:640x480@30 record '" + file + "' --seconds 2 --microphone test:tone");
+        EXPECT_EQ(recorded.status, 0) << recorded.errors;
+        EXPECT_EQ(recorded.errors, "");
+        const MovieProbe movie(file);
+        expectPlayable(movie, 55);
+        EXPECT_EQ(movie.videoCodec, "h264");
+        EXPECT_EQ(movie.soundCodec, "aac");
+        EXPECT_EQ(movie.width, 640);
+        EXPECT_EQ(movie.height, 480);
+        EXPECT_EQ(movie.rotation, 0);
+        EXPECT_NEAR(movie.duration, 2, 0.1);
+        EXPECT_TRUE(recorded.output.starts_with("{\"event\": \"video\", \"file\": \"" + file + "\""))
+            << recorded.output;
+        EXPECT_NEAR(numberIn(recorded.output, "duration"), movie.duration, 0.001);
+        EXPECT_EQ(numberIn(recorded.output, "frames"), static_cast<double>(movie.frameTimes.size()));
+        EXPECT_EQ(numberIn(recorded.output, "dropped"), 0);
+    }
+    // Nothing else is left.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.file("")), {}), 3);
+}
+
+TEST(RecordCommand, TurnsThePictureWithTheInterface)
+{
+    const ScratchFolder folder;
+    for (const auto& [orientation, rotation] : {std::pair("portrait", 0), std::pair("landscapeRight", -90),
+             std::pair("portraitUpsideDown", -180), std::pair("landscapeLeft", 90)}) {
+        const std::string file = folder.file(std::string(orientation) + ".mp4");
+        const Outcome recorded = outcomeOf("--front test:320x240@30 --interface-orientation "
+            + std::string(orientation) + " record " + file + " --camera front --seconds 0.5");
+        EXPECT_EQ(recorded.status, 0) << recorded.errors;
+        EXPECT_EQ(count(recorded.output, "no sound"), 1U) << recorded.output;
+        const MovieProbe movie(file);
+        expectPlayable(movie, 10);
+        EXPECT_EQ(std::abs(movie.rotation), std::abs(rotation)) << orientation;
+        EXPECT_EQ(movie.rotation % 180, rotation % 180) << orientation;
+        EXPECT_EQ(movie.width, 320); // as stored
+        EXPECT_EQ(movie.soundCodec, "");
+    }
+}
+
+TEST(RecordCommand, KeepsTheSoundOfAFileWithItsPicture)
+{
+    const ScratchFolder folder;
+    const std::string clip = folder.file("clip.mp4");
+    const std::string file = folder.file("out.mp4");
+    ASSERT_TRUE(makeFlashingClip(clip, 3.4));
+    const Outcome recorded = outcomeOf("--back " + clip + " record " + file + " --seconds 8");
+    EXPECT_EQ(recorded.status, 0) << recorded.errors;
+    expectPlayable(MovieProbe(file), 200);
+    const std::vector<double> flashes = flashTimes(file);
+    const std::vector<double> beeps = beepTimes(file);
+    EXPECT_GE(flashes.size(), 6U);
+    for (const double flash : flashes) {
+        const auto near
+            = std::ranges::min_element(beeps, {}, [flash](double beep) { return std::abs(beep - flash); });
+        ASSERT_NE(near, beeps.end());
+        EXPECT_NEAR(*near, flash, 0.04);
+    }
+}
+
+TEST(RecordCommand, RecordsWithoutGplEncoders)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.file("out.mp4");
+    const Outcome recorded = outcomeOf("--back test:321x241@30 record " + file
+        + " --seconds 1 --encoder none_such --encoder mpeg4 --microphone test:beeps");
+    EXPECT_EQ(recorded.status, 0) << recorded.errors;
+    const MovieProbe movie(file);
+    expectPlayable(movie, 20);
+    EXPECT_EQ(movie.videoCodec, "mpeg4");
+}
+
+TEST(RecordCommand, ReplacesNothingUnlessItIsToldTo)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.file("out.mp4");
+    writeFile(file, "something else");
+    const std::string camera = "--back test:64x48@30 record '" + file + "' --seconds 0.5";
+    Outcome recorded = outcomeOf(camera);
+    EXPECT_EQ(recorded.status, 2);
+    EXPECT_EQ(count(recorded.errors, "--overwrite"), 1U) << recorded.errors;
+    EXPECT_EQ(readFile(file), "something else");
+    recorded = outcomeOf(camera + " --overwrite");
+    EXPECT_EQ(recorded.status, 0) << recorded.errors;
+    expectPlayable(MovieProbe(file), 10);
+
+    for (const std::string target :
+        {folder.file("missing/out.mp4"), std::string("/proc/out.mp4"), folder.file("")}) {
+        recorded = outcomeOf("--back test:64x48@30 record '" + target + "' --seconds 0.5");
+        EXPECT_NE(recorded.status, 0);
+        EXPECT_EQ(count(recorded.errors, target), 1U) << recorded.errors;
+        EXPECT_EQ(recorded.output, "");
+    }
+    recorded = outcomeOf("--back test:64x48@30 record " + folder.file("silent.mp4")
+        + " --seconds 0.5 --microphone " + folder.file("nothing.wav"));
+    EXPECT_NE(recorded.status, 0);
+    EXPECT_GE(count(recorded.errors, "nothing.wav"), 1U) << recorded.errors;
+}
+
+TEST(RecordCommand, LeavesAWholeFileWhenItIsInterrupted)
+{
+    const ScratchFolder folder;
+    for (const char* signal : {"INT", "TERM", "USR1"}) {
+        const std::string file = folder.file(std::string(signal) + ".mp4");
+        const CommandResult recorded = recordUntil(
+            "--json --back test:320x240@30 record " + file + " --seconds 30 --microphone test:tone", signal,
+            2);
+        EXPECT_EQ(recorded.status, signal == std::string("USR1") ? 1 : 130);
+        EXPECT_EQ(count(recorded.output, "\"video\""), 1U) << recorded.output;
+        expectPlayable(MovieProbe(file), 20);
+    }
+}
+
+TEST(RecordCommand, CanBeRepairedAfterItWasKilled)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.file("out.mp4");
+    const std::string arguments
+        = "--back test:320x240@30 record " + file + " --seconds 30 --microphone test:tone";
+    EXPECT_NE(recordUntil(arguments, "KILL", 3).status, 0);
+    EXPECT_NE(MovieProbe(file).decodingErrors, "");
+    const Outcome again = outcomeOf(arguments);
+    EXPECT_EQ(again.status, 2);
+    EXPECT_EQ(count(again.errors, "repair"), 1U) << again.errors;
+
+    Outcome repaired = outcomeOf("--json repair " + file);
+    EXPECT_EQ(repaired.status, 0) << repaired.errors;
+    const MovieProbe movie(file);
+    expectPlayable(movie, 40);
+    EXPECT_EQ(movie.soundCodec, "aac");
+    EXPECT_EQ(numberIn(repaired.output, "frames"), static_cast<double>(movie.frameTimes.size()));
+    repaired = outcomeOf("repair " + file);
+    EXPECT_EQ(repaired.status, 1);
+    expectPlayable(MovieProbe(file), 40);
+    EXPECT_EQ(outcomeOf("repair " + folder.file("nothing.mp4")).status, 1);
+}
+
+TEST(RecordCommand, FillsADiskWithAFileThatPlays)
+{
+    const ScratchFolder folder;
+    const std::string disk = folder.file("disk");
+    std::filesystem::create_directory(disk);
+    if (runCommand("mount -t tmpfs -o size=4m tamsel " + disk + " 2>/dev/null").status != 0)
+        GTEST_SKIP() << "no file system can be mounted here";
+    const std::string clip = folder.file("noise.mp4");
+    const bool isMade
+        = makeVideo("-f lavfi -i nullsrc=s=640x360:r=30,geq=random(1)*255:128:128 -t 2 -c:v libx264 -preset "
+                    "ultrafast -crf 20",
+            clip);
+    const Outcome recorded = outcomeOf(
+        "--json --back " + clip + " record " + disk + "/out.mp4 --seconds 20 --microphone test:tone");
+    const MovieProbe movie(disk + "/out.mp4");
+    const std::string left = runCommand("ls " + disk).output;
+    (void)runCommand("umount " + disk);
+    ASSERT_TRUE(isMade);
+    EXPECT_EQ(recorded.status, 1);
+    EXPECT_EQ(count(recorded.errors, "No space left on device"), 1U) << recorded.errors;
+    EXPECT_EQ(count(recorded.output, "\"video\""), 1U) << recorded.output;
+    expectPlayable(movie, 5);
+    EXPECT_EQ(left, "out.mp4\n");
+}
+
+TEST(RecordCommand, RecordsTheSimulatedPhone)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.file("out.mp4");
+    const Outcome recorded = outcomeOf("--backend simulated --json record " + file + " --seconds 10");
+    EXPECT_EQ(recorded.status, 0) << recorded.errors;
+    const MovieProbe movie(file);
+    expectPlayable(movie, 299);
+    EXPECT_EQ(movie.soundCodec, "aac");
+    EXPECT_NEAR(movie.duration, 10, frame);
+}
+
+} // namespace tamsel::tests
