@@ -12,6 +12,7 @@ host::HostConfiguration configuration()
 {
     return {.backCamera = host::HostInput{.input = "test:64x48@100"},
         .frontCamera = host::HostInput{.input = "test:32x24@100"},
+        .microphone = "test:tone",
         // A phone that lies still for a long time.
         .motionLog = std::make_shared<const engine::MotionLog>(
             std::vector<engine::MotionLog::Row>{{0ns, {}, 0}, {1h, {}, 0}}, true),

@@ -10,7 +10,8 @@ namespace {
 
 simulated::PhoneConfiguration configuration()
 {
-    simulated::PhoneConfiguration configuration{.bufferCount = 4};
+    simulated::PhoneConfiguration configuration{
+        .microphone = simulated::MicrophoneScript{}, .bufferCount = 4};
     for (simulated::CameraScript& camera : configuration.cameras) {
         camera.frameInterval = 5ms;
         camera.timeToStart = 3ms;
