@@ -192,6 +192,10 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
     if (options.command == Command::record) {
         const auto& camera = options.useFrontCamera ? configuration.frontCamera : configuration.backCamera;
         configuration.microphone = options.record.microphone;
+        if (options.record.microphone) {
+            if (const auto probed = host::probeMicrophone(*options.record.microphone); !probed)
+                return std::unexpected(probed.error().localizedDescription);
+        }
         if (!options.record.microphone && !options.record.isSilent && camera && host::hasSound(camera->input))
             configuration.microphone = camera->input;
         if (!options.record.encoders.empty())

@@ -206,7 +206,7 @@ struct Host::Parts {
     {
         if (!configuration.microphone)
             return nullptr;
-        MicrophoneServices services{*dispatch, *dispatch, readers, nullptr};
+        MicrophoneServices services{.readers = readers};
         for (const HostCamera& camera : cameras) {
             if (camera.driver->description().name == *configuration.microphone)
                 services.camera = camera.clock;

@@ -2,6 +2,7 @@
 
 #include <host/HostConfiguration.h>
 #include <host/InputAccess.h>
+#include <host/microphone/PlaybackClock.h>
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
@@ -21,6 +22,8 @@ struct HostCamera {
     std::shared_ptr<engine::CameraDriver> driver;
     /// Answers at once, anew each time. Thread-safe.
     std::function<InputAccess()> access;
+    /// Of a file that is played; absent for other inputs.
+    std::shared_ptr<const PlaybackClock> clock = nullptr;
 };
 
 /// What the drivers of the host stand on; all of it outlives them.

@@ -29,8 +29,7 @@ void expectPlayable(const MovieProbe& movie, std::size_t atLeast)
         return;
     EXPECT_DOUBLE_EQ(movie.frameTimes.front(), 0);
     EXPECT_NEAR(movie.duration, movie.frameTimes.back() + frame, frame);
-    if (!movie.soundCodec.empty())
-        EXPECT_NEAR(movie.soundDuration, movie.duration, 0.05);
+    EXPECT_NEAR(movie.soundDuration, movie.soundCodec.empty() ? 0 : movie.duration, 0.05);
 }
 
 /// The number behind `"key": ` in an event.
@@ -57,7 +56,7 @@ TEST(RecordCommand, WritesAMovieWithPictureAndSound)
         const Outcome recorded = outcomeOf(
             "--json --back test:640x480@30 record '" + file + "' --seconds 2 --microphone test:tone");
         EXPECT_EQ(recorded.status, 0) << recorded.errors;
-        EXPECT_EQ(recorded.errors, "");
+        EXPECT_EQ(count(recorded.errors, "tamsel-capture:"), 0U) << recorded.errors;
         const MovieProbe movie(file);
         expectPlayable(movie, 55);
         EXPECT_EQ(movie.videoCodec, "h264");
@@ -141,17 +140,17 @@ TEST(RecordCommand, ReplacesNothingUnlessItIsToldTo)
     EXPECT_EQ(recorded.status, 0) << recorded.errors;
     expectPlayable(MovieProbe(file), 10);
 
-    for (const std::string target :
+    for (const std::string& target :
         {folder.file("missing/out.mp4"), std::string("/proc/out.mp4"), folder.file("")}) {
         recorded = outcomeOf("--back test:64x48@30 record '" + target + "' --seconds 0.5");
         EXPECT_NE(recorded.status, 0);
         EXPECT_EQ(count(recorded.errors, target), 1U) << recorded.errors;
-        EXPECT_EQ(recorded.output, "");
+        EXPECT_EQ(count(recorded.output, "frames"), 0U) << recorded.output;
     }
     recorded = outcomeOf("--back test:64x48@30 record " + folder.file("silent.mp4")
         + " --seconds 0.5 --microphone " + folder.file("nothing.wav"));
-    EXPECT_NE(recorded.status, 0);
-    EXPECT_GE(count(recorded.errors, "nothing.wav"), 1U) << recorded.errors;
+    EXPECT_EQ(recorded.status, 2);
+    EXPECT_EQ(count(recorded.errors, "nothing.wav"), 1U) << recorded.errors;
 }
 
 TEST(RecordCommand, LeavesAWholeFileWhenItIsInterrupted)
@@ -200,10 +199,10 @@ TEST(RecordCommand, FillsADiskWithAFileThatPlays)
     if (runCommand("mount -t tmpfs -o size=4m tamsel " + disk + " 2>/dev/null").status != 0)
         GTEST_SKIP() << "no file system can be mounted here";
     const std::string clip = folder.file("noise.mp4");
-    const bool isMade
-        = makeVideo("-f lavfi -i nullsrc=s=640x360:r=30,geq=random(1)*255:128:128 -t 2 -c:v libx264 -preset "
-                    "ultrafast -crf 20",
-            clip);
+    const bool isMade = makeVideo(
+        "-f lavfi -i 'nullsrc=s=640x360:r=30,geq=random(1)*255:128:128' -t 2 -c:v libx264 -preset "
+        "ultrafast -crf 20",
+        clip);
     const Outcome recorded = outcomeOf(
         "--json --back " + clip + " record " + disk + "/out.mp4 --seconds 20 --microphone test:tone");
     const MovieProbe movie(disk + "/out.mp4");

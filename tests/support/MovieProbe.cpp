@@ -114,11 +114,11 @@ std::vector<double> beepTimes(const std::string& file)
 bool makeFlashingClip(
     const std::string& file, double seconds, const std::string& rate, const std::string& options)
 {
-    return makeVideo(file,
-        "-f lavfi -i \"color=black:s=320x240:r=" + rate
+    return makeVideo("-f lavfi -i \"color=black:s=320x240:r=" + rate
             + ",drawbox=color=white:t=fill:enable='lt(mod(t,1),0.1)'\" -f lavfi -i "
               "\"aevalsrc='0.5*sin(2*PI*1000*t)*lt(mod(t,1),0.1)':s=48000\" -t "
-            + std::to_string(seconds) + " -c:v libx264 -preset ultrafast -c:a aac " + options);
+            + std::to_string(seconds) + " -c:v libx264 -preset ultrafast -c:a aac " + options,
+        file);
 }
 
 } // namespace tamsel::tests

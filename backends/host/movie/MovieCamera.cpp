@@ -65,7 +65,7 @@ std::expected<void, Error> MovieCamera::start(
             return opened;
     }
     if (reader_->kind() == MovieKind::file)
-        playback_ = FilePlayback::start(std::move(reader_), std::move(sink), services_);
+        playback_ = FilePlayback::start(std::move(reader_), std::move(sink), clock_, services_);
     else
         playback_ = StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);
     if (!playback_)

@@ -30,9 +30,13 @@ public:
     void stop() override;
     void setZoomFactor(double /*factor*/) override { }
 
+    /// Runs while a file is played, and not for streams.
+    [[nodiscard]] const std::shared_ptr<PlaybackClock>& clock() const { return clock_; }
+
 private:
     const std::string input_;
     const DriverServices services_;
+    const std::shared_ptr<PlaybackClock> clock_ = std::make_shared<PlaybackClock>();
     mutable std::mutex guard_; ///< of the description
     engine::CameraDescription description_;
 

@@ -21,18 +21,9 @@ using platform::Error;
 
 namespace {
 
+constexpr const char* pulseFragment
+    = "3840"; // bytes: 20 ms of 16-bit stereo; without it sound comes seconds late
 constexpr const char* networkTimeout = "10000000"; // microseconds
-
-/// The devices of libavdevice are made known once, and the libraries, which write on the standard error stream of the
-/// whole process, are asked to be silent: what matters is returned as an error.
-void prepareLibraries()
-{
-    static std::once_flag once;
-    std::call_once(once, [] {
-        av_log_set_level(AV_LOG_QUIET);
-        avdevice_register_all();
-    });
-}
 
 struct Source {
     std::string url;
@@ -82,6 +73,15 @@ int interrupt(void* opaque)
 
 } // namespace
 
+void prepareMovieLibraries()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        av_log_set_level(AV_LOG_QUIET);
+        avdevice_register_all();
+    });
+}
+
 void CloseMovie::operator()(AVFormatContext* format) const
 {
     avformat_close_input(&format);
@@ -89,7 +89,7 @@ void CloseMovie::operator()(AVFormatContext* format) const
 
 MovieKind movieKindOf(const std::string& input)
 {
-    prepareLibraries(); // else it knows no devices
+    prepareMovieLibraries(); // else it knows no devices
     std::error_code ignored;
     if (std::filesystem::exists(input, ignored))
         return std::filesystem::is_regular_file(input, ignored) ? MovieKind::file : MovieKind::stream;
@@ -116,6 +116,8 @@ std::expected<MovieContainer, Error> openMovie(
     AVDictionary* options = nullptr;
     if (kind == MovieKind::stream && !source.isDevice)
         av_dict_set(&options, "rw_timeout", networkTimeout, 0);
+    if (source.isDevice && std::string_view(source.format->name) == "pulse")
+        av_dict_set(&options, "fragment_size", pulseFragment, 0);
     const int code = avformat_open_input(&opened, source.url.c_str(), inputFormat, &options);
     av_dict_free(&options);
     if (code < 0) { // the context is freed by then

@@ -30,6 +30,10 @@ struct CloseMovie {
 /// An input of the FFmpeg libraries that has been opened, and whose tracks are known.
 using MovieContainer = std::unique_ptr<AVFormatContext, CloseMovie>;
 
+/// The devices of libavdevice are made known once, and the libraries, which write on the standard error stream of the whole
+/// process, are asked to be silent: what matters is returned as an error. Before anything else is done with them.
+void prepareMovieLibraries();
+
 /// What `input` names; a file need not exist.
 [[nodiscard]] MovieKind movieKindOf(const std::string& input);
 

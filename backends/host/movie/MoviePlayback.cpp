@@ -43,10 +43,11 @@ nanoseconds FramePace::dueTime(CMTime mediaTime, nanoseconds now)
     return *anchor_ + time;
 }
 
-std::shared_ptr<FilePlayback> FilePlayback::start(
-    std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink, DriverServices services)
+std::shared_ptr<FilePlayback> FilePlayback::start(std::unique_ptr<MovieReader> reader,
+    std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock, DriverServices services)
 {
-    auto playback = std::make_shared<FilePlayback>(std::move(reader), std::move(sink), services);
+    auto playback
+        = std::make_shared<FilePlayback>(std::move(reader), std::move(sink), std::move(clock), services);
     playback->timer_ = services.events.makeTimer([weak = std::weak_ptr(playback)] {
         if (const std::shared_ptr<FilePlayback> self = weak.lock())
             self->handOn();
@@ -58,10 +59,12 @@ std::shared_ptr<FilePlayback> FilePlayback::start(
     return playback;
 }
 
-FilePlayback::FilePlayback(
-    std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink, DriverServices services)
+FilePlayback::FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
+    std::shared_ptr<PlaybackClock> clock, DriverServices services)
     : sink_(std::move(sink)),
       decodeQueue_(services.dispatch.makeSerialQueue("org.tamsel.host.decode")),
+      clock_(std::move(clock)),
+      run_(clock_->begin()),
       reader_(std::move(reader))
 {
 }
@@ -70,6 +73,7 @@ void FilePlayback::stop()
 {
     isStopped_ = true;
     timer_->cancel();
+    clock_->end(run_);
 }
 
 void FilePlayback::prepareNext()
@@ -84,12 +88,14 @@ void FilePlayback::prepareNext()
             sink_->lose(Error{.localizedDescription = "there is no frame that can be decoded"});
             return;
         }
+        ++loop_;
     }
     if (isStopped_)
         return;
-    const nanoseconds due = pace_.dueTime(reader_->time(), monotonicNow());
+    due_ = pace_.dueTime(reader_->time(), monotonicNow());
+    clock_->set({.run = run_, .number = loop_, .zero = due_ - toNanoseconds(reader_->timeInLoop())});
     prepared_ = takeFrame(*reader_, *sink_);
-    timer_->armAt(due);
+    timer_->armAt(due_);
 }
 
 void FilePlayback::handOn()
@@ -99,11 +105,12 @@ void FilePlayback::handOn()
     // Every buffer was held when the frame was decoded; one may be free by now.
     std::shared_ptr<CVPixelBuffer> buffer = prepared_ ? std::move(prepared_) : takeFrame(*reader_, *sink_);
     const CMTime time = reader_->time();
+    const nanoseconds due = due_;
     decodeQueue_->async(
         platform::whileAlive(weak_from_this(), [](FilePlayback& self) { self.prepareNext(); }));
     // Last, so that this thread goes on with the frame and another one decodes.
     if (buffer)
-        sink_->deliver(std::move(buffer), time, monotonicNow());
+        sink_->deliver(std::move(buffer), time, due);
     else
         sink_->drop(DropCause::noBuffer);
 }
@@ -157,10 +164,11 @@ void StreamPlayback::read()
                 return;
             continue;
         }
-        if (!waitUntil(pace.dueTime(reader_->time(), now)))
+        const nanoseconds due = pace.dueTime(reader_->time(), now);
+        if (!waitUntil(due))
             return;
         if (std::shared_ptr<CVPixelBuffer> buffer = takeFrame(*reader_, *sink_))
-            sink_->deliver(std::move(buffer), reader_->time(), monotonicNow());
+            sink_->deliver(std::move(buffer), reader_->time(), due);
         else
             sink_->drop(DropCause::noBuffer);
     }

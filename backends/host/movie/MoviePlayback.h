@@ -37,10 +37,11 @@ public:
 class FilePlayback final : public MoviePlayback, public std::enable_shared_from_this<FilePlayback> {
 public:
     [[nodiscard]] static std::shared_ptr<FilePlayback> start(std::unique_ptr<MovieReader> reader,
-        std::shared_ptr<engine::FrameSink> sink, DriverServices services);
+        std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock,
+        DriverServices services);
 
     FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
-        DriverServices services);
+        std::shared_ptr<PlaybackClock> clock, DriverServices services);
     void stop() override;
 
 private:
@@ -49,6 +50,8 @@ private:
 
     const std::shared_ptr<engine::FrameSink> sink_;
     const std::shared_ptr<platform::DispatchQueue> decodeQueue_;
+    const std::shared_ptr<PlaybackClock> clock_;
+    const std::uint64_t run_; ///< on the clock
     std::atomic<bool> isStopped_ = false;
     std::unique_ptr<engine::EventSource> timer_;
 
@@ -56,6 +59,8 @@ private:
     std::unique_ptr<MovieReader> reader_;
     std::shared_ptr<platform::CVPixelBuffer> prepared_;
     FramePace pace_;
+    std::chrono::nanoseconds due_{};
+    std::uint64_t loop_ = 0;
     bool hasFrames_ = false;
 };
 

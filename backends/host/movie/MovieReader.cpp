@@ -1,6 +1,7 @@
 #include <host/movie/MovieReader.h>
 
 #include <host/movie/FrameConverter.h>
+#include <host/movie/ffmpegOwners.h>
 #include <host/movie/movieFailure.h>
 
 extern "C" {
@@ -31,16 +32,6 @@ constexpr std::int64_t largestFrame = std::int64_t{8192} * 8192; // pixels
 constexpr std::int64_t pixelsForOneThread = std::int64_t{1920} * 1088;
 constexpr std::int64_t latestTime = std::int64_t{1} << 50; // in any time base of a sound file
 
-struct CodecDelete {
-    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
-};
-struct PacketDelete {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct FrameDelete {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-
 constexpr std::size_t displayMatrixSize = 9 * sizeof(std::int32_t);
 
 /// Nine numbers row by row: a and b, c and d, tx and ty in 16.16, and w, the last, in 2.30.
@@ -61,10 +52,10 @@ struct MovieReader::Parts {
     MovieKind kind = MovieKind::file;
     MovieFormats formats = MovieFormats::any;
     MovieContainer format;
-    std::unique_ptr<AVCodecContext, CodecDelete> codec;
+    OwnedCodec codec;
     AVStream* stream = nullptr;
-    std::unique_ptr<AVPacket, PacketDelete> packet{av_packet_alloc()};
-    std::unique_ptr<AVFrame, FrameDelete> frame{av_frame_alloc()};
+    OwnedPacket packet{av_packet_alloc()};
+    OwnedFrame frame{av_frame_alloc()};
     FrameConverter converter;
     bool isDraining = false;
 
@@ -78,6 +69,7 @@ struct MovieReader::Parts {
     [[nodiscard]] std::expected<void, Error> openCodec();
     [[nodiscard]] Step feed();
     void noteTime();
+    [[nodiscard]] CMTime timeOf(std::int64_t units) const;
 };
 
 std::expected<void, Error> MovieReader::Parts::openFormat()
@@ -259,13 +251,23 @@ std::size_t MovieReader::height() const
     return static_cast<std::size_t>(parts_->frame->height);
 }
 
-CMTime MovieReader::time() const
+CMTime MovieReader::Parts::timeOf(std::int64_t units) const
 {
-    const AVRational base = parts_->stream->time_base;
+    const AVRational base = stream->time_base;
     std::int64_t value = 0;
-    if (__builtin_mul_overflow(parts_->last.value_or(0), std::int64_t{base.num}, &value))
+    if (__builtin_mul_overflow(units, std::int64_t{base.num}, &value))
         value = std::numeric_limits<std::int64_t>::max();
     return {.value = value, .timescale = base.den};
+}
+
+CMTime MovieReader::time() const
+{
+    return parts_->timeOf(parts_->last.value_or(0));
+}
+
+CMTime MovieReader::timeInLoop() const
+{
+    return parts_->timeOf(parts_->last.value_or(0) - parts_->offset);
 }
 
 bool MovieReader::convert(CVPixelBuffer& buffer)

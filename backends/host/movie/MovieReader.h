@@ -57,6 +57,8 @@ public:
     [[nodiscard]] std::size_t height() const;
     /// In the input's own time. It grows from frame to frame, also across `rewind`.
     [[nodiscard]] platform::CMTime time() const;
+    /// The same, without what `rewind` has added to it.
+    [[nodiscard]] platform::CMTime timeInLoop() const;
     /// When the input begins, in its own time and the timescale of `time`: 0 but for formats whose clocks start anywhere.
     [[nodiscard]] platform::CMTime startTime() const;
     /// Converts to BGRA. The buffer must have the frame's size. False when there is no way to convert the format.

@@ -1,0 +1,48 @@
+#include <host/microphone/HostMicrophone.h>
+
+#include <host/ReaderThreads.h>
+#include <host/microphone/MovieMicrophone.h>
+#include <host/microphone/SoundReader.h>
+#include <host/microphone/ToneMicrophone.h>
+#include <host/movie/MovieContainer.h>
+
+#include <filesystem>
+#include <string_view>
+#include <utility>
+
+namespace tamsel::host {
+
+namespace {
+
+constexpr std::string_view patternPrefix = "test:";
+
+} // namespace
+
+std::expected<std::shared_ptr<engine::MicrophoneDriver>, platform::Error> makeHostMicrophone(
+    const std::string& input, MicrophoneServices services)
+{
+    if (input.starts_with(patternPrefix))
+        return ToneMicrophone::make(std::string_view(input).substr(patternPrefix.size()), services.readers);
+    return std::make_shared<MovieMicrophone>(input, std::move(services));
+}
+
+std::expected<void, platform::Error> probeMicrophone(const std::string& input)
+{
+    ReaderThreads readers;
+    if (input.starts_with(patternPrefix)) {
+        if (const auto tone = makeHostMicrophone(input, {.readers = readers}); !tone)
+            return std::unexpected(tone.error());
+        return {};
+    }
+    if (const auto opened = SoundReader::open(input, nullptr); !opened)
+        return std::unexpected(opened.error());
+    return {};
+}
+
+bool hasSound(const std::string& file)
+{
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(file, ignored) && SoundReader::open(file, nullptr).has_value();
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,162 @@
+#include <host/microphone/MovieMicrophone.h>
+
+#include <host/InputAccess.h>
+#include <host/ReaderThreads.h>
+#include <host/microphone/MicrophoneRun.h>
+#include <host/microphone/SoundReader.h>
+#include <host/movie/MovieContainer.h>
+
+#include <engine/dispatch/monotonicNow.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tamsel::host {
+
+using namespace std::chrono_literals;
+using engine::monotonicNow;
+using engine::SoundChunk;
+using platform::Error;
+using std::chrono::nanoseconds;
+
+namespace {
+
+constexpr nanoseconds pauseBetweenTries = 5ms;
+/// Further behind, and it goes on from where the clock is.
+constexpr nanoseconds longDelay = 200ms;
+/// Times of devices are those of the wall clock: nothing else is as near to it.
+constexpr nanoseconds nearWallClock = 1h;
+constexpr std::size_t channels = SoundChunk::channelCount;
+
+nanoseconds durationOf(std::size_t samples)
+{
+    return nanoseconds(1s) * (samples / channels) / SoundChunk::sampleRate;
+}
+
+std::size_t samplesIn(nanoseconds duration)
+{
+    return static_cast<std::size_t>(
+               std::max<std::int64_t>(0, duration.count()) * SoundChunk::sampleRate / 1'000'000'000)
+        * channels;
+}
+
+/// The sound of a file with the pictures of the camera that plays it.
+void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& clock)
+{
+    std::optional<PlaybackClock::Loop> current;
+    bool hasSound = false;
+    for (;;) {
+        const std::optional<PlaybackClock::Loop> loop = clock.loop();
+        const bool isSame = loop && current && loop->run == current->run && loop->number == current->number;
+        if (loop && isSame) {
+            current = loop; // it may have moved
+            if (!hasSound)
+                hasSound = reader.next() == SoundReader::Step::sound;
+        }
+        const nanoseconds due = hasSound && current ? current->zero + reader.time() : nanoseconds::max();
+        const bool hasBegunAnew
+            = loop && !isSame && (!current || loop->run != current->run || due >= loop->zero);
+        if (hasBegunAnew) {
+            if (current && !reader.rewind()) {
+                run.sink().lose({.localizedDescription = "the sound cannot be played again"});
+                return;
+            }
+            current = loop;
+            hasSound = false;
+            continue;
+        }
+        if (!loop || !hasSound || due > monotonicNow()) {
+            const nanoseconds next = monotonicNow() + pauseBetweenTries;
+            if (!run.waitUntil(std::min(due, next)))
+                return;
+            continue;
+        }
+        SoundChunk chunk{.samples = reader.samples(), .captureTime = due};
+        if (!isSame) // the end of the loop before
+            chunk.samples.resize(std::min(chunk.samples.size(), samplesIn(loop->zero - due)));
+        hasSound = false;
+        if (!chunk.samples.empty())
+            run.sink().deliver(std::move(chunk));
+    }
+}
+
+/// At its own pace, again and again where that is possible; a device at the pace of the device.
+void play(MicrophoneRun& run, SoundReader& reader)
+{
+    std::optional<nanoseconds> zero; ///< when the input's time zero is due
+    nanoseconds end{};
+    bool hasSound = false;
+    for (;;) {
+        const SoundReader::Step step = reader.next();
+        if (*run.isStopped())
+            return;
+        if (step == SoundReader::Step::again) {
+            if (!run.waitUntil(monotonicNow() + pauseBetweenTries))
+                return;
+            continue;
+        }
+        if (step == SoundReader::Step::end) {
+            if (!std::exchange(hasSound, false) || !reader.rewind()) {
+                run.sink().lose({.localizedDescription = "the sound has ended"});
+                return;
+            }
+            if (reader.next() != SoundReader::Step::sound) {
+                run.sink().lose({.localizedDescription = "the sound cannot be played again"});
+                return;
+            }
+            zero = end - reader.time();
+        }
+        hasSound = true;
+        const nanoseconds now = monotonicNow();
+        const auto wall = std::chrono::system_clock::now().time_since_epoch();
+        const nanoseconds age = wall - reader.time();
+        SoundChunk chunk{.samples = reader.samples(), .captureTime = {}};
+        if (std::chrono::abs(age) < nearWallClock) {
+            chunk.captureTime = now - age;
+        } else {
+            if (!zero || now - (*zero + reader.time()) > longDelay)
+                zero = now - reader.time();
+            chunk.captureTime = *zero + reader.time();
+            if (!run.waitUntil(chunk.captureTime))
+                return;
+        }
+        end = chunk.captureTime + durationOf(chunk.samples.size());
+        run.sink().deliver(std::move(chunk));
+    }
+}
+
+} // namespace
+
+MovieMicrophone::MovieMicrophone(std::string input, MicrophoneServices services)
+    : input_(std::move(input)),
+      services_(std::move(services))
+{
+}
+
+bool MovieMicrophone::isPresent() const
+{
+    // A URL or a device of the libraries is no file: what it is will be known when it is opened.
+    if (movieKindOf(input_) == MovieKind::stream && ::access(input_.c_str(), F_OK) != 0)
+        return true;
+    return inputAccess(input_, R_OK) == InputAccess::readable;
+}
+
+std::expected<std::unique_ptr<engine::SoundStream>, Error> MovieMicrophone::start(
+    std::shared_ptr<engine::SoundSink> sink)
+{
+    const auto run = std::make_shared<MicrophoneRun>(std::move(sink));
+    auto opened = SoundReader::open(input_, run->isStopped());
+    if (!opened)
+        return std::unexpected(std::move(opened.error()));
+    services_.readers.start([run, reader = std::move(*opened), clock = services_.camera] {
+        if (clock)
+            followCamera(*run, *reader, *clock);
+        else
+            play(*run, *reader);
+    });
+    return std::make_unique<MicrophoneStream>(run);
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+
+namespace tamsel::host {
+
+/// Where a file that a camera plays in a loop stands on the monotonic clock, so that its sound can be played with it.
+/// Thread-safe.
+class PlaybackClock {
+public:
+    struct Loop {
+        std::uint64_t run; ///< of which start of the camera
+        std::uint64_t number; ///< from 0, within the run
+        /// When the file's time zero of this loop is due.
+        std::chrono::nanoseconds zero;
+    };
+
+    /// A new run of the camera; an earlier one says nothing any more.
+    [[nodiscard]] std::uint64_t begin()
+    {
+        const std::lock_guard lock(guard_);
+        loop_.reset();
+        return ++run_;
+    }
+    void set(const Loop& loop)
+    {
+        const std::lock_guard lock(guard_);
+        if (loop.run == run_)
+            loop_ = loop;
+    }
+    void end(std::uint64_t run)
+    {
+        const std::lock_guard lock(guard_);
+        if (run == run_) {
+            ++run_;
+            loop_.reset();
+        }
+    }
+
+    /// Of the frame that is shown next; absent while the camera does not play.
+    [[nodiscard]] std::optional<Loop> loop() const
+    {
+        const std::lock_guard lock(guard_);
+        return loop_;
+    }
+
+private:
+    mutable std::mutex guard_;
+    std::uint64_t run_ = 0;
+    std::optional<Loop> loop_;
+};
+
+} // namespace tamsel::host

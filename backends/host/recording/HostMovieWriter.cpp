@@ -1,0 +1,222 @@
+#include <host/recording/HostMovieWriter.h>
+
+#include <host/movie/movieFailure.h>
+#include <host/recording/MovieFile.h>
+#include <host/recording/PictureStore.h>
+#include <host/recording/SoundEncoder.h>
+#include <host/recording/SoundPlacement.h>
+#include <host/recording/VideoEncoder.h>
+#include <host/recording/repairMovie.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace tamsel::host {
+
+using engine::MovieFrame;
+using engine::MovieSettings;
+using engine::SoundChunk;
+using platform::CVPixelBuffer;
+using platform::Error;
+using std::chrono::nanoseconds;
+
+namespace {
+
+constexpr std::uint32_t pictureTrack = 0;
+constexpr std::uint32_t soundTrack = 1;
+
+std::int64_t unitsOf(nanoseconds time, std::int64_t timescale)
+{
+    return (time.count() * timescale + 500'000'000) / 1'000'000'000;
+}
+
+class HostMovieWriter final : public engine::MovieWriter {
+public:
+    HostMovieWriter(MovieSettings settings, std::vector<std::string> encoders)
+        : settings_(std::move(settings)),
+          encoders_(std::move(encoders))
+    {
+    }
+
+    [[nodiscard]] std::unique_ptr<MovieFrame> keep(const CVPixelBuffer& pixels) override
+    {
+        return store_.keep(pixels);
+    }
+    [[nodiscard]] std::expected<void, Error> open() override;
+    [[nodiscard]] std::expected<void, Error> writeFrame(
+        const MovieFrame& frame, nanoseconds captureTime) override;
+    [[nodiscard]] std::expected<void, Error> writeSound(const SoundChunk& chunk) override;
+    [[nodiscard]] std::expected<void, Error> finish() override;
+
+private:
+    [[nodiscard]] std::expected<void, Error> begin(const AVFrame& picture, nanoseconds captureTime);
+    [[nodiscard]] std::expected<void, Error> encodeSound(const std::vector<float>& samples);
+    [[nodiscard]] std::expected<void, Error> flush();
+    /// Until when the sound may be written, in samples: as far as the picture has come.
+    [[nodiscard]] std::int64_t soundEnd() const;
+    [[nodiscard]] std::unexpected<Error> about(Error error) const;
+
+    const MovieSettings settings_;
+    const std::vector<std::string> encoders_;
+    PictureStore store_;
+
+    std::unique_ptr<MovieFile> file_;
+    std::unique_ptr<VideoEncoder> video_;
+    std::unique_ptr<SoundEncoder> sound_;
+    std::optional<SoundPlacement> placement_;
+    nanoseconds origin_{};
+    std::int64_t lastTime_ = 0; ///< of the picture's track, and the interval before it
+    std::int64_t interval_ = VideoEncoder::timescale / 30;
+    bool hasFailed_ = false;
+};
+
+/// One line that names the file.
+std::unexpected<Error> HostMovieWriter::about(Error error) const
+{
+    const std::string name = settings_.url.string();
+    if (!error.localizedDescription.starts_with(name))
+        error.localizedDescription.insert(0, name + ": ");
+    return std::unexpected(std::move(error));
+}
+
+std::expected<void, Error> HostMovieWriter::open()
+{
+    if (settings_.hasSound)
+        placement_.emplace();
+    auto created = MovieFile::create(settings_.url);
+    if (!created)
+        return std::unexpected(std::move(created.error()));
+    file_ = std::move(*created);
+    return {};
+}
+
+std::expected<void, Error> HostMovieWriter::begin(const AVFrame& picture, nanoseconds captureTime)
+{
+    const auto sinkOf = [this](std::uint32_t track) {
+        return [this, track](AVPacket& packet) {
+            if (track == pictureTrack)
+                packet.duration = interval_;
+            return file_->write(packet, track);
+        };
+    };
+    auto video = VideoEncoder::open(encoders_, picture.width, picture.height, sinkOf(pictureTrack));
+    if (!video)
+        return about(std::move(video.error()));
+    std::vector<TrackDescription> tracks{(*video)->description()};
+    tracks.front().quarterTurns = settings_.quarterTurns;
+    if (placement_) {
+        auto sound = SoundEncoder::open(sinkOf(soundTrack));
+        if (!sound)
+            return about(std::move(sound.error()));
+        sound_ = std::move(*sound);
+        tracks.push_back(sound_->description());
+        placement_->begin(captureTime);
+    }
+    if (auto begun = file_->begin(std::move(tracks)); !begun)
+        return begun;
+    video_ = std::move(*video);
+    origin_ = captureTime;
+    return {};
+}
+
+std::expected<void, Error> HostMovieWriter::writeFrame(const MovieFrame& frame, nanoseconds captureTime)
+{
+    const OwnedFrame picture(av_frame_clone(&PictureStore::pictureOf(frame)));
+    const bool isFirst = !video_;
+    auto written = isFirst ? begin(*picture, captureTime) : std::expected<void, Error>{};
+    if (written) {
+        const std::int64_t time = unitsOf(captureTime - origin_, VideoEncoder::timescale);
+        if (!isFirst) {
+            interval_ = std::max<std::int64_t>(1, time - lastTime_);
+            lastTime_ += interval_;
+        }
+        written = video_->encode(*picture, lastTime_);
+    }
+    if (written && placement_)
+        written = encodeSound(placement_->take(soundEnd()));
+    if (written)
+        return written;
+    hasFailed_ = true;
+    return about(std::move(written.error()));
+}
+
+std::expected<void, Error> HostMovieWriter::writeSound(const SoundChunk& chunk)
+{
+    if (!placement_)
+        return {};
+    placement_->add(chunk);
+    auto written = sound_ ? encodeSound(placement_->take(soundEnd())) : std::expected<void, Error>{};
+    if (written)
+        return written;
+    hasFailed_ = true;
+    return about(std::move(written.error()));
+}
+
+std::expected<void, Error> HostMovieWriter::encodeSound(const std::vector<float>& samples)
+{
+    return sound_->encode(samples);
+}
+
+std::int64_t HostMovieWriter::soundEnd() const
+{
+    return (lastTime_ + interval_) * SoundChunk::sampleRate / VideoEncoder::timescale;
+}
+
+std::expected<void, Error> HostMovieWriter::flush()
+{
+    if (auto flushed = video_->flush(); !flushed || !sound_)
+        return flushed;
+    if (auto rest = encodeSound(placement_->takeAll(soundEnd())); !rest)
+        return rest;
+    return sound_->flush();
+}
+
+std::expected<void, Error> HostMovieWriter::finish()
+{
+    std::expected<void, Error> flushed;
+    if (video_ && !hasFailed_)
+        flushed = flush();
+    video_.reset();
+    sound_.reset();
+    const std::unique_ptr<MovieFile> file = std::move(file_);
+    if (file->packetCount() == 0) {
+        file->remove();
+        return about(Error{.localizedDescription = "no frame was recorded"});
+    }
+    if (auto finished = file->finish(); !finished)
+        return finished;
+    return flushed ? flushed : about(std::move(flushed.error()));
+}
+
+} // namespace
+
+std::vector<std::string> HostMovieWriters::defaultEncoders()
+{
+    return {"libx264", "libopenh264", "mpeg4"};
+}
+
+HostMovieWriters::HostMovieWriters(std::vector<std::string> videoEncoders)
+    : videoEncoders_(std::move(videoEncoders))
+{
+}
+
+std::unique_ptr<engine::MovieWriter> HostMovieWriters::makeWriter(MovieSettings settings)
+{
+    return std::make_unique<HostMovieWriter>(std::move(settings), videoEncoders_);
+}
+
+std::filesystem::path recoveryFileOf(const std::filesystem::path& movie)
+{
+    return RecoveryFile::pathOf(movie);
+}
+
+std::expected<void, Error> repairMovie(const std::filesystem::path& movie)
+{
+    auto file = MovieFile::resume(movie);
+    if (!file)
+        return std::unexpected(std::move(file.error()));
+    return (*file)->finish();
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <engine/capture/MovieWriter.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tamsel::host {
+
+/// Movies through the FFmpeg libraries: H.264 where an encoder for it works, MPEG-4 otherwise, and AAC; MP4, or QuickTime
+/// where the name ends in ".mov"; in one piece, with the index in front. Pictures are turned by a display matrix, and cut to
+/// even sizes. While a movie is being recorded a file with the suffix ".recovery" stands beside it, from which `repairMovie`
+/// completes what a killed process has left.
+class HostMovieWriters final : public engine::MovieWriters {
+public:
+    /// libx264 (GPL), libopenh264 (BSD), mpeg4 (LGPL, in every build of the libraries).
+    [[nodiscard]] static std::vector<std::string> defaultEncoders();
+
+    /// Names of the FFmpeg libraries; the first that works is taken.
+    explicit HostMovieWriters(std::vector<std::string> videoEncoders = defaultEncoders());
+
+    [[nodiscard]] std::unique_ptr<engine::MovieWriter> makeWriter(engine::MovieSettings settings) override;
+
+private:
+    const std::vector<std::string> videoEncoders_;
+};
+
+} // namespace tamsel::host

@@ -1,0 +1,72 @@
+#include <host/recording/PictureStore.h>
+
+extern "C" {
+#include <libavutil/buffer.h>
+}
+#include <libyuv/convert_from_argb.h>
+
+#include <utility>
+
+namespace tamsel::host {
+
+using engine::MovieFrame;
+using platform::CVPixelBuffer;
+
+namespace {
+
+constexpr std::size_t rowAlignment = 64;
+
+struct Picture final : MovieFrame {
+    explicit Picture(OwnedFrame picture) : frame(std::move(picture)) { }
+
+    const OwnedFrame frame;
+};
+
+} // namespace
+
+PictureStore::~PictureStore()
+{
+    av_buffer_pool_uninit(&pool_); // what is kept keeps it
+}
+
+std::unique_ptr<MovieFrame> PictureStore::keep(const CVPixelBuffer& pixels)
+{
+    const std::size_t width = pixels.width() & ~std::size_t{1};
+    const std::size_t height = pixels.height() & ~std::size_t{1};
+    if (width == 0 || height == 0)
+        return nullptr;
+    const std::size_t row = (width + rowAlignment - 1) / rowAlignment * rowAlignment;
+    const std::size_t chromaRow = (width / 2 + rowAlignment - 1) / rowAlignment * rowAlignment;
+    const std::size_t bytes = row * height + chromaRow * height + rowAlignment;
+    if (bytes != bytes_) {
+        av_buffer_pool_uninit(&pool_);
+        pool_ = av_buffer_pool_init(bytes, nullptr);
+        bytes_ = bytes;
+    }
+    OwnedFrame frame(av_frame_alloc());
+    frame->buf[0] = av_buffer_pool_get(pool_);
+    if (!frame->buf[0])
+        return nullptr;
+    frame->format = AV_PIX_FMT_YUV420P;
+    frame->width = static_cast<int>(width);
+    frame->height = static_cast<int>(height);
+    frame->color_range = AVCOL_RANGE_MPEG;
+    frame->colorspace = AVCOL_SPC_SMPTE170M;
+    frame->data[0] = frame->buf[0]->data;
+    frame->data[1] = frame->data[0] + row * height;
+    frame->data[2] = frame->data[1] + chromaRow * (height / 2);
+    frame->linesize[0] = static_cast<int>(row);
+    frame->linesize[1] = frame->linesize[2] = static_cast<int>(chromaRow);
+    // Its name for bytes in the order blue, green, red, alpha is ARGB.
+    libyuv::ARGBToI420(reinterpret_cast<const std::uint8_t*>(pixels.baseAddress()),
+        static_cast<int>(pixels.bytesPerRow()), frame->data[0], frame->linesize[0], frame->data[1],
+        frame->linesize[1], frame->data[2], frame->linesize[2], frame->width, frame->height);
+    return std::make_unique<Picture>(std::move(frame));
+}
+
+const AVFrame& PictureStore::pictureOf(const MovieFrame& frame)
+{
+    return *dynamic_cast<const Picture&>(frame).frame;
+}
+
+} // namespace tamsel::host

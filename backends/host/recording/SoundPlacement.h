@@ -1,0 +1,59 @@
+#pragma once
+
+#include <engine/capture/MicrophoneDriver.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <vector>
+
+struct SwrContext;
+
+namespace tamsel::host {
+
+/// Puts a microphone's sound where it belongs on the clock of the picture. Microphones have clocks of their own, and the
+/// times of their chunks jitter: small errors are corrected by playing a little faster or slower, which nobody hears; large
+/// ones, as of a device that paused, by silence or a cut. Not thread-safe.
+class SoundPlacement {
+public:
+    SoundPlacement();
+    ~SoundPlacement();
+    SoundPlacement(const SoundPlacement&) = delete;
+    SoundPlacement& operator=(const SoundPlacement&) = delete;
+
+    /// The moment of sample 0; what was heard before is cut. Sound that came earlier is placed now.
+    void begin(std::chrono::nanoseconds origin);
+    void add(const engine::SoundChunk& chunk);
+    /// Takes the sound up to a moment, in samples from the origin; less, when less has come.
+    [[nodiscard]] std::vector<float> take(std::int64_t end);
+    /// The rest up to there, with silence where nothing was heard.
+    [[nodiscard]] std::vector<float> takeAll(std::int64_t end);
+
+private:
+    struct Delete {
+        void operator()(SwrContext* context) const;
+    };
+
+    void place(const engine::SoundChunk& chunk);
+    void stretch(const float* samples, std::size_t length);
+    void correct(double error, std::size_t length);
+    void restart();
+    void silence(std::int64_t length);
+
+    std::unique_ptr<SwrContext, Delete> stretcher_;
+    std::vector<float> output_; ///< of one call
+    bool hasOrigin_ = false;
+    std::chrono::nanoseconds origin_{};
+    std::deque<engine::SoundChunk> early_;
+    std::size_t earlyLength_ = 0;
+
+    std::deque<float> ready_; ///< interleaved
+    std::int64_t placed_ = 0; ///< samples that are, or were, ready
+    std::int64_t taken_ = 0;
+    bool isRunning_ = false; ///< a chunk follows another
+    double smoothedError_ = 0; ///< samples by which the sound is too early
+};
+
+} // namespace tamsel::host
