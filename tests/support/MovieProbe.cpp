@@ -55,7 +55,9 @@ std::vector<double> numbers(const std::string& text)
 } // namespace
 
 MovieProbe::MovieProbe(const std::string& file)
-    : decodingErrors(runCommand("ffmpeg -v error -i '" + file + "' -f null - 2>&1").output),
+    : decodingErrors(
+          runCommand("ffmpeg -v error -i '" + file + "' -vsync passthrough -enc_time_base -1 -f null - 2>&1")
+              .output),
       boxes(boxesOf(file)),
       width(std::atoi(entry(file, "v:0", "stream=width").c_str())),
       height(std::atoi(entry(file, "v:0", "stream=height").c_str())),
@@ -68,22 +70,30 @@ MovieProbe::MovieProbe(const std::string& file)
 {
 }
 
-std::vector<double> flashTimes(const std::string& file)
+std::vector<Brightness> brightnessOf(const std::string& file)
 {
     // Time and mean luminance of each frame, a line.
     const std::string output = runCommand("ffprobe -v error -f lavfi -i \"movie='" + file
         + "',signalstats\" -show_entries frame=pts_time:frame_tags=lavfi.signalstats.YAVG -of csv=p=0")
                                    .output;
-    std::vector<double> times;
-    bool wasBright = true;
+    std::vector<Brightness> frames;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
-        const std::size_t comma = line.find(',');
-        if (comma == std::string::npos)
-            continue;
-        const bool isBright = std::strtod(line.c_str() + comma + 1, nullptr) > 128;
+        if (const std::size_t comma = line.find(','); comma != std::string::npos)
+            frames.push_back(
+                {std::strtod(line.c_str(), nullptr), std::strtod(line.c_str() + comma + 1, nullptr)});
+    }
+    return frames;
+}
+
+std::vector<double> flashTimes(const std::string& file)
+{
+    std::vector<double> times;
+    bool wasBright = true;
+    for (const Brightness& frame : brightnessOf(file)) {
+        const bool isBright = frame.value > 128;
         if (isBright && !wasBright)
-            times.push_back(std::strtod(line.c_str(), nullptr));
+            times.push_back(frame.time);
         wasBright = isBright;
     }
     return times;

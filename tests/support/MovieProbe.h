@@ -21,6 +21,13 @@ struct MovieProbe {
     std::vector<double> frameTimes; ///< seconds, of the frames that could be decoded
 };
 
+/// How bright the picture is on the average, 0 to 255, from a time on, in seconds.
+struct Brightness {
+    double time;
+    double value;
+};
+[[nodiscard]] std::vector<Brightness> brightnessOf(const std::string& file);
+
 /// When the picture turns bright, seconds.
 [[nodiscard]] std::vector<double> flashTimes(const std::string& file);
 /// When sound begins after silence, seconds on the movie's time line.

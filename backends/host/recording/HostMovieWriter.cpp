@@ -6,7 +6,6 @@
 #include <host/recording/SoundEncoder.h>
 #include <host/recording/SoundPlacement.h>
 #include <host/recording/VideoEncoder.h>
-#include <host/recording/repairMovie.h>
 
 #include <algorithm>
 #include <optional>
@@ -53,7 +52,7 @@ private:
     [[nodiscard]] std::expected<void, Error> begin(const AVFrame& picture, nanoseconds captureTime);
     [[nodiscard]] std::expected<void, Error> encodeSound(const std::vector<float>& samples);
     [[nodiscard]] std::expected<void, Error> flush();
-    /// Until when the sound may be written, in samples: as far as the picture has come.
+    /// Until when the sound may be written, in samples: as far as the picture has been.
     [[nodiscard]] std::int64_t soundEnd() const;
     [[nodiscard]] std::unexpected<Error> about(Error error) const;
 
@@ -65,10 +64,14 @@ private:
     std::unique_ptr<VideoEncoder> video_;
     std::unique_ptr<SoundEncoder> sound_;
     std::optional<SoundPlacement> placement_;
+    int width_ = 0;
+    int height_ = 0;
     nanoseconds origin_{};
     std::int64_t lastTime_ = 0; ///< of the picture's track, and the interval before it
     std::int64_t interval_ = VideoEncoder::timescale / 30;
-    bool hasFailed_ = false;
+    std::int64_t pictureEnd_ = 0; ///< of what has been written
+    bool isPictureWhole_ = true; ///< no packet is missing
+    bool hasFailed_ = false; ///< and has told so
 };
 
 /// One line that names the file.
@@ -93,20 +96,21 @@ std::expected<void, Error> HostMovieWriter::open()
 
 std::expected<void, Error> HostMovieWriter::begin(const AVFrame& picture, nanoseconds captureTime)
 {
-    const auto sinkOf = [this](std::uint32_t track) {
-        return [this, track](AVPacket& packet) {
-            if (track == pictureTrack)
-                packet.duration = interval_;
-            return file_->write(packet, track);
-        };
-    };
-    auto video = VideoEncoder::open(encoders_, picture.width, picture.height, sinkOf(pictureTrack));
+    auto video = VideoEncoder::open(encoders_, picture.width, picture.height, [this](AVPacket& packet) {
+        packet.duration = interval_;
+        auto written = file_->write(packet, pictureTrack);
+        isPictureWhole_ = written.has_value();
+        if (written)
+            pictureEnd_ = packet.pts + interval_;
+        return written;
+    });
     if (!video)
         return about(std::move(video.error()));
     std::vector<TrackDescription> tracks{(*video)->description()};
     tracks.front().quarterTurns = settings_.quarterTurns;
     if (placement_) {
-        auto sound = SoundEncoder::open(sinkOf(soundTrack));
+        auto sound
+            = SoundEncoder::open([this](AVPacket& packet) { return file_->write(packet, soundTrack); });
         if (!sound)
             return about(std::move(sound.error()));
         sound_ = std::move(*sound);
@@ -116,6 +120,8 @@ std::expected<void, Error> HostMovieWriter::begin(const AVFrame& picture, nanose
     if (auto begun = file_->begin(std::move(tracks)); !begun)
         return begun;
     video_ = std::move(*video);
+    width_ = picture.width;
+    height_ = picture.height;
     origin_ = captureTime;
     return {};
 }
@@ -124,7 +130,11 @@ std::expected<void, Error> HostMovieWriter::writeFrame(const MovieFrame& frame, 
 {
     const OwnedFrame picture(av_frame_clone(&PictureStore::pictureOf(frame)));
     const bool isFirst = !video_;
-    auto written = isFirst ? begin(*picture, captureTime) : std::expected<void, Error>{};
+    std::expected<void, Error> written;
+    if (isFirst)
+        written = begin(*picture, captureTime);
+    else if (picture->width != width_ || picture->height != height_)
+        written = std::unexpected(Error{.localizedDescription = "the size of the picture has changed"});
     if (written) {
         const std::int64_t time = unitsOf(captureTime - origin_, VideoEncoder::timescale);
         if (!isFirst) {
@@ -160,22 +170,27 @@ std::expected<void, Error> HostMovieWriter::encodeSound(const std::vector<float>
 
 std::int64_t HostMovieWriter::soundEnd() const
 {
-    return (lastTime_ + interval_) * SoundChunk::sampleRate / VideoEncoder::timescale;
+    return pictureEnd_ * SoundChunk::sampleRate / VideoEncoder::timescale;
 }
 
 std::expected<void, Error> HostMovieWriter::flush()
 {
-    if (auto flushed = video_->flush(); !flushed || !sound_)
+    // What an encoder holds after a packet that is missing could not be decoded.
+    std::expected<void, Error> flushed;
+    if (isPictureWhole_)
+        flushed = video_->flush();
+    if (!sound_)
         return flushed;
-    if (auto rest = encodeSound(placement_->takeAll(soundEnd())); !rest)
-        return rest;
-    return sound_->flush();
+    auto ended = encodeSound(placement_->takeAll(soundEnd()));
+    if (ended)
+        ended = sound_->flush();
+    return flushed ? ended : flushed;
 }
 
 std::expected<void, Error> HostMovieWriter::finish()
 {
     std::expected<void, Error> flushed;
-    if (video_ && !hasFailed_)
+    if (video_)
         flushed = flush();
     video_.reset();
     sound_.reset();
@@ -186,7 +201,7 @@ std::expected<void, Error> HostMovieWriter::finish()
     }
     if (auto finished = file->finish(); !finished)
         return finished;
-    return flushed ? flushed : about(std::move(flushed.error()));
+    return flushed || hasFailed_ ? std::expected<void, Error>{} : about(std::move(flushed.error()));
 }
 
 } // namespace
@@ -204,19 +219,6 @@ HostMovieWriters::HostMovieWriters(std::vector<std::string> videoEncoders)
 std::unique_ptr<engine::MovieWriter> HostMovieWriters::makeWriter(MovieSettings settings)
 {
     return std::make_unique<HostMovieWriter>(std::move(settings), videoEncoders_);
-}
-
-std::filesystem::path recoveryFileOf(const std::filesystem::path& movie)
-{
-    return RecoveryFile::pathOf(movie);
-}
-
-std::expected<void, Error> repairMovie(const std::filesystem::path& movie)
-{
-    auto file = MovieFile::resume(movie);
-    if (!file)
-        return std::unexpected(std::move(file.error()));
-    return (*file)->finish();
 }
 
 } // namespace tamsel::host

@@ -148,6 +148,8 @@ std::expected<void, Error> MovieFile::Parts::reserve(std::uint64_t size)
 std::expected<void, Error> MovieFile::write(AVPacket& packet, std::uint32_t track)
 {
     Parts& parts = *parts_;
+    if (parts.hasFailed)
+        return failure(parts.movie.path().string(), "cannot be written any more");
     // Annex B start codes may be three bytes long, the lengths that replace them are four.
     const auto size = static_cast<std::uint64_t>(packet.size);
     if (auto reserved = parts.reserve(size + size / 64 + 64); !reserved)

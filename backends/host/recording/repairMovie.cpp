@@ -1,0 +1,34 @@
+#include <host/recording/repairMovie.h>
+
+#include <host/movie/MovieFacts.h>
+#include <host/movie/movieFailure.h>
+#include <host/recording/MovieFile.h>
+#include <host/recording/RecoveryFile.h>
+
+#include <system_error>
+
+namespace tamsel::host {
+
+using platform::Error;
+
+std::filesystem::path recoveryFileOf(const std::filesystem::path& movie)
+{
+    return RecoveryFile::pathOf(movie);
+}
+
+std::expected<void, Error> repairMovie(const std::filesystem::path& movie)
+{
+    const std::filesystem::path recovery = recoveryFileOf(movie);
+    std::error_code ignored;
+    if (std::filesystem::exists(movie, ignored) && !std::filesystem::exists(recovery, ignored))
+        return failure(movie.string(),
+            readMovieFacts(movie.string())
+                ? std::string("plays already")
+                : "there is nothing to repair it from (" + recovery.string() + ")");
+    auto file = MovieFile::resume(movie);
+    if (!file)
+        return std::unexpected(std::move(file.error()));
+    return (*file)->finish();
+}
+
+} // namespace tamsel::host

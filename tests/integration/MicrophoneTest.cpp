@@ -1,0 +1,293 @@
+#include "support/Media.h"
+#include "support/MovieProbe.h"
+
+#include <host/HostCamera.h>
+#include <host/ReaderThreads.h>
+#include <host/microphone/HostMicrophone.h>
+
+#include <engine/dispatch/ThreadedDispatch.h>
+#include <engine/dispatch/monotonicNow.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace tamsel::tests {
+
+using namespace std::chrono_literals;
+using engine::SoundChunk;
+using std::chrono::nanoseconds;
+
+namespace {
+
+double secondsOf(nanoseconds time)
+{
+    return std::chrono::duration<double>(time).count();
+}
+
+/// Keeps what it hears.
+class Ear final : public engine::SoundSink {
+public:
+    void deliver(SoundChunk chunk) override
+    {
+        const std::lock_guard lock(guard_);
+        worstDelay_ = std::max(worstDelay_, secondsOf(engine::monotonicNow() - chunk.captureTime));
+        chunks_.push_back(std::move(chunk));
+    }
+    void lose(const platform::Error&) override { ++losses; }
+
+    [[nodiscard]] std::vector<SoundChunk> chunks() const
+    {
+        const std::lock_guard lock(guard_);
+        return chunks_;
+    }
+    /// When sound begins after at least 0.3 s of silence.
+    [[nodiscard]] std::vector<double> beeps() const
+    {
+        std::vector<double> times;
+        double lastLoud = -1e9;
+        for (const SoundChunk& chunk : chunks()) {
+            for (std::size_t at = 0; at < chunk.length(); ++at) {
+                const double time
+                    = secondsOf(chunk.captureTime) + static_cast<double>(at) / SoundChunk::sampleRate;
+                if (std::abs(chunk.samples[at * 2]) < 0.05F)
+                    continue;
+                if (time - lastLoud > 0.3)
+                    times.push_back(time);
+                lastLoud = time;
+            }
+        }
+        return times;
+    }
+    /// The largest step between where a chunk ends and the next one begins.
+    [[nodiscard]] double worstStep() const
+    {
+        double worst = 0;
+        const std::vector<SoundChunk> heard = chunks();
+        for (std::size_t at = 1; at < heard.size(); ++at) {
+            const double end = secondsOf(heard[at - 1].captureTime)
+                + static_cast<double>(heard[at - 1].length()) / SoundChunk::sampleRate;
+            worst = std::max(worst, std::abs(secondsOf(heard[at].captureTime) - end));
+        }
+        return worst;
+    }
+    [[nodiscard]] double worstDelay() const
+    {
+        const std::lock_guard lock(guard_);
+        return worstDelay_;
+    }
+
+    std::atomic<int> losses = 0;
+
+private:
+    mutable std::mutex guard_;
+    std::vector<SoundChunk> chunks_;
+    double worstDelay_ = 0;
+};
+
+/// Listens for a while.
+std::shared_ptr<Ear> hear(const std::string& input, nanoseconds duration)
+{
+    host::ReaderThreads readers;
+    auto ear = std::make_shared<Ear>();
+    const auto microphone = host::makeHostMicrophone(input, {.readers = readers});
+    EXPECT_TRUE(microphone.has_value() && (*microphone)->isPresent());
+    const auto stream = (*microphone)->start(ear);
+    EXPECT_TRUE(stream.has_value()) << (stream ? "" : stream.error().localizedDescription);
+    std::this_thread::sleep_for(duration);
+    return ear;
+}
+
+/// By how often the sound crosses zero.
+double frequencyOf(const Ear& ear)
+{
+    std::size_t crossings = 0;
+    std::size_t samples = 0;
+    float before = 0;
+    for (const SoundChunk& chunk : ear.chunks()) {
+        for (std::size_t at = 0; at < chunk.length(); ++at, ++samples) {
+            crossings += (chunk.samples[at * 2] > 0) != (before > 0) ? 1 : 0;
+            before = chunk.samples[at * 2];
+        }
+    }
+    return static_cast<double>(crossings) / 2 / (static_cast<double>(samples) / SoundChunk::sampleRate);
+}
+
+/// Keeps when the frames that turn bright were captured.
+class Eye final : public engine::FrameSink {
+public:
+    std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(std::size_t width, std::size_t height) override
+    {
+        return std::make_shared<platform::CVPixelBuffer>(width, height);
+    }
+    void deliver(
+        std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime, nanoseconds captureTime) override
+    {
+        EXPECT_LE(captureTime, engine::monotonicNow());
+        const bool isBright
+            = std::to_integer<int>(*buffer->pixel(buffer->width() / 2, buffer->height() / 2)) > 128;
+        const std::lock_guard lock(guard_);
+        if (isBright && !std::exchange(wasBright_, isBright))
+            flashes_.push_back(secondsOf(captureTime));
+        wasBright_ = isBright;
+    }
+    void drop(platform::DropCause) override { }
+    void lose(const platform::Error&) override { }
+
+    [[nodiscard]] std::vector<double> flashes() const
+    {
+        const std::lock_guard lock(guard_);
+        return flashes_;
+    }
+
+private:
+    mutable std::mutex guard_;
+    bool wasBright_ = true;
+    std::vector<double> flashes_;
+};
+
+} // namespace
+
+TEST(Microphone, HearsTestSounds)
+{
+    const auto tone = hear("test:tone@1000", 500ms);
+    EXPECT_NEAR(frequencyOf(*tone), 1000, 10);
+    EXPECT_LT(tone->worstStep(), 1e-6);
+    EXPECT_LT(tone->worstDelay(), 0.2);
+    EXPECT_NEAR(frequencyOf(*hear("test:tone", 500ms)), 440, 8);
+    const std::vector<double> beeps = hear("test:beeps", 2200ms)->beeps();
+    ASSERT_EQ(beeps.size(), 3U);
+    EXPECT_NEAR(beeps[1] - beeps[0], 1, 0.001);
+    host::ReaderThreads readers;
+    for (const char* wrong :
+        {"test:", "test:tune", "test:tone@", "test:tone@0", "test:tone@x", "test:tone@nan"}) {
+        const auto refused = host::makeHostMicrophone(wrong, {.readers = readers});
+        ASSERT_FALSE(refused.has_value()) << wrong;
+        EXPECT_TRUE(refused.error().localizedDescription.starts_with(wrong));
+    }
+}
+
+TEST(Microphone, PlaysAFileInALoop)
+{
+    const ScratchFolder folder;
+    const std::string mono = folder.file("mono.wav");
+    ASSERT_TRUE(makeVideo("-f lavfi -i sine=frequency=1000:sample_rate=44100 -t 0.5 -ac 1", mono));
+    const auto sine = hear(mono, 1600ms);
+    EXPECT_NEAR(frequencyOf(*sine), 1000, 10);
+    EXPECT_LT(sine->worstStep(), 0.002);
+    EXPECT_LT(sine->worstDelay(), 0.2);
+    EXPECT_EQ(sine->losses, 0);
+    const double heard = static_cast<double>(sine->chunks().size());
+    EXPECT_GT(heard, 10);
+    EXPECT_FLOAT_EQ(sine->chunks().front().samples[100], sine->chunks().front().samples[101]);
+
+    const std::string clip = folder.file("clip.mp4");
+    ASSERT_TRUE(makeFlashingClip(clip, 2));
+    EXPECT_TRUE(host::hasSound(clip));
+    const std::vector<double> beeps = hear(clip, 3500ms)->beeps();
+    ASSERT_GE(beeps.size(), 3U);
+    for (std::size_t at = 1; at < beeps.size(); ++at)
+        EXPECT_NEAR(beeps[at] - beeps[at - 1], 1, 0.03);
+
+    EXPECT_FALSE(host::hasSound(folder.file("nothing.mp4")));
+    EXPECT_FALSE(host::hasSound("test:tone"));
+    const std::string silent = folder.file("silent.mp4");
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48 -t 0.5", silent));
+    EXPECT_FALSE(host::hasSound(silent));
+    for (const std::string& input : {folder.file("nothing.mp4"), silent, std::string("alsa:no_such_card")}) {
+        const auto probed = host::probeMicrophone(input);
+        ASSERT_FALSE(probed.has_value());
+        EXPECT_TRUE(probed.error().localizedDescription.starts_with(input));
+    }
+}
+
+TEST(Microphone, IsLostWhenAStreamEnds)
+{
+    const auto ear = hear("lavfi:sine=frequency=500:duration=0.5", 1200ms);
+    EXPECT_EQ(ear->losses, 1);
+    EXPECT_NEAR(frequencyOf(*ear), 500, 10);
+    EXPECT_LT(ear->worstStep(), 0.002);
+}
+
+/// A camera and a microphone on the same file: what belongs together is heard when it is seen, loop after loop, though the
+/// lengths of the tracks differ.
+TEST(Microphone, FollowsTheCameraThatPlaysTheSameFile)
+{
+    const ScratchFolder folder;
+    struct Case {
+        const char* name;
+        const char* rate;
+        const char* options;
+    };
+    for (const Case& one : {Case{"equal.mp4", "30", ""}, Case{"short_sound.mp4", "25", "-af atrim=end=2.1"},
+             Case{"late_sound.mp4", "30", "-af asetpts=PTS+0.3/TB,adelay=0 -t 2.4"},
+             Case{"long_sound.mkv", "30", "-af apad=pad_dur=0.4"}}) {
+        const std::string clip = folder.file(one.name);
+        ASSERT_TRUE(makeFlashingClip(clip, 2.4, one.rate, one.options)) << one.name;
+        const std::vector<double> beepsInFile = beepTimes(clip);
+        const std::vector<double> flashesInFile = flashTimes(clip);
+        ASSERT_FALSE(beepsInFile.empty() || flashesInFile.empty());
+        const double offset = std::remainder(beepsInFile.front() - flashesInFile.front(), 1);
+        engine::ThreadedDispatch dispatch;
+        host::ReaderThreads readers;
+        const host::V4L2Calls calls = host::systemV4L2Calls();
+        const auto camera = host::makeHostCamera(
+            {.input = clip}, platform::AVCaptureDevicePosition::back, {dispatch, dispatch, readers, calls});
+        ASSERT_TRUE(camera.has_value());
+        const auto microphone = host::makeHostMicrophone(clip, {.readers = readers, .camera = camera->clock});
+        const auto ear = std::make_shared<Ear>();
+        const auto eye = std::make_shared<Eye>();
+        {
+            const auto stream = (*microphone)->start(ear);
+            ASSERT_TRUE(stream.has_value());
+            std::this_thread::sleep_for(100ms);
+            EXPECT_TRUE(ear->chunks().empty()); // the camera does not play
+            ASSERT_TRUE(camera->driver->open().has_value());
+            ASSERT_TRUE(camera->driver->start(platform::AVCaptureSessionPreset::high, eye).has_value());
+            std::this_thread::sleep_for(6s);
+            camera->driver->stop();
+        }
+        const std::vector<double> flashes = eye->flashes();
+        const std::vector<double> beeps = ear->beeps();
+        EXPECT_GE(flashes.size(), 5U) << one.name;
+        EXPECT_LT(ear->worstDelay(), 0.3);
+        int matched = 0;
+        for (const double flash : flashes) {
+            for (const double beep : beeps) {
+                if (std::abs(beep - offset - flash) < 0.012)
+                    ++matched;
+            }
+        }
+        EXPECT_GE(matched, static_cast<int>(flashes.size()) - 1) << one.name;
+    }
+}
+
+TEST(Microphone, EndsWhereverItIsReleased)
+{
+    const ScratchFolder folder;
+    const std::string clip = folder.file("clip.mp4");
+    ASSERT_TRUE(makeFlashingClip(clip, 1));
+    host::ReaderThreads readers;
+    for (const std::string& input : {std::string("test:tone"), clip, std::string("lavfi:sine")}) {
+        const auto microphone = host::makeHostMicrophone(input, {.readers = readers});
+        for (int round = 0; round < 10; ++round) {
+            const auto first = std::make_shared<Ear>();
+            const auto second = std::make_shared<Ear>();
+            auto one = (*microphone)->start(first);
+            const auto other = (*microphone)->start(second);
+            std::this_thread::sleep_for(std::chrono::milliseconds(round * 5));
+            one->reset();
+            const std::size_t heard = first->chunks().size();
+            std::this_thread::sleep_for(2ms);
+            EXPECT_LE(first->chunks().size(), heard + 1);
+        }
+    }
+}
+
+} // namespace tamsel::tests
