@@ -225,11 +225,11 @@ TEST(Microphone, FollowsTheCameraThatPlaysTheSameFile)
         const char* rate;
         const char* options;
     };
-    for (const Case& one : {Case{"equal.mp4", "30", ""}, Case{"short_sound.mp4", "25", "-af atrim=end=2.1"},
-             Case{"late_sound.mp4", "30", "-af asetpts=PTS+0.3/TB,adelay=0 -t 2.4"},
+    for (const Case& one : {Case{"equal.mp4", "30", ""}, Case{"short_sound.mp4", "25", "-af atrim=end=2.2"},
+             Case{"late_sound.mp4", "30", "-af asetpts=PTS+0.3/TB,adelay=0 -t 2.5"},
              Case{"long_sound.mkv", "30", "-af apad=pad_dur=0.4"}}) {
         const std::string clip = folder.file(one.name);
-        ASSERT_TRUE(makeFlashingClip(clip, 2.4, one.rate, one.options)) << one.name;
+        ASSERT_TRUE(makeFlashingClip(clip, 2.5, one.rate, one.options)) << one.name;
         const std::vector<double> beepsInFile = beepTimes(clip);
         const std::vector<double> flashesInFile = flashTimes(clip);
         ASSERT_FALSE(beepsInFile.empty() || flashesInFile.empty());
@@ -250,7 +250,7 @@ TEST(Microphone, FollowsTheCameraThatPlaysTheSameFile)
             EXPECT_TRUE(ear->chunks().empty()); // the camera does not play
             ASSERT_TRUE(camera->driver->open().has_value());
             ASSERT_TRUE(camera->driver->start(platform::AVCaptureSessionPreset::high, eye).has_value());
-            std::this_thread::sleep_for(6s);
+            std::this_thread::sleep_for(5500ms);
             camera->driver->stop();
         }
         const std::vector<double> flashes = eye->flashes();
