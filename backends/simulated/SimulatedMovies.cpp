@@ -35,7 +35,8 @@ public:
         movie_->settings = std::move(settings);
     }
 
-    [[nodiscard]] std::unique_ptr<MovieFrame> keep(const CVPixelBuffer& pixels) override
+    [[nodiscard]] std::unique_ptr<MovieFrame> keep(
+        const CVPixelBuffer& pixels, const NativePicture* /*nativePicture*/) override
     {
         auto frame = std::make_unique<PlacedFrame>();
         frame->width = pixels.width();

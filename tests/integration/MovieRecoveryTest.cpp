@@ -31,7 +31,7 @@ void leaveMovie(const std::string& file, int frames, std::vector<std::string> en
         platform::CVPixelBuffer pixels(320, 240);
         for (std::size_t at = 0; at < pixels.height() * pixels.bytesPerRow(); ++at)
             pixels.baseAddress()[at] = static_cast<std::byte>(random());
-        const auto frame = writer->keep(pixels);
+        const auto frame = writer->keep(pixels, nullptr);
         ASSERT_TRUE(writer->writeFrame(*frame, time).has_value());
         engine::SoundChunk sound{.samples = std::vector<float>(2 * 1584), .captureTime = time};
         for (std::size_t at = 0; at < sound.samples.size(); ++at)
@@ -167,7 +167,7 @@ TEST(MovieRecovery, RefusesWhatNeedsNoRepairOrMustNotBeTouched)
     const auto writer = writers.makeWriter({.url = file});
     ASSERT_TRUE(writer->open().has_value());
     EXPECT_EQ(errorOf(host::repairMovie(file)), file + ": is being recorded");
-    const auto frame = writer->keep(platform::CVPixelBuffer(64, 48));
+    const auto frame = writer->keep(platform::CVPixelBuffer(64, 48), nullptr);
     ASSERT_TRUE(writer->writeFrame(*frame, 1s).has_value());
     ASSERT_EQ(errorOf(writer->finish()), "");
     EXPECT_EQ(errorOf(host::repairMovie(file)), file + ": plays already");

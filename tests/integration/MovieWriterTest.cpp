@@ -26,7 +26,7 @@ std::unique_ptr<engine::MovieFrame> keepGrey(
 {
     CVPixelBuffer pixels(width, height);
     std::fill_n(pixels.baseAddress(), pixels.height() * pixels.bytesPerRow(), static_cast<std::byte>(grey));
-    return writer.keep(pixels);
+    return writer.keep(pixels, nullptr);
 }
 
 /// Frames of one size at these times.

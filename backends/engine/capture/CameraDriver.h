@@ -32,6 +32,13 @@ struct CameraDescription {
     std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix;
 };
 
+/// A frame in a driver's own form, before it became pixels: for a movie writer of the same back end, which then need not go
+/// back from pixels, with a loss each time.
+class NativePicture {
+public:
+    virtual ~NativePicture() = default;
+};
+
 /// Where a driver puts its frames. One sink serves one start; once the session has let go of it every call is
 /// ignored, so a driver need not wait for its device when it is stopped. Thread-safe, but frames come from one
 /// thread at a time and in order.
@@ -43,6 +50,11 @@ public:
     [[nodiscard]] virtual std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(
         std::size_t width, std::size_t height)
         = 0;
+
+    /// Whether it is of use to name native pictures. Does not change.
+    [[nodiscard]] virtual bool wantsNativePictures() const { return false; }
+    /// The picture of the frame that is delivered next.
+    virtual void nameNativePicture(std::shared_ptr<const NativePicture> /*picture*/) { }
 
     /// Hands on a filled buffer. To be the caller's last act: what follows may run on the same thread afterwards.
     virtual void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,

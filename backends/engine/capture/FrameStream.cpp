@@ -66,6 +66,7 @@ std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::turnedMatrix(const CVP
 void FrameStream::deliver(
     std::shared_ptr<CVPixelBuffer> buffer, CMTime mediaTime, std::chrono::nanoseconds captureTime)
 {
+    const std::shared_ptr<const NativePicture> nativePicture = std::exchange(nativePicture_, nullptr);
     if (!isOpen())
         return;
     FrameTicket ticket(parts_.counter->ledger());
@@ -73,7 +74,7 @@ void FrameStream::deliver(
     if (parts_.photoOutput)
         parts_.photoOutput->offer(*buffer, parts_.sensorOrientation, timing.captureTime);
     if (parts_.movieOutput)
-        parts_.movieOutput->offer(*buffer, timing.captureTime);
+        parts_.movieOutput->offer(*buffer, nativePicture.get(), timing.captureTime);
     const std::shared_ptr<Connection> connection = parts_.output ? parts_.output->videoConnection() : nullptr;
     if (!connection || !connection->isEnabled() || !parts_.output->hasDelegate()) {
         ticket.settle(FrameLedger::Outcome::gated);

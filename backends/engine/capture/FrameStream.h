@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace tamsel::engine {
 
@@ -59,6 +60,11 @@ public:
         std::size_t width, std::size_t height) override;
     void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
         std::chrono::nanoseconds captureTime) override;
+    [[nodiscard]] bool wantsNativePictures() const override { return parts_.movieOutput != nullptr; }
+    void nameNativePicture(std::shared_ptr<const NativePicture> picture) override
+    {
+        nativePicture_ = std::move(picture);
+    }
     void drop(platform::DropCause cause) override;
     void lose(const platform::Error& reason) override;
 
@@ -79,6 +85,7 @@ private:
 
     // Of the driver's thread.
     bool isFirst_ = true;
+    std::shared_ptr<const NativePicture> nativePicture_; ///< of the next frame
     /// For stills and recordings while clients hold all buffers of the pool.
     std::shared_ptr<platform::CVPixelBuffer> spare_;
     int matrixTurns_ = 0;

@@ -126,13 +126,14 @@ std::shared_ptr<Recording> MovieFileOutput::current() const
     return current_;
 }
 
-void MovieFileOutput::take(const CVPixelBuffer& pixels, std::chrono::nanoseconds captureTime)
+void MovieFileOutput::take(
+    const CVPixelBuffer& pixels, const NativePicture* nativePicture, std::chrono::nanoseconds captureTime)
 {
     std::shared_ptr<Recording> recording = current();
     if (!recording)
         return;
     if (recording->takesFrames()) {
-        recording->takeFrame(pixels, captureTime);
+        recording->takeFrame(pixels, nativePicture, captureTime);
         return;
     }
     const std::lock_guard lock(guard_); // it has ended by itself

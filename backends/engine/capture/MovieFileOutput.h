@@ -46,16 +46,18 @@ public:
 
     [[nodiscard]] bool isRecording() const { return isRecording_.load(std::memory_order_relaxed); }
     /// A frame of the session, before it is turned and before anybody else has it; on the driver's thread.
-    void offer(const platform::CVPixelBuffer& pixels, std::chrono::nanoseconds captureTime)
+    void offer(const platform::CVPixelBuffer& pixels, const NativePicture* nativePicture,
+        std::chrono::nanoseconds captureTime)
     {
         if (isRecording())
-            take(pixels, captureTime);
+            take(pixels, nativePicture, captureTime);
     }
     void offerSound(const SoundChunk& chunk);
     void soundEnded();
 
 private:
-    void take(const platform::CVPixelBuffer& pixels, std::chrono::nanoseconds captureTime);
+    void take(const platform::CVPixelBuffer& pixels, const NativePicture* nativePicture,
+        std::chrono::nanoseconds captureTime);
     [[nodiscard]] std::shared_ptr<Recording> current() const;
     [[nodiscard]] std::vector<std::shared_ptr<Recording>> takingSound();
 

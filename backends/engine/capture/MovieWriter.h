@@ -1,5 +1,6 @@
 #pragma once
 
+#include <engine/capture/CameraDriver.h>
 #include <engine/capture/MicrophoneDriver.h>
 
 #include <tamsel/platform/CVPixelBuffer.h>
@@ -32,8 +33,11 @@ class MovieWriter {
 public:
     virtual ~MovieWriter() = default;
 
-    /// A copy of the pixels; for the driver's thread, at any time between others' calls, and therefore quick.
-    [[nodiscard]] virtual std::unique_ptr<MovieFrame> keep(const platform::CVPixelBuffer& pixels) = 0;
+    /// A copy of the pixels, or the driver's own picture where there is one and it can be used; for the driver's thread, at any
+    /// time between others' calls, and therefore quick. Absent when this frame cannot be recorded.
+    [[nodiscard]] virtual std::unique_ptr<MovieFrame> keep(
+        const platform::CVPixelBuffer& pixels, const NativePicture* nativePicture)
+        = 0;
 
     /// Creates the file; one that is there already is left alone, and is an error.
     [[nodiscard]] virtual std::expected<void, platform::Error> open() = 0;

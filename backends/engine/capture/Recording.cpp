@@ -75,9 +75,11 @@ bool Recording::hasRoom(const CVPixelBuffer& pixels) const
     return framesWaiting_ < std::clamp(waitingBytes / bytes, fewestWaiting, mostWaiting);
 }
 
-void Recording::takeFrame(const CVPixelBuffer& pixels, nanoseconds captureTime)
+void Recording::takeFrame(
+    const CVPixelBuffer& pixels, const NativePicture* nativePicture, nanoseconds captureTime)
 {
-    std::unique_ptr<MovieFrame> picture = hasRoom(pixels) ? parts_.writer->keep(pixels) : nullptr;
+    std::unique_ptr<MovieFrame> picture
+        = hasRoom(pixels) ? parts_.writer->keep(pixels, nativePicture) : nullptr;
     if (!picture) {
         if (takesFrames())
             parts_.ledger->countRecorded(false);

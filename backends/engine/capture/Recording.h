@@ -37,7 +37,9 @@ public:
     /// False once it takes no more.
     [[nodiscard]] bool takesFrames() const;
     [[nodiscard]] bool takesSound() const;
-    void takeFrame(const platform::CVPixelBuffer& pixels, std::chrono::nanoseconds captureTime);
+    /// The native picture may be absent.
+    void takeFrame(const platform::CVPixelBuffer& pixels, const NativePicture* nativePicture,
+        std::chrono::nanoseconds captureTime);
     void takeSound(const SoundChunk& chunk);
 
     /// After the sound of the last frame has come, or a moment later.

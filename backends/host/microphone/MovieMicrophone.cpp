@@ -24,6 +24,8 @@ using std::chrono::nanoseconds;
 namespace {
 
 constexpr nanoseconds pauseBetweenTries = 5ms;
+/// Between looks at the camera's clock, which says a frame ahead what comes next.
+constexpr nanoseconds pauseBetweenLooks = 20ms;
 /// Further behind, and it goes on from where the clock is.
 constexpr nanoseconds longDelay = 200ms;
 /// Times of devices are those of the wall clock: nothing else is as near to it.
@@ -68,7 +70,7 @@ void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& 
             continue;
         }
         if (!loop || !hasSound || due > monotonicNow()) {
-            const nanoseconds next = monotonicNow() + pauseBetweenTries;
+            const nanoseconds next = monotonicNow() + pauseBetweenLooks;
             if (!run.waitUntil(std::min(due, next)))
                 return;
             continue;

@@ -30,7 +30,11 @@ nanoseconds toNanoseconds(CMTime time)
 std::shared_ptr<CVPixelBuffer> takeFrame(MovieReader& reader, engine::FrameSink& sink)
 {
     std::shared_ptr<CVPixelBuffer> buffer = sink.acquireBuffer(reader.width(), reader.height());
-    return buffer && reader.convert(*buffer) ? buffer : nullptr;
+    if (!buffer || !reader.convert(*buffer))
+        return nullptr;
+    if (sink.wantsNativePictures())
+        sink.nameNativePicture(reader.picture());
+    return buffer;
 }
 
 } // namespace

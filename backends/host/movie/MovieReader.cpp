@@ -275,6 +275,12 @@ bool MovieReader::convert(CVPixelBuffer& buffer)
     return parts_->converter.convert(*parts_->frame, buffer);
 }
 
+std::shared_ptr<const engine::NativePicture> MovieReader::picture() const
+{
+    OwnedFrame copy(av_frame_clone(parts_->frame.get()));
+    return copy ? std::make_shared<const DecodedPicture>(std::move(copy)) : nullptr;
+}
+
 bool MovieReader::rewind()
 {
     Parts& parts = *parts_;

@@ -2,6 +2,8 @@
 
 #include <host/movie/MovieContainer.h>
 
+#include <engine/capture/CameraDriver.h>
+
 #include <tamsel/platform/CMTime.h>
 #include <tamsel/platform/CVPixelBuffer.h>
 #include <tamsel/platform/Error.h>
@@ -63,6 +65,9 @@ public:
     [[nodiscard]] platform::CMTime startTime() const;
     /// Converts to BGRA. The buffer must have the frame's size. False when there is no way to convert the format.
     [[nodiscard]] bool convert(platform::CVPixelBuffer& buffer);
+
+    /// As it was decoded.
+    [[nodiscard]] std::shared_ptr<const engine::NativePicture> picture() const;
 
     /// Goes back to the start of a file; false when that is not possible.
     [[nodiscard]] bool rewind();

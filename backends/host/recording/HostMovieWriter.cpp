@@ -38,9 +38,10 @@ public:
     {
     }
 
-    [[nodiscard]] std::unique_ptr<MovieFrame> keep(const CVPixelBuffer& pixels) override
+    [[nodiscard]] std::unique_ptr<MovieFrame> keep(
+        const CVPixelBuffer& pixels, const engine::NativePicture* nativePicture) override
     {
-        return store_.keep(pixels);
+        return store_.keep(pixels, nativePicture);
     }
     [[nodiscard]] std::expected<void, Error> open() override;
     [[nodiscard]] std::expected<void, Error> writeFrame(
@@ -96,7 +97,7 @@ std::expected<void, Error> HostMovieWriter::open()
 
 std::expected<void, Error> HostMovieWriter::begin(const AVFrame& picture, nanoseconds captureTime)
 {
-    auto video = VideoEncoder::open(encoders_, picture.width, picture.height, [this](AVPacket& packet) {
+    auto video = VideoEncoder::open(encoders_, picture, [this](AVPacket& packet) {
         packet.duration = interval_;
         auto written = file_->write(packet, pictureTrack);
         isPictureWhole_ = written.has_value();

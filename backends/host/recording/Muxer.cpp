@@ -57,11 +57,11 @@ void describePicture(AVStream& stream, const TrackDescription& track)
     parameters.codec_type = AVMEDIA_TYPE_VIDEO;
     parameters.width = track.width;
     parameters.height = track.height;
-    parameters.format = AV_PIX_FMT_YUV420P;
-    parameters.color_range = AVCOL_RANGE_MPEG;
-    parameters.color_primaries = AVCOL_PRI_SMPTE170M;
-    parameters.color_trc = AVCOL_TRC_SMPTE170M;
-    parameters.color_space = AVCOL_SPC_SMPTE170M;
+    parameters.format = track.pixelFormat;
+    parameters.color_range = static_cast<AVColorRange>(track.colourRange);
+    parameters.color_primaries = static_cast<AVColorPrimaries>(track.colourPrimaries);
+    parameters.color_trc = static_cast<AVColorTransferCharacteristic>(track.colourTransfer);
+    parameters.color_space = static_cast<AVColorSpace>(track.colourSpace);
     parameters.sample_aspect_ratio = stream.sample_aspect_ratio = {1, 1};
     if (track.quarterTurns % 4 == 0)
         return;

@@ -22,6 +22,29 @@ struct Picture final : MovieFrame {
     const OwnedFrame frame;
 };
 
+/// The same planes, without what else a decoder says of a frame; absent for other formats.
+OwnedFrame share(const AVFrame& decoded)
+{
+    if ((decoded.format != AV_PIX_FMT_YUV420P && decoded.format != AV_PIX_FMT_YUVJ420P) || decoded.width < 2
+        || decoded.height < 2 || !decoded.buf[0])
+        return nullptr;
+    OwnedFrame frame(av_frame_alloc());
+    frame->format = AV_PIX_FMT_YUV420P; // the other is the same with full range
+    frame->width = decoded.width & ~1;
+    frame->height = decoded.height & ~1;
+    frame->color_range = decoded.format == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : decoded.color_range;
+    frame->color_primaries = decoded.color_primaries;
+    frame->color_trc = decoded.color_trc;
+    frame->colorspace = decoded.colorspace;
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+        frame->data[plane] = decoded.data[plane];
+        frame->linesize[plane] = decoded.linesize[plane];
+        if (decoded.buf[plane])
+            frame->buf[plane] = av_buffer_ref(decoded.buf[plane]);
+    }
+    return frame;
+}
+
 } // namespace
 
 PictureStore::~PictureStore()
@@ -29,7 +52,19 @@ PictureStore::~PictureStore()
     av_buffer_pool_uninit(&pool_); // what is kept keeps it
 }
 
-std::unique_ptr<MovieFrame> PictureStore::keep(const CVPixelBuffer& pixels)
+std::unique_ptr<MovieFrame> PictureStore::keep(
+    const CVPixelBuffer& pixels, const engine::NativePicture* nativePicture)
+{
+    const auto* decoded = dynamic_cast<const DecodedPicture*>(nativePicture);
+    OwnedFrame frame = decoded ? share(decoded->frame()) : nullptr;
+    if (!keepsDecoded_)
+        keepsDecoded_ = frame != nullptr;
+    if (!*keepsDecoded_)
+        frame = convert(pixels);
+    return frame ? std::make_unique<Picture>(std::move(frame)) : nullptr;
+}
+
+OwnedFrame PictureStore::convert(const CVPixelBuffer& pixels)
 {
     const std::size_t width = pixels.width() & ~std::size_t{1};
     const std::size_t height = pixels.height() & ~std::size_t{1};
@@ -51,6 +86,8 @@ std::unique_ptr<MovieFrame> PictureStore::keep(const CVPixelBuffer& pixels)
     frame->width = static_cast<int>(width);
     frame->height = static_cast<int>(height);
     frame->color_range = AVCOL_RANGE_MPEG;
+    frame->color_primaries = AVCOL_PRI_SMPTE170M;
+    frame->color_trc = AVCOL_TRC_SMPTE170M;
     frame->colorspace = AVCOL_SPC_SMPTE170M;
     frame->data[0] = frame->buf[0]->data;
     frame->data[1] = frame->data[0] + row * height;
@@ -61,7 +98,7 @@ std::unique_ptr<MovieFrame> PictureStore::keep(const CVPixelBuffer& pixels)
     libyuv::ARGBToI420(reinterpret_cast<const std::uint8_t*>(pixels.baseAddress()),
         static_cast<int>(pixels.bytesPerRow()), frame->data[0], frame->linesize[0], frame->data[1],
         frame->linesize[1], frame->data[2], frame->linesize[2], frame->width, frame->height);
-    return std::make_unique<Picture>(std::move(frame));
+    return frame;
 }
 
 const AVFrame& PictureStore::pictureOf(const MovieFrame& frame)

@@ -8,13 +8,15 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 
 struct AVBufferPool;
 
 namespace tamsel::host {
 
-/// Keeps pictures for an encoder, in YUV 4:2:0 of BT.601 with limited range, a third of the size that they had; memory is used
-/// again. Sizes are cut to even ones. One thread keeps pictures at a time; kept ones may be used and released on any.
+/// Keeps pictures for an encoder in 8-bit YUV 4:2:0, cut to even sizes: as they were decoded, where that is their form; else
+/// converted from pixels, by BT.601 with limited range, a third of the size that they had, in memory that is used again. All
+/// are kept in the way of the first. One thread keeps pictures at a time; kept ones may be used and released on any.
 class PictureStore {
 public:
     PictureStore() = default;
@@ -22,12 +24,16 @@ public:
     PictureStore(const PictureStore&) = delete;
     PictureStore& operator=(const PictureStore&) = delete;
 
-    /// Absent when there is no memory, or the picture has less than 2 x 2 pixels.
-    [[nodiscard]] std::unique_ptr<engine::MovieFrame> keep(const platform::CVPixelBuffer& pixels);
+    /// Absent when there is no memory, the picture has less than 2 x 2 pixels, or cannot be kept in the way of the first.
+    [[nodiscard]] std::unique_ptr<engine::MovieFrame> keep(
+        const platform::CVPixelBuffer& pixels, const engine::NativePicture* nativePicture);
     /// Of a frame that a store has made.
     [[nodiscard]] static const AVFrame& pictureOf(const engine::MovieFrame& frame);
 
 private:
+    [[nodiscard]] OwnedFrame convert(const platform::CVPixelBuffer& pixels);
+
+    std::optional<bool> keepsDecoded_; ///< after the first
     AVBufferPool* pool_ = nullptr;
     std::size_t bytes_ = 0; ///< of one of its buffers
 };

@@ -95,9 +95,11 @@ std::vector<std::byte> encode(const MovieDescription& description)
     writer.number(description.creationTime);
     writer.number(static_cast<std::int64_t>(description.tracks.size()));
     for (const TrackDescription& track : description.tracks) {
-        for (const std::int64_t value : {track.codec, std::int32_t{track.isPicture}, track.width,
-                 track.height, track.quarterTurns, track.sampleRate, track.channels, track.frameSize,
-                 track.initialPadding, track.profile, track.level, track.timescale})
+        for (const std::int64_t value :
+            {track.codec, std::int32_t{track.isPicture}, track.width, track.height, track.pixelFormat,
+                track.colourRange, track.colourPrimaries, track.colourTransfer, track.colourSpace,
+                track.quarterTurns, track.sampleRate, track.channels, track.frameSize, track.initialPadding,
+                track.profile, track.level, track.timescale})
             writer.number(value);
         writer.run(track.extradata);
     }
@@ -118,9 +120,10 @@ std::optional<MovieDescription> decode(std::span<const std::byte> bytes)
         TrackDescription track;
         track.codec = reader.number<std::int32_t>();
         track.isPicture = reader.number() != 0;
-        for (std::int32_t* value :
-            {&track.width, &track.height, &track.quarterTurns, &track.sampleRate, &track.channels,
-                &track.frameSize, &track.initialPadding, &track.profile, &track.level, &track.timescale})
+        for (std::int32_t* value : {&track.width, &track.height, &track.pixelFormat, &track.colourRange,
+                 &track.colourPrimaries, &track.colourTransfer, &track.colourSpace, &track.quarterTurns,
+                 &track.sampleRate, &track.channels, &track.frameSize, &track.initialPadding, &track.profile,
+                 &track.level, &track.timescale})
             *value = reader.number<std::int32_t>();
         const auto extradata = reader.run();
         track.extradata.assign(extradata.begin(), extradata.end());

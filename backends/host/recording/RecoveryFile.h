@@ -20,6 +20,11 @@ struct TrackDescription {
     bool isPicture = false;
     std::int32_t width = 0; ///< of a picture, in pixels
     std::int32_t height = 0;
+    std::int32_t pixelFormat = 0; ///< an AVPixelFormat
+    std::int32_t colourRange = 0; ///< AVColorRange, and so on
+    std::int32_t colourPrimaries = 0;
+    std::int32_t colourTransfer = 0;
+    std::int32_t colourSpace = 0;
     std::int32_t quarterTurns = 0; ///< clockwise
     std::int32_t sampleRate = 0; ///< of sound
     std::int32_t channels = 0;

@@ -18,22 +18,22 @@ constexpr int usualRate = 30; // frames a second, a hint for the encoder's decis
 constexpr std::int64_t wholePictureInterval = 2 * VideoEncoder::timescale;
 constexpr int mpeg4Quality = 3; // quantiser, 1 to 31
 
-OwnedCodec openCodec(const std::string& name, int width, int height)
+OwnedCodec openCodec(const std::string& name, const AVFrame& picture)
 {
     const AVCodec* encoder = avcodec_find_encoder_by_name(name.c_str());
     if (!encoder || encoder->type != AVMEDIA_TYPE_VIDEO)
         return nullptr;
     OwnedCodec codec(avcodec_alloc_context3(encoder));
-    codec->width = width;
-    codec->height = height;
-    codec->pix_fmt = AV_PIX_FMT_YUV420P;
+    codec->width = picture.width;
+    codec->height = picture.height;
+    codec->pix_fmt = static_cast<AVPixelFormat>(picture.format);
     codec->time_base = {1, VideoEncoder::timescale};
     codec->framerate = {usualRate, 1};
     codec->sample_aspect_ratio = {1, 1};
-    codec->color_range = AVCOL_RANGE_MPEG;
-    codec->color_primaries = AVCOL_PRI_SMPTE170M;
-    codec->color_trc = AVCOL_TRC_SMPTE170M;
-    codec->colorspace = AVCOL_SPC_SMPTE170M;
+    codec->color_range = picture.color_range;
+    codec->color_primaries = picture.color_primaries;
+    codec->color_trc = picture.color_trc;
+    codec->colorspace = picture.colorspace;
     codec->max_b_frames = 0; // none waits for a later one
     codec->gop_size = 2 * usualRate;
     codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
@@ -43,7 +43,7 @@ OwnedCodec openCodec(const std::string& name, int width, int height)
         av_opt_set(codec->priv_data, "preset", "superfast", 0);
         av_opt_set(codec->priv_data, "crf", "23", 0);
         if (name != "libx264")
-            codec->bit_rate = std::int64_t{width} * height * 4;
+            codec->bit_rate = std::int64_t{picture.width} * picture.height * 4;
     } else {
         codec->flags |= AV_CODEC_FLAG_QSCALE;
         codec->global_quality = FF_QP2LAMBDA * mpeg4Quality;
@@ -54,11 +54,11 @@ OwnedCodec openCodec(const std::string& name, int width, int height)
 } // namespace
 
 std::expected<std::unique_ptr<VideoEncoder>, Error> VideoEncoder::open(
-    const std::vector<std::string>& names, int width, int height, PacketSink sink)
+    const std::vector<std::string>& names, const AVFrame& picture, PacketSink sink)
 {
     std::string tried;
     for (const std::string& name : names) {
-        if (OwnedCodec codec = openCodec(name, width, height))
+        if (OwnedCodec codec = openCodec(name, picture))
             return std::unique_ptr<VideoEncoder>(new VideoEncoder(std::move(codec), std::move(sink)));
         tried.append(tried.empty() ? "" : ", ").append(name);
     }
@@ -78,6 +78,11 @@ TrackDescription VideoEncoder::description() const
         .isPicture = true,
         .width = codec_->width,
         .height = codec_->height,
+        .pixelFormat = codec_->pix_fmt,
+        .colourRange = codec_->color_range,
+        .colourPrimaries = codec_->color_primaries,
+        .colourTransfer = codec_->color_trc,
+        .colourSpace = codec_->colorspace,
         .profile = codec_->profile,
         .level = codec_->level,
         .timescale = timescale,

@@ -24,9 +24,9 @@ public:
     /// Units a second of all times: every usual frame rate divides it, and MPEG-4's limit of 16 bits holds it.
     static constexpr std::int32_t timescale = 60'000;
 
-    /// The first of these encoders that can be opened.
+    /// The first of these encoders that can be opened, for pictures of this picture's size, format and colours.
     [[nodiscard]] static std::expected<std::unique_ptr<VideoEncoder>, platform::Error> open(
-        const std::vector<std::string>& names, int width, int height, PacketSink sink);
+        const std::vector<std::string>& names, const AVFrame& picture, PacketSink sink);
 
     [[nodiscard]] TrackDescription description() const;
     /// Times grow. The frame's own time is set.
