@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -49,6 +50,7 @@ public:
         errors_.emplace_back(std::get<CameraError>(error).name());
         ++errorCount;
     }
+    void sourceManagerDidGetVideo(OvriSourceManager&, const std::filesystem::path&) override { ++videos; }
     void sourceManagerCameraDidSuspend(OvriSourceManager&) override { ++suspends; }
     void sourceManagerCameraDidResume(OvriSourceManager&) override { ++resumes; }
 
@@ -65,6 +67,7 @@ public:
 
     std::atomic<int> count = 0;
     std::atomic<int> errorCount = 0;
+    std::atomic<int> videos = 0;
     std::atomic<int> suspends = 0;
     std::atomic<int> resumes = 0;
 
@@ -93,11 +96,9 @@ struct HostScreen {
         return configuration;
     }
 
-    bool start()
+    bool start(const SourceType& type = SourceType::cameraBack(false))
     {
-        return manager
-            ->startSession(SourceType::cameraBack(false), client, {}, std::make_shared<platform::UIView>())
-            .has_value();
+        return manager->startSession(type, client, {}, std::make_shared<platform::UIView>()).has_value();
     }
 
     bool runUntil(const std::function<bool()>& condition)
