@@ -2,7 +2,10 @@
 // with the same encoders and settings on the same file at the same pace, in the same run. The two alternate, and the
 // medians of the CPU time of whole programs, for a recorded frame, are compared.
 
+#include <host/Host.h>
 #include <host/movie/MovieFacts.h>
+#include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/platform/RunLoop.h>
 
 #include <benchmark/benchmark.h>
 
@@ -11,10 +14,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tamsel::benchmarks {
@@ -92,6 +98,50 @@ void recording1080p30(benchmark::State& state)
     state.counters["target"] = 1.1;
 }
 BENCHMARK(recording1080p30)->Iterations(5)->Unit(benchmark::kMillisecond);
+
+/// Ends the main loop when the film is there.
+class Screen final : public OvriSourceToSession {
+public:
+    explicit Screen(host::Host& host) : host_(host) { }
+
+    void sourceManagerDidGetVideo(OvriSourceManager&, const std::filesystem::path&) override { host_.stop(); }
+
+private:
+    host::Host& host_;
+};
+
+/// What becomes of live frames and of the film meanwhile.
+void liveFramesWhileRecording(benchmark::State& state)
+{
+    const std::string folder = std::filesystem::temp_directory_path() / "tamsel-bench-recording";
+    std::filesystem::create_directories(folder);
+    const std::string file = clip(folder);
+    platform::FrameCounts counts;
+    for (auto _ : state) {
+        const std::string film = folder + "/film.mp4";
+        std::filesystem::remove(film);
+        host::Host host({.backCamera = host::HostInput{.input = file},
+            .microphone = file,
+            .writeLine = [](std::string_view) { },
+            .writeReport = [](std::string_view) { }});
+        const auto screen = std::make_shared<Screen>(host);
+        const auto manager = OvriSourceManager::create(
+            {}, CameraConfiguration::SessionPreset::photo, host.makeQueue("screen"), host.platform());
+        (void)manager->startSession(SourceType::cameraBack(true), screen, {}, nullptr);
+        platform::RunLoop& loop = host.platform().runLoops.current();
+        loop.scheduleTimer(
+            std::chrono::seconds(2), false, [&](platform::Timer&) { manager->startVideoRecording(film); });
+        loop.scheduleTimer(
+            std::chrono::seconds(32), false, [&](platform::Timer&) { manager->stopVideoRecording(); });
+        host.run();
+        counts = manager->frameCounts();
+    }
+    state.counters["delivered"] = static_cast<double>(counts.delivered);
+    state.counters["dropped"] = static_cast<double>(counts.dropped());
+    state.counters["recorded"] = static_cast<double>(counts.recorded);
+    state.counters["notRecorded"] = static_cast<double>(counts.notRecorded);
+}
+BENCHMARK(liveFramesWhileRecording)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace tamsel::host {
@@ -43,6 +44,34 @@ std::size_t samplesIn(nanoseconds duration)
                std::max<std::int64_t>(0, duration.count()) * SoundChunk::sampleRate / 1'000'000'000)
         * channels;
 }
+
+/// Devices give sound without holes, and say when they were asked for it rather than when it was heard: their times jitter. A
+/// piece follows the one before, drawn slowly to its own time, unless times stay far off, as after a real hole.
+class DeviceClock {
+public:
+    [[nodiscard]] nanoseconds place(nanoseconds measured, nanoseconds duration)
+    {
+        nanoseconds begin = measured;
+        if (end_) {
+            const nanoseconds error = measured - *end_;
+            farFor_ = std::chrono::abs(error) < farOff ? 0ns : farFor_ + duration;
+            if (farFor_ < patience)
+                begin = *end_ + (farFor_ > 0ns ? 0ns : error / slowness);
+            else
+                farFor_ = 0ns;
+        }
+        end_ = begin + duration;
+        return begin;
+    }
+
+private:
+    static constexpr nanoseconds farOff = 100ms;
+    static constexpr nanoseconds patience = 300ms;
+    static constexpr int slowness = 50;
+
+    std::optional<nanoseconds> end_; ///< of the piece before
+    nanoseconds farFor_{};
+};
 
 /// The sound of a file with the pictures of the camera that plays it.
 void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& clock)
@@ -89,6 +118,7 @@ void play(MicrophoneRun& run, SoundReader& reader)
 {
     std::optional<nanoseconds> zero; ///< when the input's time zero is due
     nanoseconds end{};
+    DeviceClock device;
     bool hasSound = false;
     for (;;) {
         const SoundReader::Step step = reader.next();
@@ -116,7 +146,7 @@ void play(MicrophoneRun& run, SoundReader& reader)
         const nanoseconds age = wall - reader.time();
         SoundChunk chunk{.samples = reader.samples(), .captureTime = {}};
         if (std::chrono::abs(age) < nearWallClock) {
-            chunk.captureTime = now - age;
+            chunk.captureTime = device.place(now - age, durationOf(chunk.samples.size()));
         } else {
             if (!zero || now - (*zero + reader.time()) > longDelay)
                 zero = now - reader.time();
