@@ -156,7 +156,7 @@ ExitStatus FramesCommand::run()
     if (!frameTeller_->prepare())
         return ExitStatus::failed;
     manager_ = OvriSourceManager::create(
-        {source, SourceType::stability()}, options_.preset, responseQueue_, platform);
+        {source, SourceType::stability()}, options_.sessionPreset(), responseQueue_, platform);
     const auto view = std::make_shared<UIView>(CGSize{640, 480});
     if (const auto started = manager_->startSession(source, weak_from_this(), {}, view); !started) {
         reportError(started.error());

@@ -64,7 +64,7 @@ Global options, before the command
                                 a URL or FFmpeg input rtsp://...  lavfi:testsrc2
                                 a test pattern        test:720p  test:1080p  test:640x480@60
                               without --back: the first V4L2 camera, else test:720p
-  --preset photo|none         the camera's largest format, or its best for video (photo)
+  --preset photo|none         the camera's largest format, or its best for video (photo; record: none)
   --device-orientation O      how the device is held (portrait); also landscapeLeft, landscapeRight,
                               portraitUpsideDown, faceUp, faceDown, unknown
   --interface-orientation O   which way up the interface is (portrait); live frames are turned with it,

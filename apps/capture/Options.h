@@ -69,7 +69,7 @@ struct Options {
     Backend backend = Backend::host;
     std::optional<std::string> back;
     std::optional<std::string> front;
-    CameraConfiguration::SessionPreset preset = CameraConfiguration::SessionPreset::photo;
+    std::optional<CameraConfiguration::SessionPreset> preset;
     platform::UIDeviceOrientation deviceOrientation = platform::UIDeviceOrientation::portrait;
     platform::UIInterfaceOrientation interfaceOrientation = platform::UIInterfaceOrientation::portrait;
     bool json = false;
@@ -95,6 +95,12 @@ struct Options {
     {
         return backend == Backend::simulated || (command == Command::motion && motion.log && !motion.realTime)
             || (command == Command::asset && fast);
+    }
+    /// The camera's best for video where it records, else its largest format.
+    [[nodiscard]] CameraConfiguration::SessionPreset sessionPreset() const
+    {
+        using Preset = CameraConfiguration::SessionPreset;
+        return preset.value_or(command == Command::record ? Preset::none : Preset::photo);
     }
     [[nodiscard]] bool needsCameras() const
     {

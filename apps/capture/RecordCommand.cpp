@@ -175,7 +175,7 @@ ExitStatus RecordCommand::run()
         return ExitStatus::unusable;
     const SourceType source
         = options_.useFrontCamera ? SourceType::cameraFront(true) : SourceType::cameraBack(true);
-    manager_ = OvriSourceManager::create({source}, options_.preset,
+    manager_ = OvriSourceManager::create({source}, options_.sessionPreset(),
         environment_.makeQueue("org.tamsel.capture.response"), environment_.platform());
     const auto view = std::make_shared<UIView>(CGSize{640, 480});
     if (const auto started = manager_->startSession(source, weak_from_this(), {}, view); !started)

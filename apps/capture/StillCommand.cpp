@@ -122,7 +122,7 @@ ExitStatus StillCommand::run()
 {
     const SourceType source
         = options_.useFrontCamera ? SourceType::cameraFront(false) : SourceType::cameraBack(false);
-    manager_ = OvriSourceManager::create({source}, options_.preset,
+    manager_ = OvriSourceManager::create({source}, options_.sessionPreset(),
         environment_.makeQueue("org.tamsel.capture.response"), environment_.platform());
     if (const auto started = manager_->startSession(source, weak_from_this(), {}, view_); !started) {
         console_.fail(started.error());

@@ -2,6 +2,7 @@
 // peak, each measured on a process of its own. Rounds of both alternate, and the medians are compared.
 
 #include <camera/Movies.h>
+#include <median.h>
 
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
@@ -65,13 +66,6 @@ bool readAsset(const std::string& file)
     while (!hasEnded)
         phone.advance(std::chrono::seconds(1));
     return seen == frames;
-}
-
-double median(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
 }
 
 } // namespace

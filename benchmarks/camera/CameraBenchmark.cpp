@@ -2,6 +2,7 @@
 // alternate, and the medians are compared.
 
 #include <camera/Movies.h>
+#include <median.h>
 
 #include <host/Host.h>
 #include <tamsel/facade/OvriSourceManager.h>
@@ -35,13 +36,6 @@ double processMilliseconds()
         return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
     };
     return of(usage.ru_utime) + of(usage.ru_stime);
-}
-
-double median(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
 }
 
 /// Lets the main loop run until it has seen so many frames.

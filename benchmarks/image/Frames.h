@@ -1,5 +1,7 @@
 #pragma once
 
+#include <median.h>
+
 #include <tamsel/platform/CVPixelBuffer.h>
 
 #include <algorithm>
@@ -35,12 +37,6 @@ inline std::shared_ptr<platform::CVPixelBuffer> gradientsWithNoise(double noiseW
         }
     }
     return frame;
-}
-
-inline double median(std::vector<double> values)
-{
-    std::ranges::nth_element(values, values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2));
-    return values[values.size() / 2];
 }
 
 } // namespace tamsel

@@ -1,6 +1,8 @@
 // What one gyroscope sample costs a StabilityWorker, against a ring buffer written by hand that reads the same clock as
 // often and comes to the same verdicts.
 
+#include <median.h>
+
 #include <simulated/Phone.h>
 
 #include <tamsel/motion/StabilityWorker.h>
@@ -112,12 +114,6 @@ template <typename Handle> Round measure(SteppedClock& clock, double interval, H
     }
     const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
     return {taken.count() / samplesInARound, verdicts};
-}
-
-double median(std::vector<double> values)
-{
-    std::ranges::nth_element(values, values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2));
-    return values[values.size() / 2];
 }
 
 bool compare(int samplesInTheWindow, int count)

@@ -2,6 +2,8 @@
 // with the same encoders and settings on the same file at the same pace, in the same run. The two alternate, and the
 // medians of the CPU time of whole programs, for a recorded frame, are compared.
 
+#include <median.h>
+
 #include <host/Host.h>
 #include <host/movie/MovieFacts.h>
 #include <tamsel/facade/OvriSourceManager.h>
@@ -43,13 +45,6 @@ double cpuMilliseconds(const std::string& command)
         return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
     };
     return of(usage.ru_utime) + of(usage.ru_stime);
-}
-
-double median(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
 }
 
 double framesOf(const std::string& file)

@@ -51,7 +51,6 @@ public:
 
 private:
     [[nodiscard]] std::expected<void, Error> begin(const AVFrame& picture, nanoseconds captureTime);
-    [[nodiscard]] std::expected<void, Error> encodeSound(const std::vector<float>& samples);
     [[nodiscard]] std::expected<void, Error> flush();
     /// Until when the sound may be written, in samples: as far as the picture has been.
     [[nodiscard]] std::int64_t soundEnd() const;
@@ -145,7 +144,7 @@ std::expected<void, Error> HostMovieWriter::writeFrame(const MovieFrame& frame, 
         written = video_->encode(*picture, lastTime_);
     }
     if (written && placement_)
-        written = encodeSound(placement_->take(soundEnd()));
+        written = sound_->encode(placement_->take(soundEnd()));
     if (written)
         return written;
     hasFailed_ = true;
@@ -157,16 +156,11 @@ std::expected<void, Error> HostMovieWriter::writeSound(const SoundChunk& chunk)
     if (!placement_)
         return {};
     placement_->add(chunk);
-    auto written = sound_ ? encodeSound(placement_->take(soundEnd())) : std::expected<void, Error>{};
+    auto written = sound_ ? sound_->encode(placement_->take(soundEnd())) : std::expected<void, Error>{};
     if (written)
         return written;
     hasFailed_ = true;
     return about(std::move(written.error()));
-}
-
-std::expected<void, Error> HostMovieWriter::encodeSound(const std::vector<float>& samples)
-{
-    return sound_->encode(samples);
 }
 
 std::int64_t HostMovieWriter::soundEnd() const
@@ -182,7 +176,7 @@ std::expected<void, Error> HostMovieWriter::flush()
         flushed = video_->flush();
     if (!sound_)
         return flushed;
-    auto ended = encodeSound(placement_->takeAll(soundEnd()));
+    auto ended = sound_->encode(placement_->takeAll(soundEnd()));
     if (ended)
         ended = sound_->flush();
     return flushed ? ended : flushed;
