@@ -61,7 +61,7 @@ ExitStatus AssetCommand::run()
     const std::shared_ptr<DispatchQueue> responseQueue
         = environment_.makeQueue("org.tamsel.capture.response");
     auto manager
-        = OvriSourceManager::create({source}, options_.preset, responseQueue, environment_.platform());
+        = OvriSourceManager::create({source}, options_.sessionPreset(), responseQueue, environment_.platform());
     (void)manager->startSession(source, weak_from_this(), {}, nullptr); // fails for cameras only
 
     bool isInterrupted = false;

@@ -63,7 +63,7 @@ ExitStatus MotionCommand::run()
 {
     Platform& platform = environment_.platform();
     auto manager = OvriSourceManager::create({SourceType::stability(), SourceType::facingAngle()},
-        options_.preset, environment_.makeQueue("org.tamsel.capture.response"), platform);
+        options_.sessionPreset(), environment_.makeQueue("org.tamsel.capture.response"), platform);
     manager->setDelegate(weak_from_this());
     RunLoop& loop = platform.runLoops.current();
     const nanoseconds start = platform.clock.monotonic();

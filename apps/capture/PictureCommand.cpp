@@ -65,7 +65,7 @@ void PictureCommand::makeStill()
     Platform& platform = environment_.platform();
     const SourceType source = SourceType::asset(platform.assets.assetWithURL(options_.file));
     const auto manager = OvriSourceManager::create(
-        {source}, options_.preset, environment_.makeQueue("org.tamsel.capture.response"), platform);
+        {source}, options_.sessionPreset(), environment_.makeQueue("org.tamsel.capture.response"), platform);
     if (!manager->startSession(source, weak_from_this(), {}, nullptr))
         return; // for cameras only
     manager->captureStillImage(OvriImageSource::photo, std::nullopt);
@@ -89,7 +89,7 @@ void PictureCommand::provideAlbumImage()
     const std::int64_t* ownOrientation = own ? own->integer() : nullptr;
     const std::int64_t orientation = options_.orientation.value_or(ownOrientation ? *ownOrientation : 1);
     const auto manager = OvriSourceManager::create(
-        {}, options_.preset, environment_.makeQueue("org.tamsel.capture.response"), platform);
+        {}, options_.sessionPreset(), environment_.makeQueue("org.tamsel.capture.response"), platform);
     manager->setDelegate(weak_from_this());
     manager->provide(albumImage_, albumProperties_, static_cast<CGImagePropertyOrientation>(orientation));
     environment_.runUntil([&] { return hasSample_.load(); }, [] {});

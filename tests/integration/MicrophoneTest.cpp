@@ -104,6 +104,16 @@ std::shared_ptr<Ear> hear(const std::string& input, nanoseconds duration)
     return ear;
 }
 
+float loudest(const Ear& ear)
+{
+    float peak = 0;
+    for (const SoundChunk& chunk : ear.chunks()) {
+        for (const float sample : chunk.samples)
+            peak = std::max(peak, std::abs(sample));
+    }
+    return peak;
+}
+
 /// By how often the sound crosses zero.
 double frequencyOf(const Ear& ear)
 {
@@ -186,6 +196,15 @@ TEST(Microphone, PlaysAFileInALoop)
     const double heard = static_cast<double>(sine->chunks().size());
     EXPECT_GT(heard, 10);
     EXPECT_FLOAT_EQ(sine->chunks().front().samples[100], sine->chunks().front().samples[101]);
+    EXPECT_NEAR(loudest(*sine), 0.125, 0.01); // as it is in the file
+
+    const std::string surround = folder.file("surround.flac");
+    ASSERT_TRUE(makeVideo(
+        "-f lavfi -i 'sine=frequency=1000' -t 0.5 -af 'volume=7,pan=5.1|c0=c0|c1=c0|c2=c0|c3=c0|c4=c0|c5=c0'",
+        surround));
+    const auto all = hear(surround, 300ms);
+    EXPECT_LT(loudest(*all), 0.95); // nothing is cut off
+    EXPECT_GT(loudest(*all), 0.5);
 
     const std::string clip = folder.file("clip.mp4");
     ASSERT_TRUE(makeFlashingClip(clip, 2));

@@ -12,6 +12,8 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
+#include <thread>
 #include <utility>
 
 namespace tamsel::host {
@@ -31,6 +33,7 @@ constexpr nanoseconds pauseBetweenLooks = 20ms;
 constexpr nanoseconds longDelay = 200ms;
 /// Times of devices are those of the wall clock: nothing else is as near to it.
 constexpr nanoseconds nearWallClock = 1h;
+constexpr std::string_view pulsePrefix = "pulse:";
 constexpr std::size_t channels = SoundChunk::channelCount;
 
 nanoseconds durationOf(std::size_t samples)
@@ -49,8 +52,11 @@ std::size_t samplesIn(nanoseconds duration)
 /// piece follows the one before, drawn slowly to its own time, unless times stay far off, as after a real hole.
 class DeviceClock {
 public:
-    [[nodiscard]] nanoseconds place(nanoseconds measured, nanoseconds duration)
+    [[nodiscard]] nanoseconds place(nanoseconds age, nanoseconds duration)
     {
+        // It has been heard, and not long ago, whatever somebody does to the wall clock.
+        const bool isPlausible = age >= duration && age < oldest;
+        const nanoseconds measured = engine::monotonicNow() - (isPlausible ? age : duration);
         nanoseconds begin = measured;
         if (end_) {
             const nanoseconds error = measured - *end_;
@@ -65,6 +71,7 @@ public:
     }
 
 private:
+    static constexpr nanoseconds oldest = 2s;
     static constexpr nanoseconds farOff = 100ms;
     static constexpr nanoseconds patience = 300ms;
     static constexpr int slowness = 50;
@@ -78,7 +85,8 @@ void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& 
 {
     std::optional<PlaybackClock::Loop> current;
     bool hasSound = false;
-    for (;;) {
+    const nanoseconds begin = monotonicNow();
+    while (!*run.isStopped()) {
         const std::optional<PlaybackClock::Loop> loop = clock.loop();
         const bool isSame = loop && current && loop->run == current->run && loop->number == current->number;
         if (loop && isSame) {
@@ -108,7 +116,8 @@ void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& 
         if (!isSame) // the end of the loop before
             chunk.samples.resize(std::min(chunk.samples.size(), samplesIn(loop->zero - due)));
         hasSound = false;
-        if (!chunk.samples.empty())
+        const bool isFromBefore = due + durationOf(chunk.samples.size()) <= begin;
+        if (!chunk.samples.empty() && !isFromBefore)
             run.sink().deliver(std::move(chunk));
     }
 }
@@ -146,7 +155,7 @@ void play(MicrophoneRun& run, SoundReader& reader)
         const nanoseconds age = wall - reader.time();
         SoundChunk chunk{.samples = reader.samples(), .captureTime = {}};
         if (std::chrono::abs(age) < nearWallClock) {
-            chunk.captureTime = device.place(now - age, durationOf(chunk.samples.size()));
+            chunk.captureTime = device.place(age, durationOf(chunk.samples.size()));
         } else {
             if (!zero || now - (*zero + reader.time()) > longDelay)
                 zero = now - reader.time();
@@ -182,12 +191,18 @@ std::expected<std::unique_ptr<engine::SoundStream>, Error> MovieMicrophone::star
     auto opened = SoundReader::open(input_, run->isStopped());
     if (!opened)
         return std::unexpected(std::move(opened.error()));
-    services_.readers.start([run, reader = std::move(*opened), clock = services_.camera] {
+    auto hear = [run, reader = std::move(*opened), clock = services_.camera] {
         if (clock)
             followCamera(*run, *reader, *clock);
         else
             play(*run, *reader);
-    });
+    };
+    // PulseAudio's reader waits for as long as its source is suspended, and nothing ends that: its thread, which touches
+    // nothing of others once the run is stopped, is left to itself.
+    if (input_.starts_with(pulsePrefix))
+        std::thread(std::move(hear)).detach();
+    else
+        services_.readers.start(std::move(hear));
     return std::make_unique<MicrophoneStream>(run);
 }
 

@@ -6,11 +6,14 @@
 
 extern "C" {
 #include <libavformat/avformat.h>
+#include <libavutil/opt.h>
 #include <libswresample/swresample.h>
 }
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <string_view>
 #include <utility>
 
 namespace tamsel::host {
@@ -125,10 +128,14 @@ bool SoundReader::prepareResampler()
         static_cast<AVSampleFormat>(frame_->format), frame_->sample_rate, 0, nullptr);
     av_channel_layout_uninit(&given);
     resampler_.reset(context);
+    av_opt_set_double(context, "rematrix_maxval", 1, 0); // many channels together must not be too loud
     format_ = frame_->format;
     rate_ = frame_->sample_rate;
     channels_ = frame_->ch_layout.nb_channels;
-    if (code < 0 || swr_init(context) < 0) {
+    // One channel sounds on both sides as loud as it is, and not as half of a pair.
+    constexpr std::array<double, 2> both{1, 1};
+    if (code < 0 || (channels_ == 1 && swr_set_matrix(context, both.data(), 1) < 0)
+        || swr_init(context) < 0) {
         resampler_.reset();
         return false;
     }
@@ -166,10 +173,11 @@ bool SoundReader::rewind()
     resampler_.reset();
     isDraining_ = false;
     end_ = {};
-    const bool isPicture = std::string_view(container_->iformat->name).ends_with("_pipe");
+    // Sound that has been sought to begins elsewhere in an Ogg file.
+    const bool isOgg = std::string_view(container_->iformat->name) == "ogg";
     const AVStream& stream = *container_->streams[track_];
     const std::int64_t start = stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time;
-    if (isPicture || av_seek_frame(container_.get(), track_, start, AVSEEK_FLAG_BACKWARD) < 0)
+    if (isOgg || av_seek_frame(container_.get(), track_, start, AVSEEK_FLAG_BACKWARD) < 0)
         return openInput().has_value();
     avcodec_flush_buffers(codec_.get());
     return true;

@@ -89,6 +89,7 @@ void FilePlayback::prepareNext()
         }
         if (!std::exchange(hasFrames_, false) || !reader_->rewind()) {
             isStopped_ = true;
+            clock_->end(run_);
             sink_->lose(Error{.localizedDescription = "there is no frame that can be decoded"});
             return;
         }
