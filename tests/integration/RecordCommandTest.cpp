@@ -29,7 +29,8 @@ void expectPlayable(const MovieProbe& movie, std::size_t atLeast)
         return;
     EXPECT_DOUBLE_EQ(movie.frameTimes.front(), 0);
     EXPECT_NEAR(movie.duration, movie.frameTimes.back() + frame, frame);
-    EXPECT_NEAR(movie.soundDuration, movie.soundCodec.empty() ? 0 : movie.duration, 0.05);
+    // A killed or full recording may end with the packet of sound before the last pictures.
+    EXPECT_NEAR(movie.soundDuration, movie.soundCodec.empty() ? 0 : movie.duration, 0.1);
 }
 
 /// The number behind `"key": ` in an event.

@@ -54,7 +54,7 @@ public:
     /// Whether it is of use to name native pictures. Does not change.
     [[nodiscard]] virtual bool wantsNativePictures() const { return false; }
     /// The picture of the frame that is delivered next.
-    virtual void nameNativePicture(std::shared_ptr<const NativePicture> /*picture*/) { }
+    virtual void nameNativePicture(const std::shared_ptr<const NativePicture>& /*picture*/) { }
 
     /// Hands on a filled buffer. To be the caller's last act: what follows may run on the same thread afterwards.
     virtual void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,

@@ -61,9 +61,9 @@ public:
     void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
         std::chrono::nanoseconds captureTime) override;
     [[nodiscard]] bool wantsNativePictures() const override { return parts_.movieOutput != nullptr; }
-    void nameNativePicture(std::shared_ptr<const NativePicture> picture) override
+    void nameNativePicture(const std::shared_ptr<const NativePicture>& picture) override
     {
-        nativePicture_ = std::move(picture);
+        nativePicture_ = picture;
     }
     void drop(platform::DropCause cause) override;
     void lose(const platform::Error& reason) override;

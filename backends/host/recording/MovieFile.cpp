@@ -20,7 +20,7 @@ using platform::Error;
 namespace {
 
 /// What an index needs, for the movie and for each packet: entries of stts, stsz, stsc, co64, stss (ISO/IEC 14496-12).
-constexpr std::uint64_t indexBase = 16 * 1024;
+constexpr std::uint64_t indexBase = std::uint64_t{16} * 1024;
 constexpr std::uint64_t indexPerPacket = 44;
 constexpr std::uint64_t boxHead = 16;
 

@@ -79,7 +79,7 @@ Muxer::~Muxer()
 {
     avformat_free_context(format_);
     if (output_)
-        av_freep(&output_->buffer);
+        av_freep(static_cast<void*>(&output_->buffer));
     avio_context_free(&output_);
 }
 

@@ -22,7 +22,7 @@ constexpr double largestDrift = 0.030 * rate;
 constexpr double smoothing = 1.0 * rate; // of the error, in samples of time
 constexpr double correctionTime = 2.0; // seconds
 constexpr double fastestCorrection = 0.005 * rate; // samples a second
-constexpr std::size_t longestEarly = 30 * SoundChunk::sampleRate;
+constexpr std::size_t longestEarly = std::size_t{30} * SoundChunk::sampleRate;
 constexpr std::size_t longestReady = std::size_t{60} * SoundChunk::sampleRate;
 
 } // namespace
