@@ -27,6 +27,17 @@ std::unexpected<Error> failureOf(const std::filesystem::path& path, int code)
         Error{.localizedDescription = path.string() + ": " + std::strerror(code), .code = code});
 }
 
+/// Room without a change of the size; false, with the reason in errno, when there is none.
+bool extend(int descriptor, std::uint64_t from, std::uint64_t to)
+{
+    int result = 0;
+    do {
+        result = ::fallocate(
+            descriptor, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(from), static_cast<off_t>(to - from));
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
 } // namespace
 
 std::expected<ReservedFile, Error> ReservedFile::create(std::filesystem::path path)
@@ -98,9 +109,7 @@ std::expected<void, Error> ReservedFile::reserve(std::uint64_t end)
     if (end <= reserved_)
         return {};
     for (const std::uint64_t wanted : {(end + step - 1) / step * step, end}) {
-        if (::fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(reserved_),
-                static_cast<off_t>(wanted - reserved_))
-            == 0) {
+        if (extend(descriptor_, reserved_, wanted)) {
             reserved_ = wanted;
             return {};
         }
@@ -112,7 +121,7 @@ std::expected<void, Error> ReservedFile::reserve(std::uint64_t end)
                 return failure(ENOSPC);
             return {};
         }
-        if (errno != ENOSPC && errno != EDQUOT && errno != EFBIG && errno != EINTR)
+        if (errno != ENOSPC && errno != EDQUOT && errno != EFBIG)
             break;
     }
     return failure(errno);
