@@ -129,16 +129,21 @@ void RecordCommand::record()
     const nanoseconds length = options_.seconds
         ? std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(*options_.seconds))
         : forEver;
-    const StatusLine line(console_, environment_.platform().runLoops.current(), [this] { return status(); });
-    (void)waiter_.waitFor(length, [this] { return hasVideo_ || hasFailed_; });
-    if (!hasVideo_ && !hasFailed_)
-        manager_->stopVideoRecording();
-    waiter_.goOn();
-    // The session must not be stopped before: nobody would be told of the file.
-    if (!waiter_.waitFor(finishLimit, [this] { return hasVideo_.load(); }))
-        console_.fail(options_.outputFile + ": the recording was left before it was complete; see repair");
-    else
+    bool hasVideo = false;
+    {
+        const StatusLine line(
+            console_, environment_.platform().runLoops.current(), [this] { return status(); });
+        (void)waiter_.waitFor(length, [this] { return hasVideo_ || hasFailed_; });
+        if (!hasVideo_ && !hasFailed_)
+            manager_->stopVideoRecording();
+        waiter_.goOn();
+        // The session must not be stopped before: nobody would be told of the file.
+        hasVideo = waiter_.waitFor(finishLimit, [this] { return hasVideo_.load(); });
+    }
+    if (hasVideo)
         tellResult();
+    else
+        console_.fail(options_.outputFile + ": the recording was left before it was complete; see repair");
 }
 
 void RecordCommand::tellResult()
