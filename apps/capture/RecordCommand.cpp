@@ -26,6 +26,8 @@ constexpr nanoseconds cameraLimit = 15s;
 constexpr nanoseconds forEver = 24h * 365;
 /// Encoding what waits, and making room for the index at the front of a large file.
 constexpr nanoseconds finishLimit = 10min;
+/// The file of a session that has failed comes soon, or there is none.
+constexpr nanoseconds failureLimit = 30s;
 
 double seconds(nanoseconds duration)
 {
@@ -138,7 +140,8 @@ void RecordCommand::record()
             manager_->stopVideoRecording();
         waiter_.goOn();
         // The session must not be stopped before: nobody would be told of the file.
-        hasVideo = waiter_.waitFor(finishLimit, [this] { return hasVideo_.load(); });
+        hasVideo
+            = waiter_.waitFor(hasFailed_ ? failureLimit : finishLimit, [this] { return hasVideo_.load(); });
     }
     if (hasVideo)
         tellResult();
