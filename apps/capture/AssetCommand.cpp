@@ -60,8 +60,8 @@ ExitStatus AssetCommand::run()
     const SourceType source = SourceType::asset(asset);
     const std::shared_ptr<DispatchQueue> responseQueue
         = environment_.makeQueue("org.tamsel.capture.response");
-    auto manager
-        = OvriSourceManager::create({source}, options_.sessionPreset(), responseQueue, environment_.platform());
+    auto manager = OvriSourceManager::create(
+        {source}, options_.sessionPreset(), responseQueue, environment_.platform());
     (void)manager->startSession(source, weak_from_this(), {}, nullptr); // fails for cameras only
 
     bool isInterrupted = false;

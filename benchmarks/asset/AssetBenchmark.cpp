@@ -75,6 +75,7 @@ bool readAsset(const std::string& file)
 int main(int count, char** arguments)
 {
     using namespace tamsel::benchmarks;
+    using tamsel::median;
     const int rounds = count > 1 && std::strcmp(arguments[1], "--short") == 0 ? 3 : 11;
     const std::string file = movie(framesPerSecond);
     std::vector<double> processor;

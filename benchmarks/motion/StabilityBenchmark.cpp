@@ -122,8 +122,8 @@ bool compare(int samplesInTheWindow, int count)
     SteppedClock clock;
     const Platform& given = phone.platform();
     Platform platform{given.dispatch, given.runLoops, clock, given.capture, given.motion, given.assets,
-        given.images, given.device, given.application, given.notificationCenter, given.reports,
-        given.diagnostics};
+        given.images, given.location, given.audio, given.device, given.application, given.notificationCenter,
+        given.tamsel, given.reports, given.diagnostics};
     StabilityWorker worker(threshold, duration, platform);
     HandWrittenRing ring(clock);
     const double interval
