@@ -22,6 +22,10 @@ struct SoundChunk {
 
     /// How many moments it holds.
     [[nodiscard]] std::size_t length() const { return samples.size() / channelCount; }
+    [[nodiscard]] std::chrono::nanoseconds duration() const
+    {
+        return std::chrono::nanoseconds(std::chrono::seconds(1)) * length() / sampleRate;
+    }
 };
 
 /// Where a microphone puts its sound. One sink serves one start; once the session has let go of it every call is ignored.

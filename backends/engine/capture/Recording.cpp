@@ -21,11 +21,6 @@ constexpr nanoseconds soundDelay = 300ms;
 constexpr nanoseconds usualInterval = nanoseconds(1s) / 30;
 constexpr nanoseconds longestInterval = 200ms;
 
-nanoseconds durationOf(const SoundChunk& chunk)
-{
-    return nanoseconds(1s) * chunk.length() / SoundChunk::sampleRate;
-}
-
 } // namespace
 
 std::shared_ptr<Recording> Recording::start(Parts parts, const MovieServices& services)
@@ -106,7 +101,7 @@ void Recording::takeSound(const SoundChunk& chunk)
         // Sound that finds no room leaves a silent hole.
         if (!parts_.hasSound || phase_ == Phase::ended || soundWaiting_ > soundWaitingLimit)
             return;
-        soundEnd_ = chunk.captureTime + durationOf(chunk);
+        soundEnd_ = chunk.captureTime + chunk.duration();
         isLast = soundEnd_ >= pictureEnd_;
         soundWaiting_ += chunk.length();
         waiting_.emplace_back(chunk);

@@ -59,7 +59,6 @@ private:
     using Entry = std::variant<Frame, SoundChunk>;
 
     [[nodiscard]] bool hasRoom(const platform::CVPixelBuffer& pixels) const;
-    void push(Entry entry);
     void endIf(Phase phase, const std::optional<platform::Error>& reason);
 
     // On the queue, or in the destructor.

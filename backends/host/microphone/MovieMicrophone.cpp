@@ -1,14 +1,11 @@
 #include <host/microphone/MovieMicrophone.h>
 
-#include <host/InputAccess.h>
 #include <host/ReaderThreads.h>
 #include <host/microphone/MicrophoneRun.h>
 #include <host/microphone/SoundReader.h>
 #include <host/movie/MovieContainer.h>
 
 #include <engine/dispatch/monotonicNow.h>
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <optional>
@@ -35,11 +32,6 @@ constexpr nanoseconds longDelay = 200ms;
 constexpr nanoseconds nearWallClock = 1h;
 constexpr std::string_view pulsePrefix = "pulse:";
 constexpr std::size_t channels = SoundChunk::channelCount;
-
-nanoseconds durationOf(std::size_t samples)
-{
-    return nanoseconds(1s) * (samples / channels) / SoundChunk::sampleRate;
-}
 
 std::size_t samplesIn(nanoseconds duration)
 {
@@ -116,7 +108,7 @@ void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& 
         if (!isSame) // the end of the loop before
             chunk.samples.resize(std::min(chunk.samples.size(), samplesIn(loop->zero - due)));
         hasSound = false;
-        const bool isFromBefore = due + durationOf(chunk.samples.size()) <= begin;
+        const bool isFromBefore = due + chunk.duration() <= begin;
         if (!chunk.samples.empty() && !isFromBefore)
             run.sink().deliver(std::move(chunk));
     }
@@ -155,7 +147,7 @@ void play(MicrophoneRun& run, SoundReader& reader)
         const nanoseconds age = wall - reader.time();
         SoundChunk chunk{.samples = reader.samples(), .captureTime = {}};
         if (std::chrono::abs(age) < nearWallClock) {
-            chunk.captureTime = device.place(age, durationOf(chunk.samples.size()));
+            chunk.captureTime = device.place(age, chunk.duration());
         } else {
             if (!zero || now - (*zero + reader.time()) > longDelay)
                 zero = now - reader.time();
@@ -163,7 +155,7 @@ void play(MicrophoneRun& run, SoundReader& reader)
             if (!run.waitUntil(chunk.captureTime))
                 return;
         }
-        end = chunk.captureTime + durationOf(chunk.samples.size());
+        end = chunk.captureTime + chunk.duration();
         run.sink().deliver(std::move(chunk));
     }
 }
@@ -178,10 +170,7 @@ MovieMicrophone::MovieMicrophone(std::string input, MicrophoneServices services)
 
 bool MovieMicrophone::isPresent() const
 {
-    // A URL or a device of the libraries is no file: what it is will be known when it is opened.
-    if (movieKindOf(input_) == MovieKind::stream && ::access(input_.c_str(), F_OK) != 0)
-        return true;
-    return inputAccess(input_, R_OK) == InputAccess::readable;
+    return movieAccess(input_) == InputAccess::readable;
 }
 
 std::expected<std::unique_ptr<engine::SoundStream>, Error> MovieMicrophone::start(

@@ -2,8 +2,6 @@
 
 #include <host/movie/MoviePlayback.h>
 
-#include <unistd.h>
-
 #include <utility>
 
 namespace tamsel::host {
@@ -25,10 +23,7 @@ MovieCamera::~MovieCamera()
 
 InputAccess MovieCamera::access() const
 {
-    // A URL or a device of the libraries is no file: what it is will be known when it is opened.
-    if (movieKindOf(input_) == MovieKind::stream && ::access(input_.c_str(), F_OK) != 0)
-        return InputAccess::readable;
-    return inputAccess(input_, R_OK);
+    return movieAccess(input_);
 }
 
 engine::CameraDescription MovieCamera::description() const

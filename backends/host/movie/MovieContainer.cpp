@@ -8,6 +8,8 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -95,6 +97,13 @@ MovieKind movieKindOf(const std::string& input)
         return std::filesystem::is_regular_file(input, ignored) ? MovieKind::file : MovieKind::stream;
     const Source source = sourceOf(input);
     return source.isDevice || input.find("://") != std::string::npos ? MovieKind::stream : MovieKind::file;
+}
+
+InputAccess movieAccess(const std::string& input)
+{
+    if (movieKindOf(input) == MovieKind::stream && ::access(input.c_str(), F_OK) != 0)
+        return InputAccess::readable;
+    return inputAccess(input, R_OK);
 }
 
 std::expected<MovieContainer, Error> openMovie(

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <host/InputAccess.h>
+
 #include <tamsel/platform/Error.h>
 
 #include <atomic>
@@ -36,6 +38,9 @@ void prepareMovieLibraries();
 
 /// What `input` names; a file need not exist.
 [[nodiscard]] MovieKind movieKindOf(const std::string& input);
+
+/// Whether it is there, and may be read. What is no file is taken to be: what it is will be known when it is opened.
+[[nodiscard]] InputAccess movieAccess(const std::string& input);
 
 /// The error is one line that names the input. Once `*isCancelled` is true, waiting for a network ends; where nobody cancels
 /// it may be absent, and else it outlives the container.
