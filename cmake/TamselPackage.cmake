@@ -38,6 +38,6 @@ if(TAMSEL_HOST)
         set(heif " libheif")
     endif()
     tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux"
-        "libavdevice libavformat libavcodec libswresample libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux${heif}${gpsd}"
+        "libavdevice libavformat libavcodec libswresample libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux zxing${heif}${gpsd}"
         "-ltamsel_host -ltamsel_engine -ltamsel_core -lyuv -pthread")
 endif()

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <host/metadata/LumaPicture.h>
+#include <host/metadata/ZXingReader.h>
+
+#include <tamsel/metadata/MetadataObjectType.h>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tamsel::host {
+
+/// A code in a picture. Corners, in pixels, begin at the code's own top left one and go around it clockwise, seen in the code.
+struct FoundCode {
+    MetadataObjectType kind;
+    std::array<PicturePoint, 4> corners;
+    std::optional<std::string> text; ///< UTF-8; absent when the payload is no text
+};
+
+/// Finds the codes of some kinds in pictures: any number of each, turned by any right angle, mirrored.
+/// Not thread-safe.
+class CodeReader {
+public:
+    explicit CodeReader(std::vector<MetadataObjectType> kinds);
+
+    /// All codes, by rows. Pixels of the picture are painted over on the way.
+    [[nodiscard]] std::vector<FoundCode> read(LumaPicture& picture) const;
+
+private:
+    [[nodiscard]] bool wants(MetadataObjectType::Case kind) const;
+    /// Absent when codes of this kind were not asked for.
+    [[nodiscard]] std::optional<MetadataObjectType> kindOf(const CodeRead& read) const;
+    void readMatrixCodes(const LumaPicture& picture, PictureArea area,
+        const std::vector<Symbology>& symbologies, Look look, std::vector<FoundCode>& found) const;
+    void readLinearCodes(LumaPicture& picture, std::vector<FoundCode>& found) const;
+    void readStandingOut(const LumaPicture& picture, std::vector<FoundCode>& found) const;
+
+    const std::vector<MetadataObjectType> kinds_;
+    std::vector<Symbology> linear_;
+    std::vector<Symbology> anywhere_; ///< those of the matrix codes that are found wherever they are
+    std::vector<Symbology>
+        centred_; ///< those of the matrix codes that are only found in the middle of a picture
+    std::vector<Symbology> oneSided_; ///< those that are not, or not always, read when mirrored
+};
+
+/// Whether the last character is the check character of ISO/IEC 16388, annex A: the sum of all values, modulo 43.
+[[nodiscard]] bool hasCode39CheckCharacter(std::string_view text);
+/// Whether these are 14 digits of which the last is the check digit of the GS1 General Specifications, section 7.9.
+[[nodiscard]] bool isGtin14(std::string_view text);
+
+} // namespace tamsel::host

@@ -1,0 +1,208 @@
+#include <host/metadata/LinearCodeOutline.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <optional>
+#include <utility>
+
+namespace tamsel::host {
+
+namespace {
+
+/// A step from one looked-at line to the next, and how far the bars may have moved sideways by then.
+constexpr int lineStep = 2;
+constexpr int shiftLimit = 3;
+/// Lines that may differ, for a scratch or a reflection, before the bars count as ended.
+constexpr int missesAllowed = 2;
+/// Of two lines of the same bars.
+constexpr double sameBars = 0.6;
+
+/// A picture, with its axes exchanged or not.
+class Lines {
+public:
+    Lines(const LumaPicture& picture, bool isUpright)
+        : first_(picture.pixels.data()),
+          length_(isUpright ? picture.width : picture.height),
+          count_(isUpright ? picture.height : picture.width),
+          stepAlong_(isUpright ? 1 : picture.width),
+          stepAcross_(isUpright ? picture.width : 1)
+    {
+    }
+
+    [[nodiscard]] int length() const { return length_; }
+    [[nodiscard]] int count() const { return count_; }
+    [[nodiscard]] std::uint8_t at(int along, int across) const
+    {
+        return first_[along * stepAlong_ + across * stepAcross_];
+    }
+
+private:
+    const std::uint8_t* first_;
+    int length_;
+    int count_;
+    std::ptrdiff_t stepAlong_;
+    std::ptrdiff_t stepAcross_;
+};
+
+/// A few bars at one end of a code, as they look on the line on which it was read.
+class BarPattern {
+public:
+    BarPattern(const Lines& lines, int start, int end, int line)
+        : lines_(lines),
+          start_(start),
+          stride_(std::max(1, (end - start) / 96))
+    {
+        for (int along = start; along < end; along += stride_)
+            samples_.push_back(lines.at(along, line));
+        double sum = 0;
+        for (const double sample : samples_)
+            sum += sample;
+        const double mean = sum / static_cast<double>(samples_.size());
+        for (double& sample : samples_) {
+            sample -= mean;
+            energy_ += sample * sample;
+        }
+    }
+
+    /// The normalised cross-correlation with another line, on which the bars are moved by `shift`.
+    [[nodiscard]] double likeness(int line, int shift) const
+    {
+        const int last = start_ + shift + (static_cast<int>(samples_.size()) - 1) * stride_;
+        if (start_ + shift < 0 || last >= lines_.length())
+            return 0;
+        double sum = 0;
+        double squares = 0;
+        double product = 0;
+        int along = start_ + shift;
+        for (const double sample : samples_) {
+            const double value = lines_.at(along, line);
+            sum += value;
+            squares += value * value;
+            product += value * sample;
+            along += stride_;
+        }
+        const double energy = squares - sum * sum / static_cast<double>(samples_.size());
+        // Bars that have all but faded are no bars.
+        return energy * 16 < energy_ ? 0 : product / std::sqrt(energy * energy_);
+    }
+
+private:
+    const Lines& lines_;
+    int start_;
+    int stride_;
+    std::vector<double> samples_;
+    double energy_ = 0;
+};
+
+struct BarEnd {
+    int line;
+    double shift;
+};
+
+BarEnd follow(const Lines& lines, const BarPattern& pattern, int line, int direction)
+{
+    BarEnd end{line, 0};
+    double slope = 0;
+    int misses = 0;
+    double expected = 0;
+    for (int next = line + direction * lineStep; next >= 0 && next < lines.count() && misses <= missesAllowed;
+        next += direction * lineStep) {
+        expected += slope;
+        const int middle = static_cast<int>(std::lround(expected));
+        double best = 0;
+        int bestShift = middle;
+        for (int distance = 0; distance <= shiftLimit; ++distance) {
+            for (const int shift : {middle - distance, middle + distance}) {
+                const double likeness = pattern.likeness(next, shift);
+                if (likeness > best + 1e-9) {
+                    best = likeness;
+                    bestShift = shift;
+                }
+            }
+        }
+        if (best < sameBars) {
+            ++misses;
+            continue;
+        }
+        misses = 0;
+        const int steps = std::abs(next - line) / lineStep;
+        slope = static_cast<double>(bestShift) / steps;
+        expected = bestShift;
+        end = {next, static_cast<double>(bestShift)};
+    }
+    return end;
+}
+
+} // namespace
+
+LinearCodeOutline::LinearCodeOutline(const LumaPicture& picture, PicturePoint lineStart, PicturePoint lineEnd)
+    : isUpright_(std::abs(lineEnd.x - lineStart.x) >= std::abs(lineEnd.y - lineStart.y))
+{
+    const Lines lines(picture, isUpright_);
+    double start = isUpright_ ? lineStart.x : lineStart.y;
+    double end = isUpright_ ? lineEnd.x : lineEnd.y;
+    isReversed_ = start > end;
+    if (isReversed_)
+        std::swap(start, end);
+    const double across = isUpright_ ? (lineStart.y + lineEnd.y) / 2 : (lineStart.x + lineEnd.x) / 2;
+    const int line = std::clamp(static_cast<int>(across), 0, lines.count() - 1);
+    const int first = std::clamp(static_cast<int>(std::floor(start)), 0, lines.length() - 1);
+    const int last = std::clamp(static_cast<int>(std::ceil(end)), first + 1, lines.length());
+    const int part = std::min(std::clamp((last - first) / 6, 24, 160), last - first);
+
+    const auto bar = [&](int from, int to, double edge) {
+        const BarPattern pattern(lines, from, to, line);
+        const BarEnd low = follow(lines, pattern, line, -1);
+        const BarEnd high = follow(lines, pattern, line, 1);
+        return Bar{{edge + low.shift, static_cast<double>(low.line)},
+            {edge + high.shift, static_cast<double>(std::min(high.line + 1, lines.count()))}};
+    };
+    near_ = bar(first, first + part, start);
+    far_ = bar(last - part, last, end + 1); // the line ends in the last bar's last pixel
+}
+
+double LinearCodeOutline::barLength() const
+{
+    return std::min(near_.high.across - near_.low.across, far_.high.across - far_.low.across);
+}
+
+PicturePoint LinearCodeOutline::toPicture(Place place) const
+{
+    return isUpright_ ? PicturePoint{place.along, place.across} : PicturePoint{place.across, place.along};
+}
+
+std::array<PicturePoint, 4> LinearCodeOutline::corners() const
+{
+    const Bar& first = isReversed_ ? far_ : near_;
+    const Bar& last = isReversed_ ? near_ : far_;
+    // A code that runs to the right has its top at the low end of the lines; each quarter turn, of the code or of the axes,
+    // exchanges that.
+    const bool isTopLow = isUpright_ != isReversed_;
+    const auto top = [&](const Bar& bar) { return toPicture(isTopLow ? bar.low : bar.high); };
+    const auto bottom = [&](const Bar& bar) { return toPicture(isTopLow ? bar.high : bar.low); };
+    return {top(first), top(last), bottom(last), bottom(first)};
+}
+
+void LinearCodeOutline::erase(LumaPicture& picture) const
+{
+    constexpr double margin = 4;
+    const int lineCount = isUpright_ ? picture.height : picture.width;
+    const int lineLength = isUpright_ ? picture.width : picture.height;
+    const auto edge = [](const Bar& bar, double across) {
+        const double height = bar.high.across - bar.low.across;
+        return height <= 0
+            ? bar.low.along
+            : bar.low.along + (bar.high.along - bar.low.along) * (across - bar.low.across) / height;
+    };
+    const double low = std::min(near_.low.across, far_.low.across) - margin;
+    const double high = std::max(near_.high.across, far_.high.across) + margin;
+    for (int line = std::max(0, static_cast<int>(low)); line < std::min<double>(lineCount, high); ++line) {
+        const int from = std::max(0, static_cast<int>(edge(near_, line) - margin));
+        const int to = std::min(lineLength, static_cast<int>(edge(far_, line) + margin));
+        for (int along = from; along < to; ++along)
+            (isUpright_ ? picture.row(line)[along] : picture.row(along)[line]) = 255;
+    }
+}
+
+} // namespace tamsel::host

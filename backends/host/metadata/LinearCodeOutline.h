@@ -1,0 +1,44 @@
+#pragma once
+
+#include <host/metadata/LumaPicture.h>
+
+#include <array>
+
+namespace tamsel::host {
+
+/// Where the bars of a linear code are, seen along its lines: where its first and its last bar begin and end.
+class LinearCodeOutline {
+public:
+    /// Follows the bars both ways from the line on which the code was read, which runs from the middle of the line's start to
+    /// that of its end, along rows or columns of the picture.
+    LinearCodeOutline(const LumaPicture& picture, PicturePoint lineStart, PicturePoint lineEnd);
+
+    /// In pixels: how far the bars could be followed. A line of noise has no bars.
+    [[nodiscard]] double barLength() const;
+
+    /// From the code's own top left corner, clockwise in the code.
+    [[nodiscard]] std::array<PicturePoint, 4> corners() const;
+
+    /// Covers the code with white.
+    void erase(LumaPicture& picture) const;
+
+private:
+    /// A place on a bar, in a picture whose axes are exchanged when the code's lines run along columns.
+    struct Place {
+        double along; ///< the line
+        double across; ///< it
+    };
+    struct Bar {
+        Place low; ///< smaller `across`
+        Place high;
+    };
+
+    [[nodiscard]] PicturePoint toPicture(Place place) const;
+
+    bool isUpright_ = true; ///< lines run along rows
+    bool isReversed_ = false; ///< the code starts where `along` is greater
+    Bar near_; ///< smaller `along`
+    Bar far_;
+};
+
+} // namespace tamsel::host
