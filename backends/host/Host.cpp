@@ -175,7 +175,7 @@ struct Host::Parts {
             .cameras = std::move(drivers),
             .authorization = [this](AVMediaType type) { return authorization(type); },
             .microphone = makeMicrophone(),
-            .detectableTypes = {},
+            .metadata = {},
             .bufferCount = configuration.bufferCount,
         });
         platform.emplace(Platform{*dispatch, *dispatch, clock, *capture, *motion, assets, images, *location,

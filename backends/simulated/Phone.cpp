@@ -155,6 +155,7 @@ struct Phone::Parts {
         }
         if (given.microphone)
             microphone = std::make_shared<SimulatedMicrophone>(std::move(*given.microphone), scheduler);
+        detector = std::make_shared<SimulatedDetector>(std::move(given.detector), scheduler);
         capture.emplace(engine::CaptureConfiguration{
             .dispatch = scheduler,
             .application = application,
@@ -176,7 +177,12 @@ struct Phone::Parts {
             .authorization
             = [this](AVMediaType type) { return authorizations.at(static_cast<std::size_t>(type)); },
             .microphone = microphone,
-            .detectableTypes = std::move(given.detectableTypes),
+            .metadata = {.detector = given.metadataDetector ? std::move(given.metadataDetector) : detector,
+                .makeQueue = [this] { return scheduler.makeSerialQueue("detection"); },
+                .tell =
+                    [this](const Error& error) {
+                        journal.write(scheduler.monotonic(), "detector " + error.localizedDescription);
+                    }},
             .bufferCount = given.bufferCount,
             .hook = hook,
             .makeOperationLock = [this] { return scheduler.makeOperationLock(); },
@@ -204,6 +210,7 @@ struct Phone::Parts {
     const std::shared_ptr<engine::PhotoEncoder> photoEncoder;
     const std::shared_ptr<engine::MovieWriters> movieWriters;
     std::shared_ptr<SimulatedMicrophone> microphone;
+    std::shared_ptr<SimulatedDetector> detector;
     const std::shared_ptr<SimulatedMotion> motion;
     engine::Motion motionServices{scheduler, scheduler, motion};
     JournaledMotion journaledMotion{motionServices, scheduler, journal};
@@ -297,6 +304,11 @@ SimulatedMovies& Phone::movies()
 const std::string& Phone::recordingProblem() const
 {
     return parts_->recordingProblem;
+}
+
+SimulatedDetector& Phone::detector()
+{
+    return *parts_->detector;
 }
 
 SimulatedMotion& Phone::motion()

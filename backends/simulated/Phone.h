@@ -4,6 +4,7 @@
 #include <simulated/Scheduler.h>
 #include <simulated/SimulatedAssets.h>
 #include <simulated/SimulatedCamera.h>
+#include <simulated/SimulatedDetector.h>
 #include <simulated/SimulatedImages.h>
 #include <simulated/SimulatedLocation.h>
 #include <simulated/SimulatedMicrophone.h>
@@ -40,13 +41,13 @@ struct PhoneConfiguration {
     MotionScript motion = {};
     /// Stands in place of the motion script: replayed from the moment when the first stream starts.
     std::shared_ptr<const engine::MotionLog> motionLog = nullptr;
-    /// Stand in place of the simulated recordings, pictures and movies, for real files on virtual time.
+    DetectorScript detector = {};
+    /// Stand in place of the simulated recordings, pictures, movies and detector, for real ones on virtual time.
     std::shared_ptr<platform::AssetServices> assets = nullptr;
     std::shared_ptr<platform::ImageServices> images = nullptr;
     std::shared_ptr<engine::PhotoEncoder> photoEncoder = nullptr;
     std::shared_ptr<engine::MovieWriters> movieWriters = nullptr;
-    /// What a metadata output offers, by the platform's identifiers.
-    std::vector<platform::AVMetadataObjectType> detectableTypes = {};
+    std::shared_ptr<engine::MetadataDetector> metadataDetector = nullptr;
     std::string systemVersion = "16.4";
     std::string model = "Simulated phone";
     /// Frame buffers of each session.
@@ -92,6 +93,7 @@ public:
     [[nodiscard]] SimulatedMovies& movies();
     /// Why the last recording is not what was asked for, in one line; empty when nothing is wrong.
     [[nodiscard]] const std::string& recordingProblem() const;
+    [[nodiscard]] SimulatedDetector& detector();
     [[nodiscard]] SimulatedMotion& motion();
     [[nodiscard]] SimulatedAssets& assets();
     [[nodiscard]] SimulatedImages& images();

@@ -2,6 +2,7 @@
 
 #include <engine/capture/CaptureContext.h>
 #include <engine/capture/CaptureSession.h>
+#include <engine/capture/MetadataOutput.h>
 #include <engine/capture/MicrophoneDevice.h>
 #include <engine/capture/MovieFileOutput.h>
 #include <engine/capture/PhotoOutput.h>
@@ -125,8 +126,7 @@ std::shared_ptr<AVCaptureMovieFileOutput> Capture::makeMovieFileOutput()
 
 std::shared_ptr<AVCaptureMetadataOutput> Capture::makeMetadataOutput()
 {
-    return std::make_shared<MetadataOutput>(
-        context_->configuration.detectableTypes, context_->configuration.hook);
+    return std::make_shared<MetadataOutput>(context_->configuration.metadata, context_->configuration.hook);
 }
 
 std::shared_ptr<AVCaptureVideoPreviewLayer> Capture::makePreviewLayer(

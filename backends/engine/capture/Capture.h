@@ -2,6 +2,7 @@
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/capture/CaptureHook.h>
+#include <engine/capture/MetadataServices.h>
 #include <engine/capture/MicrophoneDriver.h>
 #include <engine/capture/MovieServices.h>
 #include <engine/capture/OperationLock.h>
@@ -31,8 +32,7 @@ struct CaptureConfiguration {
     std::function<platform::AVAuthorizationStatus(platform::AVMediaType)> authorization;
     /// Absent when there is none.
     std::shared_ptr<MicrophoneDriver> microphone = nullptr;
-    /// What a metadata output offers.
-    std::vector<platform::AVMetadataObjectType> detectableTypes = {};
+    MetadataServices metadata = {};
     /// Buffers of each session's pool.
     std::size_t bufferCount = 10;
     std::shared_ptr<CaptureHook> hook = std::make_shared<CaptureHook>();

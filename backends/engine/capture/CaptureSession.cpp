@@ -2,6 +2,7 @@
 
 #include <engine/capture/ApplicationState.h>
 #include <engine/capture/CaptureContext.h>
+#include <engine/capture/MetadataOutput.h>
 
 #include <algorithm>
 #include <utility>
@@ -290,12 +291,14 @@ void CaptureSession::start()
     const CameraDescription description = device->description();
     const auto movieOutput = output<MovieFileOutput>();
     const std::shared_ptr<MicrophoneDriver> microphone = movieOutput ? this->microphone() : nullptr;
+    const auto metadataOutput = output<MetadataOutput>();
     const auto stream = std::make_shared<FrameStream>(FrameStream::Parts{
         .counter = counter_,
         .pool = pool_,
         .output = output<VideoDataOutput>(),
         .photoOutput = output<PhotoOutput>(),
         .movieOutput = movieOutput,
+        .detection = metadataOutput ? metadataOutput->beginStream() : nullptr,
         .sensorOrientation = description.sensorOrientation,
         .intrinsicMatrix = description.intrinsicMatrix,
         .lost =

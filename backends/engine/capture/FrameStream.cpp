@@ -41,9 +41,10 @@ std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std
         return nullptr;
     if (std::shared_ptr<CVPixelBuffer> buffer = parts_.pool->acquire(width, height))
         return buffer;
-    // A client that keeps all buffers still gets its still and its recording.
+    // A client that keeps all buffers still gets its still, its recording and what is detected.
     const bool isWanted = (parts_.photoOutput && parts_.photoOutput->isWaiting())
-        || (parts_.movieOutput && parts_.movieOutput->isRecording());
+        || (parts_.movieOutput && parts_.movieOutput->isRecording())
+        || (parts_.detection && parts_.detection->wantsFrame());
     if (!isWanted || spare_.use_count() > 1)
         return nullptr;
     if (!spare_ || spare_->width() != width || spare_->height() != height)
@@ -76,6 +77,9 @@ void FrameStream::deliver(
     if (parts_.movieOutput)
         parts_.movieOutput->offer(*buffer, nativePicture.get(), timing.captureTime);
     const std::shared_ptr<Connection> connection = parts_.output ? parts_.output->videoConnection() : nullptr;
+    const int turns = connection ? quarterTurns(parts_.sensorOrientation, connection->videoOrientation()) : 0;
+    if (parts_.detection)
+        parts_.detection->offer({*buffer, turns, timing.captureTime, timing.sequence});
     if (!connection || !connection->isEnabled() || !parts_.output->hasDelegate()) {
         ticket.settle(FrameLedger::Outcome::gated);
         return;
@@ -88,7 +92,6 @@ void FrameStream::deliver(
         parts_.output->tellDrop(std::move(ticket), DropCause::late);
         return;
     }
-    const int turns = quarterTurns(parts_.sensorOrientation, connection->videoOrientation());
     std::shared_ptr<const CameraIntrinsicMatrix> matrix = turnedMatrix(*buffer, turns);
     if (turns != 0) {
         const bool isOdd = turns % 2 != 0;
@@ -124,6 +127,8 @@ void FrameStream::lose(const Error& reason)
 
 void FrameStream::close()
 {
+    if (parts_.detection)
+        parts_.detection->close();
     if (state_.exchange(State::closed) == State::open)
         tellEnd({.localizedDescription = "the session stopped"});
 }

@@ -2,6 +2,7 @@
 
 #include <engine/capture/BufferPool.h>
 #include <engine/capture/CameraDriver.h>
+#include <engine/capture/DetectionStream.h>
 #include <engine/capture/MovieFileOutput.h>
 #include <engine/capture/PhotoOutput.h>
 #include <engine/capture/VideoDataOutput.h>
@@ -48,6 +49,8 @@ public:
         std::shared_ptr<PhotoOutput> photoOutput;
         /// Absent when the session has none.
         std::shared_ptr<MovieFileOutput> movieOutput;
+        /// Absent when nothing is to be detected.
+        std::shared_ptr<DetectionStream> detection;
         platform::AVCaptureVideoOrientation sensorOrientation;
         std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix;
         /// Called once, on the driver's thread, when the device is lost.
@@ -86,7 +89,7 @@ private:
     // Of the driver's thread.
     bool isFirst_ = true;
     std::shared_ptr<const NativePicture> nativePicture_; ///< of the next frame
-    /// For stills and recordings while clients hold all buffers of the pool.
+    /// For stills, recordings and detection while clients hold all buffers of the pool.
     std::shared_ptr<platform::CVPixelBuffer> spare_;
     int matrixTurns_ = 0;
     std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix_;

@@ -64,37 +64,4 @@ public:
     }
 };
 
-/// Offers what the back end can detect, once it is in a session.
-class MetadataOutput final : public Output<platform::AVCaptureMetadataOutput> {
-public:
-    MetadataOutput(std::vector<platform::AVMetadataObjectType> detectable, std::shared_ptr<CaptureHook> hook)
-        : detectable_(std::move(detectable)),
-          hook_(std::move(hook))
-    {
-    }
-
-    [[nodiscard]] const char* kind() const override { return "AVCaptureMetadataOutput"; }
-    [[nodiscard]] bool takesVideo() const override { return false; }
-    [[nodiscard]] std::vector<platform::AVMetadataObjectType> availableMetadataObjectTypes() const override
-    {
-        return isInSession() ? detectable_ : std::vector<platform::AVMetadataObjectType>{};
-    }
-    void setMetadataObjectTypes(std::vector<platform::AVMetadataObjectType> types) override
-    {
-        std::string names;
-        for (const std::string& type : types)
-            names += (names.empty() ? "" : " ") + type;
-        hook_->permits(CaptureCall::setMetadataObjectTypes, names);
-    }
-    void setMetadataObjectsDelegate(std::weak_ptr<platform::AVCaptureMetadataOutputObjectsDelegate> delegate,
-        std::shared_ptr<platform::DispatchQueue> /*queue*/) override
-    {
-        hook_->permits(CaptureCall::setMetadataObjectsDelegate, delegate.expired() ? "none" : "delegate");
-    }
-
-private:
-    const std::vector<platform::AVMetadataObjectType> detectable_;
-    const std::shared_ptr<CaptureHook> hook_;
-};
-
 } // namespace tamsel::engine

@@ -168,7 +168,7 @@ TEST(CameraLifecycle, StaysAliveUntilAPauseOrAResumeHasEnded)
 
 TEST(CameraLifecycle, TearsDownMetadataOutputsAndInputsOnly)
 {
-    LoneCamera lone({.detectableTypes = {"face", "org.iso.QRCode"}});
+    LoneCamera lone;
     lone.start({"face"});
     lone.phone.journal().clear();
     bool isTornDown = false;
@@ -185,7 +185,7 @@ TEST(CameraLifecycle, TearsDownMetadataOutputsAndInputsOnly)
 TEST(CameraLifecycle, DetectsOnlyWhatIsAskedForAndOffered)
 {
     const simulated::PhoneConfiguration configuration{
-        .detectableTypes = {"face", "org.gs1.EAN-13", "org.iso.QRCode"}};
+        .detector = {.detectableTypes = {"face", "org.gs1.EAN-13", "org.iso.QRCode"}}};
     LoneCamera lone(configuration);
     lone.start({"org.iso.QRCode", "org.iso.Aztec", "face"});
     EXPECT_EQ(lone.phone.journal().texts("setMetadata"),
@@ -212,7 +212,7 @@ TEST(CameraLifecycle, DetectsOnlyWhatIsAskedForAndOffered)
 
 TEST(CameraLifecycle, SetsUpMetadataBeforeItZooms)
 {
-    simulated::PhoneConfiguration configuration{.detectableTypes = {"face"}};
+    simulated::PhoneConfiguration configuration;
     configuration.cameras[0].minimumFocusDistance = 100;
     LoneCamera lone(configuration);
     lone.camera->setMinimumFocusObjectSize(20);

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <engine/capture/MetadataServices.h>
+#include <engine/capture/Output.h>
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace tamsel::engine {
+
+class DetectionStream;
+
+/// Detects codes and faces in the session's frames, for as long as it is in the session and its delegate is there. What is
+/// looked for is settled when the session starts. Thread-safe.
+class MetadataOutput final : public Output<platform::AVCaptureMetadataOutput>,
+                             public std::enable_shared_from_this<MetadataOutput> {
+public:
+    struct Receiver {
+        std::weak_ptr<platform::AVCaptureMetadataOutputObjectsDelegate> delegate;
+        std::shared_ptr<platform::DispatchQueue> queue;
+    };
+
+    MetadataOutput(MetadataServices services, std::shared_ptr<CaptureHook> hook);
+
+    [[nodiscard]] const char* kind() const override { return "AVCaptureMetadataOutput"; }
+    [[nodiscard]] bool takesVideo() const override { return false; }
+    [[nodiscard]] std::vector<platform::AVMetadataObjectType> availableMetadataObjectTypes() const override;
+    void setMetadataObjectTypes(std::vector<platform::AVMetadataObjectType> types) override;
+    void setMetadataObjectsDelegate(std::weak_ptr<platform::AVCaptureMetadataOutputObjectsDelegate> delegate,
+        std::shared_ptr<platform::DispatchQueue> queue) override;
+
+    /// For the session that starts. Absent when nothing of what is asked for can be detected.
+    [[nodiscard]] std::shared_ptr<DetectionStream> beginStream();
+
+    /// Who is to be told; nobody while the output is in no session.
+    [[nodiscard]] Receiver receiver() const;
+
+private:
+    [[nodiscard]] std::vector<platform::AVMetadataObjectType> detectableTypes() const;
+
+    const MetadataServices services_;
+    const std::shared_ptr<CaptureHook> hook_;
+    /// Of the output, not of a start: so what an earlier start still looks at comes before the frames of the next.
+    const std::shared_ptr<platform::DispatchQueue> queue_;
+
+    mutable std::mutex guard_;
+    std::vector<platform::AVMetadataObjectType> types_;
+    Receiver receiver_;
+};
+
+} // namespace tamsel::engine

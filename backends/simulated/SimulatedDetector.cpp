@@ -1,0 +1,86 @@
+#include <simulated/SimulatedDetector.h>
+
+#include <simulated/Scheduler.h>
+
+#include <tamsel/metadata/MetadataObjectType.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tamsel::simulated {
+
+using namespace platform;
+
+std::vector<AVMetadataObjectType> allMetadataObjectTypes()
+{
+    std::vector<MetadataObjectType> kinds = allBarcodes();
+    kinds.push_back(MetadataObjectType::face);
+    std::vector<AVMetadataObjectType> types;
+    for (const MetadataObjectType kind : kinds)
+        types.emplace_back(kind.rawValue());
+    return types;
+}
+
+class SimulatedDetector::Detection final : public engine::MetadataDetection {
+public:
+    Detection(std::shared_ptr<SimulatedDetector> detector, std::vector<AVMetadataObjectType> types)
+        : detector_(std::move(detector)),
+          types_(std::move(types))
+    {
+    }
+
+    /// Notes what is there now: it may be gone when the look is over.
+    void take(const Frame& frame) override
+    {
+        detector_->framesExamined_.push_back(frame.sequence);
+        found_.clear();
+        if (!detector_->batches_.empty()) {
+            found_ = std::move(detector_->batches_.front());
+            detector_->batches_.pop_front();
+        } else if (const auto& scene = detector_->script_.scene) {
+            found_ = scene(frame.sequence);
+            std::erase_if(found_, [&](const std::shared_ptr<const AVMetadataObject>& object) {
+                return std::ranges::find(types_, object->type()) == types_.end();
+            });
+        }
+    }
+
+    AVMetadataObjects detect() override
+    {
+        detector_->scheduler_.spend(detector_->script_.timeToDetect);
+        return std::move(found_);
+    }
+
+private:
+    const std::shared_ptr<SimulatedDetector> detector_;
+    const std::vector<AVMetadataObjectType> types_;
+    AVMetadataObjects found_;
+};
+
+SimulatedDetector::SimulatedDetector(DetectorScript script, Scheduler& scheduler)
+    : script_(std::move(script)),
+      scheduler_(scheduler)
+{
+}
+
+void SimulatedDetector::show(AVMetadataObjects objects)
+{
+    script_.scene = [objects = std::move(objects)](std::uint64_t) { return objects; };
+}
+
+void SimulatedDetector::produceBatch(AVMetadataObjects objects)
+{
+    batches_.push_back(std::move(objects));
+}
+
+std::vector<AVMetadataObjectType> SimulatedDetector::detectableTypes() const
+{
+    return script_.detectableTypes;
+}
+
+std::unique_ptr<engine::MetadataDetection> SimulatedDetector::begin(std::vector<AVMetadataObjectType> types)
+{
+    return std::make_unique<Detection>(shared_from_this(), std::move(types));
+}
+
+} // namespace tamsel::simulated
