@@ -53,6 +53,9 @@ public:
     void stopAllSessions() override;
     void resumeCamera() override;
     void pauseCamera() override;
+    void setFaceMetadataDetection(std::weak_ptr<OvriMetadataOutputDelegate> delegate) override;
+    void setMetadataDetection(const std::vector<MetadataObjectType>& types,
+        std::weak_ptr<OvriMetadataOutputDelegate> delegate) override;
     void startVideoRecording(const std::filesystem::path& videoUrl) override;
     void stopVideoRecording() override;
 

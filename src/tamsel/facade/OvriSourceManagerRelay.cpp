@@ -95,29 +95,4 @@ void OvriSourceManager::Relay::didOutputMetadataObjects(AVMetadataObjects object
         manager_, [objects = std::move(objects)](OvriSourceManager& manager) { manager.deliver(objects); }));
 }
 
-void OvriSourceManager::deliver(const AVMetadataObjects& objects)
-{
-    std::shared_ptr<const AVMetadataFaceObject> firstFace;
-    std::vector<OvriMetadataMachineReadableCodeObject> codes;
-    for (const std::shared_ptr<const AVMetadataObject>& object : objects) {
-        if (auto face = std::dynamic_pointer_cast<const AVMetadataFaceObject>(object)) {
-            if (!firstFace)
-                firstFace = std::move(face);
-        } else if (const auto code
-            = std::dynamic_pointer_cast<const AVMetadataMachineReadableCodeObject>(object)) {
-            codes.emplace_back(
-                MetadataObjectType::fromRawValue(code->type()), code->corners(), code->stringValue());
-        }
-    }
-    if (firstFace) {
-        if (const std::shared_ptr<OvriMetadataOutputDelegate> delegate = metadataDelegate())
-            delegate->sourceManagerDidDetect(*this, OvriMetadataFaceObject(std::move(firstFace)));
-    }
-    if (!codes.empty()) {
-        // Looked up anew: a delegate that the face call has cleared receives no codes.
-        if (const std::shared_ptr<OvriMetadataOutputDelegate> delegate = metadataDelegate())
-            delegate->sourceManagerDidDetect(*this, codes);
-    }
-}
-
 } // namespace tamsel

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <tamsel/camera/CameraError.h>
+#include <tamsel/facade/types/OvriMetadataOutputDelegate.h>
 #include <tamsel/facade/types/OvriSourceToSession.h>
 #include <tamsel/facade/types/SourceType.h>
+#include <tamsel/metadata/MetadataObjectType.h>
 #include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/CGImageProperties.h>
 #include <tamsel/platform/Geometry.h>
@@ -18,6 +20,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace tamsel {
 
@@ -58,6 +61,15 @@ public:
     virtual void resumeCamera() = 0;
     /// Stops the camera so that `resumeCamera` can go on with it.
     virtual void pauseCamera() = 0;
+
+    /// The cameras that are started from now on look for faces, too. Faces and codes come to this delegate, which is held
+    /// weakly and replaces the one before, as they are found: again with every batch that holds them, of several faces the
+    /// first. What was once asked for stays asked for.
+    virtual void setFaceMetadataDetection(std::weak_ptr<OvriMetadataOutputDelegate> delegate) = 0;
+    /// The same for codes of these kinds.
+    virtual void setMetadataDetection(
+        const std::vector<MetadataObjectType>& types, std::weak_ptr<OvriMetadataOutputDelegate> delegate)
+        = 0;
 
     /// Records the running camera into a file that is not there yet, when its source says so; sound with it when there is a
     /// microphone. One recording at a time: a further start changes nothing. The file comes to the delegate once, when the

@@ -1,0 +1,50 @@
+// What the manager does about codes and faces: the kinds that its next camera looks for, and word of what was found.
+
+#include <tamsel/facade/OvriSourceManager.h>
+
+#include <utility>
+
+namespace tamsel {
+
+using namespace platform;
+
+void OvriSourceManager::setFaceMetadataDetection(std::weak_ptr<OvriMetadataOutputDelegate> delegate)
+{
+    setMetadataDetection({MetadataObjectType::face}, std::move(delegate));
+}
+
+void OvriSourceManager::setMetadataDetection(
+    const std::vector<MetadataObjectType>& types, std::weak_ptr<OvriMetadataOutputDelegate> delegate)
+{
+    setMetadataDelegate(std::move(delegate));
+    const std::lock_guard lock(guard_);
+    for (const MetadataObjectType type : types)
+        metadataDetectionTypes_.emplace_back(type.rawValue());
+}
+
+void OvriSourceManager::deliver(const AVMetadataObjects& objects)
+{
+    std::shared_ptr<const AVMetadataFaceObject> firstFace;
+    std::vector<OvriMetadataMachineReadableCodeObject> codes;
+    for (const std::shared_ptr<const AVMetadataObject>& object : objects) {
+        if (auto face = std::dynamic_pointer_cast<const AVMetadataFaceObject>(object)) {
+            if (!firstFace)
+                firstFace = std::move(face);
+        } else if (const auto code
+            = std::dynamic_pointer_cast<const AVMetadataMachineReadableCodeObject>(object)) {
+            codes.emplace_back(
+                MetadataObjectType::fromRawValue(code->type()), code->corners(), code->stringValue());
+        }
+    }
+    if (firstFace) {
+        if (const std::shared_ptr<OvriMetadataOutputDelegate> delegate = metadataDelegate())
+            delegate->sourceManagerDidDetect(*this, OvriMetadataFaceObject(std::move(firstFace)));
+    }
+    if (!codes.empty()) {
+        // Looked up anew: a delegate that the face call has cleared receives no codes.
+        if (const std::shared_ptr<OvriMetadataOutputDelegate> delegate = metadataDelegate())
+            delegate->sourceManagerDidDetect(*this, codes);
+    }
+}
+
+} // namespace tamsel
