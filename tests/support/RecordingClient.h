@@ -38,14 +38,20 @@ public:
     }
     void sourceManagerCameraDidSuspend(OvriSourceManager&) override { calls.emplace_back("suspend"); }
     void sourceManagerCameraDidResume(OvriSourceManager&) override { calls.emplace_back("resume"); }
-    void sourceManagerDidDetect(OvriSourceManager&, const OvriMetadataFaceObject&) override
+    void sourceManagerDidDetect(OvriSourceManager&, const OvriMetadataFaceObject& face) override
     {
         calls.emplace_back("face");
+        faces.push_back(face);
+        if (onDetection)
+            onDetection();
     }
     void sourceManagerDidDetect(
-        OvriSourceManager&, const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override
+        OvriSourceManager&, const std::vector<OvriMetadataMachineReadableCodeObject>& batch) override
     {
-        calls.push_back("codes " + std::to_string(codes.size()));
+        calls.push_back("codes " + std::to_string(batch.size()));
+        codes.insert(codes.end(), batch.begin(), batch.end());
+        if (onDetection)
+            onDetection();
     }
 
     void sourceManagerDidDetectStability(OvriSourceManager&, bool isStable) override
@@ -62,6 +68,9 @@ public:
     std::vector<OvriCaptureFrameUpdate> frames;
     std::function<void()> onFrame;
     std::vector<std::shared_ptr<CaptureSampleUpdate>> samples;
+    std::vector<OvriMetadataFaceObject> faces;
+    std::vector<OvriMetadataMachineReadableCodeObject> codes;
+    std::function<void()> onDetection;
 
 private:
     static std::string describe(const MotionHelperError& error)

@@ -21,6 +21,14 @@ public:
             if (chance(20) && screen_.manager)
                 operate();
         };
+        screen_.client->onDetection = [this] {
+            if (chance(20) && screen_.manager)
+                operate();
+        };
+        screen_.phone.detector().script().scene = [this](std::uint64_t) {
+            return chance(4) ? AVMetadataObjects{}
+                             : AVMetadataObjects{std::make_shared<AVMetadataFaceObject>(CGRect{}, 1)};
+        };
     }
 
     void run(int steps)
@@ -40,6 +48,7 @@ public:
         const std::weak_ptr<RecordingClient> client = screen_.client;
         screen_.manager.reset();
         screen_.client->onFrame = {};
+        screen_.client->onDetection = {};
         screen_.client.reset();
         screen_.phone.enterForeground();
         screen_.phone.advance(20s);
@@ -64,6 +73,7 @@ private:
             for (auto* time : {&camera.timeToOpen, &camera.timeToStart, &camera.timeToStop})
                 *time = std::chrono::milliseconds(random_() % 501);
         }
+        configuration.detector.timeToDetect = std::chrono::milliseconds(random_() % 100);
         return configuration;
     }
 
@@ -75,7 +85,7 @@ private:
             return;
         simulated::SimulatedCamera& camera = chance(2) ? screen_.back() : screen_.front();
         const auto before = screen_.phone.now();
-        switch (random_() % 14) {
+        switch (random_() % 15) {
         case 0:
         case 1:
         case 2:
@@ -112,6 +122,9 @@ private:
             break;
         case 12:
             screen_.phone.refuse(static_cast<engine::CaptureCall>(random_() % 15), 1);
+            break;
+        case 13:
+            screen_.manager->setFaceMetadataDetection(screen_.client);
             break;
         default:
             if (chance(5))
