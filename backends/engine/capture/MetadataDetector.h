@@ -38,7 +38,8 @@ public:
     [[nodiscard]] virtual std::vector<platform::AVMetadataObjectType> detectableTypes() const = 0;
     /// For objects of these types, all of them detectable. Returns at once: what takes time is left to the first `detect`.
     [[nodiscard]] virtual std::unique_ptr<MetadataDetection> begin(
-        std::vector<platform::AVMetadataObjectType> types) = 0;
+        std::vector<platform::AVMetadataObjectType> types)
+        = 0;
 };
 
 } // namespace tamsel::engine
