@@ -25,8 +25,10 @@ void DetectionStream::take(const MetadataDetection::Frame& frame)
 
 void DetectionStream::detect()
 {
+    if (isClosed_)
+        return; // busy for good: what was taken is never looked at
     AVMetadataObjects objects;
-    const bool isKnown = !isClosed_ && services_.attempt([&] { objects = detection_->detect(); });
+    const bool isKnown = services_.attempt([&] { objects = detection_->detect(); });
     const bool isNews = isKnown && (!objects.empty() || hasFound_);
     if (isKnown)
         hasFound_ = !objects.empty();
