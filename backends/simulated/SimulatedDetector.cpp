@@ -16,6 +16,7 @@ std::vector<AVMetadataObjectType> allMetadataObjectTypes()
     std::vector<MetadataObjectType> kinds = allBarcodes();
     kinds.push_back(MetadataObjectType::face);
     std::vector<AVMetadataObjectType> types;
+    types.reserve(kinds.size());
     for (const MetadataObjectType kind : kinds)
         types.emplace_back(kind.rawValue());
     return types;
