@@ -3,6 +3,7 @@
 #include <host/metadata/BusyAreas.h>
 #include <host/metadata/LinearCodeOutline.h>
 #include <host/metadata/Pdf417Rows.h>
+#include <host/metadata/Quadrilateral.h>
 
 #include <algorithm>
 #include <cmath>
@@ -21,6 +22,10 @@ constexpr int linearCodeLimit = 32;
 constexpr int middleSize = 640;
 /// In pixels; what is shorter is a line of noise that happens to read as a code.
 constexpr double shortestBars = 6;
+/// Of the ten that ISO/IEC 16390 asks for.
+constexpr double quietModules = 4;
+/// In degrees; what is less disturbs no reading.
+constexpr double noticeableTilt = 3;
 
 std::optional<Symbology> symbologyOf(MetadataObjectType kind)
 {
@@ -55,14 +60,9 @@ std::optional<Symbology> symbologyOf(MetadataObjectType kind)
     return std::nullopt;
 }
 
-PicturePoint centre(const std::array<PicturePoint, 4>& corners)
+PictureArea wholeOf(const LumaPicture& picture)
 {
-    PicturePoint sum;
-    for (const PicturePoint& corner : corners) {
-        sum.x += corner.x / 4;
-        sum.y += corner.y / 4;
-    }
-    return sum;
+    return {0, 0, picture.width, picture.height};
 }
 
 /// Of a picture, what a code that somebody points a camera at covers.
@@ -73,58 +73,6 @@ PictureArea middleOf(PictureArea whole)
     const int left = whole.left + (whole.width() - width) / 2;
     const int top = whole.top + (whole.height() - height) / 2;
     return {left, top, left + width, top + height};
-}
-
-/// For quadrilaterals that are convex, either way round.
-bool contains(const std::array<PicturePoint, 4>& corners, PicturePoint point)
-{
-    int left = 0;
-    int right = 0;
-    for (std::size_t index = 0; index < corners.size(); ++index) {
-        const PicturePoint& from = corners[index];
-        const PicturePoint& to = corners[(index + 1) % corners.size()];
-        const double side = (to.x - from.x) * (point.y - from.y) - (to.y - from.y) * (point.x - from.x);
-        left += side < 0 ? 1 : 0;
-        right += side > 0 ? 1 : 0;
-    }
-    return left == 0 || right == 0;
-}
-
-bool isThere(const std::vector<FoundCode>& found, PicturePoint point)
-{
-    return std::ranges::any_of(found, [&](const FoundCode& code) { return contains(code.corners, point); });
-}
-
-/// Covers a code with white.
-void erase(LumaPicture& picture, const std::array<PicturePoint, 4>& corners)
-{
-    const auto [top, bottom] = std::ranges::minmax(corners, {}, &PicturePoint::y);
-    for (int y = std::max(0, static_cast<int>(top.y)); y < std::min<double>(picture.height, bottom.y + 1);
-        ++y) {
-        double left = picture.width;
-        double right = 0;
-        for (std::size_t index = 0; index < corners.size(); ++index) {
-            PicturePoint from = corners[index];
-            PicturePoint to = corners[(index + 1) % corners.size()];
-            if (from.y > to.y)
-                std::swap(from, to);
-            if (to.y < y || from.y > y + 1)
-                continue;
-            for (const double line : {std::max<double>(y, from.y), std::min<double>(y + 1, to.y)}) {
-                const double part = to.y > from.y ? (line - from.y) / (to.y - from.y) : 0;
-                left = std::min(left, from.x + part * (to.x - from.x));
-                right = std::max(right, from.x + part * (to.x - from.x));
-            }
-            if (to.y <= from.y) {
-                left = std::min({left, from.x, to.x});
-                right = std::max({right, from.x, to.x});
-            }
-        }
-        const int first = std::max(0, static_cast<int>(left));
-        const int last = std::min(picture.width, static_cast<int>(std::ceil(right)));
-        for (int x = first; x < last; ++x)
-            picture.row(y)[x] = 255;
-    }
 }
 
 } // namespace
@@ -144,6 +92,8 @@ CodeReader::CodeReader(std::vector<MetadataObjectType> kinds) : kinds_(std::move
             add(linear_, *symbology);
         else
             add(isQr || *symbology == Symbology::pdf417 ? anywhere_ : centred_, *symbology);
+        if (!isLinear(*symbology))
+            add(matrix_, *symbology);
         if (isQr || *symbology == Symbology::aztec)
             add(oneSided_, *symbology);
     }
@@ -179,71 +129,125 @@ std::optional<MetadataObjectType> CodeReader::kindOf(const CodeRead& read) const
 
 std::vector<FoundCode> CodeReader::read(LumaPicture& picture) const
 {
-    const PictureArea whole{0, 0, picture.width, picture.height};
-    std::vector<FoundCode> found;
-    readMatrixCodes(picture, whole, anywhere_, Look::straight, found);
+    std::vector<FoundCode> found = readMatrixCodes(picture, wholeOf(picture), anywhere_);
     // What is known is covered, so that no line of it reads as a linear code and none is looked at twice.
     for (const FoundCode& code : found)
-        erase(picture, code.corners);
-    readLinearCodes(picture, found);
-    readStandingOut(picture, found);
-    std::ranges::sort(found, {}, [](const FoundCode& code) {
-        const PicturePoint middle = centre(code.corners);
-        return std::pair(middle.y, middle.x);
-    });
+        cover(picture, code.corners);
+    addNew(found, readLinearCodes(picture));
+    lookCloser(picture, found);
+    sortByRows(found);
     return found;
 }
 
-void CodeReader::readMatrixCodes(const LumaPicture& picture, PictureArea area,
-    const std::vector<Symbology>& symbologies, Look look, std::vector<FoundCode>& found) const
+std::vector<FoundCode> CodeReader::readMatrixCodes(
+    const LumaPicture& picture, PictureArea area, const std::vector<Symbology>& symbologies) const
 {
-    for (CodeRead& read : readWithZXing(picture, area, symbologies, look)) {
+    std::vector<FoundCode> found;
+    for (CodeRead& read : readWithZXing(picture, area, symbologies)) {
         const std::optional<MetadataObjectType> kind = kindOf(read);
-        if (!kind || isThere(found, centre(read.corners)))
+        if (!kind)
             continue;
         const auto& [topLeft, topRight, bottomRight, bottomLeft] = read.corners;
         if (read.symbology == Symbology::pdf417 && hasRowsUpwards(picture, read.corners))
             read.corners = {bottomLeft, bottomRight, topRight, topLeft};
         found.push_back({*kind, read.corners, std::move(read.text)});
     }
+    return found;
 }
 
-void CodeReader::readLinearCodes(LumaPicture& picture, std::vector<FoundCode>& found) const
+std::vector<FoundCode> CodeReader::readLinearCodes(LumaPicture& picture) const
 {
-    const PictureArea whole{0, 0, picture.width, picture.height};
+    std::vector<FoundCode> found;
     for (int count = 0; count < linearCodeLimit; ++count) {
-        std::vector<CodeRead> reads = readWithZXing(picture, whole, linear_, Look::straight);
+        std::vector<CodeRead> reads = readWithZXing(picture, wholeOf(picture), linear_);
         if (reads.empty())
-            return;
+            break;
         CodeRead& read = reads.front();
         const auto& [topLeft, topRight, bottomRight, bottomLeft] = read.corners;
         const LinearCodeOutline outline(picture,
             {(topLeft.x + bottomLeft.x) / 2, (topLeft.y + bottomLeft.y) / 2},
             {(topRight.x + bottomRight.x) / 2, (topRight.y + bottomRight.y) / 2});
+        // Interleaved 2 of 5 ends like it goes on: a line that leaves the code on its long side reads as a shorter one.
+        if (read.symbology == Symbology::interleaved2of5 && read.text
+            && !outline.hasQuietZones(
+                picture, quietModules / (9.0 * static_cast<double>(read.text->size()) + 8))) {
+            outline.eraseLine(picture);
+            continue;
+        }
         const std::optional<MetadataObjectType> kind = kindOf(read);
         if (kind && outline.barLength() >= shortestBars)
-            found.push_back({*kind, outline.corners(), std::move(read.text)});
+            addIfNew(found, {*kind, outline.corners(), std::move(read.text)});
         outline.erase(picture);
     }
+    return found;
 }
 
-/// The codes that ZXing finds only in the middle of what it is given, or only when they are not mirrored.
-void CodeReader::readStandingOut(const LumaPicture& picture, std::vector<FoundCode>& found) const
+/// At the codes that ZXing finds only in the middle of what it is given, only straight, or only when they are not mirrored.
+void CodeReader::lookCloser(const LumaPicture& picture, std::vector<FoundCode>& found) const
 {
-    if (centred_.empty() && oneSided_.empty())
-        return;
-    const PictureArea whole{0, 0, picture.width, picture.height};
-    readMatrixCodes(picture, middleOf(whole), centred_, Look::straight, found);
+    const PictureArea whole = wholeOf(picture);
+    addNew(found, readMatrixCodes(picture, middleOf(whole), centred_));
     std::int64_t left = whole.size() / 4;
     for (const PictureArea& area : busyAreas(picture)) {
         const PicturePoint middle{(area.left + area.right) / 2.0, (area.top + area.bottom) / 2.0};
         if (area.size() > left || isThere(found, middle))
             continue;
         left -= area.size();
-        readMatrixCodes(picture, area, centred_, Look::straight, found);
-        if (!isThere(found, middle))
-            readMatrixCodes(picture, area, oneSided_, Look::mirrored, found);
+        const double tilt = tiltOf(picture, area);
+        if (std::abs(tilt) < noticeableTilt) {
+            addNew(found, readMatrixCodes(picture, area, centred_));
+        } else {
+            PictureView view(picture, area, {.degrees = -tilt});
+            std::vector<FoundCode> seen = readMatrixCodes(view.picture(), wholeOf(view.picture()), matrix_);
+            if (seen.empty())
+                seen = readLinearCodes(view.picture());
+            addNew(found, seenIn(view, std::move(seen)));
+        }
+        if (isThere(found, middle) || oneSided_.empty())
+            continue;
+        PictureView mirror(picture, area, {.degrees = -tilt, .isMirrored = true});
+        addNew(
+            found, seenIn(mirror, readMatrixCodes(mirror.picture(), wholeOf(mirror.picture()), oneSided_)));
     }
+}
+
+std::vector<FoundCode> seenIn(const PictureView& view, std::vector<FoundCode> codes)
+{
+    for (FoundCode& code : codes) {
+        for (PicturePoint& corner : code.corners)
+            corner = view.toPicture(corner);
+    }
+    return codes;
+}
+
+bool isThere(const std::vector<FoundCode>& found, PicturePoint point)
+{
+    return std::ranges::any_of(found, [&](const FoundCode& code) { return contains(code.corners, point); });
+}
+
+void addIfNew(std::vector<FoundCode>& found, FoundCode code)
+{
+    const auto isPartOf = [&](const FoundCode& other) {
+        return other.kind == code.kind && other.text == code.text
+            && std::ranges::any_of(code.corners,
+                [area = grown(other.corners, 1.2)](PicturePoint corner) { return contains(area, corner); });
+    };
+    if (!isThere(found, centre(code.corners)) && std::ranges::none_of(found, isPartOf))
+        found.push_back(std::move(code));
+}
+
+void addNew(std::vector<FoundCode>& found, std::vector<FoundCode> codes)
+{
+    for (FoundCode& code : codes)
+        addIfNew(found, std::move(code));
+}
+
+void sortByRows(std::vector<FoundCode>& found)
+{
+    std::ranges::sort(found, {}, [](const FoundCode& code) {
+        const PicturePoint middle = centre(code.corners);
+        return std::pair(middle.y, middle.x);
+    });
 }
 
 bool hasCode39CheckCharacter(std::string_view text)

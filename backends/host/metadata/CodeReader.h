@@ -1,6 +1,8 @@
 #pragma once
 
 #include <host/metadata/LumaPicture.h>
+#include <host/metadata/PictureView.h>
+#include <host/metadata/Quadrilateral.h>
 #include <host/metadata/ZXingReader.h>
 
 #include <tamsel/metadata/MetadataObjectType.h>
@@ -15,7 +17,7 @@ namespace tamsel::host {
 /// A code in a picture. Corners, in pixels, begin at the code's own top left one and go around it clockwise, seen in the code.
 struct FoundCode {
     MetadataObjectType kind;
-    std::array<PicturePoint, 4> corners;
+    Quadrilateral corners;
     std::optional<std::string> text; ///< UTF-8; absent when the payload is no text
 };
 
@@ -32,18 +34,27 @@ private:
     [[nodiscard]] bool wants(MetadataObjectType::Case kind) const;
     /// Absent when codes of this kind were not asked for.
     [[nodiscard]] std::optional<MetadataObjectType> kindOf(const CodeRead& read) const;
-    void readMatrixCodes(const LumaPicture& picture, PictureArea area,
-        const std::vector<Symbology>& symbologies, Look look, std::vector<FoundCode>& found) const;
-    void readLinearCodes(LumaPicture& picture, std::vector<FoundCode>& found) const;
-    void readStandingOut(const LumaPicture& picture, std::vector<FoundCode>& found) const;
+    [[nodiscard]] std::vector<FoundCode> readMatrixCodes(
+        const LumaPicture& picture, PictureArea area, const std::vector<Symbology>& symbologies) const;
+    [[nodiscard]] std::vector<FoundCode> readLinearCodes(LumaPicture& picture) const;
+    void lookCloser(const LumaPicture& picture, std::vector<FoundCode>& found) const;
 
     const std::vector<MetadataObjectType> kinds_;
     std::vector<Symbology> linear_;
+    std::vector<Symbology> matrix_;
     std::vector<Symbology> anywhere_; ///< those of the matrix codes that are found wherever they are
     std::vector<Symbology>
         centred_; ///< those of the matrix codes that are only found in the middle of a picture
     std::vector<Symbology> oneSided_; ///< those that are not, or not always, read when mirrored
 };
+
+/// Codes of a view, placed in its picture.
+[[nodiscard]] std::vector<FoundCode> seenIn(const PictureView& view, std::vector<FoundCode> codes);
+[[nodiscard]] bool isThere(const std::vector<FoundCode>& found, PicturePoint point);
+/// A code that lies on one that was found, or that is the rest of it, is not new.
+void addIfNew(std::vector<FoundCode>& found, FoundCode code);
+void addNew(std::vector<FoundCode>& found, std::vector<FoundCode> codes);
+void sortByRows(std::vector<FoundCode>& found);
 
 /// Whether the last character is the check character of ISO/IEC 16388, annex A: the sum of all values, modulo 43.
 [[nodiscard]] bool hasCode39CheckCharacter(std::string_view text);

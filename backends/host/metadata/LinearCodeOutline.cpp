@@ -146,15 +146,15 @@ LinearCodeOutline::LinearCodeOutline(const LumaPicture& picture, PicturePoint li
     if (isReversed_)
         std::swap(start, end);
     const double across = isUpright_ ? (lineStart.y + lineEnd.y) / 2 : (lineStart.x + lineEnd.x) / 2;
-    const int line = std::clamp(static_cast<int>(across), 0, lines.count() - 1);
+    line_ = std::clamp(static_cast<int>(across), 0, lines.count() - 1);
     const int first = std::clamp(static_cast<int>(std::floor(start)), 0, lines.length() - 1);
     const int last = std::clamp(static_cast<int>(std::ceil(end)), first + 1, lines.length());
     const int part = std::min(std::clamp((last - first) / 6, 24, 160), last - first);
 
     const auto bar = [&](int from, int to, double edge) {
-        const BarPattern pattern(lines, from, to, line);
-        const BarEnd low = follow(lines, pattern, line, -1);
-        const BarEnd high = follow(lines, pattern, line, 1);
+        const BarPattern pattern(lines, from, to, line_);
+        const BarEnd low = follow(lines, pattern, line_, -1);
+        const BarEnd high = follow(lines, pattern, line_, 1);
         return Bar{{edge + low.shift, static_cast<double>(low.line)},
             {edge + high.shift, static_cast<double>(std::min(high.line + 1, lines.count()))}};
     };
@@ -172,7 +172,7 @@ PicturePoint LinearCodeOutline::toPicture(Place place) const
     return isUpright_ ? PicturePoint{place.along, place.across} : PicturePoint{place.across, place.along};
 }
 
-std::array<PicturePoint, 4> LinearCodeOutline::corners() const
+Quadrilateral LinearCodeOutline::corners() const
 {
     const Bar& first = isReversed_ ? far_ : near_;
     const Bar& last = isReversed_ ? near_ : far_;
@@ -182,6 +182,46 @@ std::array<PicturePoint, 4> LinearCodeOutline::corners() const
     const auto top = [&](const Bar& bar) { return toPicture(isTopLow ? bar.low : bar.high); };
     const auto bottom = [&](const Bar& bar) { return toPicture(isTopLow ? bar.high : bar.low); };
     return {top(first), top(last), bottom(last), bottom(first)};
+}
+
+bool LinearCodeOutline::hasQuietZones(const LumaPicture& picture, double part) const
+{
+    const Lines lines(picture, isUpright_);
+    const auto middle = [](const Bar& bar) {
+        return Place{(bar.low.along + bar.high.along) / 2, (bar.low.across + bar.high.across) / 2};
+    };
+    const Place start = middle(near_);
+    const Place end = middle(far_);
+    const double length = end.along - start.along;
+    const auto at = [&](double along) {
+        const double across = start.across + (end.across - start.across) * (along - start.along) / length;
+        return lines.at(std::clamp(static_cast<int>(along), 0, lines.length() - 1),
+            std::clamp(static_cast<int>(across), 0, lines.count() - 1));
+    };
+    std::uint8_t darkest = 255;
+    std::uint8_t lightest = 0;
+    for (double along = start.along; along < end.along; ++along) {
+        darkest = std::min(darkest, at(along));
+        lightest = std::max(lightest, at(along));
+    }
+    const int threshold = (darkest + lightest) / 2;
+    for (double distance = 2; distance < part * length; ++distance) {
+        const bool isDarkBefore = start.along - distance >= 0 && at(start.along - distance) < threshold;
+        const bool isDarkAfter
+            = end.along + distance < lines.length() && at(end.along + distance) < threshold;
+        if (isDarkBefore || isDarkAfter)
+            return false;
+    }
+    return true;
+}
+
+void LinearCodeOutline::eraseLine(LumaPicture& picture) const
+{
+    const int lineCount = isUpright_ ? picture.height : picture.width;
+    for (int line = std::max(0, line_ - 2); line < std::min(lineCount, line_ + 3); ++line) {
+        for (int along = static_cast<int>(near_.low.along); along < static_cast<int>(far_.low.along); ++along)
+            (isUpright_ ? picture.row(line)[along] : picture.row(along)[line]) = 255;
+    }
 }
 
 void LinearCodeOutline::erase(LumaPicture& picture) const

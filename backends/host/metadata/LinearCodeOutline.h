@@ -1,6 +1,7 @@
 #pragma once
 
 #include <host/metadata/LumaPicture.h>
+#include <host/metadata/Quadrilateral.h>
 
 #include <array>
 
@@ -17,10 +18,15 @@ public:
     [[nodiscard]] double barLength() const;
 
     /// From the code's own top left corner, clockwise in the code.
-    [[nodiscard]] std::array<PicturePoint, 4> corners() const;
+    [[nodiscard]] Quadrilateral corners() const;
+
+    /// Whether it is light before and after the code, over this part of the code's length, half way between its long sides.
+    [[nodiscard]] bool hasQuietZones(const LumaPicture& picture, double part) const;
 
     /// Covers the code with white.
     void erase(LumaPicture& picture) const;
+    /// Covers the line on which it was read.
+    void eraseLine(LumaPicture& picture) const;
 
 private:
     /// A place on a bar, in a picture whose axes are exchanged when the code's lines run along columns.
@@ -37,6 +43,7 @@ private:
 
     bool isUpright_ = true; ///< lines run along rows
     bool isReversed_ = false; ///< the code starts where `along` is greater
+    int line_ = 0; ///< `across`
     Bar near_; ///< smaller `along`
     Bar far_;
 };

@@ -80,7 +80,7 @@ std::optional<int> clusterOf(const std::vector<int>& runs)
 
 } // namespace
 
-bool hasRowsUpwards(const LumaPicture& picture, const std::array<PicturePoint, 4>& corners)
+bool hasRowsUpwards(const LumaPicture& picture, const Quadrilateral& corners)
 {
     const auto& [topLeft, topRight, bottomRight, bottomLeft] = corners;
     const int lines = static_cast<int>(std::hypot(bottomLeft.x - topLeft.x, bottomLeft.y - topLeft.y));

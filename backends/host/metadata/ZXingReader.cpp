@@ -45,7 +45,7 @@ std::optional<Symbology> symbologyOf(ZXing::BarcodeFormat format)
 } // namespace
 
 std::vector<CodeRead> readWithZXing(
-    const LumaPicture& picture, PictureArea area, const std::vector<Symbology>& symbologies, Look look)
+    const LumaPicture& picture, PictureArea area, const std::vector<Symbology>& symbologies)
 {
     if (symbologies.empty() || area.width() <= 0 || area.height() <= 0)
         return {};
@@ -57,10 +57,8 @@ std::vector<CodeRead> readWithZXing(
     if (isLinear(symbologies.front()))
         hints.setMaxNumberOfSymbols(1);
 
-    const std::uint8_t* first = picture.row(area.top) + area.left;
-    const bool isMirrored = look == Look::mirrored;
-    const ZXing::ImageView view(isMirrored ? first + area.width() - 1 : first, area.width(), area.height(),
-        ZXing::ImageFormat::Lum, picture.width, isMirrored ? -1 : 1);
+    const ZXing::ImageView view(picture.row(area.top) + area.left, area.width(), area.height(),
+        ZXing::ImageFormat::Lum, picture.width);
 
     std::vector<CodeRead> reads;
     try {
@@ -71,9 +69,8 @@ std::vector<CodeRead> readWithZXing(
             CodeRead read{.symbology = *symbology, .corners = {}, .text = result.text()};
             for (std::size_t index = 0; index < read.corners.size(); ++index) {
                 const ZXing::PointI corner = result.position()[static_cast<int>(index)];
-                const int x = isMirrored ? area.width() - corner.x : corner.x;
                 read.corners[index]
-                    = {static_cast<double>(area.left + x), static_cast<double>(area.top + corner.y)};
+                    = {static_cast<double>(area.left + corner.x), static_cast<double>(area.top + corner.y)};
             }
             // A symbol that was read through its own mirror image comes with the corners of that.
             if (result.isMirrored() && *symbology == Symbology::qr)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <host/metadata/LumaPicture.h>
+#include <host/metadata/Quadrilateral.h>
 
 #include <array>
 #include <cstdint>
@@ -34,20 +35,14 @@ enum class Symbology : std::uint8_t {
 /// linear code are the ends of the one line on which it was read.
 struct CodeRead {
     Symbology symbology;
-    std::array<PicturePoint, 4> corners;
+    Quadrilateral corners;
     std::optional<std::string> text; ///< UTF-8; absent when the payload is no text
-};
-
-/// How a part of a picture is looked at.
-enum class Look : std::uint8_t {
-    straight,
-    mirrored, ///< left and right exchanged
 };
 
 /// Reads a part of a picture with ZXing-C++ 1.4, which ends the process when two linear codes of one kind and text are on
 /// one picture. So it is asked for one linear code at a time, and matrix codes are asked for apart from them.
 /// `symbologies` are either all linear or none is.
 [[nodiscard]] std::vector<CodeRead> readWithZXing(
-    const LumaPicture& picture, PictureArea area, const std::vector<Symbology>& symbologies, Look look);
+    const LumaPicture& picture, PictureArea area, const std::vector<Symbology>& symbologies);
 
 } // namespace tamsel::host
