@@ -5,6 +5,8 @@
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
 #include <host/location/HostLocation.h>
+#include <host/metadata/DetectionThread.h>
+#include <host/metadata/HostDetector.h>
 #include <host/microphone/HostMicrophone.h>
 #include <host/sound/ShutterSound.h>
 #include <host/v4l2/V4L2Nodes.h>
@@ -175,7 +177,9 @@ struct Host::Parts {
             .cameras = std::move(drivers),
             .authorization = [this](AVMediaType type) { return authorization(type); },
             .microphone = makeMicrophone(),
-            .metadata = {},
+            .metadata = {.detector = std::make_shared<HostDetector>(HostDetector::Effort::live),
+                .makeQueue = [this] { return detection->makeQueue(); },
+                .tell = [this](const Error& error) { lines.writeLine(error.localizedDescription); }},
             .bufferCount = configuration.bufferCount,
         });
         platform.emplace(Platform{*dispatch, *dispatch, clock, *capture, *motion, assets, images, *location,
@@ -184,6 +188,7 @@ struct Host::Parts {
 
     ~Parts()
     {
+        detection.reset();
         dispatch.reset(); // from here on nobody else calls the drivers
         for (const HostCamera& camera : cameras)
             camera.driver->stop();
@@ -233,6 +238,7 @@ struct Host::Parts {
     LineWriter lines;
     ReportWriter reports;
     std::unique_ptr<engine::ThreadedDispatch> dispatch = std::make_unique<engine::ThreadedDispatch>();
+    std::unique_ptr<DetectionThread> detection = std::make_unique<DetectionThread>();
     engine::ApplicationState application;
     ReaderThreads readers;
     HostAssets assets;
