@@ -13,7 +13,8 @@ configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/TamselSourceManagerConf
     "${PROJECT_BINARY_DIR}/TamselSourceManagerConfig.cmake" INSTALL_DESTINATION "${package_dir}")
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/TamselSourceManagerConfigVersion.cmake"
     COMPATIBILITY SameMinorVersion)
-install(FILES "${CMAKE_CURRENT_LIST_DIR}/FindLibyuv.cmake" "${PROJECT_BINARY_DIR}/TamselSourceManagerConfig.cmake"
+install(FILES "${CMAKE_CURRENT_LIST_DIR}/FindDlib.cmake" "${CMAKE_CURRENT_LIST_DIR}/FindLibyuv.cmake"
+    "${PROJECT_BINARY_DIR}/TamselSourceManagerConfig.cmake"
     "${PROJECT_BINARY_DIR}/TamselSourceManagerConfigVersion.cmake" DESTINATION "${package_dir}")
 
 # Found from where the file stands, so that an installation may be moved.
@@ -37,7 +38,11 @@ if(TAMSEL_HOST)
     if(TamselHeif_FOUND)
         set(heif " libheif")
     endif()
+    set(faces "")
+    if(TamselFaces_FOUND)
+        set(faces " -ldlib -llapack")
+    endif()
     tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux"
         "libavdevice libavformat libavcodec libswresample libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux zxing${heif}${gpsd}"
-        "-ltamsel_host -ltamsel_engine -ltamsel_core -lyuv -pthread")
+        "-ltamsel_host -ltamsel_engine -ltamsel_core -lyuv${faces} -pthread")
 endif()

@@ -1,0 +1,153 @@
+// Faces of a real photograph: the host's detector, and what it makes of places.
+
+#include "support/Media.h"
+#include "support/Pictures.h"
+
+#include <host/image/HostImages.h>
+#include <host/metadata/FaceFinder.h>
+#include <host/metadata/PictureView.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tamsel::tests {
+
+namespace {
+
+using host::FaceBounds;
+using host::FaceFinder;
+using host::FoundFace;
+using host::LumaPicture;
+
+LumaPicture plain(int width, int height)
+{
+    return {width, height, std::vector<std::uint8_t>(static_cast<std::size_t>(width * height), 128)};
+}
+
+LumaPicture decoded(const std::string& file)
+{
+    const auto image = host::HostImages().openImage(
+        imageData(readFile(TAMSEL_TEST_DATA "/" + file)), {.appliesOrientationProperty = true});
+    const Pixels pixels(**image->decode());
+    LumaPicture picture = plain(pixels.width, pixels.height);
+    std::ranges::transform(pixels.words, picture.pixels.begin(),
+        [](std::uint32_t word) { return static_cast<std::uint8_t>(word >> 8); }); // green
+    return picture;
+}
+
+/// One woman who looks into the camera.
+LumaPicture portrait()
+{
+    return decoded("face/astronaut_grey.jpg");
+}
+
+/// From her eyebrows to her chin, measured by eye.
+constexpr FaceBounds herFace{143, 68, 66, 72};
+
+void paste(LumaPicture& picture, const LumaPicture& other, int left, int top)
+{
+    for (int y = 0; y < other.height; ++y)
+        std::copy_n(other.row(y), other.width, picture.row(top + y) + left);
+}
+
+/// A picture and what is in it, a quarter turn clockwise at a time.
+std::pair<LumaPicture, FaceBounds> turned(LumaPicture picture, FaceBounds face, int quarterTurns)
+{
+    for (int turn = 0; turn < quarterTurns; ++turn) {
+        LumaPicture next = plain(picture.height, picture.width);
+        for (int y = 0; y < next.height; ++y) {
+            for (int x = 0; x < next.width; ++x)
+                next.row(y)[x] = picture.row(picture.height - 1 - x)[y];
+        }
+        face = {picture.height - face.top - face.height, face.left, face.height, face.width};
+        picture = std::move(next);
+    }
+    return {std::move(picture), face};
+}
+
+/// What both cover, of what either covers.
+double overlap(const FaceBounds& one, const FaceBounds& other)
+{
+    const double width
+        = std::min(one.left + one.width, other.left + other.width) - std::max(one.left, other.left);
+    const double height
+        = std::min(one.top + one.height, other.top + other.height) - std::max(one.top, other.top);
+    const double shared = std::max(0.0, width) * std::max(0.0, height);
+    return shared / (one.area() + other.area() - shared);
+}
+
+void expectAt(const std::vector<FoundFace>& found, const std::vector<FaceBounds>& expected)
+{
+    ASSERT_EQ(found.size(), expected.size());
+    for (std::size_t index = 0; index < found.size(); ++index) {
+        const FaceBounds& bounds = found[index].bounds;
+        EXPECT_GT(overlap(bounds, expected[index]), 0.5)
+            << index << " is " << bounds.width << " x " << bounds.height << " at " << bounds.left << ", "
+            << bounds.top;
+    }
+}
+
+TEST(FaceFinder, PlacesAreThoseOfTheStoredPictureWhicheverWayItIsShown)
+{
+    // Not square, and nothing in it is in the middle.
+    LumaPicture picture = plain(700, 450);
+    paste(picture, portrait(), 20, 10);
+    const FaceBounds place{herFace.left + 20, herFace.top + 10, herFace.width, herFace.height};
+    FaceFinder finder;
+    for (int quarterTurns = 0; quarterTurns < 4; ++quarterTurns) {
+        SCOPED_TRACE(quarterTurns);
+        const auto [stored, face] = turned(picture, place, quarterTurns);
+        const int back = 4 - quarterTurns;
+        expectAt(finder.find(stored, back), {face});
+        expectAt(finder.find(stored, back + 1), {});
+        expectAt(finder.search(stored, back + 1), {face});
+    }
+}
+
+TEST(FaceFinder, ASinglePictureIsLookedAtForSmallFacesToo)
+{
+    LumaPicture picture = plain(1920, 1080);
+    const LumaPicture small = host::halved(portrait());
+    paste(picture, small, 1400, 600);
+    const FaceBounds face{
+        1400 + herFace.left / 2, 600 + herFace.top / 2, herFace.width / 2, herFace.height / 2};
+    FaceFinder finder;
+    expectAt(finder.find(picture, 0), {});
+    expectAt(finder.search(picture, 0), {face});
+
+    paste(picture, portrait(), 300, 200);
+    expectAt(finder.search(picture, 0),
+        {{300 + herFace.left, 200 + herFace.top, herFace.width, herFace.height}, face});
+}
+
+TEST(FaceFinder, AFaceAtTheEdgeDoesNotReachOutOfThePicture)
+{
+    const LumaPicture whole = portrait();
+    LumaPicture picture = plain(200, 200);
+    for (int y = 0; y < picture.height; ++y)
+        std::copy_n(whole.row(y + 66) + 141, picture.width, picture.row(y));
+    const auto found = FaceFinder().find(picture, 0);
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found.front().bounds.left, 0);
+    EXPECT_EQ(found.front().bounds.top, 0);
+}
+
+TEST(FaceFinder, NothingIsFoundWhereNoFaceIs)
+{
+    LumaPicture covered = portrait();
+    paste(covered, plain(90, 100), 130, 55);
+    FaceFinder finder;
+    for (const LumaPicture& picture :
+        {covered, decoded("image/photograph_odd_exif.jpg"), decoded("image/generated_exif_6.jpg"),
+            plain(640, 480), plain(1, 1), plain(1, 3000), plain(3000, 1), LumaPicture()}) {
+        SCOPED_TRACE(std::to_string(picture.width) + " x " + std::to_string(picture.height));
+        expectAt(finder.find(picture, 1), {});
+        expectAt(finder.search(picture, 0), {});
+    }
+}
+
+} // namespace
+
+} // namespace tamsel::tests
