@@ -33,6 +33,8 @@ struct HostInput {
     std::optional<platform::CGSize> presentationDimensions = std::nullopt;
     /// Absent when it is not known.
     std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix = nullptr;
+    /// Whether a file begins anew at its end; otherwise the device is lost then.
+    bool repeats = true;
 };
 
 /// Everything that a person can plug into the host.

@@ -11,6 +11,7 @@ using platform::Error;
 MovieCamera::MovieCamera(
     const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services)
     : input_(input.input),
+      repeats_(input.repeats),
       services_(services),
       description_(describeInput(input, position))
 {
@@ -60,7 +61,7 @@ std::expected<void, Error> MovieCamera::start(
             return opened;
     }
     if (reader_->kind() == MovieKind::file)
-        playback_ = FilePlayback::start(std::move(reader_), std::move(sink), clock_, services_);
+        playback_ = FilePlayback::start(std::move(reader_), std::move(sink), clock_, services_, repeats_);
     else
         playback_ = StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);
     if (!playback_)

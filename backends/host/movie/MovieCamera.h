@@ -35,6 +35,7 @@ public:
 
 private:
     const std::string input_;
+    const bool repeats_;
     const DriverServices services_;
     const std::shared_ptr<PlaybackClock> clock_ = std::make_shared<PlaybackClock>();
     mutable std::mutex guard_; ///< of the description

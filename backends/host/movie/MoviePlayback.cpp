@@ -48,10 +48,11 @@ nanoseconds FramePace::dueTime(CMTime mediaTime, nanoseconds now)
 }
 
 std::shared_ptr<FilePlayback> FilePlayback::start(std::unique_ptr<MovieReader> reader,
-    std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock, DriverServices services)
+    std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock, DriverServices services,
+    bool repeats)
 {
-    auto playback
-        = std::make_shared<FilePlayback>(std::move(reader), std::move(sink), std::move(clock), services);
+    auto playback = std::make_shared<FilePlayback>(
+        std::move(reader), std::move(sink), std::move(clock), services, repeats);
     playback->timer_ = services.events.makeTimer([weak = std::weak_ptr(playback)] {
         if (const std::shared_ptr<FilePlayback> self = weak.lock())
             self->handOn();
@@ -64,11 +65,12 @@ std::shared_ptr<FilePlayback> FilePlayback::start(std::unique_ptr<MovieReader> r
 }
 
 FilePlayback::FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
-    std::shared_ptr<PlaybackClock> clock, DriverServices services)
+    std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats)
     : sink_(std::move(sink)),
       decodeQueue_(services.dispatch.makeSerialQueue("org.tamsel.host.decode")),
       clock_(std::move(clock)),
       run_(clock_->begin()),
+      repeats_(repeats),
       reader_(std::move(reader))
 {
 }
@@ -87,10 +89,12 @@ void FilePlayback::prepareNext()
             hasFrames_ = true;
             break;
         }
-        if (!std::exchange(hasFrames_, false) || !reader_->rewind()) {
+        const bool hadFrames = std::exchange(hasFrames_, false);
+        if (!hadFrames || !repeats_ || !reader_->rewind()) {
             isStopped_ = true;
             clock_->end(run_);
-            sink_->lose(Error{.localizedDescription = "there is no frame that can be decoded"});
+            sink_->lose(Error{.localizedDescription
+                = hadFrames && !repeats_ ? "the file has ended" : "there is no frame that can be decoded"});
             return;
         }
         ++loop_;

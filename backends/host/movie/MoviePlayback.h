@@ -33,15 +33,15 @@ public:
     virtual void stop() = 0;
 };
 
-/// Plays a file in a loop. A timer's thread hands the frame that is due on, while another one decodes the next.
+/// Plays a file, in a loop when it repeats. A timer's thread hands the frame that is due on, while another one decodes the next.
 class FilePlayback final : public MoviePlayback, public std::enable_shared_from_this<FilePlayback> {
 public:
     [[nodiscard]] static std::shared_ptr<FilePlayback> start(std::unique_ptr<MovieReader> reader,
         std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock,
-        DriverServices services);
+        DriverServices services, bool repeats);
 
     FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
-        std::shared_ptr<PlaybackClock> clock, DriverServices services);
+        std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats);
     void stop() override;
 
 private:
@@ -52,6 +52,7 @@ private:
     const std::shared_ptr<platform::DispatchQueue> decodeQueue_;
     const std::shared_ptr<PlaybackClock> clock_;
     const std::uint64_t run_; ///< on the clock
+    const bool repeats_;
     std::atomic<bool> isStopped_ = false;
     std::unique_ptr<engine::EventSource> timer_;
 
