@@ -22,8 +22,8 @@ constexpr int linearCodeLimit = 32;
 constexpr int middleSize = 640;
 /// In pixels; what is shorter is a line of noise that happens to read as a code.
 constexpr double shortestBars = 6;
-/// Of the ten that ISO/IEC 16390 asks for.
-constexpr double quietModules = 4;
+/// In pixels, all closer looks at one picture together: bounds what a frame takes.
+constexpr std::int64_t closerLookLimit = 400'000;
 /// In degrees; what is less disturbs no reading.
 constexpr double noticeableTilt = 3;
 
@@ -73,6 +73,44 @@ PictureArea middleOf(PictureArea whole)
     const int left = whole.left + (whole.width() - width) / 2;
     const int top = whole.top + (whole.height() - height) / 2;
     return {left, top, left + width, top + height};
+}
+
+/// Symbols in a small area have small modules, which are found less well.
+double closerScale(PictureArea area)
+{
+    return area.size() < 50'000 ? 3 : area.size() < 200'000 ? 2 : 1;
+}
+
+/// Like the symbols that have to be looked at in a mirror.
+bool isAboutSquare(PictureArea area)
+{
+    return 2 * area.width() < 3 * area.height() && 2 * area.height() < 3 * area.width();
+}
+
+/// What has to be light on either side of a linear code, as a part of its length. Standards ask for 5 to 11 modules, prints
+/// often have less. But Interleaved 2 of 5 (ISO/IEC 16390) ends like it goes on: without its quiet zone, a line that leaves
+/// the code on its long side reads as a shorter one.
+double quietZone(const CodeRead& read)
+{
+    const double characters = read.text ? static_cast<double>(read.text->size()) : 0;
+    switch (read.symbology) {
+    case Symbology::code39:
+        return 3 / (13 * (characters + 2));
+    case Symbology::code93:
+        return 3 / (9 * (characters + 4));
+    case Symbology::code128:
+        return 3 / (11 * (characters + 3));
+    case Symbology::ean8:
+        return 3 / 67.0;
+    case Symbology::ean13:
+        return 3 / 95.0;
+    case Symbology::upce:
+        return 3 / 51.0;
+    case Symbology::interleaved2of5:
+        return 7 / (9 * characters + 8);
+    default:
+        return 0;
+    }
 }
 
 } // namespace
@@ -167,10 +205,7 @@ std::vector<FoundCode> CodeReader::readLinearCodes(LumaPicture& picture) const
         const LinearCodeOutline outline(picture,
             {(topLeft.x + bottomLeft.x) / 2, (topLeft.y + bottomLeft.y) / 2},
             {(topRight.x + bottomRight.x) / 2, (topRight.y + bottomRight.y) / 2});
-        // Interleaved 2 of 5 ends like it goes on: a line that leaves the code on its long side reads as a shorter one.
-        if (read.symbology == Symbology::interleaved2of5 && read.text
-            && !outline.hasQuietZones(
-                picture, quietModules / (9.0 * static_cast<double>(read.text->size()) + 8))) {
+        if (!outline.hasQuietZones(picture, quietZone(read))) {
             outline.eraseLine(picture);
             continue;
         }
@@ -187,25 +222,27 @@ void CodeReader::lookCloser(const LumaPicture& picture, std::vector<FoundCode>& 
 {
     const PictureArea whole = wholeOf(picture);
     addNew(found, readMatrixCodes(picture, middleOf(whole), centred_));
-    std::int64_t left = whole.size() / 4;
+    std::int64_t left = closerLookLimit;
     for (const PictureArea& area : busyAreas(picture)) {
         const PicturePoint middle{(area.left + area.right) / 2.0, (area.top + area.bottom) / 2.0};
-        if (area.size() > left || isThere(found, middle))
+        const double scale = closerScale(area);
+        const auto cost = static_cast<std::int64_t>(static_cast<double>(area.size()) * scale * scale);
+        if (cost > left || isThere(found, middle))
             continue;
-        left -= area.size();
-        const double tilt = tiltOf(picture, area);
-        if (std::abs(tilt) < noticeableTilt) {
-            addNew(found, readMatrixCodes(picture, area, centred_));
-        } else {
-            PictureView view(picture, area, {.degrees = -tilt});
-            std::vector<FoundCode> seen = readMatrixCodes(view.picture(), wholeOf(view.picture()), matrix_);
-            if (seen.empty())
-                seen = readLinearCodes(view.picture());
-            addNew(found, seenIn(view, std::move(seen)));
-        }
-        if (isThere(found, middle) || oneSided_.empty())
+        const std::optional<double> tilt = tiltOf(picture, area);
+        if (!tilt)
             continue;
-        PictureView mirror(picture, area, {.degrees = -tilt, .isMirrored = true});
+        left -= cost;
+        const bool isTilted = std::abs(*tilt) >= noticeableTilt;
+        PictureView view(picture, area, {.scale = scale, .degrees = -*tilt});
+        std::vector<FoundCode> seen
+            = readMatrixCodes(view.picture(), wholeOf(view.picture()), isTilted ? matrix_ : centred_);
+        if (seen.empty() && isTilted)
+            seen = readLinearCodes(view.picture());
+        addNew(found, seenIn(view, std::move(seen)));
+        if (isThere(found, middle) || oneSided_.empty() || !isAboutSquare(area))
+            continue;
+        PictureView mirror(picture, area, {.scale = scale, .degrees = -*tilt, .isMirrored = true});
         addNew(
             found, seenIn(mirror, readMatrixCodes(mirror.picture(), wholeOf(mirror.picture()), oneSided_)));
     }

@@ -16,6 +16,7 @@ namespace {
 constexpr std::int64_t largePicture = 2'500'000;
 /// What is to be looked at larger.
 constexpr std::int64_t smallPicture = 700'000;
+constexpr std::int64_t tinyPicture = 100'000;
 /// Smaller, there is hardly a code.
 constexpr int smallestSide = 60;
 
@@ -54,10 +55,12 @@ public:
     void lookAtBusyAreas()
     {
         for (const PictureArea& area : busyAreas(picture_)) {
-            const double tilt = tiltOf(picture_, area);
+            const double tilt = tiltOf(picture_, area).value_or(0);
             look(area, {.degrees = -tilt});
             if (area.size() <= smallPicture)
                 look(area, {.scale = 2, .degrees = -tilt});
+            if (area.size() <= tinyPicture)
+                look(area, {.scale = 3, .degrees = -tilt});
         }
     }
     void lookAround()

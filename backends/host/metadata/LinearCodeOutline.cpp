@@ -205,11 +205,10 @@ bool LinearCodeOutline::hasQuietZones(const LumaPicture& picture, double part) c
         lightest = std::max(lightest, at(along));
     }
     const int threshold = (darkest + lightest) / 2;
+    const auto isLight
+        = [&](double along) { return along >= 0 && along < lines.length() && at(along) >= threshold; };
     for (double distance = 2; distance < part * length; ++distance) {
-        const bool isDarkBefore = start.along - distance >= 0 && at(start.along - distance) < threshold;
-        const bool isDarkAfter
-            = end.along + distance < lines.length() && at(end.along + distance) < threshold;
-        if (isDarkBefore || isDarkAfter)
+        if (!isLight(start.along - distance) || !isLight(end.along + distance))
             return false;
     }
     return true;

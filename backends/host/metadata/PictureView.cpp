@@ -79,7 +79,7 @@ PicturePoint PictureView::toPicture(PicturePoint point) const
     return {middle_.x + right * right_.x + down * down_.x, middle_.y + right * right_.y + down * down_.y};
 }
 
-double tiltOf(const LumaPicture& picture, PictureArea area)
+std::optional<double> tiltOf(const LumaPicture& picture, PictureArea area)
 {
     /// Of all edges, how much of their strength has to be along one direction and across it.
     constexpr double leastAgreement = 0.15;
@@ -102,7 +102,7 @@ double tiltOf(const LumaPicture& picture, PictureArea area)
         }
     }
     if (std::abs(sum) < leastAgreement * strength)
-        return 0;
+        return std::nullopt;
     // Rows run downwards, so angles of gradients run clockwise.
     return -std::arg(sum) / 4 * 180 / std::numbers::pi;
 }

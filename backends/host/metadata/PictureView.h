@@ -2,6 +2,8 @@
 
 #include <host/metadata/LumaPicture.h>
 
+#include <optional>
+
 namespace tamsel::host {
 
 /// How a part of a picture is looked at that does not read as it stands.
@@ -31,8 +33,8 @@ private:
 };
 
 /// How far the edges in an area are turned from the upright and the level, in degrees, counterclockwise, -45 to 45: that of a
-/// code in it. 0 when they have no common direction.
-[[nodiscard]] double tiltOf(const LumaPicture& picture, PictureArea area);
+/// code in it. Absent when they have no common direction, as in noise.
+[[nodiscard]] std::optional<double> tiltOf(const LumaPicture& picture, PictureArea area);
 
 /// Half as wide and high, each pixel the mean of four.
 [[nodiscard]] LumaPicture halved(const LumaPicture& picture);
