@@ -40,7 +40,7 @@ if(TAMSEL_HOST)
     endif()
     set(faces "")
     if(TamselFaces_FOUND)
-        set(faces " -ldlib -llapack")
+        set(faces " -ldlib -llapack -lblas")
     endif()
     tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux"
         "libavdevice libavformat libavcodec libswresample libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux zxing${heif}${gpsd}"

@@ -22,7 +22,7 @@ public:
     FaceFinder(const FaceFinder&) = delete;
     FaceFinder& operator=(const FaceFinder&) = delete;
 
-    /// For frames that come one after the other: faces from about a twelfth of the picture's width.
+    /// For frames that come one after the other: faces from about a twelfth of the longer side.
     [[nodiscard]] std::vector<FoundFace> find(const LumaPicture& picture, int quarterTurns);
     /// For a single picture: faces from about 40 pixels, and if there are none, faces that are turned otherwise.
     [[nodiscard]] std::vector<FoundFace> search(const LumaPicture& picture, int quarterTurns);

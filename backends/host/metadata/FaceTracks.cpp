@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
+#include <tuple>
 
 namespace tamsel::host {
 
@@ -44,7 +44,8 @@ std::vector<std::int64_t> FaceTracks::identify(
                 matches.push_back({shared, face, track});
         }
     }
-    std::ranges::stable_sort(matches, std::greater{}, &Match::overlap);
+    std::ranges::sort(
+        matches, {}, [](const Match& match) { return std::tuple(-match.overlap, match.face, match.track); });
 
     std::vector<std::int64_t> identifiers(faces.size());
     std::vector<bool> isTaken(tracks_.size());
