@@ -68,6 +68,21 @@ TEST(MovieCamera, ShowsEveryFrameOfAFileOncePerLoop)
         EXPECT_NEAR(frame.mediaTime, static_cast<double>(frame.sequence) / 200.0, 1e-9);
 }
 
+TEST(MovieCamera, ShowsEveryFrameOfAFileThatDoesNotRepeatAndIsLostThen)
+{
+    ScratchFolder folder;
+    const std::string file = folder.file("once.mp4");
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=100 -frames:v 20 -c:v libx264 -bf 2", file));
+    HostScreen screen({.backCamera = host::HostInput{.input = file, .repeats = false}});
+    ASSERT_TRUE(screen.start());
+    ASSERT_TRUE(screen.runUntil([&] { return screen.hasFailed(); }));
+    ASSERT_TRUE(screen.runUntil([&] { return screen.client->errorCount > 0; }));
+    const platform::FrameCounts counts = screen.manager->frameCounts();
+    EXPECT_EQ(counts.produced, 21U) << "and the loss";
+    EXPECT_EQ(counts.delivered, 20U);
+    EXPECT_EQ(screen.client->frames().back().sequence, 19U);
+}
+
 TEST(MovieCamera, PlaysTheSampleAtItsOwnPace)
 {
     HostScreen screen(sample());

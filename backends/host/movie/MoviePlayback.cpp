@@ -91,10 +91,9 @@ void FilePlayback::prepareNext()
         }
         const bool hadFrames = std::exchange(hasFrames_, false);
         if (!hadFrames || !repeats_ || !reader_->rewind()) {
-            isStopped_ = true;
-            clock_->end(run_);
-            sink_->lose(Error{.localizedDescription
-                = hadFrames && !repeats_ ? "the file has ended" : "there is no frame that can be decoded"});
+            end_ = Error{.localizedDescription
+                = hadFrames && !repeats_ ? "the file has ended" : "there is no frame that can be decoded"};
+            timer_->armAt(due_); // behind the frame that is being handed on
             return;
         }
         ++loop_;
@@ -111,6 +110,12 @@ void FilePlayback::handOn()
 {
     if (isStopped_)
         return;
+    if (end_) {
+        isStopped_ = true;
+        clock_->end(run_);
+        sink_->lose(*end_);
+        return;
+    }
     // Every buffer was held when the frame was decoded; one may be free by now.
     std::shared_ptr<CVPixelBuffer> buffer = prepared_ ? std::move(prepared_) : takeFrame(*reader_, *sink_);
     const CMTime time = reader_->time();

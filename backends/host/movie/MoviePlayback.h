@@ -63,6 +63,7 @@ private:
     std::chrono::nanoseconds due_{};
     std::uint64_t loop_ = 0;
     bool hasFrames_ = false;
+    std::optional<platform::Error> end_; ///< why there is no further frame
 };
 
 /// Reads a stream or a device on a thread of its own.
