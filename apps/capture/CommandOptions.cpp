@@ -1,7 +1,10 @@
 #include "CommandOptions.h"
 
+#include "CodeKinds.h"
+
 #include <algorithm>
 #include <cmath>
+#include <ranges>
 #include <utility>
 
 namespace tamsel::capture {
@@ -25,7 +28,7 @@ constexpr std::array<std::pair<std::string_view, AVCaptureTorchMode>, 3> torchMo
     {"auto", AVCaptureTorchMode::automatic},
 }};
 
-constexpr std::array<std::pair<std::string_view, Command>, 12> commands{{
+constexpr std::array<std::pair<std::string_view, Command>, 13> commands{{
     {"help", Command::help},
     {"devices", Command::devices},
     {"frames", Command::frames},
@@ -38,7 +41,14 @@ constexpr std::array<std::pair<std::string_view, Command>, 12> commands{{
     {"record", Command::record},
     {"repair", Command::repair},
     {"album", Command::album},
+    {"detect", Command::detect},
 }};
+
+std::int64_t readOrientation(OptionReader& reader, std::string_view option)
+{
+    return static_cast<std::int64_t>(reader.number(option, "a whole number from 1 to 8",
+        [](double value) { return value >= 1 && value <= 8 && value == std::floor(value); }));
+}
 
 void readFramesOption(OptionReader& reader, std::string_view argument, Options& options)
 {
@@ -181,6 +191,60 @@ void checkRecording(OptionReader& reader, const Options& options)
         reader.fail("the simulated back end has its own microphone: --microphone goes with --backend host");
 }
 
+/// One name, or several behind commas.
+void readKinds(OptionReader& reader, std::string_view option, std::vector<MetadataObjectType>& kinds)
+{
+    const std::string given = reader.text(option);
+    if (given == "all") {
+        kinds = allBarcodes();
+        return;
+    }
+    for (const auto part : std::views::split(given, ',')) {
+        const std::string_view name(part.begin(), part.end());
+        const auto* known = std::ranges::find(codeKinds, name, &CodeKind::first);
+        if (known == codeKinds.end()) {
+            std::string names;
+            for (const CodeKind& kind : codeKinds)
+                names.append(", ").append(kind.first);
+            reader.fail(
+                std::string(option).append(": '").append(name).append("' is none of: all").append(names));
+            return;
+        }
+        kinds.push_back(known->second);
+    }
+}
+
+void readDetectOption(OptionReader& reader, std::string_view argument, Options& options)
+{
+    DetectOptions& detect = options.detect;
+    if (argument == "--kinds")
+        readKinds(reader, argument, detect.kinds);
+    else if (argument == "--faces")
+        detect.kinds.push_back(MetadataObjectType::face);
+    else if (argument == "--annotate")
+        detect.annotated = reader.text(argument);
+    else if (argument == "--seconds")
+        options.seconds = reader.positiveSeconds(argument);
+    else if (argument == "--orientation")
+        options.orientation = readOrientation(reader, argument);
+    else if (argument.starts_with("-") || !options.file.empty())
+        reader.failOption(argument, "detect");
+    else
+        options.file = argument;
+}
+
+void checkDetection(OptionReader& reader, Options& options)
+{
+    if (options.backend == Backend::simulated)
+        reader.fail("the simulated back end has nothing to look at: detect goes with --backend host");
+    else if (options.file.empty())
+        reader.fail("detect needs a picture, a video or a camera; see --help");
+    else if (options.back || options.front)
+        reader.fail("detect names its input itself: --back and --front go with other commands");
+    if (options.detect.kinds.empty())
+        options.detect.kinds = allBarcodes();
+}
+
 void readRepairArgument(OptionReader& reader, std::string_view argument, Options& options)
 {
     if (argument.starts_with("-") || !options.file.empty())
@@ -193,8 +257,7 @@ void readPictureArgument(
     OptionReader& reader, std::string_view argument, std::string_view command, Options& options)
 {
     if (argument == "--orientation" && options.command == Command::album)
-        options.orientation = static_cast<std::int64_t>(reader.number(argument, "a whole number from 1 to 8",
-            [](double value) { return value >= 1 && value <= 8 && value == std::floor(value); }));
+        options.orientation = readOrientation(reader, argument);
     else if (argument.starts_with("-") || !options.outputFile.empty())
         reader.failOption(argument, command);
     else if (options.file.empty())
@@ -219,7 +282,8 @@ void checkFiles(OptionReader& reader, std::string_view command, const Options& o
 
 std::string_view commandNames()
 {
-    return "devices, frames, still, record, repair, motion, asset, asset-still, thumbnail, image and album";
+    return "devices, frames, still, record, repair, detect, motion, asset, asset-still, thumbnail, image and "
+           "album";
 }
 
 void readCommand(OptionReader& reader, std::string_view name, Options& options)
@@ -248,6 +312,8 @@ void readCommand(OptionReader& reader, std::string_view name, Options& options)
             readStillOption(reader, *argument, options);
         else if (options.command == Command::record)
             readRecordOption(reader, *argument, options);
+        else if (options.command == Command::detect)
+            readDetectOption(reader, *argument, options);
         else if (options.command == Command::repair)
             readRepairArgument(reader, *argument, options);
         else if (options.command == Command::devices)
@@ -261,6 +327,8 @@ void readCommand(OptionReader& reader, std::string_view name, Options& options)
         reader.fail("still needs a file to write; see --help");
     if (options.command == Command::record)
         checkRecording(reader, options);
+    if (options.command == Command::detect)
+        checkDetection(reader, options);
     if (options.command == Command::motion)
         checkMotion(reader, options);
     else if (!options.needsCameras())

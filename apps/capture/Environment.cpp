@@ -177,14 +177,20 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
     host::HostConfiguration configuration{.motionLog = options.motion.log};
     if (options.location)
         configuration.location = *options.location;
-    if (options.command == Command::album)
+    if (options.command == Command::album || options.command == Command::detect)
         configuration.writeLine = [](std::string_view) { }; // what is to be said, the command says
     else if (options.json)
         configuration.writeLine = writeToStandardError;
     if (!options.needsCameras())
         return std::make_unique<HostEnvironment>(std::move(configuration));
-    configuration.backCamera = inputFor(options.back);
-    if (!options.back) {
+    if (options.command == Command::detect) {
+        configuration.writeReport = configuration.writeLine;
+        configuration.backCamera = host::HostInput{
+            .input = options.file, .sensorOrientation = options.detect.sensorOrientation, .repeats = false};
+    } else {
+        configuration.backCamera = inputFor(options.back);
+    }
+    if (!configuration.backCamera) {
         const std::vector<std::string> nodes = host::Host::videoNodes();
         configuration.backCamera = host::HostInput{.input = nodes.empty() ? defaultPattern : nodes.front()};
     }

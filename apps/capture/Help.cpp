@@ -35,6 +35,17 @@ Commands
     --overwrite               replace a file that is there
     --encoder NAME            of the FFmpeg libraries; repeated, the first that works (libx264, libopenh264, mpeg4)
   repair FILE                 complete a recording whose program was killed
+  detect INPUT                find codes and faces in a picture (JPEG, PNG, WebP, TIFF, HEIC), in a video, which is
+                              played once, or before a camera (as for --back), until interrupted or told otherwise
+    --kinds K,K,...           of codes: code39, code39Mod43, code93, code128, ean8, ean13, interleaved2of5, itf14,
+                              upce, aztec, dataMatrix, pdf417, qr, or all (all; with --faces alone none)
+    --faces                   the largest face
+    --annotate OUT.png        a picture of it with outlines and texts: of a video or a camera the frame when something
+                              was found last, perhaps one a little later than that in which it was, else the last
+    --seconds S               of a video or a camera: end after S seconds
+    --orientation 1..8        of a picture (its own): the way up to look for faces in and to draw it in
+                              Places are relative to the stored picture, 0 to 1 from its top left. Finding nothing is
+                              no failure.
   motion LOG|sensor           tell whether the device is held still and tilted far enough, of a log, or of
                               the sensors of this machine; each that the log has columns for, unless told
                               otherwise
@@ -81,6 +92,8 @@ Examples
   tamsel-capture --front /dev/video0 --json frames --camera front --seconds 5
   tamsel-capture motion walk.csv --plot walk.svg
   tamsel-capture --back clip.mp4 still photo.jpg --location nmea:walk.nmea --heading 45
+  tamsel-capture detect shelf.jpg --annotate shelf.png
+  tamsel-capture --json detect /dev/video0 --kinds ean13,qr --seconds 30
   tamsel-capture asset clip.mp4 --fast --contact-sheet sheet.png
 )";
 }

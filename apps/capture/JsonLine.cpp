@@ -1,5 +1,7 @@
 #include "JsonLine.h"
 
+#include "Utf8.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -9,51 +11,6 @@ namespace tamsel::capture {
 
 namespace {
 
-/// The length of the well-formed UTF-8 sequence (RFC 3629) at the start of `text`; 0 when there is none.
-std::size_t sequenceLength(std::string_view text)
-{
-    const auto byte = [&](std::size_t index) { return static_cast<unsigned char>(text[index]); };
-    const unsigned char first = byte(0);
-    const std::size_t length = first < 0x80 ? 1
-        : first >= 0xC2 && first <= 0xDF    ? 2
-        : first >= 0xE0 && first <= 0xEF    ? 3
-        : first >= 0xF0 && first <= 0xF4    ? 4
-                                            : 0;
-    if (length == 0 || length > text.size())
-        return 0;
-    for (std::size_t index = 1; index < length; ++index) {
-        if ((byte(index) & 0xC0U) != 0x80)
-            return 0;
-    }
-    if (length > 2) {
-        const unsigned char second = byte(1);
-        if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F)
-            || (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F))
-            return 0;
-    }
-    return length;
-}
-
-std::string quoted(std::string_view text)
-{
-    std::string result = "\"";
-    while (!text.empty()) {
-        const std::size_t length = sequenceLength(text);
-        const auto code = static_cast<unsigned char>(text.front());
-        if (length == 0) {
-            result += "\\ufffd";
-        } else if (code < 0x20 || code == '"' || code == '\\') {
-            std::array<char, 8> escaped{};
-            std::snprintf(escaped.data(), escaped.size(), "\\u%04x", code);
-            result += escaped.data();
-        } else {
-            result += text.substr(0, length);
-        }
-        text.remove_prefix(length == 0 ? 1 : length);
-    }
-    return result + '"';
-}
-
 std::string formatted(double value)
 {
     if (!std::isfinite(value))
@@ -62,19 +19,60 @@ std::string formatted(double value)
     return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr};
 }
 
+std::string formatted(std::span<const double> values)
+{
+    std::string list = "[";
+    for (std::size_t index = 0; index < values.size(); ++index)
+        list += (index == 0 ? "" : ", ") + formatted(values[index]);
+    return list + ']';
+}
+
+/// The value of a control character at the start of the text, also of those that take two bytes (C1).
+std::optional<unsigned> controlCharacter(std::string_view text)
+{
+    const auto first = static_cast<unsigned char>(text.front());
+    if (first < 0x20 || first == 0x7F)
+        return first;
+    if (first != 0xC2 || text.size() < 2)
+        return std::nullopt;
+    const auto second = static_cast<unsigned char>(text[1]);
+    return second >= 0x80 && second < 0xA0 ? std::optional<unsigned>(second) : std::nullopt;
+}
+
 } // namespace
+
+std::string jsonText(std::string_view text)
+{
+    std::string result = "\"";
+    while (!text.empty()) {
+        const std::size_t length = sequenceLength(text);
+        if (length == 0) {
+            result += "\\ufffd";
+        } else if (const auto control = controlCharacter(text)) {
+            std::array<char, 16> escaped{};
+            std::snprintf(escaped.data(), escaped.size(), "\\u%04x", *control);
+            result += escaped.data();
+        } else if (text.front() == '"' || text.front() == '\\') {
+            result += {'\\', text.front()};
+        } else {
+            result += text.substr(0, length);
+        }
+        text.remove_prefix(length == 0 ? 1 : length);
+    }
+    return result + '"';
+}
 
 void JsonLine::key(std::string_view key)
 {
     if (!members_.empty())
         members_ += ", ";
-    members_ += quoted(key) + ": ";
+    members_ += jsonText(key) + ": ";
 }
 
 JsonLine& JsonLine::text(std::string_view name, std::string_view value)
 {
     key(name);
-    members_ += quoted(value);
+    members_ += jsonText(value);
     return *this;
 }
 
@@ -107,6 +105,13 @@ JsonLine& JsonLine::number(std::string_view name, std::optional<double> value)
 JsonLine& JsonLine::numbers(std::string_view name, std::span<const double> values)
 {
     key(name);
+    members_ += formatted(values);
+    return *this;
+}
+
+JsonLine& JsonLine::pairs(std::string_view name, std::span<const std::array<double, 2>> values)
+{
+    key(name);
     members_ += '[';
     for (std::size_t index = 0; index < values.size(); ++index)
         members_ += (index == 0 ? "" : ", ") + formatted(values[index]);
@@ -125,6 +130,16 @@ JsonLine& JsonLine::object(std::string_view name, const JsonLine& value)
 {
     key(name);
     members_ += value.string();
+    return *this;
+}
+
+JsonLine& JsonLine::objects(std::string_view name, std::span<const JsonLine> values)
+{
+    key(name);
+    members_ += '[';
+    for (std::size_t index = 0; index < values.size(); ++index)
+        members_ += (index == 0 ? "" : ", ") + values[index].string();
+    members_ += ']';
     return *this;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -7,6 +8,9 @@
 #include <string_view>
 
 namespace tamsel::capture {
+
+/// The text as a JSON string: no control character stands in it as such, and U+FFFD for each byte that is no UTF-8.
+[[nodiscard]] std::string jsonText(std::string_view text);
 
 /// Builds one JSON object (RFC 8259) in one line.
 class JsonLine {
@@ -21,8 +25,10 @@ public:
     /// With the fewest digits that give the same number back; null when not finite or absent.
     JsonLine& number(std::string_view key, std::optional<double> value);
     JsonLine& numbers(std::string_view key, std::span<const double> values);
+    JsonLine& pairs(std::string_view key, std::span<const std::array<double, 2>> values);
     JsonLine& null(std::string_view key);
     JsonLine& object(std::string_view key, const JsonLine& value);
+    JsonLine& objects(std::string_view key, std::span<const JsonLine> values);
 
     /// An object without an event, to be nested.
     [[nodiscard]] static JsonLine nested() { return {}; }

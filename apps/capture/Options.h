@@ -1,13 +1,16 @@
 #pragma once
 
 #include <tamsel/camera/CameraConfiguration.h>
+#include <tamsel/metadata/MetadataObjectType.h>
 #include <tamsel/platform/AVCaptureDevice.h>
+#include <tamsel/platform/AVCaptureOutput.h>
 #include <tamsel/platform/UIDevice.h>
 
 #include <host/location/HostLocationSource.h>
 
 #include <engine/motion/MotionLog.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <expected>
 #include <memory>
@@ -32,7 +35,8 @@ enum class Command : std::uint8_t {
     still,
     record,
     repair,
-    album
+    album,
+    detect
 };
 
 /// What the command line asks of motion detection.
@@ -64,6 +68,25 @@ struct RecordOptions {
     std::vector<std::string> encoders; ///< empty: the best that is there
 };
 
+/// What is to be found in a picture, a video or before a camera.
+struct DetectOptions {
+    std::vector<MetadataObjectType> kinds; ///< of codes, and faces
+    std::optional<std::string> annotated; ///< a picture with what was found
+    /// Of the input, as far as it says so.
+    platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
+
+    [[nodiscard]] bool asksForCodes() const
+    {
+        return std::ranges::any_of(
+            kinds, [](MetadataObjectType kind) { return kind != MetadataObjectType::face; });
+    }
+    [[nodiscard]] bool asksForFaces() const
+    {
+        return std::ranges::any_of(
+            kinds, [](MetadataObjectType kind) { return kind == MetadataObjectType::face; });
+    }
+};
+
 /// What the command line asks for.
 struct Options {
     Backend backend = Backend::host;
@@ -84,9 +107,10 @@ struct Options {
     MotionOptions motion;
     StillOptions still;
     RecordOptions record;
+    DetectOptions detect;
     std::optional<host::HostLocationSource> location;
-    std::optional<std::int64_t> orientation; ///< of an album image, 1 to 8
-    std::string file; ///< a recording or a picture
+    std::optional<std::int64_t> orientation; ///< of a picture, 1 to 8
+    std::string file; ///< a recording, a picture, or what detection looks at
     std::string outputFile;
     bool fast = false;
 
@@ -105,7 +129,7 @@ struct Options {
     [[nodiscard]] bool needsCameras() const
     {
         return command == Command::devices || command == Command::frames || command == Command::still
-            || command == Command::record;
+            || command == Command::record || command == Command::detect;
     }
 };
 

@@ -1,10 +1,12 @@
 #include "AssetCommand.h"
+#include "DetectCommand.h"
 #include "Environment.h"
 #include "FramesCommand.h"
 #include "JsonLine.h"
 #include "MotionCommand.h"
 #include "Options.h"
 #include "PictureCommand.h"
+#include "PictureDetection.h"
 #include "RecordCommand.h"
 #include "RepairCommand.h"
 #include "StillCommand.h"
@@ -70,6 +72,15 @@ ExitStatus run(std::span<const char* const> arguments)
     }
     if (options->command == Command::repair)
         return repairRecording(*options);
+    if (options->command == Command::detect) {
+        if (!canDetect(options->detect)) {
+            std::fprintf(stderr, "tamsel-capture: faces cannot be detected by this build\n");
+            return ExitStatus::failed;
+        }
+        if (const auto status = detectInPicture(*options))
+            return *status;
+        options->detect.sensorOrientation = sensorOrientationOf(options->file);
+    }
     takeSignals(); // until here they end the program
     const auto environment = makeEnvironment(*options);
     if (!environment) {
@@ -90,6 +101,8 @@ ExitStatus run(std::span<const char* const> arguments)
         return std::make_shared<PictureCommand>(*options, **environment)->run();
     case Command::record:
         return std::make_shared<RecordCommand>(*options, **environment)->run();
+    case Command::detect:
+        return std::make_shared<DetectCommand>(*options, **environment)->run();
     case Command::still:
         return std::make_shared<StillCommand>(*options, **environment)->run();
     default:

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Console.h"
+#include "Options.h"
+
+#include <optional>
+
+namespace tamsel::capture {
+
+/// Whether the host knows all kinds that are asked for.
+[[nodiscard]] bool canDetect(const DetectOptions& options);
+
+/// Looks for codes and faces in a picture file. Absent when the input is no picture.
+[[nodiscard]] std::optional<ExitStatus> detectInPicture(const Options& options);
+
+} // namespace tamsel::capture

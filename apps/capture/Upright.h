@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Picture.h"
+
+#include <tamsel/platform/Geometry.h>
+
+namespace tamsel::capture {
+
+/// The orientation of a picture that a number of quarter turns, clockwise, brings upright.
+[[nodiscard]] platform::CGImagePropertyOrientation orientationAfter(int quarterTurns);
+
+/// The quarter turns, clockwise, that bring a picture upright, be it mirrored then or not: 0 to 3.
+[[nodiscard]] int quarterTurnsOf(platform::CGImagePropertyOrientation orientation);
+
+/// Where a point of a stored picture is in the upright one; both relative to their picture, 0 to 1.
+[[nodiscard]] platform::CGPoint uprightPoint(
+    platform::CGPoint stored, platform::CGImagePropertyOrientation orientation);
+
+[[nodiscard]] Picture uprightPicture(const Picture& stored, platform::CGImagePropertyOrientation orientation);
+
+} // namespace tamsel::capture
