@@ -19,6 +19,8 @@ using Case = MetadataObjectType::Case;
 
 /// Linear codes that are looked for on one picture.
 constexpr int linearCodeLimit = 32;
+/// Of lines that read as codes and are none: each costs a look at the whole picture.
+constexpr int rejectionLimit = 4;
 constexpr int middleSize = 640;
 /// In pixels; what is shorter is a line of noise that happens to read as a code.
 constexpr double shortestBars = 6;
@@ -185,9 +187,8 @@ std::vector<FoundCode> CodeReader::readMatrixCodes(
         const std::optional<MetadataObjectType> kind = kindOf(read);
         if (!kind)
             continue;
-        const auto& [topLeft, topRight, bottomRight, bottomLeft] = read.corners;
-        if (read.symbology == Symbology::pdf417 && hasRowsUpwards(picture, read.corners))
-            read.corners = {bottomLeft, bottomRight, topRight, topLeft};
+        if (read.symbology == Symbology::pdf417)
+            read.corners = inOwnOrder(picture, read.corners);
         found.push_back({*kind, read.corners, std::move(read.text)});
     }
     return found;
@@ -196,7 +197,8 @@ std::vector<FoundCode> CodeReader::readMatrixCodes(
 std::vector<FoundCode> CodeReader::readLinearCodes(LumaPicture& picture) const
 {
     std::vector<FoundCode> found;
-    for (int count = 0; count < linearCodeLimit; ++count) {
+    int rejected = 0;
+    for (int count = 0; count < linearCodeLimit && rejected < rejectionLimit; ++count) {
         std::vector<CodeRead> reads = readWithZXing(picture, wholeOf(picture), linear_);
         if (reads.empty())
             break;
@@ -207,6 +209,7 @@ std::vector<FoundCode> CodeReader::readLinearCodes(LumaPicture& picture) const
             {(topRight.x + bottomRight.x) / 2, (topRight.y + bottomRight.y) / 2});
         if (!outline.hasQuietZones(picture, quietZone(read))) {
             outline.eraseLine(picture);
+            ++rejected;
             continue;
         }
         const std::optional<MetadataObjectType> kind = kindOf(read);

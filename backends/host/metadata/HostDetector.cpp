@@ -2,13 +2,19 @@
 
 #include <host/metadata/CodeReader.h>
 #include <host/metadata/CodeSearch.h>
+#ifdef TAMSEL_FACES
+#include <host/metadata/FaceFinder.h>
+#include <host/metadata/FaceTracks.h>
+#endif
 
 #include <tamsel/metadata/MetadataObjectType.h>
 
 #include <libyuv/convert_from_argb.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -30,12 +36,62 @@ std::vector<MetadataObjectType> codesAmong(const std::vector<AVMetadataObjectTyp
     return kinds;
 }
 
+bool hasFace(const std::vector<AVMetadataObjectType>& types)
+{
+    return std::ranges::find(types, MetadataObjectType(MetadataObjectType::face).rawValue()) != types.end();
+}
+
+#ifdef TAMSEL_FACES
+/// The faces of a stream.
+class FaceLook {
+public:
+    explicit FaceLook(HostDetector::Effort effort) : effort_(effort) { }
+
+    [[nodiscard]] AVMetadataObjects find(
+        const LumaPicture& picture, int quarterTurns, std::chrono::nanoseconds captureTime)
+    {
+        std::vector<FaceBounds> bounds;
+        for (const FoundFace& face : effort_ == HostDetector::Effort::live
+                ? finder_.find(picture, quarterTurns)
+                : finder_.search(picture, quarterTurns))
+            bounds.push_back(face.bounds);
+        AVMetadataObjects faces;
+        const std::vector<std::int64_t> identifiers = tracks_.identify(bounds, captureTime);
+        for (std::size_t index = 0; index < bounds.size(); ++index) {
+            const FaceBounds& face = bounds[index];
+            const CGRect relative{{face.left / picture.width, face.top / picture.height},
+                {face.width / picture.width, face.height / picture.height}};
+            faces.push_back(std::make_shared<AVMetadataFaceObject>(relative, identifiers[index]));
+        }
+        return faces;
+    }
+
+private:
+    const HostDetector::Effort effort_;
+    FaceFinder finder_;
+    FaceTracks tracks_;
+};
+#else
+class FaceLook {
+public:
+    explicit FaceLook(HostDetector::Effort /*effort*/) { }
+    [[nodiscard]] AVMetadataObjects find(
+        const LumaPicture& /*picture*/, int /*quarterTurns*/, std::chrono::nanoseconds /*captureTime*/)
+    {
+        return {};
+    }
+};
+#endif
+
 class HostDetection final : public engine::MetadataDetection {
 public:
     HostDetection(const std::vector<AVMetadataObjectType>& types, HostDetector::Effort effort)
-        : codes_(codesAmong(types)),
+        : hasCodes_(!codesAmong(types).empty()),
+          codes_(codesAmong(types)),
           effort_(effort)
     {
+        if (hasFace(types))
+            faces_.emplace(effort);
     }
 
     void take(const Frame& frame) override
@@ -47,15 +103,20 @@ public:
         libyuv::ARGBToJ400(reinterpret_cast<const std::uint8_t*>(pixels.baseAddress()),
             static_cast<int>(pixels.bytesPerRow()), picture_.pixels.data(), picture_.width, picture_.width,
             picture_.height);
+        quarterTurns_ = frame.quarterTurns;
+        captureTime_ = frame.captureTime;
     }
 
     AVMetadataObjects detect() override
     {
         AVMetadataObjects objects;
-        // Reading codes paints over the picture.
-        for (FoundCode& code : effort_ == HostDetector::Effort::live
-                ? codes_.read(picture_)
-                : searchCodes(codes_, std::move(picture_))) {
+        if (faces_)
+            objects = faces_->find(picture_, quarterTurns_, captureTime_);
+        if (!hasCodes_)
+            return objects;
+        // After the faces: reading codes paints over the picture.
+        for (FoundCode& code :
+            effort_ == HostDetector::Effort::live ? codes_.read(picture_) : searchCodes(codes_, picture_)) {
             std::vector<CGPoint> corners;
             for (const PicturePoint& corner : code.corners)
                 corners.push_back(relative(corner));
@@ -72,9 +133,13 @@ private:
             std::clamp(point.x / picture_.width, 0.0, 1.0), std::clamp(point.y / picture_.height, 0.0, 1.0)};
     }
 
+    const bool hasCodes_;
     const CodeReader codes_;
     const HostDetector::Effort effort_;
+    std::optional<FaceLook> faces_;
     LumaPicture picture_;
+    int quarterTurns_ = 0;
+    std::chrono::nanoseconds captureTime_{};
 };
 
 } // namespace
@@ -84,6 +149,9 @@ std::vector<AVMetadataObjectType> HostDetector::detectableTypes() const
     std::vector<AVMetadataObjectType> types;
     for (const MetadataObjectType kind : allBarcodes())
         types.emplace_back(kind.rawValue());
+#ifdef TAMSEL_FACES
+    types.emplace_back(MetadataObjectType(MetadataObjectType::face).rawValue());
+#endif
     return types;
 }
 

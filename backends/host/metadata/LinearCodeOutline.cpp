@@ -17,6 +17,7 @@ constexpr int shiftLimit = 3;
 constexpr int missesAllowed = 2;
 /// Of two lines of the same bars.
 constexpr double sameBars = 0.6;
+constexpr double stillLike = 0.85;
 
 /// A picture, with its axes exchanged or not.
 class Lines {
@@ -87,6 +88,24 @@ public:
         return energy * 16 < energy_ ? 0 : product / std::sqrt(energy * energy_);
     }
 
+    /// Bars that converge, or light that changes, make lines differ the more the further they are apart.
+    void adapt(int line, int shift)
+    {
+        constexpr double part = 0.3;
+        double sum = 0;
+        int along = start_ + shift;
+        for (std::size_t index = 0; index < samples_.size(); ++index, along += stride_)
+            sum += lines_.at(along, line);
+        const double mean = sum / static_cast<double>(samples_.size());
+        along = start_ + shift;
+        energy_ = 0;
+        for (double& sample : samples_) {
+            sample += part * (lines_.at(along, line) - mean - sample);
+            energy_ += sample * sample;
+            along += stride_;
+        }
+    }
+
 private:
     const Lines& lines_;
     int start_;
@@ -100,7 +119,7 @@ struct BarEnd {
     double shift;
 };
 
-BarEnd follow(const Lines& lines, const BarPattern& pattern, int line, int direction)
+BarEnd follow(const Lines& lines, BarPattern pattern, int line, int direction)
 {
     BarEnd end{line, 0};
     double slope = 0;
@@ -129,6 +148,8 @@ BarEnd follow(const Lines& lines, const BarPattern& pattern, int line, int direc
         const int steps = std::abs(next - line) / lineStep;
         slope = static_cast<double>(bestShift) / steps;
         expected = bestShift;
+        if (best < stillLike)
+            pattern.adapt(next, bestShift);
         end = {next, static_cast<double>(bestShift)};
     }
     return end;

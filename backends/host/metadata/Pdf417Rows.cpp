@@ -78,9 +78,8 @@ std::optional<int> clusterOf(const std::vector<int>& runs)
     return cluster % 3 == 0 ? std::optional(cluster) : std::nullopt;
 }
 
-} // namespace
-
-bool hasRowsUpwards(const LumaPicture& picture, const Quadrilateral& corners)
+/// By how many more steps from one row to the next the rows run from top to bottom than from bottom to top.
+int rowsDownwards(const LumaPicture& picture, const Quadrilateral& corners)
 {
     const auto& [topLeft, topRight, bottomRight, bottomLeft] = corners;
     const int lines = static_cast<int>(std::hypot(bottomLeft.x - topLeft.x, bottomLeft.y - topLeft.y));
@@ -98,7 +97,22 @@ bool hasRowsUpwards(const LumaPicture& picture, const Quadrilateral& corners)
             downwards += (*cluster - *previous + 9) % 9 == 3 ? 1 : -1;
         previous = cluster;
     }
-    return downwards < 0;
+    return downwards;
+}
+
+} // namespace
+
+Quadrilateral inOwnOrder(const LumaPicture& picture, const Quadrilateral& corners)
+{
+    const auto& [topLeft, topRight, bottomRight, bottomLeft] = corners;
+    const std::array<Quadrilateral, 4> orders{{
+        corners,
+        {bottomLeft, bottomRight, topRight, topLeft},
+        {bottomRight, bottomLeft, topLeft, topRight},
+        {topRight, topLeft, bottomLeft, bottomRight},
+    }};
+    return *std::ranges::max_element(
+        orders, {}, [&](const Quadrilateral& order) { return rowsDownwards(picture, order); });
 }
 
 } // namespace tamsel::host

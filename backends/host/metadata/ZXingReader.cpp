@@ -68,7 +68,7 @@ std::vector<CodeRead> readWithZXing(
                 continue;
             CodeRead read{.symbology = *symbology, .corners = {}, .text = result.text()};
             for (std::size_t index = 0; index < read.corners.size(); ++index) {
-                const ZXing::PointI corner = result.position()[static_cast<int>(index)];
+                const ZXing::PointI corner = result.position()[index];
                 read.corners[index]
                     = {static_cast<double>(area.left + corner.x), static_cast<double>(area.top + corner.y)};
             }
