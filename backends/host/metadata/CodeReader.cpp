@@ -26,6 +26,8 @@ constexpr int middleSize = 640;
 constexpr double shortestBars = 6;
 /// In pixels, all closer looks at one picture together: bounds what a frame takes.
 constexpr std::int64_t closerLookLimit = 400'000;
+/// In degrees.
+constexpr double noticeableLean = 8;
 /// In degrees; what is less disturbs no reading.
 constexpr double noticeableTilt = 3;
 
@@ -67,8 +69,13 @@ PictureArea wholeOf(const LumaPicture& picture)
     return {0, 0, picture.width, picture.height};
 }
 
+PicturePoint middleOf(PictureArea area)
+{
+    return {(area.left + area.right) / 2.0, (area.top + area.bottom) / 2.0};
+}
+
 /// Of a picture, what a code that somebody points a camera at covers.
-PictureArea middleOf(PictureArea whole)
+PictureArea middlePart(PictureArea whole)
 {
     const int width = std::min(whole.width(), middleSize);
     const int height = std::min(whole.height(), middleSize);
@@ -77,10 +84,12 @@ PictureArea middleOf(PictureArea whole)
     return {left, top, left + width, top + height};
 }
 
-/// Symbols in a small area have small modules, which are found less well.
-double closerScale(PictureArea area)
+/// Symbols in a small area have small modules, which are found less well. 1 for a large area.
+double enlargement(PictureArea area)
 {
-    return area.size() < 50'000 ? 3 : area.size() < 200'000 ? 2 : 1;
+    constexpr double enoughPixels = 260'000;
+    const double scale = std::min(3.0, std::sqrt(enoughPixels / static_cast<double>(area.size())));
+    return scale < 1.4 ? 1 : scale;
 }
 
 /// Like the symbols that have to be looked at in a mirror.
@@ -207,7 +216,7 @@ std::vector<FoundCode> CodeReader::readLinearCodes(LumaPicture& picture) const
         const LinearCodeOutline outline(picture,
             {(topLeft.x + bottomLeft.x) / 2, (topLeft.y + bottomLeft.y) / 2},
             {(topRight.x + bottomRight.x) / 2, (topRight.y + bottomRight.y) / 2});
-        if (!outline.hasQuietZones(picture, quietZone(read))) {
+        if (!outline.hasQuietZones(picture, quietZone(read)) || !isConfirmed(picture, outline, read)) {
             outline.eraseLine(picture);
             ++rejected;
             continue;
@@ -220,35 +229,56 @@ std::vector<FoundCode> CodeReader::readLinearCodes(LumaPicture& picture) const
     return found;
 }
 
+/// Lines across leaning bars read wrong more often, and no check character is proof against that. So such a code is read once
+/// more from a view in which it stands upright.
+bool CodeReader::isConfirmed(
+    const LumaPicture& picture, const LinearCodeOutline& outline, const CodeRead& read) const
+{
+    const double lean = outline.barsLean();
+    if (std::abs(lean) < noticeableLean)
+        return true;
+    PictureView view(picture, surroundingsOf(picture, outline.corners()), {.degrees = -lean});
+    const std::vector<CodeRead> again
+        = readWithZXing(view.picture(), wholeOf(view.picture()), {read.symbology});
+    return !again.empty() && again.front().text == read.text;
+}
+
 /// At the codes that ZXing finds only in the middle of what it is given, only straight, or only when they are not mirrored.
 void CodeReader::lookCloser(const LumaPicture& picture, std::vector<FoundCode>& found) const
 {
     const PictureArea whole = wholeOf(picture);
-    addNew(found, readMatrixCodes(picture, middleOf(whole), centred_));
+    addNew(found, readMatrixCodes(picture, middlePart(whole), centred_));
     std::int64_t left = closerLookLimit;
-    for (const PictureArea& area : busyAreas(picture)) {
-        const PicturePoint middle{(area.left + area.right) / 2.0, (area.top + area.bottom) / 2.0};
-        const double scale = closerScale(area);
-        const auto cost = static_cast<std::int64_t>(static_cast<double>(area.size()) * scale * scale);
-        if (cost > left || isThere(found, middle))
-            continue;
-        const std::optional<double> tilt = tiltOf(picture, area);
-        if (!tilt)
-            continue;
-        left -= cost;
-        const bool isTilted = std::abs(*tilt) >= noticeableTilt;
-        PictureView view(picture, area, {.scale = scale, .degrees = -*tilt});
-        std::vector<FoundCode> seen
-            = readMatrixCodes(view.picture(), wholeOf(view.picture()), isTilted ? matrix_ : centred_);
-        if (seen.empty() && isTilted)
-            seen = readLinearCodes(view.picture());
-        addNew(found, seenIn(view, std::move(seen)));
-        if (isThere(found, middle) || oneSided_.empty() || !isAboutSquare(area))
-            continue;
-        PictureView mirror(picture, area, {.scale = scale, .degrees = -*tilt, .isMirrored = true});
-        addNew(
-            found, seenIn(mirror, readMatrixCodes(mirror.picture(), wholeOf(mirror.picture()), oneSided_)));
+    const std::vector<PictureArea> areas = busyAreas(picture);
+    for (const bool isEnlarged : {false, true}) {
+        for (const PictureArea& area : areas) {
+            const double scale = isEnlarged ? enlargement(area) : 1;
+            const auto size = static_cast<std::int64_t>(static_cast<double>(area.size()) * scale * scale);
+            if (size > left || (isEnlarged && scale == 1) || isThere(found, middleOf(area)))
+                continue;
+            const std::optional<double> tilt = tiltOf(picture, area);
+            if (!tilt)
+                continue;
+            left -= size;
+            addNew(found, lookAt(picture, area, {.scale = scale, .degrees = -*tilt}));
+        }
     }
+}
+
+std::vector<FoundCode> CodeReader::lookAt(const LumaPicture& picture, PictureArea area, ViewAngle angle) const
+{
+    const bool isTilted = std::abs(angle.degrees) >= noticeableTilt;
+    PictureView view(picture, area, angle);
+    std::vector<FoundCode> seen
+        = readMatrixCodes(view.picture(), wholeOf(view.picture()), isTilted ? matrix_ : centred_);
+    // Where bars are fine and blurred by the turn, more than a few would read wrong.
+    if (seen.empty() && isTilted && angle.scale == enlargement(area))
+        seen = readLinearCodes(view.picture());
+    if (!seen.empty() || angle.scale != 1 || oneSided_.empty() || !isAboutSquare(area))
+        return seenIn(view, std::move(seen));
+    angle.isMirrored = true;
+    PictureView mirror(picture, area, angle);
+    return seenIn(mirror, readMatrixCodes(mirror.picture(), wholeOf(mirror.picture()), oneSided_));
 }
 
 std::vector<FoundCode> seenIn(const PictureView& view, std::vector<FoundCode> codes)

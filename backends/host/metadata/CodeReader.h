@@ -1,5 +1,6 @@
 #pragma once
 
+#include <host/metadata/LinearCodeOutline.h>
 #include <host/metadata/LumaPicture.h>
 #include <host/metadata/PictureView.h>
 #include <host/metadata/Quadrilateral.h>
@@ -37,7 +38,11 @@ private:
     [[nodiscard]] std::vector<FoundCode> readMatrixCodes(
         const LumaPicture& picture, PictureArea area, const std::vector<Symbology>& symbologies) const;
     [[nodiscard]] std::vector<FoundCode> readLinearCodes(LumaPicture& picture) const;
+    [[nodiscard]] bool isConfirmed(
+        const LumaPicture& picture, const LinearCodeOutline& outline, const CodeRead& read) const;
     void lookCloser(const LumaPicture& picture, std::vector<FoundCode>& found) const;
+    [[nodiscard]] std::vector<FoundCode> lookAt(
+        const LumaPicture& picture, PictureArea area, ViewAngle angle) const;
 
     const std::vector<MetadataObjectType> kinds_;
     std::vector<Symbology> linear_;

@@ -14,11 +14,24 @@ namespace {
 
 /// Larger pictures are only looked at as they stand and then smaller: their codes are large enough.
 constexpr std::int64_t largePicture = 2'500'000;
-/// What is to be looked at larger.
-constexpr std::int64_t smallPicture = 700'000;
-constexpr std::int64_t tinyPicture = 100'000;
+/// Codes in larger areas have modules that are large enough.
+constexpr double largeView = 1'500'000;
+/// What can be read twice without thinking of the time.
+constexpr std::int64_t smallArea = 700'000;
 /// Smaller, there is hardly a code.
 constexpr int smallestSide = 60;
+
+/// For codes that stand out, away from how they are tilted. Perspective leaves some of them a little askew.
+constexpr std::array<ViewAngle, 8> closerAngles{{
+    {.scale = 2},
+    {.scale = 3},
+    {.scale = 1.5},
+    {},
+    {.scale = 2, .degrees = 3},
+    {.scale = 2, .degrees = -3},
+    {.scale = 1.5, .degrees = 3},
+    {.scale = 1.5, .degrees = -3},
+}};
 
 /// For codes that do not stand out. Linear codes read at up to some ten degrees, so steps of 15 leave no gap.
 constexpr std::array<ViewAngle, 7> angles{{
@@ -46,21 +59,31 @@ public:
     {
         PictureView view(picture_, area, angle);
         view.picture() = evened(view.picture());
-        std::vector<FoundCode> codes = reader_.read(view.picture());
-        codes = seenIn(view, std::move(codes));
-        for (const FoundCode& code : codes)
+        add(seenIn(view, reader_.read(view.picture())), angle);
+    }
+    /// What was seen from an angle.
+    void add(std::vector<FoundCode> codes, ViewAngle angle)
+    {
+        for (FoundCode& code : codes) {
+            if (!isConfirmed(code, angle))
+                continue;
             cover(picture_, grown(code.corners, 1.1));
-        addNew(found_, std::move(codes));
+            addIfNew(found_, std::move(code));
+        }
     }
     void lookAtBusyAreas()
     {
         for (const PictureArea& area : busyAreas(picture_)) {
             const double tilt = tiltOf(picture_, area).value_or(0);
-            look(area, {.degrees = -tilt});
-            if (area.size() <= smallPicture)
-                look(area, {.scale = 2, .degrees = -tilt});
-            if (area.size() <= tinyPicture)
-                look(area, {.scale = 3, .degrees = -tilt});
+            for (const ViewAngle angle : closerAngles) {
+                const double size = static_cast<double>(area.size()) * angle.scale * angle.scale;
+                if (size > largeView && angle.scale > 1)
+                    continue;
+                const std::size_t before = found_.size();
+                look(area, {.scale = angle.scale, .degrees = angle.degrees - tilt});
+                if (found_.size() > before)
+                    break;
+            }
         }
     }
     void lookAround()
@@ -75,6 +98,19 @@ public:
     [[nodiscard]] std::vector<FoundCode>& found() { return found_; }
 
 private:
+    /// Linear codes have so little redundancy that fine bars, blurred by a turn, may read as another code. They have to read
+    /// the same at twice the size.
+    [[nodiscard]] bool isConfirmed(const FoundCode& code, ViewAngle angle) const
+    {
+        const PictureArea area = surroundingsOf(picture_, code.corners);
+        if (MetadataObjectType::Case(code.kind) >= MetadataObjectType::aztec || area.size() > smallArea)
+            return true;
+        angle.scale = angle.scale == 2 ? 3 : 2;
+        PictureView view(picture_, area, angle);
+        return std::ranges::any_of(reader_.read(view.picture()),
+            [&](const FoundCode& again) { return again.kind == code.kind && again.text == code.text; });
+    }
+
     const CodeReader& reader_;
     LumaPicture& picture_;
     std::vector<FoundCode> found_;
@@ -85,9 +121,9 @@ private:
 std::vector<FoundCode> searchCodes(const CodeReader& reader, LumaPicture picture)
 {
     LumaPicture straight = picture;
-    std::vector<FoundCode> found = reader.read(straight);
-    for (const FoundCode& code : found)
-        cover(picture, grown(code.corners, 1.1));
+    Search first(reader, picture);
+    first.add(reader.read(straight), {});
+    std::vector<FoundCode> found = std::move(first.found());
 
     for (double scale = 1; std::min(picture.width, picture.height) >= smallestSide; scale /= 2) {
         if (sizeOf(picture) <= largePicture) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numbers>
 #include <optional>
 #include <utility>
 
@@ -203,6 +204,16 @@ Quadrilateral LinearCodeOutline::corners() const
     const auto top = [&](const Bar& bar) { return toPicture(isTopLow ? bar.low : bar.high); };
     const auto bottom = [&](const Bar& bar) { return toPicture(isTopLow ? bar.high : bar.low); };
     return {top(first), top(last), bottom(last), bottom(first)};
+}
+
+double LinearCodeOutline::barsLean() const
+{
+    const auto slope = [](const Bar& bar) {
+        const double length = bar.high.across - bar.low.across;
+        return length > 0 ? (bar.high.along - bar.low.along) / length : 0;
+    };
+    const double lean = std::atan((slope(near_) + slope(far_)) / 2) * 180 / std::numbers::pi;
+    return isUpright_ ? lean : -lean;
 }
 
 bool LinearCodeOutline::hasQuietZones(const LumaPicture& picture, double part) const

@@ -20,6 +20,9 @@ public:
     /// From the code's own top left corner, clockwise in the code.
     [[nodiscard]] Quadrilateral corners() const;
 
+    /// How far the bars are turned from an axis of the picture, in degrees, counterclockwise, -45 to 45.
+    [[nodiscard]] double barsLean() const;
+
     /// Whether it is light before and after the code, over this part of the code's length, half way between its long sides.
     [[nodiscard]] bool hasQuietZones(const LumaPicture& picture, double part) const;
 

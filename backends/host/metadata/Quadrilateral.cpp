@@ -40,6 +40,16 @@ bool contains(const Quadrilateral& corners, PicturePoint point)
     return left == 0 || right == 0;
 }
 
+PictureArea surroundingsOf(const LumaPicture& picture, const Quadrilateral& corners)
+{
+    const Quadrilateral area = grown(corners, 1.2);
+    const auto [left, right] = std::ranges::minmax(area, {}, &PicturePoint::x);
+    const auto [top, bottom] = std::ranges::minmax(area, {}, &PicturePoint::y);
+    return {std::max(0, static_cast<int>(left.x)), std::max(0, static_cast<int>(top.y)),
+        std::min(picture.width, static_cast<int>(right.x) + 1),
+        std::min(picture.height, static_cast<int>(bottom.y) + 1)};
+}
+
 void cover(LumaPicture& picture, const Quadrilateral& corners)
 {
     const auto [top, bottom] = std::ranges::minmax(corners, {}, &PicturePoint::y);

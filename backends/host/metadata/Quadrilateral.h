@@ -14,6 +14,8 @@ using Quadrilateral = std::array<PicturePoint, 4>;
 [[nodiscard]] Quadrilateral grown(const Quadrilateral& corners, double factor);
 /// For those that are convex.
 [[nodiscard]] bool contains(const Quadrilateral& corners, PicturePoint point);
+/// The part of a picture in which it is, with a margin.
+[[nodiscard]] PictureArea surroundingsOf(const LumaPicture& picture, const Quadrilateral& corners);
 /// Covers it with white, with the pixels that it cuts.
 void cover(LumaPicture& picture, const Quadrilateral& corners);
 
