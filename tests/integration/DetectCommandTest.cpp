@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace tamsel::tests {
@@ -299,5 +300,31 @@ TEST(DetectCommand, SaysInOneLineWhatItCannotDo)
         EXPECT_EQ(count(failed.errors, "\n"), 1U) << failed.errors;
     }
 }
+
+#ifdef TAMSEL_FACES
+TEST(DetectCommand, FindsAFaceUprightAndWhereverTheExifDataSaysItIsUp)
+{
+    const ScratchFolder folder;
+    const std::string portrait = std::string(TAMSEL_TEST_DATA).append("/face/astronaut_grey.jpg");
+    const Pixels upright = pixelsOf(portrait);
+    // Stored on its side, 6 says that it is to be turned clockwise.
+    const std::string file = folder.file("turned.jpg");
+    writeFile(file, jpegFile(uprightPicture(upright, 8), 6));
+    for (const auto& [picture, x, y] : {std::tuple(portrait, 0.44, 0.25), std::tuple(file, 0.25, 0.56)}) {
+        const Outcome found = outcomeOf("--json detect --faces '" + picture + "'");
+        std::array<double, 4> bounds{};
+        ASSERT_EQ(std::sscanf(found.output.c_str(), R"({"event": "face", "bounds": [%lf, %lf, %lf, %lf]})",
+                      &bounds[0], &bounds[1], &bounds[2], &bounds[3]),
+            4)
+            << found.output;
+        EXPECT_NEAR(bounds[0] + bounds[2] / 2, x, 0.05);
+        EXPECT_NEAR(bounds[1] + bounds[3] / 2, y, 0.05);
+        EXPECT_EQ(count(found.output, "\n"), 1U);
+    }
+    const Outcome none = outcomeOf("--json detect --faces '" + fixture("sheet") + "'");
+    EXPECT_EQ(none.status, 0);
+    EXPECT_EQ(none.output, "");
+}
+#endif
 
 } // namespace tamsel::tests
