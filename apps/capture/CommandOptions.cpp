@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <ranges>
 #include <utility>
 
@@ -196,7 +197,7 @@ void readKinds(OptionReader& reader, std::string_view option, std::vector<Metada
 {
     const std::string given = reader.text(option);
     if (given == "all") {
-        kinds = allBarcodes();
+        std::ranges::copy(allBarcodes(), std::back_inserter(kinds));
         return;
     }
     for (const auto part : std::views::split(given, ',')) {

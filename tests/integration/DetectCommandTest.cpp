@@ -324,6 +324,10 @@ TEST(DetectCommand, FindsAFaceUprightAndWhereverTheExifDataSaysItIsUp)
     const Outcome none = outcomeOf("--json detect --faces '" + fixture("sheet") + "'");
     EXPECT_EQ(none.status, 0);
     EXPECT_EQ(none.output, "");
+    for (const char* both : {"--faces --kinds all", "--kinds all --faces"})
+        EXPECT_EQ(
+            count(outcomeOf(std::string("--json detect ") + both + " '" + portrait + "'").output, "face"), 1U)
+            << both;
 }
 #endif
 
