@@ -30,6 +30,8 @@ namespace {
 constexpr nanoseconds forEver = 24h * 365;
 /// The look that is under way when a video ends is over by then.
 constexpr nanoseconds lookLimit = 500ms;
+/// The first look makes what finds faces; on a busy machine a short video ends before that.
+constexpr nanoseconds firstLookLimit = 2s;
 constexpr nanoseconds finishLimit = 1min;
 
 } // namespace
@@ -91,6 +93,8 @@ void DetectCommand::sourceManagerDidDetect(
 
 void DetectCommand::beginBatch()
 {
+    hasFound_ = true;
+    waiter_.wake();
     if (foundFrame_ == lastFrame_)
         return; // a face comes before the codes of its batch
     foundFrame_ = lastFrame_;
@@ -103,8 +107,10 @@ void DetectCommand::watch()
     const nanoseconds length = options_.seconds
         ? std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(*options_.seconds))
         : forEver;
-    if (waiter_.waitFor(length, [this] { return isOver_.load(); }))
-        (void)waiter_.waitFor(lookLimit, [] { return false; });
+    if (!waiter_.waitFor(length, [this] { return isOver_.load(); }))
+        return;
+    const bool hadFound = hasFound_;
+    (void)waiter_.waitFor(hadFound ? lookLimit : firstLookLimit, [&] { return !hadFound && hasFound_; });
 }
 
 void DetectCommand::writeAnnotated()

@@ -45,6 +45,7 @@ private:
     const std::shared_ptr<platform::DispatchQueue> responseQueue_;
     std::shared_ptr<OvriSourceManager> manager_;
     std::atomic<bool> isOver_ = false; ///< the session cannot go on
+    std::atomic<bool> hasFound_ = false;
     std::atomic<bool> isFinished_ = false;
 
     // Of the response queue.

@@ -9,8 +9,8 @@ namespace tamsel::host {
 
 namespace {
 
-/// Of the nice values, where 0 is everybody's and 19 the last.
-constexpr int nicety = 5;
+/// Of the nice values, where 0 is everybody's and 19 the last. With more, a busy machine leaves too little.
+constexpr int nicety = 2;
 
 } // namespace
 
