@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <iterator>
 #include <utility>
 
 namespace tamsel::host {
@@ -62,11 +61,6 @@ std::optional<Symbology> symbologyOf(MetadataObjectType kind)
         break;
     }
     return std::nullopt;
-}
-
-PictureArea wholeOf(const LumaPicture& picture)
-{
-    return {0, 0, picture.width, picture.height};
 }
 
 PicturePoint middleOf(PictureArea area)
@@ -137,12 +131,12 @@ CodeReader::CodeReader(std::vector<MetadataObjectType> kinds) : kinds_(std::move
         if (!symbology)
             continue;
         const bool isQr = *symbology == Symbology::qr;
-        if (isLinear(*symbology))
+        if (isLinear(*symbology)) {
             add(linear_, *symbology);
-        else
-            add(isQr || *symbology == Symbology::pdf417 ? anywhere_ : centred_, *symbology);
-        if (!isLinear(*symbology))
-            add(matrix_, *symbology);
+            continue;
+        }
+        add(matrix_, *symbology);
+        add(isQr || *symbology == Symbology::pdf417 ? anywhere_ : centred_, *symbology);
         if (isQr || *symbology == Symbology::aztec)
             add(oneSided_, *symbology);
     }
@@ -178,7 +172,7 @@ std::optional<MetadataObjectType> CodeReader::kindOf(const CodeRead& read) const
 
 std::vector<FoundCode> CodeReader::read(LumaPicture& picture) const
 {
-    std::vector<FoundCode> found = readMatrixCodes(picture, wholeOf(picture), anywhere_);
+    std::vector<FoundCode> found = readMatrixCodes(picture, picture.whole(), anywhere_);
     // What is known is covered, so that no line of it reads as a linear code and none is looked at twice.
     for (const FoundCode& code : found)
         cover(picture, code.corners);
@@ -208,7 +202,7 @@ std::vector<FoundCode> CodeReader::readLinearCodes(LumaPicture& picture) const
     std::vector<FoundCode> found;
     int rejected = 0;
     for (int count = 0; count < linearCodeLimit && rejected < rejectionLimit; ++count) {
-        std::vector<CodeRead> reads = readWithZXing(picture, wholeOf(picture), linear_);
+        std::vector<CodeRead> reads = readWithZXing(picture, picture.whole(), linear_);
         if (reads.empty())
             break;
         CodeRead& read = reads.front();
@@ -239,28 +233,30 @@ bool CodeReader::isConfirmed(
         return true;
     PictureView view(picture, surroundingsOf(picture, outline.corners()), {.degrees = -lean});
     const std::vector<CodeRead> again
-        = readWithZXing(view.picture(), wholeOf(view.picture()), {read.symbology});
+        = readWithZXing(view.picture(), view.picture().whole(), {read.symbology});
     return !again.empty() && again.front().text == read.text;
 }
 
 /// At the codes that ZXing finds only in the middle of what it is given, only straight, or only when they are not mirrored.
 void CodeReader::lookCloser(const LumaPicture& picture, std::vector<FoundCode>& found) const
 {
-    const PictureArea whole = wholeOf(picture);
-    addNew(found, readMatrixCodes(picture, middlePart(whole), centred_));
+    addNew(found, readMatrixCodes(picture, middlePart(picture.whole()), centred_));
+    std::vector<std::pair<PictureArea, double>> tilted;
+    for (const PictureArea& area : busyAreas(picture)) {
+        if (area.size() > closerLookLimit)
+            continue;
+        if (const std::optional<double> tilt = tiltOf(picture, area))
+            tilted.emplace_back(area, *tilt);
+    }
     std::int64_t left = closerLookLimit;
-    const std::vector<PictureArea> areas = busyAreas(picture);
     for (const bool isEnlarged : {false, true}) {
-        for (const PictureArea& area : areas) {
+        for (const auto& [area, tilt] : tilted) {
             const double scale = isEnlarged ? enlargement(area) : 1;
             const auto size = static_cast<std::int64_t>(static_cast<double>(area.size()) * scale * scale);
             if (size > left || (isEnlarged && scale == 1) || isThere(found, middleOf(area)))
                 continue;
-            const std::optional<double> tilt = tiltOf(picture, area);
-            if (!tilt)
-                continue;
             left -= size;
-            addNew(found, lookAt(picture, area, {.scale = scale, .degrees = -*tilt}));
+            addNew(found, lookAt(picture, area, {.scale = scale, .degrees = -tilt}));
         }
     }
 }
@@ -270,7 +266,7 @@ std::vector<FoundCode> CodeReader::lookAt(const LumaPicture& picture, PictureAre
     const bool isTilted = std::abs(angle.degrees) >= noticeableTilt;
     PictureView view(picture, area, angle);
     std::vector<FoundCode> seen
-        = readMatrixCodes(view.picture(), wholeOf(view.picture()), isTilted ? matrix_ : centred_);
+        = readMatrixCodes(view.picture(), view.picture().whole(), isTilted ? matrix_ : centred_);
     // Where bars are fine and blurred by the turn, more than a few would read wrong.
     if (seen.empty() && isTilted && angle.scale == enlargement(area))
         seen = readLinearCodes(view.picture());
@@ -278,7 +274,7 @@ std::vector<FoundCode> CodeReader::lookAt(const LumaPicture& picture, PictureAre
         return seenIn(view, std::move(seen));
     angle.isMirrored = true;
     PictureView mirror(picture, area, angle);
-    return seenIn(mirror, readMatrixCodes(mirror.picture(), wholeOf(mirror.picture()), oneSided_));
+    return seenIn(mirror, readMatrixCodes(mirror.picture(), mirror.picture().whole(), oneSided_));
 }
 
 std::vector<FoundCode> seenIn(const PictureView& view, std::vector<FoundCode> codes)

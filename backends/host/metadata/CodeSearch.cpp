@@ -44,11 +44,6 @@ constexpr std::array<ViewAngle, 7> angles{{
     {.isInverted = true},
 }};
 
-std::int64_t sizeOf(const LumaPicture& picture)
-{
-    return PictureArea{0, 0, picture.width, picture.height}.size();
-}
-
 /// A search through one picture, on which what was found is covered.
 class Search {
 public:
@@ -88,11 +83,10 @@ public:
     }
     void lookAround()
     {
-        const PictureArea whole{0, 0, picture_.width, picture_.height};
         for (const ViewAngle angle : angles) {
             if (isOver())
                 break;
-            look(whole, angle);
+            look(picture_.whole(), angle);
         }
     }
     [[nodiscard]] std::vector<FoundCode>& found() { return found_; }
@@ -126,7 +120,7 @@ std::vector<FoundCode> searchCodes(const CodeReader& reader, LumaPicture picture
     std::vector<FoundCode> found = std::move(first.found());
 
     for (double scale = 1; std::min(picture.width, picture.height) >= smallestSide; scale /= 2) {
-        if (sizeOf(picture) <= largePicture) {
+        if (picture.whole().size() <= largePicture) {
             Search search(reader, picture);
             search.lookAtBusyAreas();
             search.lookAround();

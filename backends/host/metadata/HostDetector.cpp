@@ -86,10 +86,10 @@ public:
 class HostDetection final : public engine::MetadataDetection {
 public:
     HostDetection(const std::vector<AVMetadataObjectType>& types, HostDetector::Effort effort)
-        : hasCodes_(!codesAmong(types).empty()),
-          codes_(codesAmong(types)),
-          effort_(effort)
+        : effort_(effort)
     {
+        if (auto kinds = codesAmong(types); !kinds.empty())
+            codes_.emplace(std::move(kinds));
         if (hasFace(types))
             faces_.emplace(effort);
     }
@@ -112,11 +112,11 @@ public:
         AVMetadataObjects objects;
         if (faces_)
             objects = faces_->find(picture_, quarterTurns_, captureTime_);
-        if (!hasCodes_)
+        if (!codes_)
             return objects;
         // After the faces: reading codes paints over the picture.
         for (FoundCode& code :
-            effort_ == HostDetector::Effort::live ? codes_.read(picture_) : searchCodes(codes_, picture_)) {
+            effort_ == HostDetector::Effort::live ? codes_->read(picture_) : searchCodes(*codes_, picture_)) {
             std::vector<CGPoint> corners;
             for (const PicturePoint& corner : code.corners)
                 corners.push_back(relative(corner));
@@ -133,9 +133,8 @@ private:
             std::clamp(point.x / picture_.width, 0.0, 1.0), std::clamp(point.y / picture_.height, 0.0, 1.0)};
     }
 
-    const bool hasCodes_;
-    const CodeReader codes_;
     const HostDetector::Effort effort_;
+    std::optional<CodeReader> codes_;
     std::optional<FaceLook> faces_;
     LumaPicture picture_;
     int quarterTurns_ = 0;

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstddef>
 #include <numbers>
-#include <optional>
 #include <utility>
 
 namespace tamsel::host {
@@ -50,12 +49,9 @@ private:
 /// A few bars at one end of a code, as they look on the line on which it was read.
 class BarPattern {
 public:
-    BarPattern(const Lines& lines, int start, int end, int line)
-        : lines_(lines),
-          start_(start),
-          stride_(std::max(1, (end - start) / 96))
+    BarPattern(const Lines& lines, int start, int end, int line) : lines_(lines), start_(start)
     {
-        for (int along = start; along < end; along += stride_)
+        for (int along = start; along < end; ++along)
             samples_.push_back(lines.at(along, line));
         double sum = 0;
         for (const double sample : samples_)
@@ -70,7 +66,7 @@ public:
     /// The normalised cross-correlation with another line, on which the bars are moved by `shift`.
     [[nodiscard]] double likeness(int line, int shift) const
     {
-        const int last = start_ + shift + (static_cast<int>(samples_.size()) - 1) * stride_;
+        const int last = start_ + shift + static_cast<int>(samples_.size()) - 1;
         if (start_ + shift < 0 || last >= lines_.length())
             return 0;
         double sum = 0;
@@ -82,7 +78,7 @@ public:
             sum += value;
             squares += value * value;
             product += value * sample;
-            along += stride_;
+            ++along;
         }
         const double energy = squares - sum * sum / static_cast<double>(samples_.size());
         // Bars that have all but faded are no bars.
@@ -95,7 +91,7 @@ public:
         constexpr double part = 0.3;
         double sum = 0;
         int along = start_ + shift;
-        for (std::size_t index = 0; index < samples_.size(); ++index, along += stride_)
+        for (std::size_t index = 0; index < samples_.size(); ++index, ++along)
             sum += lines_.at(along, line);
         const double mean = sum / static_cast<double>(samples_.size());
         along = start_ + shift;
@@ -103,14 +99,13 @@ public:
         for (double& sample : samples_) {
             sample += part * (lines_.at(along, line) - mean - sample);
             energy_ += sample * sample;
-            along += stride_;
+            ++along;
         }
     }
 
 private:
     const Lines& lines_;
     int start_;
-    int stride_;
     std::vector<double> samples_;
     double energy_ = 0;
 };
@@ -248,18 +243,25 @@ bool LinearCodeOutline::hasQuietZones(const LumaPicture& picture, double part) c
 
 void LinearCodeOutline::eraseLine(LumaPicture& picture) const
 {
+    for (int line = line_ - 2; line <= line_ + 2; ++line)
+        coverLine(picture, line, near_.low.along, far_.low.along);
+}
+
+/// With white, as far as it is in the picture.
+void LinearCodeOutline::coverLine(LumaPicture& picture, int line, double from, double to) const
+{
     const int lineCount = isUpright_ ? picture.height : picture.width;
-    for (int line = std::max(0, line_ - 2); line < std::min(lineCount, line_ + 3); ++line) {
-        for (int along = static_cast<int>(near_.low.along); along < static_cast<int>(far_.low.along); ++along)
-            (isUpright_ ? picture.row(line)[along] : picture.row(along)[line]) = 255;
-    }
+    const int lineLength = isUpright_ ? picture.width : picture.height;
+    if (line < 0 || line >= lineCount)
+        return;
+    const int end = std::min(lineLength, static_cast<int>(to));
+    for (int along = std::max(0, static_cast<int>(from)); along < end; ++along)
+        (isUpright_ ? picture.row(line)[along] : picture.row(along)[line]) = 255;
 }
 
 void LinearCodeOutline::erase(LumaPicture& picture) const
 {
     constexpr double margin = 4;
-    const int lineCount = isUpright_ ? picture.height : picture.width;
-    const int lineLength = isUpright_ ? picture.width : picture.height;
     const auto edge = [](const Bar& bar, double across) {
         const double height = bar.high.across - bar.low.across;
         return height <= 0
@@ -268,12 +270,8 @@ void LinearCodeOutline::erase(LumaPicture& picture) const
     };
     const double low = std::min(near_.low.across, far_.low.across) - margin;
     const double high = std::max(near_.high.across, far_.high.across) + margin;
-    for (int line = std::max(0, static_cast<int>(low)); line < std::min<double>(lineCount, high); ++line) {
-        const int from = std::max(0, static_cast<int>(edge(near_, line) - margin));
-        const int to = std::min(lineLength, static_cast<int>(edge(far_, line) + margin));
-        for (int along = from; along < to; ++along)
-            (isUpright_ ? picture.row(line)[along] : picture.row(along)[line]) = 255;
-    }
+    for (int line = std::max(0, static_cast<int>(low)); line < high; ++line)
+        coverLine(picture, line, edge(near_, line) - margin, edge(far_, line) + margin);
 }
 
 } // namespace tamsel::host

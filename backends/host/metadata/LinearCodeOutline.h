@@ -43,6 +43,7 @@ private:
     };
 
     [[nodiscard]] PicturePoint toPicture(Place place) const;
+    void coverLine(LumaPicture& picture, int line, double from, double to) const;
 
     bool isUpright_ = true; ///< lines run along rows
     bool isReversed_ = false; ///< the code starts where `along` is greater

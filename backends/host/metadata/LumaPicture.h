@@ -6,19 +6,6 @@
 
 namespace tamsel::host {
 
-/// Brightness, a byte for each pixel, row after row without gaps.
-struct LumaPicture {
-    int width = 0;
-    int height = 0;
-    std::vector<std::uint8_t> pixels;
-
-    [[nodiscard]] std::uint8_t* row(int y) { return pixels.data() + static_cast<std::ptrdiff_t>(y) * width; }
-    [[nodiscard]] const std::uint8_t* row(int y) const
-    {
-        return pixels.data() + static_cast<std::ptrdiff_t>(y) * width;
-    }
-};
-
 /// A point of a picture, in pixels; the first pixel reaches from 0 to 1.
 struct PicturePoint {
     double x = 0;
@@ -35,6 +22,20 @@ struct PictureArea {
     [[nodiscard]] int width() const { return right - left; }
     [[nodiscard]] int height() const { return bottom - top; }
     [[nodiscard]] std::int64_t size() const { return static_cast<std::int64_t>(width()) * height(); }
+};
+
+/// Brightness, a byte for each pixel, row after row without gaps.
+struct LumaPicture {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint8_t> pixels;
+
+    [[nodiscard]] PictureArea whole() const { return {0, 0, width, height}; }
+    [[nodiscard]] std::uint8_t* row(int y) { return pixels.data() + static_cast<std::ptrdiff_t>(y) * width; }
+    [[nodiscard]] const std::uint8_t* row(int y) const
+    {
+        return pixels.data() + static_cast<std::ptrdiff_t>(y) * width;
+    }
 };
 
 } // namespace tamsel::host
