@@ -60,4 +60,13 @@ void Console::failAs(const std::string& kind, const std::optional<std::string>& 
     fail(kind + (reason ? ": " + *reason : ""));
 }
 
+ExitStatus Console::endSession(bool wasInterrupted)
+{
+    if (wasInterrupted) {
+        note("interrupted");
+        return ExitStatus::interrupted;
+    }
+    return hasFailed() ? ExitStatus::failed : ExitStatus::done;
+}
+
 } // namespace tamsel::capture

@@ -34,6 +34,8 @@ public:
     void fail(const MotionHelperError& error);
 
     [[nodiscard]] bool hasFailed() const { return hasFailed_; }
+    /// What the program returns after a session, which the person in front of it may have ended.
+    [[nodiscard]] ExitStatus endSession(bool wasInterrupted);
 
 private:
     void failAs(const std::string& kind, const std::optional<std::string>& reason);

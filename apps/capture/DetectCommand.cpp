@@ -120,7 +120,7 @@ void DetectCommand::writeAnnotated()
         console_.fail("no frame came, so there is no picture of one");
         return;
     }
-    const CGImagePropertyOrientation orientation = orientationAfter(engine::quarterTurns(
+    const CGImagePropertyOrientation orientation = engine::orientationAfter(engine::quarterTurns(
         options_.detect.sensorOrientation, videoOrientation(options_.interfaceOrientation)));
     std::vector<Finding> findings;
     if (foundFace_)
@@ -181,11 +181,7 @@ ExitStatus DetectCommand::run()
     });
     (void)waiter_.waitFor(finishLimit, [this] { return isFinished_.load(); });
     manager_ = nullptr;
-    if (waiter_.isInterrupted()) {
-        console_.note("interrupted");
-        return ExitStatus::interrupted;
-    }
-    return console_.hasFailed() ? ExitStatus::failed : ExitStatus::done;
+    return console_.endSession(waiter_.isInterrupted());
 }
 
 } // namespace tamsel::capture

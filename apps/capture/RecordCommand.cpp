@@ -192,11 +192,7 @@ ExitStatus RecordCommand::run()
         record();
     manager_->stopAllSessions();
     manager_ = nullptr;
-    if (waiter_.isInterrupted()) {
-        console_.note("interrupted");
-        return ExitStatus::interrupted;
-    }
-    return console_.hasFailed() ? ExitStatus::failed : ExitStatus::done;
+    return console_.endSession(waiter_.isInterrupted());
 }
 
 } // namespace tamsel::capture

@@ -1,19 +1,11 @@
 #include "Upright.h"
 
 #include <algorithm>
-#include <array>
 
 namespace tamsel::capture {
 
 using Orientation = platform::CGImagePropertyOrientation;
 using platform::CGPoint;
-
-Orientation orientationAfter(int quarterTurns)
-{
-    constexpr std::array orientations{
-        Orientation::up, Orientation::right, Orientation::down, Orientation::left};
-    return orientations.at(static_cast<std::size_t>(quarterTurns));
-}
 
 int quarterTurnsOf(Orientation orientation)
 {

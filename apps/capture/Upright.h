@@ -6,9 +6,6 @@
 
 namespace tamsel::capture {
 
-/// The orientation of a picture that a number of quarter turns, clockwise, brings upright.
-[[nodiscard]] platform::CGImagePropertyOrientation orientationAfter(int quarterTurns);
-
 /// The quarter turns, clockwise, that bring a picture upright, be it mirrored then or not: 0 to 3.
 [[nodiscard]] int quarterTurnsOf(platform::CGImagePropertyOrientation orientation);
 

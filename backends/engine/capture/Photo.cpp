@@ -1,5 +1,7 @@
 #include <engine/capture/Photo.h>
 
+#include <engine/capture/turnPixels.h>
+
 #include <tamsel/platform/Geometry.h>
 
 #include <array>
@@ -42,14 +44,6 @@ Moment momentOf(double secondsSince1970, int secondsFromUTC)
         minutesFromUTC / 60, minutesFromUTC % 60);
     moment.offset = text.data();
     return moment;
-}
-
-CGImagePropertyOrientation orientationAfter(int quarterTurns)
-{
-    static constexpr std::array orientations{CGImagePropertyOrientation::up,
-        CGImagePropertyOrientation::right, CGImagePropertyOrientation::down,
-        CGImagePropertyOrientation::left};
-    return orientations.at(static_cast<std::size_t>(quarterTurns));
 }
 
 /// The tag Flash: bit 0 fired, bits 3 and 4 the mode, bit 5 no flash there. Whether an automatic flash has fired is not

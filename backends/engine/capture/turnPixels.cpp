@@ -1,6 +1,7 @@
 #include <engine/capture/turnPixels.h>
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <cstdint>
 #include <cstring>
@@ -72,6 +73,14 @@ void turnHalf(const CVPixelBuffer& source, CVPixelBuffer& target)
 int quarterTurns(AVCaptureVideoOrientation from, AVCaptureVideoOrientation to)
 {
     return (turnsFromPortrait(to) - turnsFromPortrait(from) + 4) % 4;
+}
+
+CGImagePropertyOrientation orientationAfter(int quarterTurns)
+{
+    static constexpr std::array orientations{CGImagePropertyOrientation::up,
+        CGImagePropertyOrientation::right, CGImagePropertyOrientation::down,
+        CGImagePropertyOrientation::left};
+    return orientations.at(static_cast<std::size_t>(quarterTurns));
 }
 
 void turnPixels(const CVPixelBuffer& source, CVPixelBuffer& target, int quarterTurns)

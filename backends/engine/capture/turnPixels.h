@@ -2,6 +2,7 @@
 
 #include <tamsel/platform/AVCaptureOutput.h>
 #include <tamsel/platform/CVPixelBuffer.h>
+#include <tamsel/platform/Geometry.h>
 
 namespace tamsel::engine {
 
@@ -9,6 +10,9 @@ namespace tamsel::engine {
 /// one quarter turn from portrait, upside down two, landscape left three.
 [[nodiscard]] int quarterTurns(
     platform::AVCaptureVideoOrientation from, platform::AVCaptureVideoOrientation to);
+
+/// The orientation of a stored picture that a number of quarter turns clockwise, 0 to 3, brings upright.
+[[nodiscard]] platform::CGImagePropertyOrientation orientationAfter(int quarterTurns);
 
 /// Copies `source` into `target`, turned clockwise. After an odd number of turns the target's width is the source's
 /// height and the other way round.
