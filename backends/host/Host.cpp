@@ -146,6 +146,8 @@ AVAuthorizationStatus authorizationFrom(const std::vector<HostCamera>& cameras)
 struct Host::Parts {
     explicit Parts(HostConfiguration given)
         : configuration(std::move(given)),
+          videoAuthorization(configuration.videoAuthorization),
+          audioAuthorization(configuration.audioAuthorization),
           device(configuration),
           lines(configuration.writeLine, stdout),
           reports(configuration.writeReport),
@@ -226,12 +228,14 @@ struct Host::Parts {
     [[nodiscard]] AVAuthorizationStatus authorization(AVMediaType type) const
     {
         if (type == AVMediaType::audio)
-            return configuration.audioAuthorization;
-        return configuration.videoAuthorization ? *configuration.videoAuthorization
-                                                : authorizationFrom(cameras);
+            return audioAuthorization;
+        const std::optional<AVAuthorizationStatus> policy = videoAuthorization;
+        return policy ? *policy : authorizationFrom(cameras);
     }
 
     const HostConfiguration configuration;
+    std::atomic<std::optional<AVAuthorizationStatus>> videoAuthorization;
+    std::atomic<AVAuthorizationStatus> audioAuthorization;
     SystemClock clock;
     NotificationCenter center;
     ConfiguredDevice device;
@@ -306,6 +310,14 @@ void Host::stop()
 int Host::descriptor() const
 {
     return parts_->dispatch->mainLoop().descriptor();
+}
+
+void Host::setAuthorization(AVMediaType mediaType, std::optional<AVAuthorizationStatus> status)
+{
+    if (mediaType == AVMediaType::video)
+        parts_->videoAuthorization = status;
+    else
+        parts_->audioAuthorization = status.value_or(AVAuthorizationStatus::authorized);
 }
 
 void Host::setDeviceOrientation(UIDeviceOrientation orientation)

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <expected>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,11 @@ public:
     [[nodiscard]] int descriptor() const;
 
     // What the program knows and the machine does not. Thread-safe.
+
+    /// Puts a policy in place of the one before; questions and starts see it at once, a running session goes on. For video
+    /// an absent one leaves it to what the inputs say; for audio it means that sound may be recorded.
+    void setAuthorization(
+        platform::AVMediaType mediaType, std::optional<platform::AVAuthorizationStatus> status);
 
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);

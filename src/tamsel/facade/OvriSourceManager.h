@@ -59,6 +59,13 @@ public:
     void startVideoRecording(const std::filesystem::path& videoUrl) override;
     void stopVideoRecording() override;
 
+    [[nodiscard]] bool isSourceAvailable(const SourceType& sourceType) const override;
+    [[nodiscard]] bool isCameraActive() const override;
+    [[nodiscard]] bool canCaptureStillImage() const override;
+    [[nodiscard]] bool canRecordVideo() const override;
+    [[nodiscard]] platform::CGSize imageResolution() const override;
+    void prefersAspectFillCameraPreview() override;
+
     void captureStillImage(platform::OvriImageSource source,
         const std::optional<platform::TamselCameraSettings>& settings) override;
     void provide(std::span<const std::byte> image, const platform::PropertyDictionary& exif,

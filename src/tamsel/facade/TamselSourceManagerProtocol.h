@@ -22,13 +22,17 @@
 #include <string>
 #include <vector>
 
+namespace tamsel::platform {
+struct Platform;
+}
+
 namespace tamsel {
 
 /// Options of a session. A key counts only when its value is a `double`; unknown keys are ignored.
 using Configurations = std::map<std::string, std::any>;
 
-/// What a client can ask of a source manager. Every operation may be called at any time, on the client's thread,
-/// and waits for no device, queue or other thread.
+/// What a client can ask of a source manager. Every operation may be called at any time, on any thread, and waits for no
+/// device, queue or other thread.
 class TamselSourceManagerProtocol {
 public:
     virtual ~TamselSourceManagerProtocol() = default;
@@ -78,6 +82,32 @@ public:
     /// no more. A camera that does not run answers with a `captureImageFailed`. Nothing without a camera.
     virtual void startVideoRecording(const std::filesystem::path& videoUrl) = 0;
     virtual void stopVideoRecording() = 0;
+
+    /// Whether a camera can be found now, for the two camera types; for `stability` whether there is a gyroscope, and the
+    /// manager was made with a motion source. False for everything else, `facingAngle` and recordings too, although they may
+    /// well work.
+    [[nodiscard]] virtual bool isSourceAvailable(const SourceType& sourceType) const = 0;
+    /// From the moment when the main queue carries out the start of a camera until it is paused or stopped; in the background
+    /// it stays so.
+    [[nodiscard]] virtual bool isCameraActive() const = 0;
+    /// Whether a camera session was started, and the camera may be used. Nothing else counts, so a camera that is paused can,
+    /// and a recording as a source cannot.
+    [[nodiscard]] virtual bool canCaptureStillImage() const = 0;
+    /// The same answer: neither the microphone nor whether the source records is looked at.
+    [[nodiscard]] virtual bool canRecordVideo() const = 0;
+    /// Of the camera's format, in pixels, not turned with the device; 0 by 0 while it is not known.
+    [[nodiscard]] virtual platform::CGSize imageResolution() const = 0;
+    /// The previews of cameras that are started from now on fill their view; before, they fit into it.
+    virtual void prefersAspectFillCameraPreview() = 0;
+
+    // Permission, as it is now; nobody is asked for it. What has never been asked for is missing, what is restricted is
+    // neither missing nor given.
+
+    [[nodiscard]] static bool isMissingCameraPermission(platform::Platform& platform);
+    [[nodiscard]] static bool isMissingMicPermission(platform::Platform& platform);
+    [[nodiscard]] static bool isCameraRestricted(platform::Platform& platform);
+    [[nodiscard]] static bool isCameraAuthorized(platform::Platform& platform);
+    [[nodiscard]] static bool isMicAuthorized(platform::Platform& platform);
 };
 
 } // namespace tamsel

@@ -68,6 +68,9 @@ public:
     /// Does nothing when no worker has this identifier. Outcomes that are under way still arrive.
     void unregisterWorker(const platform::UUID& id);
 
+    /// To ask what the device has.
+    [[nodiscard]] const platform::CMMotionManager& motionManager() const { return *motionManager_; }
+
 private:
     template <typename Sample> struct Service;
 

@@ -1,0 +1,125 @@
+#include "support/HostScreen.h"
+#include "support/Media.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+namespace tamsel::tests {
+
+using namespace std::chrono_literals;
+using namespace platform;
+using Manager = OvriSourceManager;
+using Status = AVAuthorizationStatus;
+
+TEST(HostQueries, FollowAFileThatComesAndGoes)
+{
+    const std::filesystem::path file = std::filesystem::path(testing::TempDir()) / "camera.mp4";
+    std::filesystem::remove(file);
+    HostScreen screen(file.string());
+    Manager& manager = *screen.manager;
+    Platform& platform = screen.host.platform();
+    const auto isThere = [&] { return manager.isSourceAvailable(SourceType::cameraBack(false)); };
+    EXPECT_FALSE(isThere());
+    EXPECT_TRUE(Manager::isCameraAuthorized(platform)) << "nobody denies what is not there";
+    std::filesystem::copy_file(sample(), file);
+    EXPECT_TRUE(isThere());
+    EXPECT_FALSE(manager.isSourceAvailable(SourceType::cameraFront(false)));
+    EXPECT_FALSE(manager.isSourceAvailable(SourceType::stability()));
+
+    ASSERT_TRUE(screen.start());
+    ASSERT_TRUE(screen.runUntil([&] { return screen.client->count > 0; }));
+    EXPECT_EQ(manager.imageResolution(), (CGSize{640, 480}));
+    EXPECT_TRUE(manager.canCaptureStillImage());
+    std::filesystem::remove(file);
+    EXPECT_FALSE(isThere());
+}
+
+TEST(HostQueries, FollowADeviceNodeAndItsPermission)
+{
+    const auto error = std::make_shared<std::atomic<int>>(ENOENT);
+    host::V4L2Calls calls = host::systemV4L2Calls();
+    calls.access = [error](const char* /*path*/, int mode) {
+        const int current = *error;
+        errno = current;
+        return current == 0 || (current == EACCES && mode == F_OK) ? 0 : -1;
+    };
+    HostScreen screen(
+        {.backCamera = host::HostInput{.input = "/dev/video99"}, .systemCalls = std::move(calls)});
+    Platform& platform = screen.host.platform();
+    const auto isThere = [&] { return screen.manager->isSourceAvailable(SourceType::cameraBack(false)); };
+    EXPECT_FALSE(isThere());
+    EXPECT_TRUE(Manager::isCameraAuthorized(platform));
+
+    *error = EACCES; // plugged in, and not for this user
+    EXPECT_TRUE(isThere());
+    EXPECT_TRUE(Manager::isMissingCameraPermission(platform));
+    EXPECT_FALSE(screen.start());
+
+    *error = 0;
+    EXPECT_TRUE(Manager::isCameraAuthorized(platform));
+    *error = ENOENT;
+    EXPECT_FALSE(isThere());
+}
+
+TEST(HostQueries, FollowAPolicyAtOnceWhileACameraRuns)
+{
+    HostScreen screen(host::HostConfiguration{.backCamera = host::HostInput{.input = "test:64x48@100"},
+        .videoAuthorization = Status::notDetermined,
+        .audioAuthorization = Status::denied});
+    Platform& platform = screen.host.platform();
+    EXPECT_TRUE(Manager::isMissingCameraPermission(platform));
+    EXPECT_TRUE(Manager::isMissingMicPermission(platform));
+    EXPECT_FALSE(screen.start());
+
+    screen.host.setAuthorization(AVMediaType::video, std::nullopt);
+    screen.host.setAuthorization(AVMediaType::audio, Status::authorized);
+    EXPECT_TRUE(Manager::isCameraAuthorized(platform));
+    EXPECT_TRUE(Manager::isMicAuthorized(platform));
+    ASSERT_TRUE(screen.start());
+    EXPECT_TRUE(screen.manager->canRecordVideo());
+    ASSERT_TRUE(screen.runUntil([&] { return screen.client->count > 0; }));
+
+    screen.host.setAuthorization(AVMediaType::video, Status::restricted);
+    EXPECT_TRUE(Manager::isCameraRestricted(platform));
+    EXPECT_FALSE(Manager::isMissingCameraPermission(platform));
+    EXPECT_FALSE(screen.manager->canRecordVideo());
+    EXPECT_TRUE(screen.manager->isCameraActive());
+    EXPECT_FALSE(screen.start()) << "what runs goes on, and nothing new starts";
+}
+
+TEST(HostQueries, AreAnsweredOnAnyThreadWhileCamerasComeAndGo)
+{
+    HostScreen screen("test:64x48@200");
+    std::atomic<bool> isOver = false;
+    std::atomic<int> large = 0;
+    std::vector<std::jthread> askers;
+    for (int number = 0; number < 3; ++number) {
+        askers.emplace_back([&] {
+            while (!isOver) {
+                const Manager& manager = *screen.manager;
+                const CGSize size = manager.imageResolution();
+                EXPECT_TRUE((size == CGSize{} || size == CGSize{64, 48}));
+                large += size == CGSize{} ? 0 : 1;
+                (void)manager.isCameraActive();
+                (void)manager.canCaptureStillImage();
+                (void)Manager::isMissingMicPermission(screen.host.platform());
+                EXPECT_TRUE(manager.isSourceAvailable(SourceType::cameraBack(true)));
+                screen.manager->prefersAspectFillCameraPreview();
+            }
+        });
+    }
+    for (int session = 0; session < 10; ++session) {
+        const int before = screen.client->count;
+        EXPECT_TRUE(screen.start());
+        EXPECT_TRUE(screen.runUntil([&] { return screen.client->count > before; }));
+        screen.manager->stopCameraSession();
+        EXPECT_TRUE(screen.runUntil([&] { return !screen.manager->canRecordVideo(); }));
+    }
+    isOver = true;
+    askers.clear();
+    EXPECT_GT(large, 0);
+}
+
+} // namespace tamsel::tests
