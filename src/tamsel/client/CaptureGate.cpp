@@ -1,0 +1,143 @@
+#include <tamsel/client/CaptureGate.h>
+
+#include <tamsel/platform/Platform.h>
+#include <tamsel/platform/RunLoop.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tamsel {
+
+using namespace platform;
+using std::chrono::nanoseconds;
+using Kind = CaptureCondition::Kind;
+
+std::shared_ptr<CaptureGate> CaptureGate::create(std::vector<CaptureCondition> conditions,
+    std::shared_ptr<DispatchQueue> responseQueue, WhenOpen whenOpen, Platform& platform, nanoseconds viewTime)
+{
+    return std::make_shared<CaptureGate>(
+        Private{}, std::move(conditions), std::move(responseQueue), std::move(whenOpen), platform, viewTime);
+}
+
+CaptureGate::CaptureGate(Private, std::vector<CaptureCondition> conditions,
+    std::shared_ptr<DispatchQueue> responseQueue, WhenOpen whenOpen, Platform& platform, nanoseconds viewTime)
+    : responseQueue_(std::move(responseQueue)),
+      whenOpen_(std::move(whenOpen)),
+      clock_(platform.clock),
+      viewTime_(viewTime)
+{
+    states_.reserve(conditions.size());
+    for (const CaptureCondition& condition : conditions)
+        states_.push_back({.condition = condition, .holds = false, .lastSeen = std::nullopt});
+}
+
+void CaptureGate::arm()
+{
+    {
+        const std::lock_guard lock(guard_);
+        if (std::exchange(isArmed_, true))
+            return;
+    }
+    responseQueue_->async([weakSelf = weak_from_this()] {
+        if (const std::shared_ptr<CaptureGate> self = weakSelf.lock())
+            self->take({});
+    });
+}
+
+void CaptureGate::cancel()
+{
+    const std::lock_guard lock(guard_);
+    isArmed_ = false;
+}
+
+bool CaptureGate::isArmed() const
+{
+    const std::lock_guard lock(guard_);
+    return isArmed_;
+}
+
+std::vector<CaptureCondition> CaptureGate::missing() const
+{
+    const nanoseconds now = clock_.monotonic();
+    std::vector<CaptureCondition> missing;
+    const std::lock_guard lock(guard_);
+    for (const State& state : states_) {
+        if (!holds(state, now))
+            missing.push_back(state.condition);
+    }
+    return missing;
+}
+
+bool CaptureGate::holds(const State& state, nanoseconds now) const
+{
+    return state.holds || (state.lastSeen && now - *state.lastSeen <= viewTime_);
+}
+
+/// Verdicts cease by being told, codes and faces by not being told: the latter shows with the next news.
+void CaptureGate::noteWhetherBroken(nanoseconds now)
+{
+    const bool isBroken
+        = std::ranges::any_of(states_, [&](const State& state) { return !holds(state, now); });
+    if (isBroken || states_.empty())
+        hasOpened_ = false;
+}
+
+void CaptureGate::take(const std::function<void(State&, nanoseconds now)>& news)
+{
+    {
+        const nanoseconds now = clock_.monotonic();
+        const std::lock_guard lock(guard_);
+        noteWhetherBroken(now);
+        if (news)
+            std::ranges::for_each(states_, [&](State& state) { news(state, now); });
+        noteWhetherBroken(now);
+        const bool isWhole
+            = std::ranges::all_of(states_, [&](const State& state) { return holds(state, now); });
+        if (!isArmed_ || hasOpened_ || !isWhole)
+            return;
+        isArmed_ = false;
+        hasOpened_ = true;
+    }
+    whenOpen_();
+}
+
+void CaptureGate::sourceManagerDidDetectStability(OvriSourceManager& /*manager*/, bool isStable)
+{
+    take([&](State& state, nanoseconds /*now*/) {
+        if (state.condition.kind() == Kind::still)
+            state.holds = isStable;
+    });
+}
+
+void CaptureGate::sourceManagerDidDetectFacingAngle(OvriSourceManager& /*manager*/, bool isFacing)
+{
+    take([&](State& state, nanoseconds /*now*/) {
+        if (state.condition.kind() == Kind::tilted)
+            state.holds = isFacing;
+    });
+}
+
+void CaptureGate::sourceManagerDidDetect(
+    OvriSourceManager& /*manager*/, const OvriMetadataFaceObject& /*face*/)
+{
+    take([&](State& state, nanoseconds now) {
+        if (state.condition.kind() == Kind::face)
+            state.lastSeen = now;
+    });
+}
+
+void CaptureGate::sourceManagerDidDetect(
+    OvriSourceManager& /*manager*/, const std::vector<OvriMetadataMachineReadableCodeObject>& codes)
+{
+    take([&](State& state, nanoseconds now) {
+        if (state.condition.kind() != Kind::code)
+            return;
+        const std::optional<MetadataObjectType> wanted = state.condition.codeType();
+        const bool isSeen
+            = std::ranges::any_of(codes, [&](const auto& code) { return !wanted || code.type() == wanted; });
+        if (isSeen)
+            state.lastSeen = now;
+    });
+}
+
+} // namespace tamsel

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <tamsel/client/CaptureCondition.h>
+#include <tamsel/facade/types/OvriMetadataOutputDelegate.h>
+#include <tamsel/facade/types/OvriMotionSourceDelegate.h>
+#include <tamsel/platform/Dispatch.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace tamsel::platform {
+class Clock;
+struct Platform;
+} // namespace tamsel::platform
+
+namespace tamsel {
+
+/// Opens once all conditions of a capture hold at the same time: that is the moment for `captureStillImage`. For a capture
+/// screen, which hands it to `startMotionDetection` and `setMetadataDetection` as the delegate, or passes on what its own
+/// delegates are told.
+///
+/// Each `arm` opens it once at the most. After it has opened, at least one condition must have ceased to hold before it opens
+/// again, so that a device that is kept still before one sheet does not take it twice. Verdicts are told when they change, so a
+/// gate belongs to one run of motion detection: make a new one for the next. Thread-safe.
+class CaptureGate final : public OvriMotionSourceDelegate,
+                          public OvriMetadataOutputDelegate,
+                          public std::enable_shared_from_this<CaptureGate> {
+    struct Private { };
+
+public:
+    using WhenOpen = std::function<void()>;
+    /// A code or a face that was told within this time counts as in view.
+    static constexpr std::chrono::nanoseconds defaultViewTime = std::chrono::milliseconds(300);
+
+    /// Not armed. `whenOpen` is called on the response queue, which must be the manager's, and never inside an operation of the
+    /// gate. Without conditions every `arm` opens. The platform must outlive the gate.
+    [[nodiscard]] static std::shared_ptr<CaptureGate> create(std::vector<CaptureCondition> conditions,
+        std::shared_ptr<platform::DispatchQueue> responseQueue, WhenOpen whenOpen,
+        platform::Platform& platform, std::chrono::nanoseconds viewTime = defaultViewTime);
+
+    CaptureGate(Private, std::vector<CaptureCondition> conditions,
+        std::shared_ptr<platform::DispatchQueue> responseQueue, WhenOpen whenOpen,
+        platform::Platform& platform, std::chrono::nanoseconds viewTime);
+
+    /// Waits for the conditions from now on; what has been told before counts. Nothing changes while it waits already.
+    void arm();
+    /// Waits no more. Called on the response queue, or when nothing is under way there, it is certain that the gate does not
+    /// open until it is armed anew.
+    void cancel();
+    [[nodiscard]] bool isArmed() const;
+
+    /// The conditions that do not hold now, in the order given.
+    [[nodiscard]] std::vector<CaptureCondition> missing() const;
+
+    // On the response queue.
+    void sourceManagerDidDetectStability(OvriSourceManager& manager, bool isStable) override;
+    void sourceManagerDidDetectFacingAngle(OvriSourceManager& manager, bool isFacing) override;
+    void sourceManagerDidDetect(OvriSourceManager& manager, const OvriMetadataFaceObject& face) override;
+    void sourceManagerDidDetect(
+        OvriSourceManager& manager, const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override;
+
+private:
+    struct State {
+        CaptureCondition condition;
+        bool holds = false; ///< of a verdict
+        std::optional<std::chrono::nanoseconds> lastSeen; ///< of a code or a face
+    };
+
+    [[nodiscard]] bool holds(const State& state, std::chrono::nanoseconds now) const;
+    /// Takes news in, and opens when now all is well.
+    void take(const std::function<void(State&, std::chrono::nanoseconds now)>& news);
+    void noteWhetherBroken(std::chrono::nanoseconds now);
+
+    const std::shared_ptr<platform::DispatchQueue> responseQueue_;
+    const WhenOpen whenOpen_;
+    platform::Clock& clock_;
+    const std::chrono::nanoseconds viewTime_;
+
+    mutable std::mutex guard_;
+    std::vector<State> states_;
+    bool isArmed_ = false;
+    bool hasOpened_ = false; ///< and since then all conditions have held
+};
+
+} // namespace tamsel
