@@ -21,6 +21,7 @@ namespace tamsel::host {
 /// every manager, on the main thread: devices stop, what has not run is dropped, and all threads are joined.
 class Host {
 public:
+    /// Opens no device. An input that names nothing that could be opened is told as a diagnostic line, and is absent.
     explicit Host(HostConfiguration configuration);
     ~Host();
     Host(const Host&) = delete;
@@ -33,7 +34,9 @@ public:
     /// The V4L2 nodes of this machine that can capture, in the order of their numbers. Opens each for a moment.
     [[nodiscard]] static std::vector<std::string> videoNodes();
 
+    /// For `OvriSourceManager::create`; lives as long as the host.
     [[nodiscard]] platform::Platform& platform();
+    /// A serial queue on the host's worker threads, for a client's calls. The label is for people.
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label);
 
     // The main thread's loop; on the main thread, except `stop`.
@@ -54,9 +57,13 @@ public:
     void setAuthorization(
         platform::AVMediaType mediaType, std::optional<platform::AVAuthorizationStatus> status);
 
+    /// How the device is held: frames say it as their orientation.
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
+    /// Which way up the interface is: live frames are turned to it.
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);
+    /// Running sessions stop, and their clients are told.
     void enterBackground();
+    /// They start again, and their clients are told.
     void enterForeground();
 
     /// Why there is no location, or why it may be old, in one line; empty when nothing is wrong. Thread-safe.

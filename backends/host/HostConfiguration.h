@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+/// A Linux machine: its cameras, files, sensors and codecs.
 namespace tamsel::host {
 
 /// One camera of the host: where its frames come from, and what is known about its lens.

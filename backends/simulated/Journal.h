@@ -11,6 +11,7 @@ namespace tamsel::simulated {
 /// ("report …"), diagnostic lines ("line …") and sounds ("sound play 1108").
 class Journal {
 public:
+    /// One thing that happened, and when, in virtual time.
     struct Entry {
         std::chrono::nanoseconds time;
         std::string text;

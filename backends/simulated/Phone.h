@@ -27,6 +27,7 @@ namespace tamsel::engine {
 class Capture;
 }
 
+/// A scripted phone on virtual time, for tests.
 namespace tamsel::simulated {
 
 /// What a simulated phone is made of.
@@ -66,7 +67,9 @@ public:
     Phone(const Phone&) = delete;
     Phone& operator=(const Phone&) = delete;
 
+    /// For `OvriSourceManager::create`; lives as long as the phone.
     [[nodiscard]] platform::Platform& platform();
+    /// A serial queue for a client's calls. The label is for people.
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label);
 
     // Time.
@@ -101,7 +104,9 @@ public:
     void setAuthorization(platform::AVMediaType mediaType, platform::AVAuthorizationStatus status);
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);
+    /// Running sessions stop once the phone has been run.
     void enterBackground();
+    /// They start again once the phone has been run.
     void enterForeground();
 
     // The script.

@@ -13,6 +13,7 @@ class SoundDriver {
 public:
     virtual ~SoundDriver() = default;
 
+    /// Begins to play it.
     virtual void play(platform::SystemSoundID id) = 0;
     /// Does nothing when it is not playing.
     virtual void stop(platform::SystemSoundID id) = 0;
@@ -39,6 +40,7 @@ public:
         static thread_local std::uint64_t count = 0;
         return count;
     }
+    /// As the shutter opens.
     void playShutter() { driver_->play(shutter); }
 
 private:

@@ -19,10 +19,13 @@ public:
         std::shared_ptr<platform::DispatchQueue> mainQueue, platform::NotificationCenter& center);
 
     [[nodiscard]] platform::UIInterfaceOrientation statusBarOrientation() const override;
+    /// Tells it when it changes.
     void setStatusBarOrientation(platform::UIInterfaceOrientation orientation);
 
     [[nodiscard]] bool isInBackground() const;
+    /// Tells it once; does nothing in the background.
     void enterBackground();
+    /// Tells it once, then those who wait; does nothing in front.
     void enterForeground();
 
     /// Calls back, on the main queue, each time the application has returned to the front. The owner is held weakly.

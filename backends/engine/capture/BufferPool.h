@@ -18,7 +18,9 @@ public:
     BlockStore(const BlockStore&) = delete;
     BlockStore& operator=(const BlockStore&) = delete;
 
+    /// A block of exactly this size: one that was given back, or a new one.
     [[nodiscard]] void* take(std::size_t size);
+    /// The same size as it was taken with.
     void giveBack(void* block, std::size_t size);
 
 private:
@@ -60,11 +62,13 @@ private:
 /// what is kept outlives the pool. Thread-safe.
 class BufferPool {
 public:
+    /// At least one. A buffer is made when it is first needed.
     explicit BufferPool(std::size_t count);
 
     /// Absent when all buffers are held.
     [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquire(std::size_t width, std::size_t height);
 
+    /// A sample around the buffer; allocates nothing in steady state.
     [[nodiscard]] std::shared_ptr<platform::CMSampleBuffer> makeSample(
         std::shared_ptr<platform::CVPixelBuffer> buffer,
         std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix, platform::FrameTicket ticket);

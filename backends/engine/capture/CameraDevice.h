@@ -25,6 +25,7 @@ class CameraDevice final : public platform::AVCaptureDevice {
 public:
     /// The right of one holder. It lapses when another takes the device over; calls with a lapsed claim do nothing.
     using Claim = std::uint64_t;
+    /// What nobody has.
     static constexpr Claim noClaim = 0;
 
     CameraDevice(std::shared_ptr<CameraDriver> driver, std::shared_ptr<CaptureHook> hook,
@@ -73,8 +74,10 @@ public:
         const std::shared_ptr<DeviceHolder>& holder);
     /// Takes the device, from whoever in this process has it.
     [[nodiscard]] std::expected<Claim, platform::Error> claim(const std::shared_ptr<DeviceHolder>& holder);
+    /// Fills the sink, for the holder of the claim; an error when it has lapsed or the device does not start.
     [[nodiscard]] std::expected<void, platform::Error> start(
         Claim claim, platform::AVCaptureSessionPreset preset, std::shared_ptr<FrameSink> sink);
+    /// Does nothing when the claim has lapsed.
     void stop(Claim claim);
     /// Stops the device and gives it back.
     void release(Claim claim);

@@ -14,6 +14,7 @@
 #include <tamsel/platform/Dispatch.h>
 #include <vector>
 
+/// How a phone behaves, whatever its samples come from; and the interfaces that drivers implement.
 namespace tamsel::engine {
 
 class ApplicationState;
@@ -44,6 +45,7 @@ struct CaptureConfiguration {
 /// outputs. The same for every back end.
 class Capture final : public platform::CaptureServices {
 public:
+    /// Opens no device.
     explicit Capture(CaptureConfiguration configuration);
     ~Capture() override;
 

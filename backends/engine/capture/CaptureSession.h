@@ -22,6 +22,7 @@ class CaptureSession final : public platform::AVCaptureSession,
                              public DeviceHolder,
                              public std::enable_shared_from_this<CaptureSession> {
 public:
+    /// Without inputs and outputs; told when the application returns to the front.
     [[nodiscard]] static std::shared_ptr<CaptureSession> create(std::shared_ptr<CaptureContext> context);
 
     explicit CaptureSession(std::shared_ptr<CaptureContext> context);

@@ -24,6 +24,7 @@ public:
         if (wantsFrame())
             take(frame);
     }
+    /// Lets nothing pass any more.
     void close() { isClosed_ = true; }
 
 private:

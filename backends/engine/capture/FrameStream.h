@@ -40,6 +40,7 @@ private:
 /// frames, and those on their way arrive; once closed it lets nothing pass any more.
 class FrameStream final : public FrameSink, public std::enable_shared_from_this<FrameStream> {
 public:
+    /// What the frames of one start pass.
     struct Parts {
         std::shared_ptr<FrameCounter> counter;
         std::shared_ptr<BufferPool> pool;
@@ -71,6 +72,7 @@ public:
     void drop(platform::DropCause cause) override;
     void lose(const platform::Error& reason) override;
 
+    /// Ends stills and recordings that wait for frames.
     void close();
     [[nodiscard]] bool isOpen() const { return state_ == State::open; }
     [[nodiscard]] bool isClosed() const { return state_ == State::closed; }

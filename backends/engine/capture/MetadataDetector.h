@@ -13,6 +13,7 @@ namespace tamsel::engine {
 /// Looks for objects in the frames of one stream, one frame at a time: `take`, then `detect`, never two calls at once.
 class MetadataDetection {
 public:
+    /// A frame as it is offered; its pixels are borrowed for the call.
     struct Frame {
         const platform::CVPixelBuffer& pixels; ///< as the camera stores them
         /// Quarter turns, clockwise, that bring the picture to the way up in which the session's frames are shown.
@@ -35,6 +36,7 @@ class MetadataDetector {
 public:
     virtual ~MetadataDetector() = default;
 
+    /// What it can find, by the platform's identifiers.
     [[nodiscard]] virtual std::vector<platform::AVMetadataObjectType> detectableTypes() const = 0;
     /// For objects of these types, all of them detectable. Returns at once: what takes time is left to the first `detect`.
     [[nodiscard]] virtual std::unique_ptr<MetadataDetection> begin(

@@ -16,6 +16,7 @@ class DetectionStream;
 class MetadataOutput final : public Output<platform::AVCaptureMetadataOutput>,
                              public std::enable_shared_from_this<MetadataOutput> {
 public:
+    /// Who is told, and where.
     struct Receiver {
         std::weak_ptr<platform::AVCaptureMetadataOutputObjectsDelegate> delegate;
         std::shared_ptr<platform::DispatchQueue> queue;

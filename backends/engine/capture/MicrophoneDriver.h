@@ -34,6 +34,7 @@ class SoundSink {
 public:
     virtual ~SoundSink() = default;
 
+    /// The next sound.
     virtual void deliver(SoundChunk chunk) = 0;
     /// The microphone is gone: nothing more will come.
     virtual void lose(const platform::Error& reason) = 0;
@@ -50,7 +51,9 @@ class MicrophoneDriver {
 public:
     virtual ~MicrophoneDriver() = default;
 
+    /// Tells it from every other device, and stays the same.
     [[nodiscard]] virtual std::string uniqueID() const = 0;
+    /// For people.
     [[nodiscard]] virtual std::string name() const = 0;
     /// False for a device that is not there, or no longer. Answers at once.
     [[nodiscard]] virtual bool isPresent() const = 0;

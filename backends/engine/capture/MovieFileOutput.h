@@ -40,6 +40,7 @@ public:
 
     // For the session.
 
+    /// Recordings can be started from now on.
     void streamBegan(Source source);
     /// No frame will come any more from the stream that began last.
     void streamEnded(const platform::Error& reason);
@@ -52,7 +53,9 @@ public:
         if (isRecording())
             take(pixels, nativePicture, captureTime);
     }
+    /// Sound of the session, for whoever records.
     void offerSound(const SoundChunk& chunk);
+    /// No more sound will come.
     void soundEnded();
 
 private:

@@ -57,6 +57,7 @@ class MovieWriters {
 public:
     virtual ~MovieWriters() = default;
 
+    /// Opens nothing yet.
     [[nodiscard]] virtual std::unique_ptr<MovieWriter> makeWriter(MovieSettings settings) = 0;
 };
 

@@ -11,10 +11,12 @@ class OperationLock {
 public:
     virtual ~OperationLock() = default;
 
+    /// Waits until nobody else has it.
     virtual void lock() = 0;
     virtual void unlock() = 0;
 };
 
+/// The lock of back ends with threads: a mutex.
 class ThreadOperationLock final : public OperationLock {
 public:
     void lock() override { guard_.lock(); }

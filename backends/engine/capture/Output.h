@@ -24,11 +24,13 @@ public:
         const std::lock_guard lock(guard_);
         return isInSession_;
     }
+    /// For the session that adds it.
     void enterSession()
     {
         const std::lock_guard lock(guard_);
         isInSession_ = true;
     }
+    /// For the session that removes it; the connection goes.
     void leaveSession()
     {
         std::shared_ptr<Connection> connection; // released after the lock
@@ -42,6 +44,7 @@ public:
         const std::lock_guard lock(guard_);
         return connection_;
     }
+    /// For the session, when its camera changes.
     void setVideoConnection(std::shared_ptr<Connection> connection)
     {
         const std::lock_guard lock(guard_);

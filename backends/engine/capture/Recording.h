@@ -21,6 +21,7 @@ namespace tamsel::engine {
 /// to run the queue, by whoever lets go of the recording last. Thread-safe; frames come from one thread at a time.
 class Recording final : public std::enable_shared_from_this<Recording> {
 public:
+    /// What a recording is made of.
     struct Parts {
         std::unique_ptr<MovieWriter> writer;
         std::shared_ptr<platform::FrameLedger> ledger;
@@ -29,6 +30,7 @@ public:
         std::function<void(const std::optional<platform::Error>&)> finished;
     };
 
+    /// Makes a recording and posts the opening of its file.
     [[nodiscard]] static std::shared_ptr<Recording> start(Parts parts, const MovieServices& services);
 
     Recording(Parts parts, const MovieServices& services);
@@ -40,6 +42,7 @@ public:
     /// The native picture may be absent.
     void takeFrame(const platform::CVPixelBuffer& pixels, const NativePicture* nativePicture,
         std::chrono::nanoseconds captureTime);
+    /// The next sound; ignored when none is taken.
     void takeSound(const SoundChunk& chunk);
 
     /// After the sound of the last frame has come, or a moment later.

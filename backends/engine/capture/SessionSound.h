@@ -17,6 +17,7 @@ class MovieFileOutput;
 /// so that a slow one holds nothing up; a recording is silent until it is heard. Thread-safe.
 class SessionSound final : public SoundSink, public std::enable_shared_from_this<SessionSound> {
 public:
+    /// Posts the start of the microphone and returns at once.
     [[nodiscard]] static std::shared_ptr<SessionSound> start(std::shared_ptr<MicrophoneDriver> microphone,
         std::shared_ptr<MovieFileOutput> output, const MovieServices& services);
 

@@ -13,6 +13,7 @@
 
 namespace tamsel::engine {
 
+/// The size of a picture, as it is stored.
 struct PixelSize {
     std::uint32_t width = 0;
     std::uint32_t height = 0; ///< 0 where the file states it only after the picture
@@ -38,6 +39,7 @@ public:
 protected:
     explicit ImageContainer(ByteView file) : file_(file) { }
 
+    /// Notes why the file cannot be rewritten; the first reason stays.
     void fail(std::string problem);
     /// The EXIF, or a fresh one, with the changes.
     [[nodiscard]] std::vector<std::byte> changedExif(const std::vector<Splice>& changes) const;

@@ -31,6 +31,7 @@ enum class TiffType : std::uint16_t {
 /// The bytes of one value; 0 for an unknown type.
 [[nodiscard]] std::size_t sizeOf(TiffType type);
 
+/// The tags that the engine itself asks for.
 namespace tiffTag {
 inline constexpr std::uint16_t imageWidth = 0x0100;
 inline constexpr std::uint16_t imageLength = 0x0101;
@@ -50,6 +51,7 @@ struct TiffEntry {
     std::uint32_t count = 0;
 };
 
+/// A directory as it stands: its entries, and where the next one is.
 struct TiffDirectory {
     std::size_t place = 0;
     std::vector<TiffEntry> entries; ///< in the order in which they stand

@@ -8,6 +8,7 @@
 
 namespace tamsel::engine {
 
+/// A number as EXIF states it.
 struct Fraction {
     std::uint32_t numerator = 0;
     std::uint32_t denominator = 1;
@@ -15,6 +16,7 @@ struct Fraction {
 
 /// Hours or degrees, minutes, seconds.
 using Triple = std::array<double, 3>;
+/// The same as fractions.
 using FractionTriple = std::array<Fraction, 3>;
 
 /// The fraction for a number whose numerator and denominator are at most `largest`: over the smallest power of ten that

@@ -22,6 +22,7 @@ enum class ExifForm : std::uint8_t {
     clock, ///< hours, minutes and seconds as RATIONAL; text "HH:mm:ss", with a fraction if there is one
 };
 
+/// A tag that is a property.
 struct ExifTag {
     std::string_view name; ///< the key of the property
     std::uint16_t tag = 0;
@@ -29,6 +30,7 @@ struct ExifTag {
     std::size_t count = 1; ///< of values; 0 for any number. Of no meaning for text.
 };
 
+/// The directory that a tag stands in.
 enum class ExifGroup : std::uint8_t { tiff, exif, gps };
 
 /// The tags that are properties: those of EXIF 2.32 (CIPA DC-008-2019), section 4.6, but for the ones that say how the

@@ -8,8 +8,10 @@
 
 namespace tamsel::engine {
 
+/// Bytes that somebody else owns.
 using ByteView = std::span<const std::byte>;
 
+/// Which byte of a number stands first: the lowest or the highest.
 enum class ByteOrder : std::uint8_t { little, big };
 
 /// Whether `size` bytes from `at` on lie inside.
@@ -20,13 +22,17 @@ enum class ByteOrder : std::uint8_t { little, big };
 
 /// Whether the bytes from `at` on are these characters.
 [[nodiscard]] bool holdsText(ByteView bytes, std::size_t at, std::string_view text);
+/// Whether both hold the same bytes.
 [[nodiscard]] bool areEqual(ByteView one, ByteView other);
 
-// The place must lie inside.
+/// The number of two bytes at a place, which must lie inside.
 [[nodiscard]] std::uint16_t number16(ByteView bytes, std::size_t at, ByteOrder order);
+/// The same of four bytes.
 [[nodiscard]] std::uint32_t number32(ByteView bytes, std::size_t at, ByteOrder order);
 
+/// Puts bytes at the end.
 void append(std::vector<std::byte>& bytes, ByteView more);
+/// The same of characters.
 void appendText(std::vector<std::byte>& bytes, std::string_view text);
 /// The lowest `size` bytes of a number.
 void appendNumber(std::vector<std::byte>& bytes, std::uint64_t number, std::size_t size, ByteOrder order);

@@ -15,6 +15,7 @@ namespace tamsel::engine {
 /// back end. All references must outlive the managers. Thread-safe.
 class Motion final : public platform::MotionServices {
 public:
+    /// The driver may be absent.
     Motion(EventSources& sources, platform::Clock& clock, std::shared_ptr<MotionDriver> driver);
 
     [[nodiscard]] std::shared_ptr<platform::CMMotionManager> makeMotionManager() override;

@@ -14,7 +14,9 @@ template <typename Sample> struct MotionReading {
     std::optional<platform::Error> error = std::nullopt;
 };
 
+/// What a gyroscope says.
 using GyroReading = MotionReading<platform::CMGyroData>;
+/// What the service that joins the sensors says.
 using DeviceMotionReading = MotionReading<platform::CMDeviceMotion>;
 
 /// The motion sensors of a back end. They are asked at the pace of each stream; times are of the platform's monotonic
@@ -23,7 +25,9 @@ class MotionDriver {
 public:
     virtual ~MotionDriver() = default;
 
+    /// Whether there is a gyroscope. May change.
     [[nodiscard]] virtual bool hasGyro() const = 0;
+    /// Whether there is an attitude. May change.
     [[nodiscard]] virtual bool hasDeviceMotion() const = 0;
 
     /// A stream starts now.
@@ -31,6 +35,7 @@ public:
 
     /// What there is to deliver at this time; absent when nothing is.
     [[nodiscard]] virtual std::optional<GyroReading> readGyro(std::chrono::nanoseconds time) = 0;
+    /// The same of device motion.
     [[nodiscard]] virtual std::optional<DeviceMotionReading> readDeviceMotion(std::chrono::nanoseconds time)
         = 0;
 };

@@ -21,6 +21,7 @@ namespace tamsel::engine {
 ///   `attitude.x`, `quaternion.x` or `qx`, and the same with y, z and w, whose pitch is asin(2(wx + yz))
 class MotionLog {
 public:
+    /// One sample of a log.
     struct Row {
         std::chrono::nanoseconds offset; ///< since the first row
         platform::CMRotationRate rotationRate;

@@ -20,8 +20,10 @@ class MotionStream final : public std::enable_shared_from_this<MotionStream<Samp
 
 public:
     using Reading = MotionReading<Sample>;
+    /// Asks the sensor what it says at a time.
     using Read = std::function<std::optional<Reading>(std::chrono::nanoseconds)>;
 
+    /// Not active yet.
     [[nodiscard]] static std::shared_ptr<MotionStream> create(
         EventSources& sources, platform::Clock& clock, Read read)
     {
@@ -46,6 +48,7 @@ public:
 
     /// Does nothing when the stream is active already.
     void start(std::shared_ptr<platform::DispatchQueue> queue, platform::CMHandler<Sample> handler);
+    /// What has been posted still calls the handler.
     void stop();
 
     /// Posts a reading to whoever has started the stream last, whether or not it is active.

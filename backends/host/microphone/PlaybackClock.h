@@ -11,6 +11,7 @@ namespace tamsel::host {
 /// Thread-safe.
 class PlaybackClock {
 public:
+    /// One time through the file.
     struct Loop {
         std::uint64_t run; ///< of which start of the camera
         std::uint64_t number; ///< from 0, within the run
@@ -25,12 +26,14 @@ public:
         loop_.reset();
         return ++run_;
     }
+    /// The camera has begun this loop. Ignored when it is of an earlier run.
     void set(const Loop& loop)
     {
         const std::lock_guard lock(guard_);
         if (loop.run == run_)
             loop_ = loop;
     }
+    /// The run has ended. Ignored when it is not the latest.
     void end(std::uint64_t run)
     {
         const std::lock_guard lock(guard_);

@@ -21,8 +21,10 @@ class AssetProcessor final : public std::enable_shared_from_this<AssetProcessor>
 public:
     /// Receives a frame; the buffer is kept no longer than the call by anyone but the receiver.
     using FrameHandler = std::function<void(const std::shared_ptr<platform::CMSampleBuffer>&)>;
+    /// Called after the last frame.
     using Completion = std::function<void()>;
 
+    /// Reads nothing yet.
     [[nodiscard]] static std::shared_ptr<AssetProcessor> create(platform::Platform& platform);
     AssetProcessor(Private, platform::Platform& platform) : platform_(platform) { }
 

@@ -17,6 +17,7 @@ namespace tamsel {
 /// A camera source as its owner sees it.
 class Camera {
 public:
+    /// Called once at most.
     using Completion = std::move_only_function<void()>;
 
     virtual ~Camera() = default;
@@ -43,6 +44,7 @@ public:
     /// Stops frames at once and the session soon. The completion may be empty; it is called on the session queue, and
     /// only when the camera was active and its session running.
     virtual void pause(Completion completion) = 0;
+    /// Starts a paused session again.
     virtual void resume() = 0;
     /// Runs on its caller's queue, which is the session queue after `pause`. The completion may be empty.
     virtual void tearDown(Completion completion) = 0;

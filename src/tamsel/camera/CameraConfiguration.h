@@ -43,6 +43,7 @@ struct CameraConfiguration {
     bool videoRecordingEnabled; ///< a movie output and an audio input are prepared
 };
 
+/// The preset of the platform that a quality selects.
 [[nodiscard]] platform::AVCaptureSessionPreset capturePreset(CameraConfiguration::SessionPreset preset);
 
 /// The kinds of device to look for at a position, in the order of asking.

@@ -18,15 +18,21 @@ class CameraDelegate {
 public:
     virtual ~CameraDelegate() = default;
 
+    /// A live frame; the transform is absent for a camera.
     virtual void didOutputSampleBuffer(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer,
         std::optional<platform::CGAffineTransform> preferredTransform)
         = 0;
+    /// The file of a still, with the source that it was asked for with.
     virtual void didCapturePhoto(std::vector<std::byte> data, platform::OvriImageSource source) = 0;
+    /// A recording has ended, and its file is complete, or is not there.
     virtual void didRecordVideo(std::filesystem::path url) = 0;
     /// The error has already been reported to the core library.
     virtual void didFail(CameraError error) = 0;
+    /// The session starts again because the application came back.
     virtual void cameraDidResume() = 0;
+    /// The session stops because the application went to the background.
     virtual void cameraDidSuspend() = 0;
+    /// What was found in one frame.
     virtual void didOutputMetadataObjects(platform::AVMetadataObjects objects) = 0;
 };
 

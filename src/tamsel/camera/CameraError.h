@@ -18,15 +18,15 @@ namespace tamsel {
 class CameraError {
 public:
     enum class Case : std::uint8_t {
-        cameraModeError,
-        recordVideoFailed,
-        noPermission,
-        cameraRestricted,
-        canNotAddInput,
-        canNotAddVideoOutput,
-        canNotAddPhotoOutput,
-        videoFrameError,
-        captureImageFailed,
+        cameraModeError, ///< the torch cannot be switched; reported, and told to no client
+        recordVideoFailed, ///< not made by this library
+        noPermission, ///< raised by a start: the use of cameras is denied, or nobody has been asked yet
+        cameraRestricted, ///< raised by a start: the use of cameras is not this user's to allow
+        canNotAddInput, ///< the session does not start: there is no device, or it cannot be had
+        canNotAddVideoOutput, ///< the session does not start
+        canNotAddPhotoOutput, ///< the session does not start
+        videoFrameError, ///< a frame was dropped; or the device is lost, and the session has stopped
+        captureImageFailed, ///< no still; or a recording that was asked for while the session did not run
     };
 
     [[nodiscard]] static CameraError cameraModeError(platform::Error error)

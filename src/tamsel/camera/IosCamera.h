@@ -31,6 +31,7 @@ class IosCamera final : public Camera,
     struct Private { };
 
 public:
+    /// Opens no device yet. The platform must outlive the camera.
     [[nodiscard]] static std::shared_ptr<IosCamera> create(
         CameraConfiguration configuration, platform::Platform& platform);
     /// True when a camera can be found at the position.

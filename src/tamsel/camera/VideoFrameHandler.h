@@ -17,6 +17,7 @@ namespace tamsel {
 /// Receives live frames and drops from the platform, on the camera's video queue, and passes them on while active.
 class VideoFrameHandler final : public platform::AVCaptureVideoDataOutputSampleBufferDelegate {
 public:
+    /// A frame, or that one was dropped.
     using Result = std::variant<std::shared_ptr<platform::CMSampleBuffer>, CameraError>;
 
     explicit VideoFrameHandler(platform::Platform& platform) : platform_(platform) { }

@@ -16,11 +16,13 @@ namespace tamsel {
 /// Which worker to make.
 class MotionWorkerKind {
 public:
+    /// Held still: the threshold in radians per second, the duration in seconds.
     struct Stability {
         double threshold;
         double duration;
         bool operator==(const Stability&) const = default;
     };
+    /// Tilted far enough: the angle in degrees.
     struct FacingAngle {
         double angle;
         bool operator==(const FacingAngle&) const = default;

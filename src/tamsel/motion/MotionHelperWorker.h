@@ -16,10 +16,12 @@ namespace tamsel {
 /// A motion service that a worker needs, and the longest interval between its samples, in seconds.
 class CoreMotionCapability {
 public:
+    /// Rotation rates.
     struct Gyro {
         double updateInterval;
         bool operator==(const Gyro&) const = default;
     };
+    /// The attitude.
     struct DeviceMotion {
         double updateInterval;
         bool operator==(const DeviceMotion&) const = default;
@@ -63,14 +65,17 @@ public:
 
     /// Empty when outcomes go nowhere.
     [[nodiscard]] virtual UpdateCallback updateCallback() const = 0;
+    /// Receives every outcome from now on.
     virtual void setUpdateCallback(UpdateCallback callback) = 0;
 
     /// Where the callback is called; on the main queue while this is empty.
     [[nodiscard]] virtual std::shared_ptr<platform::DispatchQueue> responseQueue() const = 0;
     virtual void setResponseQueue(std::shared_ptr<platform::DispatchQueue> queue) = 0;
 
+    /// One sample of the gyroscope, or what came in its place.
     virtual void handleGyroData(const std::optional<platform::CMGyroData>& sample, const SampleError& error)
         = 0;
+    /// One sample of device motion, or what came in its place.
     virtual void handleDeviceMotion(
         const std::optional<platform::CMDeviceMotion>& sample, const SampleError& error)
         = 0;

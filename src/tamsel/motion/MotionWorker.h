@@ -24,6 +24,7 @@ public:
 
     /// Nothing; a worker overrides what it needs.
     void handleGyroData(const std::optional<platform::CMGyroData>& sample, const SampleError& error) override;
+    /// The same.
     void handleDeviceMotion(
         const std::optional<platform::CMDeviceMotion>& sample, const SampleError& error) override;
 

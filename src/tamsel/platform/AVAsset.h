@@ -39,6 +39,7 @@ public:
     [[nodiscard]] virtual bool isEqual(const AVAsset& other) const { return this == &other; }
 };
 
+/// How far a reading has come.
 enum class AVAssetReaderStatus : std::uint8_t {
     unknown = 0,
     reading = 1,
@@ -66,6 +67,7 @@ class AVAssetReader {
 public:
     virtual ~AVAssetReader() = default;
 
+    /// Before the reading starts.
     virtual void addOutput(std::shared_ptr<AVAssetReaderTrackOutput> output) = 0;
     /// False when it cannot start; the status then is `failed`.
     virtual bool startReading() = 0;
@@ -93,9 +95,11 @@ public:
     [[nodiscard]] virtual std::expected<std::shared_ptr<AVAssetReader>, Error> makeAssetReader(
         const std::shared_ptr<AVAsset>& asset)
         = 0;
+    /// To be added to a reader of the same asset.
     [[nodiscard]] virtual std::shared_ptr<AVAssetReaderTrackOutput> makeTrackOutput(
         const std::shared_ptr<AVAssetTrack>& track, TrackOutputSettings settings)
         = 0;
+    /// Does not look at the file yet.
     [[nodiscard]] virtual std::shared_ptr<AVAssetImageGenerator> makeImageGenerator(
         const std::shared_ptr<AVAsset>& asset)
         = 0;

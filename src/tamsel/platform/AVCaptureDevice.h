@@ -12,6 +12,7 @@
 
 namespace tamsel::platform {
 
+/// What the user has said about the use of a camera or a microphone.
 enum class AVAuthorizationStatus : std::uint8_t {
     notDetermined = 0,
     restricted = 1,
@@ -19,8 +20,10 @@ enum class AVAuthorizationStatus : std::uint8_t {
     authorized = 3
 };
 
+/// Where a camera stands on the device.
 enum class AVCaptureDevicePosition : std::uint8_t { unspecified = 0, back = 1, front = 2 };
 
+/// The kinds of device.
 enum class AVCaptureDeviceType : std::uint8_t {
     builtInWideAngleCamera,
     builtInDualWideCamera,
@@ -28,7 +31,9 @@ enum class AVCaptureDeviceType : std::uint8_t {
     builtInMicrophone,
 };
 
+/// When the flash fires.
 enum class AVCaptureFlashMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
+/// When the torch is on.
 enum class AVCaptureTorchMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
 
 /// What a device delivers at the moment.
@@ -46,6 +51,7 @@ class AVCaptureDevice {
 public:
     virtual ~AVCaptureDevice() = default;
 
+    /// Tells it from every other device, and stays the same.
     [[nodiscard]] virtual std::string uniqueID() const = 0;
     [[nodiscard]] virtual std::string localizedName() const = 0;
     [[nodiscard]] virtual AVMediaType mediaType() const = 0;
@@ -58,6 +64,7 @@ public:
 
     /// Fails when somebody else has it locked or the device is gone; balanced by `unlockForConfiguration`.
     [[nodiscard]] virtual std::expected<void, Error> lockForConfiguration() = 0;
+    /// Ends what `lockForConfiguration` began.
     virtual void unlockForConfiguration() = 0;
 
     /// What `setVideoZoomFactor` accepts; the device must be locked for the latter.

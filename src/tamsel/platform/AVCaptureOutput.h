@@ -27,10 +27,12 @@ public:
     virtual ~AVCaptureConnection() = default;
 
     [[nodiscard]] virtual bool isEnabled() const = 0;
+    /// A connection that is not enabled lets no live frame pass.
     virtual void setEnabled(bool enabled) = 0;
     [[nodiscard]] virtual bool automaticallyAdjustsVideoMirroring() const = 0;
     virtual void setAutomaticallyAdjustsVideoMirroring(bool adjusts) = 0;
     [[nodiscard]] virtual AVCaptureVideoOrientation videoOrientation() const = 0;
+    /// From the next frame on.
     virtual void setVideoOrientation(AVCaptureVideoOrientation orientation) = 0;
 };
 
@@ -48,6 +50,7 @@ class AVCaptureVideoDataOutputSampleBufferDelegate {
 public:
     virtual ~AVCaptureVideoDataOutputSampleBufferDelegate() = default;
 
+    /// One live frame.
     virtual void captureOutputDidOutputSampleBuffer(std::shared_ptr<CMSampleBuffer> sampleBuffer) = 0;
     /// One frame was dropped before it reached the delegate; the sample has no image.
     virtual void captureOutputDidDropSampleBuffer(CMSampleBuffer& sampleBuffer) = 0;
@@ -56,6 +59,7 @@ public:
 /// Delivers live frames, at most one of them waiting for the delegate.
 class AVCaptureVideoDataOutput : public AVCaptureOutput {
 public:
+    /// Whether a frame that comes while another waits is dropped.
     virtual void setAlwaysDiscardsLateVideoFrames(bool discards) = 0;
     /// The setting kCVPixelBufferPixelFormatTypeKey, a four-character code.
     virtual void setVideoSettings(std::uint32_t pixelFormat) = 0;
@@ -96,6 +100,7 @@ class AVCaptureMetadataOutputObjectsDelegate {
 public:
     virtual ~AVCaptureMetadataOutputObjectsDelegate() = default;
 
+    /// What was found in one frame; empty once after the last find, to say that nothing is there any more.
     virtual void captureOutputDidOutputMetadataObjects(const AVMetadataObjects& objects) = 0;
 };
 
@@ -104,7 +109,9 @@ class AVCaptureMetadataOutput : public AVCaptureOutput {
 public:
     /// Known only once the output has been added to a session with a camera.
     [[nodiscard]] virtual std::vector<AVMetadataObjectType> availableMetadataObjectTypes() const = 0;
+    /// What to look for, from the next start of the session on.
     virtual void setMetadataObjectTypes(std::vector<AVMetadataObjectType> types) = 0;
+    /// Who is told, and on which queue. Held weakly.
     virtual void setMetadataObjectsDelegate(
         std::weak_ptr<AVCaptureMetadataOutputObjectsDelegate> delegate, std::shared_ptr<DispatchQueue> queue)
         = 0;

@@ -12,7 +12,9 @@
 
 namespace tamsel::platform {
 
+/// The format of a still.
 enum class AVVideoCodecType : std::uint8_t { jpeg };
+/// What matters most about a still.
 enum class AVCapturePhotoQualityPrioritization : std::uint8_t { speed = 1, balanced = 2, quality = 3 };
 
 /// What one still is to be like. A value: changing a copy does not reach a capture that has been started.
@@ -51,6 +53,7 @@ class AVCapturePhotoFileDataRepresentationCustomizer {
 public:
     virtual ~AVCapturePhotoFileDataRepresentationCustomizer() = default;
 
+    /// The properties that the file is to state, in place of those of the photo. On the thread that makes the file.
     [[nodiscard]] virtual PropertyDictionary replacementMetadataForPhoto(const AVCapturePhoto& photo) = 0;
 };
 
@@ -75,13 +78,17 @@ class AVCapturePhotoCaptureDelegate {
 public:
     virtual ~AVCapturePhotoCaptureDelegate() = default;
 
+    /// The capture is about to begin.
     virtual void captureOutputWillBeginCapture(const AVCaptureResolvedPhotoSettings& settings) = 0;
+    /// The shutter is about to open: the moment to silence its sound.
     virtual void captureOutputWillCapturePhoto(const AVCaptureResolvedPhotoSettings& settings) = 0;
+    /// The shutter has closed.
     virtual void captureOutputDidCapturePhoto(const AVCaptureResolvedPhotoSettings& settings) = 0;
     /// Left out when no picture was taken.
     virtual void captureOutputDidFinishProcessingPhoto(
         const AVCapturePhoto& photo, const std::optional<Error>& error)
         = 0;
+    /// The capture has ended; with an error there may be no picture.
     virtual void captureOutputDidFinishCapture(
         const AVCaptureResolvedPhotoSettings& settings, const std::optional<Error>& error)
         = 0;

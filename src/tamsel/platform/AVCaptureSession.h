@@ -13,6 +13,7 @@
 
 namespace tamsel::platform {
 
+/// What the frames of a session are to be good for: stills, or films.
 enum class AVCaptureSessionPreset : std::uint8_t { photo, high };
 
 /// A source of a session.
@@ -40,15 +41,19 @@ class AVCaptureSession {
 public:
     virtual ~AVCaptureSession() = default;
 
+    /// Opens a block of changes. Blocks may be nested.
     virtual void beginConfiguration() = 0;
+    /// Closes it; the outermost one puts the changes into effect.
     virtual void commitConfiguration() = 0;
     virtual void setSessionPreset(AVCaptureSessionPreset preset) = 0;
 
+    /// False when the session would not take it, for example because it has a camera.
     [[nodiscard]] virtual bool canAddInput(const std::shared_ptr<AVCaptureInput>& input) = 0;
     virtual void addInput(std::shared_ptr<AVCaptureInput> input) = 0;
     virtual void removeInput(const std::shared_ptr<AVCaptureInput>& input) = 0;
     [[nodiscard]] virtual std::vector<std::shared_ptr<AVCaptureInput>> inputs() const = 0;
 
+    /// False when the session would not take it, for example because it has one of this kind.
     [[nodiscard]] virtual bool canAddOutput(const std::shared_ptr<AVCaptureOutput>& output) = 0;
     virtual void addOutput(std::shared_ptr<AVCaptureOutput> output) = 0;
     virtual void removeOutput(const std::shared_ptr<AVCaptureOutput>& output) = 0;
@@ -56,6 +61,7 @@ public:
 
     /// Asked for while the application is in the background, it takes effect on its return.
     virtual void startRunning() = 0;
+    /// Frames that have not reached their delegate yet are held back.
     virtual void stopRunning() = 0;
     [[nodiscard]] virtual bool isRunning() const = 0;
 
@@ -68,6 +74,7 @@ class AVCaptureVideoPreviewLayer : public CALayer {
 public:
     [[nodiscard]] virtual AVLayerVideoGravity videoGravity() const = 0;
     virtual void setVideoGravity(AVLayerVideoGravity gravity) = 0;
+    /// Absent while the session has no camera, or is gone.
     [[nodiscard]] virtual std::shared_ptr<AVCaptureConnection> connection() const = 0;
 };
 
@@ -81,9 +88,12 @@ public:
     [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> defaultDevice(
         AVCaptureDeviceType type, AVMediaType mediaType, AVCaptureDevicePosition position)
         = 0;
+    /// Absent when there is no microphone.
     [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> defaultAudioDevice() = 0;
 
+    /// Without inputs and outputs.
     [[nodiscard]] virtual std::shared_ptr<AVCaptureSession> makeSession() = 0;
+    /// Fails when the device cannot be used.
     [[nodiscard]] virtual std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error> makeDeviceInput(
         const std::shared_ptr<AVCaptureDevice>& device)
         = 0;
@@ -91,6 +101,7 @@ public:
     [[nodiscard]] virtual std::shared_ptr<AVCapturePhotoOutput> makePhotoOutput() = 0;
     [[nodiscard]] virtual std::shared_ptr<AVCaptureMovieFileOutput> makeMovieFileOutput() = 0;
     [[nodiscard]] virtual std::shared_ptr<AVCaptureMetadataOutput> makeMetadataOutput() = 0;
+    /// Holds the session weakly.
     [[nodiscard]] virtual std::shared_ptr<AVCaptureVideoPreviewLayer> makePreviewLayer(
         const std::shared_ptr<AVCaptureSession>& session)
         = 0;

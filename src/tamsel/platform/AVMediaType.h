@@ -4,6 +4,7 @@
 
 namespace tamsel::platform {
 
+/// What a device or a track gives.
 enum class AVMediaType : std::uint8_t { video, audio };
 
 } // namespace tamsel::platform

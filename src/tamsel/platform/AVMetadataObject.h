@@ -37,6 +37,7 @@ public:
     }
 
     [[nodiscard]] CGRect bounds() const { return bounds_; }
+    /// The same for the same face, from frame to frame.
     [[nodiscard]] std::int64_t faceID() const { return faceID_; }
 
 private:
@@ -63,6 +64,7 @@ private:
     std::optional<std::string> stringValue_;
 };
 
+/// A batch: what was found in one frame.
 using AVMetadataObjects = std::vector<std::shared_ptr<const AVMetadataObject>>;
 
 } // namespace tamsel::platform

@@ -4,6 +4,7 @@
 
 namespace tamsel::platform {
 
+/// The number of a sound; the shutter has 1108.
 using SystemSoundID = std::uint32_t;
 
 /// Sounds that the platform makes by itself. Thread-safe.

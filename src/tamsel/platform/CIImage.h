@@ -82,6 +82,7 @@ public:
     /// Absent when the data is no picture.
     [[nodiscard]] static std::optional<CIImage> initWithData(
         ImageData data, const CIImageOptions& options, ImageServices& images);
+    /// The image of these pixels, which it shares.
     [[nodiscard]] static CIImage initWithCVImageBuffer(std::shared_ptr<CVBuffer> imageBuffer);
 
     /// Moves this image: what has been applied before stays.

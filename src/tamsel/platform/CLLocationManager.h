@@ -39,6 +39,7 @@ class LocationServices {
 public:
     virtual ~LocationServices() = default;
 
+    /// Asks for nothing.
     [[nodiscard]] virtual std::unique_ptr<CLLocationManager> makeLocationManager() = 0;
 };
 

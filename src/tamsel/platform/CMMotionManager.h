@@ -46,7 +46,9 @@ struct CMDeviceMotion {
 /// Receives a sample, an error in place of one, or both; also neither when a sample is missing without a reason.
 template <typename Sample>
 using CMHandler = std::function<void(const std::optional<Sample>&, const std::shared_ptr<const Error>&)>;
+/// Receives what the gyroscope says.
 using CMGyroHandler = CMHandler<CMGyroData>;
+/// Receives what the service that joins the sensors says.
 using CMDeviceMotionHandler = CMHandler<CMDeviceMotion>;
 
 /// Two streams of motion samples, each with a pace of its own. A stream calls its handler in items of the queue that it
@@ -62,6 +64,7 @@ public:
     [[nodiscard]] virtual bool isGyroActive() const = 0;
     /// Seconds, from now on, also for a running stream. The device's own limits apply.
     virtual void setGyroUpdateInterval(double interval) = 0;
+    /// The handler replaces the one before.
     virtual void startGyroUpdates(std::shared_ptr<DispatchQueue> queue, CMGyroHandler handler) = 0;
     virtual void stopGyroUpdates() = 0;
 
@@ -78,6 +81,7 @@ class MotionServices {
 public:
     virtual ~MotionServices() = default;
 
+    /// A manager whose streams do not run.
     [[nodiscard]] virtual std::shared_ptr<CMMotionManager> makeMotionManager() = 0;
 };
 

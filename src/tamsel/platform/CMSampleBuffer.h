@@ -30,6 +30,7 @@ public:
         return cameraIntrinsicMatrix_;
     }
 
+    /// Says what became of the frame.
     void settle(FrameLedger::Outcome outcome, DropCause cause = DropCause::noReceiver)
     {
         ticket_.settle(outcome, cause);

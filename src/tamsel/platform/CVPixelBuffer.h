@@ -47,6 +47,7 @@ public:
         return pixels_.get() + y * bytesPerRow_ + x * 4;
     }
 
+    /// Absent for pixels that no session has delivered.
     [[nodiscard]] const std::optional<FrameTiming>& timing() const { return timing_; }
     void setTiming(const std::optional<FrameTiming>& timing) { timing_ = timing; }
 
@@ -62,6 +63,7 @@ private:
     std::optional<FrameTiming> timing_;
 };
 
+/// The name by which frames are known to clients.
 using CVBuffer = CVPixelBuffer;
 
 } // namespace tamsel::platform

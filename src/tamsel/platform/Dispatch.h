@@ -32,6 +32,7 @@ class Dispatch {
 public:
     virtual ~Dispatch() = default;
 
+    /// The label is for people.
     [[nodiscard]] virtual std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label) = 0;
 
     /// The serial queue that the application's main thread (or virtual main thread) runs.

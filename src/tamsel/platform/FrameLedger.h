@@ -35,6 +35,7 @@ struct FrameCounts {
 /// Counts what became of every frame of one capture session. Thread-safe, lock-free.
 class FrameLedger {
 public:
+    /// What can become of a frame.
     enum class Outcome : std::uint8_t { delivered, gated, dropped };
 
     void countProduced() { produced_.fetch_add(1, std::memory_order_relaxed); }
@@ -69,6 +70,7 @@ public:
     FrameTicket& operator=(FrameTicket&& other) noexcept;
     ~FrameTicket() { settle(FrameLedger::Outcome::dropped, DropCause::noReceiver); }
 
+    /// Closes the entry. A settled ticket ignores it.
     void settle(FrameLedger::Outcome outcome, DropCause cause = DropCause::noReceiver);
 
 private:

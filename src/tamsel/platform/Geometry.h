@@ -21,6 +21,7 @@ struct CGSize {
     bool operator==(const CGSize&) const = default;
 };
 
+/// A rectangle: the corner with the smallest coordinates, and its size.
 struct CGRect {
     CGPoint origin;
     CGSize size;
@@ -47,6 +48,7 @@ struct CGAffineTransform {
 [[nodiscard]] CGAffineTransform CGAffineTransformConcat(
     const CGAffineTransform& first, const CGAffineTransform& second);
 
+/// The moved point.
 [[nodiscard]] CGPoint CGPointApplyAffineTransform(const CGPoint& point, const CGAffineTransform& transform);
 
 /// The smallest rectangle around the moved one.

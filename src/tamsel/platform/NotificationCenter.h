@@ -49,6 +49,7 @@ public:
     /// Ends all registrations of an observer; it may already be in its destructor.
     void removeObserver(const void* observer);
 
+    /// Calls those who asked for the name, before it returns.
     void post(std::string_view name, std::shared_ptr<void> object = nullptr);
 
 private:

@@ -1,5 +1,6 @@
 #pragma once
 
+/// Roles and values: everything that the library asks of the place where it runs.
 namespace tamsel::platform {
 
 class AssetServices;

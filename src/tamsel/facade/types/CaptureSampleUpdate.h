@@ -33,6 +33,7 @@ public:
     [[nodiscard]] platform::CGImagePropertyOrientation exifOrientation() const { return exifOrientation_; }
 
     [[nodiscard]] bool isAlbum() const { return source_ == platform::OvriImageSource::album; }
+    /// A still or a frame of a camera.
     [[nodiscard]] bool isCamera() const
     {
         return source_ == platform::OvriImageSource::photo || source_ == platform::OvriImageSource::video;

@@ -12,6 +12,7 @@ namespace tamsel {
 /// One video frame. A copy shares the pixels; keeping one keeps its buffer out of the session's pool.
 class OvriCaptureFrameUpdate {
 public:
+    /// Stores the four values unchanged.
     OvriCaptureFrameUpdate(std::shared_ptr<platform::CVBuffer> data,
         std::shared_ptr<const platform::CameraIntrinsicMatrix> cameraIntrinsicData,
         platform::CGImagePropertyOrientation exifOrientation,

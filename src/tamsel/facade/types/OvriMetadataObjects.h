@@ -14,6 +14,7 @@ namespace tamsel {
 /// One detected machine-readable code.
 class OvriMetadataMachineReadableCodeObject {
 public:
+    /// Stores the three values unchanged.
     OvriMetadataMachineReadableCodeObject(std::optional<MetadataObjectType> type,
         std::vector<platform::CGPoint> corners, std::optional<std::string> value)
         : type_(type),

@@ -14,10 +14,12 @@ class OvriMetadataOutputDelegate {
 public:
     virtual ~OvriMetadataOutputDelegate() = default;
 
+    /// The first face of a batch, with every batch that has one.
     virtual void sourceManagerDidDetect(
         OvriSourceManager& /*manager*/, const OvriMetadataFaceObject& /*face*/)
     {
     }
+    /// The codes of a batch, with every batch that has some.
     virtual void sourceManagerDidDetect(
         OvriSourceManager& /*manager*/, const std::vector<OvriMetadataMachineReadableCodeObject>& /*codes*/)
     {

@@ -10,7 +10,9 @@ class OvriMotionSourceDelegate {
 public:
     virtual ~OvriMotionSourceDelegate() = default;
 
+    /// Whether the device is held still.
     virtual void sourceManagerDidDetectStability(OvriSourceManager& /*manager*/, bool /*isStable*/) { }
+    /// Whether the device is tilted up far enough.
     virtual void sourceManagerDidDetectFacingAngle(OvriSourceManager& /*manager*/, bool /*isFacing*/) { }
 };
 

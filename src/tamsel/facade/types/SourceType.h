@@ -6,19 +6,24 @@
 #include <utility>
 #include <variant>
 
+/// What a capture screen uses, and what stands behind it: the source manager, its records and delegates, cameras,
+/// motion.
 namespace tamsel {
 
 /// Names a source of images or verdicts.
 class SourceType {
 public:
+    /// Live frames of the front camera.
     struct CameraFront {
         bool videoRecordingEnabled;
         bool operator==(const CameraFront&) const = default;
     };
+    /// Live frames of the back camera.
     struct CameraBack {
         bool videoRecordingEnabled;
         bool operator==(const CameraBack&) const = default;
     };
+    /// The frames of a recording.
     struct Asset {
         std::shared_ptr<platform::AVAsset> asset;
         /// Two assets are equal when the platform's object equality says so.
@@ -27,25 +32,33 @@ public:
             return asset && other.asset ? asset->isEqual(*other.asset) : asset == other.asset;
         }
     };
+    /// No source; a session of it starts nothing.
     struct Undefined {
         bool operator==(const Undefined&) const = default;
     };
+    /// A microphone alone; a session of it starts nothing.
     struct Mic {
         bool operator==(const Mic&) const = default;
     };
+    /// A reader of tags; a session of it starts nothing.
     struct Nfc {
         bool operator==(const Nfc&) const = default;
     };
+    /// Whether the device is held still.
     struct Stability {
         bool operator==(const Stability&) const = default;
     };
+    /// Whether the device is tilted up far enough.
     struct FacingAngle {
         bool operator==(const FacingAngle&) const = default;
     };
     using Value = std::variant<CameraFront, CameraBack, Asset, Undefined, Mic, Nfc, Stability, FacingAngle>;
 
+    /// With `videoRecordingEnabled` a session can record films; it then opens the microphone, too.
     [[nodiscard]] static SourceType cameraFront(bool videoRecordingEnabled);
+    /// The same for the back camera.
     [[nodiscard]] static SourceType cameraBack(bool videoRecordingEnabled);
+    /// A recording, as `AssetServices::assetWithURL` gives it.
     [[nodiscard]] static SourceType asset(std::shared_ptr<platform::AVAsset> asset);
     [[nodiscard]] static SourceType undefined();
     [[nodiscard]] static SourceType mic();

@@ -10,8 +10,11 @@
 
 namespace tamsel::platform {
 
+/// The part of the product that reports: this library.
 enum class OvriErrorDomain : std::uint8_t { sm };
+/// How bad it is.
 enum class OvriErrorSeverity : std::uint8_t { error };
+/// What the product counts separately.
 enum class OvriErrorEvent : std::uint8_t { captureImageFailed };
 
 class ReportSink;
@@ -22,6 +25,7 @@ public:
     enum class Permission : std::uint8_t { camera };
     enum class Capability : std::uint8_t { gyro, motion };
 
+    /// What a report is made of.
     struct Factory {
         OvriErrorDomain domain = OvriErrorDomain::sm;
         OvriErrorSeverity severity = OvriErrorSeverity::error;
@@ -43,6 +47,7 @@ private:
 /// Something that failed in the flow of a capture.
 class FlowError {
 public:
+    /// What a report is made of.
     struct Factory {
         OvriErrorDomain domain = OvriErrorDomain::sm;
         OvriErrorSeverity severity = OvriErrorSeverity::error;
@@ -67,6 +72,7 @@ private:
 /// A platform error passed on as it came.
 class NativeError {
 public:
+    /// What a report is made of.
     struct Factory {
         OvriErrorDomain domain = OvriErrorDomain::sm;
         OvriErrorSeverity severity = OvriErrorSeverity::error;
@@ -84,6 +90,7 @@ private:
     Factory factory_;
 };
 
+/// Any of the three.
 using TamselError = std::variant<DeviceError, FlowError, NativeError>;
 
 /// Where `report()` goes. Thread-safe.
@@ -91,6 +98,7 @@ class ReportSink {
 public:
     virtual ~ReportSink() = default;
 
+    /// Receives one report; not to wait for anything.
     virtual void report(const TamselError& error) = 0;
 };
 

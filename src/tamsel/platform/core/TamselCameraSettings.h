@@ -14,9 +14,11 @@ struct TamselCameraSettings {
         std::string name;
         bool operator==(const CustomSound&) const = default;
     };
+    /// The system's own.
     struct DefaultSound {
         bool operator==(const DefaultSound&) const = default;
     };
+    /// None.
     struct Silent {
         bool operator==(const Silent&) const = default;
     };
