@@ -2,7 +2,9 @@
 
 #include "JsonLine.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace tamsel::capture {
 
@@ -18,6 +20,26 @@ std::optional<std::string> reasonOf(const MotionHelperError& error)
 }
 
 } // namespace
+
+bool Console::keepEvents(const std::string& file)
+{
+    events_.reset(std::fopen(file.c_str(), "we"));
+    if (!events_)
+        fail(file + ": " + std::strerror(errno));
+    return events_ != nullptr;
+}
+
+void Console::write(const JsonLine& event)
+{
+    const std::string line = event.string();
+    if (json_)
+        write(line);
+    const std::lock_guard lock(guard_);
+    if (events_) {
+        std::fprintf(events_.get(), "%s\n", line.c_str());
+        std::fflush(events_.get());
+    }
+}
 
 void Console::write(const std::string& line)
 {
@@ -40,8 +62,8 @@ void Console::note(const std::string& line)
 
 void Console::writeError(std::string_view kind, const std::optional<std::string>& reason)
 {
-    if (json_)
-        write(JsonLine("error").text("kind", kind).text("reason", reason).string());
+    if (wantsEvents())
+        write(JsonLine("error").text("kind", kind).text("reason", reason));
 }
 
 void Console::fail(const CameraError& error)

@@ -4,12 +4,16 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace tamsel::capture {
+
+class JsonLine;
 
 /// What the program returns.
 enum class ExitStatus : std::uint8_t { done = 0, failed = 1, unusable = 2, interrupted = 130 };
@@ -22,6 +26,13 @@ public:
 
     [[nodiscard]] bool isJson() const { return json_; }
 
+    /// Keeps all events in a file, too, from now on. False when it cannot be made, which has been told.
+    [[nodiscard]] bool keepEvents(const std::string& file);
+    /// Whether it is of use to make any.
+    [[nodiscard]] bool wantsEvents() const { return json_ || events_; }
+    /// An event, for the files and programs that want them.
+    void write(const JsonLine& event);
+    /// A line of the output.
     void write(const std::string& line);
     /// A line for the person in front of it.
     void note(const std::string& line);
@@ -40,7 +51,12 @@ public:
 private:
     void failAs(const std::string& kind, const std::optional<std::string>& reason);
 
+    struct Close {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
     const bool json_;
+    std::unique_ptr<std::FILE, Close> events_; ///< set before there are threads
     std::mutex guard_;
     std::atomic<bool> hasFailed_ = false;
 };

@@ -2,6 +2,7 @@
 
 #include "Picture.h"
 #include "Upright.h"
+#include "seconds.h"
 
 #include <engine/capture/turnPixels.h>
 #include <host/asset/HostAssets.h>
@@ -42,7 +43,7 @@ DetectCommand::DetectCommand(const Options& options, Environment& environment)
       console_(options.json),
       waiter_(environment),
       responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
-      teller_(console_)
+      teller_(console_, environment.platform().clock.monotonic())
 {
 }
 
@@ -104,9 +105,7 @@ void DetectCommand::beginBatch()
 
 void DetectCommand::watch()
 {
-    const nanoseconds length = options_.seconds
-        ? std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(*options_.seconds))
-        : forEver;
+    const nanoseconds length = options_.seconds ? nanosecondsOf(*options_.seconds) : forEver;
     if (!waiter_.waitFor(length, [this] { return isOver_.load(); }))
         return;
     const bool hadFound = hasFound_;

@@ -1,7 +1,7 @@
 #include "DetectionTeller.h"
 
 #include "CodeKinds.h"
-#include "JsonLine.h"
+#include "seconds.h"
 
 #include <algorithm>
 #include <array>
@@ -74,27 +74,34 @@ template <typename Key> bool isNews(const std::map<Key, nanoseconds>& times, con
 
 } // namespace
 
+void DetectionTeller::write(JsonLine event, nanoseconds now)
+{
+    if (start_)
+        event.number("time", seconds(now - *start_));
+    console_.write(event);
+}
+
 void DetectionTeller::tellFace(CGRect bounds, std::int64_t id, nanoseconds now)
 {
     ++faces_;
     const bool isNew = isNews(faceTimes_, id, now);
     faceTimes_[id] = now;
-    if (console_.isJson()) {
+    if (console_.wantsEvents()) {
         const std::array<double, 4> numbers{rounded(bounds.origin.x), rounded(bounds.origin.y),
             rounded(bounds.size.width), rounded(bounds.size.height)};
-        console_.write(JsonLine("face").numbers("bounds", numbers).string());
-    } else if (isNew) {
-        console_.write(inColumns("face", "", placeOf(findingOf(bounds).corners)));
+        write(JsonLine("face").numbers("bounds", numbers), now);
     }
+    if (isNew && !console_.isJson())
+        console_.write(inColumns("face", "", placeOf(findingOf(bounds).corners)));
 }
 
 void DetectionTeller::tellCodes(const std::vector<DetectedCode>& codes, nanoseconds now)
 {
     ++batches_;
-    if (console_.isJson()) {
+    if (console_.wantsEvents()) {
         std::vector<JsonLine> objects;
         std::ranges::transform(codes, std::back_inserter(objects), jsonOf);
-        console_.write(JsonLine("codes").objects("codes", objects).string());
+        write(JsonLine("codes").objects("codes", objects), now);
     }
     const std::map<Code, nanoseconds> before = codes_; // equal codes of one batch are told each
     for (const DetectedCode& code : codes) {

@@ -2,6 +2,7 @@
 
 #include "Annotation.h"
 #include "Console.h"
+#include "JsonLine.h"
 #include "Options.h"
 
 #include <tamsel/facade/types/OvriMetadataObjects.h>
@@ -21,7 +22,12 @@ using DetectedCode = OvriMetadataMachineReadableCodeObject;
 /// Tells what was found: every event, or, for a person, what was not in view a moment before. Not thread-safe.
 class DetectionTeller {
 public:
-    explicit DetectionTeller(Console& console) : console_(console) { }
+    /// Of something that lasts, events tell their time since the start, in seconds.
+    explicit DetectionTeller(Console& console, std::optional<std::chrono::nanoseconds> start = std::nullopt)
+        : console_(console),
+          start_(start)
+    {
+    }
 
     void tellFace(platform::CGRect bounds, std::int64_t id, std::chrono::nanoseconds now);
     void tellCodes(const std::vector<DetectedCode>& codes, std::chrono::nanoseconds now);
@@ -33,7 +39,10 @@ private:
     /// A kind, in words, and a value.
     using Code = std::pair<std::string, std::optional<std::string>>;
 
+    void write(JsonLine event, std::chrono::nanoseconds now);
+
     Console& console_;
+    const std::optional<std::chrono::nanoseconds> start_;
     std::uint64_t batches_ = 0; ///< of codes
     std::uint64_t faces_ = 0;
     std::map<Code, std::chrono::nanoseconds> codes_; ///< and when each was last in view

@@ -1,6 +1,7 @@
 #include "FrameTeller.h"
 
 #include "JsonLine.h"
+#include "seconds.h"
 
 #include <engine/image/renderImage.h>
 
@@ -92,7 +93,7 @@ std::optional<FrameTeller::Summary> FrameTeller::summary() const
     if (!firstFrame_)
         return std::nullopt;
     Summary summary = last_;
-    const double duration = std::chrono::duration<double>(lastFrame_ - *firstFrame_).count();
+    const double duration = seconds(lastFrame_ - *firstFrame_);
     summary.framesPerSecond = duration > 0 ? static_cast<double>(frames - 1) / duration : 0;
     return summary;
 }

@@ -2,6 +2,7 @@
 
 #include "JsonLine.h"
 #include "StatusLine.h"
+#include "seconds.h"
 
 #include <tamsel/platform/CALayer.h>
 
@@ -25,11 +26,6 @@ constexpr std::array<std::pair<const char*, const char*>, dropCauseCount> causes
     {"deviceLost", "the camera was lost"},
     {"noReceiver", "nobody to receive them"},
 }};
-
-double seconds(nanoseconds duration)
-{
-    return std::chrono::duration<double>(duration).count();
-}
 
 } // namespace
 
@@ -170,8 +166,7 @@ ExitStatus FramesCommand::run()
     bool isOver = false;
     RunLoop& loop = platform.runLoops.current();
     if (options_.seconds) {
-        const auto length
-            = std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(*options_.seconds));
+        const auto length = nanosecondsOf(*options_.seconds);
         loop.scheduleTimer(length, false, [&](Timer&) { isOver = true; });
     }
     const auto onInterrupt = [&] { isInterrupted = true; };

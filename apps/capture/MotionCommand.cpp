@@ -3,6 +3,7 @@
 #include "Files.h"
 #include "MotionPlot.h"
 #include "StatusLine.h"
+#include "seconds.h"
 
 #include <algorithm>
 #include <array>
@@ -19,11 +20,6 @@ namespace {
 
 /// After the log's last row: for what is still under way.
 constexpr auto settleTime = 500ms;
-
-double seconds(nanoseconds duration)
-{
-    return std::chrono::duration<double>(duration).count();
-}
 
 } // namespace
 
@@ -54,7 +50,7 @@ void MotionCommand::drawPlot()
 {
     if (!options_.motion.plot)
         return;
-    const std::string plot = drawMotion(*options_.motion.log, options_.motion, teller_->verdicts());
+    const std::string plot = plotOf(*options_.motion.log, options_.motion, teller_->verdicts());
     if (const auto written = writeFile(std::as_bytes(std::span(plot)), *options_.motion.plot); !written)
         console_.fail(written.error());
 }

@@ -2,6 +2,7 @@
 
 #include "MotionTeller.h"
 #include "Options.h"
+#include "SvgPlot.h"
 
 #include <engine/motion/MotionLog.h>
 
@@ -10,9 +11,16 @@
 
 namespace tamsel::capture {
 
-/// A log and what was decided on it, as an SVG picture without a background, in colours that stand out on a light and on
-/// a dark page alike.
-[[nodiscard]] std::string drawMotion(
+/// What a log says from a time on, and what was decided on it.
+void drawMotion(SvgPlot& plot, const engine::MotionLog& log, double start, const MotionOptions& options,
+    const std::vector<MotionVerdict>& verdicts);
+
+/// The verdicts of one kind alone.
+void drawVerdicts(
+    SvgPlot& plot, MotionVerdict::Kind kind, const std::vector<MotionVerdict>& verdicts, double start);
+
+/// A whole log and what was decided on it, as a picture.
+[[nodiscard]] std::string plotOf(
     const engine::MotionLog& log, const MotionOptions& options, const std::vector<MotionVerdict>& verdicts);
 
 } // namespace tamsel::capture

@@ -1,6 +1,7 @@
 #include "MotionTeller.h"
 
 #include "JsonLine.h"
+#include "seconds.h"
 
 #include <array>
 #include <cstdio>
@@ -49,19 +50,19 @@ void MotionTeller::sourceManagerDidDetectFacingAngle(OvriSourceManager& /*manage
 void MotionTeller::tell(Kind kind, bool holds)
 {
     const double first = log_ ? log_->firstTime() : 0;
-    const double time = first + std::chrono::duration<double>(clock_.monotonic() - start_).count();
+    const double time = first + seconds(clock_.monotonic() - start_);
     {
         const std::lock_guard lock(guard_);
         verdicts_.push_back({kind, holds, time});
     }
-    if (console_.isJson()) {
+    if (console_.wantsEvents()) {
         const bool isStability = kind == Kind::stability;
         console_.write(JsonLine(isStability ? "stability" : "facingAngle")
                 .boolean(isStability ? "stable" : "facing", holds)
-                .number("time", time)
-                .string());
-        return;
+                .number("time", time));
     }
+    if (console_.isJson())
+        return;
     std::array<char, 80> line{};
     std::snprintf(line.data(), line.size(), "%10.3f s  %s", time, describe(kind, holds));
     console_.write(line.data());

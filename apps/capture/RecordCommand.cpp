@@ -1,10 +1,9 @@
 #include "RecordCommand.h"
 
-#include "JsonLine.h"
+#include "RecordingFile.h"
+#include "SessionErrors.h"
 #include "StatusLine.h"
-
-#include <host/movie/MovieFacts.h>
-#include <host/recording/repairMovie.h>
+#include "seconds.h"
 
 #include <tamsel/platform/CALayer.h>
 
@@ -28,11 +27,6 @@ constexpr nanoseconds forEver = 24h * 365;
 constexpr nanoseconds finishLimit = 10min;
 /// The file of a session that has failed comes soon, or there is none.
 constexpr nanoseconds failureLimit = 30s;
-
-double seconds(nanoseconds duration)
-{
-    return std::chrono::duration<double>(duration).count();
-}
 
 } // namespace
 
@@ -60,47 +54,10 @@ void RecordCommand::sourceManagerDidGetVideo(
 
 void RecordCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error)
 {
-    const auto* cameraError = std::get_if<CameraError>(&error);
-    if (!cameraError)
+    if (!tellIfOver(console_, manager, error))
         return;
-    if (cameraError->kind() == CameraError::Case::videoFrameError) {
-        // A live frame less does not matter here, unless it was the last.
-        if (manager.frameCounts().droppedBy[static_cast<std::size_t>(DropCause::deviceLost)] == 0)
-            return;
-        console_.fail("the camera was lost");
-    } else {
-        console_.fail(*cameraError);
-    }
     hasFailed_ = true;
     waiter_.wake();
-}
-
-bool RecordCommand::makeRoom()
-{
-    const std::string& file = options_.outputFile;
-    const std::filesystem::path recovery = host::recoveryFileOf(file);
-    std::error_code error;
-    const bool isKilled = std::filesystem::exists(std::filesystem::symlink_status(recovery, error));
-    if (!isKilled && !std::filesystem::exists(std::filesystem::symlink_status(file, error)))
-        return true;
-    if (!options_.record.overwrites) {
-        console_.fail(file
-            + (isKilled ? " is what a killed recording has left: repair completes it, --overwrite replaces it"
-                        : " is there already: --overwrite replaces it"));
-        return false;
-    }
-    if (std::filesystem::is_directory(file, error)) {
-        console_.fail(file + ": Is a directory");
-        return false;
-    }
-    for (const std::filesystem::path& old : {std::filesystem::path(file), recovery}) {
-        std::filesystem::remove(old, error);
-        if (error) {
-            console_.fail(old.string() + ": " + error.message());
-            return false;
-        }
-    }
-    return true;
 }
 
 std::string RecordCommand::status() const
@@ -128,9 +85,7 @@ void RecordCommand::record()
         return;
     begun_ = environment_.platform().clock.monotonic();
     manager_->startVideoRecording(options_.outputFile);
-    const nanoseconds length = options_.seconds
-        ? std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(*options_.seconds))
-        : forEver;
+    const nanoseconds length = options_.seconds ? nanosecondsOf(*options_.seconds) : forEver;
     bool hasVideo = false;
     {
         const StatusLine line(
@@ -144,42 +99,14 @@ void RecordCommand::record()
             = waiter_.waitFor(hasFailed_ ? failureLimit : finishLimit, [this] { return hasVideo_.load(); });
     }
     if (hasVideo)
-        tellResult();
+        tellRecording(options_.outputFile, manager_->frameCounts(), environment_, console_);
     else
         console_.fail(options_.outputFile + ": the recording was left before it was complete; see repair");
 }
 
-void RecordCommand::tellResult()
-{
-    const FrameCounts counts = manager_->frameCounts();
-    const std::string problem = environment_.recordingProblem();
-    if (!problem.empty())
-        console_.fail(problem);
-    const auto facts = host::readMovieFacts(options_.outputFile);
-    if (!facts) {
-        if (problem.empty())
-            console_.fail(facts.error().localizedDescription);
-        return;
-    }
-    if (options_.json) {
-        console_.write(JsonLine("video")
-                .text("file", std::string_view(options_.outputFile))
-                .number("duration", facts->duration)
-                .integer("frames", facts->frames)
-                .integer("dropped", counts.notRecorded)
-                .string());
-        return;
-    }
-    std::array<char, 120> text{};
-    std::snprintf(text.data(), text.size(), ": %.2f s, %llu frames, %llu dropped%s", facts->duration,
-        static_cast<unsigned long long>(facts->frames), static_cast<unsigned long long>(counts.notRecorded),
-        facts->hasSound ? "" : ", no sound");
-    console_.write(options_.outputFile + text.data());
-}
-
 ExitStatus RecordCommand::run()
 {
-    if (!makeRoom())
+    if (!makeRoomFor(options_.outputFile, options_.record.overwrites, console_))
         return ExitStatus::unusable;
     const SourceType source
         = options_.useFrontCamera ? SourceType::cameraFront(true) : SourceType::cameraBack(true);

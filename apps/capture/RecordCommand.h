@@ -26,10 +26,7 @@ public:
     void sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error) override;
 
 private:
-    /// False, and told, when the file may not be written.
-    [[nodiscard]] bool makeRoom();
     void record();
-    void tellResult();
     [[nodiscard]] std::string status() const;
 
     const Options options_;

@@ -53,15 +53,14 @@ void keepSample(Console& console, const CaptureSampleUpdate& sample, const std::
         console.fail(written.error());
         return;
     }
-    if (console.isJson()) {
+    if (console.wantsEvents())
         console.write(JsonLine("sample")
                 .integer("bytes", sample.sample().size())
                 .integer("source", static_cast<std::uint64_t>(sample.source()))
                 .integer("exifOrientation", static_cast<std::uint64_t>(sample.exifOrientation()))
-                .text("file", std::string_view(file))
-                .string());
+                .text("file", std::string_view(file)));
+    if (console.isJson())
         return;
-    }
     console.write(file + ": " + std::to_string(sample.sample().size()) + " bytes"
         + describeProperties(engine::readImageProperties(sample.sample())));
 }

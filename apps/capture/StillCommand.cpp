@@ -1,10 +1,7 @@
 #include "StillCommand.h"
 
 #include "Sample.h"
-#include "StatusLine.h"
-
-#include <tamsel/camera/videoOrientation.h>
-#include <tamsel/platform/CLLocationManager.h>
+#include "StillPreparation.h"
 
 #include <string>
 #include <utility>
@@ -18,7 +15,6 @@ using std::chrono::nanoseconds;
 namespace {
 
 constexpr nanoseconds cameraLimit = 15s;
-constexpr nanoseconds locationLimit = 10s;
 constexpr nanoseconds stillLimit = 10s;
 
 } // namespace
@@ -56,43 +52,6 @@ void StillCommand::sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/
     waiter_.wake();
 }
 
-/// A screen turns its preview with its interface; a still is taken the way up of the preview.
-void StillCommand::turnPreview() const
-{
-    for (const std::shared_ptr<CALayer>& layer : view_->layer()->sublayers()) {
-        const auto preview = std::dynamic_pointer_cast<AVCaptureVideoPreviewLayer>(layer);
-        if (const auto connection = preview ? preview->connection() : nullptr)
-            connection->setVideoOrientation(videoOrientation(options_.interfaceOrientation));
-    }
-}
-
-void StillCommand::waitForLocation()
-{
-    if (!options_.location)
-        return;
-    const auto isKnown
-        = [this] { return environment_.platform().location.makeLocationManager()->location().has_value(); };
-    (void)waiter_.waitFor(locationLimit, [&] { return isKnown() || !environment_.isLocationAwaited(); });
-    if (!isKnown() && !waiter_.isInterrupted())
-        console_.note("no location: " + environment_.locationProblem());
-}
-
-void StillCommand::tellWhatIsMissing()
-{
-    const AVCaptureDevicePosition position
-        = options_.useFrontCamera ? AVCaptureDevicePosition::front : AVCaptureDevicePosition::back;
-    const std::shared_ptr<AVCaptureDevice> camera = environment_.platform().capture.defaultDevice(
-        AVCaptureDeviceType::builtInWideAngleCamera, AVMediaType::video, position);
-    if (!camera)
-        return;
-    if (options_.still.flash.value_or(AVCaptureFlashMode::off) != AVCaptureFlashMode::off
-        && !camera->isFlashAvailable())
-        console_.note("the camera has no flash");
-    if (options_.still.torch.value_or(AVCaptureTorchMode::off) != AVCaptureTorchMode::off
-        && !camera->hasTorch())
-        console_.note("the camera has no torch");
-}
-
 void StillCommand::takeStill()
 {
     const auto hasEnded = [this] { return hasEnded_.load(); };
@@ -103,17 +62,12 @@ void StillCommand::takeStill()
     }
     if (hasEnded_)
         return;
-    turnPreview();
-    waitForLocation();
+    turnPreview(*view_, options_.interfaceOrientation);
+    waitForLocation(options_, environment_, waiter_, console_);
     if (waiter_.isInterrupted())
         return;
-    tellWhatIsMissing();
-    TamselCameraSettings settings;
-    settings.cameraFlashMode = options_.still.flash.value_or(settings.cameraFlashMode);
-    settings.cameraTorchMode = options_.still.torch.value_or(settings.cameraTorchMode);
-    if (options_.still.isSilent)
-        settings.cameraCaptureSound = TamselCameraSettings::Silent{};
-    manager_->captureStillImage(OvriImageSource::photo, settings);
+    tellWhatIsMissing(options_, environment_, console_);
+    manager_->captureStillImage(OvriImageSource::photo, settingsFor(options_.still));
     if (!waiter_.waitFor(stillLimit, hasEnded) && !waiter_.isInterrupted())
         console_.fail("the still did not come");
 }

@@ -28,9 +28,6 @@ public:
 
 private:
     void takeStill();
-    void turnPreview() const;
-    void waitForLocation();
-    void tellWhatIsMissing();
 
     const Options options_;
     Environment& environment_;

@@ -1,0 +1,23 @@
+#include "SessionErrors.h"
+
+namespace tamsel::capture {
+
+bool tellIfOver(Console& console, OvriSourceManager& manager, const SourceError& error)
+{
+    if (const auto* motionError = std::get_if<MotionHelperError>(&error)) {
+        console.fail(*motionError);
+        return true;
+    }
+    const auto& cameraError = std::get<CameraError>(error);
+    if (cameraError.kind() != CameraError::Case::videoFrameError) {
+        console.fail(cameraError);
+        return true;
+    }
+    const bool isLost
+        = manager.frameCounts().droppedBy[static_cast<std::size_t>(platform::DropCause::deviceLost)] > 0;
+    if (isLost)
+        console.fail("the camera was lost");
+    return isLost;
+}
+
+} // namespace tamsel::capture
