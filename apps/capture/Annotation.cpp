@@ -226,7 +226,7 @@ private:
 
 } // namespace
 
-void annotate(Picture& picture, std::span<const Finding> findings)
+void annotate(Picture& picture, std::span<const Finding> findings, const std::string& caption)
 {
     Canvas canvas(picture);
     const Pen pen(canvas);
@@ -241,6 +241,8 @@ void annotate(Picture& picture, std::span<const Finding> findings)
     for (const Finding& finding : findings)
         labels.draw(finding.label, boxAround(toPixels(canvas, finding.corners), pen),
             finding.isFace ? faceColour : codeColour);
+    if (!caption.empty())
+        labels.draw(caption, {0, canvas.height, 0, canvas.height}, white);
 }
 
 } // namespace tamsel::capture

@@ -29,7 +29,7 @@ constexpr std::array<std::pair<std::string_view, AVCaptureTorchMode>, 3> torchMo
     {"auto", AVCaptureTorchMode::automatic},
 }};
 
-constexpr std::array<std::pair<std::string_view, Command>, 13> commands{{
+constexpr std::array<std::pair<std::string_view, Command>, 15> commands{{
     {"help", Command::help},
     {"devices", Command::devices},
     {"frames", Command::frames},
@@ -43,6 +43,8 @@ constexpr std::array<std::pair<std::string_view, Command>, 13> commands{{
     {"repair", Command::repair},
     {"album", Command::album},
     {"detect", Command::detect},
+    {"status", Command::status},
+    {"capture", Command::capture},
 }};
 
 std::int64_t readOrientation(OptionReader& reader, std::string_view option)
@@ -69,20 +71,30 @@ void readFramesOption(OptionReader& reader, std::string_view argument, Options& 
         reader.failOption(argument, "frames");
 }
 
-void readMotionOption(OptionReader& reader, std::string_view argument, MotionOptions& motion)
+/// How the verdicts are reached; false for any other option.
+bool readVerdictOption(OptionReader& reader, std::string_view argument, MotionOptions& motion)
 {
-    if (argument == "--stability")
-        motion.stability = true;
-    else if (argument == "--threshold")
+    if (argument == "--threshold")
         motion.threshold = reader.number(
             argument, "a number of radians per second, 0 or more", [](double value) { return value >= 0; });
     else if (argument == "--duration")
         motion.duration = reader.number(argument, "a number of seconds, 0.001 or more",
             [](double value) { return value >= 0.001 && value <= 1e9; });
-    else if (argument == "--facing-angle")
-        motion.facingAngle = true;
     else if (argument == "--angle")
         motion.angle = reader.number(argument, "a number of degrees", [](double) { return true; });
+    else
+        return false;
+    return true;
+}
+
+void readMotionOption(OptionReader& reader, std::string_view argument, MotionOptions& motion)
+{
+    if (readVerdictOption(reader, argument, motion))
+        return;
+    if (argument == "--stability")
+        motion.stability = true;
+    else if (argument == "--facing-angle")
+        motion.facingAngle = true;
     else if (argument == "--real-time")
         motion.realTime = true;
     else if (argument == "--plot")
@@ -133,7 +145,8 @@ void keep(
         reader.fail(std::string(option) + ": " + parsed.error().localizedDescription);
 }
 
-void readStillOption(OptionReader& reader, std::string_view argument, Options& options)
+/// What a still is taken with; false for any other option.
+bool readStillSetting(OptionReader& reader, std::string_view argument, Options& options)
 {
     if (argument == "--camera") {
         options.useFrontCamera = reader.choice<bool>(argument, cameras);
@@ -155,11 +168,20 @@ void readStillOption(OptionReader& reader, std::string_view argument, Options& o
         options.still.flash = reader.choice<AVCaptureFlashMode>(argument, flashModes);
     } else if (argument == "--torch") {
         options.still.torch = reader.choice<AVCaptureTorchMode>(argument, torchModes);
-    } else if (argument.starts_with("-") || !options.outputFile.empty()) {
-        reader.failOption(argument, "still");
     } else {
-        options.outputFile = argument;
+        return false;
     }
+    return true;
+}
+
+void readStillOption(OptionReader& reader, std::string_view argument, Options& options)
+{
+    if (readStillSetting(reader, argument, options))
+        return;
+    if (argument.starts_with("-") || !options.outputFile.empty())
+        reader.failOption(argument, "still");
+    else
+        options.outputFile = argument;
 }
 
 void readRecordOption(OptionReader& reader, std::string_view argument, Options& options)
@@ -246,6 +268,89 @@ void checkDetection(OptionReader& reader, Options& options)
         options.detect.kinds = allBarcodes();
 }
 
+/// "still,tilted,code:pdf417,face"; "none" for nothing.
+void readConditions(OptionReader& reader, std::string_view option, CaptureOptions& capture)
+{
+    const std::string given = reader.text(option);
+    capture.conditions.clear();
+    if (given == "none")
+        return;
+    for (const auto part : std::views::split(given, ',')) {
+        const std::string_view name(part.begin(), part.end());
+        constexpr std::string_view codeOf = "code:";
+        const auto* known = std::ranges::find(
+            codeKinds, name.starts_with(codeOf) ? name.substr(codeOf.size()) : name, &CodeKind::first);
+        if (name == "still")
+            capture.conditions.push_back(CaptureCondition::still());
+        else if (name == "tilted")
+            capture.conditions.push_back(CaptureCondition::tilted());
+        else if (name == "face")
+            capture.conditions.push_back(CaptureCondition::face());
+        else if (name == "code")
+            capture.conditions.push_back(CaptureCondition::code());
+        else if (name.starts_with(codeOf) && known != codeKinds.end())
+            capture.conditions.push_back(CaptureCondition::code(known->second));
+        else
+            reader.fail(std::string(option).append(": '").append(name)
+                + "' is none of: still, tilted, face, code, code:KIND (as code:pdf417), or none alone");
+    }
+}
+
+void readCaptureOption(OptionReader& reader, std::string_view argument, Options& options)
+{
+    CaptureOptions& capture = options.capture;
+    if (readStillSetting(reader, argument, options) || readVerdictOption(reader, argument, options.motion))
+        return;
+    if (argument == "--require")
+        readConditions(reader, argument, capture);
+    else if (argument == "--timeout")
+        capture.timeout = reader.positiveSeconds(argument);
+    else if (argument == "--motion")
+        options.motion.logFile = reader.text(argument);
+    else if (argument == "--faces")
+        capture.looksForFaces = true;
+    else if (argument == "--record")
+        capture.records = true;
+    else if (argument == "--microphone")
+        options.record.microphone = reader.text(argument);
+    else if (argument == "--overwrite")
+        capture.overwrites = true;
+    else if (argument.starts_with("-") || !capture.folder.empty())
+        reader.failOption(argument, "capture");
+    else
+        capture.folder = argument;
+}
+
+void checkCapture(OptionReader& reader, const Options& options)
+{
+    const CaptureOptions& capture = options.capture;
+    const bool isSimulated = options.backend == Backend::simulated;
+    using Kind = CaptureCondition::Kind;
+    if (capture.folder.empty())
+        reader.fail("capture needs a folder to write into; see --help");
+    else if (capture.needsMotion() && !options.motion.logFile && !isSimulated)
+        reader.fail(
+            "capture waits until the device is held still and tilted, and this machine has no motion "
+            "sensors: --motion LOG gives it those of a log; or name other conditions with --require, as "
+            "--require code:pdf417 or --require none");
+    else if (isSimulated && (capture.waitsFor(Kind::code) || capture.waitsFor(Kind::face)))
+        reader.fail("the simulated back end has nothing to look at: codes and faces go with --backend host");
+    else if (options.record.microphone && !capture.records)
+        reader.fail("--microphone goes with --record");
+    else if (options.record.microphone && isSimulated)
+        reader.fail("the simulated back end has its own microphone: --microphone goes with --backend host");
+}
+
+void readStatusOption(OptionReader& reader, std::string_view argument, Options& options)
+{
+    if (argument == "--motion")
+        options.motion.logFile = reader.text(argument);
+    else if (argument == "--microphone")
+        options.record.microphone = reader.text(argument);
+    else
+        reader.failOption(argument, "status");
+}
+
 void readRepairArgument(OptionReader& reader, std::string_view argument, Options& options)
 {
     if (argument.starts_with("-") || !options.file.empty())
@@ -283,7 +388,8 @@ void checkFiles(OptionReader& reader, std::string_view command, const Options& o
 
 std::string_view commandNames()
 {
-    return "devices, frames, still, record, repair, detect, motion, asset, asset-still, thumbnail, image and "
+    return "capture, status, devices, frames, still, record, repair, detect, motion, asset, asset-still, "
+           "thumbnail, image and "
            "album";
 }
 
@@ -317,6 +423,10 @@ void readCommand(OptionReader& reader, std::string_view name, Options& options)
             readDetectOption(reader, *argument, options);
         else if (options.command == Command::repair)
             readRepairArgument(reader, *argument, options);
+        else if (options.command == Command::status)
+            readStatusOption(reader, *argument, options);
+        else if (options.command == Command::capture)
+            readCaptureOption(reader, *argument, options);
         else if (options.command == Command::devices)
             reader.failOption(*argument, name);
         else
@@ -330,6 +440,8 @@ void readCommand(OptionReader& reader, std::string_view name, Options& options)
         checkRecording(reader, options);
     if (options.command == Command::detect)
         checkDetection(reader, options);
+    if (options.command == Command::capture)
+        checkCapture(reader, options);
     if (options.command == Command::motion)
         checkMotion(reader, options);
     else if (!options.needsCameras())

@@ -50,8 +50,19 @@ void Console::write(const std::string& line)
 
 void Console::fail(const std::string& line)
 {
-    hasFailed_ = true;
+    {
+        const std::lock_guard lock(guard_);
+        if (!hasFailed_)
+            firstFailure_ = line;
+        hasFailed_ = true;
+    }
     note(line);
+}
+
+std::string Console::firstFailure()
+{
+    const std::lock_guard lock(guard_);
+    return firstFailure_;
 }
 
 void Console::note(const std::string& line)

@@ -45,6 +45,8 @@ public:
     void fail(const MotionHelperError& error);
 
     [[nodiscard]] bool hasFailed() const { return hasFailed_; }
+    /// The first line that was told as a failure; empty before.
+    [[nodiscard]] std::string firstFailure();
     /// What the program returns after a session, which the person in front of it may have ended.
     [[nodiscard]] ExitStatus endSession(bool wasInterrupted);
 
@@ -58,6 +60,7 @@ private:
     const bool json_;
     std::unique_ptr<std::FILE, Close> events_; ///< set before there are threads
     std::mutex guard_;
+    std::string firstFailure_;
     std::atomic<bool> hasFailed_ = false;
 };
 

@@ -15,9 +15,10 @@ constexpr std::uint8_t background = 24;
 
 } // namespace
 
-void ContactSheet::add(const platform::CVPixelBuffer& frame)
+void ContactSheet::add(const platform::CVPixelBuffer& frame, const FrameNotes& notes)
 {
     thumbnails_.push_back(makePicture(frame, thumbnailWidth));
+    annotate(thumbnails_.back(), notes.findings, notes.caption);
     if (thumbnails_.size() < kept)
         return;
     std::size_t index = 0;

@@ -1,12 +1,20 @@
 #pragma once
 
+#include "Annotation.h"
 #include "Picture.h"
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace tamsel::capture {
+
+/// What is drawn into a thumbnail.
+struct FrameNotes {
+    std::vector<Finding> findings;
+    std::string caption;
+};
 
 /// Collects evenly spaced thumbnails of a session whose length is not known in advance: when it has too many, it
 /// keeps every second one and takes half as many from then on.
@@ -14,7 +22,7 @@ class ContactSheet {
 public:
     /// To be asked once for each frame, on one thread; `add` takes those that are wanted, perhaps on another.
     [[nodiscard]] bool wantsNext() { return seen_++ % stride_ == 0; }
-    void add(const platform::CVPixelBuffer& frame);
+    void add(const platform::CVPixelBuffer& frame, const FrameNotes& notes);
 
     [[nodiscard]] bool isEmpty() const { return thumbnails_.empty(); }
 

@@ -81,6 +81,14 @@ void DetectionTeller::write(JsonLine event, nanoseconds now)
     console_.write(event);
 }
 
+void DetectionTeller::write(const std::string& line, nanoseconds now)
+{
+    std::array<char, 40> time{};
+    if (start_)
+        std::snprintf(time.data(), time.size(), "%10.3f s  ", seconds(now - *start_));
+    console_.write(time.data() + line);
+}
+
 void DetectionTeller::tellFace(CGRect bounds, std::int64_t id, nanoseconds now)
 {
     ++faces_;
@@ -92,7 +100,7 @@ void DetectionTeller::tellFace(CGRect bounds, std::int64_t id, nanoseconds now)
         write(JsonLine("face").numbers("bounds", numbers), now);
     }
     if (isNew && !console_.isJson())
-        console_.write(inColumns("face", "", placeOf(findingOf(bounds).corners)));
+        write(inColumns("face", "", placeOf(findingOf(bounds).corners)), now);
 }
 
 void DetectionTeller::tellCodes(const std::vector<DetectedCode>& codes, nanoseconds now)
@@ -108,8 +116,9 @@ void DetectionTeller::tellCodes(const std::vector<DetectedCode>& codes, nanoseco
         const Code key{kindOf(code), code.value()};
         codes_[key] = now;
         if (!console_.isJson() && isNews(before, key, now))
-            console_.write(inColumns(
-                key.first, key.second ? jsonText(*key.second) : "(unreadable)", placeOf(code.corners())));
+            write(inColumns(key.first, key.second ? jsonText(*key.second) : "(unreadable)",
+                      placeOf(code.corners())),
+                now);
     }
 }
 

@@ -22,7 +22,7 @@ using DetectedCode = OvriMetadataMachineReadableCodeObject;
 /// Tells what was found: every event, or, for a person, what was not in view a moment before. Not thread-safe.
 class DetectionTeller {
 public:
-    /// Of something that lasts, events tell their time since the start, in seconds.
+    /// Of something that lasts, everything is told with its time since the start, in seconds.
     explicit DetectionTeller(Console& console, std::optional<std::chrono::nanoseconds> start = std::nullopt)
         : console_(console),
           start_(start)
@@ -40,6 +40,7 @@ private:
     using Code = std::pair<std::string, std::optional<std::string>>;
 
     void write(JsonLine event, std::chrono::nanoseconds now);
+    void write(const std::string& line, std::chrono::nanoseconds now);
 
     Console& console_;
     const std::optional<std::chrono::nanoseconds> start_;

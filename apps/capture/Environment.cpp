@@ -72,6 +72,13 @@ void writeToStandardError(std::string_view line)
     std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
 }
 
+/// Debug output, which is quoted, is not for whoever started a command.
+void writeUnlessDebugOutput(std::string_view line)
+{
+    if (!line.starts_with('"'))
+        writeToStandardError(line);
+}
+
 class HostEnvironment final : public Environment {
 public:
     explicit HostEnvironment(host::HostConfiguration configuration) : host_(std::move(configuration)) { }
@@ -179,6 +186,8 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
         configuration.location = *options.location;
     if (options.command == Command::album || options.command == Command::detect)
         configuration.writeLine = [](std::string_view) { }; // what is to be said, the command says
+    else if (options.command == Command::capture || options.command == Command::status)
+        configuration.writeLine = writeUnlessDebugOutput;
     else if (options.json)
         configuration.writeLine = writeToStandardError;
     if (!options.needsCameras())
@@ -195,7 +204,9 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
         configuration.backCamera = host::HostInput{.input = nodes.empty() ? defaultPattern : nodes.front()};
     }
     configuration.frontCamera = inputFor(options.front);
-    if (options.command == Command::record) {
+    if (options.command == Command::status)
+        configuration.microphone = options.record.microphone;
+    if (options.records()) {
         const auto& camera = options.useFrontCamera ? configuration.frontCamera : configuration.backCamera;
         configuration.microphone = options.record.microphone;
         if (options.record.microphone) {
@@ -228,12 +239,12 @@ std::unique_ptr<Environment> makePhone(const Options& options)
         configuration.assets = std::make_shared<host::HostAssets>();
         configuration.images = std::make_shared<host::HostImages>();
     }
-    if (options.command == Command::still) {
+    if (options.command == Command::still || options.command == Command::capture) {
         const auto pictures = std::make_shared<host::HostImages>(); // a JPEG, as of a real camera
         configuration.images = pictures;
         configuration.photoEncoder = pictures;
     }
-    if (options.command == Command::record) {
+    if (options.records()) {
         configuration.movieWriters = options.record.encoders.empty()
             ? std::make_shared<host::HostMovieWriters>()
             : std::make_shared<host::HostMovieWriters>(options.record.encoders);

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 namespace tamsel::capture {
 
@@ -49,11 +50,17 @@ bool FrameTeller::prepare()
     return !error;
 }
 
-std::uint64_t FrameTeller::tell(const OvriCaptureFrameUpdate& frame)
+std::uint64_t FrameTeller::show(const OvriCaptureFrameUpdate& frame, FrameNotes notes)
 {
     const std::uint64_t index = count_.fetch_add(1);
     note(frame);
-    keep(frame, index);
+    keep(frame, index, std::move(notes));
+    return index;
+}
+
+std::uint64_t FrameTeller::tell(const OvriCaptureFrameUpdate& frame)
+{
+    const std::uint64_t index = show(frame, {});
     if (!console_.isJson())
         return index;
     const CVBuffer& buffer = *frame.imageBuffer();
@@ -98,7 +105,7 @@ std::optional<FrameTeller::Summary> FrameTeller::summary() const
     return summary;
 }
 
-void FrameTeller::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index)
+void FrameTeller::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index, FrameNotes notes)
 {
     const bool isSaved = options_.saveEvery && index % *options_.saveEvery == 0;
     const bool isShown = options_.contactSheet && sheet_.wantsNext();
@@ -107,10 +114,10 @@ void FrameTeller::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index)
     ++picturesUnderWay_;
     pictureQueue_->async(
         [self = shared_from_this(), kept = std::make_shared<const OvriCaptureFrameUpdate>(frame), index,
-            isSaved, isShown] {
+            isSaved, isShown, notes = std::make_shared<const FrameNotes>(std::move(notes))] {
             if (isShown) {
                 if (const auto upright = engine::renderImage(uprightImage(*kept)))
-                    self->sheet_.add(**upright);
+                    self->sheet_.add(**upright, *notes);
             }
             if (isSaved) {
                 const UIImage image(kept->imageBuffer());

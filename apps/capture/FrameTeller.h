@@ -24,8 +24,10 @@ public:
     /// Makes the folder for saved frames. False when that failed, which has been told.
     [[nodiscard]] bool prepare();
 
-    /// On the response queue. Returns the frame's index.
+    // On the response queue. Return the frame's index.
     std::uint64_t tell(const OvriCaptureFrameUpdate& frame);
+    /// Without an event. The contact sheet shows the notes.
+    std::uint64_t show(const OvriCaptureFrameUpdate& frame, FrameNotes notes);
 
     [[nodiscard]] std::uint64_t count() const { return count_; }
     [[nodiscard]] bool hasPicturesUnderWay() const { return picturesUnderWay_ > 0; }
@@ -44,7 +46,7 @@ public:
 
 private:
     void note(const OvriCaptureFrameUpdate& frame);
-    void keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index);
+    void keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index, FrameNotes notes);
     [[nodiscard]] std::string picturePath(std::uint64_t index) const;
 
     const Options options_;

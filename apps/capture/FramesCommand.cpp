@@ -1,6 +1,7 @@
 #include "FramesCommand.h"
 
 #include "JsonLine.h"
+#include "Ledger.h"
 #include "StatusLine.h"
 #include "seconds.h"
 
@@ -19,13 +20,6 @@ using std::chrono::nanoseconds;
 namespace {
 
 constexpr auto drainLimit = 5s;
-
-constexpr std::array<std::pair<const char*, const char*>, dropCauseCount> causes{{
-    {"noBuffer", "no free buffer"},
-    {"late", "the client was late"},
-    {"deviceLost", "the camera was lost"},
-    {"noReceiver", "nobody to receive them"},
-}};
 
 } // namespace
 
@@ -107,23 +101,11 @@ void FramesCommand::summarize()
 {
     const FrameCounts counts = manager_->frameCounts();
     if (options_.json) {
-        JsonLine dropped = JsonLine::nested();
-        for (std::size_t cause = 0; cause < causes.size(); ++cause)
-            dropped.integer(causes[cause].first, counts.droppedBy[cause]);
-        console_.write(JsonLine("summary")
-                .integer("produced", counts.produced)
-                .integer("delivered", counts.delivered)
-                .integer("dropped", counts.dropped())
-                .object("droppedBy", dropped)
-                .integer("gated", counts.gated)
-                .integer("inFlight", counts.inFlight)
-                .string());
+        JsonLine summary("summary");
+        console_.write(addLedger(summary, counts));
         return;
     }
     const auto frames = frameTeller_->summary();
-    const auto row = [](const char* name, std::uint64_t value) {
-        std::printf("  %-12s %8llu\n", name, static_cast<unsigned long long>(value));
-    };
     if (frames)
         std::printf("Camera session, %zu x %zu pixels", frames->width, frames->height);
     else
@@ -131,16 +113,7 @@ void FramesCommand::summarize()
     if (frames && frames->framesPerSecond > 0)
         std::printf(", %.1f frames per second", frames->framesPerSecond);
     std::printf("\n");
-    row("produced", counts.produced);
-    row("delivered", counts.delivered);
-    row("dropped", counts.dropped());
-    for (std::size_t cause = 0; cause < causes.size(); ++cause) {
-        if (counts.droppedBy[cause] > 0)
-            std::printf("    %llu: %s\n", static_cast<unsigned long long>(counts.droppedBy[cause]),
-                causes[cause].second);
-    }
-    row("gated", counts.gated);
-    row("in flight", counts.inFlight);
+    printLedger(counts);
     std::fflush(stdout);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tamsel/camera/CameraConfiguration.h>
+#include <tamsel/client/CaptureCondition.h>
 #include <tamsel/metadata/MetadataObjectType.h>
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/AVCaptureOutput.h>
@@ -36,7 +37,9 @@ enum class Command : std::uint8_t {
     record,
     repair,
     album,
-    detect
+    detect,
+    status,
+    capture
 };
 
 /// What the command line asks of motion detection.
@@ -87,6 +90,33 @@ struct DetectOptions {
     }
 };
 
+/// What is waited for before a still is taken, and what is kept beside it.
+struct CaptureOptions {
+    std::vector<CaptureCondition> conditions{CaptureCondition::still(), CaptureCondition::tilted()};
+    double timeout = 30; ///< seconds
+    bool looksForFaces = false;
+    bool records = false;
+    bool overwrites = false;
+    std::string folder;
+
+    [[nodiscard]] bool waitsFor(CaptureCondition::Kind kind) const
+    {
+        return std::ranges::find(conditions, kind, &CaptureCondition::kind) != conditions.end();
+    }
+    /// What is looked for: codes of all kinds, since outlines of others help, too.
+    [[nodiscard]] std::vector<MetadataObjectType> kinds() const
+    {
+        std::vector<MetadataObjectType> kinds = allBarcodes();
+        if (looksForFaces || waitsFor(CaptureCondition::Kind::face))
+            kinds.emplace_back(MetadataObjectType::face);
+        return kinds;
+    }
+    [[nodiscard]] bool needsMotion() const
+    {
+        return waitsFor(CaptureCondition::Kind::still) || waitsFor(CaptureCondition::Kind::tilted);
+    }
+};
+
 /// What the command line asks for.
 struct Options {
     Backend backend = Backend::host;
@@ -108,6 +138,7 @@ struct Options {
     StillOptions still;
     RecordOptions record;
     DetectOptions detect;
+    CaptureOptions capture;
     std::optional<host::HostLocationSource> location;
     std::optional<std::int64_t> orientation; ///< of a picture, 1 to 8
     std::string file; ///< a recording, a picture, or what detection looks at
@@ -126,10 +157,15 @@ struct Options {
         using Preset = CameraConfiguration::SessionPreset;
         return preset.value_or(command == Command::record ? Preset::none : Preset::photo);
     }
+    [[nodiscard]] bool records() const
+    {
+        return command == Command::record || (command == Command::capture && capture.records);
+    }
     [[nodiscard]] bool needsCameras() const
     {
         return command == Command::devices || command == Command::frames || command == Command::still
-            || command == Command::record || command == Command::detect;
+            || command == Command::record || command == Command::detect || command == Command::status
+            || command == Command::capture;
     }
 };
 

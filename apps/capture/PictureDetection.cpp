@@ -89,11 +89,11 @@ Picture annotated(const CVPixelBuffer& pixels, CGImagePropertyOrientation orient
 
 } // namespace
 
-bool canDetect(const DetectOptions& options)
+bool canDetect(const std::vector<MetadataObjectType>& kinds)
 {
     const std::vector<AVMetadataObjectType> known
         = host::HostDetector(host::HostDetector::Effort::patient).detectableTypes();
-    return std::ranges::all_of(options.kinds,
+    return std::ranges::all_of(kinds,
         [&](MetadataObjectType kind) { return std::ranges::find(known, kind.rawValue()) != known.end(); });
 }
 

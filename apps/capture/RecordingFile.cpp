@@ -39,7 +39,7 @@ bool makeRoomFor(const std::string& file, bool overwrites, Console& console)
     return true;
 }
 
-void tellRecording(
+std::string tellRecording(
     const std::string& file, const platform::FrameCounts& counts, Environment& environment, Console& console)
 {
     const std::string problem = environment.recordingProblem();
@@ -49,7 +49,7 @@ void tellRecording(
     if (!facts) {
         if (problem.empty())
             console.fail(facts.error().localizedDescription);
-        return;
+        return {};
     }
     if (console.wantsEvents())
         console.write(JsonLine("video")
@@ -57,13 +57,13 @@ void tellRecording(
                 .number("duration", facts->duration)
                 .integer("frames", facts->frames)
                 .integer("dropped", counts.notRecorded));
-    if (console.isJson())
-        return;
     std::array<char, 120> text{};
-    std::snprintf(text.data(), text.size(), ": %.2f s, %llu frames, %llu dropped%s", facts->duration,
+    std::snprintf(text.data(), text.size(), "%.2f s, %llu frames, %llu dropped%s", facts->duration,
         static_cast<unsigned long long>(facts->frames), static_cast<unsigned long long>(counts.notRecorded),
         facts->hasSound ? "" : ", no sound");
-    console.write(file + text.data());
+    if (!console.isJson())
+        console.write(file + ": " + text.data());
+    return text.data();
 }
 
 } // namespace tamsel::capture

@@ -13,8 +13,8 @@ namespace tamsel::capture {
 /// written.
 [[nodiscard]] bool makeRoomFor(const std::string& file, bool overwrites, Console& console);
 
-/// Tells what has been recorded: an event, or a line; or why there is nothing.
-void tellRecording(
+/// Tells what has been recorded: an event, or a line; or why there is nothing. Returns what it told of a recording.
+std::string tellRecording(
     const std::string& file, const platform::FrameCounts& counts, Environment& environment, Console& console);
 
 } // namespace tamsel::capture

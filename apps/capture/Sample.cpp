@@ -47,11 +47,17 @@ std::string describeProperties(const PropertyDictionary& properties)
 
 } // namespace
 
-void keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file)
+std::string describeSample(const CaptureSampleUpdate& sample)
+{
+    return std::to_string(sample.sample().size()) + " bytes"
+        + describeProperties(engine::readImageProperties(sample.sample()));
+}
+
+bool keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file)
 {
     if (const auto written = writeFile(sample.sample(), file); !written) {
         console.fail(written.error());
-        return;
+        return false;
     }
     if (console.wantsEvents())
         console.write(JsonLine("sample")
@@ -59,10 +65,9 @@ void keepSample(Console& console, const CaptureSampleUpdate& sample, const std::
                 .integer("source", static_cast<std::uint64_t>(sample.source()))
                 .integer("exifOrientation", static_cast<std::uint64_t>(sample.exifOrientation()))
                 .text("file", std::string_view(file)));
-    if (console.isJson())
-        return;
-    console.write(file + ": " + std::to_string(sample.sample().size()) + " bytes"
-        + describeProperties(engine::readImageProperties(sample.sample())));
+    if (!console.isJson())
+        console.write(file + ": " + describeSample(sample));
+    return true;
 }
 
 } // namespace tamsel::capture

@@ -8,7 +8,10 @@
 
 namespace tamsel::capture {
 
-/// Writes a sample into a file and tells about it: an event, or a line.
-void keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file);
+/// Its size, its way up and its place, in one line.
+[[nodiscard]] std::string describeSample(const CaptureSampleUpdate& sample);
+
+/// Writes a sample into a file and tells about it: an event, or a line. False when that failed, which has been told.
+bool keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file);
 
 } // namespace tamsel::capture

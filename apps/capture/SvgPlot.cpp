@@ -154,6 +154,8 @@ void SvgPlot::strip(const std::vector<Stretch>& stretches)
 {
     for (std::size_t index = 0; index < stretches.size(); ++index) {
         const Stretch& stretch = stretches[index];
+        if (stretch.from >= times_.high)
+            break;
         const double until = index + 1 < stretches.size() ? stretches[index + 1].from : times_.high;
         const double from = x(stretch.from);
         const double to = std::max(x(until), from);

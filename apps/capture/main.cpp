@@ -1,4 +1,5 @@
 #include "AssetCommand.h"
+#include "CaptureCommand.h"
 #include "DetectCommand.h"
 #include "Environment.h"
 #include "FramesCommand.h"
@@ -9,6 +10,7 @@
 #include "PictureDetection.h"
 #include "RecordCommand.h"
 #include "RepairCommand.h"
+#include "StatusCommand.h"
 #include "StillCommand.h"
 
 #include <cstdio>
@@ -70,13 +72,15 @@ ExitStatus run(std::span<const char* const> arguments)
         }
         options->motion.log = std::move(*log);
     }
+    const bool isDetecting = options->command == Command::detect;
+    if ((isDetecting && !canDetect(options->detect.kinds))
+        || (options->command == Command::capture && !canDetect(options->capture.kinds()))) {
+        std::fprintf(stderr, "tamsel-capture: faces cannot be detected by this build\n");
+        return ExitStatus::failed;
+    }
     if (options->command == Command::repair)
         return repairRecording(*options);
-    if (options->command == Command::detect) {
-        if (!canDetect(options->detect)) {
-            std::fprintf(stderr, "tamsel-capture: faces cannot be detected by this build\n");
-            return ExitStatus::failed;
-        }
+    if (isDetecting) {
         if (const auto status = detectInPicture(*options))
             return *status;
         options->detect.sensorOrientation = sensorOrientationOf(options->file);
@@ -90,6 +94,10 @@ ExitStatus run(std::span<const char* const> arguments)
     switch (options->command) {
     case Command::devices:
         return listDevices(*options, **environment);
+    case Command::status:
+        return StatusCommand(*options, **environment).run();
+    case Command::capture:
+        return std::make_shared<CaptureCommand>(*options, **environment)->run();
     case Command::motion:
         return std::make_shared<MotionCommand>(*options, **environment)->run();
     case Command::asset:
