@@ -33,13 +33,6 @@ void expectPlayable(const MovieProbe& movie, std::size_t atLeast)
     EXPECT_NEAR(movie.soundDuration, movie.soundCodec.empty() ? 0 : movie.duration, 0.1);
 }
 
-/// The number behind `"key": ` in an event.
-double numberIn(const std::string& event, const std::string& key)
-{
-    const std::size_t at = event.find("\"" + key + "\": ");
-    return at == std::string::npos ? -1 : std::strtod(event.c_str() + at + key.size() + 4, nullptr);
-}
-
 /// Starts a recording, and after that many seconds sends the program a signal.
 CommandResult recordUntil(const std::string& arguments, const std::string& signal, double seconds)
 {

@@ -2,6 +2,8 @@
 
 #include "support/Media.h"
 
+#include <cstdlib>
+
 namespace tamsel::tests {
 
 Outcome outcomeOf(const std::string& arguments)
@@ -19,6 +21,12 @@ std::size_t count(const std::string& text, const std::string& part)
     for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
         ++result;
     return result;
+}
+
+double numberIn(const std::string& event, const std::string& key)
+{
+    const std::size_t at = event.find("\"" + key + "\": ");
+    return at == std::string::npos ? -1 : std::strtod(event.c_str() + at + key.size() + 4, nullptr);
 }
 
 } // namespace tamsel::tests

@@ -17,4 +17,7 @@ struct Outcome {
 /// How often the part stands in the text.
 [[nodiscard]] std::size_t count(const std::string& text, const std::string& part);
 
+/// The number behind the first `"key": ` in an event; -1 when there is none.
+[[nodiscard]] double numberIn(const std::string& event, const std::string& key);
+
 } // namespace tamsel::tests

@@ -1,0 +1,47 @@
+#include "support/Media.h"
+#include "support/Program.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace tamsel::tests {
+
+TEST(StatusCommand, AnswersEverythingThatCanBeAsked)
+{
+    const std::string motion = TAMSEL_TEST_DATA "/motion/generated_held_moved_held_tilted.csv";
+    const Outcome host = outcomeOf("--json --back '" + sample()
+        + "' --front test:320x240 status --microphone test:tone --motion '" + motion + "'");
+    EXPECT_EQ(host.status, 0) << host.errors;
+    EXPECT_EQ(host.errors, "");
+    EXPECT_EQ(count(host.output, "\n"), 1U);
+    for (const char* part : {R"("permissions": {"camera": "authorised", "microphone": "authorised"})",
+             R"("cameraBack": true, "cameraFront": true, "stability": true, "facingAngle": false)",
+             R"("canCaptureStillImage": true, "canRecordVideo": true, "width": 640, "height": 480)",
+             R"("width": 320, "height": 240)", R"("attitude": true, "microphone": true)"})
+        EXPECT_EQ(count(host.output, part), 1U) << part << " in " << host.output;
+
+    const Outcome simulated = outcomeOf("--backend simulated --json status");
+    EXPECT_EQ(simulated.status, 0) << simulated.errors;
+    EXPECT_EQ(count(simulated.output, R"("width": 640, "height": 480)"), 2U) << simulated.output;
+    EXPECT_EQ(count(simulated.output, R"("microphone": false)"), 1U) << simulated.output;
+}
+
+TEST(StatusCommand, IsATableForAPerson)
+{
+    const Outcome status = outcomeOf("--back test:640x480 status");
+    EXPECT_EQ(status.status, 0);
+    EXPECT_EQ(
+        count(status.output, "back camera   yes            640 x 480    yes    yes   test:640x480\n"), 1U)
+        << status.output;
+    EXPECT_EQ(count(status.output, "front camera  no "), 1U);
+    EXPECT_EQ(count(status.output, "delivered"), 1U);
+
+    const Outcome wrong = outcomeOf("status now");
+    EXPECT_EQ(wrong.status, 2);
+    const Outcome missing = outcomeOf("--back /nowhere.mp4 status");
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_EQ(count(missing.errors, "/nowhere.mp4"), 1U) << missing.errors;
+}
+
+} // namespace tamsel::tests
