@@ -238,11 +238,11 @@ void annotate(Picture& picture, std::span<const Finding> findings, const std::st
             markFirst(canvas, pen, points.front());
         labels.avoid(boxAround(points, pen));
     }
+    if (!caption.empty())
+        labels.draw(caption, {0, canvas.height, 0, canvas.height}, white);
     for (const Finding& finding : findings)
         labels.draw(finding.label, boxAround(toPixels(canvas, finding.corners), pen),
             finding.isFace ? faceColour : codeColour);
-    if (!caption.empty())
-        labels.draw(caption, {0, canvas.height, 0, canvas.height}, white);
 }
 
 } // namespace tamsel::capture

@@ -30,6 +30,7 @@ public:
     /// Curves with a scale, and level lines where a verdict turns.
     void panel(
         const std::string& name, std::vector<std::vector<Point>> curves, std::vector<double> levels = {});
+    /// The last stretch ends with the picture.
     void strip(const std::vector<Stretch>& stretches);
     void skip();
     /// A line through everything.
