@@ -29,7 +29,7 @@ struct HostInput {
     /// The way up of the pixels as they are stored. A file's own display matrix is not looked at.
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     float videoFieldOfView = 60; ///< degrees
-    int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
+    int minimumFocusDistance = -1; ///< millimetres; -1 when unknown; no camera of the host zooms for it
     /// Pixels, for whoever asks before the input has been opened.
     std::optional<platform::CGSize> presentationDimensions = std::nullopt;
     /// Absent when it is not known.

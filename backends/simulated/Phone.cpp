@@ -125,11 +125,14 @@ public:
     void report(const TamselError& error) override
     {
         journal_.write(scheduler_.monotonic(), "report " + describe(error));
+        errors_.push_back(error);
     }
+    [[nodiscard]] const std::vector<TamselError>& errors() const { return errors_; }
 
 private:
     Scheduler& scheduler_;
     Journal& journal_;
+    std::vector<TamselError> errors_;
 };
 
 } // namespace
@@ -329,6 +332,11 @@ SimulatedImages& Phone::images()
 SimulatedLocation& Phone::location()
 {
     return parts_->location;
+}
+
+const std::vector<TamselError>& Phone::reports() const
+{
+    return parts_->reports.errors();
 }
 
 void Phone::setAuthorization(AVMediaType mediaType, AVAuthorizationStatus status)

@@ -15,6 +15,7 @@
 
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/UIDevice.h>
+#include <tamsel/platform/core/Reports.h>
 
 #include <chrono>
 #include <functional>
@@ -53,8 +54,10 @@ struct PhoneConfiguration {
     std::string model = "Simulated phone";
     /// Frame buffers of each session.
     std::size_t bufferCount = 10;
-    /// Wall-clock time at the beginning, seconds since 1970-01-01 00:00 UTC.
-    double timeIntervalSince1970 = 1'700'000'000;
+    /// Wall-clock time at the beginning, seconds since 1970-01-01 00:00 UTC. Such numbers have some 24 binary digits behind
+    /// the point: differences of two are a little too small or too large. With this beginning those of 0.8 s are not too
+    /// small, so that a device held still that long is told so with the sample in question, not one later.
+    double timeIntervalSince1970 = 500'000'000;
 };
 
 /// A scripted phone on virtual time, for tests: no threads, no real clock, no hardware. Nothing happens unless the test
@@ -119,6 +122,8 @@ public:
     void delay(engine::CaptureCall call, std::chrono::nanoseconds duration);
 
     [[nodiscard]] Journal& journal();
+    /// What was reported to the core library, in order.
+    [[nodiscard]] const std::vector<platform::TamselError>& reports() const;
 
 private:
     struct Parts;

@@ -15,7 +15,6 @@ using std::chrono::nanoseconds;
 namespace {
 
 constexpr const char* mainThread = "main";
-constexpr const char* workerThread = "worker";
 
 } // namespace
 

@@ -1,7 +1,7 @@
 #include <simulated/SimulatedImages.h>
 
-#include <engine/capture/turnPixels.h>
 #include <engine/image/ImageFile.h>
+#include <engine/image/Orientation.h>
 #include <engine/image/pngChunk.h>
 
 #include <algorithm>
@@ -36,6 +36,21 @@ public:
 private:
     const std::shared_ptr<PictureScript> script_;
     const std::shared_ptr<CGImage> pixels_;
+};
+
+/// Of a file that nobody has put a picture behind: what its beginning says, and no pixels.
+class UnknownPicture final : public EncodedImage {
+public:
+    explicit UnknownPicture(CGSize size) : size_(size) { }
+
+    [[nodiscard]] CGSize size() const override { return size_; }
+    [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> decode() const override
+    {
+        return std::unexpected(Error{.localizedDescription = "the simulated phone has no codecs"});
+    }
+
+private:
+    const CGSize size_;
 };
 
 std::string keyOf(std::span<const std::byte> data)
@@ -115,29 +130,20 @@ private:
     std::vector<std::byte> file_;
 };
 
-std::shared_ptr<CGImage> copyOf(const CVPixelBuffer& pixels, int quarterTurns)
+std::shared_ptr<CGImage> uprightCopy(const CVPixelBuffer& stored, engine::Orientation orientation)
 {
-    const bool isOdd = quarterTurns % 2 != 0;
+    const bool isTransposed = engine::isTransposed(orientation);
     auto copy = std::make_shared<CVPixelBuffer>(
-        isOdd ? pixels.height() : pixels.width(), isOdd ? pixels.width() : pixels.height());
-    engine::turnPixels(pixels, *copy, quarterTurns);
+        isTransposed ? stored.height() : stored.width(), isTransposed ? stored.width() : stored.height());
+    engine::turnUpright(stored, *copy, orientation);
     return copy;
 }
 
-/// Clockwise. Stills are never mirrored.
-int turnsUpright(const PropertyDictionary& properties)
+engine::Orientation orientationIn(const PropertyDictionary& properties)
 {
     const PropertyValue* orientation = properties.find(kCGImagePropertyOrientation);
-    switch (static_cast<CGImagePropertyOrientation>(orientation ? orientation->number().value_or(1) : 1)) {
-    case CGImagePropertyOrientation::right:
-        return 1;
-    case CGImagePropertyOrientation::down:
-        return 2;
-    case CGImagePropertyOrientation::left:
-        return 3;
-    default:
-        return 0;
-    }
+    const double number = orientation ? orientation->number().value_or(1) : 1;
+    return number >= 1 && number <= 8 ? static_cast<engine::Orientation>(number) : engine::upright;
 }
 
 } // namespace
@@ -150,9 +156,17 @@ void SimulatedImages::put(const std::vector<std::byte>& data, std::shared_ptr<Pi
 std::shared_ptr<const EncodedImage> SimulatedImages::openImage(ImageData data, const CIImageOptions& options)
 {
     const auto found = pictures_.find(keyOf(*data));
-    if (found == pictures_.end())
+    if (found != pictures_.end())
+        return std::make_shared<const Picture>(found->second, options.appliesOrientationProperty);
+    const PropertyDictionary properties = engine::readImageProperties(*data);
+    const PropertyValue* width = properties.find(kCGImagePropertyPixelWidth);
+    const PropertyValue* height = properties.find(kCGImagePropertyPixelHeight);
+    if (!width || !height)
         return nullptr;
-    return std::make_shared<const Picture>(found->second, options.appliesOrientationProperty);
+    const CGSize stored{width->number().value_or(0), height->number().value_or(0)};
+    const bool isTurned
+        = options.appliesOrientationProperty && engine::isTransposed(orientationIn(properties));
+    return std::make_shared<const UnknownPicture>(isTurned ? CGSize{stored.height, stored.width} : stored);
 }
 
 /// A file whose picture is known stays so when it is rewritten.
@@ -173,11 +187,22 @@ public:
     {
         auto result = file_->rewritten(properties);
         if (result && picture_)
-            images_.put(*result, picture_);
+            images_.put(*result, pictureOf(*result));
         return result;
     }
 
 private:
+    /// Its pixels stay as they are stored; another orientation shows them another way up.
+    [[nodiscard]] std::shared_ptr<PictureScript> pictureOf(const std::vector<std::byte>& result) const
+    {
+        const engine::Orientation orientation = orientationIn(engine::readImageProperties(result));
+        if (orientation == orientationIn(file_->copyProperties()))
+            return picture_;
+        const std::shared_ptr<CGImage>& stored = picture_->stored ? picture_->stored : picture_->pixels;
+        return std::make_shared<PictureScript>(
+            uprightCopy(*stored, orientation), stored, picture_->canBeDecoded);
+    }
+
     const std::shared_ptr<const engine::ImageFile> file_;
     const std::shared_ptr<PictureScript> picture_; ///< absent when nobody has put one behind the bytes
     SimulatedImages& images_;
@@ -201,8 +226,9 @@ std::optional<std::vector<std::byte>> SimulatedImages::encodePhoto(
     auto file = engine::rewriteImage(StoredPng(pixels).take(), properties);
     if (!file)
         return std::nullopt;
-    const auto stored = copyOf(pixels, 0);
-    put(*file, std::make_shared<PictureScript>(copyOf(pixels, turnsUpright(properties)), stored));
+    put(*file,
+        std::make_shared<PictureScript>(
+            uprightCopy(pixels, orientationIn(properties)), uprightCopy(pixels, engine::upright)));
     return std::move(*file);
 }
 

@@ -21,7 +21,7 @@ struct PictureScript {
 
 /// Pictures without a codec: the bytes of a file are looked up. What has been encoded here can be opened again; it is a
 /// real PNG file, not compressed (ISO/IEC 15948), also the file of a still. Metadata are read and rewritten for real, in
-/// any JPEG, PNG, WebP or TIFF file.
+/// any JPEG, PNG, WebP or TIFF file; of one that nobody has put a picture behind an image has its size, and no pixels.
 class SimulatedImages final : public platform::ImageServices, public engine::PhotoEncoder {
 public:
     /// From now on these bytes are this picture.

@@ -2,6 +2,7 @@
 
 #include <simulated/Scheduler.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace tamsel::simulated {

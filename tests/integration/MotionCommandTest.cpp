@@ -142,7 +142,7 @@ private:
                 if (std::round((row.time - first) * 1e9) <= offset)
                     newest = &row;
             }
-            body(1'700'000'000 + offset / 1e9, first + offset / 1e9, *newest);
+            body(500'000'000 + offset / 1e9, first + offset / 1e9, *newest);
         }
     }
 

@@ -45,9 +45,14 @@ struct BufferPool::Shelf {
     std::vector<std::unique_ptr<CVPixelBuffer>> free;
 };
 
-BufferPool::BufferPool(std::size_t count) : shelf_(std::make_shared<Shelf>(std::max<std::size_t>(1, count)))
-{
-}
+namespace {
+
+/// A frame that is turned needs a second one.
+constexpr std::size_t fewest = 2;
+
+} // namespace
+
+BufferPool::BufferPool(std::size_t count) : shelf_(std::make_shared<Shelf>(std::max(fewest, count))) { }
 
 std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_t height)
 {

@@ -33,7 +33,11 @@ public:
     ~MovieFileOutput() override;
 
     [[nodiscard]] const char* kind() const override { return "AVCaptureMovieFileOutput"; }
-    void setMovieFragmentInterval(platform::CMTime /*interval*/) override { }
+    void setMovieFragmentInterval(platform::CMTime interval) override
+    {
+        hook_->permits(
+            CaptureCall::setMovieFragmentInterval, interval == platform::CMTime{} ? "invalid" : "valid");
+    }
     void startRecording(std::filesystem::path url,
         std::weak_ptr<platform::AVCaptureFileOutputRecordingDelegate> delegate) override;
     void stopRecording() override;

@@ -31,6 +31,21 @@ std::shared_ptr<const CVPixelBuffer> copyOf(const CVPixelBuffer& pixels)
     return copy;
 }
 
+/// Beside the flash.
+std::string describe(const AVCapturePhotoSettings& settings)
+{
+    using Prioritization = AVCapturePhotoQualityPrioritization;
+    std::string text = "jpeg";
+    if (settings.isHighResolutionPhotoEnabled)
+        text += " highResolution";
+    if (settings.isAutoStillImageStabilizationEnabled)
+        text += " stabilized";
+    if (settings.photoQualityPrioritization == Prioritization::speed)
+        return text + " speed";
+    return text
+        + (settings.photoQualityPrioritization == Prioritization::balanced ? " balanced" : " quality");
+}
+
 std::string_view name(AVCaptureFlashMode mode)
 {
     switch (mode) {
@@ -80,6 +95,7 @@ std::vector<AVCaptureFlashMode> PhotoOutput::supportedFlashModes() const
 void PhotoOutput::capturePhoto(
     const AVCapturePhotoSettings& settings, std::weak_ptr<AVCapturePhotoCaptureDelegate> delegate)
 {
+    hook_->permits(CaptureCall::photoSettings, describe(settings));
     const bool isPermitted = hook_->permits(CaptureCall::capturePhoto, name(settings.flashMode));
     const std::shared_ptr<Connection> connection = videoConnection();
     const auto still = std::make_shared<Still>(Still{

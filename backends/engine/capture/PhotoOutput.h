@@ -25,7 +25,11 @@ public:
     PhotoOutput(platform::Dispatch& dispatch, PhotoServices services, std::shared_ptr<CaptureHook> hook);
 
     [[nodiscard]] const char* kind() const override { return "AVCapturePhotoOutput"; }
-    void setHighResolutionCaptureEnabled(bool /*enabled*/) override { } // frames are whole already
+    /// Frames are whole already.
+    void setHighResolutionCaptureEnabled(bool enabled) override
+    {
+        hook_->permits(CaptureCall::setHighResolutionCaptureEnabled, enabled ? "yes" : "no");
+    }
     [[nodiscard]] std::vector<platform::AVCaptureFlashMode> supportedFlashModes() const override;
     void capturePhoto(const platform::AVCapturePhotoSettings& settings,
         std::weak_ptr<platform::AVCapturePhotoCaptureDelegate> delegate) override;

@@ -1,7 +1,7 @@
 // TIFF, BMP and GIF pictures: their headers are read here, their pixels by the FFmpeg libraries.
 
+#include <engine/image/Orientation.h>
 #include <host/image/Bytes.h>
-#include <host/image/Orientation.h>
 #include <host/image/PictureFormats.h>
 #include <host/movie/FrameConverter.h>
 
@@ -9,6 +9,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -89,7 +90,7 @@ std::optional<PictureHeader> readTiffHeader(Bytes picture)
     const auto height = tiff ? tiff->number(engine::tiffTag::imageLength) : std::nullopt;
     if (!width || !height)
         return std::nullopt;
-    return PictureHeader{.width = *width, .height = *height, .orientation = orientationOf(*tiff)};
+    return PictureHeader{.width = *width, .height = *height, .orientation = engine::orientationOf(*tiff)};
 }
 
 std::optional<PictureHeader> readBitmapHeader(Bytes picture)

@@ -7,6 +7,7 @@
 
 #include <engine/image/ImageFile.h>
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <string>
@@ -30,7 +31,7 @@ public:
     {
         const auto width = static_cast<double>(header_.width);
         const auto height = static_cast<double>(header_.height);
-        return isTransposed(header_.orientation) ? CGSize{height, width} : CGSize{width, height};
+        return engine::isTransposed(header_.orientation) ? CGSize{height, width} : CGSize{width, height};
     }
 
     [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> decode() const override
@@ -39,12 +40,12 @@ public:
             auto stored = std::make_shared<CVPixelBuffer>(header_.width, header_.height);
             if (auto result = format_.decode(*data_, *stored); !result)
                 return std::unexpected(std::move(result.error()));
-            if (header_.orientation == upright)
+            if (header_.orientation == engine::upright)
                 return stored;
             const CGSize turnedSize = size();
             auto turned = std::make_shared<CVPixelBuffer>(
                 static_cast<std::size_t>(turnedSize.width), static_cast<std::size_t>(turnedSize.height));
-            turnUpright(*stored, *turned, header_.orientation);
+            engine::turnUpright(*stored, *turned, header_.orientation);
             return turned;
         } catch (const std::exception& exception) {
             return std::unexpected(pictureError("of any format", exception.what()));
@@ -94,7 +95,7 @@ std::shared_ptr<const EncodedImage> HostImages::openImage(ImageData data, const 
     for (const PictureFormat& format : formats) {
         if (auto header = readHeader(format, *data)) {
             if (!options.appliesOrientationProperty)
-                header->orientation = upright;
+                header->orientation = engine::upright;
             return std::make_shared<HostPicture>(std::move(data), format, *header);
         }
     }

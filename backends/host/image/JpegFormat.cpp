@@ -1,5 +1,5 @@
+#include <engine/image/Orientation.h>
 #include <host/image/Bytes.h>
-#include <host/image/Orientation.h>
 #include <host/image/PictureFormats.h>
 
 #include <turbojpeg.h>
@@ -74,7 +74,7 @@ std::optional<JpegHeader> readJpegHeader(Bytes picture)
             header.components = big(segment, 5, 1).value_or(0);
         } else if (*marker == 0xe1 && !hasExif && engine::holdsText(segment, 0, "Exif\0"sv)) {
             hasExif = true;
-            header.picture.orientation = exifOrientation(segment);
+            header.picture.orientation = engine::exifOrientation(segment);
         } else if (*marker == 0xee && engine::holdsText(segment, 0, "Adobe"sv)) {
             header.isInverted = true;
         }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <engine/image/Orientation.h>
 #include <host/image/Bytes.h>
-#include <host/image/Orientation.h>
 
 #include <tamsel/platform/CVPixelBuffer.h>
 #include <tamsel/platform/Error.h>
@@ -19,7 +19,7 @@ inline constexpr std::size_t maximumPixels = std::size_t{8192} * 8192;
 struct PictureHeader {
     std::size_t width = 0; ///< as stored
     std::size_t height = 0;
-    Orientation orientation = upright;
+    engine::Orientation orientation = engine::upright;
 };
 
 /// How pictures of one format are read. Both functions may be called from any thread and may throw.

@@ -1,5 +1,5 @@
+#include <engine/image/Orientation.h>
 #include <host/image/Bytes.h>
-#include <host/image/Orientation.h>
 #include <host/image/PictureFormats.h>
 
 #include <png.h>
@@ -25,15 +25,15 @@ std::optional<std::uint32_t> big(Bytes bytes, std::size_t offset, std::size_t si
 }
 
 /// The orientation may stand behind the pixels.
-Orientation orientationOf(Bytes picture)
+engine::Orientation orientationOf(Bytes picture)
 {
     std::size_t offset = signature.size();
     while (const auto size = big(picture, offset, 4)) {
         if (engine::holdsText(picture, offset + 4, "eXIf"sv))
-            return exifOrientation(partOf(picture, offset + 8, *size));
+            return engine::exifOrientation(partOf(picture, offset + 8, *size));
         offset += std::size_t{*size} + 12;
     }
-    return upright;
+    return engine::upright;
 }
 
 std::optional<PictureHeader> readHeader(Bytes picture)

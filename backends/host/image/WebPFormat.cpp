@@ -1,5 +1,5 @@
+#include <engine/image/Orientation.h>
 #include <host/image/Bytes.h>
-#include <host/image/Orientation.h>
 #include <host/image/PictureFormats.h>
 
 #include <webp/decode.h>
@@ -21,15 +21,15 @@ const std::uint8_t* rawBytes(Bytes picture)
     return reinterpret_cast<const std::uint8_t*>(picture.data());
 }
 
-Orientation orientationOf(Bytes picture)
+engine::Orientation orientationOf(Bytes picture)
 {
     std::size_t offset = 12;
     while (const auto size = numberAt(picture, offset + 4, 4, std::endian::little)) {
         if (engine::holdsText(picture, offset, "EXIF"sv))
-            return exifOrientation(partOf(picture, offset + 8, *size));
+            return engine::exifOrientation(partOf(picture, offset + 8, *size));
         offset += 8 + std::size_t{*size} + *size % 2;
     }
-    return upright;
+    return engine::upright;
 }
 
 std::optional<PictureHeader> readHeader(Bytes picture)

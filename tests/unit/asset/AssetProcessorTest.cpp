@@ -187,6 +187,16 @@ TEST(AssetProcessor, TicksOnTheRunLoopOfTheThreadThatStartsIt)
     EXPECT_NE(loop, &phone.platform().runLoops.current());
 }
 
+TEST(AssetProcessor, WaitsForeverWhereNoLoopRuns)
+{
+    simulated::Phone phone;
+    Read read(phone);
+    phone.makeQueue("client")->async([&] { read.start({.frames = 3}); });
+    phone.advance(5s);
+    EXPECT_EQ(read.calls, Texts{}) << "a thread of queues has items to run, and no loop";
+    EXPECT_TRUE(phone.isIdle());
+}
+
 TEST(VideoTrackTransform, IsTheInverseOfThePreferredTransform)
 {
     const auto transformOf = [](const CGAffineTransform& preferred) {

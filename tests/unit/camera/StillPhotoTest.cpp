@@ -86,7 +86,7 @@ TEST(StillPhoto, IsTheNextFrameWithTheLibrarysMetadata)
     EXPECT_EQ(textOf(properties, "{TIFF}", "Software"), "Mobile SDK. iOS 16.4");
     EXPECT_EQ(textOf(properties, "{GPS}", "LatitudeRef"), "S");
     EXPECT_EQ(textOf(properties, "{GPS}", "DateStamp"), "1970:01:01");
-    EXPECT_EQ(textOf(properties, "{Exif}", "DateTimeOriginal"), "2023:11:14 22:13:20");
+    EXPECT_EQ(textOf(properties, "{Exif}", "DateTimeOriginal"), "1985:11:05 00:53:20");
     EXPECT_EQ(textOf(properties, "{Exif}", "OffsetTimeOriginal"), "+00:00");
 
     const auto image = makeImage(sample, screen.phone.platform());
@@ -187,6 +187,19 @@ TEST(StillPhoto, SwitchesTheTorchAndLeavesItSo)
     without.phone.advance(100ms);
     EXPECT_EQ(without.phone.journal().texts("lock"), Texts{});
     EXPECT_EQ(without.results(), Texts{"sample"});
+}
+
+TEST(StillPhoto, IsToBeAsGoodAsTheCameraCan)
+{
+    CaptureScreen started;
+    started.startAndRun();
+    EXPECT_EQ(started.phone.journal().texts("setHighResolutionCaptureEnabled"),
+        (Texts{"setHighResolutionCaptureEnabled yes"}));
+    StillScreen screen;
+    screen.still();
+    screen.phone.advance(100ms);
+    EXPECT_EQ(screen.phone.journal().texts("photoSettings"),
+        (Texts{"photoSettings jpeg highResolution stabilized balanced"}));
 }
 
 TEST(StillPhoto, MakesTheSoundThatTheSettingsSay)

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 namespace tamsel::tests {
 
 using namespace platform;
@@ -216,7 +218,7 @@ TEST(CaptureGate, AsTheDelegateOfAManagerTakesOneStillOfASheet)
     configuration.cameras.front().frameInterval = 33ms;
     configuration.motion.gyro = [](std::chrono::nanoseconds time) {
         return engine::GyroReading{
-            .sample = CMGyroData{.rotationRate = {.x = time < 2s && time / 20ms % 2 == 0 ? 1.0 : 0.0}}};
+            .sample = CMGyroData{.rotationRate = {.x = time < 2s ? std::sin(time / 10ms) : 0.0}}};
     };
     configuration.motion.deviceMotion = [](std::chrono::nanoseconds time) {
         return engine::DeviceMotionReading{

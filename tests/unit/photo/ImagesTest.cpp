@@ -69,6 +69,17 @@ TEST(ImageFromSample, IsDecodedUprightAndOnlyWhenSomebodyRendersIt)
             CaptureSampleUpdate(bytes(none), OvriImageSource::photo, CGImagePropertyOrientation::up),
             phone.platform())
                 .has_value());
+
+    // A real file that nobody has put a picture behind has a size, upright, and no pixels.
+    simulated::Phone other;
+    const auto file = other.images().encodePhoto(*picture(3, 2), {{"Orientation", 6}});
+    ASSERT_TRUE(file.has_value());
+    const auto unknown = makeImage(
+        CaptureSampleUpdate(*file, OvriImageSource::photo, CGImagePropertyOrientation::up), phone.platform());
+    ASSERT_TRUE(unknown.has_value());
+    EXPECT_EQ(unknown->ciImage().extent().size, (CGSize{2, 3}));
+    EXPECT_FALSE(engine::renderImage(unknown->ciImage()).has_value());
+
     script->canBeDecoded = false;
     EXPECT_FALSE(engine::renderImage(makeImage(update, phone.platform())->ciImage()).has_value());
 }

@@ -5,9 +5,12 @@
 #include <tamsel/photo/makeImage.h>
 #include <tamsel/platform/CIImage.h>
 
+#include <engine/image/renderImage.h>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 
 namespace tamsel::tests {
 
@@ -103,6 +106,9 @@ TEST_F(PhotoMetadata, StampsTheFixInUtc)
         {-0.5, {"1969:12:31", "23:59:59"}},
         {951'782'400.0, {"2000:02:29", "00:00:00"}},
         {4'102'444'799.999, {"2099:12:31", "23:59:59"}},
+        {1e300, {"9999:12:31", "23:59:59"}},
+        {-std::numeric_limits<double>::infinity(), {"0000:01:01", "00:00:00"}},
+        {std::numeric_limits<double>::quiet_NaN(), {"1970:01:01", "00:00:00"}},
     };
     for (const auto& [timestamp, stamps] : cases) {
         phone.location().setLocation(CLLocation{.timestamp = timestamp});
@@ -202,6 +208,29 @@ TEST(AlbumImage, ComesBackStampedWithTheGivenOrientation)
     const auto image = makeImage(sample, screen.phone.platform());
     ASSERT_TRUE(image.has_value());
     EXPECT_EQ(image->ciImage().extent().size, (CGSize{3, 2}));
+}
+
+TEST(AlbumImage, ShowsItsPictureTheWayUpThatItsPropertiesSay)
+{
+    CaptureScreen screen;
+    screen.manager->setDelegate(screen.client);
+    const auto stored = std::make_shared<CVPixelBuffer>(3, 2);
+    stored->baseAddress()[0] = std::byte{200};
+    const auto picture = screen.phone.images().pngRepresentation(UIImage(stored));
+    ASSERT_TRUE(picture.has_value());
+    // Where the first stored pixel is shown, by Exif's numbers.
+    const std::vector<std::pair<int, std::array<std::size_t, 2>>> corners{
+        {2, {2, 0}}, {3, {2, 1}}, {5, {0, 0}}, {6, {1, 0}}, {7, {1, 2}}, {8, {0, 2}}};
+    for (const auto& [orientation, corner] : corners) {
+        screen.manager->provide(*picture, {{"Orientation", orientation}}, CGImagePropertyOrientation::up);
+        screen.phone.run();
+        const auto image = makeImage(*screen.client->samples.back(), screen.phone.platform());
+        ASSERT_TRUE(image.has_value());
+        EXPECT_EQ(image->ciImage().extent().size, (orientation < 5 ? CGSize{3, 2} : CGSize{2, 3}));
+        const auto shown = engine::renderImage(image->ciImage());
+        ASSERT_TRUE(shown.has_value());
+        EXPECT_EQ((*shown)->pixel(corner[0], corner[1])[0], std::byte{200}) << orientation;
+    }
 }
 
 TEST(AlbumImage, ThatIsNoneComesBackAsItIs)

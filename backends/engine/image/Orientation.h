@@ -4,7 +4,7 @@
 
 #include <tamsel/platform/CVPixelBuffer.h>
 
-namespace tamsel::host {
+namespace tamsel::engine {
 
 /// How a stored picture is brought upright, numbered 1 to 8 as Exif does: 1 as it is, 2 mirrored left to right, 3 a half
 /// turn, 4 mirrored top to bottom, 5 transposed, 6 a quarter turn clockwise, 7 transposed across the other diagonal, 8 a
@@ -20,13 +20,13 @@ inline constexpr Orientation upright = 1;
 }
 
 /// As the orientation tag of its first directory says; upright when that says nothing that is known.
-[[nodiscard]] Orientation orientationOf(const engine::TiffBlock& tiff);
+[[nodiscard]] Orientation orientationOf(const TiffBlock& tiff);
 
 /// The orientation in Exif data, with or without the six letters that JPEG files put in front of it.
-[[nodiscard]] Orientation exifOrientation(engine::ByteView exif);
+[[nodiscard]] Orientation exifOrientation(ByteView exif);
 
 /// Copies `source` into `target`, which has its size or, where rows become columns, that size the other way round.
 void turnUpright(
     const platform::CVPixelBuffer& source, platform::CVPixelBuffer& target, Orientation orientation);
 
-} // namespace tamsel::host
+} // namespace tamsel::engine

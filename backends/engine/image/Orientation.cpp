@@ -1,4 +1,4 @@
-#include <host/image/Orientation.h>
+#include <engine/image/Orientation.h>
 
 #include <algorithm>
 #include <cassert>
@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace tamsel::host {
+namespace tamsel::engine {
 
 namespace {
 
@@ -15,19 +15,19 @@ constexpr std::size_t tile = 32;
 
 } // namespace
 
-Orientation orientationOf(const engine::TiffBlock& tiff)
+Orientation orientationOf(const TiffBlock& tiff)
 {
-    const std::uint32_t found = tiff.number(engine::tiffTag::orientation).value_or(upright);
+    const std::uint32_t found = tiff.number(tiffTag::orientation).value_or(upright);
     return found >= 1 && found <= 8 ? static_cast<Orientation>(found) : upright;
 }
 
-Orientation exifOrientation(engine::ByteView exif)
+Orientation exifOrientation(ByteView exif)
 {
     using namespace std::string_view_literals;
     constexpr auto prefix = "Exif\0\0"sv;
-    if (engine::holdsText(exif, 0, prefix))
+    if (holdsText(exif, 0, prefix))
         exif = exif.subspan(prefix.size());
-    const auto tiff = engine::TiffBlock::open(exif);
+    const auto tiff = TiffBlock::open(exif);
     return tiff ? orientationOf(*tiff) : upright;
 }
 
@@ -62,4 +62,4 @@ void turnUpright(
     }
 }
 
-} // namespace tamsel::host
+} // namespace tamsel::engine
