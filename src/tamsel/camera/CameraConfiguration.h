@@ -41,6 +41,8 @@ struct CameraConfiguration {
     Position position;
     SessionPreset preset;
     bool videoRecordingEnabled; ///< a movie output and an audio input are prepared
+
+    bool operator==(const CameraConfiguration&) const = default;
 };
 
 /// The preset of the platform that a quality selects.

@@ -48,6 +48,8 @@ public:
     [[nodiscard]] Case kind() const { return kind_; }
     /// The kind's name as it is written above.
     [[nodiscard]] std::string_view name() const;
+    /// What the platform said; absent for kinds that carry nothing.
+    [[nodiscard]] const std::optional<platform::Error>& error() const { return error_; }
     /// Absent for the two permission errors.
     [[nodiscard]] std::optional<std::string> reason() const;
 

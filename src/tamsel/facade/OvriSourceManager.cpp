@@ -15,12 +15,6 @@ namespace tamsel {
 using namespace platform;
 using Position = CameraConfiguration::Position;
 
-namespace {
-
-constexpr std::string_view cameraDidBecomeVisibleNotification = "TamselCameraDidBecomeVisibleNotification";
-
-} // namespace
-
 std::shared_ptr<OvriSourceManager> OvriSourceManager::create(const std::vector<SourceType>& types,
     CameraConfiguration::SessionPreset preset, std::shared_ptr<DispatchQueue> responseQueue,
     Platform& platform)

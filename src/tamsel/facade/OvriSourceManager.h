@@ -84,12 +84,15 @@ public:
     /// Ends both verdicts; they can be started again.
     void stopMotionWorkers();
 
+    /// The three delegates, held weakly and looked up with each delivery: absent once gone.
+    /// @{
     [[nodiscard]] std::shared_ptr<OvriSourceToSession> delegate() const;
     void setDelegate(std::weak_ptr<OvriSourceToSession> delegate);
     [[nodiscard]] std::shared_ptr<OvriMotionSourceDelegate> motionDelegate() const;
     void setMotionDelegate(std::weak_ptr<OvriMotionSourceDelegate> delegate);
     [[nodiscard]] std::shared_ptr<OvriMetadataOutputDelegate> metadataDelegate() const;
     void setMetadataDelegate(std::weak_ptr<OvriMetadataOutputDelegate> delegate);
+    /// @}
 
     /// What the latest `startSession` asked for; absent before the first.
     [[nodiscard]] std::optional<SourceType> activeType() const;

@@ -20,6 +20,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tamsel::platform {
@@ -31,6 +32,10 @@ namespace tamsel {
 /// Options of a session. A key counts only when its value is a `double`; unknown keys are ignored.
 using Configurations = std::map<std::string, std::any>;
 
+/// Posted on the main queue, with the camera as its object, each time a camera session has started.
+inline constexpr std::string_view cameraDidBecomeVisibleNotification
+    = "TamselCameraDidBecomeVisibleNotification";
+
 /// What a client can ask of a source manager. Every operation may be called at any time, on any thread, and waits for no
 /// device, queue or other thread.
 class TamselSourceManagerProtocol {
@@ -39,7 +44,8 @@ public:
 
     /// Starts the source; results go to the delegate, which is held weakly (an empty one clears it). Fails only for a
     /// camera, with `noPermission` or `cameraRestricted`; every other failure comes to the delegate.
-    /// The view shows the preview of a camera; without one there is no preview.
+    /// The view, which is the caller's to keep, shows the preview of a camera in a sublayer that is called "CameraPreview";
+    /// without one there is no preview, and no still. Once a camera runs, `cameraDidBecomeVisibleNotification` is posted.
     virtual std::expected<void, CameraError> startSession(const SourceType& type,
         std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
         std::shared_ptr<platform::UIView> previewView)
@@ -48,6 +54,9 @@ public:
     virtual void stopCameraSession() = 0;
     /// `stopCameraSession`, and the end of both motion verdicts.
     virtual void stopAllSessions() = 0;
+    /// Whether a camera session was started, and the camera may be used. Nothing else counts, so a camera that is paused can,
+    /// and a recording as a source cannot.
+    [[nodiscard]] virtual bool canCaptureStillImage() const = 0;
     /// Asks for one still image, which comes to the delegate as a sample. While a recording is the latest source: its image
     /// at 1/60 s as a PNG file, stored way up, made on the calling thread, empty when there is none; the arguments do not
     /// count. Otherwise the camera's, with its metadata, or a `captureImageFailed`; the sample carries `source`, and without
@@ -65,24 +74,6 @@ public:
     virtual void resumeCamera() = 0;
     /// Stops the camera so that `resumeCamera` can go on with it.
     virtual void pauseCamera() = 0;
-
-    /// The cameras that are started from now on look for faces, too. Faces and codes come to this delegate, which is held
-    /// weakly and replaces the one before, as they are found: again with every batch that holds them, of several faces the
-    /// first. What was once asked for stays asked for.
-    virtual void setFaceMetadataDetection(std::weak_ptr<OvriMetadataOutputDelegate> delegate) = 0;
-    /// The same for codes of these kinds.
-    virtual void setMetadataDetection(
-        const std::vector<MetadataObjectType>& types, std::weak_ptr<OvriMetadataOutputDelegate> delegate)
-        = 0;
-
-    /// Records the running camera into a file that is not there yet, when its source says so; sound with it when there is a
-    /// microphone. One recording at a time: a further start changes nothing. The file comes to the delegate once, when the
-    /// recording has ended, by `stopVideoRecording`, a pause, the background, a lost device, a full disk or whatever else;
-    /// what could not be recorded is a file that is shorter, or not there. After `stopCameraSession` it is finished and comes
-    /// no more. A camera that does not run answers with a `captureImageFailed`. Nothing without a camera.
-    virtual void startVideoRecording(const std::filesystem::path& videoUrl) = 0;
-    virtual void stopVideoRecording() = 0;
-
     /// Whether a camera can be found now, for the two camera types; for `stability` whether there is a gyroscope, and the
     /// manager was made with a motion source. False for everything else, `facingAngle` and recordings too, although they may
     /// well work.
@@ -90,24 +81,38 @@ public:
     /// From the moment when the main queue carries out the start of a camera until it is paused or stopped; in the background
     /// it stays so.
     [[nodiscard]] virtual bool isCameraActive() const = 0;
-    /// Whether a camera session was started, and the camera may be used. Nothing else counts, so a camera that is paused can,
-    /// and a recording as a source cannot.
-    [[nodiscard]] virtual bool canCaptureStillImage() const = 0;
-    /// The same answer: neither the microphone nor whether the source records is looked at.
-    [[nodiscard]] virtual bool canRecordVideo() const = 0;
     /// Of the camera's format, in pixels, not turned with the device; 0 by 0 while it is not known.
     [[nodiscard]] virtual platform::CGSize imageResolution() const = 0;
+    /// The cameras that are started from now on look for faces, too. Faces and codes come to this delegate, which is held
+    /// weakly and replaces the one before, as they are found: again with every batch that holds them, of several faces the
+    /// first. What was once asked for stays asked for.
+    virtual void setFaceMetadataDetection(std::weak_ptr<OvriMetadataOutputDelegate> delegate) = 0;
+    /// The same as `setFaceMetadataDetection` for codes of these kinds.
+    virtual void setMetadataDetection(
+        const std::vector<MetadataObjectType>& types, std::weak_ptr<OvriMetadataOutputDelegate> delegate)
+        = 0;
     /// The previews of cameras that are started from now on fill their view; before, they fit into it.
     virtual void prefersAspectFillCameraPreview() = 0;
+    /// The same answer as `canCaptureStillImage`: neither the microphone nor whether the source records is looked at.
+    [[nodiscard]] virtual bool canRecordVideo() const = 0;
+    /// Records the running camera into a file that is not there yet, when its source says so; sound with it when there is a
+    /// microphone. One recording at a time: a further start changes nothing. The file comes to the delegate once, when the
+    /// recording has ended, by `stopVideoRecording`, a pause, the background, a lost device, a full disk or whatever else;
+    /// what could not be recorded is a file that is shorter, or not there. After `stopCameraSession` it is finished and comes
+    /// no more. A camera that does not run answers with a `captureImageFailed`. Nothing without a camera.
+    virtual void startVideoRecording(const std::filesystem::path& videoUrl) = 0;
+    /// The file comes to the delegate a moment later.
+    virtual void stopVideoRecording() = 0;
 
-    // Permission, as it is now; nobody is asked for it. What has never been asked for is missing, what is restricted is
-    // neither missing nor given.
-
+    /// Permission, as it is now; nobody is asked for it. What has never been asked for is missing, what is restricted is
+    /// neither missing nor given.
+    /// @{
     [[nodiscard]] static bool isMissingCameraPermission(platform::Platform& platform);
     [[nodiscard]] static bool isMissingMicPermission(platform::Platform& platform);
     [[nodiscard]] static bool isCameraRestricted(platform::Platform& platform);
     [[nodiscard]] static bool isCameraAuthorized(platform::Platform& platform);
     [[nodiscard]] static bool isMicAuthorized(platform::Platform& platform);
+    /// @}
 };
 
 } // namespace tamsel

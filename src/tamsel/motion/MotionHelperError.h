@@ -38,7 +38,17 @@ public:
         return framework ? framework->error : std::nullopt;
     }
 
+    /// As what came with a missing sample: the news that there is no service, or what a `frameworkError` carries.
+    operator Underlying() const // NOLINT: an error may be the cause of another
+    {
+        return underlyingError().value_or(Underlying(ServiceNotAvailable{}));
+    }
+
     bool operator==(const MotionHelperError&) const = default;
+    friend bool operator==(const Underlying& cause, const MotionHelperError& error)
+    {
+        return error.isServiceNotAvailable() && std::holds_alternative<ServiceNotAvailable>(cause);
+    }
 
 private:
     struct FrameworkError {

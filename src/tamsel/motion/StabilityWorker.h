@@ -16,6 +16,11 @@ namespace tamsel {
 /// the oldest sample, not with rest, so a device that turns steadily counts as held still.
 class StabilityWorker final : public MotionWorker {
 public:
+    struct Entry {
+        double timestamp; ///< seconds since 1970, when the sample came
+        platform::CMGyroData data;
+    };
+
     /// `threshold` in radians per second, `duration` in seconds.
     StabilityWorker(double threshold, double duration, platform::Platform& platform);
 
@@ -29,13 +34,10 @@ public:
     [[nodiscard]] double latestStableTimestamp() const { return latestStableTimestamp_; }
     /// What was told last; absent before the first verdict.
     [[nodiscard]] std::optional<bool> latestStatus() const { return latestStatus_; }
+    /// The samples that the next evaluation looks at, oldest first.
+    [[nodiscard]] const std::vector<Entry>& gyroDataStack() const { return gyroDataStack_; }
 
 private:
-    struct Entry {
-        double timestamp; ///< seconds since 1970, when the sample came
-        platform::CMGyroData data;
-    };
-
     [[nodiscard]] double now() const;
     void evaluateStability();
     [[nodiscard]] bool isWindowStable() const;
@@ -45,7 +47,7 @@ private:
     const double threshold_;
     const double duration_;
     double latestStableTimestamp_ = 0;
-    std::vector<Entry> gyroDataStack_; ///< oldest first
+    std::vector<Entry> gyroDataStack_;
     std::optional<bool> latestStatus_;
 };
 

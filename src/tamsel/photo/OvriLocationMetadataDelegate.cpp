@@ -27,11 +27,17 @@ struct Stamps {
     std::string time; ///< HH:mm:ss
 };
 
-/// UTC. Fractions of a second are cut off.
+/// UTC. Fractions of a second are cut off. A moment that four digits cannot name counts as the nearest that they can, one
+/// that is no number as 1970.
 Stamps stampsOf(double secondsSince1970)
 {
     using namespace std::chrono;
-    const sys_seconds moment{seconds{static_cast<std::int64_t>(std::floor(secondsSince1970))}};
+    constexpr sys_seconds first = sys_days{year{0} / January / 1};
+    constexpr sys_seconds last = sys_days{year{10000} / January / 1} - seconds{1};
+    const double given = std::isnan(secondsSince1970) ? 0 : std::floor(secondsSince1970);
+    const sys_seconds moment{seconds{
+        static_cast<std::int64_t>(std::clamp(given, static_cast<double>(first.time_since_epoch().count()),
+            static_cast<double>(last.time_since_epoch().count())))}};
     const sys_days day = floor<days>(moment);
     const year_month_day date{day};
     const hh_mm_ss time{moment - day};

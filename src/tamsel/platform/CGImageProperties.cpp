@@ -82,7 +82,6 @@ PropertyValue::PropertyValue(std::string text) : value_(std::move(text)) { }
 PropertyValue::PropertyValue(std::string_view text) : value_(std::string(text)) { }
 PropertyValue::PropertyValue(const char* text) : value_(std::string(text)) { }
 PropertyValue::PropertyValue(std::int64_t integer) : value_(integer) { }
-PropertyValue::PropertyValue(int integer) : value_(std::int64_t{integer}) { }
 PropertyValue::PropertyValue(double real) : value_(real) { }
 PropertyValue::PropertyValue(List list) : value_(std::move(list)) { }
 PropertyValue::PropertyValue(Bytes bytes) : value_(std::move(bytes)) { }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -59,7 +60,11 @@ public:
     PropertyValue(std::string_view text); // NOLINT
     PropertyValue(const char* text); // NOLINT
     PropertyValue(std::int64_t integer); // NOLINT
-    PropertyValue(int integer); // NOLINT
+    template <std::integral Integer>
+    PropertyValue(Integer integer) // NOLINT
+        : PropertyValue(static_cast<std::int64_t>(integer))
+    {
+    }
     PropertyValue(double real); // NOLINT
     PropertyValue(List list); // NOLINT
     PropertyValue(Bytes bytes); // NOLINT

@@ -26,7 +26,7 @@ CIImage CIImage::imageByApplyingTransform(const CGAffineTransform& transform) co
 CGSize CIImage::sourceSize() const
 {
     if (const auto* pixels = std::get_if<std::shared_ptr<CGImage>>(&source_))
-        return UIImage(*pixels).size();
+        return *pixels ? UIImage(*pixels).size() : CGSize{};
     return std::get<std::shared_ptr<const EncodedImage>>(source_)->size();
 }
 

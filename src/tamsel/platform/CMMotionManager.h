@@ -22,6 +22,8 @@ struct CMRotationRate {
 /// How the device is held, against a frame whose z axis points up.
 struct CMAttitude {
     double pitch = 0; ///< radians, -π/2 to π/2; positive when the top of the device is lifted
+    double roll = 0; ///< radians, -π to π, about the axis to the top of the screen
+    double yaw = 0; ///< radians, -π to π, about the vertical
 
     bool operator==(const CMAttitude&) const = default;
 };

@@ -9,6 +9,7 @@ namespace tamsel {
 class OvriSourceManager;
 
 /// Receives what was detected in frames.
+/// Who overrides one of the two calls alone brings the other in with a using declaration, or some compilers warn.
 /// Held weakly by the manager and called on its response queue, never inside a public operation. Override what you need.
 class OvriMetadataOutputDelegate {
 public:

@@ -3,6 +3,7 @@
 #include <tamsel/platform/AVCaptureDevice.h>
 
 #include <string>
+#include <utility>
 #include <variant>
 
 namespace tamsel::platform {
@@ -22,7 +23,16 @@ struct TamselCameraSettings {
     struct Silent {
         bool operator==(const Silent&) const = default;
     };
-    using CameraCaptureSound = std::variant<DefaultSound, Silent, CustomSound>;
+    struct CameraCaptureSound : std::variant<DefaultSound, Silent, CustomSound> {
+        using variant::variant;
+
+        [[nodiscard]] static CameraCaptureSound defaultSound() { return DefaultSound{}; }
+        [[nodiscard]] static CameraCaptureSound silent() { return Silent{}; }
+        [[nodiscard]] static CameraCaptureSound custom(std::string name)
+        {
+            return CustomSound{std::move(name)};
+        }
+    };
 
     AVCaptureFlashMode cameraFlashMode = AVCaptureFlashMode::automatic;
     AVCaptureTorchMode cameraTorchMode = AVCaptureTorchMode::off;
