@@ -9,6 +9,26 @@ std::string_view helpText()
 Runs a camera session or motion detection the way a capture screen does, and shows what reaches the screen.
 
 Commands
+  capture FOLDER              what a capture screen does: run a camera with detection and both motion verdicts, take one
+                              still when everything that is required holds at the same time, stop; and write the still,
+                              a contact sheet with outlines, the verdicts over time and all events into the folder,
+                              whose index.html shows them
+    --require R,R,...         still, tilted, face, code, code:KIND (as code:pdf417, see detect), each seen within the
+                              last 0.3 s; or none (still,tilted)
+    --motion LOG              what the motion sensors say, replayed meanwhile
+    --threshold R, --duration S, --angle DEG
+                              as for motion
+    --timeout S               give up after S seconds (30)
+    --record                  a film of it, too
+    --microphone INPUT        what is heard in it; as for record
+    --faces                   look for faces even when none is required
+    --overwrite               replace what an earlier capture has left in the folder
+    --camera, --location, --heading, --silent, --flash, --torch
+                              as for still
+  status                      what a screen can ask: permissions, which sources are there, what can be captured now, how
+                              large the pictures are; each camera runs until its first frame has come
+    --motion LOG, --microphone INPUT
+                              as for capture
   devices                     the cameras that are there, as a table
   frames                      run a session and count its frames, until interrupted unless told otherwise
     --camera back|front       which camera (back)
@@ -88,6 +108,7 @@ Exit status: 0 done; 1 an error event, or less than was asked for; 2 wrong usage
 used; 130 interrupted.
 
 Examples
+  tamsel-capture --back /dev/video0 capture out --motion walk.csv --require still,tilted,code:pdf417
   tamsel-capture --back clip.mp4 frames --count 60 --contact-sheet sheet.png
   tamsel-capture --front /dev/video0 --json frames --camera front --seconds 5
   tamsel-capture motion walk.csv --plot walk.svg

@@ -16,8 +16,9 @@ namespace tamsel {
 /// the oldest sample, not with rest, so a device that turns steadily counts as held still.
 class StabilityWorker final : public MotionWorker {
 public:
+    /// A sample, and when it came.
     struct Entry {
-        double timestamp; ///< seconds since 1970, when the sample came
+        double timestamp; ///< seconds since 1970
         platform::CMGyroData data;
     };
 

@@ -10,7 +10,7 @@ namespace tamsel::platform {
 
 /// What the product's user has chosen for stills.
 struct TamselCameraSettings {
-    /// The sound of the shutter: one of the program's own, the system's, or none.
+    /// One of the program's own.
     struct CustomSound {
         std::string name;
         bool operator==(const CustomSound&) const = default;
@@ -23,6 +23,7 @@ struct TamselCameraSettings {
     struct Silent {
         bool operator==(const Silent&) const = default;
     };
+    /// The sound of the shutter.
     struct CameraCaptureSound : std::variant<DefaultSound, Silent, CustomSound> {
         using variant::variant;
 
