@@ -36,7 +36,9 @@ function(tamsel_library name)
     target_compile_features(${name} PUBLIC cxx_std_23)
     add_library(Tamsel::${component} ALIAS ${name})
     tamsel_compile_options(${name})
-    tamsel_precompiled_headers(${name})
+    if(TAMSEL_PRECOMPILE)
+        tamsel_precompiled_headers(${name})
+    endif()
     install(TARGETS ${name} EXPORT tamsel-${component}
         FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${ARG_INSTALL_PREFIX}"
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -28,7 +28,8 @@ void expectPlayable(const MovieProbe& movie, std::size_t atLeast)
     if (movie.frameTimes.size() < 2)
         return;
     EXPECT_DOUBLE_EQ(movie.frameTimes.front(), 0);
-    EXPECT_NEAR(movie.duration, movie.frameTimes.back() + frame, frame);
+    // The last picture stays as long as the one before it, which on a busy machine may be two or three frames.
+    EXPECT_NEAR(movie.duration, movie.frameTimes.back() + frame, 3 * frame);
     // A killed or full recording may end with the packet of sound before the last pictures.
     EXPECT_NEAR(movie.soundDuration, movie.soundCodec.empty() ? 0 : movie.duration, 0.1);
 }

@@ -6,6 +6,8 @@
 
 #include <tamsel/platform/NotificationCenter.h>
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <memory>
 #include <string>

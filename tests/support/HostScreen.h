@@ -4,6 +4,8 @@
 
 #include <host/Host.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>

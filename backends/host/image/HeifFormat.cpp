@@ -3,6 +3,7 @@
 #include <libheif/heif.h>
 #include <libyuv/convert_argb.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace tamsel::host {

@@ -1,5 +1,6 @@
 #include <host/sound/ShutterSound.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <spawn.h>

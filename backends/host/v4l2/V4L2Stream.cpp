@@ -5,6 +5,7 @@
 #include <linux/videodev2.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace tamsel::host {

@@ -4,6 +4,7 @@
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/UIDevice.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
