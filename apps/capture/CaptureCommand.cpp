@@ -2,7 +2,6 @@
 
 #include "CapturePage.h"
 #include "CodeKinds.h"
-#include "Files.h"
 #include "JsonLine.h"
 #include "Ledger.h"
 #include "RecordingFile.h"
@@ -12,6 +11,7 @@
 #include "StillPreparation.h"
 #include "SvgPlot.h"
 #include "Upright.h"
+#include "limits.h"
 #include "seconds.h"
 
 #include <engine/capture/turnPixels.h>
@@ -21,11 +21,6 @@
 #include <tamsel/platform/RunLoop.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <span>
-#include <system_error>
 #include <utility>
 
 namespace tamsel::capture {
@@ -37,22 +32,8 @@ using Kind = CaptureCondition::Kind;
 
 namespace {
 
-constexpr nanoseconds cameraLimit = 15s;
-constexpr nanoseconds stillLimit = 10s;
-/// Encoding what waits, and making room for the index at the front of a large file.
-constexpr nanoseconds filmLimit = 10min;
-/// The file of a session that has failed comes soon, or there is none.
-constexpr nanoseconds failureLimit = 30s;
+constexpr nanoseconds stopLimit = 2s;
 constexpr nanoseconds drainLimit = 1min;
-
-constexpr const char* stillName = "still.jpg";
-constexpr const char* filmName = "film.mp4";
-constexpr const char* sheetName = "contact-sheet.png";
-constexpr const char* plotName = "verdicts.svg";
-constexpr const char* eventsName = "events.jsonl";
-constexpr const char* pageName = "index.html";
-
-constexpr std::size_t eventsShown = 2000;
 
 /// As it is written on the command line.
 std::string textOf(const CaptureCondition& condition)
@@ -79,21 +60,6 @@ std::string joined(const std::vector<CaptureCondition>& conditions)
     return text;
 }
 
-/// The first lines of a file, and how many more there are.
-std::string firstLines(const std::string& file)
-{
-    std::ifstream stream(file);
-    std::string text;
-    std::size_t count = 0;
-    for (std::string line; std::getline(stream, line); ++count) {
-        if (count < eventsShown)
-            text += line + "\n";
-    }
-    if (count > eventsShown)
-        text += "and " + std::to_string(count - eventsShown) + " more\n";
-    return text;
-}
-
 Options forContactSheet(Options options, std::string file)
 {
     options.contactSheet = std::move(file);
@@ -106,18 +72,14 @@ Options forContactSheet(Options options, std::string file)
 CaptureCommand::CaptureCommand(const Options& options, Environment& environment)
     : options_(options),
       environment_(environment),
+      folder_(options.capture.folder),
       console_(options.json),
       waiter_(environment),
       responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
-      frameTeller_(
-          std::make_shared<FrameTeller>(forContactSheet(options, file(sheetName)), environment, console_)),
+      frameTeller_(std::make_shared<FrameTeller>(
+          forContactSheet(options, folder_.contactSheet()), environment, console_)),
       motionTeller_(std::make_shared<MotionTeller>(console_, environment.platform().clock, nullptr))
 {
-}
-
-std::string CaptureCommand::file(const char* name) const
-{
-    return (std::filesystem::path(options_.capture.folder) / name).string();
 }
 
 double CaptureCommand::now() const
@@ -143,7 +105,7 @@ void CaptureCommand::sourceManagerDidGetFrame(
 void CaptureCommand::sourceManagerDidGetSample(
     OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample)
 {
-    if (keepSample(console_, *sample, file(stillName)))
+    if (keepSample(console_, *sample, folder_.still()))
         still_ = describeSample(*sample);
     hasSample_ = true;
     waiter_.wake();
@@ -215,21 +177,6 @@ void CaptureCommand::shoot()
     waiter_.wake();
 }
 
-bool CaptureCommand::makeFolder()
-{
-    std::error_code error;
-    std::filesystem::create_directories(options_.capture.folder, error);
-    if (error) {
-        console_.fail("cannot make the folder " + options_.capture.folder + ": " + error.message());
-        return false;
-    }
-    for (const char* name : {stillName, filmName, sheetName, plotName, eventsName, pageName}) {
-        if (!makeRoomFor(file(name), options_.capture.overwrites, console_))
-            return false;
-    }
-    return console_.keepEvents(file(eventsName));
-}
-
 void CaptureCommand::startSession()
 {
     const bool records = options_.capture.records;
@@ -262,8 +209,9 @@ void CaptureCommand::startSession()
     else if (options_.capture.waitsFor(Kind::tilted) && !motion.facingAngle)
         console_.fail("there is no attitude, so nobody can say whether the device is tilted far enough");
     else if (motion.stability || motion.facingAngle)
-        motionTeller_->start(*manager_, shared_from_this(), motion);
-    hasFailed_ = hasFailed_ || console_.hasFailed();
+        motionTeller_->start(*manager_, shared_from_this(), motion, start_);
+    if (console_.hasFailed())
+        hasFailed_ = true;
 }
 
 std::string CaptureCommand::status() const
@@ -283,7 +231,7 @@ void CaptureCommand::takeOne()
     if (hasFailed_)
         return;
     if (options_.capture.records) {
-        manager_->startVideoRecording(file(filmName));
+        manager_->startVideoRecording(folder_.film());
         isRecording_ = true;
     }
     turnPreview(*view_, options_.interfaceOrientation);
@@ -300,25 +248,23 @@ void CaptureCommand::takeOne()
             nanosecondsOf(options_.capture.timeout), [this] { return hasOpened_ || hasFailed_; });
     }
     cancel();
-    if (hasOpened_ && !hasFailed_
-        && !waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasFailed_; }))
+    if (hasOpened_ && !waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasFailed_; })
+        && !waiter_.isInterrupted())
         console_.fail("the still did not come");
 }
 
 /// On the response queue, so that the gate is either open then or stays closed.
 void CaptureCommand::cancel()
 {
-    waiter_.goOn();
-    std::atomic<bool> isCancelled = false;
-    responseQueue_->async([self = shared_from_this(), &isCancelled] {
+    responseQueue_->async([self = shared_from_this()] {
         self->gate_->cancel();
-        isCancelled = true;
+        if (!self->hasOpened_)
+            self->lacking_ = joined(self->gate_->missing());
+        self->isCancelled_ = true;
         self->waiter_.wake();
     });
-    while (!waiter_.waitFor(drainLimit, [&] { return isCancelled.load(); }))
-        waiter_.goOn();
-    if (!hasOpened_)
-        lacking_ = joined(gate_->missing());
+    (void)waiter_.waitThrough(drainLimit, [this] { return isCancelled_.load(); });
+    waiter_.goOn();
 }
 
 /// The sessions must not be stopped before: nobody would be told of the file.
@@ -326,27 +272,31 @@ void CaptureCommand::stopRecording()
 {
     if (!isRecording_)
         return;
-    if (!hasVideo_ && !hasFailed_)
+    if (!hasVideo_)
         manager_->stopVideoRecording();
     waiter_.goOn();
     if (waiter_.waitFor(hasFailed_ ? failureLimit : filmLimit, [this] { return hasVideo_.load(); }))
-        film_ = tellRecording(file(filmName), manager_->frameCounts(), environment_, console_);
+        film_ = tellRecording(folder_.film(), manager_->frameCounts(), environment_, console_);
     else
-        console_.fail(file(filmName) + ": the recording was left before it was complete; see repair");
+        console_.fail(folder_.film() + ": the recording was left before it was complete; see repair");
 }
 
 void CaptureCommand::stopSessions()
 {
     stopRecording();
     manager_->stopAllSessions();
-    waiter_.goOn();
-    (void)waiter_.waitFor(drainLimit,
-        [this] { return manager_->frameCounts().inFlight == 0 && !frameTeller_->hasPicturesUnderWay(); });
+    // A camera that has failed does not run, and is left as it is.
+    if (!hasFailed_)
+        (void)waiter_.waitThrough(stopLimit, [this] { return !manager_->canRecordVideo(); });
     responseQueue_->async([self = shared_from_this()] { // behind everything that has come
+        self->manager_->setDelegate({});
+        self->manager_->setMotionDelegate({});
+        self->manager_->setMetadataDelegate({});
         self->isDrained_ = true;
         self->waiter_.wake();
     });
-    (void)waiter_.waitFor(drainLimit, [this] { return isDrained_.load(); });
+    (void)waiter_.waitThrough(
+        drainLimit, [this] { return isDrained_ && !frameTeller_->hasPicturesUnderWay(); });
 }
 
 void CaptureCommand::tellOutcome()
@@ -354,47 +304,42 @@ void CaptureCommand::tellOutcome()
     if (!still_.empty())
         outcome_ = formatted("A still was taken at %.2f s.", *shot_);
     else if (waiter_.isInterrupted())
-        outcome_ = formatted("Interrupted after %.1f s, before a still was taken.", now());
+        outcome_ = formatted("Interrupted after %.1f s, before a still was taken.", end_);
     else if (console_.hasFailed())
         outcome_ = "No still was taken: " + console_.firstFailure() + ".";
     else
         outcome_ = formatted("No still was taken within %.4g s. ", options_.capture.timeout)
             + "At the end these were missing: " + lacking_ + ".";
-    if (still_.empty() && !waiter_.isInterrupted() && !console_.hasFailed())
+    if (!still_.empty())
+        problem_ = console_.firstFailure();
+    else if (!waiter_.isInterrupted() && !console_.hasFailed())
         console_.fail(outcome_);
     JsonLine summary("summary");
-    summary.boolean("taken", !still_.empty()).number("time", shot_).text("missing", std::string_view(lacking_));
+    summary.boolean("taken", !still_.empty())
+        .number("time", shot_)
+        .text("missing", std::string_view(lacking_));
     console_.write(addLedger(summary, manager_->frameCounts()));
 }
 
 void CaptureCommand::writeFolder()
 {
-    const bool hasFrames = frameTeller_->count() > 0;
-    const bool hasSheet = hasFrames && frameTeller_->finishPictures();
-    CapturePage page{.outcome = outcome_,
-        .isGood = !still_.empty(),
-        .conditions = {},
-        .still = {still_.empty() ? "" : stillName, still_},
-        .film = {film_.empty() ? "" : filmName, film_},
-        .contactSheet = hasSheet ? sheetName : "",
-        .plot = plotName,
-        .events = {eventsName, firstLines(file(eventsName))},
-        .ledger = ledgerRows(manager_->frameCounts())};
-    std::ranges::transform(options_.capture.conditions, std::back_inserter(page.conditions),
-        [](const CaptureCondition& condition) { return textOf(condition); });
+    CapturePage page;
+    page.outcome = outcome_;
+    page.problem = problem_;
+    page.isGood = !still_.empty();
+    page.conditions = joined(options_.capture.conditions);
+    page.still.facts = still_;
+    page.film.facts = film_;
+    page.hasContactSheet = frameTeller_->count() > 0 && frameTeller_->finishPictures();
+    page.ledger = ledgerRows(manager_->frameCounts());
     const std::string plot = history_.plot(options_, motionTeller_->verdicts(), shot_, end_);
-    const std::string html = htmlOf(page);
-    for (const auto& [name, text] : {std::pair{plotName, &plot}, std::pair{pageName, &html}}) {
-        if (const auto written = writeFile(std::as_bytes(std::span(*text)), file(name)); !written)
-            console_.fail(written.error());
-    }
-    if (!console_.isJson())
-        console_.write((still_.empty() ? "What was seen: " : outcome_ + " Look at ") + file(pageName));
+    if (folder_.write(std::move(page), plot, console_) && !console_.isJson())
+        console_.write((still_.empty() ? "What was seen: " : outcome_ + " Look at ") + folder_.page());
 }
 
 ExitStatus CaptureCommand::run()
 {
-    if (!makeFolder())
+    if (!folder_.makeRoom(options_.capture.overwrites, console_) || !console_.keepEvents(folder_.events()))
         return ExitStatus::unusable;
     startSession();
     if (!hasFailed_)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CaptureFolder.h"
 #include "CaptureHistory.h"
 #include "Console.h"
 #include "DetectionTeller.h"
@@ -48,7 +49,6 @@ public:
         OvriSourceManager& manager, const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override;
 
 private:
-    [[nodiscard]] bool makeFolder();
     void startSession();
     void takeOne();
     /// On the response queue.
@@ -60,10 +60,10 @@ private:
     void writeFolder();
     [[nodiscard]] double now() const;
     [[nodiscard]] std::string status() const;
-    [[nodiscard]] std::string file(const char* name) const;
 
     const Options options_;
     Environment& environment_;
+    const CaptureFolder folder_;
     Console console_;
     Waiter waiter_;
     const std::shared_ptr<platform::DispatchQueue> responseQueue_;
@@ -81,7 +81,8 @@ private:
     std::atomic<bool> hasSample_ = false;
     std::atomic<bool> hasVideo_ = false;
     std::atomic<bool> hasFailed_ = false; ///< the session cannot go on
-    std::atomic<bool> isDrained_ = false; ///< nothing is told any more
+    std::atomic<bool> isCancelled_ = false; ///< the gate does not open any more
+    std::atomic<bool> isDrained_ = false; ///< nobody is told of anything any more
 
     // Of the response queue, until it is drained.
     std::optional<DetectionTeller> detectionTeller_;
@@ -89,9 +90,11 @@ private:
     std::optional<double> shot_; ///< when the gate opened
     std::string still_; ///< what is known about it, in one line; empty while there is none
 
-    std::string film_; ///< what is known about it, as well
     std::string lacking_; ///< the conditions that did not hold at the end
+
+    std::string film_; ///< what is known about it, as well
     std::string outcome_;
+    std::string problem_; ///< beside a still
     double end_ = 0; ///< of the waiting
 };
 

@@ -93,10 +93,11 @@ std::string htmlOf(const CapturePage& page)
 {
     std::string html(head);
     html += std::string("<p class=\"outcome") + (page.isGood ? " good" : "") + "\">" + escaped(page.outcome)
-        + "</p>\n<p class=\"facts\">Waited for: ";
-    for (const std::string& condition : page.conditions)
-        html += (condition == page.conditions.front() ? "" : ", ") + escaped(condition);
-    html += std::string(page.conditions.empty() ? "nothing" : "") + ".</p>\n";
+        + "</p>\n";
+    if (!page.problem.empty())
+        html += "<p class=\"outcome\">" + escaped(page.problem) + "</p>\n";
+    html += "<p class=\"facts\">Waited for: "
+        + (page.conditions.empty() ? "nothing" : escaped(page.conditions)) + ".</p>\n";
 
     html += "<div class=\"pair\">\n";
     if (!page.still.name.empty())

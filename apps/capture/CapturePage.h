@@ -15,10 +15,12 @@ struct CapturePage {
     };
 
     std::string outcome;
+    std::string problem; ///< what went wrong beside it; may be empty
     bool isGood = false;
-    std::vector<std::string> conditions;
+    std::string conditions;
     File still;
     File film;
+    bool hasContactSheet = false;
     std::string contactSheet;
     std::string plot;
     File events; ///< its facts are the lines themselves

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace tamsel::capture {
 
@@ -31,14 +32,22 @@ bool Console::keepEvents(const std::string& file)
 
 void Console::write(const JsonLine& event)
 {
-    const std::string line = event.string();
-    if (json_)
-        write(line);
-    const std::lock_guard lock(guard_);
-    if (events_) {
-        std::fprintf(events_.get(), "%s\n", line.c_str());
-        std::fflush(events_.get());
+    const std::string line = event.string() + "\n";
+    bool isLost = false;
+    {
+        const std::lock_guard lock(guard_); // one for both, which have the same order then
+        if (json_) {
+            std::fputs(line.c_str(), stdout);
+            std::fflush(stdout);
+        }
+        if (events_) {
+            std::fputs(line.c_str(), events_.get());
+            std::fflush(events_.get());
+            isLost = std::ferror(events_.get()) != 0 && !std::exchange(hasLostEvents_, true);
+        }
     }
+    if (isLost)
+        fail("not all events could be written into their file");
 }
 
 void Console::write(const std::string& line)

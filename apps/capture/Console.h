@@ -60,6 +60,7 @@ private:
     const bool json_;
     std::unique_ptr<std::FILE, Close> events_; ///< set before there are threads
     std::mutex guard_;
+    bool hasLostEvents_ = false;
     std::string firstFailure_;
     std::atomic<bool> hasFailed_ = false;
 };

@@ -69,8 +69,13 @@ std::expected<void, std::string> writeFile(std::span<const std::byte> content, c
     const bool isThere = std::filesystem::is_regular_file(file, error);
     const std::filesystem::path target
         = isThere ? std::filesystem::canonical(file, error) : std::filesystem::path(file);
+    const bool isNew = !std::filesystem::exists(std::filesystem::symlink_status(file, error));
     if (isThere && !error ? replaceFile(content, target) : writeStraight(content, file))
         return {};
+    const int reason = errno;
+    if (isNew)
+        std::filesystem::remove(file, error); // half a file is worse than none
+    errno = reason;
     return std::unexpected(
         "cannot write " + file + (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
 }

@@ -13,8 +13,8 @@ Commands
                               still when everything that is required holds at the same time, stop; and write the still,
                               a contact sheet with outlines, the verdicts over time and all events into the folder,
                               whose index.html shows them
-    --require R,R,...         still, tilted, face, code, code:KIND (as code:pdf417, see detect), each seen within the
-                              last 0.3 s; or none (still,tilted)
+    --require R,R,...         still, tilted; face, code, code:KIND (as code:pdf417, see detect), seen within the last
+                              0.3 s; or none (still,tilted)
     --motion LOG              what the motion sensors say, replayed meanwhile
     --threshold R, --duration S, --angle DEG
                               as for motion

@@ -20,7 +20,7 @@ MotionTeller::MotionTeller(
 }
 
 void MotionTeller::start(OvriSourceManager& manager, const std::shared_ptr<OvriMotionSourceDelegate>& self,
-    const MotionOptions& options)
+    const MotionOptions& options, std::optional<std::chrono::nanoseconds> zero)
 {
     const bool hasPitch = log_ && log_->hasPitch();
     const bool isChosen = options.stability || options.facingAngle;
@@ -31,7 +31,7 @@ void MotionTeller::start(OvriSourceManager& manager, const std::shared_ptr<OvriM
         sources.push_back(SourceType::facingAngle());
     expectsVerdicts_ = log_ && (hasPitch || sources.front() == SourceType::stability());
 
-    start_ = clock_.monotonic();
+    start_ = zero.value_or(clock_.monotonic());
     manager.startMotionDetection(sources, self,
         {{"stabilityThreshold", options.threshold}, {"stabilityDuration", options.duration},
             {"angle", options.angle}});

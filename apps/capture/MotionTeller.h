@@ -30,9 +30,10 @@ public:
     /// `log` is absent when the machine's own sensors speak.
     MotionTeller(Console& console, platform::Clock& clock, std::shared_ptr<const engine::MotionLog> log);
 
-    /// Starts the verdicts that the options ask for; by default those that the log has columns for.
+    /// Starts the verdicts that the options ask for; by default those that the log has columns for. Without a log times are
+    /// told since `zero`, by default the start.
     void start(OvriSourceManager& manager, const std::shared_ptr<OvriMotionSourceDelegate>& self,
-        const MotionOptions& options);
+        const MotionOptions& options, std::optional<std::chrono::nanoseconds> zero = std::nullopt);
 
     /// True when at least one of the verdicts that were started can come.
     [[nodiscard]] bool expectsVerdicts() const { return expectsVerdicts_; }

@@ -151,7 +151,7 @@ struct Options {
         return backend == Backend::simulated || (command == Command::motion && motion.log && !motion.realTime)
             || (command == Command::asset && fast);
     }
-    /// The camera's best for video where it records, else its largest format.
+    /// The camera's best for video where it does nothing but record, else its largest format.
     [[nodiscard]] CameraConfiguration::SessionPreset sessionPreset() const
     {
         using Preset = CameraConfiguration::SessionPreset;

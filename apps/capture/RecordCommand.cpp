@@ -3,6 +3,7 @@
 #include "RecordingFile.h"
 #include "SessionErrors.h"
 #include "StatusLine.h"
+#include "limits.h"
 #include "seconds.h"
 
 #include <tamsel/platform/CALayer.h>
@@ -21,12 +22,7 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-constexpr nanoseconds cameraLimit = 15s;
 constexpr nanoseconds forEver = 24h * 365;
-/// Encoding what waits, and making room for the index at the front of a large file.
-constexpr nanoseconds finishLimit = 10min;
-/// The file of a session that has failed comes soon, or there is none.
-constexpr nanoseconds failureLimit = 30s;
 
 } // namespace
 
@@ -91,12 +87,12 @@ void RecordCommand::record()
         const StatusLine line(
             console_, environment_.platform().runLoops.current(), [this] { return status(); });
         (void)waiter_.waitFor(length, [this] { return hasVideo_ || hasFailed_; });
-        if (!hasVideo_ && !hasFailed_)
+        if (!hasVideo_)
             manager_->stopVideoRecording();
         waiter_.goOn();
         // The session must not be stopped before: nobody would be told of the file.
         hasVideo
-            = waiter_.waitFor(hasFailed_ ? failureLimit : finishLimit, [this] { return hasVideo_.load(); });
+            = waiter_.waitFor(hasFailed_ ? failureLimit : filmLimit, [this] { return hasVideo_.load(); });
     }
     if (hasVideo)
         tellRecording(options_.outputFile, manager_->frameCounts(), environment_, console_);

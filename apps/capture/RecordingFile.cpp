@@ -12,24 +12,30 @@
 
 namespace tamsel::capture {
 
-bool makeRoomFor(const std::string& file, bool overwrites, Console& console)
+bool mayWrite(const std::string& file, bool overwrites, Console& console)
 {
-    const std::filesystem::path recovery = host::recoveryFileOf(file);
     std::error_code error;
-    const bool isKilled = std::filesystem::exists(std::filesystem::symlink_status(recovery, error));
+    const bool isKilled
+        = std::filesystem::exists(std::filesystem::symlink_status(host::recoveryFileOf(file), error));
     if (!isKilled && !std::filesystem::exists(std::filesystem::symlink_status(file, error)))
         return true;
-    if (!overwrites) {
+    if (!overwrites)
         console.fail(file
             + (isKilled ? " is what a killed recording has left: repair completes it, --overwrite replaces it"
                         : " is there already: --overwrite replaces it"));
-        return false;
-    }
-    if (std::filesystem::is_directory(file, error)) {
+    else if (std::filesystem::is_directory(file, error))
         console.fail(file + ": Is a directory");
+    else
+        return true;
+    return false;
+}
+
+bool makeRoomFor(const std::string& file, bool overwrites, Console& console)
+{
+    if (!mayWrite(file, overwrites, console))
         return false;
-    }
-    for (const std::filesystem::path& old : {std::filesystem::path(file), recovery}) {
+    for (const std::filesystem::path& old : {std::filesystem::path(file), host::recoveryFileOf(file)}) {
+        std::error_code error;
         std::filesystem::remove(old, error);
         if (error) {
             console.fail(old.string() + ": " + error.message());

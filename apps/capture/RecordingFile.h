@@ -9,6 +9,9 @@
 
 namespace tamsel::capture {
 
+/// False, and told, when something is there that may not, or cannot, be replaced.
+[[nodiscard]] bool mayWrite(const std::string& file, bool overwrites, Console& console);
+
 /// A recording needs a name that is free: takes what is there away, when it may. False, and told, when the file may not be
 /// written.
 [[nodiscard]] bool makeRoomFor(const std::string& file, bool overwrites, Console& console);

@@ -84,7 +84,8 @@ public:
             console_.fail(started.error());
             return status;
         }
-        if (!waiter_.waitFor(frameLimit, [this] { return hasFrame_ || hasFailed_; }))
+        if (!waiter_.waitFor(frameLimit, [this] { return hasFrame_ || hasFailed_; })
+            && !waiter_.isInterrupted())
             console_.fail("the camera delivers no frame");
         status.isActive = manager->isCameraActive();
         status.canCaptureStill = manager->canCaptureStillImage();

@@ -2,6 +2,7 @@
 
 #include "Sample.h"
 #include "StillPreparation.h"
+#include "limits.h"
 
 #include <string>
 #include <utility>
@@ -11,13 +12,6 @@ namespace tamsel::capture {
 using namespace std::chrono_literals;
 using namespace platform;
 using std::chrono::nanoseconds;
-
-namespace {
-
-constexpr nanoseconds cameraLimit = 15s;
-constexpr nanoseconds stillLimit = 10s;
-
-} // namespace
 
 StillCommand::StillCommand(const Options& options, Environment& environment)
     : options_(options),

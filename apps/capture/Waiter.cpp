@@ -24,4 +24,16 @@ bool Waiter::waitFor(nanoseconds limit, const std::function<bool()>& condition)
     return condition();
 }
 
+bool Waiter::waitThrough(nanoseconds limit, const std::function<bool()>& condition)
+{
+    const platform::Clock& clock = environment_.platform().clock;
+    const nanoseconds end = clock.monotonic() + limit;
+    for (nanoseconds left = limit; left > 0ns; left = end - clock.monotonic()) {
+        goOn();
+        if (waitFor(left, condition))
+            return true;
+    }
+    return condition();
+}
+
 } // namespace tamsel::capture

@@ -16,6 +16,8 @@ public:
     [[nodiscard]] bool waitFor(std::chrono::nanoseconds limit, const std::function<bool()>& condition);
     /// The next wait may end when it is asked to, another time.
     void goOn() { isAsked_ = false; }
+    /// Waits whoever wants it to end, for what must not be left half done.
+    [[nodiscard]] bool waitThrough(std::chrono::nanoseconds limit, const std::function<bool()>& condition);
 
     /// It has been asked to end.
     [[nodiscard]] bool isInterrupted() const { return wasAsked_; }

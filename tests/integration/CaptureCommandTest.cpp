@@ -116,7 +116,7 @@ TEST(CaptureCommand, WaitsForACodeAndDrawsItsOutline)
 {
     const ScratchFolder folder;
     const std::string sheet = TAMSEL_TEST_DATA "/codes/sheet.png";
-    const std::string out = folder.file("session");
+    const std::string out = folder.file("<b> & \"session\"");
     const Outcome captured
         = outcomeOf("--back '" + sheet + "' capture '" + out + "' --require code:pdf417,code,code:qr");
     EXPECT_EQ(captured.status, 0) << captured.errors;
@@ -124,6 +124,10 @@ TEST(CaptureCommand, WaitsForACodeAndDrawsItsOutline)
     EXPECT_EQ(count(captured.output, "/index.html"), 1U) << captured.output;
     expectWholePage(out);
     EXPECT_TRUE(showsOutlines(out + "/contact-sheet.png"));
+    const std::string page = readFile(out + "/index.html");
+    EXPECT_FALSE(page.contains("<b>"));
+    EXPECT_TRUE(page.contains("/&lt;b&gt; &amp; ")) << "the path in an event";
+    EXPECT_TRUE(page.contains("Waited for: code:pdf417, code, code:qr."));
     EXPECT_TRUE(readFile(out + "/verdicts.svg").contains("pdf417 in view"));
     EXPECT_FALSE(std::filesystem::exists(out + "/film.mp4"));
 }
@@ -149,13 +153,40 @@ TEST(CaptureCommand, SaysWhatWasMissingWhenTheTimeIsOver)
     }
 }
 
+TEST(CaptureCommand, EndsItsFilmWhenTheStillFails)
+{
+    const ScratchFolder folder;
+    const std::string out = folder.file("session");
+    // A frame every five seconds: the still gives up before the second, of which there is no film then.
+    const Outcome captured = outcomeOf(
+        "--back lavfi:testsrc2=size=64x48:rate=1/5 capture '" + out + "' --require none --record");
+    EXPECT_EQ(captured.status, 1);
+    EXPECT_TRUE(captured.errors.contains("captureImageFailed")) << captured.errors;
+    EXPECT_FALSE(captured.errors.contains("repair")) << "the end of the film is told: " << captured.errors;
+    EXPECT_TRUE(readFile(out + "/index.html").contains("No still was taken: captureImageFailed"));
+    expectWholePage(out);
+}
+
+TEST(CaptureCommand, ReplacesNothingUnlessAllOfItCanBe)
+{
+    const ScratchFolder folder;
+    const std::string out = folder.file("session");
+    std::filesystem::create_directories(out + "/index.html");
+    writeFile(out + "/still.jpg", "an earlier one");
+    const Outcome captured = outcomeOf("--back test:64x48 capture '" + out + "' --require none --overwrite");
+    EXPECT_EQ(captured.status, 2);
+    EXPECT_TRUE(captured.errors.contains("index.html: Is a directory")) << captured.errors;
+    EXPECT_EQ(readFile(out + "/still.jpg"), "an earlier one");
+}
+
 TEST(CaptureCommand, LeavesAWholeFolderWhenItIsInterrupted)
 {
     const ScratchFolder folder;
     const std::string out = folder.file("session");
     const CommandResult captured
         = runCommand(std::string(TAMSEL_CAPTURE_PROGRAM) + " --json --back test:320x240@30 capture '" + out
-            + "' --require code --record & pid=$!; sleep 2; kill -INT $pid; wait $pid 2>/dev/null");
+            + "' --require code --record & pid=$!; until [ -s '" + out
+            + "/film.mp4' ]; do sleep 0.05; done; kill -INT $pid; wait $pid 2>/dev/null");
     EXPECT_EQ(captured.status, 130);
     EXPECT_EQ(MovieProbe(out + "/film.mp4").decodingErrors, "");
     expectWholePage(out);

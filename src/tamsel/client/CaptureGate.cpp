@@ -87,10 +87,9 @@ void CaptureGate::take(const std::function<void(State&, nanoseconds now)>& news)
     {
         const nanoseconds now = clock_.monotonic();
         const std::lock_guard lock(guard_);
-        noteWhetherBroken(now);
+        noteWhetherBroken(now); // also by the news before
         if (news)
             std::ranges::for_each(states_, [&](State& state) { news(state, now); });
-        noteWhetherBroken(now);
         const bool isWhole
             = std::ranges::all_of(states_, [&](const State& state) { return holds(state, now); });
         if (!isArmed_ || hasOpened_ || !isWhole)
@@ -98,6 +97,7 @@ void CaptureGate::take(const std::function<void(State&, nanoseconds now)>& news)
         isArmed_ = false;
         hasOpened_ = true;
     }
+    const std::shared_ptr<CaptureGate> self = shared_from_this(); // the client may let go of the gate
     whenOpen_();
 }
 

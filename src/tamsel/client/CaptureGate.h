@@ -36,8 +36,9 @@ public:
     /// A code or a face that was told within this time counts as in view.
     static constexpr std::chrono::nanoseconds defaultViewTime = std::chrono::milliseconds(300);
 
-    /// Not armed. `whenOpen` is called on the response queue, which must be the manager's, and never inside an operation of the
-    /// gate. Without conditions every `arm` opens. The platform must outlive the gate.
+    /// Not armed. `whenOpen` is called on the response queue, which must be the manager's, when the last condition is told; never
+    /// inside `arm`. Neither may be empty. In the call the client may do anything with the gate, and let go of it. Without
+    /// conditions every `arm` opens. The platform must outlive the gate.
     [[nodiscard]] static std::shared_ptr<CaptureGate> create(std::vector<CaptureCondition> conditions,
         std::shared_ptr<platform::DispatchQueue> responseQueue, WhenOpen whenOpen,
         platform::Platform& platform, std::chrono::nanoseconds viewTime = defaultViewTime);

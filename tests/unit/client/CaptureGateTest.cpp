@@ -17,7 +17,8 @@ namespace {
 /// A gate that is told by hand what a manager would tell it, on the response queue.
 class CaptureGateTest : public testing::Test {
 protected:
-    void make(std::vector<Condition> conditions)
+    void make(
+        std::vector<Condition> conditions, std::chrono::nanoseconds viewTime = CaptureGate::defaultViewTime)
     {
         gate_ = CaptureGate::create(
             std::move(conditions), screen_.responseQueue,
@@ -27,7 +28,7 @@ protected:
                 if (whenOpen_)
                     whenOpen_();
             },
-            screen_.phone.platform());
+            screen_.phone.platform(), viewTime);
     }
 
     void tell(const std::function<void(CaptureGate&, OvriSourceManager&)>& news)
@@ -117,6 +118,21 @@ TEST_F(CaptureGateTest, WhatWasSeenCountsForAWhile)
     screen_.phone.advance(300ms);
     still(true);
     EXPECT_EQ(openings_, 1);
+
+    // Others in between do not take it out of view, and a face is no code.
+    make({Condition::still(), Condition::code(Type::qr)}, 1s);
+    arm();
+    codes({Type::qr});
+    screen_.phone.advance(500ms);
+    codes({Type::ean8});
+    screen_.phone.advance(500ms);
+    still(true);
+    EXPECT_EQ(openings_, 2);
+    make({Condition::code()});
+    arm();
+    face();
+    EXPECT_EQ(openings_, 2);
+    openings_ = 1;
 
     make({Condition::code()});
     arm();
@@ -210,6 +226,22 @@ TEST_F(CaptureGateTest, DoesNotOpenAfterItWasCancelled)
     gate_.reset();
     screen_.phone.run();
     EXPECT_EQ(openings_, 3) << "nor when it is gone";
+}
+
+TEST_F(CaptureGateTest, MayBeReplacedInTheCallThatItMakes)
+{
+    make({Condition::still()});
+    const std::weak_ptr<CaptureGate> first = gate_;
+    whenOpen_ = [this, kept = std::make_shared<int>(7)] {
+        make({Condition::still()}); // nobody else holds the one that calls
+        EXPECT_EQ(*kept, 7);
+    };
+    arm();
+    screen_.responseQueue->async(
+        [this] { gate_.get()->sourceManagerDidDetectStability(*screen_.manager, true); });
+    screen_.phone.run();
+    EXPECT_EQ(openings_, 1);
+    EXPECT_TRUE(first.expired());
 }
 
 TEST(CaptureGate, AsTheDelegateOfAManagerTakesOneStillOfASheet)

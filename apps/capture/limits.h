@@ -1,0 +1,16 @@
+#pragma once
+
+#include <chrono>
+
+// How long commands wait for what must come.
+
+namespace tamsel::capture {
+
+inline constexpr std::chrono::nanoseconds cameraLimit = std::chrono::seconds(15);
+inline constexpr std::chrono::nanoseconds stillLimit = std::chrono::seconds(10);
+/// Encoding what waits, and making room for the index at the front of a large file.
+inline constexpr std::chrono::nanoseconds filmLimit = std::chrono::minutes(10);
+/// The file of a session that has failed comes soon, or there is none.
+inline constexpr std::chrono::nanoseconds failureLimit = std::chrono::seconds(30);
+
+} // namespace tamsel::capture
