@@ -190,8 +190,10 @@ void readCaptureOption(OptionReader& reader, std::string_view argument, Options&
         options.record.microphone = reader.text(argument);
     else if (argument == "--overwrite")
         capture.overwrites = true;
-    else if (argument.starts_with("-") || !capture.folder.empty())
+    else if (argument.starts_with("-"))
         reader.failOption(argument, "capture");
+    else if (!capture.folder.empty())
+        reader.fail("capture writes into one folder: '" + std::string(argument) + "' is another one");
     else
         capture.folder = argument;
 }

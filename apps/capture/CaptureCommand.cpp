@@ -314,6 +314,8 @@ void CaptureCommand::tellOutcome()
         problem_ = console_.firstFailure();
     else if (!waiter_.isInterrupted() && !console_.hasFailed())
         console_.fail(outcome_);
+    else if (!waiter_.isInterrupted())
+        console_.note("no still was taken");
     JsonLine summary("summary");
     summary.boolean("taken", !still_.empty())
         .number("time", shot_)

@@ -3,6 +3,10 @@
 #include "Files.h"
 #include "RecordingFile.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -32,6 +36,17 @@ std::string firstLines(const std::string& file)
     return text;
 }
 
+/// Somebody writes it right now.
+bool isInUse(const std::string& file)
+{
+    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return false;
+    const bool isLocked = ::flock(descriptor, LOCK_EX | LOCK_NB) != 0;
+    ::close(descriptor);
+    return isLocked;
+}
+
 std::string nameIn(const std::string& file)
 {
     return std::filesystem::path(file).filename().string();
@@ -50,6 +65,10 @@ bool CaptureFolder::makeRoom(bool overwrites, Console& console) const
     std::filesystem::create_directories(path_, error);
     if (error) {
         console.fail("cannot make the folder " + path_ + ": " + error.message());
+        return false;
+    }
+    if (isInUse(events())) {
+        console.fail(path_ + ": another capture is writing there");
         return false;
     }
     const std::array files{still(), film(), contactSheet(), plot(), events(), page()};

@@ -104,7 +104,10 @@ std::string htmlOf(const CapturePage& page)
         html += "<div>" + heading("The still") + picture(page.still, "The still") + "</div>\n";
     if (!page.film.name.empty())
         html += "<div>" + heading("The film")
-            + figure("<video controls src=\"" + escaped(page.film.name) + "\"></video>", page.film)
+            + figure("<video controls src=\"" + escaped(page.film.name) + "\""
+                    + (page.still.name.empty() ? "" : " poster=\"" + escaped(page.still.name) + "\"")
+                    + "></video>",
+                page.film)
             + "</div>\n";
     html += "</div>\n";
     if (!page.contactSheet.empty())

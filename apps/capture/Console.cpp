@@ -2,6 +2,10 @@
 
 #include "JsonLine.h"
 
+#include <signal.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -25,9 +29,11 @@ std::optional<std::string> reasonOf(const MotionHelperError& error)
 bool Console::keepEvents(const std::string& file)
 {
     events_.reset(std::fopen(file.c_str(), "we"));
-    if (!events_)
+    if (!events_ || ::flock(::fileno(events_.get()), LOCK_EX | LOCK_NB) != 0) {
         fail(file + ": " + std::strerror(errno));
-    return events_ != nullptr;
+        return false;
+    }
+    return true;
 }
 
 void Console::write(const JsonLine& event)
@@ -36,10 +42,8 @@ void Console::write(const JsonLine& event)
     bool isLost = false;
     {
         const std::lock_guard lock(guard_); // one for both, which have the same order then
-        if (json_) {
-            std::fputs(line.c_str(), stdout);
-            std::fflush(stdout);
-        }
+        if (json_)
+            print(line);
         if (events_) {
             std::fputs(line.c_str(), events_.get());
             std::fflush(events_.get());
@@ -53,8 +57,16 @@ void Console::write(const JsonLine& event)
 void Console::write(const std::string& line)
 {
     const std::lock_guard lock(guard_);
-    std::printf("%s\n", line.c_str());
-    std::fflush(stdout);
+    print(line + "\n");
+}
+
+/// When nobody reads any more a session ends in order, as if it had been interrupted.
+void Console::print(const std::string& text)
+{
+    errno = 0;
+    std::fputs(text.c_str(), stdout);
+    if (std::fflush(stdout) != 0 && errno == EPIPE && !std::exchange(isUnread_, true))
+        ::kill(::getpid(), SIGTERM);
 }
 
 void Console::fail(const std::string& line)

@@ -26,7 +26,8 @@ public:
 
     [[nodiscard]] bool isJson() const { return json_; }
 
-    /// Keeps all events in a file, too, from now on. False when it cannot be made, which has been told.
+    /// Keeps all events in a file, too, from now on, and holds a lock on it (flock(2)). False when it cannot be made, which has
+    /// been told.
     [[nodiscard]] bool keepEvents(const std::string& file);
     /// Whether it is of use to make any.
     [[nodiscard]] bool wantsEvents() const { return json_ || events_; }
@@ -51,6 +52,7 @@ public:
     [[nodiscard]] ExitStatus endSession(bool wasInterrupted);
 
 private:
+    void print(const std::string& text);
     void failAs(const std::string& kind, const std::optional<std::string>& reason);
 
     struct Close {
@@ -61,6 +63,7 @@ private:
     std::unique_ptr<std::FILE, Close> events_; ///< set before there are threads
     std::mutex guard_;
     bool hasLostEvents_ = false;
+    bool isUnread_ = false; ///< nobody reads the standard output any more
     std::string firstFailure_;
     std::atomic<bool> hasFailed_ = false;
 };

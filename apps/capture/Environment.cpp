@@ -39,10 +39,14 @@ sigset_t takenSignals()
     return signals;
 }
 
-/// Reads the signals from a descriptor, so that they are handled between two items of the main loop.
+/// Reads the signals from a descriptor, so that they are handled between two items of the main loop. To be made before there
+/// are threads, which must not have the signals either; until then signals end the program, also while an input opens.
 class Signals {
 public:
-    Signals() : descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC)) { }
+    Signals() : descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC))
+    {
+        pthread_sigmask(SIG_BLOCK, &set_, nullptr);
+    }
     ~Signals() { ::close(descriptor_); }
     Signals(const Signals&) = delete;
     Signals& operator=(const Signals&) = delete;
@@ -186,10 +190,10 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
         configuration.location = *options.location;
     if (options.command == Command::album || options.command == Command::detect)
         configuration.writeLine = [](std::string_view) { }; // what is to be said, the command says
-    else if (options.command == Command::capture || options.command == Command::status)
+    else
         configuration.writeLine = writeUnlessDebugOutput;
-    else if (options.json)
-        configuration.writeLine = writeToStandardError;
+    if (options.command == Command::capture || options.command == Command::status)
+        configuration.writeReport = [](std::string_view) { }; // the command tells its errors itself
     if (!options.needsCameras())
         return std::make_unique<HostEnvironment>(std::move(configuration));
     if (options.command == Command::detect) {
@@ -199,6 +203,8 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
     } else {
         configuration.backCamera = inputFor(options.back);
     }
+    if (options.useFrontCamera && !options.front)
+        return std::unexpected("there is no front camera: --front names one");
     if (!configuration.backCamera) {
         const std::vector<std::string> nodes = host::Host::videoNodes();
         configuration.backCamera = host::HostInput{.input = nodes.empty() ? defaultPattern : nodes.front()};
@@ -265,12 +271,6 @@ std::unique_ptr<Environment> makePhone(const Options& options)
 }
 
 } // namespace
-
-void takeSignals()
-{
-    const sigset_t signals = takenSignals();
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
 
 std::expected<std::unique_ptr<Environment>, std::string> makeEnvironment(const Options& options)
 {

@@ -38,9 +38,6 @@ public:
         = 0;
 };
 
-/// Keeps the signals that `runUntil` reads from ending the program; to be called before there are threads.
-void takeSignals();
-
 /// The error is one line about an input that cannot be used.
 [[nodiscard]] std::expected<std::unique_ptr<Environment>, std::string> makeEnvironment(
     const Options& options);

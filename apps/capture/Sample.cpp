@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 
 namespace tamsel::capture {
 
@@ -45,6 +46,14 @@ std::string describeProperties(const PropertyDictionary& properties)
     return line;
 }
 
+/// As the file says it; absent when it says nothing.
+std::optional<double> orientationIn(const CaptureSampleUpdate& sample)
+{
+    const PropertyDictionary properties = engine::readImageProperties(sample.sample());
+    const PropertyValue* orientation = properties.find(kCGImagePropertyOrientation);
+    return orientation ? orientation->number() : std::nullopt;
+}
+
 } // namespace
 
 std::string describeSample(const CaptureSampleUpdate& sample)
@@ -64,6 +73,7 @@ bool keepSample(Console& console, const CaptureSampleUpdate& sample, const std::
                 .integer("bytes", sample.sample().size())
                 .integer("source", static_cast<std::uint64_t>(sample.source()))
                 .integer("exifOrientation", static_cast<std::uint64_t>(sample.exifOrientation()))
+                .number("fileOrientation", orientationIn(sample))
                 .text("file", std::string_view(file)));
     if (!console.isJson())
         console.write(file + ": " + describeSample(sample));

@@ -15,9 +15,11 @@ bool tellIfOver(Console& console, OvriSourceManager& manager, const SourceError&
     }
     const bool isLost
         = manager.frameCounts().droppedBy[static_cast<std::size_t>(platform::DropCause::deviceLost)] > 0;
-    if (isLost)
-        console.fail("the camera was lost");
-    return isLost;
+    if (!isLost)
+        return false;
+    console.writeError("deviceLost", "the camera was lost");
+    console.fail("the camera was lost");
+    return true;
 }
 
 } // namespace tamsel::capture

@@ -13,6 +13,7 @@
 #include "StatusCommand.h"
 #include "StillCommand.h"
 
+#include <csignal>
 #include <cstdio>
 #include <span>
 
@@ -85,7 +86,6 @@ ExitStatus run(std::span<const char* const> arguments)
             return *status;
         options->detect.sensorOrientation = sensorOrientationOf(options->file);
     }
-    takeSignals(); // until here they end the program
     const auto environment = makeEnvironment(*options);
     if (!environment) {
         std::fprintf(stderr, "tamsel-capture: %s\n", environment.error().c_str());
@@ -125,6 +125,7 @@ ExitStatus run(std::span<const char* const> arguments)
 int main(int argumentCount, char** arguments)
 {
     using namespace tamsel::capture;
+    std::signal(SIGPIPE, SIG_IGN); // who stops reading is told about where something is written
     const ExitStatus status = run({arguments + 1, static_cast<std::size_t>(argumentCount - 1)});
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return static_cast<int>(status);

@@ -193,6 +193,34 @@ TEST(CaptureCommand, LeavesAWholeFolderWhenItIsInterrupted)
     EXPECT_TRUE(readFile(out + "/index.html").contains("Interrupted after"));
 }
 
+TEST(CaptureCommand, EndsInOrderWhenNobodyReadsItsOutputAnyMore)
+{
+    const ScratchFolder folder;
+    const std::string out = folder.file("session");
+    const std::string sheet = TAMSEL_TEST_DATA "/codes/sheet.png";
+    const CommandResult captured = runCommand(std::string(TAMSEL_CAPTURE_PROGRAM) + " --json --back '" + sheet
+        + "' capture '" + out + "' --require code:aztec --record 2>/dev/null | head -1");
+    EXPECT_EQ(count(captured.output, "\n"), 1U);
+    EXPECT_EQ(MovieProbe(out + "/film.mp4").decodingErrors, "");
+    EXPECT_TRUE(readFile(out + "/index.html").contains("Interrupted after"));
+    expectWholePage(out);
+}
+
+TEST(CaptureCommand, LeavesAFolderToTheCaptureThatIsWritingThere)
+{
+    const ScratchFolder folder;
+    const std::string out = folder.file("session");
+    const std::string program
+        = std::string(TAMSEL_CAPTURE_PROGRAM) + " --back test:64x48@30 capture '" + out + "' ";
+    const CommandResult both = runCommand(program + "--require code & pid=$!; until [ -e '" + out
+        + "/events.jsonl' ]; do sleep 0.05; done; " + program
+        + "--require none --overwrite 2>&1; echo $?; kill -INT $pid; wait $pid 2>/dev/null");
+    EXPECT_EQ(both.status, 130);
+    EXPECT_TRUE(both.output.contains("another capture is writing there\n2\n")) << both.output;
+    EXPECT_FALSE(std::filesystem::exists(out + "/still.jpg"));
+    expectWholePage(out);
+}
+
 TEST(CaptureCommand, RefusesWhatCannotWorkWithOneLine)
 {
     const ScratchFolder folder;

@@ -262,6 +262,27 @@ TEST(CodeReader, FindsNoCodesWhereThereAreNone)
 }
 
 /// Debian's ZXing-C++ ends the process on some pictures with several codes; whatever is on them must do no such thing.
+TEST(CodeReader, NeverInventsTheCornersOfASymbolOfWhichAnEndIsMissing)
+{
+    const LumaPicture whole = symbol("pdf417");
+    const Quadrilateral ink = inkOf(whole);
+    const CodeReader reader({MetadataObjectType::pdf417});
+    for (const int cut : {0, 8, 20, 40, 80}) {
+        LumaPicture part = plain(whole.width + 40, whole.height + 40);
+        draw(part, whole, 20, 20);
+        for (int y = 0; y < part.height; ++y)
+            std::fill(part.row(y) + 20 + static_cast<int>(ink[1].x) - cut, part.row(y) + part.width, 255);
+        const std::vector<FoundCode> found = reader.read(part);
+        EXPECT_EQ(found.size(), cut == 0 ? 1U : found.size());
+        for (const FoundCode& code : found) {
+            for (const PicturePoint corner : code.corners) {
+                EXPECT_GE(corner.x, 20 + ink[0].x - 8) << cut;
+                EXPECT_GE(corner.y, 20 + ink[0].y - 8) << cut;
+            }
+        }
+    }
+}
+
 TEST(CodeReader, SurvivesCrowdedPictures)
 {
     const CodeReader reader(allBarcodes());

@@ -104,8 +104,8 @@ TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)
     EXPECT_GE(count(tooShort.errors, "tamsel-capture: only "), 1U);
 
     const Lines absent = linesOf("--json --back test:64x48 frames --camera front --count 1");
-    EXPECT_EQ(absent.status, 1);
-    EXPECT_EQ(count(absent.output, R"({"event": "error", "kind": "canNotAddInput")"), 1U);
+    EXPECT_EQ(absent.status, 2);
+    EXPECT_EQ(count(absent.errors, "tamsel-capture: there is no front camera: --front names one"), 1U);
 
     const Lines unwritable
         = linesOf("--back test:64x48 frames --count 2 --contact-sheet /no/such/folder/sheet.png");

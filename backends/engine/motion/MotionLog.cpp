@@ -316,7 +316,7 @@ std::expected<std::shared_ptr<const MotionLog>, Error> MotionLog::read(const std
     std::ifstream stream(file);
     if (!stream || stream.peek() == std::ifstream::traits_type::eof()) {
         const bool isThere = stream.is_open() && !stream.bad();
-        return std::unexpected(Error{file + ":1: " + (isThere ? "the log is empty" : "cannot be read")});
+        return std::unexpected(Error{file + (isThere ? ":1: the log is empty" : ": cannot be read")});
     }
     return parse(stream, file);
 }

@@ -3,6 +3,7 @@
 #define ZX_USE_UTF8
 #include <ZXing/ReadBarcode.h>
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -42,6 +43,12 @@ std::optional<Symbology> symbologyOf(ZXing::BarcodeFormat format)
     return std::nullopt;
 }
 
+/// A PDF417 symbol of which one end was not found is read all the same; the corners there are the zeros they were made with.
+bool lacksCorners(const ZXing::Position& position)
+{
+    return std::ranges::count(position, ZXing::PointI{}) > 1;
+}
+
 } // namespace
 
 std::vector<CodeRead> readWithZXing(
@@ -64,7 +71,7 @@ std::vector<CodeRead> readWithZXing(
     try {
         for (const ZXing::Result& result : ZXing::ReadBarcodes(view, hints)) {
             const std::optional<Symbology> symbology = symbologyOf(result.format());
-            if (!symbology || !result.isValid())
+            if (!symbology || !result.isValid() || lacksCorners(result.position()))
                 continue;
             CodeRead read{.symbology = *symbology, .corners = {}, .text = result.text()};
             for (std::size_t index = 0; index < read.corners.size(); ++index) {
