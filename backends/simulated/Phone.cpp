@@ -26,7 +26,12 @@ namespace {
 /// Writes every call down, and lets the script refuse it or take time for it.
 class ScriptedHook final : public engine::CaptureHook {
 public:
-    ScriptedHook(Scheduler& scheduler, Journal& journal) : scheduler_(&scheduler), journal_(&journal) { }
+    ScriptedHook(Scheduler& scheduler, Journal& journal, Journal& settings)
+        : scheduler_(&scheduler),
+          journal_(&journal),
+          settings_(&settings)
+    {
+    }
 
     bool permits(CaptureCall call, std::string_view detail) override
     {
@@ -36,7 +41,8 @@ public:
         if (!detail.empty())
             text.append(" ").append(detail);
         const bool isRefused = takeRefusal(call, detail);
-        journal_->write(scheduler_->monotonic(), text + (isRefused ? " refused" : ""));
+        Journal& journal = isSetting(call) ? *settings_ : *journal_;
+        journal.write(scheduler_->monotonic(), text + (isRefused ? " refused" : ""));
         if (const auto found = delays.find(call); found != delays.end())
             scheduler_->spend(found->second);
         return !isRefused;
@@ -68,7 +74,14 @@ private:
     }
 
     Scheduler* scheduler_;
+    static bool isSetting(CaptureCall call)
+    {
+        return call == CaptureCall::photoSettings || call == CaptureCall::setHighResolutionCaptureEnabled
+            || call == CaptureCall::setMovieFragmentInterval;
+    }
+
     Journal* journal_;
+    Journal* settings_;
 };
 
 class ScriptedDevice final : public UIDevice {
@@ -202,6 +215,7 @@ struct Phone::Parts {
     }
 
     Journal journal;
+    Journal settings;
     std::string recordingProblem;
     NotificationCenter center;
     std::vector<std::shared_ptr<SimulatedCamera>> cameras;
@@ -221,7 +235,7 @@ struct Phone::Parts {
     SimulatedMovies movies{scheduler, assets};
     SimulatedImages images;
     SimulatedLocation location;
-    std::shared_ptr<ScriptedHook> hook = std::make_shared<ScriptedHook>(scheduler, journal);
+    std::shared_ptr<ScriptedHook> hook = std::make_shared<ScriptedHook>(scheduler, journal, settings);
     engine::SystemSounds sounds{std::make_shared<JournaledSounds>(scheduler, journal)};
     Tamsel tamsel;
     JournaledLines lines{scheduler, journal};
@@ -332,6 +346,11 @@ SimulatedImages& Phone::images()
 SimulatedLocation& Phone::location()
 {
     return parts_->location;
+}
+
+const Journal& Phone::settings() const
+{
+    return parts_->settings;
 }
 
 const std::vector<TamselError>& Phone::reports() const

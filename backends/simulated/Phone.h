@@ -122,6 +122,8 @@ public:
     void delay(engine::CaptureCall call, std::chrono::nanoseconds duration);
 
     [[nodiscard]] Journal& journal();
+    /// What stills and outputs were set to, where that changes nothing on a simulated phone, in order.
+    [[nodiscard]] const Journal& settings() const;
     /// What was reported to the core library, in order.
     [[nodiscard]] const std::vector<platform::TamselError>& reports() const;
 

@@ -193,12 +193,12 @@ TEST(StillPhoto, IsToBeAsGoodAsTheCameraCan)
 {
     CaptureScreen started;
     started.startAndRun();
-    EXPECT_EQ(started.phone.journal().texts("setHighResolutionCaptureEnabled"),
+    EXPECT_EQ(started.phone.settings().texts("setHighResolutionCaptureEnabled"),
         (Texts{"setHighResolutionCaptureEnabled yes"}));
     StillScreen screen;
     screen.still();
     screen.phone.advance(100ms);
-    EXPECT_EQ(screen.phone.journal().texts("photoSettings"),
+    EXPECT_EQ(screen.phone.settings().texts("photoSettings"),
         (Texts{"photoSettings jpeg highResolution stabilized balanced"}));
 }
 
