@@ -9,10 +9,12 @@
 #include <tamsel/platform/UIImage.h>
 #include <tamsel/platform/UUID.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace tamsel::platform {
@@ -92,6 +94,27 @@ public:
     void setMotionDelegate(std::weak_ptr<OvriMotionSourceDelegate> delegate);
     [[nodiscard]] std::shared_ptr<OvriMetadataOutputDelegate> metadataDelegate() const;
     void setMetadataDelegate(std::weak_ptr<OvriMetadataOutputDelegate> delegate);
+    /// @}
+
+    /// The same without a delegate.
+    /// @{
+    std::expected<void, CameraError> startSession(const SourceType& type, std::nullptr_t,
+        const Configurations& configurations, std::shared_ptr<platform::UIView> previewView)
+    {
+        return startSession(
+            type, std::weak_ptr<OvriSourceToSession>(), configurations, std::move(previewView));
+    }
+    void startMotionDetection(
+        const std::vector<SourceType>& sources, std::nullptr_t, const Configurations& configurations)
+    {
+        startMotionDetection(sources, std::weak_ptr<OvriMotionSourceDelegate>(), configurations);
+    }
+    void setDelegate(std::nullptr_t) { setDelegate(std::weak_ptr<OvriSourceToSession>()); }
+    void setMotionDelegate(std::nullptr_t) { setMotionDelegate(std::weak_ptr<OvriMotionSourceDelegate>()); }
+    void setMetadataDelegate(std::nullptr_t)
+    {
+        setMetadataDelegate(std::weak_ptr<OvriMetadataOutputDelegate>());
+    }
     /// @}
 
     /// What the latest `startSession` asked for; absent before the first.

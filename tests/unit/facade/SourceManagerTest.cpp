@@ -48,6 +48,21 @@ TEST(SourceManager, StartsNothingForSourcesThatHaveNothingToStart)
     EXPECT_EQ(screen.phone.journal().texts(), Texts{});
 }
 
+TEST(SourceManager, TellsNobodyWhileItHasNoDelegate)
+{
+    CaptureScreen screen;
+    ASSERT_TRUE(screen.manager->startSession(SourceType::cameraBack(false), nullptr, {}, screen.view));
+    screen.phone.run();
+    screen.frame();
+    EXPECT_EQ(screen.client->calls, Texts{});
+    screen.manager->setDelegate(screen.client);
+    screen.frame();
+    screen.manager->setDelegate(nullptr);
+    screen.frame();
+    EXPECT_EQ(screen.client->calls, Texts{"frame"});
+    EXPECT_EQ(screen.manager->delegate(), nullptr);
+}
+
 TEST(SourceManager, ShowsThePreviewInTheViewOnTheMainQueue)
 {
     CaptureScreen screen;
