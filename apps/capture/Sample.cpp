@@ -73,8 +73,8 @@ bool keepSample(Console& console, const CaptureSampleUpdate& sample, const std::
                 .integer("bytes", sample.sample().size())
                 .integer("source", static_cast<std::uint64_t>(sample.source()))
                 .integer("exifOrientation", static_cast<std::uint64_t>(sample.exifOrientation()))
-                .number("fileOrientation", orientationIn(sample))
-                .text("file", std::string_view(file)));
+                .text("file", std::string_view(file))
+                .number("fileOrientation", orientationIn(sample)));
     if (!console.isJson())
         console.write(file + ": " + describeSample(sample));
     return true;

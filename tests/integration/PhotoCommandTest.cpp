@@ -43,8 +43,8 @@ TEST(StillCommand, TakesAPhotographThatSaysWhereAndWithWhat)
     EXPECT_EQ(count(still.errors, "tamsel-capture:"), 0U) << still.errors;
     EXPECT_EQ(still.output,
         "{\"event\": \"sample\", \"bytes\": " + std::to_string(std::filesystem::file_size(photo))
-            + ", \"source\": 1, \"exifOrientation\": 6, \"fileOrientation\": 8, \"file\": \"" + photo
-            + "\"}\n");
+            + ", \"source\": 1, \"exifOrientation\": 6, \"file\": \"" + photo
+            + "\", \"fileOrientation\": 8}\n");
     EXPECT_EQ(exif(photo,
                   "-FileType -ImageWidth -ImageHeight -IFD0:Orientation -IFD0:Software -IFD0:Model "
                   "-ExifIFD:ExifVersion -ExifIFD:ExifImageWidth -ExifIFD:ColorSpace -ExifIFD:Flash"),
