@@ -58,6 +58,6 @@ private:
 };
 
 /// As for printf, at most 511 characters.
-__attribute__((format(printf, 1, 2))) [[nodiscard]] std::string formatted(const char* format, ...);
+[[nodiscard]] __attribute__((format(printf, 1, 2))) std::string formatted(const char* format, ...);
 
 } // namespace tamsel::capture
