@@ -26,15 +26,27 @@ nanoseconds toNanoseconds(CMTime time)
     return nanoseconds(static_cast<std::int64_t>(time.seconds() * 1e9));
 }
 
-/// The current frame in a buffer of the sink; absent when there is no free one, or no way to convert it.
-std::shared_ptr<CVPixelBuffer> takeFrame(MovieReader& reader, engine::FrameSink& sink)
+/// The current frame; without a buffer when there is no free one, or no way to convert it.
+ReadFrame takeFrame(MovieReader& reader, engine::FrameSink& sink)
 {
     std::shared_ptr<CVPixelBuffer> buffer = sink.acquireBuffer(reader.width(), reader.height());
     if (!buffer || !reader.convert(*buffer))
-        return nullptr;
-    if (sink.wantsNativePictures())
-        sink.nameNativePicture(reader.picture());
-    return buffer;
+        return {};
+    return {.buffer = std::move(buffer),
+        .picture = sink.wantsNativePictures() ? reader.picture() : nullptr,
+        .time = reader.time()};
+}
+
+/// The caller's last act, as it is for the sink.
+void handOver(ReadFrame frame, nanoseconds due, engine::FrameSink& sink)
+{
+    if (!frame.buffer) {
+        sink.drop(DropCause::noBuffer);
+        return;
+    }
+    if (frame.picture)
+        sink.nameNativePicture(frame.picture);
+    sink.deliver(std::move(frame.buffer), frame.time, due);
 }
 
 } // namespace
@@ -117,16 +129,14 @@ void FilePlayback::handOn()
         return;
     }
     // Every buffer was held when the frame was decoded; one may be free by now.
-    std::shared_ptr<CVPixelBuffer> buffer = prepared_ ? std::move(prepared_) : takeFrame(*reader_, *sink_);
-    const CMTime time = reader_->time();
+    ReadFrame frame = std::exchange(prepared_, {});
+    if (!frame.buffer)
+        frame = takeFrame(*reader_, *sink_);
     const nanoseconds due = due_;
     decodeQueue_->async(
         platform::whileAlive(weak_from_this(), [](FilePlayback& self) { self.prepareNext(); }));
     // Last, so that this thread goes on with the frame and another one decodes.
-    if (buffer)
-        sink_->deliver(std::move(buffer), time, due);
-    else
-        sink_->drop(DropCause::noBuffer);
+    handOver(std::move(frame), due, *sink_);
 }
 
 std::shared_ptr<StreamPlayback> StreamPlayback::start(std::unique_ptr<MovieReader> reader,
@@ -181,10 +191,7 @@ void StreamPlayback::read()
         const nanoseconds due = pace.dueTime(reader_->time(), now);
         if (!waitUntil(due))
             return;
-        if (std::shared_ptr<CVPixelBuffer> buffer = takeFrame(*reader_, *sink_))
-            sink_->deliver(std::move(buffer), reader_->time(), due);
-        else
-            sink_->drop(DropCause::noBuffer);
+        handOver(takeFrame(*reader_, *sink_), due, *sink_);
     }
 }
 
