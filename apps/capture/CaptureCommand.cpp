@@ -93,10 +93,7 @@ void CaptureCommand::sourceManagerDidGetFrame(
     FrameNotes notes{.findings = history_.findings(now()), .caption = formatted("%.2f s", now())};
     const CGImagePropertyOrientation orientation = engine::orientationAfter(engine::quarterTurns(
         AVCaptureVideoOrientation::portrait, videoOrientation(options_.interfaceOrientation)));
-    for (Finding& finding : notes.findings) {
-        for (CGPoint& corner : finding.corners)
-            corner = uprightPoint(corner, orientation);
-    }
+    turnUpright(notes.findings, orientation);
     frameTeller_->show(frame, std::move(notes));
     if (!hasFrame_.exchange(true))
         waiter_.wake();
@@ -105,8 +102,7 @@ void CaptureCommand::sourceManagerDidGetFrame(
 void CaptureCommand::sourceManagerDidGetSample(
     OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample)
 {
-    if (keepSample(console_, *sample, folder_.still()))
-        still_ = describeSample(*sample);
+    still_ = keepSample(console_, *sample, folder_.still());
     hasSample_ = true;
     waiter_.wake();
 }

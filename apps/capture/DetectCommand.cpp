@@ -126,10 +126,7 @@ void DetectCommand::writeAnnotated()
         findings.push_back(findingOf(*foundFace_));
     std::ranges::transform(
         foundCodes_, std::back_inserter(findings), [](const DetectedCode& code) { return findingOf(code); });
-    for (Finding& finding : findings) {
-        for (CGPoint& corner : finding.corners)
-            corner = uprightPoint(corner, orientation);
-    }
+    turnUpright(findings, orientation);
     Picture picture = makePicture(*frame, frame->width());
     annotate(picture, findings);
     if (const auto written = writePng(picture, *options_.detect.annotated); !written)

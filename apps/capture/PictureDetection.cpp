@@ -78,10 +78,7 @@ Picture annotated(const CVPixelBuffer& pixels, CGImagePropertyOrientation orient
         findings.push_back(findingOf(face->bounds()));
     for (const DetectedCode& code : found.codes)
         findings.push_back(findingOf(code));
-    for (Finding& finding : findings) {
-        for (CGPoint& corner : finding.corners)
-            corner = uprightPoint(corner, orientation);
-    }
+    turnUpright(findings, orientation);
     Picture picture = uprightPicture(makePicture(pixels, pixels.width()), orientation);
     annotate(picture, findings);
     return picture;

@@ -46,38 +46,27 @@ std::string describeProperties(const PropertyDictionary& properties)
     return line;
 }
 
-/// As the file says it; absent when it says nothing.
-std::optional<double> orientationIn(const CaptureSampleUpdate& sample)
-{
-    const PropertyDictionary properties = engine::readImageProperties(sample.sample());
-    const PropertyValue* orientation = properties.find(kCGImagePropertyOrientation);
-    return orientation ? orientation->number() : std::nullopt;
-}
-
 } // namespace
 
-std::string describeSample(const CaptureSampleUpdate& sample)
-{
-    return std::to_string(sample.sample().size()) + " bytes"
-        + describeProperties(engine::readImageProperties(sample.sample()));
-}
-
-bool keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file)
+std::string keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file)
 {
     if (const auto written = writeFile(sample.sample(), file); !written) {
         console.fail(written.error());
-        return false;
+        return {};
     }
+    const PropertyDictionary properties = engine::readImageProperties(sample.sample());
+    const PropertyValue* orientation = properties.find(kCGImagePropertyOrientation);
     if (console.wantsEvents())
         console.write(JsonLine("sample")
                 .integer("bytes", sample.sample().size())
                 .integer("source", static_cast<std::uint64_t>(sample.source()))
                 .integer("exifOrientation", static_cast<std::uint64_t>(sample.exifOrientation()))
                 .text("file", std::string_view(file))
-                .number("fileOrientation", orientationIn(sample)));
+                .number("fileOrientation", orientation ? orientation->number() : std::nullopt));
+    std::string facts = std::to_string(sample.sample().size()) + " bytes" + describeProperties(properties);
     if (!console.isJson())
-        console.write(file + ": " + describeSample(sample));
-    return true;
+        console.write(file + ": " + facts);
+    return facts;
 }
 
 } // namespace tamsel::capture

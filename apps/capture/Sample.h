@@ -8,10 +8,8 @@
 
 namespace tamsel::capture {
 
-/// Its size, its way up and its place, in one line.
-[[nodiscard]] std::string describeSample(const CaptureSampleUpdate& sample);
-
-/// Writes a sample into a file and tells about it: an event, or a line. False when that failed, which has been told.
-bool keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file);
+/// Writes a sample into a file and tells about it: an event, or a line. Returns its size, its way up and its place in one
+/// line; empty when it could not be written, which has been told.
+std::string keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file);
 
 } // namespace tamsel::capture

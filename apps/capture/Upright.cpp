@@ -50,6 +50,14 @@ CGPoint uprightPoint(CGPoint stored, Orientation orientation)
     return stored;
 }
 
+void turnUpright(std::span<Finding> findings, Orientation orientation)
+{
+    for (Finding& finding : findings) {
+        for (CGPoint& corner : finding.corners)
+            corner = uprightPoint(corner, orientation);
+    }
+}
+
 Picture uprightPicture(const Picture& stored, Orientation orientation)
 {
     const bool isTransposed = quarterTurnsOf(orientation) % 2 != 0;

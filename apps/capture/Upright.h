@@ -1,8 +1,11 @@
 #pragma once
 
+#include "Annotation.h"
 #include "Picture.h"
 
 #include <tamsel/platform/Geometry.h>
+
+#include <span>
 
 namespace tamsel::capture {
 
@@ -12,6 +15,9 @@ namespace tamsel::capture {
 /// Where a point of a stored picture is in the upright one; both relative to their picture, 0 to 1.
 [[nodiscard]] platform::CGPoint uprightPoint(
     platform::CGPoint stored, platform::CGImagePropertyOrientation orientation);
+
+/// Places what was found in a stored picture in the upright one.
+void turnUpright(std::span<Finding> findings, platform::CGImagePropertyOrientation orientation);
 
 [[nodiscard]] Picture uprightPicture(const Picture& stored, platform::CGImagePropertyOrientation orientation);
 

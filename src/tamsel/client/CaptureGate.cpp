@@ -38,10 +38,7 @@ void CaptureGate::arm()
         if (std::exchange(isArmed_, true))
             return;
     }
-    responseQueue_->async([weakSelf = weak_from_this()] {
-        if (const std::shared_ptr<CaptureGate> self = weakSelf.lock())
-            self->take({});
-    });
+    responseQueue_->async(whileAlive(weak_from_this(), [](CaptureGate& self) { self.take({}); }));
 }
 
 void CaptureGate::cancel()
@@ -73,13 +70,9 @@ bool CaptureGate::holds(const State& state, nanoseconds now) const
     return state.holds || (state.lastSeen && now - *state.lastSeen <= viewTime_);
 }
 
-/// Verdicts cease by being told, codes and faces by not being told: the latter shows with the next news.
-void CaptureGate::noteWhetherBroken(nanoseconds now)
+bool CaptureGate::isWhole(nanoseconds now) const
 {
-    const bool isBroken
-        = std::ranges::any_of(states_, [&](const State& state) { return !holds(state, now); });
-    if (isBroken || states_.empty())
-        hasOpened_ = false;
+    return std::ranges::all_of(states_, [&](const State& state) { return holds(state, now); });
 }
 
 void CaptureGate::take(const std::function<void(State&, nanoseconds now)>& news)
@@ -87,12 +80,12 @@ void CaptureGate::take(const std::function<void(State&, nanoseconds now)>& news)
     {
         const nanoseconds now = clock_.monotonic();
         const std::lock_guard lock(guard_);
-        noteWhetherBroken(now); // also by the news before
+        // Verdicts cease by being told, codes and faces by not being told: both show now, with the next news.
+        if (states_.empty() || !isWhole(now))
+            hasOpened_ = false;
         if (news)
             std::ranges::for_each(states_, [&](State& state) { news(state, now); });
-        const bool isWhole
-            = std::ranges::all_of(states_, [&](const State& state) { return holds(state, now); });
-        if (!isArmed_ || hasOpened_ || !isWhole)
+        if (!isArmed_ || hasOpened_ || !isWhole(now))
             return;
         isArmed_ = false;
         hasOpened_ = true;

@@ -72,9 +72,9 @@ private:
     };
 
     [[nodiscard]] bool holds(const State& state, std::chrono::nanoseconds now) const;
+    [[nodiscard]] bool isWhole(std::chrono::nanoseconds now) const;
     /// Takes news in, and opens when now all is well.
     void take(const std::function<void(State&, std::chrono::nanoseconds now)>& news);
-    void noteWhetherBroken(std::chrono::nanoseconds now);
 
     const std::shared_ptr<platform::DispatchQueue> responseQueue_;
     const WhenOpen whenOpen_;

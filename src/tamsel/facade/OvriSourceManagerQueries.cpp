@@ -74,8 +74,7 @@ bool OvriSourceManager::canCaptureStillImage() const
 
 bool OvriSourceManager::canRecordVideo() const
 {
-    const AVAuthorizationStatus permission = status(AVMediaType::video, platform_);
-    return permission != AVAuthorizationStatus::restricted && !isMissing(permission) && camera() != nullptr;
+    return isCameraAuthorized(platform_) && camera() != nullptr;
 }
 
 CGSize OvriSourceManager::imageResolution() const
