@@ -175,9 +175,7 @@ void CaptureCommand::shoot()
 
 void CaptureCommand::startSession()
 {
-    const bool records = options_.capture.records;
-    const SourceType camera
-        = options_.useFrontCamera ? SourceType::cameraFront(records) : SourceType::cameraBack(records);
+    const SourceType camera = options_.source();
     manager_ = OvriSourceManager::create({camera, SourceType::stability(), SourceType::facingAngle()},
         options_.sessionPreset(), responseQueue_, environment_.platform());
     gate_ = CaptureGate::create(

@@ -120,8 +120,7 @@ void FramesCommand::summarize()
 ExitStatus FramesCommand::run()
 {
     Platform& platform = environment_.platform();
-    const SourceType source
-        = options_.useFrontCamera ? SourceType::cameraFront(false) : SourceType::cameraBack(false);
+    const SourceType source = options_.source();
     if (!frameTeller_->prepare())
         return ExitStatus::failed;
     manager_ = OvriSourceManager::create(

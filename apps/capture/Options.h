@@ -3,6 +3,7 @@
 #include "OptionGroups.h"
 
 #include <tamsel/camera/CameraConfiguration.h>
+#include <tamsel/facade/types/SourceType.h>
 #include <tamsel/platform/UIDevice.h>
 
 #include <host/location/HostLocationSource.h>
@@ -78,6 +79,11 @@ struct Options {
     [[nodiscard]] bool records() const
     {
         return command == Command::record || (command == Command::capture && capture.records);
+    }
+    /// The camera that is asked for, recording where the command does.
+    [[nodiscard]] SourceType source() const
+    {
+        return useFrontCamera ? SourceType::cameraFront(records()) : SourceType::cameraBack(records());
     }
     [[nodiscard]] bool needsCameras() const
     {

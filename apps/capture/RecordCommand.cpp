@@ -104,8 +104,7 @@ ExitStatus RecordCommand::run()
 {
     if (!makeRoomFor(options_.outputFile, options_.record.overwrites, console_))
         return ExitStatus::unusable;
-    const SourceType source
-        = options_.useFrontCamera ? SourceType::cameraFront(true) : SourceType::cameraBack(true);
+    const SourceType source = options_.source();
     manager_ = OvriSourceManager::create({source}, options_.sessionPreset(),
         environment_.makeQueue("org.tamsel.capture.response"), environment_.platform());
     const auto view = std::make_shared<UIView>(CGSize{640, 480});

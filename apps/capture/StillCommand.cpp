@@ -68,8 +68,7 @@ void StillCommand::takeStill()
 
 ExitStatus StillCommand::run()
 {
-    const SourceType source
-        = options_.useFrontCamera ? SourceType::cameraFront(false) : SourceType::cameraBack(false);
+    const SourceType source = options_.source();
     manager_ = OvriSourceManager::create({source}, options_.sessionPreset(),
         environment_.makeQueue("org.tamsel.capture.response"), environment_.platform());
     if (const auto started = manager_->startSession(source, weak_from_this(), {}, view_); !started) {
