@@ -180,7 +180,7 @@ struct Host::Parts {
             .authorization = [this](AVMediaType type) { return authorization(type); },
             .microphone = makeMicrophone(),
             .metadata = {.detector = std::make_shared<HostDetector>(HostDetector::Effort::live),
-                .makeQueue = [this] { return detection->makeQueue(); },
+                .queue = [this] { return detection.queue(); },
                 .tell = [this](const Error& error) { lines.writeLine(error.localizedDescription); }},
             .bufferCount = configuration.bufferCount,
         });
@@ -190,7 +190,7 @@ struct Host::Parts {
 
     ~Parts()
     {
-        detection.reset();
+        detection.end(); // hands over to queues, which ask for it until they are gone
         dispatch.reset(); // from here on nobody else calls the drivers
         for (const HostCamera& camera : cameras)
             camera.driver->stop();
@@ -242,7 +242,7 @@ struct Host::Parts {
     LineWriter lines;
     ReportWriter reports;
     std::unique_ptr<engine::ThreadedDispatch> dispatch = std::make_unique<engine::ThreadedDispatch>();
-    std::unique_ptr<DetectionThread> detection = std::make_unique<DetectionThread>();
+    DetectionThread detection;
     engine::ApplicationState application;
     ReaderThreads readers;
     HostAssets assets;

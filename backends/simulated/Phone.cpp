@@ -194,7 +194,7 @@ struct Phone::Parts {
             = [this](AVMediaType type) { return authorizations.at(static_cast<std::size_t>(type)); },
             .microphone = microphone,
             .metadata = {.detector = given.metadataDetector ? std::move(given.metadataDetector) : detector,
-                .makeQueue = [this] { return scheduler.makeSerialQueue("detection"); },
+                .queue = [this] { return scheduler.makeSerialQueue("detection"); },
                 .tell =
                     [this](const Error& error) {
                         journal.write(scheduler.monotonic(), "detector " + error.localizedDescription);

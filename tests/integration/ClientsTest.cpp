@@ -5,6 +5,7 @@
 
 #include <latch>
 #include <random>
+#include <thread>
 
 namespace tamsel::tests {
 
@@ -103,6 +104,19 @@ TEST(Clients, MayLeaveTheHostInTheMiddleOfEverything)
         const std::weak_ptr<OvriSourceManager> manager = screen.manager;
         screen.manager.reset();
         screen.host.runOnce(0ns);
+    }
+}
+
+TEST(Clients, MayLeaveTheHostWhileTheirCameraIsSetUp)
+{
+    std::mt19937 random(12);
+    for (int number = 0; number < 60; ++number) {
+        HostScreen screen("test:64x48@200");
+        screen.manager->setMetadataDetection({MetadataObjectType::qr}, {});
+        ASSERT_TRUE(screen.start());
+        for (unsigned turns = random() % 4; turns > 0; --turns)
+            screen.host.runOnce(1ms);
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 500));
     }
 }
 

@@ -75,4 +75,28 @@ TEST(HostDetection, FindsCodesInLiveFramesAndHoldsNoneUp)
     }
 }
 
+TEST(HostDetection, GoesOnForTwoScreensAtOnceAndThroughNewStarts)
+{
+    const host::HostInput sheet{.input = std::string(TAMSEL_TEST_DATA).append("/codes/sheet.png")};
+    HostScreen screen(host::HostConfiguration{.backCamera = sheet, .frontCamera = sheet});
+    const auto queue = screen.host.makeQueue("response");
+    const auto other = OvriSourceManager::create(
+        {}, CameraConfiguration::SessionPreset::photo, queue, screen.host.platform());
+    screen.manager = OvriSourceManager::create(
+        {}, CameraConfiguration::SessionPreset::photo, queue, screen.host.platform());
+    for (int start = 0; start < 3; ++start) {
+        const auto codes = std::make_shared<CodeClient>(queue);
+        const auto otherCodes = std::make_shared<CodeClient>(queue);
+        screen.manager->setMetadataDetection({MetadataObjectType::qr}, codes);
+        other->setMetadataDetection({MetadataObjectType::qr}, otherCodes);
+        ASSERT_TRUE(screen.start());
+        ASSERT_TRUE(
+            other->startSession(SourceType::cameraFront(false), screen.client, {}, nullptr).has_value());
+        ASSERT_TRUE(screen.runUntil([&] {
+            return codes->batches().size() >= 10 && otherCodes->batches().size() >= 10;
+        })) << codes->batches().size()
+            << " and " << otherCodes->batches().size();
+    }
+}
+
 } // namespace tamsel::tests

@@ -23,7 +23,7 @@ bool contains(const Types& types, const AVMetadataObjectType& type)
 MetadataOutput::MetadataOutput(MetadataServices services, std::shared_ptr<CaptureHook> hook)
     : services_(std::move(services)),
       hook_(std::move(hook)),
-      queue_(services_.detector ? services_.makeQueue() : nullptr)
+      queue_(services_.detector ? services_.queue() : nullptr)
 {
 }
 

@@ -17,7 +17,7 @@ struct MetadataServices {
     /// Absent: nothing can be detected.
     std::shared_ptr<MetadataDetector> detector = nullptr;
     /// The queue on which an output looks at frames, which may take long; asked for once by each output that can detect.
-    std::function<std::shared_ptr<platform::DispatchQueue>()> makeQueue = nullptr;
+    std::function<std::shared_ptr<platform::DispatchQueue>()> queue = nullptr;
     /// Told that the detector threw, since no client is. Called on any thread.
     std::function<void(const platform::Error&)> tell = [](const platform::Error&) { };
 

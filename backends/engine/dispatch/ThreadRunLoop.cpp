@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 namespace tamsel::engine {
@@ -194,7 +195,8 @@ void ThreadRunLoop::schedule(SerialQueue& queue)
     {
         const std::lock_guard lock(guard_);
         if (!isClosed_) {
-            ready_ = &queue; // the main queue is the only one
+            assert(ready_ == nullptr); // a second queue would push the first one out
+            ready_ = &queue;
             wake();
             return;
         }

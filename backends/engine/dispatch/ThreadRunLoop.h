@@ -12,8 +12,8 @@
 
 namespace tamsel::engine {
 
-/// The run loop of one real thread: its timers, and for the main thread the main queue. Its descriptor becomes readable
-/// when there is something to do, so that it can be driven from any other event loop.
+/// The run loop of one real thread: its timers and at most one queue, which names it as its executor. Its descriptor
+/// becomes readable when there is something to do, so that it can be driven from any other event loop.
 class ThreadRunLoop final : public platform::RunLoop, public QueueExecutor {
 public:
     ThreadRunLoop();

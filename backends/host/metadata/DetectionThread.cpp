@@ -1,7 +1,5 @@
 #include <host/metadata/DetectionThread.h>
 
-#include <engine/dispatch/SerialQueue.h>
-
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -14,19 +12,16 @@ constexpr int nicety = 2;
 
 } // namespace
 
-DetectionThread::~DetectionThread()
+DetectionThread::DetectionThread()
+    : loop_(std::make_shared<engine::ThreadRunLoop>()),
+      queue_(std::make_shared<engine::SerialQueue>("detection", loop_))
 {
-    loop_->stop();
-    if (thread_.joinable())
-        thread_.join();
-    else
-        loop_->close();
 }
 
-std::shared_ptr<platform::DispatchQueue> DetectionThread::makeQueue()
+std::shared_ptr<platform::DispatchQueue> DetectionThread::queue()
 {
     const std::lock_guard lock(guard_);
-    if (!thread_.joinable()) {
+    if (!thread_.joinable() && !hasEnded_) {
         thread_ = std::thread([loop = loop_] {
             // For this thread alone: Linux counts threads as processes here.
             setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), nicety);
@@ -34,7 +29,22 @@ std::shared_ptr<platform::DispatchQueue> DetectionThread::makeQueue()
             loop->close();
         });
     }
-    return std::make_shared<engine::SerialQueue>("detection", loop_);
+    return queue_;
+}
+
+void DetectionThread::end()
+{
+    std::thread thread;
+    {
+        const std::lock_guard lock(guard_);
+        hasEnded_ = true;
+        thread.swap(thread_);
+    }
+    loop_->stop();
+    if (thread.joinable())
+        thread.join();
+    else
+        loop_->close();
 }
 
 } // namespace tamsel::host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <engine/dispatch/SerialQueue.h>
 #include <engine/dispatch/ThreadRunLoop.h>
 
 #include <tamsel/platform/Dispatch.h>
@@ -11,21 +12,25 @@
 namespace tamsel::host {
 
 /// A thread that the system lets wait when there is more important work: looking at frames takes a processor for itself.
-/// It starts with the first queue. Thread-safe; ends with this object, without what has not run by then.
+/// It starts when its queue is first asked for. Thread-safe.
 class DetectionThread {
 public:
-    DetectionThread() = default;
-    ~DetectionThread();
+    DetectionThread();
+    ~DetectionThread() { end(); }
     DetectionThread(const DetectionThread&) = delete;
     DetectionThread& operator=(const DetectionThread&) = delete;
 
-    /// Another serial queue on the thread.
-    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue();
+    [[nodiscard]] std::shared_ptr<platform::DispatchQueue> queue();
+
+    /// Waits for what runs. Whatever else is on the queue, or comes to it from now on, is dropped.
+    void end();
 
 private:
-    const std::shared_ptr<engine::ThreadRunLoop> loop_ = std::make_shared<engine::ThreadRunLoop>();
+    const std::shared_ptr<engine::ThreadRunLoop> loop_;
+    const std::shared_ptr<engine::SerialQueue> queue_;
     std::mutex guard_;
     std::thread thread_;
+    bool hasEnded_ = false;
 };
 
 } // namespace tamsel::host

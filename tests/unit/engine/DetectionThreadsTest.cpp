@@ -88,7 +88,7 @@ TEST(DetectionThreads, KeepTheOrderWhileStartsEndAndDelegatesChange)
     for (int round = 0; round < 60; ++round) {
         const auto output = std::make_shared<MetadataOutput>(
             MetadataServices{.detector = std::make_shared<CountingDetector>(),
-                .makeQueue = [&] { return dispatch.makeSerialQueue("detection"); }},
+                .queue = [&] { return dispatch.makeSerialQueue("detection"); }},
             std::make_shared<CaptureHook>());
         const auto receiver = std::make_shared<OrderedReceiver>();
         const auto queue = dispatch.makeSerialQueue("video");
