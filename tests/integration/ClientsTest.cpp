@@ -1,6 +1,11 @@
 #include "support/HostScreen.h"
 #include "support/Media.h"
 
+#include <engine/motion/MotionLog.h>
+#include <host/location/HostLocationSource.h>
+
+#include <tamsel/platform/AVAsset.h>
+
 #include <gtest/gtest.h>
 
 #include <latch>
@@ -92,17 +97,42 @@ TEST(Clients, MayCallAnythingAtAnyTime)
 
 TEST(Clients, MayLeaveTheHostInTheMiddleOfEverything)
 {
+    const ScratchFolder folder;
+    const std::string film = sample();
+    const std::string motion
+        = std::string(TAMSEL_TEST_DATA).append("/motion/generated_held_moved_held_tilted.csv");
+    host::HostConfiguration configuration{.microphone = "test:tone",
+        .motionLog = engine::MotionLog::read(motion).value(),
+        .location = host::parseLocation("48.1,11.6").value()};
     std::mt19937 random(11);
-    const std::array<std::string, 2> inputs{sample(), "test:64x48@200"};
-    for (int number = 0; number < 25; ++number) {
-        HostScreen screen(inputs.at(static_cast<std::size_t>(number % 2)));
-        ASSERT_TRUE(screen.start());
+    for (int number = 0; number < 50; ++number) {
+        configuration.backCamera = {.input = number % 2 == 0 ? film : "test:64x48@200"};
+        HostScreen screen(configuration);
+        const auto mayBe = [&random] { return random() % 2 == 0; };
+        screen.manager = OvriSourceManager::create({SourceType::stability(), SourceType::facingAngle()},
+            CameraConfiguration::SessionPreset::photo, screen.host.makeQueue("response"),
+            screen.host.platform());
+        if (mayBe())
+            screen.manager->setMetadataDetection({MetadataObjectType::qr, MetadataObjectType::pdf417}, {});
+        ASSERT_TRUE(screen.start(SourceType::cameraBack(mayBe())));
+        if (mayBe())
+            screen.manager->startMotionDetection(
+                {SourceType::stability(), SourceType::facingAngle()}, {}, {{"stabilityDuration", 0.0}});
         const int wanted = static_cast<int>(random() % 4);
         ASSERT_TRUE(screen.runUntil([&] { return screen.client->count >= wanted; }));
-        if (random() % 2 == 0)
+        if (mayBe())
+            screen.manager->startVideoRecording(folder.file("film.mp4"));
+        if (mayBe())
+            screen.manager->captureStillImage(platform::OvriImageSource::photo, std::nullopt);
+        if (mayBe())
+            screen.host.runOnce(1ms);
+        if (mayBe()) {
+            ASSERT_TRUE(screen.start(SourceType::asset(screen.host.platform().assets.assetWithURL(film))));
+        }
+        if (mayBe())
             screen.manager->stopCameraSession();
-        const std::weak_ptr<OvriSourceManager> manager = screen.manager;
-        screen.manager.reset();
+        if (mayBe())
+            screen.manager.reset();
         screen.host.runOnce(0ns);
     }
 }
