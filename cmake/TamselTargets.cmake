@@ -9,7 +9,8 @@ find_program(TAMSEL_CCACHE ccache)
 if(TAMSEL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     # The sloppiness is what ccache asks for with precompiled headers.
     set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env
-        CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime "${TAMSEL_CCACHE}")
+        CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+        "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1 "${TAMSEL_CCACHE}")
 endif()
 
 function(tamsel_compile_options target)

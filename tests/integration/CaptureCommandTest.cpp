@@ -115,7 +115,7 @@ TEST(CaptureCommand, TakesOneStillWhenTheDeviceIsHeldStillAndTilted)
 TEST(CaptureCommand, WaitsForACodeAndDrawsItsOutline)
 {
     const ScratchFolder folder;
-    const std::string sheet = TAMSEL_TEST_DATA "/codes/sheet.png";
+    const std::string sheet = testData("codes/sheet.png");
     const std::string out = folder.file("<b> & \"session\"");
     const Outcome captured
         = outcomeOf("--back '" + sheet + "' capture '" + out + "' --require code:pdf417,code,code:qr");
@@ -183,10 +183,9 @@ TEST(CaptureCommand, LeavesAWholeFolderWhenItIsInterrupted)
 {
     const ScratchFolder folder;
     const std::string out = folder.file("session");
-    const CommandResult captured
-        = runCommand(std::string(TAMSEL_CAPTURE_PROGRAM) + " --json --back test:320x240@30 capture '" + out
-            + "' --require code --record & pid=$!; until [ -s '" + out
-            + "/film.mp4' ]; do sleep 0.05; done; kill -INT $pid; wait $pid 2>/dev/null");
+    const CommandResult captured = runCommand(captureProgram() + " --json --back test:320x240@30 capture '"
+        + out + "' --require code --record & pid=$!; until [ -s '" + out
+        + "/film.mp4' ]; do sleep 0.05; done; kill -INT $pid; wait $pid 2>/dev/null");
     EXPECT_EQ(captured.status, 130);
     EXPECT_EQ(MovieProbe(out + "/film.mp4").decodingErrors, "");
     expectWholePage(out);
@@ -197,9 +196,9 @@ TEST(CaptureCommand, EndsInOrderWhenNobodyReadsItsOutputAnyMore)
 {
     const ScratchFolder folder;
     const std::string out = folder.file("session");
-    const std::string sheet = TAMSEL_TEST_DATA "/codes/sheet.png";
-    const CommandResult captured = runCommand(std::string(TAMSEL_CAPTURE_PROGRAM) + " --json --back '" + sheet
-        + "' capture '" + out + "' --require code:aztec --record 2>/dev/null | head -1");
+    const std::string sheet = testData("codes/sheet.png");
+    const CommandResult captured = runCommand(captureProgram() + " --json --back '" + sheet + "' capture '"
+        + out + "' --require code:aztec --record 2>/dev/null | head -1");
     EXPECT_EQ(count(captured.output, "\n"), 1U);
     EXPECT_EQ(MovieProbe(out + "/film.mp4").decodingErrors, "");
     EXPECT_TRUE(readFile(out + "/index.html").contains("Interrupted after"));
@@ -210,8 +209,7 @@ TEST(CaptureCommand, LeavesAFolderToTheCaptureThatIsWritingThere)
 {
     const ScratchFolder folder;
     const std::string out = folder.file("session");
-    const std::string program
-        = std::string(TAMSEL_CAPTURE_PROGRAM) + " --back test:64x48@30 capture '" + out + "' ";
+    const std::string program = captureProgram() + " --back test:64x48@30 capture '" + out + "' ";
     const CommandResult both = runCommand(program + "--require code & pid=$!; until [ -e '" + out
         + "/events.jsonl' ]; do sleep 0.05; done; " + program
         + "--require none --overwrite 2>&1; echo $?; kill -INT $pid; wait $pid 2>/dev/null");

@@ -99,8 +99,7 @@ TEST(Clients, MayLeaveTheHostInTheMiddleOfEverything)
 {
     const ScratchFolder folder;
     const std::string film = sample();
-    const std::string motion
-        = std::string(TAMSEL_TEST_DATA).append("/motion/generated_held_moved_held_tilted.csv");
+    const std::string motion = testData("motion/generated_held_moved_held_tilted.csv");
     host::HostConfiguration configuration{.microphone = "test:tone",
         .motionLog = engine::MotionLog::read(motion).value(),
         .location = host::parseLocation("48.1,11.6").value()};

@@ -72,7 +72,7 @@ LumaPicture load(const std::string& file)
 
 LumaPicture symbol(const std::string& name)
 {
-    return load(std::string(TAMSEL_TEST_DATA).append("/codes/").append(name).append(".png"));
+    return load(testData("codes/" + name + ".png"));
 }
 
 void draw(LumaPicture& canvas, const LumaPicture& part, int left, int top)

@@ -11,7 +11,7 @@ namespace tamsel::tests {
 
 namespace {
 
-const std::string program = TAMSEL_CAPTURE_PROGRAM;
+const std::string program = captureProgram();
 
 std::vector<std::string> lines(const std::string& text)
 {

@@ -46,7 +46,7 @@ constexpr std::array<Symbol, 13> symbols{{
 
 std::string fixture(const std::string& name)
 {
-    return std::string(TAMSEL_TEST_DATA).append("/codes/").append(name).append(".png");
+    return testData("codes/" + name + ".png");
 }
 
 Pixels pixelsOf(const std::string& file)
@@ -305,7 +305,7 @@ TEST(DetectCommand, SaysInOneLineWhatItCannotDo)
 TEST(DetectCommand, FindsAFaceUprightAndWhereverTheExifDataSaysItIsUp)
 {
     const ScratchFolder folder;
-    const std::string portrait = std::string(TAMSEL_TEST_DATA).append("/face/astronaut_grey.jpg");
+    const std::string portrait = testData("face/astronaut_grey.jpg");
     const Pixels upright = pixelsOf(portrait);
     // Stored on its side, 6 says that it is to be turned clockwise.
     const std::string file = folder.file("turned.jpg");

@@ -29,7 +29,7 @@ LumaPicture plain(int width, int height)
 LumaPicture decoded(const std::string& file)
 {
     const auto image = host::HostImages().openImage(
-        imageData(readFile(TAMSEL_TEST_DATA "/" + file)), {.appliesOrientationProperty = true});
+        imageData(readFile(testData(file))), {.appliesOrientationProperty = true});
     const Pixels pixels(**image->decode());
     LumaPicture picture = plain(pixels.width, pixels.height);
     std::ranges::transform(pixels.words, picture.pixels.begin(),

@@ -43,7 +43,7 @@ private:
 
 TEST(HostDetection, FindsCodesInLiveFramesAndHoldsNoneUp)
 {
-    HostScreen screen(std::string(TAMSEL_TEST_DATA).append("/codes/sheet.png"));
+    HostScreen screen(testData("codes/sheet.png"));
     const auto queue = screen.host.makeQueue("response");
     const auto codes = std::make_shared<CodeClient>(queue);
     screen.manager = OvriSourceManager::create(
@@ -77,7 +77,7 @@ TEST(HostDetection, FindsCodesInLiveFramesAndHoldsNoneUp)
 
 TEST(HostDetection, GoesOnForTwoScreensAtOnceAndThroughNewStarts)
 {
-    const host::HostInput sheet{.input = std::string(TAMSEL_TEST_DATA).append("/codes/sheet.png")};
+    const host::HostInput sheet{.input = testData("codes/sheet.png")};
     HostScreen screen(host::HostConfiguration{.backCamera = sheet, .frontCamera = sheet});
     const auto queue = screen.host.makeQueue("response");
     const auto other = OvriSourceManager::create(

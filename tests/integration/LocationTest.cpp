@@ -56,7 +56,7 @@ TEST(HostLocation, GivesTheLastFixOfALog)
 {
     const ScratchFolder folder;
     const std::string heading = "$HEHDT,4.1,T\n";
-    writeFile(folder.file("walk.nmea"), readFile(TAMSEL_TEST_DATA "/nmea/ac12.nmea") + heading);
+    writeFile(folder.file("walk.nmea"), readFile(testData("nmea/ac12.nmea")) + heading);
     HostLocationSource source = *parseLocation("nmea:" + folder.file("walk.nmea"));
     const Place place(source);
     ASSERT_TRUE(place.manager->location());

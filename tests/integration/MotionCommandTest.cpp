@@ -14,8 +14,7 @@ namespace tamsel::tests {
 
 namespace {
 
-const std::string generated
-    = std::string(TAMSEL_TEST_DATA).append("/motion/generated_held_moved_held_tilted.csv");
+const std::string generated = testData("motion/generated_held_moved_held_tilted.csv");
 
 struct Verdict {
     bool holds;

@@ -28,7 +28,7 @@ std::string otherTags(const std::string& file)
         .output;
 }
 
-const std::string album = TAMSEL_TEST_DATA "/image/";
+const std::string album = testData("image/");
 
 } // namespace
 
@@ -163,8 +163,8 @@ TEST(StillCommand, PlaysTheShutterOfTheSoundThemeUnlessSilent)
     std::filesystem::permissions(bin + "/pw-play", std::filesystem::perms::owner_all);
     const auto still = [&](const std::string& options) {
         return runCommand("/usr/bin/env PATH=" + bin + ":/usr/bin:/bin XDG_DATA_DIRS=" + folder.file("data")
-            + " " + TAMSEL_CAPTURE_PROGRAM + " --back test:64x48@60 still " + folder.file("photo.jpg")
-            + options + "; sleep 0.3; cat " + heard + " 2>/dev/null")
+            + " " + captureProgram() + " --back test:64x48@60 still " + folder.file("photo.jpg") + options
+            + "; sleep 0.3; cat " + heard + " 2>/dev/null")
             .output;
     };
     EXPECT_EQ(count(still(" --silent"), "camera-shutter"), 0U);
@@ -229,8 +229,8 @@ TEST(AlbumCommand, ReplacesItsOwnInputAsAWholeOrNotAtAll)
     const std::string file = folder.file("photo.jpg");
     writeFile(file, jpegFile(slopes(64, 64), 1));
     const std::string before = readFile(file);
-    const CommandResult cut = runCommand("(ulimit -f 1; trap '' XFSZ; " TAMSEL_CAPTURE_PROGRAM " album "
-        + file + " " + file + " >/dev/null 2>&1); echo $?; ls " + folder.file("") + " | wc -l");
+    const CommandResult cut = runCommand("(ulimit -f 1; trap '' XFSZ; " + captureProgram() + " album " + file
+        + " " + file + " >/dev/null 2>&1); echo $?; ls " + folder.file("") + " | wc -l");
     EXPECT_EQ(cut.output, "1\n1\n");
     EXPECT_TRUE(readFile(file) == before);
     EXPECT_EQ(outcomeOf("album " + file + " " + file).status, 0);

@@ -37,8 +37,8 @@ void expectPlayable(const MovieProbe& movie, std::size_t atLeast)
 /// Starts a recording, and after that many seconds sends the program a signal.
 CommandResult recordUntil(const std::string& arguments, const std::string& signal, double seconds)
 {
-    return runCommand(std::string(TAMSEL_CAPTURE_PROGRAM) + " " + arguments + " & pid=$!; sleep "
-        + std::to_string(seconds) + "; kill -" + signal + " $pid; wait $pid 2>/dev/null");
+    return runCommand(captureProgram() + " " + arguments + " & pid=$!; sleep " + std::to_string(seconds)
+        + "; kill -" + signal + " $pid; wait $pid 2>/dev/null");
 }
 
 } // namespace

@@ -9,7 +9,7 @@ namespace tamsel::tests {
 
 TEST(StatusCommand, AnswersEverythingThatCanBeAsked)
 {
-    const std::string motion = TAMSEL_TEST_DATA "/motion/generated_held_moved_held_tilted.csv";
+    const std::string motion = testData("motion/generated_held_moved_held_tilted.csv");
     const Outcome host = outcomeOf("--json --back '" + sample()
         + "' --front test:320x240 status --microphone test:tone --motion '" + motion + "'");
     EXPECT_EQ(host.status, 0) << host.errors;

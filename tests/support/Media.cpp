@@ -9,9 +9,14 @@
 
 namespace tamsel::tests {
 
+std::string testData(const std::string& file)
+{
+    return std::string(TAMSEL_TEST_DATA).append("/").append(file);
+}
+
 std::string sample()
 {
-    return std::string(TAMSEL_TEST_DATA).append("/video/moving_cup_audio_640x480.mp4");
+    return testData("video/moving_cup_audio_640x480.mp4");
 }
 
 std::optional<std::string> media(const std::string& file)

@@ -5,6 +5,9 @@
 
 namespace tamsel::tests {
 
+/// A file among the data of the tests.
+[[nodiscard]] std::string testData(const std::string& file);
+
 /// The sample that ships with the project.
 [[nodiscard]] std::string sample();
 

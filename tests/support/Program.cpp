@@ -6,12 +6,17 @@
 
 namespace tamsel::tests {
 
+std::string captureProgram()
+{
+    return TAMSEL_CAPTURE_PROGRAM;
+}
+
 Outcome outcomeOf(const std::string& arguments)
 {
     const ScratchFolder folder;
     const std::string errors = folder.file("errors");
-    const CommandResult result = runCommand(
-        std::string("timeout 60 ").append(TAMSEL_CAPTURE_PROGRAM) + " " + arguments + " 2>'" + errors + "'");
+    const CommandResult result
+        = runCommand("timeout 60 " + captureProgram() + " " + arguments + " 2>'" + errors + "'");
     return {result.status, result.output, readFile(errors)};
 }
 

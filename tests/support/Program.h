@@ -4,6 +4,9 @@
 
 namespace tamsel::tests {
 
+/// Where tamsel-capture is.
+[[nodiscard]] std::string captureProgram();
+
 /// What tamsel-capture did.
 struct Outcome {
     int status;

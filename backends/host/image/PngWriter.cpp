@@ -58,8 +58,9 @@ template <std::size_t Channels> void takeRow(const CVPixelBuffer& picture, std::
 
 void filterSub(ConstRow row, ConstRow, Row out, std::size_t size, std::size_t distance)
 {
+    const ConstRow lefts = row - distance;
     for (std::size_t index = 0; index < size; ++index)
-        out[index] = static_cast<std::uint8_t>(row[index] - row[index - distance]);
+        out[index] = static_cast<std::uint8_t>(row[index] - lefts[index]);
 }
 
 void filterUp(ConstRow row, ConstRow above, Row out, std::size_t size, std::size_t)
@@ -70,11 +71,13 @@ void filterUp(ConstRow row, ConstRow above, Row out, std::size_t size, std::size
 
 void filterPaeth(ConstRow row, ConstRow above, Row out, std::size_t size, std::size_t distance)
 {
+    const ConstRow lefts = row - distance;
+    const ConstRow corners = above - distance;
     for (std::size_t index = 0; index < size; ++index) {
         // 16 bits, so that many fit into a register.
-        const auto left = static_cast<std::int16_t>(row[index - distance]);
+        const auto left = static_cast<std::int16_t>(lefts[index]);
         const auto up = static_cast<std::int16_t>(above[index]);
-        const auto corner = static_cast<std::int16_t>(above[index - distance]);
+        const auto corner = static_cast<std::int16_t>(corners[index]);
         const auto toLeft = static_cast<std::int16_t>(std::abs(up - corner));
         const auto toUp = static_cast<std::int16_t>(std::abs(left - corner));
         const auto toCorner = static_cast<std::int16_t>(std::abs(left + up - 2 * corner));

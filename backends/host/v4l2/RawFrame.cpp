@@ -164,11 +164,15 @@ void RawFrameConverter::convertLumaAndChroma(const std::uint8_t* source, platfor
     const int rowsAtOnce = isPacked || isExpanded ? 16 : target.height;
     const auto chromaWidth = half(format_.width);
     const auto copiedRows = static_cast<std::size_t>(rowsAtOnce);
-    if (isPacked || isExpanded)
+    std::uint8_t* luma = nullptr;
+    std::uint8_t* blue = nullptr;
+    std::uint8_t* red = nullptr;
+    if (isPacked || isExpanded) {
         copies_.resize(copiedRows * (format_.width + 2 * chromaWidth));
-    std::uint8_t* luma = copies_.data();
-    std::uint8_t* blue = luma + copiedRows * format_.width;
-    std::uint8_t* red = blue + copiedRows * chromaWidth;
+        luma = copies_.data();
+        blue = luma + copiedRows * format_.width;
+        red = blue + copiedRows * chromaWidth;
+    }
 
     const std::size_t chromaBytes = chromaBytesPerRow(format_);
     const std::uint8_t* first = source + format_.bytesPerRow * format_.height;
