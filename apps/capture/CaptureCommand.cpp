@@ -173,6 +173,21 @@ void CaptureCommand::shoot()
     waiter_.wake();
 }
 
+std::optional<MotionOptions> CaptureCommand::verdicts()
+{
+    const auto sensors = environment_.platform().motion.makeMotionManager();
+    MotionOptions motion = options_.motion;
+    motion.stability = sensors->isGyroAvailable();
+    motion.facingAngle = sensors->isDeviceMotionAvailable();
+    if (options_.capture.waitsFor(Kind::still) && !motion.stability)
+        console_.fail("there is no gyroscope, so nobody can say whether the device is held still");
+    else if (options_.capture.waitsFor(Kind::tilted) && !motion.facingAngle)
+        console_.fail("there is no attitude, so nobody can say whether the device is tilted far enough");
+    else
+        return motion;
+    return std::nullopt;
+}
+
 void CaptureCommand::startSession()
 {
     const SourceType camera = options_.source();
@@ -188,24 +203,19 @@ void CaptureCommand::startSession()
     start_ = environment_.platform().clock.monotonic();
     detectionTeller_.emplace(console_, start_);
 
+    const std::optional<MotionOptions> motion = verdicts();
+    if (!motion) {
+        hasFailed_ = true;
+        return;
+    }
     manager_->setMetadataDetection(options_.capture.kinds(), weak_from_this());
     if (const auto started = manager_->startSession(camera, weak_from_this(), {}, view_); !started) {
         console_.fail(started.error());
         hasFailed_ = true;
         return;
     }
-    const auto sensors = environment_.platform().motion.makeMotionManager();
-    MotionOptions motion = options_.motion;
-    motion.stability = sensors->isGyroAvailable();
-    motion.facingAngle = sensors->isDeviceMotionAvailable();
-    if (options_.capture.waitsFor(Kind::still) && !motion.stability)
-        console_.fail("there is no gyroscope, so nobody can say whether the device is held still");
-    else if (options_.capture.waitsFor(Kind::tilted) && !motion.facingAngle)
-        console_.fail("there is no attitude, so nobody can say whether the device is tilted far enough");
-    else if (motion.stability || motion.facingAngle)
-        motionTeller_->start(*manager_, shared_from_this(), motion, start_);
-    if (console_.hasFailed())
-        hasFailed_ = true;
+    if (motion->stability || motion->facingAngle)
+        motionTeller_->start(*manager_, shared_from_this(), *motion, start_);
 }
 
 std::string CaptureCommand::status() const
@@ -250,14 +260,11 @@ void CaptureCommand::takeOne()
 /// On the response queue, so that the gate is either open then or stays closed.
 void CaptureCommand::cancel()
 {
-    responseQueue_->async([self = shared_from_this()] {
+    waiter_.runBehind(*responseQueue_, [self = shared_from_this()] {
         self->gate_->cancel();
         if (!self->hasOpened_)
             self->lacking_ = joined(self->gate_->missing());
-        self->isCancelled_ = true;
-        self->waiter_.wake();
     });
-    (void)waiter_.waitThrough(drainLimit, [this] { return isCancelled_.load(); });
     waiter_.goOn();
 }
 
@@ -282,15 +289,12 @@ void CaptureCommand::stopSessions()
     // A camera that has failed does not run, and is left as it is.
     if (!hasFailed_)
         (void)waiter_.waitThrough(stopLimit, [this] { return !manager_->canRecordVideo(); });
-    responseQueue_->async([self = shared_from_this()] { // behind everything that has come
+    waiter_.runBehind(*responseQueue_, [self = shared_from_this()] {
         self->manager_->setDelegate({});
         self->manager_->setMotionDelegate({});
         self->manager_->setMetadataDelegate({});
-        self->isDrained_ = true;
-        self->waiter_.wake();
     });
-    (void)waiter_.waitThrough(
-        drainLimit, [this] { return isDrained_ && !frameTeller_->hasPicturesUnderWay(); });
+    (void)waiter_.waitThrough(drainLimit, [this] { return !frameTeller_->hasPicturesUnderWay(); });
 }
 
 void CaptureCommand::tellOutcome()

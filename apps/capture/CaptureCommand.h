@@ -49,6 +49,8 @@ public:
         OvriSourceManager& manager, const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override;
 
 private:
+    /// What the sensors can tell; absent, and told, when something that is waited for is not among it.
+    [[nodiscard]] std::optional<MotionOptions> verdicts();
     void startSession();
     void takeOne();
     /// On the response queue.
@@ -81,8 +83,6 @@ private:
     std::atomic<bool> hasSample_ = false;
     std::atomic<bool> hasVideo_ = false;
     std::atomic<bool> hasFailed_ = false; ///< the session cannot go on
-    std::atomic<bool> isCancelled_ = false; ///< the gate does not open any more
-    std::atomic<bool> isDrained_ = false; ///< nobody is told of anything any more
 
     // Of the response queue, until it is drained.
     std::optional<DetectionTeller> detectionTeller_;

@@ -33,7 +33,6 @@ constexpr nanoseconds forEver = 24h * 365;
 constexpr nanoseconds lookLimit = 500ms;
 /// The first look makes what finds faces; on a busy machine a short video ends before that.
 constexpr nanoseconds firstLookLimit = 2s;
-constexpr nanoseconds finishLimit = 1min;
 
 } // namespace
 
@@ -169,13 +168,7 @@ ExitStatus DetectCommand::run()
     else
         watch();
     manager_->stopAllSessions();
-    waiter_.goOn();
-    responseQueue_->async([self = shared_from_this()] { // behind everything that has come
-        self->finish();
-        self->isFinished_ = true;
-        self->waiter_.wake();
-    });
-    (void)waiter_.waitFor(finishLimit, [this] { return isFinished_.load(); });
+    waiter_.runBehind(*responseQueue_, [self = shared_from_this()] { self->finish(); });
     manager_ = nullptr;
     return console_.endSession(waiter_.isInterrupted());
 }

@@ -46,7 +46,6 @@ private:
     std::shared_ptr<OvriSourceManager> manager_;
     std::atomic<bool> isOver_ = false; ///< the session cannot go on
     std::atomic<bool> hasFound_ = false;
-    std::atomic<bool> isFinished_ = false;
 
     // Of the response queue.
     DetectionTeller teller_;

@@ -2,6 +2,10 @@
 
 #include <tamsel/platform/RunLoop.h>
 
+#include <atomic>
+#include <memory>
+#include <utility>
+
 namespace tamsel::capture {
 
 using namespace std::chrono_literals;
@@ -34,6 +38,17 @@ bool Waiter::waitThrough(nanoseconds limit, const std::function<bool()>& conditi
             return true;
     }
     return condition();
+}
+
+void Waiter::runBehind(platform::DispatchQueue& queue, std::function<void()> block)
+{
+    const auto hasRun = std::make_shared<std::atomic<bool>>(false);
+    queue.async([hasRun, block = std::move(block), mainQueue = environment_.platform().dispatch.mainQueue()] {
+        block();
+        *hasRun = true;
+        mainQueue->async([] { }); // wakes the main loop
+    });
+    (void)waitThrough(1min, [&hasRun] { return hasRun->load(); });
 }
 
 } // namespace tamsel::capture

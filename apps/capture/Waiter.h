@@ -19,6 +19,10 @@ public:
     /// Waits whoever wants it to end, for what must not be left half done.
     [[nodiscard]] bool waitThrough(std::chrono::nanoseconds limit, const std::function<bool()>& condition);
 
+    /// Runs the block on the queue, behind all that waits there, and waits for that whoever wants it to end. Should the
+    /// queue be stuck for a minute, the block may yet run later: it holds what it uses.
+    void runBehind(platform::DispatchQueue& queue, std::function<void()> block);
+
     /// It has been asked to end.
     [[nodiscard]] bool isInterrupted() const { return wasAsked_; }
 
