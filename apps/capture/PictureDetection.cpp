@@ -6,6 +6,7 @@
 #include "Picture.h"
 #include "Upright.h"
 
+#include <engine/image/Orientation.h>
 #include <host/image/HostImages.h>
 #include <host/metadata/HostDetector.h>
 
@@ -55,9 +56,9 @@ CGImagePropertyOrientation orientationOf(const std::vector<std::byte>& file, con
     const std::shared_ptr<const CGImageSource> source = host::HostImages().makeImageSource(file);
     const PropertyDictionary properties = source ? source->copyProperties() : PropertyDictionary{};
     const PropertyValue* stated = properties.find(kCGImagePropertyOrientation);
-    const auto number
-        = options.orientation.value_or(stated ? static_cast<std::int64_t>(stated->number().value_or(1)) : 1);
-    return static_cast<CGImagePropertyOrientation>(number >= 1 && number <= 8 ? number : 1);
+    const double number = stated ? stated->number().value_or(1) : 1;
+    return static_cast<CGImagePropertyOrientation>(
+        options.orientation.value_or(engine::orientationOf(number)));
 }
 
 void tell(Console& console, const Found& found, const Options& options)

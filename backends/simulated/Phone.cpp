@@ -1,17 +1,17 @@
 #include <simulated/Phone.h>
 
 #include <simulated/JournaledMotion.h>
+#include <simulated/JournaledServices.h>
+#include <simulated/ScriptedHook.h>
 
 #include <engine/capture/ApplicationState.h>
 #include <engine/capture/Capture.h>
 
-#include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/core/Reports.h>
 #include <tamsel/platform/core/Tamsel.h>
 
 #include <array>
-#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -22,67 +22,6 @@ using engine::CaptureCall;
 using std::chrono::nanoseconds;
 
 namespace {
-
-/// Writes every call down, and lets the script refuse it or take time for it.
-class ScriptedHook final : public engine::CaptureHook {
-public:
-    ScriptedHook(Scheduler& scheduler, Journal& journal, Journal& settings)
-        : scheduler_(&scheduler),
-          journal_(&journal),
-          settings_(&settings)
-    {
-    }
-
-    bool permits(CaptureCall call, std::string_view detail) override
-    {
-        if (!scheduler_)
-            return true;
-        std::string text(engine::name(call));
-        if (!detail.empty())
-            text.append(" ").append(detail);
-        const bool isRefused = takeRefusal(call, detail);
-        Journal& journal = isSetting(call) ? *settings_ : *journal_;
-        journal.write(scheduler_->monotonic(), text + (isRefused ? " refused" : ""));
-        if (const auto found = delays.find(call); found != delays.end())
-            scheduler_->spend(found->second);
-        return !isRefused;
-    }
-
-    /// The phone has ended; what is still called from now on goes by unseen.
-    void end() { scheduler_ = nullptr; }
-
-    struct Refusal {
-        CaptureCall call;
-        int number;
-        std::string detail;
-    };
-    std::vector<Refusal> refusals;
-    std::map<CaptureCall, nanoseconds> delays;
-
-private:
-    bool takeRefusal(CaptureCall call, std::string_view detail)
-    {
-        bool isRefused = false;
-        std::erase_if(refusals, [&](Refusal& refusal) {
-            if (refusal.call != call || (!refusal.detail.empty() && refusal.detail != detail)
-                || --refusal.number > 0)
-                return false;
-            isRefused = true;
-            return true;
-        });
-        return isRefused;
-    }
-
-    Scheduler* scheduler_;
-    static bool isSetting(CaptureCall call)
-    {
-        return call == CaptureCall::photoSettings || call == CaptureCall::setHighResolutionCaptureEnabled
-            || call == CaptureCall::setMovieFragmentInterval;
-    }
-
-    Journal* journal_;
-    Journal* settings_;
-};
 
 class ScriptedDevice final : public UIDevice {
 public:
@@ -101,51 +40,6 @@ public:
 private:
     const std::string systemVersion_;
     const std::string model_;
-};
-
-class JournaledSounds final : public engine::SoundDriver {
-public:
-    JournaledSounds(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) { }
-    void play(SystemSoundID id) override { write("play", id); }
-    void stop(SystemSoundID id) override { write("dispose", id); }
-
-private:
-    void write(const char* what, SystemSoundID id)
-    {
-        journal_.write(scheduler_.monotonic(), std::string("sound ") + what + " " + std::to_string(id));
-    }
-
-    Scheduler& scheduler_;
-    Journal& journal_;
-};
-
-class JournaledLines final : public DiagnosticLines {
-public:
-    JournaledLines(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) { }
-    void writeLine(std::string_view line) override
-    {
-        journal_.write(scheduler_.monotonic(), "line " + std::string(line));
-    }
-
-private:
-    Scheduler& scheduler_;
-    Journal& journal_;
-};
-
-class JournaledReports final : public ReportSink {
-public:
-    JournaledReports(Scheduler& scheduler, Journal& journal) : scheduler_(scheduler), journal_(journal) { }
-    void report(const TamselError& error) override
-    {
-        journal_.write(scheduler_.monotonic(), "report " + describe(error));
-        errors_.push_back(error);
-    }
-    [[nodiscard]] const std::vector<TamselError>& errors() const { return errors_; }
-
-private:
-    Scheduler& scheduler_;
-    Journal& journal_;
-    std::vector<TamselError> errors_;
 };
 
 } // namespace
@@ -385,12 +279,12 @@ void Phone::enterForeground()
 
 void Phone::refuse(CaptureCall call, int number, std::string detail)
 {
-    parts_->hook->refusals.push_back({call, number, std::move(detail)});
+    parts_->hook->refuse(call, number, std::move(detail));
 }
 
 void Phone::delay(CaptureCall call, nanoseconds duration)
 {
-    parts_->hook->delays[call] = duration;
+    parts_->hook->delay(call, duration);
 }
 
 Journal& Phone::journal()

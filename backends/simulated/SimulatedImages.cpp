@@ -142,8 +142,7 @@ std::shared_ptr<CGImage> uprightCopy(const CVPixelBuffer& stored, engine::Orient
 engine::Orientation orientationIn(const PropertyDictionary& properties)
 {
     const PropertyValue* orientation = properties.find(kCGImagePropertyOrientation);
-    const double number = orientation ? orientation->number().value_or(1) : 1;
-    return number >= 1 && number <= 8 ? static_cast<engine::Orientation>(number) : engine::upright;
+    return engine::orientationOf(orientation ? orientation->number().value_or(1) : 1);
 }
 
 } // namespace

@@ -6,14 +6,14 @@ namespace tamsel::engine {
 
 std::string_view name(CaptureCall call)
 {
-    static constexpr std::array<std::string_view, 33> names{"beginConfiguration", "commitConfiguration",
+    static constexpr std::array<std::string_view, 30> names{"beginConfiguration", "commitConfiguration",
         "setSessionPreset", "makeDeviceInput", "canAddInput", "addInput", "removeInput", "canAddOutput",
         "addOutput", "removeOutput", "startRunning", "stopRunning", "setSampleBufferDelegate",
         "lockForConfiguration", "unlockForConfiguration", "setVideoZoomFactor", "setEnabled",
         "setAutomaticallyAdjustsVideoMirroring", "setVideoOrientation", "makePreviewLayer",
         "setMetadataObjectTypes", "setMetadataObjectsDelegate", "capturePhoto", "processPhoto",
-        "setTorchMode", "photoSettings", "setHighResolutionCaptureEnabled", "setMovieFragmentInterval",
-        "startRecording", "stopRecording", "authorizationStatus", "defaultDevice", "defaultAudioDevice"};
+        "setTorchMode", "startRecording", "stopRecording", "authorizationStatus", "defaultDevice",
+        "defaultAudioDevice"};
     return names.at(static_cast<std::size_t>(call));
 }
 

@@ -32,9 +32,6 @@ enum class CaptureCall : std::uint8_t {
     capturePhoto,
     processPhoto,
     setTorchMode,
-    photoSettings,
-    setHighResolutionCaptureEnabled,
-    setMovieFragmentInterval,
     startRecording,
     stopRecording,
     authorizationStatus,
@@ -55,6 +52,9 @@ public:
     /// False refuses the call, where the call can be refused: makeDeviceInput, canAddInput, canAddOutput,
     /// lockForConfiguration, startRunning, capturePhoto, processPhoto, startRecording.
     virtual bool permits(CaptureCall /*call*/, std::string_view /*detail*/) { return true; }
+
+    /// How an output is to work: a setting's name, and in words what it is set to.
+    virtual void setting(std::string_view /*name*/, std::string_view /*value*/) { }
 };
 
 } // namespace tamsel::engine

@@ -35,8 +35,7 @@ public:
     [[nodiscard]] const char* kind() const override { return "AVCaptureMovieFileOutput"; }
     void setMovieFragmentInterval(platform::CMTime interval) override
     {
-        hook_->permits(
-            CaptureCall::setMovieFragmentInterval, interval == platform::CMTime{} ? "invalid" : "valid");
+        hook_->setting("setMovieFragmentInterval", interval == platform::CMTime{} ? "invalid" : "valid");
     }
     void startRecording(std::filesystem::path url,
         std::weak_ptr<platform::AVCaptureFileOutputRecordingDelegate> delegate) override;

@@ -95,7 +95,7 @@ std::vector<AVCaptureFlashMode> PhotoOutput::supportedFlashModes() const
 void PhotoOutput::capturePhoto(
     const AVCapturePhotoSettings& settings, std::weak_ptr<AVCapturePhotoCaptureDelegate> delegate)
 {
-    hook_->permits(CaptureCall::photoSettings, describe(settings));
+    hook_->setting("photoSettings", describe(settings));
     const bool isPermitted = hook_->permits(CaptureCall::capturePhoto, name(settings.flashMode));
     const std::shared_ptr<Connection> connection = videoConnection();
     const auto still = std::make_shared<Still>(Still{

@@ -28,7 +28,7 @@ public:
     /// Frames are whole already.
     void setHighResolutionCaptureEnabled(bool enabled) override
     {
-        hook_->permits(CaptureCall::setHighResolutionCaptureEnabled, enabled ? "yes" : "no");
+        hook_->setting("setHighResolutionCaptureEnabled", enabled ? "yes" : "no");
     }
     [[nodiscard]] std::vector<platform::AVCaptureFlashMode> supportedFlashModes() const override;
     void capturePhoto(const platform::AVCapturePhotoSettings& settings,

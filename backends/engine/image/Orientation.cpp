@@ -17,8 +17,7 @@ constexpr std::size_t tile = 32;
 
 Orientation orientationOf(const TiffBlock& tiff)
 {
-    const std::uint32_t found = tiff.number(tiffTag::orientation).value_or(upright);
-    return found >= 1 && found <= 8 ? static_cast<Orientation>(found) : upright;
+    return orientationOf(tiff.number(tiffTag::orientation).value_or(upright));
 }
 
 Orientation exifOrientation(ByteView exif)

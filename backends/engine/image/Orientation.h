@@ -19,6 +19,12 @@ inline constexpr Orientation upright = 1;
     return orientation >= 5;
 }
 
+/// What the number stands for; upright when that is nothing known.
+[[nodiscard]] constexpr Orientation orientationOf(double number)
+{
+    return number >= 1 && number <= 8 ? static_cast<Orientation>(number) : upright;
+}
+
 /// As the orientation tag of its first directory says; upright when that says nothing that is known.
 [[nodiscard]] Orientation orientationOf(const TiffBlock& tiff);
 
