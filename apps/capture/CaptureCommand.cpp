@@ -32,6 +32,7 @@ using Kind = CaptureCondition::Kind;
 
 namespace {
 
+constexpr nanoseconds sheetLimit = 1s;
 constexpr nanoseconds stopLimit = 2s;
 constexpr nanoseconds drainLimit = 1min;
 
@@ -169,6 +170,7 @@ void CaptureCommand::shoot()
     if (!console_.isJson())
         console_.write(formatted("%10.3f s  all conditions hold: a still is taken", *shot_));
     manager_->captureStillImage(OvriImageSource::photo, settingsFor(options_.still));
+    hasFrame_ = false;
     hasOpened_ = true;
     waiter_.wake();
 }
@@ -255,6 +257,8 @@ void CaptureCommand::takeOne()
     if (hasOpened_ && !waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasFailed_; })
         && !waiter_.isInterrupted())
         console_.fail("the still did not come");
+    // The contact sheet is to show what the gate has seen: that stands in frames that come afterwards.
+    (void)waiter_.waitFor(sheetLimit, [this] { return !hasOpened_ || hasFrame_ || hasFailed_; });
 }
 
 /// On the response queue, so that the gate is either open then or stays closed.
@@ -339,7 +343,7 @@ void CaptureCommand::writeFolder()
 
 ExitStatus CaptureCommand::run()
 {
-    if (!folder_.makeRoom(options_.capture.overwrites, console_) || !console_.keepEvents(folder_.events()))
+    if (!folder_.makeRoom(options_, console_) || !console_.keepEvents(folder_.events()))
         return ExitStatus::unusable;
     startSession();
     if (!hasFailed_)

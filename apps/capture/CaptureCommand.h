@@ -78,7 +78,7 @@ private:
     std::chrono::nanoseconds start_{};
     bool isRecording_ = false;
 
-    std::atomic<bool> hasFrame_ = false;
+    std::atomic<bool> hasFrame_ = false; ///< since the start, or since the gate opened
     std::atomic<bool> hasOpened_ = false;
     std::atomic<bool> hasSample_ = false;
     std::atomic<bool> hasVideo_ = false;

@@ -3,6 +3,8 @@
 #include "Files.h"
 #include "RecordingFile.h"
 
+#include <host/recording/repairMovie.h>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -59,7 +61,7 @@ std::string CaptureFolder::file(const char* name) const
     return (std::filesystem::path(path_) / name).string();
 }
 
-bool CaptureFolder::makeRoom(bool overwrites, Console& console) const
+bool CaptureFolder::makeRoom(const Options& options, Console& console) const
 {
     std::error_code error;
     std::filesystem::create_directories(path_, error);
@@ -72,9 +74,20 @@ bool CaptureFolder::makeRoom(bool overwrites, Console& console) const
         return false;
     }
     const std::array files{still(), film(), contactSheet(), plot(), events(), page()};
-    return std::ranges::all_of(files, [&](const auto& file) { return mayWrite(file, overwrites, console); })
-        && std::ranges::all_of(
-            files, [&](const auto& file) { return makeRoomFor(file, overwrites, console); });
+    const bool mayReplace = std::ranges::all_of(files,
+        [&](const auto& file) { return mayWrite(file, options.capture.overwrites, options, console); });
+    if (!mayReplace)
+        return false;
+    for (const std::filesystem::path old : files) {
+        for (const std::filesystem::path& one : {old, host::recoveryFileOf(old)}) {
+            std::filesystem::remove(one, error);
+            if (error) {
+                console.fail(one.string() + ": " + error.message());
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 bool CaptureFolder::write(CapturePage shown, const std::string& plotted, Console& console) const

@@ -2,6 +2,7 @@
 
 #include "CapturePage.h"
 #include "Console.h"
+#include "Options.h"
 
 #include <string>
 
@@ -21,7 +22,7 @@ public:
 
     /// Makes the folder, with room for all files. False when that cannot or may not be, which has been told; then nothing of
     /// an earlier capture is lost.
-    [[nodiscard]] bool makeRoom(bool overwrites, Console& console) const;
+    [[nodiscard]] bool makeRoom(const Options& options, Console& console) const;
 
     /// Writes the plot and the page, which shows the first of the events. False when that failed, which has been told.
     [[nodiscard]] bool write(CapturePage page, const std::string& plot, Console& console) const;

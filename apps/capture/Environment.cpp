@@ -34,7 +34,7 @@ sigset_t takenSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2})
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGUSR2})
         sigaddset(&signals, signal);
     return signals;
 }

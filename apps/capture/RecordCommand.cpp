@@ -102,7 +102,9 @@ void RecordCommand::record()
 
 ExitStatus RecordCommand::run()
 {
-    if (!makeRoomFor(options_.outputFile, options_.record.overwrites, console_))
+    ReplacedRecording replaced(options_.outputFile);
+    if (!mayWrite(options_.outputFile, options_.record.overwrites, options_, console_)
+        || !replaced.putAside(console_))
         return ExitStatus::unusable;
     const SourceType source = options_.source();
     manager_ = OvriSourceManager::create({source}, options_.sessionPreset(),

@@ -5,44 +5,87 @@
 #include <host/movie/MovieFacts.h>
 #include <host/recording/repairMovie.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace tamsel::capture {
 
-bool mayWrite(const std::string& file, bool overwrites, Console& console)
+namespace {
+
+bool isRead(const std::string& file, const Options& options)
+{
+    return std::ranges::any_of(
+        std::array{options.back, options.front, options.record.microphone}, [&](const auto& input) {
+            std::error_code error;
+            return input && std::filesystem::equivalent(*input, file, error);
+        });
+}
+
+} // namespace
+
+bool mayWrite(const std::string& file, bool overwrites, const Options& options, Console& console)
 {
     std::error_code error;
+    const auto kind = std::filesystem::symlink_status(file, error).type();
+    const bool isThere = kind != std::filesystem::file_type::not_found;
     const bool isKilled
         = std::filesystem::exists(std::filesystem::symlink_status(host::recoveryFileOf(file), error));
-    if (!isKilled && !std::filesystem::exists(std::filesystem::symlink_status(file, error)))
+    if (!isKilled && !isThere)
         return true;
-    if (!overwrites)
+    if (host::isBeingRecorded(file))
+        console.fail(file + " is being recorded");
+    else if (isRead(file, options))
+        console.fail(file + " is an input of this session");
+    else if (!overwrites)
         console.fail(file
             + (isKilled ? " is what a killed recording has left: repair completes it, --overwrite replaces it"
                         : " is there already: --overwrite replaces it"));
-    else if (std::filesystem::is_directory(file, error))
+    else if (kind == std::filesystem::file_type::directory)
         console.fail(file + ": Is a directory");
+    else if (isThere && kind != std::filesystem::file_type::regular
+        && kind != std::filesystem::file_type::symlink)
+        console.fail(file + " is no regular file");
     else
         return true;
     return false;
 }
 
-bool makeRoomFor(const std::string& file, bool overwrites, Console& console)
+ReplacedRecording::ReplacedRecording(std::string file) : file_(std::move(file)) { }
+
+bool ReplacedRecording::putAside(Console& console)
 {
-    if (!mayWrite(file, overwrites, console))
-        return false;
-    for (const std::filesystem::path& old : {std::filesystem::path(file), host::recoveryFileOf(file)}) {
+    for (const std::filesystem::path& old : {std::filesystem::path(file_), host::recoveryFileOf(file_)}) {
         std::error_code error;
-        std::filesystem::remove(old, error);
+        if (!std::filesystem::exists(std::filesystem::symlink_status(old, error)))
+            continue;
+        const std::filesystem::path aside = old.string() + ".replaced";
+        if (std::filesystem::exists(std::filesystem::symlink_status(aside, error))) {
+            console.fail(aside.string() + " is what another recording took the place of: move it away");
+            return false;
+        }
+        std::filesystem::rename(old, aside, error);
         if (error) {
             console.fail(old.string() + ": " + error.message());
             return false;
         }
+        moves_.push_back({old, aside});
     }
     return true;
+}
+
+ReplacedRecording::~ReplacedRecording()
+{
+    std::error_code error;
+    const bool isReplaced = std::filesystem::exists(file_, error);
+    for (const Move& move : moves_) {
+        if (isReplaced)
+            std::filesystem::remove(move.aside, error);
+        else
+            std::filesystem::rename(move.aside, move.from, error);
+    }
 }
 
 std::string tellRecording(

@@ -2,19 +2,41 @@
 
 #include "Console.h"
 #include "Environment.h"
+#include "Options.h"
 
 #include <tamsel/platform/FrameLedger.h>
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
 namespace tamsel::capture {
 
-/// False, and told, when something is there that may not, or cannot, be replaced.
-[[nodiscard]] bool mayWrite(const std::string& file, bool overwrites, Console& console);
+/// False, and told, when something is there that may not, or cannot, be replaced; so it is with what a session reads.
+[[nodiscard]] bool mayWrite(
+    const std::string& file, bool overwrites, const Options& options, Console& console);
 
-/// A recording needs a name that is free: takes what is there away, when it may. False, and told, when the file may not be
-/// written.
-[[nodiscard]] bool makeRoomFor(const std::string& file, bool overwrites, Console& console);
+/// What a recording takes the place of, put aside until there is one: its name must be free.
+class ReplacedRecording {
+public:
+    explicit ReplacedRecording(std::string file);
+    /// Takes what was put aside away when there is a new file, and else brings it back.
+    ~ReplacedRecording();
+    ReplacedRecording(const ReplacedRecording&) = delete;
+    ReplacedRecording& operator=(const ReplacedRecording&) = delete;
+
+    /// False, and told, when that cannot be.
+    [[nodiscard]] bool putAside(Console& console);
+
+private:
+    struct Move {
+        std::filesystem::path from;
+        std::filesystem::path aside;
+    };
+
+    const std::string file_;
+    std::vector<Move> moves_;
+};
 
 /// Tells what has been recorded: an event, or a line; or why there is nothing. Returns what it told of a recording.
 std::string tellRecording(

@@ -15,6 +15,7 @@
 #include <engine/capture/Capture.h>
 #include <engine/dispatch/ThreadRunLoop.h>
 #include <engine/dispatch/ThreadedDispatch.h>
+#include <engine/dispatch/callback.h>
 #include <engine/dispatch/monotonicNow.h>
 #include <engine/motion/LogMotion.h>
 #include <engine/motion/Motion.h>
@@ -27,6 +28,7 @@
 #include <atomic>
 #include <cstdio>
 #include <ctime>
+#include <deque>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -74,20 +76,38 @@ public:
     {
     }
 
+    /// A line that comes while another is written, be it from in there, is written after it, by whoever writes.
     void writeLine(std::string_view line) override
     {
-        const std::lock_guard lock(guard_);
+        std::unique_lock lock(guard_);
+        waiting_.emplace_back(line);
+        if (std::exchange(isWriting_, true))
+            return;
+        while (!waiting_.empty()) {
+            const std::string next = std::move(waiting_.front());
+            waiting_.pop_front();
+            lock.unlock();
+            write(next);
+            lock.lock();
+        }
+        isWriting_ = false;
+    }
+
+private:
+    void write(const std::string& line) const
+    {
         if (write_) {
-            write_(line);
+            engine::callOut(write_, line);
             return;
         }
-        const std::string text = std::string(line) + "\n";
+        const std::string text = line + "\n";
         std::fwrite(text.data(), 1, text.size(), stream_);
         std::fflush(stream_);
     }
 
-private:
     std::mutex guard_;
+    std::deque<std::string> waiting_;
+    bool isWriting_ = false;
     const std::function<void(std::string_view)> write_;
     std::FILE* const stream_;
 };

@@ -5,6 +5,7 @@
 #include <host/location/HostLocationSource.h>
 
 #include <tamsel/platform/AVAsset.h>
+#include <tamsel/platform/Diagnostics.h>
 
 #include <gtest/gtest.h>
 
@@ -34,7 +35,43 @@ public:
     std::atomic<int> errors = 0;
 };
 
+/// A client that tries again as soon as it hears of a lost device.
+class StubbornClient final : public OvriSourceToSession {
+public:
+    void sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError&) override
+    {
+        ++losses;
+        manager.resumeCamera();
+    }
+
+    std::atomic<int> losses = 0;
+};
+
 } // namespace
+
+TEST(Clients, MayResumeWhenTheyHearOfALostDevice)
+{
+    HostScreen screen("lavfi:testsrc2=s=64x48:r=100:d=0.02");
+    const auto client = std::make_shared<StubbornClient>();
+    ASSERT_TRUE(screen.manager->startSession(SourceType::cameraBack(false), client, {}, nullptr).has_value());
+    EXPECT_TRUE(screen.runUntil([&] { return client->losses >= 40; }));
+    screen.manager->stopCameraSession();
+}
+
+TEST(Clients, MayWriteALineWhileALineIsWritten)
+{
+    std::vector<std::string> lines;
+    host::Host* host = nullptr;
+    host::Host made({.writeLine = [&](std::string_view line) {
+        lines.emplace_back(line);
+        if (lines.size() == 1)
+            host->platform().diagnostics.writeLine("inner");
+        lines.emplace_back("end");
+    }});
+    host = &made;
+    made.platform().diagnostics.writeLine("outer");
+    EXPECT_EQ(lines, (std::vector<std::string>{"outer", "end", "inner", "end"}));
+}
 
 TEST(Clients, ThatNeverReturnCostTheirOwnFramesOnly)
 {

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <filesystem>
 #include <string>
+#include <sys/stat.h>
 
 namespace tamsel::tests {
 
@@ -148,10 +149,43 @@ TEST(RecordCommand, ReplacesNothingUnlessItIsToldTo)
     EXPECT_EQ(count(recorded.errors, "nothing.wav"), 1U) << recorded.errors;
 }
 
+TEST(RecordCommand, LosesNoFileForARecordingThatDoesNotCome)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.file("old.mp4");
+    const auto refused = [&](const std::string& arguments, const std::string& complaint) {
+        const Outcome recorded = outcomeOf(arguments);
+        EXPECT_NE(recorded.status, 0);
+        EXPECT_TRUE(recorded.errors.contains(complaint)) << recorded.errors;
+    };
+    std::filesystem::copy_file(sample(), file);
+    const std::string record = " record '" + file + "' --overwrite --seconds 0.5";
+    refused("--back test:64x48@30" + record + " --encoder nope", "nope");
+    refused("--back '" + file + "'" + record, "is an input of this session");
+    refused("--back test:64x48@30" + record + " --microphone '" + file + "'", "is an input of this session");
+    EXPECT_EQ(readFile(file), readFile(sample()));
+
+    const std::string pipe = folder.file("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    refused("--back test:64x48@30 record '" + pipe + "' --overwrite", "is no regular file");
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+
+    const std::string live = folder.file("live.mp4");
+    const CommandResult both = runCommand("(" + captureProgram() + " --back test:64x48@30 record " + live
+        + " --seconds 3 >/dev/null & first=$!; while [ ! -s " + live + " ]; do sleep 0.05; done; "
+        + captureProgram() + " --back test:64x48@30 record " + live
+        + " --overwrite --seconds 1; echo second $?; " + "wait $first; echo first $?) 2>&1");
+    EXPECT_TRUE(both.output.contains("live.mp4 is being recorded")) << both.output;
+    EXPECT_TRUE(both.output.contains("second 2\nfirst 0")) << both.output;
+    expectPlayable(MovieProbe(live), 30);
+    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(live).parent_path()))
+        EXPECT_NE(entry.path().extension(), ".replaced") << entry.path();
+}
+
 TEST(RecordCommand, LeavesAWholeFileWhenItIsInterrupted)
 {
     const ScratchFolder folder;
-    for (const char* signal : {"INT", "TERM", "USR1"}) {
+    for (const char* signal : {"INT", "TERM", "HUP", "USR1"}) {
         const std::string file = folder.file(std::string(signal) + ".mp4");
         const CommandResult recorded = recordUntil(
             "--json --back test:320x240@30 record " + file + " --seconds 30 --microphone test:tone", signal,

@@ -320,8 +320,10 @@ void CaptureSession::start()
     if (microphone)
         replaceSound(SessionSound::start(microphone, movieOutput, context_->configuration.movies));
     const auto started = device->start(claim_, preset, stream);
-    if (!started)
+    if (!started) {
         stream->lose(started.error());
+        replaceSound(nullptr); // also when the device was taken away before there was a sound
+    }
     const std::lock_guard stateLock(guard_);
     isRunning_ = stream->isOpen();
 }
@@ -344,21 +346,27 @@ void CaptureSession::stopRunning()
     end(stream);
 }
 
-/// The stream has ended: the session runs no longer, unless it has been started anew meanwhile.
 void CaptureSession::end(const std::shared_ptr<FrameStream>& stream)
 {
     if (!stream)
         return;
     stream->close();
-    bool isCurrent = false;
+    noteEnd(stream);
+}
+
+/// The session runs no longer, unless it has been started anew meanwhile.
+void CaptureSession::noteEnd(const std::shared_ptr<FrameStream>& stream)
+{
+    std::shared_ptr<SessionSound> sound; // of this stream
     {
         const std::lock_guard lock(guard_);
-        isCurrent = stream_ == stream;
-        if (isCurrent)
-            isRunning_ = false;
+        if (stream_ != stream)
+            return;
+        isRunning_ = false;
+        sound_.swap(sound);
     }
-    if (isCurrent)
-        replaceSound(nullptr);
+    if (sound)
+        sound->close();
 }
 
 void CaptureSession::replaceSound(std::shared_ptr<SessionSound> sound)
@@ -383,13 +391,8 @@ std::shared_ptr<MicrophoneDriver> CaptureSession::microphone() const
 
 void CaptureSession::deviceWasLost()
 {
-    {
-        const std::lock_guard lock(guard_);
-        if (!stream_ || stream_->isOpen())
-            return;
-        isRunning_ = false;
-    }
-    replaceSound(nullptr);
+    if (const std::shared_ptr<FrameStream> stream = currentStream(); stream && !stream->isOpen())
+        noteEnd(stream);
 }
 
 void CaptureSession::deviceWasTaken()

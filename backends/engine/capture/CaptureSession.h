@@ -58,6 +58,7 @@ private:
     [[nodiscard]] std::shared_ptr<FrameStream> currentStream() const;
     void start();
     void end(const std::shared_ptr<FrameStream>& stream);
+    void noteEnd(const std::shared_ptr<FrameStream>& stream);
     /// Absent while the session has none.
     [[nodiscard]] std::shared_ptr<MicrophoneDriver> microphone() const;
     void replaceSound(std::shared_ptr<SessionSound> sound);

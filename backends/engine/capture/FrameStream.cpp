@@ -120,9 +120,10 @@ void FrameStream::lose(const Error& reason)
     State expected = State::open;
     if (!state_.compare_exchange_strong(expected, State::lost))
         return;
-    tellDrop(DropCause::deviceLost);
     tellEnd(reason);
     parts_.lost();
+    tellDrop(
+        DropCause::deviceLost); // a client that resumes when it is told finds that the session has stopped
 }
 
 void FrameStream::close()

@@ -104,7 +104,7 @@ std::shared_ptr<platform::Timer> ThreadRunLoop::scheduleTimer(
 void ThreadRunLoop::run()
 {
     while (!isStopped_.exchange(false))
-        runOnce(never);
+        turn(never, true);
 }
 
 void ThreadRunLoop::stop()
@@ -114,6 +114,11 @@ void ThreadRunLoop::stop()
 }
 
 bool ThreadRunLoop::runOnce(std::chrono::nanoseconds limit)
+{
+    return turn(limit, false);
+}
+
+bool ThreadRunLoop::turn(std::chrono::nanoseconds limit, bool endsWhenStopped)
 {
     const std::chrono::nanoseconds begin = monotonicNow();
     for (;;) {
@@ -130,7 +135,7 @@ bool ThreadRunLoop::runOnce(std::chrono::nanoseconds limit)
         }
         ran = fireTimers() || ran;
         const std::chrono::nanoseconds passed = monotonicNow() - begin;
-        if (ran || isStopped_ || passed >= limit)
+        if (ran || (endsWhenStopped && isStopped_) || passed >= limit)
             return ran;
         pollfd entry{.fd = pollDescriptor_, .events = POLLIN, .revents = 0};
         const std::chrono::nanoseconds left = limit - passed;

@@ -42,6 +42,8 @@ public:
 private:
     class LoopTimer;
 
+    /// One turn, as `runOnce`; as part of `run` it also ends when that is to end.
+    bool turn(std::chrono::nanoseconds limit, bool endsWhenStopped);
     [[nodiscard]] SerialQueue* takeReady();
     [[nodiscard]] bool fireTimers();
     bool dropEnded();

@@ -4,6 +4,7 @@
 #include <host/movie/movieFailure.h>
 #include <host/recording/MovieFile.h>
 #include <host/recording/RecoveryFile.h>
+#include <host/recording/ReservedFile.h>
 
 #include <system_error>
 
@@ -14,6 +15,12 @@ using platform::Error;
 std::filesystem::path recoveryFileOf(const std::filesystem::path& movie)
 {
     return RecoveryFile::pathOf(movie);
+}
+
+bool isBeingRecorded(const std::filesystem::path& movie)
+{
+    const auto recovery = ReservedFile::open(recoveryFileOf(movie));
+    return recovery && !recovery->lock();
 }
 
 std::expected<void, Error> repairMovie(const std::filesystem::path& movie)

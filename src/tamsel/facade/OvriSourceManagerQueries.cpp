@@ -74,7 +74,8 @@ bool OvriSourceManager::canCaptureStillImage() const
 
 bool OvriSourceManager::canRecordVideo() const
 {
-    return isCameraAuthorized(platform_) && camera() != nullptr;
+    const AVAuthorizationStatus video = status(AVMediaType::video, platform_);
+    return !isMissing(video) && video != AVAuthorizationStatus::restricted && camera() != nullptr;
 }
 
 CGSize OvriSourceManager::imageResolution() const

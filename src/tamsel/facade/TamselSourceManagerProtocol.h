@@ -50,7 +50,8 @@ public:
         std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
         std::shared_ptr<platform::UIView> previewView)
         = 0;
-    /// Stops the running camera for good. A camera that is not running is left as it is.
+    /// Stops the running camera for good. One that does not run stays, and gets no frames before
+    /// `resumeCamera`.
     virtual void stopCameraSession() = 0;
     /// `stopCameraSession`, and the end of both motion verdicts.
     virtual void stopAllSessions() = 0;

@@ -1,25 +1,39 @@
 #include <tamsel/platform/NotificationCenter.h>
 
+#include <algorithm>
+#include <iterator>
+
 namespace tamsel::platform {
 
 void NotificationCenter::add(Registration registration)
 {
     auto shared = std::make_shared<const Registration>(std::move(registration));
+    Registrations ended;
     const std::lock_guard lock(guard_);
-    std::erase_if(registrations_, [](const auto& existing) { return existing->observer.expired(); });
+    ended = takeOut([](const Registration& existing) { return existing.observer.expired(); });
     registrations_.push_back(std::move(shared));
 }
 
 void NotificationCenter::removeObserver(const void* observer)
 {
+    Registrations ended;
     const std::lock_guard lock(guard_);
-    std::erase_if(
-        registrations_, [observer](const auto& existing) { return existing->identity == observer; });
+    ended = takeOut([observer](const Registration& existing) { return existing.identity == observer; });
+}
+
+NotificationCenter::Registrations NotificationCenter::takeOut(
+    const std::function<bool(const Registration&)>& condition)
+{
+    const auto ended = std::stable_partition(registrations_.begin(), registrations_.end(),
+        [&](const auto& registration) { return !condition(*registration); });
+    Registrations taken(std::make_move_iterator(ended), std::make_move_iterator(registrations_.end()));
+    registrations_.erase(ended, registrations_.end());
+    return taken;
 }
 
 void NotificationCenter::post(std::string_view name, std::shared_ptr<void> object)
 {
-    std::vector<std::shared_ptr<const Registration>> receivers;
+    Registrations receivers;
     {
         const std::lock_guard lock(guard_);
         for (const auto& registration : registrations_) {

@@ -60,10 +60,14 @@ private:
         std::function<void(void*, const Notification&)> call;
     };
 
+    using Registrations = std::vector<std::shared_ptr<const Registration>>;
+
     void add(Registration registration);
+    /// With the guard held. What it takes out may hold an observer's last reference: it is released without the guard.
+    [[nodiscard]] Registrations takeOut(const std::function<bool(const Registration&)>& condition);
 
     std::mutex guard_;
-    std::vector<std::shared_ptr<const Registration>> registrations_;
+    Registrations registrations_;
 };
 
 } // namespace tamsel::platform

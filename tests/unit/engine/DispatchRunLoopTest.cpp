@@ -73,6 +73,12 @@ TEST(DispatchRunLoop, RunsWholeUntilStoppedOrOnceWithALimit)
     loop.run();
     while (ran < 2)
         loop.runOnce(1ms);
+
+    loop.stop(); // is about `run`
+    bool hasPassed = false;
+    const auto timer = loop.scheduleTimer(5ms, false, [&hasPassed](platform::Timer&) { hasPassed = true; });
+    loop.runOnce(1h);
+    EXPECT_TRUE(hasPassed);
 }
 
 TEST(DispatchRunLoop, ALateLoopSkipsMissedTicksAndFiresInTheOrderOfTimes)

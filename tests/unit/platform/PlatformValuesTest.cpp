@@ -81,6 +81,24 @@ TEST(Notifications, ReachLivingObserversOfTheirNameInTheOrderOfRegistration)
     EXPECT_EQ(calls.size(), 3U);
 }
 
+TEST(Notifications, HandlersMayHoldWhatAsksTheCenterWhenItGoes)
+{
+    NotificationCenter center;
+    const auto leaver = std::shared_ptr<NotificationCenter>(
+        &center, [](NotificationCenter* gone) { gone->removeObserver(nullptr); });
+    const auto watch = [&center, &leaver](const std::shared_ptr<int>& owner) {
+        center.addObserver(owner, "a", [held = std::shared_ptr(leaver)](const Notification&) { (void)held; });
+    };
+    auto owner = std::make_shared<int>();
+    watch(owner);
+    owner.reset();
+    watch(std::make_shared<int>()); // takes the first one out
+    owner = std::make_shared<int>();
+    watch(owner);
+    center.removeObserver(owner.get());
+    EXPECT_EQ(leaver.use_count(), 1);
+}
+
 TEST(WorkItems, MoveWhatTheyHoldAndDestroyItOnce)
 {
     const auto counted = std::make_shared<int>(0);

@@ -37,7 +37,8 @@ public:
         return cameraIntrinsicData_;
     }
 
-    /// How the buffer must be turned or mirrored to be upright.
+    /// How a buffer in the way of the sensor must be turned or mirrored to be upright. For live frames and those of
+    /// recordings it follows how the device is held, also where the pixels have been turned already.
     [[nodiscard]] platform::CGImagePropertyOrientation exifOrientation() const { return exifOrientation_; }
 
     /// A display transform; absent for live camera frames.
