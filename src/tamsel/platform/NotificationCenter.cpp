@@ -1,8 +1,5 @@
 #include <tamsel/platform/NotificationCenter.h>
 
-#include <algorithm>
-#include <iterator>
-
 namespace tamsel::platform {
 
 void NotificationCenter::add(Registration registration)
@@ -24,10 +21,13 @@ void NotificationCenter::removeObserver(const void* observer)
 NotificationCenter::Registrations NotificationCenter::takeOut(
     const std::function<bool(const Registration&)>& condition)
 {
-    const auto ended = std::stable_partition(registrations_.begin(), registrations_.end(),
-        [&](const auto& registration) { return !condition(*registration); });
-    Registrations taken(std::make_move_iterator(ended), std::make_move_iterator(registrations_.end()));
-    registrations_.erase(ended, registrations_.end());
+    Registrations taken;
+    std::erase_if(registrations_, [&](const auto& registration) {
+        const bool isTaken = condition(*registration);
+        if (isTaken)
+            taken.push_back(registration);
+        return isTaken;
+    });
     return taken;
 }
 
