@@ -254,11 +254,12 @@ void CaptureCommand::takeOne()
             nanosecondsOf(options_.capture.timeout), [this] { return hasOpened_ || hasFailed_; });
     }
     cancel();
-    if (hasOpened_ && !waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasFailed_; })
-        && !waiter_.isInterrupted())
+    if (!hasOpened_)
+        return;
+    if (!waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasFailed_; }) && !waiter_.isInterrupted())
         console_.fail("the still did not come");
     // The contact sheet is to show what the gate has seen: that stands in frames that come afterwards.
-    (void)waiter_.waitFor(sheetLimit, [this] { return !hasOpened_ || hasFrame_ || hasFailed_; });
+    (void)waiter_.waitFor(sheetLimit, [this] { return hasFrame_ || hasFailed_; });
 }
 
 /// On the response queue, so that the gate is either open then or stays closed.

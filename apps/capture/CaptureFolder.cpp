@@ -3,8 +3,6 @@
 #include "Files.h"
 #include "RecordingFile.h"
 
-#include <host/recording/repairMovie.h>
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -74,20 +72,9 @@ bool CaptureFolder::makeRoom(const Options& options, Console& console) const
         return false;
     }
     const std::array files{still(), film(), contactSheet(), plot(), events(), page()};
-    const bool mayReplace = std::ranges::all_of(files,
-        [&](const auto& file) { return mayWrite(file, options.capture.overwrites, options, console); });
-    if (!mayReplace)
-        return false;
-    for (const std::filesystem::path old : files) {
-        for (const std::filesystem::path& one : {old, host::recoveryFileOf(old)}) {
-            std::filesystem::remove(one, error);
-            if (error) {
-                console.fail(one.string() + ": " + error.message());
-                return false;
-            }
-        }
-    }
-    return true;
+    return std::ranges::all_of(files, [&](const auto& file) {
+        return mayWrite(file, options.capture.overwrites, options, console);
+    }) && std::ranges::all_of(files, [&](const auto& file) { return takeAway(file, console); });
 }
 
 bool CaptureFolder::write(CapturePage shown, const std::string& plotted, Console& console) const

@@ -15,12 +15,40 @@ namespace tamsel::capture {
 
 namespace {
 
+namespace files = std::filesystem;
+
+/// Also a link that leads nowhere.
+bool isThere(const files::path& file)
+{
+    std::error_code error;
+    return files::exists(files::symlink_status(file, error));
+}
+
+/// A movie, and what stands beside it while it is being recorded.
+std::array<files::path, 2> filesOf(const std::string& movie)
+{
+    return {movie, host::recoveryFileOf(movie)};
+}
+
+files::path asideOf(const files::path& file)
+{
+    return file.string() + ".replaced";
+}
+
+/// False, and told, when there is an error.
+bool wentWell(const files::path& file, const std::error_code& error, Console& console)
+{
+    if (error)
+        console.fail(file.string() + ": " + error.message());
+    return !error;
+}
+
 bool isRead(const std::string& file, const Options& options)
 {
     return std::ranges::any_of(
         std::array{options.back, options.front, options.record.microphone}, [&](const auto& input) {
             std::error_code error;
-            return input && std::filesystem::equivalent(*input, file, error);
+            return input && files::equivalent(*input, file, error);
         });
 }
 
@@ -28,13 +56,11 @@ bool isRead(const std::string& file, const Options& options)
 
 bool mayWrite(const std::string& file, bool overwrites, const Options& options, Console& console)
 {
-    std::error_code error;
-    const auto kind = std::filesystem::symlink_status(file, error).type();
-    const bool isThere = kind != std::filesystem::file_type::not_found;
-    const bool isKilled
-        = std::filesystem::exists(std::filesystem::symlink_status(host::recoveryFileOf(file), error));
-    if (!isKilled && !isThere)
+    const bool isKilled = isThere(host::recoveryFileOf(file));
+    if (!isKilled && !isThere(file))
         return true;
+    std::error_code error;
+    const files::file_type kind = files::symlink_status(file, error).type();
     if (host::isBeingRecorded(file))
         console.fail(file + " is being recorded");
     else if (isRead(file, options))
@@ -43,35 +69,42 @@ bool mayWrite(const std::string& file, bool overwrites, const Options& options, 
         console.fail(file
             + (isKilled ? " is what a killed recording has left: repair completes it, --overwrite replaces it"
                         : " is there already: --overwrite replaces it"));
-    else if (kind == std::filesystem::file_type::directory)
+    else if (kind == files::file_type::directory)
         console.fail(file + ": Is a directory");
-    else if (isThere && kind != std::filesystem::file_type::regular
-        && kind != std::filesystem::file_type::symlink)
+    else if (kind != files::file_type::regular && kind != files::file_type::symlink
+        && kind != files::file_type::not_found)
         console.fail(file + " is no regular file");
     else
         return true;
     return false;
 }
 
+bool takeAway(const std::string& file, Console& console)
+{
+    return std::ranges::all_of(filesOf(file), [&](const files::path& old) {
+        std::error_code error;
+        files::remove(old, error);
+        return wentWell(old, error, console);
+    });
+}
+
 ReplacedRecording::ReplacedRecording(std::string file) : file_(std::move(file)) { }
 
 bool ReplacedRecording::putAside(Console& console)
 {
-    for (const std::filesystem::path& old : {std::filesystem::path(file_), host::recoveryFileOf(file_)}) {
-        std::error_code error;
-        if (!std::filesystem::exists(std::filesystem::symlink_status(old, error)))
+    for (const files::path& old : filesOf(file_)) {
+        if (!isThere(old))
             continue;
-        const std::filesystem::path aside = old.string() + ".replaced";
-        if (std::filesystem::exists(std::filesystem::symlink_status(aside, error))) {
-            console.fail(aside.string() + " is what another recording took the place of: move it away");
+        if (isThere(asideOf(old))) {
+            console.fail(
+                asideOf(old).string() + " is what another recording took the place of: move it away");
             return false;
         }
-        std::filesystem::rename(old, aside, error);
-        if (error) {
-            console.fail(old.string() + ": " + error.message());
+        std::error_code error;
+        files::rename(old, asideOf(old), error);
+        if (!wentWell(old, error, console))
             return false;
-        }
-        moves_.push_back({old, aside});
+        replaced_.push_back(old);
     }
     return true;
 }
@@ -79,12 +112,12 @@ bool ReplacedRecording::putAside(Console& console)
 ReplacedRecording::~ReplacedRecording()
 {
     std::error_code error;
-    const bool isReplaced = std::filesystem::exists(file_, error);
-    for (const Move& move : moves_) {
+    const bool isReplaced = files::exists(file_, error);
+    for (const files::path& old : replaced_) {
         if (isReplaced)
-            std::filesystem::remove(move.aside, error);
+            files::remove(asideOf(old), error);
         else
-            std::filesystem::rename(move.aside, move.from, error);
+            files::rename(asideOf(old), old, error);
     }
 }
 

@@ -16,6 +16,9 @@ namespace tamsel::capture {
 [[nodiscard]] bool mayWrite(
     const std::string& file, bool overwrites, const Options& options, Console& console);
 
+/// Removes a file, and what a killed recording has left beside it. False, and told, when that cannot be.
+[[nodiscard]] bool takeAway(const std::string& file, Console& console);
+
 /// What a recording takes the place of, put aside until there is one: its name must be free.
 class ReplacedRecording {
 public:
@@ -29,13 +32,8 @@ public:
     [[nodiscard]] bool putAside(Console& console);
 
 private:
-    struct Move {
-        std::filesystem::path from;
-        std::filesystem::path aside;
-    };
-
     const std::string file_;
-    std::vector<Move> moves_;
+    std::vector<std::filesystem::path> replaced_;
 };
 
 /// Tells what has been recorded: an event, or a line; or why there is nothing. Returns what it told of a recording.

@@ -122,8 +122,8 @@ void FrameStream::lose(const Error& reason)
         return;
     tellEnd(reason);
     parts_.lost();
-    tellDrop(
-        DropCause::deviceLost); // a client that resumes when it is told finds that the session has stopped
+    // At last: a client that resumes when it is told is to find that the session has stopped.
+    tellDrop(DropCause::deviceLost);
 }
 
 void FrameStream::close()

@@ -84,19 +84,22 @@ TEST(Notifications, ReachLivingObserversOfTheirNameInTheOrderOfRegistration)
 TEST(Notifications, HandlersMayHoldWhatAsksTheCenterWhenItGoes)
 {
     NotificationCenter center;
-    const auto leaver = std::shared_ptr<NotificationCenter>(
-        &center, [](NotificationCenter* gone) { gone->removeObserver(nullptr); });
-    const auto watch = [&center, &leaver](const std::shared_ptr<int>& owner) {
-        center.addObserver(owner, "a", [held = std::shared_ptr(leaver)](const Notification&) { (void)held; });
+    int gone = 0;
+    const auto watch = [&center, &gone](const std::shared_ptr<int>& owner) {
+        std::shared_ptr<void> held(&center, [&](void*) {
+            center.removeObserver(nullptr);
+            ++gone;
+        });
+        center.addObserver(owner, "a", [held = std::move(held)](const Notification&) { (void)held; });
     };
     auto owner = std::make_shared<int>();
     watch(owner);
     owner.reset();
-    watch(std::make_shared<int>()); // takes the first one out
     owner = std::make_shared<int>();
-    watch(owner);
+    watch(owner); // takes the first one out
+    EXPECT_EQ(gone, 1);
     center.removeObserver(owner.get());
-    EXPECT_EQ(leaver.use_count(), 1);
+    EXPECT_EQ(gone, 2);
 }
 
 TEST(WorkItems, MoveWhatTheyHoldAndDestroyItOnce)
