@@ -92,8 +92,9 @@ void CaptureCommand::sourceManagerDidGetFrame(
     OvriSourceManager& /*manager*/, const OvriCaptureFrameUpdate& frame)
 {
     FrameNotes notes{.findings = history_.findings(now()), .caption = formatted("%.2f s", now())};
-    const CGImagePropertyOrientation orientation = engine::orientationAfter(engine::quarterTurns(
-        AVCaptureVideoOrientation::portrait, videoOrientation(options_.interfaceOrientation)));
+    const CGImagePropertyOrientation orientation = engine::orientationAfter(
+        engine::quarterTurns(options_.sensorOrientation.value_or(AVCaptureVideoOrientation::portrait),
+            videoOrientation(options_.interfaceOrientation)));
     turnUpright(notes.findings, orientation);
     frameTeller_->show(frame, std::move(notes));
     if (!hasFrame_.exchange(true))

@@ -118,8 +118,9 @@ void DetectCommand::writeAnnotated()
         console_.fail("no frame came, so there is no picture of one");
         return;
     }
-    const CGImagePropertyOrientation orientation = engine::orientationAfter(engine::quarterTurns(
-        options_.detect.sensorOrientation, videoOrientation(options_.interfaceOrientation)));
+    const CGImagePropertyOrientation orientation = engine::orientationAfter(
+        engine::quarterTurns(options_.sensorOrientation.value_or(AVCaptureVideoOrientation::portrait),
+            videoOrientation(options_.interfaceOrientation)));
     std::vector<Finding> findings;
     if (foundFace_)
         findings.push_back(findingOf(*foundFace_));
@@ -142,18 +143,15 @@ void DetectCommand::finish()
 
 AVCaptureVideoOrientation sensorOrientationOf(const std::string& input)
 {
-    constexpr std::array orientations{AVCaptureVideoOrientation::portrait,
-        AVCaptureVideoOrientation::landscapeLeft, AVCaptureVideoOrientation::portraitUpsideDown,
-        AVCaptureVideoOrientation::landscapeRight};
     std::error_code error;
     if (!std::filesystem::is_regular_file(input, error))
-        return orientations.front();
+        return AVCaptureVideoOrientation::portrait;
     const auto tracks = host::HostAssets().assetWithURL(input)->tracks(AVMediaType::video);
     if (tracks.empty())
-        return orientations.front();
+        return AVCaptureVideoOrientation::portrait;
     const CGAffineTransform matrix = tracks.front()->preferredTransform();
     const auto turns = std::lround(std::atan2(matrix.b, matrix.a) / (std::numbers::pi / 2));
-    return orientations.at(static_cast<std::size_t>((turns + 4) % 4));
+    return engine::sensorUprightAfter(static_cast<int>((turns + 4) % 4));
 }
 
 ExitStatus DetectCommand::run()

@@ -178,11 +178,6 @@ float tone(double seconds)
     return static_cast<float>(0.25 * std::sin(2 * std::numbers::pi * 440 * seconds));
 }
 
-std::optional<host::HostInput> inputFor(const std::optional<std::string>& given)
-{
-    return given ? std::optional(host::HostInput{.input = *given}) : std::nullopt;
-}
-
 std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options& options)
 {
     host::HostConfiguration configuration{.motionLog = options.motion.log};
@@ -198,10 +193,9 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
         return std::make_unique<HostEnvironment>(std::move(configuration));
     if (options.command == Command::detect) {
         configuration.writeReport = configuration.writeLine;
-        configuration.backCamera = host::HostInput{
-            .input = options.file, .sensorOrientation = options.detect.sensorOrientation, .repeats = false};
-    } else {
-        configuration.backCamera = inputFor(options.back);
+        configuration.backCamera = host::HostInput{.input = options.file, .repeats = false};
+    } else if (options.back) {
+        configuration.backCamera = host::HostInput{.input = *options.back};
     }
     if (options.useFrontCamera && !options.front)
         return std::unexpected("there is no front camera: --front names one");
@@ -209,7 +203,8 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
         const std::vector<std::string> nodes = host::Host::videoNodes();
         configuration.backCamera = host::HostInput{.input = nodes.empty() ? defaultPattern : nodes.front()};
     }
-    configuration.frontCamera = inputFor(options.front);
+    if (options.front)
+        configuration.frontCamera = host::HostInput{.input = *options.front};
     if (options.command == Command::status)
         configuration.microphone = options.record.microphone;
     if (options.records()) {
@@ -227,6 +222,7 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
     for (std::optional<host::HostInput>* input : {&configuration.backCamera, &configuration.frontCamera}) {
         if (!*input)
             continue;
+        (*input)->sensorOrientation = options.sensorOrientation.value_or((*input)->sensorOrientation);
         const auto probed = host::Host::probe((*input)->input);
         if (!probed)
             return std::unexpected(probed.error().localizedDescription);
@@ -261,6 +257,7 @@ std::unique_ptr<Environment> makePhone(const Options& options)
         camera.width = 640;
         camera.height = 480;
         camera.frameInterval = simulatedFrameInterval;
+        camera.sensorOrientation = options.sensorOrientation.value_or(camera.sensorOrientation);
     }
     auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration));
     environment->phone().setDeviceOrientation(options.deviceOrientation);

@@ -98,8 +98,9 @@ Global options, before the command
   --preset photo|none         the camera's largest format, or its best for video (photo; record: none)
   --device-orientation O      how the device is held (portrait); also landscapeLeft, landscapeRight,
                               portraitUpsideDown, faceUp, faceDown, unknown
-  --interface-orientation O   which way up the interface is (portrait); live frames are turned with it,
-                              stills say so
+  --interface-orientation O   how the device is held when the interface is upright (portrait); live frames are
+                              turned to it, stills and movies carry it as a tag. landscapeRight: home side at the right
+  --sensor-orientation O      how the device is held when the stored pictures of its cameras are upright (portrait)
   --json                      one JSON object a line on standard output, and nothing else there
   --out DIR                   where pictures are saved (the current folder)
 

@@ -50,8 +50,6 @@ struct RecordOptions {
 struct DetectOptions {
     std::vector<MetadataObjectType> kinds; ///< of codes, and faces
     std::optional<std::string> annotated; ///< a picture with what was found
-    /// Of the input, as far as it says so.
-    platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
 
     [[nodiscard]] bool asksForCodes() const
     {

@@ -8,6 +8,7 @@
 
 namespace tamsel::capture {
 
+using platform::AVCaptureVideoOrientation;
 using platform::UIDeviceOrientation;
 using platform::UIInterfaceOrientation;
 
@@ -29,6 +30,13 @@ constexpr std::array<std::pair<std::string_view, UIInterfaceOrientation>, 5> int
     {"portraitUpsideDown", UIInterfaceOrientation::portraitUpsideDown},
     {"landscapeLeft", UIInterfaceOrientation::landscapeLeft},
     {"landscapeRight", UIInterfaceOrientation::landscapeRight},
+}};
+
+constexpr std::array<std::pair<std::string_view, AVCaptureVideoOrientation>, 4> sensorOrientations{{
+    {"portrait", AVCaptureVideoOrientation::portrait},
+    {"portraitUpsideDown", AVCaptureVideoOrientation::portraitUpsideDown},
+    {"landscapeLeft", AVCaptureVideoOrientation::landscapeLeft},
+    {"landscapeRight", AVCaptureVideoOrientation::landscapeRight},
 }};
 
 constexpr std::array<std::pair<std::string_view, Backend>, 2> backends{{
@@ -64,6 +72,9 @@ std::expected<Options, std::string> parseOptions(std::span<const char* const> ar
         else if (*argument == "--interface-orientation")
             options.interfaceOrientation
                 = reader.choice<UIInterfaceOrientation>(*argument, interfaceOrientations);
+        else if (*argument == "--sensor-orientation")
+            options.sensorOrientation
+                = reader.choice<AVCaptureVideoOrientation>(*argument, sensorOrientations);
         else if (*argument == "--json")
             options.json = true;
         else if (*argument == "--out")

@@ -44,6 +44,8 @@ struct Options {
     std::optional<CameraConfiguration::SessionPreset> preset;
     platform::UIDeviceOrientation deviceOrientation = platform::UIDeviceOrientation::portrait;
     platform::UIInterfaceOrientation interfaceOrientation = platform::UIInterfaceOrientation::portrait;
+    /// Of all cameras. Absent: portrait, or what the file says in which detection looks.
+    std::optional<platform::AVCaptureVideoOrientation> sensorOrientation;
     bool json = false;
     std::string outputFolder = ".";
 

@@ -84,7 +84,8 @@ ExitStatus run(std::span<const char* const> arguments)
     if (isDetecting) {
         if (const auto status = detectInPicture(*options))
             return *status;
-        options->detect.sensorOrientation = sensorOrientationOf(options->file);
+        if (!options->sensorOrientation)
+            options->sensorOrientation = sensorOrientationOf(options->file);
     }
     const auto environment = makeEnvironment(*options);
     if (!environment) {

@@ -107,7 +107,7 @@ TEST_P(PhotoContract, MakesAFileThatStatesItsWayUp)
 {
     session->startRunning();
     for (const auto& [orientation, tag] : {std::pair(AVCaptureVideoOrientation::portrait, 1),
-             std::pair(AVCaptureVideoOrientation::landscapeRight, 6)}) {
+             std::pair(AVCaptureVideoOrientation::landscapeLeft, 6)}) {
         output->connection(AVMediaType::video)->setVideoOrientation(orientation);
         const auto still = takeStill();
         ASSERT_TRUE(waitFor(*still));

@@ -15,7 +15,9 @@ namespace {
 // A tile of 32 by 32 pixels is 4 KiB on each side, so rows that are read across stay in the first cache.
 constexpr std::size_t tile = 32;
 
-int turnsFromPortrait(AVCaptureVideoOrientation orientation)
+// From a device held with the home side at the right to one held in portrait is a quarter turn clockwise. The scene then
+// lies in the stored picture a quarter turn counter-clockwise, and the picture needs a quarter turn clockwise.
+int turnsToPortrait(AVCaptureVideoOrientation orientation)
 {
     switch (orientation) {
     case AVCaptureVideoOrientation::portrait:
@@ -70,9 +72,17 @@ void turnHalf(const CVPixelBuffer& source, CVPixelBuffer& target)
 
 } // namespace
 
-int quarterTurns(AVCaptureVideoOrientation from, AVCaptureVideoOrientation to)
+int quarterTurns(AVCaptureVideoOrientation sensor, AVCaptureVideoOrientation interface)
 {
-    return (turnsFromPortrait(to) - turnsFromPortrait(from) + 4) % 4;
+    return (turnsToPortrait(sensor) - turnsToPortrait(interface) + 4) % 4;
+}
+
+AVCaptureVideoOrientation sensorUprightAfter(int quarterTurns)
+{
+    static constexpr std::array orientations{AVCaptureVideoOrientation::portrait,
+        AVCaptureVideoOrientation::landscapeRight, AVCaptureVideoOrientation::portraitUpsideDown,
+        AVCaptureVideoOrientation::landscapeLeft};
+    return orientations.at(static_cast<std::size_t>(quarterTurns));
 }
 
 CGImagePropertyOrientation orientationAfter(int quarterTurns)

@@ -6,10 +6,13 @@
 
 namespace tamsel::engine {
 
-/// How many quarter turns clockwise bring stored pixels of one orientation into another: 0 to 3. Landscape right is
-/// one quarter turn from portrait, upside down two, landscape left three.
+/// How many quarter turns clockwise, 0 to 3, bring the stored pictures of a sensor upright for an interface. To portrait
+/// that is none from portrait, one from landscape right, two from upside down, three from landscape left.
 [[nodiscard]] int quarterTurns(
-    platform::AVCaptureVideoOrientation from, platform::AVCaptureVideoOrientation to);
+    platform::AVCaptureVideoOrientation sensor, platform::AVCaptureVideoOrientation interface);
+
+/// How a sensor is mounted whose stored pictures a number of quarter turns clockwise, 0 to 3, brings upright in portrait.
+[[nodiscard]] platform::AVCaptureVideoOrientation sensorUprightAfter(int quarterTurns);
 
 /// The orientation of a stored picture that a number of quarter turns clockwise, 0 to 3, brings upright.
 [[nodiscard]] platform::CGImagePropertyOrientation orientationAfter(int quarterTurns);

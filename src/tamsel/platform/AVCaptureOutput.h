@@ -13,7 +13,12 @@
 
 namespace tamsel::platform {
 
-/// The way up of the picture that a connection delivers.
+/// How a device is held when a picture is upright on it. The home side is the short side below the screen in portrait:
+/// - `portrait`: the home side is at the bottom;
+/// - `portraitUpsideDown`: at the top;
+/// - `landscapeRight`: at the right;
+/// - `landscapeLeft`: at the left.
+/// For a sensor it says how it is mounted: its stored pictures are upright while the device is held like this.
 enum class AVCaptureVideoOrientation : std::uint8_t {
     portrait = 1,
     portraitUpsideDown = 2,

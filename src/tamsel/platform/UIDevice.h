@@ -5,7 +5,8 @@
 
 namespace tamsel::platform {
 
-/// How the device is held.
+/// How the device is held. Home side (see `AVCaptureVideoOrientation`) at the right: `landscapeLeft`; at the left:
+/// `landscapeRight`. The names are those of the device's top, opposite to the other two enumerations.
 enum class UIDeviceOrientation : std::uint8_t {
     unknown = 0,
     portrait = 1,
@@ -16,7 +17,8 @@ enum class UIDeviceOrientation : std::uint8_t {
     faceDown = 6,
 };
 
-/// Which way up the application draws its interface.
+/// How the device is held when the application's interface is upright on it, by the home side as in
+/// `AVCaptureVideoOrientation`.
 enum class UIInterfaceOrientation : std::uint8_t {
     unknown = 0,
     portrait = 1,

@@ -196,8 +196,7 @@ TEST(FrameDelivery, TurnsPixelsAndMatrixToTheInterfaceOrientation)
         const std::byte* pixel = frame.imageBuffer()->pixel(0, 0);
         return Corner{std::to_integer<std::size_t>(pixel[0]), std::to_integer<std::size_t>(pixel[1])};
     };
-    OvriCaptureFrameUpdate frame
-        = frameAt(UIInterfaceOrientation::landscapeRight); // a quarter turn clockwise
+    OvriCaptureFrameUpdate frame = frameAt(UIInterfaceOrientation::landscapeLeft); // a quarter turn clockwise
     EXPECT_EQ(frame.imageBuffer()->width(), height);
     EXPECT_EQ(topLeft(frame).column, 0U);
     EXPECT_EQ(topLeft(frame).row, height - 1);
@@ -207,7 +206,7 @@ TEST(FrameDelivery, TurnsPixelsAndMatrixToTheInterfaceOrientation)
     EXPECT_EQ(frame.imageBuffer()->width(), width);
     EXPECT_EQ(topLeft(frame).column, width - 1);
     EXPECT_EQ(topLeft(frame).row, height - 1);
-    frame = frameAt(UIInterfaceOrientation::landscapeLeft);
+    frame = frameAt(UIInterfaceOrientation::landscapeRight);
     EXPECT_EQ(frame.imageBuffer()->height(), width);
     EXPECT_EQ(topLeft(frame).column, width - 1);
     EXPECT_EQ(topLeft(frame).row, 0U);

@@ -98,9 +98,9 @@ TEST(StillPhoto, CarriesItsWayUpAsATagFromThePreview)
 {
     const std::vector<std::pair<AVCaptureVideoOrientation, std::int64_t>> cases{
         {AVCaptureVideoOrientation::portrait, 1},
-        {AVCaptureVideoOrientation::landscapeRight, 6},
+        {AVCaptureVideoOrientation::landscapeRight, 8},
         {AVCaptureVideoOrientation::portraitUpsideDown, 3},
-        {AVCaptureVideoOrientation::landscapeLeft, 8},
+        {AVCaptureVideoOrientation::landscapeLeft, 6},
     };
     StillScreen screen;
     for (const auto& [orientation, tag] : cases) {

@@ -94,8 +94,8 @@ TEST(VideoRecording, KeepsEveryFrameAndTheSoundFromStartToStop)
 TEST(VideoRecording, TellsPlayersHowToTurnThePicture)
 {
     const std::vector<std::pair<UIInterfaceOrientation, int>> cases{{UIInterfaceOrientation::portrait, 0},
-        {UIInterfaceOrientation::landscapeRight, 1}, {UIInterfaceOrientation::portraitUpsideDown, 2},
-        {UIInterfaceOrientation::landscapeLeft, 3}};
+        {UIInterfaceOrientation::landscapeRight, 3}, {UIInterfaceOrientation::portraitUpsideDown, 2},
+        {UIInterfaceOrientation::landscapeLeft, 1}};
     for (const auto& [orientation, turns] : cases) {
         RecordingScreen screen;
         screen.phone.setInterfaceOrientation(orientation);

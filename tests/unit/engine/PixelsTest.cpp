@@ -54,16 +54,23 @@ TEST(TurnedPixels, StandWhereAClockwiseTurnBringsThem)
     }
 }
 
-TEST(TurnedPixels, TurnByTheDifferenceOfSensorAndConnection)
+// An arrow on the wall that points up; the device turns from portrait to each pose, its sensor with it.
+TEST(TurnedPixels, ComeUprightForEverySensorAndInterface)
 {
     using enum AVCaptureVideoOrientation;
-    EXPECT_EQ(engine::quarterTurns(portrait, portrait), 0);
-    EXPECT_EQ(engine::quarterTurns(portrait, landscapeRight), 1);
-    EXPECT_EQ(engine::quarterTurns(portrait, portraitUpsideDown), 2);
-    EXPECT_EQ(engine::quarterTurns(portrait, landscapeLeft), 3);
-    EXPECT_EQ(engine::quarterTurns(landscapeRight, portrait), 3);
-    EXPECT_EQ(engine::quarterTurns(landscapeLeft, landscapeRight), 2);
-    EXPECT_EQ(engine::quarterTurns(landscapeLeft, landscapeLeft), 0);
+    // By how many quarter turns clockwise the device is turned from portrait, so that the home side is where it is.
+    const std::array<std::pair<AVCaptureVideoOrientation, int>, 4> poses{
+        {{portrait, 0}, {landscapeLeft, 1}, {portraitUpsideDown, 2}, {landscapeRight, 3}}};
+    for (const auto& [sensor, mount] : poses) {
+        EXPECT_EQ(
+            engine::quarterTurns(engine::sensorUprightAfter((4 - mount) % 4), portrait), (4 - mount) % 4);
+        for (const auto& [interface, held] : poses) {
+            // The stored picture shows the scene turned against the device, from the pose in which it is upright.
+            const int arrowPointsTo = (mount - held + 4) % 4; // 0 up, 1 right, 2 down, 3 left
+            EXPECT_EQ((arrowPointsTo + engine::quarterTurns(sensor, interface)) % 4, 0)
+                << mount << " " << held;
+        }
+    }
 }
 
 TEST(BufferPools, HandOutAFixedNumberAndTakeBackWhatComesLate)
