@@ -83,9 +83,10 @@ void VideoDataOutput::postDrop(const Receiver& receiver, FrameTicket ticket, Dro
             ticket.settle(FrameLedger::Outcome::gated);
             return;
         }
+        ticket.setDropCause(cause);
         CMSampleBuffer dropped(nullptr, nullptr, std::move(ticket));
         delegate->captureOutputDidDropSampleBuffer(dropped);
-        dropped.settle(FrameLedger::Outcome::dropped, cause);
+        dropped.settle(FrameLedger::Outcome::dropped);
     });
 }
 

@@ -20,6 +20,7 @@ void VideoFrameHandler::captureOutputDidDropSampleBuffer(platform::CMSampleBuffe
         sampleBuffer.settle(platform::FrameLedger::Outcome::gated);
         return;
     }
+    sampleBuffer.settle(platform::FrameLedger::Outcome::dropped);
     completion_(CameraError::videoFrameError().reported("AVCaptureSession", platform_));
 }
 

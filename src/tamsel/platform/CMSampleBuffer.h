@@ -31,10 +31,7 @@ public:
     }
 
     /// Says what became of the frame.
-    void settle(FrameLedger::Outcome outcome, DropCause cause = DropCause::noReceiver)
-    {
-        ticket_.settle(outcome, cause);
-    }
+    void settle(FrameLedger::Outcome outcome) { ticket_.settle(outcome); }
 
 private:
     std::shared_ptr<CVPixelBuffer> imageBuffer_;

@@ -47,16 +47,23 @@ FrameTicket::FrameTicket(std::shared_ptr<FrameLedger> ledger) : ledger_(std::mov
 FrameTicket& FrameTicket::operator=(FrameTicket&& other) noexcept
 {
     if (this != &other) {
-        settle(FrameLedger::Outcome::dropped, DropCause::noReceiver);
+        abandon();
         ledger_ = std::move(other.ledger_);
+        cause_ = other.cause_;
     }
     return *this;
 }
 
-void FrameTicket::settle(FrameLedger::Outcome outcome, DropCause cause)
+void FrameTicket::settle(FrameLedger::Outcome outcome)
 {
     if (const std::shared_ptr<FrameLedger> ledger = std::move(ledger_))
-        ledger->count(outcome, cause);
+        ledger->count(outcome, cause_);
+}
+
+void FrameTicket::abandon()
+{
+    setDropCause(DropCause::noReceiver);
+    settle(FrameLedger::Outcome::dropped);
 }
 
 } // namespace tamsel::platform

@@ -66,15 +66,22 @@ public:
 
     /// Opens an entry: the frame counts as produced.
     explicit FrameTicket(std::shared_ptr<FrameLedger> ledger);
-    FrameTicket(FrameTicket&& other) noexcept : ledger_(std::move(other.ledger_)) { }
+    FrameTicket(FrameTicket&& other) noexcept : ledger_(std::move(other.ledger_)), cause_(other.cause_) { }
     FrameTicket& operator=(FrameTicket&& other) noexcept;
-    ~FrameTicket() { settle(FrameLedger::Outcome::dropped, DropCause::noReceiver); }
+    ~FrameTicket() { abandon(); }
 
-    /// Closes the entry. A settled ticket ignores it.
-    void settle(FrameLedger::Outcome outcome, DropCause cause = DropCause::noReceiver);
+    /// Why the frame is dropped if it is settled as dropped; without this call nobody was left to receive it.
+    void setDropCause(DropCause cause) { cause_ = cause; }
+
+    /// Closes the entry. A settled ticket ignores it. Settle a ticket before you report what became of the frame, so
+    /// that a client that reads the ledger in its callback finds that frame counted.
+    void settle(FrameLedger::Outcome outcome);
 
 private:
+    void abandon();
+
     std::shared_ptr<FrameLedger> ledger_;
+    DropCause cause_ = DropCause::noReceiver;
 };
 
 } // namespace tamsel::platform

@@ -147,8 +147,10 @@ TEST(FrameLedgers, CloseTheirSumAlsoWhileFramesFlow)
             FrameTicket ticket(ledger);
             if ((number + offset) % 3 == 0)
                 ticket.settle(FrameLedger::Outcome::delivered);
-            else if ((number + offset) % 3 == 1)
-                ticket.settle(FrameLedger::Outcome::dropped, DropCause::late);
+            else if ((number + offset) % 3 == 1) {
+                ticket.setDropCause(DropCause::late);
+                ticket.settle(FrameLedger::Outcome::dropped);
+            }
         }
     };
     std::jthread one(produce, 0);
