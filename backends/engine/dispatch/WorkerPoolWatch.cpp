@@ -36,7 +36,9 @@ void WorkerPool::keepWatch(bool isUrgent)
 
 void WorkerPool::setWatchTimer(std::chrono::nanoseconds delay) const
 {
-    const itimerspec value{.it_interval = {}, .it_value = {.tv_sec = 0, .tv_nsec = delay.count()}};
+    const auto whole = std::chrono::floor<std::chrono::seconds>(delay);
+    const itimerspec value{
+        .it_interval = {}, .it_value = {.tv_sec = whole.count(), .tv_nsec = (delay - whole).count()}};
     timerfd_settime(watchTimer_, 0, &value, nullptr);
 }
 
