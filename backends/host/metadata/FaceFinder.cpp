@@ -28,18 +28,40 @@ constexpr double greatestScale = 2;
 constexpr double certain = 0.2;
 constexpr double certainOtherwiseTurned = 0.5;
 
+/// libyuv scales with positions of 16.16 bits, and reads and writes elsewhere beyond this.
+constexpr int longestSide = 32'767;
+
 double scaleFor(const LumaPicture& picture, double workingArea)
 {
-    return std::min(
-        greatestScale, std::sqrt(workingArea / (static_cast<double>(picture.width) * picture.height)));
+    const double longest = std::max(picture.width, picture.height);
+    return std::min({greatestScale, longestSide / longest,
+        std::sqrt(workingArea / (static_cast<double>(picture.width) * picture.height))});
 }
 
-LumaPicture scaled(const LumaPicture& picture, double scale)
+LumaPicture emptyPicture(int width, int height)
 {
-    LumaPicture result;
-    result.width = std::max(1, static_cast<int>(std::lround(picture.width * scale)));
-    result.height = std::max(1, static_cast<int>(std::lround(picture.height * scale)));
-    result.pixels.resize(static_cast<std::size_t>(result.width) * static_cast<std::size_t>(result.height));
+    return {width, height,
+        std::vector<std::uint8_t>(static_cast<std::size_t>(width) * static_cast<std::size_t>(height))};
+}
+
+/// Every second, third… line and column, so that neither side is longer than what libyuv takes.
+LumaPicture thinned(const LumaPicture& picture)
+{
+    const int across = (picture.width + longestSide - 1) / longestSide;
+    const int down = (picture.height + longestSide - 1) / longestSide;
+    LumaPicture result = emptyPicture(picture.width / across, picture.height / down);
+    for (int y = 0; y < result.height; ++y) {
+        for (int x = 0; x < result.width; ++x)
+            result.row(y)[x] = picture.row(y * down)[x * across];
+    }
+    return result;
+}
+
+LumaPicture scaled(const LumaPicture& picture, int width, int height)
+{
+    if (std::max(picture.width, picture.height) > longestSide)
+        return scaled(thinned(picture), width, height);
+    LumaPicture result = emptyPicture(width, height);
     libyuv::ScalePlane(picture.pixels.data(), picture.width, picture.width, picture.height,
         result.pixels.data(), result.width, result.width, result.height, libyuv::kFilterBox);
     return result;
@@ -117,7 +139,10 @@ std::vector<FoundFace> FaceFinder::look(
     if (!detector_)
         detector_ = std::make_unique<Detector>();
     quarterTurns &= 3;
-    const LumaPicture shown = scaled(picture, scaleFor(picture, workingArea));
+    const double scale = scaleFor(picture, workingArea);
+    const auto side
+        = [scale](int length) { return std::max(1, static_cast<int>(std::lround(length * scale))); };
+    const LumaPicture shown = scaled(picture, side(picture.width), side(picture.height));
     const View view = turned(shown, quarterTurns);
     std::vector<FoundFace> faces;
     for (const dlib::rect_detection& detection : detector_->detect(view, leastConfidence)) {

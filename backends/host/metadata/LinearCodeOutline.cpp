@@ -232,8 +232,9 @@ bool LinearCodeOutline::hasQuietZones(const LumaPicture& picture, double part) c
         lightest = std::max(lightest, at(along));
     }
     const int threshold = (darkest + lightest) / 2;
+    // A tightly cropped picture ends within the zone. What lies beyond its edge says nothing against the code.
     const auto isLight
-        = [&](double along) { return along >= 0 && along < lines.length() && at(along) >= threshold; };
+        = [&](double along) { return along < 0 || along >= lines.length() || at(along) >= threshold; };
     for (double distance = 2; distance < part * length; ++distance) {
         if (!isLight(start.along - distance) || !isLight(end.along + distance))
             return false;

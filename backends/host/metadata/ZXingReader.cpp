@@ -43,10 +43,12 @@ std::optional<Symbology> symbologyOf(ZXing::BarcodeFormat format)
     return std::nullopt;
 }
 
-/// A PDF417 symbol of which one end was not found is read all the same; the corners there are the zeros they were made with.
+/// A PDF417 symbol of which one end was not found is read all the same. Both corners there are at one place: zeros, which
+/// the library turns and moves with the others.
 bool lacksCorners(const ZXing::Position& position)
 {
-    return std::ranges::count(position, ZXing::PointI{}) > 1;
+    return position[0] == position[1] || position[1] == position[2] || position[2] == position[3]
+        || position[3] == position[0] || position[0] == position[2] || position[1] == position[3];
 }
 
 } // namespace
