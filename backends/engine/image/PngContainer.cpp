@@ -97,10 +97,11 @@ void PngContainer::readChunks()
         }
         const Chunk chunk{at, at + headSize + length + checksumSize, file_.subspan(at + headSize, length)};
         const auto is = [&](std::string_view type) { return holdsText(file_, at + 4, type); };
-        if (is("IHDR") && !size_ && length >= 8)
+        if (is("IHDR") && !size_ && length >= 8) {
             size_ = {.width = number32(chunk.data, 0, ByteOrder::big),
                 .height = number32(chunk.data, 4, ByteOrder::big)};
-        else if (is("IDAT") && pictureBegin_ == 0)
+            headerEnd_ = chunk.end;
+        } else if (is("IDAT") && pictureBegin_ == 0)
             pictureBegin_ = at;
         else if (is("eXIf") && !exifChunk_)
             exifChunk_ = chunk;
@@ -154,8 +155,9 @@ std::expected<std::vector<Splice>, Error> PngContainer::replaceExif(const std::v
     append(data, changedExif(changes));
     if (data.size() > std::numeric_limits<std::int32_t>::max())
         return std::unexpected(Error{.localizedDescription = "the EXIF of the PNG file has no room"});
-    Splice chunk{.begin = exifChunk_ ? exifChunk_->begin : pictureBegin_,
-        .end = exifChunk_ ? exifChunk_->end : pictureBegin_,
+    // Directly behind the header: a new chunk among those of an animation keeps some readers from opening it.
+    Splice chunk{.begin = exifChunk_ ? exifChunk_->begin : headerEnd_,
+        .end = exifChunk_ ? exifChunk_->end : headerEnd_,
         .bytes = {}};
     appendPngChunk(chunk.bytes, "eXIf", data);
     std::vector<Splice> result;

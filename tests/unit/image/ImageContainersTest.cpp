@@ -176,7 +176,7 @@ TEST(PngRewriting, ReplacesTheChunkOrPutsItBeforeThePicture)
             << "the checksum";
     }
     const Bytes before = png({gamma});
-    EXPECT_TRUE(differInOnePlace(before, rewritten(before), placeOf(before, "IDAT") - 4, 0));
+    EXPECT_TRUE(differInOnePlace(before, rewritten(before), placeOf(before, "gAMA") - 4, 0)) << "behind IHDR";
     EXPECT_EQ(errorOf(bytesOf("\x89PNG\r\n\x1A\n")), "the PNG file has no picture");
 }
 
