@@ -65,8 +65,8 @@ TEST(HostLocationGpsd, KeepsTheLastWholeFix)
 {
     const Speaker daemon([](int turn) {
         return once(turn,
-            banner + report(2, 1) + report(3, 2) + report(2, 3) + report(3, 4, "eph") + report(3, 5, "altMSL")
-                + report(3, 6, "time") + report(3, 7, "lat") + report(1, 8)
+            banner + report(2, 1) + report(3, 2) + report(2, 3) + report(3, 4, "eph") + report(3, 91)
+                + report(3, 5, "altMSL") + report(3, 6, "time") + report(3, 7, "lat") + report(1, 8)
                 + "{\"class\":\"TPV\",\"mode\":3}\r\nnonsense\r\n{\"class\":\"SKY\",\"hdop\":\r\n"
                 + "{\"class\":\"ATT\",\"heading\":4.5}\r\n{\"class\":\"ATT\",\"yaw\":7}\r\n" + report(2, 9)
                 + "{\"class\":\"ATT\",\"heading\":5.5}\r\n");

@@ -17,12 +17,18 @@ struct GpsdReports::Data {
 
 namespace {
 
+// Metres: below the deepest trench, and the height of the satellites.
+constexpr double lowestPlace = -12'000;
+constexpr double highestPlace = 20'200'000;
+
 std::optional<CLLocation> locationFrom(const gps_fix_t& fix)
 {
-    const std::array values{fix.latitude, fix.longitude, fix.altMSL, fix.eph};
-    const bool isWhole = std::ranges::all_of(values, [](double value) { return std::isfinite(value); })
-        && fix.time.tv_sec > 0;
-    if (fix.mode != MODE_3D || !isWhole)
+    // False for what is not a number.
+    const auto isWithin
+        = [](double value, double least, double most) { return value >= least && value <= most; };
+    const bool isPlace = isWithin(fix.latitude, -90, 90) && isWithin(fix.longitude, -180, 180)
+        && isWithin(fix.altMSL, lowestPlace, highestPlace) && fix.eph >= 0 && std::isfinite(fix.eph);
+    if (fix.mode != MODE_3D || !isPlace || fix.time.tv_sec <= 0)
         return std::nullopt;
     return CLLocation{.latitude = fix.latitude,
         .longitude = fix.longitude,
