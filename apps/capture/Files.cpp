@@ -3,9 +3,12 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+
+#include <unistd.h>
 
 namespace tamsel::capture {
 
@@ -45,18 +48,25 @@ bool writeStraight(std::span<const std::byte> content, const std::string& file)
 /// A new file in place of the old one, or nothing: an image may be written over the one that it was made from.
 bool replaceFile(std::span<const std::byte> content, const std::filesystem::path& file)
 {
-    const std::string partial = file.string() + ".partial";
-    std::error_code error;
-    if (!writeStraight(content, partial)) {
-        const int reason = errno;
-        std::filesystem::remove(partial, error);
-        errno = reason;
+    // A name of its own: a file that somebody has put there, or another writer, is never touched.
+    std::string partial = file.string() + ".XXXXXX";
+    const int descriptor = ::mkstemp(partial.data());
+    if (descriptor < 0)
         return false;
-    }
+    ::close(descriptor);
+    std::error_code error;
     const std::filesystem::file_status old = std::filesystem::status(file, error);
-    std::filesystem::permissions(partial, old.permissions(), error);
-    std::filesystem::rename(partial, file, error);
-    return !error;
+    if (writeStraight(content, partial)) {
+        std::filesystem::permissions(partial, old.permissions(), error);
+        std::filesystem::rename(partial, file, error);
+        if (!error)
+            return true;
+        errno = error.value();
+    }
+    const int reason = errno;
+    std::filesystem::remove(partial, error);
+    errno = reason;
+    return false;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "AssetCommand.h"
 #include "CaptureCommand.h"
+#include "CaptureFolder.h"
 #include "DetectCommand.h"
 #include "Environment.h"
 #include "FramesCommand.h"
@@ -13,9 +14,15 @@
 #include "StatusCommand.h"
 #include "StillCommand.h"
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 namespace tamsel::capture {
 
@@ -54,11 +61,42 @@ ExitStatus listDevices(const Options& options, Environment& environment)
     return ExitStatus::done;
 }
 
+/// An output that is also an input, by whatever name or link.
+std::optional<std::string> overwrittenInput(const Options& options)
+{
+    if (options.command == Command::repair)
+        return std::nullopt; // works on the file itself
+    const CaptureFolder folder(options.capture.folder);
+    std::vector<std::string> outputs{options.outputFile, options.contactSheet.value_or(""),
+        options.detect.annotated.value_or(""), options.motion.plot.value_or("")};
+    if (options.command == Command::capture)
+        outputs.insert(outputs.end(),
+            {folder.still(), folder.film(), folder.contactSheet(), folder.plot(), folder.events(),
+                folder.page()});
+    const std::array inputs{options.file, options.back.value_or(""), options.front.value_or(""),
+        options.motion.logFile.value_or(""), options.record.microphone.value_or("")};
+    for (const std::string& output : outputs) {
+        const bool isInput = std::ranges::any_of(inputs, [&](const std::string& input) {
+            std::error_code error;
+            return std::filesystem::is_regular_file(input, error)
+                && std::filesystem::equivalent(input, output, error);
+        });
+        if (isInput)
+            return output;
+    }
+    return std::nullopt;
+}
+
 ExitStatus run(std::span<const char* const> arguments)
 {
     auto options = parseOptions(arguments);
     if (!options) {
         std::fprintf(stderr, "tamsel-capture: %s\n", options.error().c_str());
+        return ExitStatus::unusable;
+    }
+    if (const auto file = overwrittenInput(*options)) {
+        std::fprintf(
+            stderr, "tamsel-capture: %s is an input of this command: choose another output\n", file->c_str());
         return ExitStatus::unusable;
     }
     if (options->command == Command::help) {
@@ -126,7 +164,15 @@ ExitStatus run(std::span<const char* const> arguments)
 int main(int argumentCount, char** arguments)
 {
     using namespace tamsel::capture;
-    std::signal(SIGPIPE, SIG_IGN); // who stops reading is told about where something is written
+    // A reader that ends and a limit of file size show as errors of a write.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    // These wait until there is a session that they can move to the background and back.
+    sigset_t later;
+    sigemptyset(&later);
+    sigaddset(&later, SIGUSR1);
+    sigaddset(&later, SIGUSR2);
+    sigprocmask(SIG_BLOCK, &later, nullptr);
     const ExitStatus status = run({arguments + 1, static_cast<std::size_t>(argumentCount - 1)});
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return static_cast<int>(status);

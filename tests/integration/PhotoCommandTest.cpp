@@ -82,6 +82,30 @@ TEST(StillCommand, TellsTheCameraAndTheWayUp)
         exif(photo, "-FileType -Model -Flash -GPSAltitude"), "JPEG\nSimulated phone facing back\n9\n0\n");
 }
 
+TEST(PhotoCommands, NeverTouchTheirInputsOrFilesOfOthers)
+{
+    const ScratchFolder folder;
+    const std::string photo = folder.file("photo.jpg");
+    const std::string link = folder.file("link.jpg");
+    const std::string clip = folder.file("clip.mp4");
+    std::filesystem::copy_file(testData("image/generated_exif_6.jpg"), photo);
+    std::filesystem::copy_file(testData("video/generated_card.mp4"), clip);
+    std::filesystem::create_symlink(photo, link);
+    const auto before = std::pair(readFile(photo), readFile(clip));
+    for (const std::string& arguments : {"image " + photo + " " + link, "album " + link + " " + photo,
+             "detect " + photo + " --annotate " + photo, "thumbnail " + clip + " " + clip,
+             "--back " + clip + " still " + clip}) {
+        const Outcome refused = outcomeOf(arguments);
+        EXPECT_EQ(refused.status, 2) << arguments;
+        EXPECT_EQ(count(refused.errors, "is an input of this command"), 1U) << arguments;
+    }
+    EXPECT_EQ(std::pair(readFile(photo), readFile(clip)), before);
+    writeFile(photo + ".partial", "precious");
+    EXPECT_EQ(outcomeOf("--back test:64x48@60 still " + photo).status, 0);
+    EXPECT_EQ(readFile(photo + ".partial"), "precious");
+    EXPECT_NE(readFile(photo), before.first);
+}
+
 TEST(StillCommand, SaysWhatIsMissingAndRefusesWhatIsWrong)
 {
     const ScratchFolder folder;
@@ -223,18 +247,19 @@ TEST(AlbumCommand, WritesWhatItCannotChangeAsItIs)
     EXPECT_EQ(outcomeOf("album " + album + "generated_grey.jpg").status, 2);
 }
 
-TEST(AlbumCommand, ReplacesItsOwnInputAsAWholeOrNotAtAll)
+TEST(AlbumCommand, ReplacesAFileAsAWholeOrNotAtAll)
 {
     const ScratchFolder folder;
     const std::string file = folder.file("photo.jpg");
+    const std::string result = folder.file("result.jpg");
     writeFile(file, jpegFile(slopes(64, 64), 1));
-    const std::string before = readFile(file);
-    const CommandResult cut = runCommand("(ulimit -f 1; trap '' XFSZ; " + captureProgram() + " album " + file
-        + " " + file + " >/dev/null 2>&1); echo $?; ls " + folder.file("") + " | wc -l");
-    EXPECT_EQ(cut.output, "1\n1\n");
-    EXPECT_TRUE(readFile(file) == before);
-    EXPECT_EQ(outcomeOf("album " + file + " " + file).status, 0);
-    EXPECT_EQ(exif(file, "-Model"), "Linux photo album\n");
+    writeFile(result, "precious");
+    const CommandResult cut = runCommand("(ulimit -f 1; " + captureProgram() + " album " + file + " " + result
+        + " >/dev/null 2>&1); echo $?; ls " + folder.file("") + " | wc -l");
+    EXPECT_EQ(cut.output, "1\n2\n");
+    EXPECT_EQ(readFile(result), "precious");
+    EXPECT_EQ(outcomeOf("album " + file + " " + result).status, 0);
+    EXPECT_EQ(exif(result, "-Model"), "Linux photo album\n");
 }
 
 TEST(AlbumCommand, TellsThePicturesOwnOrientation)
