@@ -39,6 +39,9 @@ function(tamsel_library name)
     target_compile_features(${name} PUBLIC cxx_std_23)
     add_library(Tamsel::${component} ALIAS ${name})
     tamsel_compile_options(${name})
+    # Rules that compare with a limit must not depend on the processor: a product and a sum that are fused round once
+    # instead of twice. No public header computes with floating-point products, so clients need not do the same.
+    target_compile_options(${name} PRIVATE -ffp-contract=off)
     if(TAMSEL_PRECOMPILE)
         tamsel_precompiled_headers(${name})
     endif()

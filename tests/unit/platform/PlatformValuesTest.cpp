@@ -22,8 +22,9 @@ TEST(AffineTransforms, AreInvertedWhereThatIsPossible)
     const CGAffineTransform turned{0, 1, -1, 0, 360, 20};
     EXPECT_EQ(CGAffineTransformInvert(turned), (CGAffineTransform{0, -1, 1, 0, -20, 360}));
     EXPECT_EQ(CGAffineTransformInvert(CGAffineTransformInvert(turned)), turned);
-    for (const CGAffineTransform& odd : {CGAffineTransform{1, 2, 2, 4, 5, 6}, CGAffineTransform{.a = 0},
-             CGAffineTransform{.a = std::numeric_limits<double>::infinity()}})
+    for (const CGAffineTransform& odd :
+        {CGAffineTransform{1, 2, 2, 4, 5, 6}, CGAffineTransform{0.1, 0.3, 0.1, 0.3, 1, 1},
+            CGAffineTransform{.a = 0}, CGAffineTransform{.a = std::numeric_limits<double>::infinity()}})
         EXPECT_EQ(CGAffineTransformInvert(odd), odd);
 }
 
