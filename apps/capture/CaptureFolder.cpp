@@ -73,7 +73,7 @@ bool CaptureFolder::makeRoom(const Options& options, Console& console) const
     }
     const std::array files{still(), film(), contactSheet(), plot(), events(), page()};
     return std::ranges::all_of(files, [&](const auto& file) {
-        return mayWrite(file, options.capture.overwrites, options, console);
+        return mayWrite(file, options.capture.overwrites, console);
     }) && std::ranges::all_of(files, [&](const auto& file) { return takeAway(file, console); });
 }
 

@@ -103,8 +103,7 @@ void RecordCommand::record()
 ExitStatus RecordCommand::run()
 {
     ReplacedRecording replaced(options_.outputFile);
-    if (!mayWrite(options_.outputFile, options_.record.overwrites, options_, console_)
-        || !replaced.putAside(console_))
+    if (!mayWrite(options_.outputFile, options_.record.overwrites, console_) || !replaced.putAside(console_))
         return ExitStatus::unusable;
     const SourceType source = options_.source();
     manager_ = OvriSourceManager::create({source}, options_.sessionPreset(),

@@ -43,18 +43,9 @@ bool wentWell(const files::path& file, const std::error_code& error, Console& co
     return !error;
 }
 
-bool isRead(const std::string& file, const Options& options)
-{
-    return std::ranges::any_of(
-        std::array{options.back, options.front, options.record.microphone}, [&](const auto& input) {
-            std::error_code error;
-            return input && files::equivalent(*input, file, error);
-        });
-}
-
 } // namespace
 
-bool mayWrite(const std::string& file, bool overwrites, const Options& options, Console& console)
+bool mayWrite(const std::string& file, bool overwrites, Console& console)
 {
     const bool isKilled = isThere(host::recoveryFileOf(file));
     if (!isKilled && !isThere(file))
@@ -63,8 +54,6 @@ bool mayWrite(const std::string& file, bool overwrites, const Options& options, 
     const files::file_type kind = files::symlink_status(file, error).type();
     if (host::isBeingRecorded(file))
         console.fail(file + " is being recorded");
-    else if (isRead(file, options))
-        console.fail(file + " is an input of this session");
     else if (!overwrites)
         console.fail(file
             + (isKilled ? " is what a killed recording has left: repair completes it, --overwrite replaces it"

@@ -2,7 +2,6 @@
 
 #include "Console.h"
 #include "Environment.h"
-#include "Options.h"
 
 #include <tamsel/platform/FrameLedger.h>
 
@@ -12,9 +11,8 @@
 
 namespace tamsel::capture {
 
-/// False, and told, when something is there that may not, or cannot, be replaced; so it is with what a session reads.
-[[nodiscard]] bool mayWrite(
-    const std::string& file, bool overwrites, const Options& options, Console& console);
+/// False, and reported, when something is there that may not, or cannot, be replaced.
+[[nodiscard]] bool mayWrite(const std::string& file, bool overwrites, Console& console);
 
 /// Removes a file, and what a killed recording has left beside it. False, and told, when that cannot be.
 [[nodiscard]] bool takeAway(const std::string& file, Console& console);

@@ -160,8 +160,8 @@ TEST(RecordCommand, LosesNoFileForARecordingThatDoesNotCome)
     std::filesystem::copy_file(sample(), file);
     const std::string record = " record '" + file + "' --overwrite --seconds 0.5";
     refused("--back test:64x48@30" + record + " --encoder nope", "nope");
-    refused("--back '" + file + "'" + record, "is an input of this session");
-    refused("--back test:64x48@30" + record + " --microphone '" + file + "'", "is an input of this session");
+    refused("--back '" + file + "'" + record, "is an input of this command");
+    refused("--back test:64x48@30" + record + " --microphone '" + file + "'", "is an input of this command");
     EXPECT_EQ(readFile(file), readFile(sample()));
 
     const std::string pipe = folder.file("pipe");
