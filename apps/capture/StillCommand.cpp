@@ -1,6 +1,7 @@
 #include "StillCommand.h"
 
 #include "Sample.h"
+#include "SessionErrors.h"
 #include "StillPreparation.h"
 #include "limits.h"
 
@@ -36,12 +37,10 @@ void StillCommand::sourceManagerDidGetSample(
     waiter_.wake();
 }
 
-void StillCommand::sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/, const SourceError& error)
+void StillCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error)
 {
-    const auto* cameraError = std::get_if<CameraError>(&error);
-    if (!cameraError || cameraError->kind() == CameraError::Case::videoFrameError)
-        return; // a frame less does not matter here
-    console_.fail(*cameraError);
+    if (!tellIfOver(console_, manager, error))
+        return;
     hasEnded_ = true;
     waiter_.wake();
 }
@@ -58,7 +57,7 @@ void StillCommand::takeStill()
         return;
     turnPreview(*view_, options_.interfaceOrientation);
     waitForLocation(options_, environment_, waiter_, console_);
-    if (waiter_.isInterrupted())
+    if (waiter_.isInterrupted() || hasEnded_)
         return;
     tellWhatIsMissing(options_, environment_, console_);
     manager_->captureStillImage(OvriImageSource::photo, settingsFor(options_.still));

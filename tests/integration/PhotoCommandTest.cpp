@@ -130,6 +130,10 @@ TEST(StillCommand, SaysWhatIsMissingAndRefusesWhatIsWrong)
         EXPECT_EQ(count(refused.errors, "\n"), 1U) << wrong << ": " << refused.errors;
         EXPECT_EQ(refused.output, "");
     }
+    still = outcomeOf("--back lavfi:testsrc2=s=64x48:r=50:d=0.02 still " + photo);
+    EXPECT_EQ(still.status, 1);
+    EXPECT_EQ(count(still.errors, "the camera was lost"), 1U) << still.errors;
+    EXPECT_EQ(count(still.errors, "did not come"), 0U) << still.errors;
     still = outcomeOf("--back test:64x48@60 still " + folder.file("no/such/folder.jpg"));
     EXPECT_EQ(still.status, 1);
     EXPECT_EQ(count(still.errors, "\n"), 1U);
