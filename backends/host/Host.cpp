@@ -210,6 +210,10 @@ struct Host::Parts {
 
     ~Parts()
     {
+        for (const HostCamera& camera : cameras) {
+            if (camera.abandon)
+                camera.abandon(); // a worker may wait for an input that is being opened
+        }
         detection.end(); // hands over to queues, which ask for it until they are gone
         dispatch.reset(); // from here on nobody else calls the drivers
         for (const HostCamera& camera : cameras)

@@ -61,7 +61,8 @@ std::expected<HostCamera, platform::Error> makeHostCamera(
             [node, calls = services.systemCalls] { return inputAccess(node, R_OK | W_OK, calls); }};
     }
     const auto camera = std::make_shared<MovieCamera>(input, position, services);
-    return HostCamera{camera, [camera] { return camera->access(); }, camera->clock()};
+    return HostCamera{
+        camera, [camera] { return camera->access(); }, camera->clock(), [camera] { camera->abandon(); }};
 }
 
 } // namespace tamsel::host

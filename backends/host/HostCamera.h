@@ -24,6 +24,8 @@ struct HostCamera {
     std::function<InputAccess()> access;
     /// Of a file that is played; absent for other inputs.
     std::shared_ptr<const PlaybackClock> clock = nullptr;
+    /// Ends every wait for the input, now and from now on. Thread-safe; absent for inputs that never wait.
+    std::function<void()> abandon = nullptr;
 };
 
 /// What the drivers of the host stand on; all of it outlives them.

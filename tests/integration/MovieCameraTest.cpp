@@ -1,9 +1,11 @@
 #include "support/HostScreen.h"
+#include "support/Loopback.h"
 #include "support/Media.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <thread>
 
@@ -242,10 +244,38 @@ TEST(MovieCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
         EXPECT_EQ(counts.produced, 10U + 1U) << input;
     }
 
+    // Neither is a host kept by a server that sends a byte now and then.
+    {
+        std::atomic<int> turns = 0;
+        const Speaker server([&](int) {
+            ++turns;
+            return std::string("\n");
+        });
+        HostScreen waiting("tcp://127.0.0.1:" + std::to_string(server.port()));
+        ASSERT_TRUE(waiting.start());
+        ASSERT_TRUE(waiting.runUntil([&] { return turns > 2; }));
+    }
+
     // A stream without an end is left at once.
     HostScreen endless("lavfi:testsrc2=s=64x48:r=100");
     ASSERT_TRUE(endless.start());
     ASSERT_TRUE(endless.runUntil([&] { return endless.client->count > 2; }));
+}
+
+TEST(MovieCamera, OpensNoOtherFileThanTheOneThatIsNamed)
+{
+    const ScratchFolder folder;
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=50:d=0.2 -c:v mpeg2video", folder.file("clip.ts")));
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48 -frames:v 3", folder.file("img%03d.png")));
+    writeFile(folder.file("list.ffconcat"), "ffconcat version 1.0\nfile clip.ts\n");
+    writeFile(folder.file("list.m3u8"),
+        "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:0.2,\nclip.ts\n#EXT-X-ENDLIST\n");
+    const platform::CGSize size{64, 48};
+    for (const char* list : {"list.ffconcat", "list.m3u8", "img%03d.png"})
+        EXPECT_NE(host::Host::probe(folder.file(list)).value_or(platform::CGSize{}), size) << list;
+    std::filesystem::rename(folder.file("img001.png"), folder.file("img%03d.png"));
+    EXPECT_EQ(host::Host::probe(folder.file("img%03d.png")), (platform::CGSize{64, 48}))
+        << "a file of that name";
 }
 
 TEST(MovieCamera, FollowsTheApplicationAndPauseAndResume)

@@ -27,6 +27,14 @@ InputAccess MovieCamera::access() const
     return movieAccess(input_);
 }
 
+void MovieCamera::abandon()
+{
+    const std::lock_guard lock(guard_);
+    isAbandoned_ = true;
+    if (isCancelled_)
+        *isCancelled_ = true;
+}
+
 engine::CameraDescription MovieCamera::description() const
 {
     const std::lock_guard lock(guard_);
@@ -35,8 +43,13 @@ engine::CameraDescription MovieCamera::description() const
 
 std::expected<void, Error> MovieCamera::open()
 {
-    isCancelled_ = std::make_shared<std::atomic<bool>>(false);
-    auto opened = MovieReader::open(input_, isCancelled_);
+    const auto isCancelled = std::make_shared<std::atomic<bool>>(false);
+    {
+        const std::lock_guard lock(guard_);
+        *isCancelled = isAbandoned_;
+        isCancelled_ = isCancelled;
+    }
+    auto opened = MovieReader::open(input_, isCancelled);
     if (!opened)
         return std::unexpected(std::move(opened.error()));
     reader_ = std::move(*opened);

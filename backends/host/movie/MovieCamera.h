@@ -23,6 +23,8 @@ public:
     [[nodiscard]] engine::CameraDescription description() const override;
     [[nodiscard]] bool isPresent() const override { return access() != InputAccess::absent; }
     [[nodiscard]] InputAccess access() const;
+    /// See `HostCamera::abandon`.
+    void abandon();
     [[nodiscard]] std::expected<void, platform::Error> open() override;
     void close() override;
     [[nodiscard]] std::expected<void, platform::Error> start(
@@ -38,11 +40,12 @@ private:
     const bool repeats_;
     const DriverServices services_;
     const std::shared_ptr<PlaybackClock> clock_ = std::make_shared<PlaybackClock>();
-    mutable std::mutex guard_; ///< of the description
+    mutable std::mutex guard_; ///< of the next three
     engine::CameraDescription description_;
+    std::shared_ptr<std::atomic<bool>> isCancelled_;
+    bool isAbandoned_ = false;
 
     std::unique_ptr<MovieReader> reader_; ///< opened and not yet played
-    std::shared_ptr<std::atomic<bool>> isCancelled_;
     std::shared_ptr<MoviePlayback> playback_;
 };
 

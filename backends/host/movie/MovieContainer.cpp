@@ -48,23 +48,25 @@ Source sourceOf(const std::string& input)
     return {.url = input};
 }
 
-/// The names of all formats that hold a recording of their own, as the libraries want them.
-const std::string& recordingFormats()
+/// They name other files or addresses.
+constexpr std::array<std::string_view, 10> lists{
+    "concat", "concatf", "hls", "dash", "imf", "webm_dash_manifest", "sdp", "rtsp", "lavfi", "image2pipe"};
+/// They show pictures and texts as a video.
+constexpr std::array<std::string_view, 10> stills{
+    "tty", "bin", "xbin", "adf", "idf", "image2", "ffmetadata", "alias_pix", "brender_pix", "txd"};
+
+/// The names of the formats that a file may have, as the libraries want them.
+std::string formatsOfFiles(MovieFormats formats)
 {
-    static const std::string& names = *new std::string([] { // never destroyed
-        constexpr std::array<std::string_view, 18> others{"tty", "bin", "xbin", "adf", "idf", "image2",
-            "image2pipe", "concat", "concatf", "hls", "dash", "imf", "webm_dash_manifest", "ffmetadata",
-            "alias_pix", "brender_pix", "lavfi", "txd"};
-        std::string result;
-        void* position = nullptr;
-        while (const AVInputFormat* format = av_demuxer_iterate(&position)) {
-            const std::string_view name = format->name;
-            if (!name.ends_with("_pipe") && std::ranges::find(others, name) == others.end())
-                result.append(result.empty() ? "" : ",").append(name);
-        }
-        return result;
-    }());
-    return names;
+    std::string result;
+    void* position = nullptr;
+    while (const AVInputFormat* format = av_demuxer_iterate(&position)) {
+        const std::string_view name = format->name;
+        const bool isStill = name.ends_with("_pipe") || std::ranges::find(stills, name) != stills.end();
+        if (std::ranges::find(lists, name) == lists.end() && (formats == MovieFormats::any || !isStill))
+            result.append(result.empty() ? "" : ",").append(name);
+    }
+    return result;
 }
 
 int interrupt(void* opaque)
@@ -117,12 +119,16 @@ std::expected<MovieContainer, Error> openMovie(
     if (source.isDevice)
         opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be left
     const AVInputFormat* inputFormat = source.format;
+    AVDictionary* options = nullptr;
+    // Of a file nothing else is opened: neither what a list names, nor the files of a pattern.
+    if (kind == MovieKind::file || formats == MovieFormats::recordings) {
+        opened->format_whitelist = av_strdup(formatsOfFiles(formats).c_str());
+        av_dict_set(&options, "pattern_type", "none", 0);
+    }
     if (formats == MovieFormats::recordings) {
-        opened->format_whitelist = av_strdup(recordingFormats().c_str());
         if (av_match_ext(input.c_str(), "mjpeg,mjpg") != 0)
             inputFormat = av_find_input_format("mjpeg"); // which begins as a picture does
     }
-    AVDictionary* options = nullptr;
     if (kind == MovieKind::stream && !source.isDevice)
         av_dict_set(&options, "rw_timeout", networkTimeout, 0);
     if (source.isDevice && std::string_view(source.format->name) == "pulse")
@@ -130,7 +136,8 @@ std::expected<MovieContainer, Error> openMovie(
     const int code = avformat_open_input(&opened, source.url.c_str(), inputFormat, &options);
     av_dict_free(&options);
     if (code < 0) { // the context is freed by then
-        const bool isRefused = formats == MovieFormats::recordings && code == AVERROR(EINVAL);
+        const bool isRefused
+            = (kind == MovieKind::file || formats == MovieFormats::recordings) && code == AVERROR(EINVAL);
         return failure(input, isRefused ? "holds no video of its own" : messageOf(code), code);
     }
     MovieContainer container(opened);
