@@ -203,6 +203,27 @@ TEST(CodeReader, FindsEachKindTurnedAndMirroredWithCornersOfItsOwn)
     }
 }
 
+TEST(CodeReader, FindsCodesThatFillTheirPictureAndThoseInLongStrips)
+{
+    for (const char* name : {"code128", "code39", "code93", "interleaved2of5"}) {
+        const LumaPicture whole = symbol(name);
+        const Quadrilateral ink = inkOf(whole);
+        LumaPicture cropped = plain(static_cast<int>(ink[1].x - ink[0].x) + 4, whole.height / 3);
+        draw(cropped, whole, 2 - static_cast<int>(ink[0].x), -whole.height / 3);
+        const CodeReader reader(allBarcodes());
+        EXPECT_EQ(searchCodes(reader, cropped).size(), 1U) << name;
+        EXPECT_EQ(textsOf(searchCodes(reader, cropped)), textsOf(searchCodes(reader, whole))) << name;
+    }
+    // Turned as a whole, a strip would need a picture of its length squared. Its pieces overlap by what a code may cover.
+    const std::vector<host::PictureArea> pieces = host::piecesOf({5, 7, 165, 15'000});
+    EXPECT_EQ(pieces.front().top, 7);
+    EXPECT_EQ(pieces.back().bottom, 15'000);
+    for (std::size_t index = 0; index < pieces.size(); ++index) {
+        EXPECT_LE(host::viewSize(pieces[index], {.degrees = 45}), 13 * 160 * 160);
+        EXPECT_TRUE(index == 0 || pieces[index].top == pieces[index - 1].bottom - 160);
+    }
+}
+
 TEST(CodeReader, FindsCodesThatLeanAndAreSmall)
 {
     const CodeReader reader(allBarcodes());

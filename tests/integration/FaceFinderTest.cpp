@@ -89,6 +89,15 @@ void expectAt(const std::vector<FoundFace>& found, const std::vector<FaceBounds>
     }
 }
 
+TEST(FaceFinder, LooksAtPicturesWithSidesThatItsLibrariesDoNotTake)
+{
+    FaceFinder finder;
+    for (const auto& [width, height] : {std::pair(20, 40'000), std::pair(40'000, 20), std::pair(1, 70'000)}) {
+        for (int quarterTurns = 0; quarterTurns < 2; ++quarterTurns)
+            EXPECT_TRUE(finder.find(plain(width, height), quarterTurns).empty());
+    }
+}
+
 TEST(FaceFinder, PlacesAreThoseOfTheStoredPictureWhicheverWayItIsShown)
 {
     // Not square, and nothing in it is in the middle.

@@ -25,6 +25,8 @@ constexpr int middleSize = 640;
 constexpr double shortestBars = 6;
 /// In pixels, all closer looks at one picture together: bounds what a frame takes.
 constexpr std::int64_t closerLookLimit = 400'000;
+/// In pixels; a strip that is turned needs far more than it has itself.
+constexpr std::int64_t largestView = 4 * closerLookLimit;
 /// In degrees.
 constexpr double noticeableLean = 8;
 /// In degrees; what is less disturbs no reading.
@@ -253,6 +255,8 @@ void CodeReader::lookCloser(const LumaPicture& picture, std::vector<FoundCode>& 
         for (const auto& [area, tilt] : tilted) {
             const double scale = isEnlarged ? enlargement(area) : 1;
             const auto size = static_cast<std::int64_t>(static_cast<double>(area.size()) * scale * scale);
+            if (viewSize(area, {.scale = scale, .degrees = -tilt}) > largestView)
+                continue;
             if (size > left || (isEnlarged && scale == 1) || isThere(found, middleOf(area)))
                 continue;
             left -= size;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 namespace tamsel::host {
 
@@ -52,9 +53,11 @@ public:
     [[nodiscard]] bool isOver() const { return busyAreas(picture_).empty(); }
     void look(PictureArea area, ViewAngle angle)
     {
-        PictureView view(picture_, area, angle);
-        view.picture() = evened(view.picture());
-        add(seenIn(view, reader_.read(view.picture())), angle);
+        for (const PictureArea& piece : angle.degrees == 0 ? std::vector{area} : piecesOf(area)) {
+            PictureView view(picture_, piece, angle);
+            view.picture() = evened(view.picture());
+            add(seenIn(view, reader_.read(view.picture())), angle);
+        }
     }
     /// What was seen from an angle.
     void add(std::vector<FoundCode> codes, ViewAngle angle)

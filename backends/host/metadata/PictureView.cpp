@@ -34,7 +34,44 @@ std::uint8_t sampled(const LumaPicture& picture, std::int64_t x, std::int64_t y)
     return static_cast<std::uint8_t>((top * (256 - partY) + bottom * partY) >> 16);
 }
 
+struct ViewSides {
+    int width;
+    int height;
+};
+
+ViewSides sidesOf(PictureArea area, ViewAngle angle)
+{
+    const double turn = angle.degrees * std::numbers::pi / 180;
+    const auto reach = [&](double along, double across) {
+        const double pixels
+            = (std::abs(along * std::cos(turn)) + std::abs(across * std::sin(turn))) * angle.scale;
+        return std::max(1, static_cast<int>(std::ceil(pixels)));
+    };
+    return {reach(area.width(), area.height()), reach(area.height(), area.width())};
+}
+
 } // namespace
+
+std::int64_t viewSize(PictureArea area, ViewAngle angle)
+{
+    const ViewSides sides = sidesOf(area, angle);
+    return std::int64_t{sides.width} * sides.height;
+}
+
+std::vector<PictureArea> piecesOf(PictureArea area)
+{
+    const bool isLevel = area.width() > area.height();
+    const int across = isLevel ? area.height() : area.width();
+    const int end = isLevel ? area.right : area.bottom;
+    std::vector<PictureArea> pieces;
+    for (int begin = isLevel ? area.left : area.top;; begin += 3 * across) {
+        const int pieceEnd = std::min(end, begin + 4 * across);
+        pieces.push_back(isLevel ? PictureArea{begin, area.top, pieceEnd, area.bottom}
+                                 : PictureArea{area.left, begin, area.right, pieceEnd});
+        if (pieceEnd == end)
+            return pieces;
+    }
+}
 
 PictureView::PictureView(const LumaPicture& picture, PictureArea area, ViewAngle angle)
     : middle_{(area.left + area.right) / 2.0, (area.top + area.bottom) / 2.0}
@@ -42,12 +79,9 @@ PictureView::PictureView(const LumaPicture& picture, PictureArea area, ViewAngle
     const double turn = angle.degrees * std::numbers::pi / 180;
     const double cosine = std::cos(turn);
     const double sine = std::sin(turn);
-    const auto reach = [&](double along, double across) {
-        return static_cast<int>(
-            std::ceil((std::abs(along * cosine) + std::abs(across * sine)) * angle.scale));
-    };
-    view_.width = std::max(1, reach(area.width(), area.height()));
-    view_.height = std::max(1, reach(area.height(), area.width()));
+    const ViewSides sides = sidesOf(area, angle);
+    view_.width = sides.width;
+    view_.height = sides.height;
     view_.pixels.resize(static_cast<std::size_t>(view_.width) * static_cast<std::size_t>(view_.height));
     viewMiddle_ = {view_.width / 2.0, view_.height / 2.0};
     const double mirror = angle.isMirrored ? -1 : 1;

@@ -2,7 +2,9 @@
 
 #include <host/metadata/LumaPicture.h>
 
+#include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace tamsel::host {
 
@@ -31,6 +33,12 @@ private:
     PicturePoint down_;
     LumaPicture view_;
 };
+
+/// Pixels of such a view. Turned by 45 degrees, a strip needs far more of them than it has itself.
+[[nodiscard]] std::int64_t viewSize(PictureArea area, ViewAngle angle);
+
+/// A strip cut across into pieces up to four times as long as wide, which overlap by their width; any other area whole.
+[[nodiscard]] std::vector<PictureArea> piecesOf(PictureArea area);
 
 /// How far the edges in an area are turned from the upright and the level, in degrees, counterclockwise, -45 to 45: that of a
 /// code in it. Absent when they have no common direction, as in noise.
