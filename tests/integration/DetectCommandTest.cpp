@@ -97,11 +97,6 @@ std::array<double, 2> uprightPoint(std::array<double, 2> stored, int orientation
     return orientation >= 5 ? std::array{y, x} : std::array{x, y};
 }
 
-double distance(std::array<double, 2> one, std::array<double, 2> other)
-{
-    return std::max(std::abs(one[0] - other[0]), std::abs(one[1] - other[1]));
-}
-
 std::uint32_t colourAt(const Pixels& picture, std::array<double, 2> place)
 {
     return picture.at(std::min(static_cast<int>(place[0] * picture.width), picture.width - 1),
@@ -161,40 +156,18 @@ TEST(DetectCommand, FindsAllCodesOfASheetOrTheKindsThatAreAskedFor)
     EXPECT_EQ(outcomeOf("--json detect --kinds aztec '" + fixture("sheet") + "'").output, "");
 }
 
-TEST(DetectCommand, ReadsWhatIsTurnedOrMirrored)
-{
-    const ScratchFolder folder;
-    for (const Symbol& symbol : {symbols[3], symbols[5], symbols[10], symbols[12]}) {
-        const Pixels stored = pixelsOf(fixture(symbol.kind));
-        const Corners before
-            = cornersOf(outcomeOf("--json detect '" + fixture(symbol.kind) + "'").output, symbol);
-        for (int orientation = 1; orientation <= 8; ++orientation) {
-            const std::string file = folder.file("turned.png");
-            writeFile(file, pngFile(uprightPicture(stored, orientation)));
-            const Outcome found = outcomeOf("--json detect '" + file + "'");
-            ASSERT_EQ(count(found.output, told(symbol)), 1U) << orientation << " " << found.output;
-            const Corners after = cornersOf(found.output, symbol);
-            for (const auto& corner : before) {
-                const auto place = uprightPoint(corner, orientation);
-                EXPECT_TRUE(std::ranges::any_of(
-                    after, [&](const auto& other) { return distance(place, other) < 0.03; }))
-                    << symbol.kind << " " << orientation << " " << found.output;
-            }
-        }
-    }
-}
-
 TEST(DetectCommand, TellsPlacesInTheStoredPictureAndDrawsThemIntoTheUprightOne)
 {
     const ScratchFolder folder;
     const Pixels stored = pixelsOf(fixture("sheet"));
-    for (const int orientation : {1, 3, 6, 7}) {
+    const std::string untagged = outcomeOf("--json detect '" + fixture("sheet") + "'").output;
+    for (const int orientation : {3, 6, 7}) {
         const std::string file = folder.file("stored.png");
         const std::string drawn = folder.file("drawn.png");
         writeFile(file, pngFile(stored, orientation));
         const Outcome found = outcomeOf("--json detect '" + file + "' --annotate '" + drawn + "'");
         EXPECT_EQ(found.status, 0) << found.errors;
-        EXPECT_EQ(found.output, outcomeOf("--json detect '" + fixture("sheet") + "'").output);
+        EXPECT_EQ(found.output, untagged);
         const Pixels picture = pixelsOf(drawn);
         const Pixels upright = uprightPicture(stored, orientation);
         ASSERT_EQ(picture.width, upright.width);
@@ -324,10 +297,7 @@ TEST(DetectCommand, FindsAFaceUprightAndWhereverTheExifDataSaysItIsUp)
     const Outcome none = outcomeOf("--json detect --faces '" + fixture("sheet") + "'");
     EXPECT_EQ(none.status, 0);
     EXPECT_EQ(none.output, "");
-    for (const char* both : {"--faces --kinds all", "--kinds all --faces"})
-        EXPECT_EQ(
-            count(outcomeOf(std::string("--json detect ") + both + " '" + portrait + "'").output, "face"), 1U)
-            << both;
+    EXPECT_EQ(count(outcomeOf("--json detect --kinds all --faces '" + portrait + "'").output, "face"), 1U);
 }
 #endif
 

@@ -143,24 +143,32 @@ TEST(MovieCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
         const char* name;
         std::array<int, 3> blueGreenRed;
     };
-    ScratchFolder folder;
-    for (const Colour& colour : {Colour{"0xff0000", {0, 0, 255}}, {"0x0000ff", {255, 0, 0}},
-             {"0x00ff00", {0, 255, 0}}, {"0xffffff", {255, 255, 255}}, {"0x2060c0", {0xC0, 0x60, 0x20}}}) {
-        for (const char* encoding : {"out_color_matrix=bt709:out_range=tv,format=yuv420p -colorspace bt709",
-                 "out_color_matrix=bt601:out_range=tv,format=yuv420p -colorspace smpte170m",
-                 "out_color_matrix=bt2020:out_range=tv,format=yuv420p -colorspace bt2020nc",
-                 "out_color_matrix=bt709:out_range=pc,format=yuv420p -colorspace bt709 -color_range pc",
-                 "out_color_matrix=bt601:out_range=tv,format=yuv444p -colorspace smpte170m",
-                 "out_color_matrix=bt709:out_range=tv,format=yuv422p10le -colorspace bt709",
-                 "out_color_matrix=bt601:out_range=tv,format=yuv420p"}) {
-            const std::string file = folder.file("colour.mkv");
-            ASSERT_TRUE(makeVideo("-f lavfi -i color=c=" + std::string(colour.name)
-                    + ":s=854x46:r=100:d=0.03,format=gbrp -vf scale=" + encoding + " -c:v ffv1",
-                file));
-            HostScreen screen(file);
-            const std::vector<SeenFrame> frames = screen.collect(1);
-            ASSERT_GE(frames.size(), 1U);
-            for (const auto& pixel : {frames[0].middle, frames[0].last}) {
+    // One frame of each.
+    const std::array colours{Colour{"0xff0000", {0, 0, 255}}, Colour{"0x0000ff", {255, 0, 0}},
+        Colour{"0x00ff00", {0, 255, 0}}, Colour{"0xffffff", {255, 255, 255}},
+        Colour{"0x2060c0", {0xC0, 0x60, 0x20}}};
+    std::string frames;
+    for (const Colour& colour : colours)
+        frames += "color=c=" + std::string(colour.name) + ":s=854x46:r=100:d=0.01,format=gbrp[c"
+            + std::to_string(&colour - colours.data()) + "];";
+    const std::string input
+        = "-f lavfi -i \"" + frames + "[c0][c1][c2][c3][c4]concat=n=5\" -vf settb=1/100,setpts=N,scale=";
+    const ScratchFolder folder;
+    for (const char* encoding : {"out_color_matrix=bt709:out_range=tv,format=yuv420p -colorspace bt709",
+             "out_color_matrix=bt601:out_range=tv,format=yuv420p -colorspace smpte170m",
+             "out_color_matrix=bt2020:out_range=tv,format=yuv420p -colorspace bt2020nc",
+             "out_color_matrix=bt709:out_range=pc,format=yuv420p -colorspace bt709 -color_range pc",
+             "out_color_matrix=bt601:out_range=tv,format=yuv444p -colorspace smpte170m",
+             "out_color_matrix=bt709:out_range=tv,format=yuv422p10le -colorspace bt709",
+             "out_color_matrix=bt601:out_range=tv,format=yuv420p"}) {
+        const std::string file = folder.file("colour.mkv");
+        ASSERT_TRUE(makeVideo(input + encoding + " -c:v ffv1", file));
+        HostScreen screen(file);
+        const std::vector<SeenFrame> seen = screen.collect(5);
+        ASSERT_GE(seen.size(), 5U);
+        for (std::size_t index = 0; index < 5; ++index) {
+            const Colour& colour = colours.at(seen[index].sequence % 5);
+            for (const auto& pixel : {seen[index].middle, seen[index].last}) {
                 for (std::size_t channel = 0; channel < 3; ++channel)
                     EXPECT_NEAR(pixel[channel], colour.blueGreenRed[channel], 4)
                         << colour.name << " " << encoding;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -74,7 +75,7 @@ void offerFrames(DetectionStream& stream, std::uint64_t first)
     const CVPixelBuffer pixels(8, 8);
     for (std::uint64_t number = first; number < first + framesOfAStart; ++number) {
         stream.offer({.pixels = pixels, .quarterTurns = 0, .captureTime = {}, .sequence = number});
-        if (number % 16 == 0)
+        if (number % 256 == 0)
             std::this_thread::yield();
     }
 }
@@ -112,7 +113,7 @@ TEST(DetectionThreads, KeepTheOrderWhileStartsEndAndDelegatesChange)
         if (driver.joinable())
             driver.join();
         while (second.use_count() > 1 || first.use_count() > 1) // items hold them
-            std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         batches += receiver->batches;
     }
     EXPECT_GE(batches, 40) << "the first frame of each second start, where its delegate stays";
