@@ -47,6 +47,11 @@ IosCamera::IosCamera(Private, CameraConfiguration configuration, Platform& platf
 IosCamera::~IosCamera()
 {
     platform_.notificationCenter.removeObserver(this);
+    if (!isTornDown_)
+        return;
+    // Nobody is left to hand these stills over; one that was finished in time has kept its camera until then.
+    for (std::size_t count = inProgressPhotoCaptureDelegates_.size(); count > 0; --count)
+        tellStillFailed();
 }
 
 void IosCamera::receiveFrames()
@@ -170,6 +175,7 @@ void IosCamera::tearDown(Completion completion)
     }
     for (const std::shared_ptr<AVCaptureInput>& input : captureSession_->inputs())
         captureSession_->removeInput(input);
+    isTornDown_ = true;
     if (completion)
         completion();
 }

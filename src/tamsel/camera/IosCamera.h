@@ -124,6 +124,7 @@ private:
     std::shared_ptr<platform::AVCaptureMetadataOutput> metadataOutput_;
     /// The captures under way, by the numbers of their settings.
     std::map<std::int64_t, std::shared_ptr<PhotoCaptureProcessor>> inProgressPhotoCaptureDelegates_;
+    bool isTornDown_ = false;
 
     // Read on the client's thread, by `pause`, `resume` and `captureStillImage`, while the set-up may be writing them.
     mutable std::mutex guard_;

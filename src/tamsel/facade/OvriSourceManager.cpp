@@ -182,10 +182,35 @@ std::shared_ptr<Camera> OvriSourceManager::camera() const
 void OvriSourceManager::setCamera(std::shared_ptr<Camera> camera)
 {
     std::shared_ptr<const FrameLedger> ledger = camera ? camera->frameLedger() : nullptr;
-    const std::lock_guard lock(guard_);
-    camera_.swap(camera); // the earlier camera goes with the argument, after the lock
-    if (ledger)
-        frameLedger_.swap(ledger);
+    std::vector<WhenCameraStopped> stopped;
+    {
+        const std::lock_guard lock(guard_);
+        if (!camera)
+            stopped.swap(whenCameraStopped_);
+        camera_.swap(camera); // the earlier camera goes with the argument, after the lock
+        if (ledger)
+            frameLedger_.swap(ledger);
+    }
+    for (WhenCameraStopped& callback : stopped)
+        post(std::move(callback));
+}
+
+void OvriSourceManager::whenCameraStopped(WhenCameraStopped callback)
+{
+    {
+        const std::lock_guard lock(guard_);
+        if (camera_) {
+            whenCameraStopped_.push_back(std::move(callback));
+            return;
+        }
+    }
+    post(std::move(callback));
+}
+
+void OvriSourceManager::post(WhenCameraStopped callback)
+{
+    responseQueue_->async(whileAlive(weak_from_this(),
+        [callback = std::move(callback)](OvriSourceManager& /*self*/) mutable { callback(); }));
 }
 
 FrameCounts OvriSourceManager::frameCounts() const

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -124,7 +125,15 @@ public:
     /// be read never ends, so its reader stays.
     [[nodiscard]] std::shared_ptr<AssetProcessor> assetProcessor() const;
 
-    /// What became of the frames of the latest camera session, also after its end; all zero before the first.
+    using WhenCameraStopped = std::move_only_function<void()>;
+    /// Calls back once, on the response queue and never inside this call: as soon as no camera is held, which is at once when
+    /// there is none. That is the moment to start another one after `stopCameraSession`. It stops nothing itself, so it
+    /// waits for as long as a camera is held, also for one that a stop has left as it was. The manager keeps the callback
+    /// until then, so hold the manager weakly in it; when the manager goes first, it is not called. It must not be empty.
+    void whenCameraStopped(WhenCameraStopped callback);
+
+    /// What became of the frames of the latest camera session, also after its end; all zero before the first. A client that
+    /// reads it while it is told of a frame, or of the loss of one, finds that frame counted.
     [[nodiscard]] platform::FrameCounts frameCounts() const;
 
 private:
@@ -140,6 +149,7 @@ private:
         bool videoRecordingEnabled, const platform::UIView* view);
     [[nodiscard]] std::shared_ptr<Camera> camera() const;
     void setCamera(std::shared_ptr<Camera> camera);
+    void post(WhenCameraStopped callback);
     void deliver(const platform::AVMetadataObjects& objects);
     void startAssetSession(const std::shared_ptr<platform::AVAsset>& asset);
     void setAssetProcessor(std::shared_ptr<AssetProcessor> processor);
@@ -161,6 +171,7 @@ private:
     // and nothing released, while it is held.
     mutable std::mutex guard_;
     std::shared_ptr<Camera> camera_;
+    std::vector<WhenCameraStopped> whenCameraStopped_;
     std::shared_ptr<AssetProcessor> assetProcessor_;
     std::shared_ptr<const platform::FrameLedger> frameLedger_;
     std::weak_ptr<OvriSourceToSession> delegate_;

@@ -44,14 +44,19 @@ public:
 
     /// Starts the source; results go to the delegate, which is held weakly (an empty one clears it). Fails only for a
     /// camera, with `noPermission` or `cameraRestricted`; every other failure comes to the delegate.
+    /// A camera takes the place of the one before, which is not stopped but let go of: a still that it was asked for may end
+    /// without a sample and an error, and a movie that it records is finished, but its file does not come.
     /// The view, which is the caller's to keep, shows the preview of a camera in a sublayer that is called "CameraPreview";
     /// without one there is no preview, and no still. Once a camera runs, `cameraDidBecomeVisibleNotification` is posted.
     virtual std::expected<void, CameraError> startSession(const SourceType& type,
         std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
         std::shared_ptr<platform::UIView> previewView)
         = 0;
-    /// Stops the running camera for good. One that does not run stays, and gets no frames before
-    /// `resumeCamera`.
+    /// Stops the running camera for good. The stop ends a moment later and then lets go of whatever camera is held: one that
+    /// is started before that is lost without an error. `OvriSourceManager::whenCameraStopped` tells when it has ended.
+    /// A camera that does not run stays. While it is paused, lost or in the background it gets no frames before
+    /// `resumeCamera`; while it is still being started it runs all the same, and its frames come, unless the start was almost
+    /// done: then they come after `resumeCamera`, too.
     virtual void stopCameraSession() = 0;
     /// `stopCameraSession`, and the end of both motion verdicts.
     virtual void stopAllSessions() = 0;
@@ -61,7 +66,8 @@ public:
     /// Asks for one still image, which comes to the delegate as a sample. While a recording is the latest source: its image
     /// at 1/60 s as a PNG file, stored way up, made on the calling thread, empty when there is none; the arguments do not
     /// count. Otherwise the camera's, with its metadata, or a `captureImageFailed`; the sample carries `source`, and without
-    /// settings the product's apply. Nothing without a camera.
+    /// settings the product's apply. Nothing without a camera, before `isCameraActive`, or when another camera is started
+    /// before the still is finished.
     virtual void captureStillImage(
         platform::OvriImageSource source, const std::optional<platform::TamselCameraSettings>& settings)
         = 0;
@@ -100,7 +106,8 @@ public:
     /// microphone. One recording at a time: a further start changes nothing. The file comes to the delegate once, when the
     /// recording has ended, by `stopVideoRecording`, a pause, the background, a lost device, a full disk or whatever else;
     /// what could not be recorded is a file that is shorter, or not there. After `stopCameraSession` it is finished and comes
-    /// no more. A camera that does not run answers with a `captureImageFailed`. Nothing without a camera.
+    /// no more, nor after the start of another camera. A camera that does not run answers with a `captureImageFailed`. Nothing
+    /// without a camera, and perhaps before `isCameraActive`.
     virtual void startVideoRecording(const std::filesystem::path& videoUrl) = 0;
     /// The file comes to the delegate a moment later.
     virtual void stopVideoRecording() = 0;
