@@ -1,5 +1,6 @@
 #include "contract/PlatformUnderTest.h"
 
+#include <tamsel/camera/VideoFrameHandler.h>
 #include <tamsel/platform/AVCaptureSession.h>
 
 #include <gtest/gtest.h>
@@ -315,6 +316,30 @@ TEST_P(CaptureContract, TellsEachFrameThatFindsNoBufferOnceAndKeepsWhatWasKept)
     const auto kept = std::exchange(session.receiver->kept, {});
     test.reset(); // the platform ends before what the client keeps
     EXPECT_NE(kept.front()->pixel(0, 0), nullptr);
+}
+
+TEST_P(CaptureContract, CountsALostFrameBeforeItsLossIsReported)
+{
+    Session session(*test);
+    session.add();
+    const auto ledger = session.session->frameLedger();
+    const auto handler = std::make_shared<VideoFrameHandler>(test->platform());
+    std::vector<VideoFrameHandler::Result> kept;
+    std::atomic<std::uint64_t> losses = 0;
+    handler->setCompletion([&](VideoFrameHandler::Result result) {
+        if (std::holds_alternative<CameraError>(result)) {
+            const FrameCounts counts = ledger->counts();
+            EXPECT_EQ(counts.dropped(), ++losses);
+            EXPECT_EQ(counts.droppedBy[static_cast<std::size_t>(DropCause::noReceiver)], 0U);
+        }
+        kept.push_back(std::move(result));
+    });
+    handler->setIsActive(true);
+    session.output->setSampleBufferDelegate(handler, session.queue);
+    session.session->startRunning();
+    EXPECT_TRUE(test->runUntil([&] { return losses >= 5; }));
+    session.session->stopRunning();
+    session.drain();
 }
 
 INSTANTIATE_TEST_SUITE_P(
