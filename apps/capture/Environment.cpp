@@ -178,6 +178,14 @@ float tone(double seconds)
     return static_cast<float>(0.25 * std::sin(2 * std::numbers::pi * 440 * seconds));
 }
 
+std::expected<std::unique_ptr<HostEnvironment>, std::string> makeHost(host::HostConfiguration configuration)
+{
+    auto environment = std::make_unique<HostEnvironment>(std::move(configuration));
+    if (std::string problem = environment->host().problem(); !problem.empty())
+        return std::unexpected(std::move(problem));
+    return environment;
+}
+
 std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options& options)
 {
     host::HostConfiguration configuration{.motionLog = options.motion.log};
@@ -190,7 +198,7 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
     if (options.command == Command::capture || options.command == Command::status)
         configuration.writeReport = [](std::string_view) { }; // the command tells its errors itself
     if (!options.needsCameras())
-        return std::make_unique<HostEnvironment>(std::move(configuration));
+        return makeHost(std::move(configuration));
     if (options.command == Command::detect) {
         configuration.writeReport = configuration.writeLine;
         configuration.backCamera = host::HostInput{.input = options.file, .repeats = false};
@@ -228,9 +236,11 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
             return std::unexpected(probed.error().localizedDescription);
         (*input)->presentationDimensions = *probed;
     }
-    auto environment = std::make_unique<HostEnvironment>(std::move(configuration));
-    environment->host().setDeviceOrientation(options.deviceOrientation);
-    environment->host().setInterfaceOrientation(options.interfaceOrientation);
+    auto environment = makeHost(std::move(configuration));
+    if (environment) {
+        (*environment)->host().setDeviceOrientation(options.deviceOrientation);
+        (*environment)->host().setInterfaceOrientation(options.interfaceOrientation);
+    }
     return environment;
 }
 

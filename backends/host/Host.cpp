@@ -200,7 +200,7 @@ struct Host::Parts {
             .authorization = [this](AVMediaType type) { return authorization(type); },
             .microphone = makeMicrophone(),
             .metadata = {.detector = std::make_shared<HostDetector>(HostDetector::Effort::live),
-                .queue = [this] { return detection.queue(); },
+                .queue = [this] { return detectionQueue(); },
                 .tell = [this](const Error& error) { lines.writeLine(error.localizedDescription); }},
             .bufferCount = configuration.bufferCount,
         });
@@ -247,6 +247,13 @@ struct Host::Parts {
             return std::move(*microphone);
         lines.writeLine(microphone.error().localizedDescription);
         return nullptr;
+    }
+
+    /// On a thread of its own, or beside everything else when the system has none left.
+    [[nodiscard]] std::shared_ptr<DispatchQueue> detectionQueue()
+    {
+        std::shared_ptr<DispatchQueue> queue = detection.queue();
+        return queue ? queue : dispatch->makeSerialQueue("detection");
     }
 
     [[nodiscard]] AVAuthorizationStatus authorization(AVMediaType type) const
@@ -362,6 +369,11 @@ void Host::enterBackground()
 void Host::enterForeground()
 {
     parts_->application.enterForeground();
+}
+
+std::string Host::problem() const
+{
+    return parts_->dispatch->hasWorkers() ? "" : "the system has no thread left for this program";
 }
 
 std::string Host::locationProblem() const

@@ -1,5 +1,7 @@
 #include <host/ReaderThreads.h>
 
+#include <engine/dispatch/startThread.h>
+
 #include <utility>
 
 namespace tamsel::host {
@@ -10,7 +12,7 @@ ReaderThreads::~ReaderThreads()
         reader.thread.join();
 }
 
-void ReaderThreads::start(std::move_only_function<void()> body)
+std::expected<void, platform::Error> ReaderThreads::start(std::move_only_function<void()> body)
 {
     const std::lock_guard lock(guard_);
     readers_.remove_if([](Reader& reader) {
@@ -20,11 +22,15 @@ void ReaderThreads::start(std::move_only_function<void()> body)
         return true;
     });
     Reader& reader = readers_.emplace_back();
-    reader.thread = std::thread([&reader, body = std::move(body)]() mutable {
+    reader.thread = engine::startThread([&reader, body = std::move(body)]() mutable {
         body();
         body = nullptr;
         reader.hasEnded = true;
     });
+    if (reader.thread.joinable())
+        return {};
+    readers_.pop_back();
+    return std::unexpected(platform::Error{.localizedDescription = "no thread is left"});
 }
 
 } // namespace tamsel::host

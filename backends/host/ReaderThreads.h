@@ -1,6 +1,9 @@
 #pragma once
 
+#include <tamsel/platform/Error.h>
+
 #include <atomic>
+#include <expected>
 #include <functional>
 #include <list>
 #include <memory>
@@ -18,7 +21,8 @@ public:
     ReaderThreads(const ReaderThreads&) = delete;
     ReaderThreads& operator=(const ReaderThreads&) = delete;
 
-    void start(std::move_only_function<void()> body);
+    /// The error: the system has no thread left.
+    [[nodiscard]] std::expected<void, platform::Error> start(std::move_only_function<void()> body);
 
 private:
     struct Reader {

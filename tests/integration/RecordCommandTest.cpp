@@ -244,6 +244,34 @@ TEST(RecordCommand, FillsADiskWithAFileThatPlays)
     EXPECT_EQ(left, "out.mp4\n");
 }
 
+TEST(RecordCommand, WorksWithTheThreadsThatItGets)
+{
+    const ScratchFolder folder;
+    std::filesystem::permissions(folder.file(""), std::filesystem::perms::all);
+    // Of a user whom nobody else is; a limit does not bind the superuser.
+    const std::string limited
+        = "ASAN_OPTIONS=detect_leaks=0 timeout 60 setpriv --reuid 54321 --clear-groups prlimit --nproc=";
+    if (runCommand(limited + "1 true").status != 0)
+        GTEST_SKIP() << "only the superuser can run a program for somebody else";
+    const auto recordWith = [&](int threads) {
+        const std::string file = folder.file(std::to_string(threads) + ".mp4");
+        return runCommand("exec 2>&1; " + limited + std::to_string(threads) + " " + captureProgram()
+            + " --back test:320x240@30 record " + file + " --seconds 0.5 --microphone test:tone");
+    };
+    const CommandResult refused = recordWith(1);
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(refused.output, "tamsel-capture: the system has no thread left for this program\n");
+    for (const int threads : {2, 5}) {
+        const CommandResult recorded = recordWith(threads);
+        EXPECT_LE(recorded.status, 1) << threads << ": " << recorded.output;
+        const bool isHeard = !recorded.output.contains("test:tone: no thread is left");
+        EXPECT_EQ(recorded.status, isHeard ? 0 : 1) << threads << ": " << recorded.output;
+        const MovieProbe movie(folder.file(std::to_string(threads) + ".mp4"));
+        EXPECT_EQ(movie.decodingErrors, "") << threads;
+        EXPECT_EQ(movie.videoCodec, "h264");
+    }
+}
+
 TEST(RecordCommand, RecordsTheSimulatedPhone)
 {
     const ScratchFolder folder;

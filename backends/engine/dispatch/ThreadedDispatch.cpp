@@ -66,9 +66,9 @@ ThreadedDispatch::ThreadedDispatch(std::size_t workers)
       mainThread_(currentThreadNumber()),
       mainLoop_(std::make_shared<ThreadRunLoop>()),
       mainQueue_(std::make_shared<SerialQueue>("main", mainLoop_)),
-      globalQueue_(std::make_shared<GlobalQueue>(pool_))
+      globalQueue_(std::make_shared<GlobalQueue>(pool_)),
+      hasWorkers_(pool_->start())
 {
-    pool_->start();
 }
 
 ThreadedDispatch::~ThreadedDispatch()

@@ -25,6 +25,9 @@ public:
     ThreadedDispatch(const ThreadedDispatch&) = delete;
     ThreadedDispatch& operator=(const ThreadedDispatch&) = delete;
 
+    /// Otherwise the system had no thread left, and only the main queue runs.
+    [[nodiscard]] bool hasWorkers() const { return hasWorkers_; }
+
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeSerialQueue(std::string label) override;
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> mainQueue() override;
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> globalQueue() override;
@@ -50,6 +53,7 @@ private:
     const std::shared_ptr<ThreadRunLoop> mainLoop_;
     const std::shared_ptr<SerialQueue> mainQueue_;
     const std::shared_ptr<GlobalQueue> globalQueue_;
+    const bool hasWorkers_;
 };
 
 } // namespace tamsel::engine

@@ -1,6 +1,7 @@
 #include <engine/dispatch/WorkerPool.h>
 
 #include <engine/dispatch/parking.h>
+#include <engine/dispatch/startThread.h>
 
 #include <ctime>
 #include <sys/timerfd.h>
@@ -10,7 +11,6 @@
 #include <array>
 #include <cassert>
 #include <chrono>
-#include <system_error>
 #include <utility>
 
 namespace tamsel::engine {
@@ -63,12 +63,15 @@ WorkerPool::~WorkerPool()
     ::close(watchTimer_);
 }
 
-void WorkerPool::start()
+bool WorkerPool::start()
 {
-    for (std::size_t index = 0; index < baseWorkers_; ++index)
-        addWorker();
-    watcher_ = std::thread([this] { watch(); });
+    if (!addWorker())
+        return false;
+    watcher_ = startThread([this] { watch(); });
+    hasWatcher_ = watcher_.joinable();
+    for (std::size_t index = 1; index < baseWorkers_ && addWorker(); ++index) { }
     keepWatch(true); // nobody waits for the devices yet
+    return true;
 }
 
 void WorkerPool::stop()
@@ -79,7 +82,8 @@ void WorkerPool::stop()
         const std::lock_guard lock(watchGuard_);
         setWatchTimer(1ns);
     }
-    watcher_.join();
+    if (watcher_.joinable())
+        watcher_.join();
     std::vector<Worker*> parked;
     {
         const std::lock_guard lock(readyGuard_);
@@ -103,7 +107,8 @@ void WorkerPool::stop()
         queue->release()->discard();
 }
 
-void WorkerPool::addWorker()
+/// False when the system has no thread left.
+bool WorkerPool::addWorker()
 {
     const std::lock_guard lock(workersGuard_);
     std::erase_if(workers_, [](const std::unique_ptr<Worker>& worker) {
@@ -114,25 +119,25 @@ void WorkerPool::addWorker()
     });
     Worker& worker = *workers_.emplace_back(std::make_unique<Worker>());
     ++liveWorkers_;
-    try {
-        worker.thread = std::thread([this, &worker] {
-            currentWorker = &worker;
-            currentPool = this;
-            work(worker);
-            currentPool = nullptr;
-            --liveWorkers_;
-            worker.isDone = true;
-        });
-    } catch (const std::system_error&) {
-        // The system is out of threads: go on with those that there are.
+    worker.thread = startThread([this, &worker] {
+        currentWorker = &worker;
+        currentPool = this;
+        work(worker);
+        currentPool = nullptr;
         --liveWorkers_;
-        workers_.pop_back();
-    }
+        worker.isDone = true;
+    });
+    if (worker.thread.joinable())
+        return true;
+    --liveWorkers_;
+    workers_.pop_back();
+    return false;
 }
 
 void WorkerPool::schedule(SerialQueue& queue)
 {
-    if (currentPool != this || isStopping_.load(std::memory_order_relaxed)) {
+    if (currentPool != this || isStopping_.load(std::memory_order_relaxed)
+        || !hasWatcher_.load(std::memory_order_relaxed)) {
         pushShared(queue);
         return;
     }

@@ -16,7 +16,8 @@ namespace tamsel::engine {
 /// The threads that run ready queues. What an item hands over as its last act goes into its worker's own slot and is run
 /// next by the same thread, without a lock or a wake. Two idle workers wait on the poll set, so whoever sees a device's
 /// event also runs the queues that it leads to; the others are parked, because a parked thread is woken faster.
-/// A watcher looks after what an item that goes on for long holds up.
+/// A watcher looks after what an item that goes on for long holds up; where the system has no thread for it, items hand
+/// nothing to their own worker. Fewer workers than were asked for do the same, more slowly.
 class WorkerPool final : public QueueExecutor {
 public:
     static constexpr std::size_t maximumWorkers = 64;
@@ -26,7 +27,8 @@ public:
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
 
-    void start();
+    /// False when the system has no thread left: nothing will run.
+    [[nodiscard]] bool start();
     /// Ends and joins all threads and destroys what has not run. Never on a worker.
     void stop();
 
@@ -59,7 +61,7 @@ private:
         bool isForPoller = false;
     };
 
-    void addWorker();
+    bool addWorker();
     void work(Worker& worker);
     [[nodiscard]] SerialQueue* nextQueue(Worker& worker);
     void runQueue(Worker& worker, SerialQueue* queue);
@@ -111,6 +113,7 @@ private:
     /// The watcher sleeps on a timer that runs while the pool is in use.
     const int watchTimer_;
     std::mutex watchGuard_;
+    std::atomic<bool> hasWatcher_ = false;
     std::atomic<bool> isWatching_ = false;
     std::atomic<bool> isWatchUrgent_ = false;
     std::chrono::steady_clock::time_point lastMoved_;

@@ -33,9 +33,10 @@ platform::Error hear(HostNameLookup& lookup, const StopSignal& stop, GpsdReports
 
 } // namespace
 
-GpsdClient::GpsdClient(const GpsdAddress& address, ReaderThreads& readers, std::shared_ptr<GpsdNews> news)
+GpsdClient::GpsdClient(
+    const GpsdAddress& address, ReaderThreads& readers, const std::shared_ptr<GpsdNews>& news)
 {
-    readers.start([stop = stop_, news = std::move(news), address] {
+    const auto started = readers.start([stop = stop_, news, address] {
         HostNameLookup lookup(address);
         GpsdReports reports;
         do {
@@ -45,6 +46,8 @@ GpsdClient::GpsdClient(const GpsdAddress& address, ReaderThreads& readers, std::
             news->setProblem(error.localizedDescription);
         } while (stop->wait(-1, 0, pause) != StopSignal::Waited::raised);
     });
+    if (!started)
+        news->setProblem(started.error().localizedDescription);
 }
 
 GpsdClient::~GpsdClient()

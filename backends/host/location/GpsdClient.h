@@ -12,7 +12,7 @@ class ReaderThreads;
 /// Hears a daemon as long as it lives, on a thread of the readers, and tries again every second when there is none.
 class GpsdClient {
 public:
-    GpsdClient(const GpsdAddress& address, ReaderThreads& readers, std::shared_ptr<GpsdNews> news);
+    GpsdClient(const GpsdAddress& address, ReaderThreads& readers, const std::shared_ptr<GpsdNews>& news);
     /// Asks the thread to end, and does not wait for it.
     ~GpsdClient();
     GpsdClient(const GpsdClient&) = delete;

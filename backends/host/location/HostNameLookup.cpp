@@ -1,5 +1,7 @@
 #include <host/location/HostNameLookup.h>
 
+#include <engine/dispatch/startThread.h>
+
 #include <netdb.h>
 #include <poll.h>
 
@@ -55,14 +57,19 @@ Result HostNameLookup::addresses(const StopSignal& stop)
         return numeric;
     if (!pending_) {
         pending_ = std::make_shared<Request>();
-        std::thread([request = pending_, address = address_] {
+        std::thread thread = engine::startThread([request = pending_, address = address_] {
             Result result = lookUp(address, 0);
             {
                 const std::lock_guard lock(request->guard);
                 request->result = std::move(result);
             }
             request->done.raise();
-        }).detach();
+        });
+        if (!thread.joinable()) {
+            pending_ = nullptr;
+            return std::unexpected(Error{"no thread is left to look the name's address up"});
+        }
+        thread.detach();
     }
     if (stop.wait(pending_->done.descriptor(), POLLIN, patience) != StopSignal::Waited::ready)
         return std::unexpected(Error{"the name's address is still being looked up"});

@@ -1,5 +1,7 @@
 #include <host/metadata/DetectionThread.h>
 
+#include <engine/dispatch/startThread.h>
+
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -22,12 +24,14 @@ std::shared_ptr<platform::DispatchQueue> DetectionThread::queue()
 {
     const std::lock_guard lock(guard_);
     if (!thread_.joinable() && !hasEnded_) {
-        thread_ = std::thread([loop = loop_] {
+        thread_ = engine::startThread([loop = loop_] {
             // For this thread alone: Linux counts threads as processes here.
             setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), nicety);
             loop->run();
             loop->close();
         });
+        if (!thread_.joinable())
+            return nullptr;
     }
     return queue_;
 }

@@ -20,6 +20,7 @@ public:
     DetectionThread(const DetectionThread&) = delete;
     DetectionThread& operator=(const DetectionThread&) = delete;
 
+    /// Absent when the system has no thread left.
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> queue();
 
     /// Waits for what runs. Whatever else is on the queue, or comes to it from now on, is dropped.

@@ -4,8 +4,10 @@
 #include <host/microphone/MicrophoneRun.h>
 #include <host/microphone/SoundReader.h>
 #include <host/movie/MovieContainer.h>
+#include <host/movie/movieFailure.h>
 
 #include <engine/dispatch/monotonicNow.h>
+#include <engine/dispatch/startThread.h>
 
 #include <algorithm>
 #include <optional>
@@ -177,21 +179,27 @@ std::expected<std::unique_ptr<engine::SoundStream>, Error> MovieMicrophone::star
     std::shared_ptr<engine::SoundSink> sink)
 {
     const auto run = std::make_shared<MicrophoneRun>(std::move(sink));
-    auto opened = SoundReader::open(input_, run->isStopped());
-    if (!opened)
-        return std::unexpected(std::move(opened.error()));
-    auto hear = [run, reader = std::move(*opened), clock = services_.camera] {
-        if (clock)
-            followCamera(*run, *reader, *clock);
+    auto hear = [run, input = input_, clock = services_.camera] {
+        const auto reader = SoundReader::open(input, run->isStopped());
+        if (*run->isStopped())
+            return;
+        if (!reader)
+            run->sink().lose(reader.error());
+        else if (clock)
+            followCamera(*run, **reader, *clock);
         else
-            play(*run, *reader);
+            play(*run, **reader);
     };
     // PulseAudio's reader waits for as long as its source is suspended, and nothing ends that: its thread, which touches
     // nothing of others once the run is stopped, is left to itself.
-    if (input_.starts_with(pulsePrefix))
-        std::thread(std::move(hear)).detach();
-    else
-        services_.readers.start(std::move(hear));
+    if (input_.starts_with(pulsePrefix)) {
+        std::thread thread = engine::startThread(std::move(hear));
+        if (!thread.joinable())
+            return failure(input_, "no thread is left");
+        thread.detach();
+    } else if (auto started = services_.readers.start(std::move(hear)); !started) {
+        return failure(input_, started.error().localizedDescription);
+    }
     return std::make_unique<MicrophoneStream>(run);
 }
 

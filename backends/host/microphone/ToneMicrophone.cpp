@@ -91,7 +91,11 @@ std::expected<std::unique_ptr<engine::SoundStream>, Error> ToneMicrophone::start
     std::shared_ptr<engine::SoundSink> sink)
 {
     const auto started = std::make_shared<MicrophoneRun>(std::move(sink));
-    readers_.start([started, frequency = frequency_, beeps = beeps_] { run(*started, frequency, beeps); });
+    auto begun = readers_.start(
+        [started, frequency = frequency_, beeps = beeps_] { run(*started, frequency, beeps); });
+    if (!begun)
+        return std::unexpected(
+            Error{.localizedDescription = name_ + ": " + begun.error().localizedDescription});
     return std::make_unique<MicrophoneStream>(started);
 }
 

@@ -1,6 +1,7 @@
 #include <host/movie/MovieCamera.h>
 
 #include <host/movie/MoviePlayback.h>
+#include <host/movie/movieFailure.h>
 
 #include <utility>
 
@@ -73,12 +74,12 @@ std::expected<void, Error> MovieCamera::start(
         if (auto opened = open(); !opened)
             return opened;
     }
-    if (reader_->kind() == MovieKind::file)
-        playback_ = FilePlayback::start(std::move(reader_), std::move(sink), clock_, services_, repeats_);
-    else
-        playback_ = StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);
-    if (!playback_)
-        return std::unexpected(Error{.localizedDescription = input_ + ": no descriptor is left"});
+    auto playback = reader_->kind() == MovieKind::file
+        ? FilePlayback::start(std::move(reader_), std::move(sink), clock_, services_, repeats_)
+        : StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);
+    if (!playback)
+        return failure(input_, playback.error().localizedDescription);
+    playback_ = std::move(*playback);
     return {};
 }
 

@@ -59,7 +59,7 @@ nanoseconds FramePace::dueTime(CMTime mediaTime, nanoseconds now)
     return *anchor_ + time;
 }
 
-std::shared_ptr<FilePlayback> FilePlayback::start(std::unique_ptr<MovieReader> reader,
+std::expected<std::shared_ptr<MoviePlayback>, Error> FilePlayback::start(std::unique_ptr<MovieReader> reader,
     std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock, DriverServices services,
     bool repeats)
 {
@@ -70,7 +70,7 @@ std::shared_ptr<FilePlayback> FilePlayback::start(std::unique_ptr<MovieReader> r
             self->handOn();
     });
     if (!playback->timer_)
-        return nullptr;
+        return std::unexpected(Error{.localizedDescription = "no descriptor is left"});
     playback->decodeQueue_->async(
         platform::whileAlive(std::weak_ptr(playback), [](FilePlayback& self) { self.prepareNext(); }));
     return playback;
@@ -139,13 +139,14 @@ void FilePlayback::handOn()
     handOver(std::move(frame), due, *sink_);
 }
 
-std::shared_ptr<StreamPlayback> StreamPlayback::start(std::unique_ptr<MovieReader> reader,
-    std::shared_ptr<std::atomic<bool>> isCancelled, std::shared_ptr<engine::FrameSink> sink,
-    DriverServices services)
+std::expected<std::shared_ptr<MoviePlayback>, Error> StreamPlayback::start(
+    std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
+    std::shared_ptr<engine::FrameSink> sink, DriverServices services)
 {
     auto playback
         = std::make_shared<StreamPlayback>(std::move(reader), std::move(isCancelled), std::move(sink));
-    services.readers.start([playback] { playback->read(); });
+    if (auto started = services.readers.start([playback] { playback->read(); }); !started)
+        return std::unexpected(std::move(started.error()));
     return playback;
 }
 

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <expected>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -43,9 +44,9 @@ public:
 /// Plays a file, in a loop when it repeats. A timer's thread hands the frame that is due on, while another one decodes the next.
 class FilePlayback final : public MoviePlayback, public std::enable_shared_from_this<FilePlayback> {
 public:
-    [[nodiscard]] static std::shared_ptr<FilePlayback> start(std::unique_ptr<MovieReader> reader,
-        std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock,
-        DriverServices services, bool repeats);
+    [[nodiscard]] static std::expected<std::shared_ptr<MoviePlayback>, platform::Error> start(
+        std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
+        std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats);
 
     FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
         std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats);
@@ -76,9 +77,9 @@ private:
 /// Reads a stream or a device on a thread of its own.
 class StreamPlayback final : public MoviePlayback, public std::enable_shared_from_this<StreamPlayback> {
 public:
-    [[nodiscard]] static std::shared_ptr<StreamPlayback> start(std::unique_ptr<MovieReader> reader,
-        std::shared_ptr<std::atomic<bool>> isCancelled, std::shared_ptr<engine::FrameSink> sink,
-        DriverServices services);
+    [[nodiscard]] static std::expected<std::shared_ptr<MoviePlayback>, platform::Error> start(
+        std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
+        std::shared_ptr<engine::FrameSink> sink, DriverServices services);
 
     StreamPlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
         std::shared_ptr<engine::FrameSink> sink);

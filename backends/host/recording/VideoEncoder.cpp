@@ -18,7 +18,7 @@ constexpr int usualRate = 30; // frames a second, a hint for the encoder's decis
 constexpr std::int64_t wholePictureInterval = 2 * VideoEncoder::timescale;
 constexpr int mpeg4Quality = 3; // quantiser, 1 to 31
 
-OwnedCodec openCodec(const std::string& name, const AVFrame& picture)
+OwnedCodec openCodec(const std::string& name, const AVFrame& picture, int threads)
 {
     const AVCodec* encoder = avcodec_find_encoder_by_name(name.c_str());
     if (!encoder || encoder->type != AVMEDIA_TYPE_VIDEO)
@@ -38,7 +38,7 @@ OwnedCodec openCodec(const std::string& name, const AVFrame& picture)
     codec->gop_size = 2 * usualRate;
     codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if (encoder->id == AV_CODEC_ID_H264) {
-        codec->thread_count = 0; // as many as there are cores
+        codec->thread_count = threads;
         // Of libx264; encoders that do not know them leave them aside.
         av_opt_set(codec->priv_data, "preset", "superfast", 0);
         av_opt_set(codec->priv_data, "crf", "23", 0);
@@ -58,8 +58,11 @@ std::expected<std::unique_ptr<VideoEncoder>, Error> VideoEncoder::open(
 {
     std::string tried;
     for (const std::string& name : names) {
-        if (OwnedCodec codec = openCodec(name, picture))
-            return std::unique_ptr<VideoEncoder>(new VideoEncoder(std::move(codec), std::move(sink)));
+        // As many threads as there are cores, or none but the caller's where the system has no more.
+        for (const int threads : {0, 1}) {
+            if (OwnedCodec codec = openCodec(name, picture, threads))
+                return std::unique_ptr<VideoEncoder>(new VideoEncoder(std::move(codec), std::move(sink)));
+        }
         tried.append(tried.empty() ? "" : ", ").append(name);
     }
     return std::unexpected(Error{.localizedDescription = "no video encoder works of: " + tried});
@@ -96,7 +99,9 @@ std::expected<void, Error> VideoEncoder::encode(AVFrame& frame, std::int64_t tim
     frame.pict_type = isWhole ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     if (isWhole)
         lastWholePicture_ = time;
-    if (const int code = avcodec_send_frame(codec_.get(), &frame); code < 0)
+    const int code = avcodec_send_frame(codec_.get(), &frame);
+    isBroken_ = code < 0;
+    if (isBroken_)
         return std::unexpected(
             Error{.localizedDescription = "a frame cannot be encoded: " + messageOf(code)});
     return drain();
@@ -104,6 +109,8 @@ std::expected<void, Error> VideoEncoder::encode(AVFrame& frame, std::int64_t tim
 
 std::expected<void, Error> VideoEncoder::flush()
 {
+    if (isBroken_)
+        return {}; // libx264 would crash
     avcodec_send_frame(codec_.get(), nullptr);
     return drain();
 }

@@ -42,6 +42,7 @@ private:
     const OwnedCodec codec_;
     const PacketSink sink_;
     const OwnedPacket packet_{av_packet_alloc()};
+    bool isBroken_ = false; ///< a frame could not be encoded
     std::optional<std::int64_t> lastWholePicture_;
 };
 
