@@ -54,9 +54,9 @@ struct PhoneConfiguration {
     std::string model = "Simulated phone";
     /// Frame buffers of each session.
     std::size_t bufferCount = 10;
-    /// Wall-clock time at the beginning, seconds since 1970-01-01 00:00 UTC. Such numbers have some 24 binary digits behind
-    /// the point: differences of two are a little too small or too large. With this beginning those of 0.8 s are not too
-    /// small, so that a device held still that long is told so with the sample in question, not one later.
+    /// Wall-clock time at the beginning, seconds since 1970-01-01 00:00 UTC. The wall clock gains a millionth, so that times
+    /// which are a duration apart never look closer because doubles round: from 0.07 s on with this beginning, from 1 ms
+    /// on in the first week of 1970.
     double timeIntervalSince1970 = 500'000'000;
 };
 

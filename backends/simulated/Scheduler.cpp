@@ -15,6 +15,8 @@ using std::chrono::nanoseconds;
 namespace {
 
 constexpr const char* mainThread = "main";
+/// How much the wall clock gains. Doubles round: without it half of all times that are a duration apart would look closer.
+constexpr double wallClockGain = 1e-6;
 
 } // namespace
 
@@ -166,7 +168,7 @@ platform::RunLoop& Scheduler::current()
 
 double Scheduler::timeIntervalSince1970() const
 {
-    return epoch_ + std::chrono::duration<double>(now_).count();
+    return epoch_ + std::chrono::duration<double>(now_).count() * (1 + wallClockGain);
 }
 
 std::unique_ptr<engine::EventSource> Scheduler::makeTimer(std::function<void()> fire)
