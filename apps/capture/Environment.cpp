@@ -124,16 +124,11 @@ public:
     [[nodiscard]] simulated::Phone& phone() { return phone_; }
     void place(const host::HostLocationSource& source)
     {
-        std::optional<platform::CLLocation> location
-            = source.nmeaLog ? source.nmeaLog->location() : std::nullopt;
-        std::optional<platform::CLHeading> heading
-            = source.nmeaLog ? source.nmeaLog->heading() : std::nullopt;
-        if (source.fixed) {
-            location = source.fixed;
+        std::optional<platform::CLLocation> location = source.fixed;
+        if (location)
             location->timestamp = phone_.platform().clock.timeIntervalSince1970();
-        }
         phone_.location().setLocation(location);
-        phone_.location().setHeading(source.heading ? source.heading : heading);
+        phone_.location().setHeading(source.heading);
     }
     [[nodiscard]] platform::Platform& platform() override { return phone_.platform(); }
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label) override

@@ -39,8 +39,8 @@ Commands
     --motion LOG              tell motion verdicts beside the frames, of a log that is replayed meanwhile
   still OUT.jpg               take one still, with where and with what it was taken
     --camera back|front       which camera (back)
-    --location PLACE          LAT,LON[,ALT] in degrees and metres; nmea:FILE, the last three-dimensional fix of
-                              a log; gpsd:HOST[:PORT], the fix of a daemon
+    --location PLACE          LAT,LON[,ALT] in degrees and metres; gpsd:HOST[:PORT], the last
+                              three-dimensional fix of a daemon
     --heading DEG             where the camera points to, degrees clockwise from north
     --silent                  without the sound of a shutter
     --flash off|on|auto, --torch off|on|auto
@@ -113,7 +113,7 @@ Examples
   tamsel-capture --back clip.mp4 frames --count 60 --contact-sheet sheet.png
   tamsel-capture --front /dev/video0 --json frames --camera front --seconds 5
   tamsel-capture motion walk.csv --plot walk.svg
-  tamsel-capture --back clip.mp4 still photo.jpg --location nmea:walk.nmea --heading 45
+  tamsel-capture --back clip.mp4 still photo.jpg --location 52.52,13.40,34 --heading 45
   tamsel-capture detect shelf.jpg --annotate shelf.png
   tamsel-capture --json detect /dev/video0 --kinds ean13,qr --seconds 30
   tamsel-capture asset clip.mp4 --fast --contact-sheet sheet.png

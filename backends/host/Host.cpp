@@ -173,7 +173,7 @@ struct Host::Parts {
           reports(configuration.writeReport),
           application(dispatch->mainQueue(), center)
     {
-        location.emplace(configuration.location, clock, readers);
+        location.emplace(configuration.location, clock);
         add(configuration.backCamera, AVCaptureDevicePosition::back);
         add(configuration.frontCamera, AVCaptureDevicePosition::front);
         motion.emplace(*dispatch, clock,

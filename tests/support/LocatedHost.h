@@ -1,8 +1,5 @@
 #pragma once
 
-#include "support/Loopback.h"
-
-#include <host/ReaderThreads.h>
 #include <host/location/HostLocation.h>
 #include <host/location/HostLocationSource.h>
 
@@ -11,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace tamsel::tests {
@@ -29,11 +27,10 @@ struct StandingClock final : platform::Clock {
     return source ? "no error" : source.error().localizedDescription;
 }
 
-/// A host's location, and who waits for it.
+/// A host's location.
 struct Place {
     explicit Place(host::HostLocationSource source)
-        : location(std::make_unique<host::HostLocation>(
-              std::move(source), clock, *readers, [this] { changes.tell(); })),
+        : location(std::make_unique<host::HostLocation>(std::move(source), clock)),
           manager(location->makeLocationManager())
     {
     }
@@ -41,25 +38,25 @@ struct Place {
         : Place(host::HostLocationSource{.gpsd = host::GpsdAddress{.host = "127.0.0.1", .port = port}})
     {
     }
-    ~Place() { end(); }
-    Place(const Place&) = delete;
-    Place& operator=(const Place&) = delete;
 
-    bool waitUntil(const std::function<bool()>& condition) { return changes.waitUntil(condition); }
+    /// False after 20 seconds.
+    static bool waitUntil(const std::function<bool()>& condition)
+    {
+        using namespace std::chrono_literals;
+        const auto end = std::chrono::steady_clock::now() + 20s;
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::sleep_for(2ms);
+        }
+        return true;
+    }
     bool waitForProblem(const std::string& end)
     {
         return waitUntil([&] { return location->problem().ends_with(end); });
     }
-    /// As a host does it.
-    void end()
-    {
-        location.reset();
-        readers.reset();
-    }
 
     StandingClock clock;
-    Changes changes;
-    std::unique_ptr<host::ReaderThreads> readers = std::make_unique<host::ReaderThreads>();
     std::unique_ptr<host::HostLocation> location;
     std::unique_ptr<platform::CLLocationManager> manager;
 };

@@ -134,28 +134,4 @@ ChildProcess::~ChildProcess()
     ::waitpid(process_, nullptr, 0);
 }
 
-void Changes::tell()
-{
-    {
-        const std::lock_guard lock(guard_);
-        ++count_;
-    }
-    changed_.notify_all();
-}
-
-bool Changes::waitUntil(const std::function<bool()>& condition)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    std::unique_lock lock(guard_);
-    while (true) {
-        const int seen = count_;
-        lock.unlock();
-        if (condition())
-            return true;
-        lock.lock();
-        if (!changed_.wait_until(lock, end, [&] { return count_ != seen; }))
-            return false;
-    }
-}
-
 } // namespace tamsel::tests

@@ -2,10 +2,8 @@
 
 #include <sys/types.h>
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -60,19 +58,6 @@ public:
 
 private:
     pid_t process_ = -1;
-};
-
-/// Something that another thread brings about.
-class Changes {
-public:
-    void tell();
-    /// True as soon as the condition holds; it is looked at after each change. False after 20 seconds.
-    [[nodiscard]] bool waitUntil(const std::function<bool()>& condition);
-
-private:
-    std::mutex guard_;
-    std::condition_variable changed_;
-    int count_ = 0;
 };
 
 } // namespace tamsel::tests

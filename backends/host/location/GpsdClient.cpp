@@ -1,58 +1,155 @@
 #include <host/location/GpsdClient.h>
 
-#include <host/ReaderThreads.h>
-#include <host/location/GpsdConnection.h>
-#include <host/location/GpsdReports.h>
+#include <engine/dispatch/startThread.h>
 
+#include <gps.h>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
 #include <utility>
 
 namespace tamsel::host {
 
+using platform::CLHeading;
+using platform::CLLocation;
+
 namespace {
 
-constexpr std::chrono::seconds pause{1};
+using namespace std::chrono_literals;
 
-/// Returns when there is nothing more to hear, and why.
-platform::Error hear(HostNameLookup& lookup, const StopSignal& stop, GpsdReports& reports, GpsdNews& news)
+constexpr auto retryPause = 1s;
+constexpr auto greetingTimeout = 10s;
+constexpr std::chrono::microseconds stopLatency = 250ms;
+
+// Metres: below the deepest trench, and the height of the satellites.
+constexpr double lowestPlace = -12'000;
+constexpr double highestPlace = 20'200'000;
+
+/// A three-dimensional fix whose altitude, accuracy and time are known.
+std::optional<CLLocation> locationFrom(const gps_fix_t& fix)
 {
-    GpsdConnection connection(stop);
-    if (auto opened = connection.open(lookup); !opened)
-        return std::move(opened.error());
-    news.setProblem({});
-    while (true) {
-        auto line = connection.nextLine();
-        if (!line)
-            return std::move(line.error());
-        const GpsdReports::Report report = reports.read(*std::move(line));
-        if (report.location)
-            news.setLocation(*report.location);
-        if (report.heading)
-            news.setHeading(*report.heading);
-    }
+    // False for what is not a number.
+    const auto isWithin
+        = [](double value, double least, double most) { return value >= least && value <= most; };
+    const bool isPlace = isWithin(fix.latitude, -90, 90) && isWithin(fix.longitude, -180, 180)
+        && isWithin(fix.altMSL, lowestPlace, highestPlace) && fix.eph >= 0 && std::isfinite(fix.eph);
+    if (fix.mode != MODE_3D || !isPlace || fix.time.tv_sec <= 0)
+        return std::nullopt;
+    return CLLocation{.latitude = fix.latitude,
+        .longitude = fix.longitude,
+        .altitude = fix.altMSL,
+        .horizontalAccuracy = fix.eph,
+        .timestamp = static_cast<double>(fix.time.tv_sec) + static_cast<double>(fix.time.tv_nsec) * 1e-9};
 }
+
+/// Detects within half a minute that the daemon's machine has vanished.
+void keepAlive(int descriptor)
+{
+    const auto set = [descriptor](int level, int option, int value) {
+        ::setsockopt(descriptor, level, option, &value, sizeof value);
+    };
+    set(SOL_SOCKET, SO_KEEPALIVE, 1);
+    set(IPPROTO_TCP, TCP_KEEPIDLE, 10); // seconds, as the next one
+    set(IPPROTO_TCP, TCP_KEEPINTVL, 5);
+    set(IPPROTO_TCP, TCP_KEEPCNT, 3);
+}
+
+void report(const gps_data_t& gps, GpsdNews& news)
+{
+    if ((gps.set & MODE_SET) != 0 && (gps.set & LATLON_SET) != 0) {
+        if (const auto location = locationFrom(gps.fix))
+            news.setLocation(*location);
+    }
+    if ((gps.set & ATTITUDE_SET) != 0 && std::isfinite(gps.attitude.heading))
+        news.setHeading(CLHeading{.trueHeading = gps.attitude.heading});
+}
+
+class Connection {
+public:
+    explicit Connection(const GpsdAddress& address)
+    {
+        if (::gps_open(address.host.c_str(), std::to_string(address.port).c_str(), &gps_) != 0)
+            problem_ = ::gps_errstr(errno); // libgps keeps its own codes there
+    }
+    ~Connection()
+    {
+        if (problem_.empty())
+            ::gps_close(&gps_);
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    /// Returns when there is nothing more to read, with the reason.
+    std::string readInto(GpsdNews& news)
+    {
+        if (!problem_.empty())
+            return problem_;
+        if (gps_.gps_fd >= FD_SETSIZE)
+            return "too many open files"; // libgps waits by select
+        keepAlive(gps_.gps_fd);
+        if (::gps_stream(&gps_, WATCH_ENABLE | WATCH_JSON, nullptr) != 0)
+            return "the daemon has gone";
+        const auto connected = std::chrono::steady_clock::now();
+        bool isDaemon = false;
+        while (!news.isClosed()) {
+            if (::gps_waiting(&gps_, static_cast<int>(stopLatency.count()))) {
+                gps_.set = 0; // else a line without values leaves those of the last one
+                const int size = ::gps_read(&gps_, nullptr, 0);
+                if (size < 0)
+                    return "the daemon has gone";
+                if (!isDaemon && size > 0) { // 0 is a part of a line
+                    if ((gps_.set & VERSION_SET) == 0) // a daemon's first line
+                        return "what listens there is no gpsd";
+                    isDaemon = true;
+                    news.setProblem({});
+                }
+                report(gps_, news);
+            }
+            if (!isDaemon && std::chrono::steady_clock::now() - connected > greetingTimeout)
+                return "what listens there does not answer";
+        }
+        return {};
+    }
+
+private:
+    gps_data_t gps_{};
+    std::string problem_; ///< why there is no connection
+};
 
 } // namespace
 
-GpsdClient::GpsdClient(
-    const GpsdAddress& address, ReaderThreads& readers, const std::shared_ptr<GpsdNews>& news)
+GpsdClient::GpsdClient(const GpsdAddress& address, std::shared_ptr<GpsdNews> news) : news_(std::move(news))
 {
-    const auto started = readers.start([stop = stop_, news, address] {
-        HostNameLookup lookup(address);
-        GpsdReports reports;
+    std::thread thread = engine::startThread([news = news_, address] {
+        // libgps writes to a socket whose other end may be closed.
+        sigset_t signals{};
+        ::sigfillset(&signals);
+        ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
         do {
-            const platform::Error error = hear(lookup, *stop, reports, *news);
-            if (stop->isRaised())
-                return;
-            news->setProblem(error.localizedDescription);
-        } while (stop->wait(-1, 0, pause) != StopSignal::Waited::raised);
+            const auto connection = std::make_unique<Connection>(address);
+            news->setProblem(connection->readInto(*news));
+        } while (!news->isClosedWithin(retryPause));
     });
-    if (!started)
-        news->setProblem(started.error().localizedDescription);
+    if (thread.joinable())
+        thread.detach();
+    else
+        news_->setProblem("no thread is left");
 }
 
 GpsdClient::~GpsdClient()
 {
-    stop_->raise();
+    news_->close();
 }
 
 } // namespace tamsel::host

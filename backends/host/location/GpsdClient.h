@@ -1,25 +1,23 @@
 #pragma once
 
 #include <host/location/GpsdNews.h>
-#include <host/location/StopSignal.h>
 
 #include <memory>
 
 namespace tamsel::host {
 
-class ReaderThreads;
-
-/// Hears a daemon as long as it lives, on a thread of the readers, and tries again every second when there is none.
+/// Reads the reports of a gpsd daemon into the news for as long as it lives, on a thread of its own. Without a daemon it
+/// tries again every second.
 class GpsdClient {
 public:
-    GpsdClient(const GpsdAddress& address, ReaderThreads& readers, const std::shared_ptr<GpsdNews>& news);
-    /// Asks the thread to end, and does not wait for it.
+    GpsdClient(const GpsdAddress& address, std::shared_ptr<GpsdNews> news);
+    /// Does not wait for the thread, which may be resolving a name or connecting. It touches the news no more.
     ~GpsdClient();
     GpsdClient(const GpsdClient&) = delete;
     GpsdClient& operator=(const GpsdClient&) = delete;
 
 private:
-    const std::shared_ptr<StopSignal> stop_ = std::make_shared<StopSignal>();
+    const std::shared_ptr<GpsdNews> news_;
 };
 
 } // namespace tamsel::host

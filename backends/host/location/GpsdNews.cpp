@@ -15,23 +15,9 @@ std::string nameOf(const GpsdAddress& address)
     return "gpsd at " + host + ":" + std::to_string(address.port);
 }
 
-/// True when that was new.
-template <typename Value> bool put(std::mutex& guard, Value& place, Value value)
-{
-    const std::lock_guard lock(guard);
-    if (place == value)
-        return false;
-    place = std::move(value);
-    return true;
-}
-
 } // namespace
 
-GpsdNews::GpsdNews(const GpsdAddress& address, std::function<void()> whenChanged)
-    : name_(nameOf(address)),
-      whenChanged_(std::move(whenChanged))
-{
-}
+GpsdNews::GpsdNews(const GpsdAddress& address) : name_(nameOf(address)) { }
 
 std::optional<CLLocation> GpsdNews::location() const
 {
@@ -61,26 +47,39 @@ bool GpsdNews::isAwaited() const
 
 void GpsdNews::setLocation(const CLLocation& location)
 {
-    if (put(guard_, location_, std::optional(location)))
-        tell();
+    const std::lock_guard lock(guard_);
+    location_ = location;
 }
 
 void GpsdNews::setHeading(const CLHeading& heading)
 {
-    if (put(guard_, heading_, std::optional(heading)))
-        tell();
+    const std::lock_guard lock(guard_);
+    heading_ = heading;
 }
 
 void GpsdNews::setProblem(std::string problem)
 {
-    if (put(guard_, problem_, std::move(problem)))
-        tell();
+    const std::lock_guard lock(guard_);
+    problem_ = std::move(problem);
 }
 
-void GpsdNews::tell() const
+void GpsdNews::close()
 {
-    if (whenChanged_)
-        whenChanged_();
+    const std::lock_guard lock(guard_);
+    isClosed_ = true;
+    closed_.notify_all();
+}
+
+bool GpsdNews::isClosed() const
+{
+    const std::lock_guard lock(guard_);
+    return isClosed_;
+}
+
+bool GpsdNews::isClosedWithin(std::chrono::milliseconds limit) const
+{
+    std::unique_lock lock(guard_);
+    return closed_.wait_for(lock, limit, [this] { return isClosed_; });
 }
 
 } // namespace tamsel::host

@@ -4,40 +4,45 @@
 
 #include <tamsel/platform/CLLocationManager.h>
 
-#include <functional>
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <string>
 
 namespace tamsel::host {
 
-/// What a daemon has said last, for whoever asks. Thread-safe.
+/// The last location and heading that a daemon has reported. Thread-safe.
 class GpsdNews {
 public:
-    /// `whenChanged` is called after each change, on the thread that makes it.
-    GpsdNews(const GpsdAddress& address, std::function<void()> whenChanged);
+    explicit GpsdNews(const GpsdAddress& address);
 
     [[nodiscard]] std::optional<platform::CLLocation> location() const;
     [[nodiscard]] std::optional<platform::CLHeading> heading() const;
-    /// One line that names the daemon; empty when it is there and has told a fix.
+    /// One line that names the daemon; empty when it answers and has reported a fix.
     [[nodiscard]] std::string problem() const;
     /// Nothing is wrong, and there is no fix yet.
     [[nodiscard]] bool isAwaited() const;
 
     void setLocation(const platform::CLLocation& location);
     void setHeading(const platform::CLHeading& heading);
-    /// What keeps the daemon from being heard; empty when it is heard.
+    /// Why the daemon's reports do not arrive; empty when they do.
     void setProblem(std::string problem);
+
+    /// Nobody reads the news any more.
+    void close();
+    [[nodiscard]] bool isClosed() const;
+    /// Waits that long for it.
+    [[nodiscard]] bool isClosedWithin(std::chrono::milliseconds limit) const;
 
 private:
     static constexpr const char* connecting = "connecting";
 
-    void tell() const;
-
     const std::string name_;
-    const std::function<void()> whenChanged_;
 
     mutable std::mutex guard_;
+    mutable std::condition_variable closed_;
+    bool isClosed_ = false;
     std::optional<platform::CLLocation> location_;
     std::optional<platform::CLHeading> heading_;
     std::string problem_ = connecting;

@@ -23,8 +23,6 @@ struct HostLocation::Known {
             location.timestamp = clock.timeIntervalSince1970();
             return location;
         }
-        if (source.nmeaLog)
-            return source.nmeaLog->location();
         return gpsd ? gpsd->location() : std::nullopt;
     }
 
@@ -32,8 +30,6 @@ struct HostLocation::Known {
     {
         if (source.heading || source.fixed)
             return source.heading;
-        if (source.nmeaLog)
-            return source.nmeaLog->heading();
         return gpsd ? gpsd->heading() : std::nullopt;
     }
 
@@ -53,16 +49,14 @@ private:
     const std::shared_ptr<const Known> known_;
 };
 
-HostLocation::HostLocation(HostLocationSource source, const platform::Clock& clock, ReaderThreads& readers,
-    std::function<void()> whenChanged)
+HostLocation::HostLocation(HostLocationSource source, const platform::Clock& clock)
 {
     std::shared_ptr<GpsdNews> news;
-    if (!source.fixed && !source.nmeaLog && source.gpsd) {
-        news = std::make_shared<GpsdNews>(*source.gpsd, std::move(whenChanged));
+    if (!source.fixed && source.gpsd) {
+        news = std::make_shared<GpsdNews>(*source.gpsd);
 #ifdef TAMSEL_GPSD
-        client_ = std::make_shared<GpsdClient>(*source.gpsd, readers, news);
+        client_ = std::make_shared<GpsdClient>(*source.gpsd, news);
 #else
-        static_cast<void>(readers);
         news->setProblem("this build has no gpsd support");
 #endif
     }
@@ -85,10 +79,7 @@ std::string HostLocation::problem() const
 {
     if (known_->gpsd)
         return known_->gpsd->problem();
-    if (known_->location())
-        return {};
-    return known_->source.nmeaLog ? "the NMEA log has no three-dimensional fix with altitude and HDOP"
-                                  : "no source of a location is configured";
+    return known_->location() ? "" : "no source of a location is configured";
 }
 
 } // namespace tamsel::host

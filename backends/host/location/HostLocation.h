@@ -5,21 +5,16 @@
 #include <tamsel/platform/CLLocationManager.h>
 #include <tamsel/platform/RunLoop.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 
 namespace tamsel::host {
 
-class ReaderThreads;
-
 /// The location of the machine, from what a person has named. Managers may outlive it. Thread-safe.
 class HostLocation final : public platform::LocationServices {
 public:
-    /// `whenChanged` is called whenever a daemon's fix, heading or problem has changed, on a thread of the readers, which
-    /// are to be destroyed after this. The clock must outlive the managers.
-    HostLocation(HostLocationSource source, const platform::Clock& clock, ReaderThreads& readers,
-        std::function<void()> whenChanged = nullptr);
+    /// The clock must outlive the managers.
+    HostLocation(HostLocationSource source, const platform::Clock& clock);
     ~HostLocation() override;
     HostLocation(const HostLocation&) = delete;
     HostLocation& operator=(const HostLocation&) = delete;
@@ -28,7 +23,7 @@ public:
 
     /// Why there is no location, or, from a daemon, why it may be old: one line. Empty when nothing is wrong.
     [[nodiscard]] std::string problem() const;
-    /// A daemon is being asked, and has not told its first fix.
+    /// A daemon is asked and has not reported its first fix.
     [[nodiscard]] bool isAwaited() const;
 
 private:
@@ -36,7 +31,7 @@ private:
     class Manager;
 
     std::shared_ptr<const Known> known_;
-    std::shared_ptr<void> client_; ///< hears a daemon, in a build that can
+    std::shared_ptr<void> client_; ///< reads a daemon's reports, in a build that can
 };
 
 } // namespace tamsel::host

@@ -62,7 +62,7 @@ std::expected<HostLocationSource, Error> parseFixed(std::string_view text)
         const std::size_t end = std::min(text.find(',', at), text.size());
         const auto number = numberFrom(text.substr(at, end - at));
         if (!number)
-            return failure(text, "is no location: expected LAT,LON[,ALT], nmea:FILE or gpsd:HOST[:PORT]");
+            return failure(text, "is no location: expected LAT,LON[,ALT] or gpsd:HOST[:PORT]");
         numbers.push_back(*number);
         at = end + 1;
     }
@@ -78,20 +78,6 @@ std::expected<HostLocationSource, Error> parseFixed(std::string_view text)
         .altitude = numbers.size() > 2 ? numbers[2] : 0,
         .horizontalAccuracy = 0,
         .timestamp = 0};
-    return source;
-}
-
-std::expected<HostLocationSource, Error> parseNmea(std::string_view file)
-{
-    if (file.empty())
-        return std::unexpected(Error{"nmea: needs the name of a file"});
-    const double now
-        = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-    auto log = engine::NmeaLog::read(std::string(file), now);
-    if (!log)
-        return std::unexpected(std::move(log.error()));
-    HostLocationSource source;
-    source.nmeaLog = std::make_shared<const engine::NmeaLog>(*std::move(log));
     return source;
 }
 
@@ -133,10 +119,7 @@ std::expected<HostLocationSource, Error> parseGpsd(std::string_view text)
 
 std::expected<HostLocationSource, Error> parseLocation(std::string_view text)
 {
-    constexpr std::string_view nmea = "nmea:";
     constexpr std::string_view gpsd = "gpsd:";
-    if (text.starts_with(nmea))
-        return parseNmea(text.substr(nmea.size()));
     if (text.starts_with(gpsd))
         return parseGpsd(text.substr(gpsd.size()));
     return parseFixed(text);

@@ -1,13 +1,10 @@
 #pragma once
 
-#include <engine/location/NmeaLog.h>
-
 #include <tamsel/platform/CLLocationManager.h>
 #include <tamsel/platform/Error.h>
 
 #include <cstdint>
 #include <expected>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,8 +23,6 @@ struct GpsdAddress {
 struct HostLocationSource {
     /// A place that does not change. Its timestamp is not looked at: whoever asks gets the time of the question.
     std::optional<platform::CLLocation> fixed = std::nullopt;
-    /// What a receiver has recorded; its last fix.
-    std::shared_ptr<const engine::NmeaLog> nmeaLog = nullptr;
     /// A daemon that is asked for as long as the host lives; its last fix.
     std::optional<GpsdAddress> gpsd = std::nullopt;
 
@@ -36,7 +31,7 @@ struct HostLocationSource {
 };
 
 /// "LAT,LON" or "LAT,LON,ALT" in decimal degrees and metres, an altitude of 0 where it is not said, and an accuracy of 0;
-/// "nmea:FILE", which reads the log; "gpsd:HOST:PORT" or "gpsd:HOST", with an IPv6 address in brackets. The error is one
+/// "gpsd:HOST:PORT" or "gpsd:HOST", with an IPv6 address in brackets. The error is one
 /// line that says what is wrong, also when this build knows no gpsd. Does not wait for the network.
 [[nodiscard]] std::expected<HostLocationSource, platform::Error> parseLocation(std::string_view text);
 
