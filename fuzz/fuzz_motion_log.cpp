@@ -35,7 +35,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t index = 0; index < rows.size(); ++index) {
         const MotionLog::Row& row = rows[index];
         require(index == 0 || rows[index - 1].offset <= row.offset);
-        for (const double value : {row.rotationRate.x, row.rotationRate.y, row.rotationRate.z, row.pitch})
+        require(row.rotationRate.has_value() == (*log)->hasRotationRate());
+        require(row.pitch.has_value() == (*log)->hasPitch() && (row.rotationRate || row.pitch));
+        const auto rate = row.rotationRate.value_or(tamsel::platform::CMRotationRate{});
+        for (const double value : {rate.x, rate.y, rate.z, row.pitch.value_or(0)})
             require(std::isfinite(value));
         require((*log)->rowAt(row.offset) != nullptr);
     }

@@ -17,7 +17,6 @@
 #include <engine/capture/turnPixels.h>
 
 #include <tamsel/camera/videoOrientation.h>
-#include <tamsel/platform/CMMotionManager.h>
 #include <tamsel/platform/RunLoop.h>
 
 #include <algorithm>
@@ -178,17 +177,18 @@ void CaptureCommand::shoot()
 
 std::optional<MotionOptions> CaptureCommand::verdicts()
 {
-    const auto sensors = environment_.platform().motion.makeMotionManager();
-    MotionOptions motion = options_.motion;
-    motion.stability = sensors->isGyroAvailable();
-    motion.facingAngle = sensors->isDeviceMotionAvailable();
-    if (options_.capture.waitsFor(Kind::still) && !motion.stability)
-        console_.fail("there is no gyroscope, so nobody can say whether the device is held still");
-    else if (options_.capture.waitsFor(Kind::tilted) && !motion.facingAngle)
-        console_.fail("there is no attitude, so nobody can say whether the device is tilted far enough");
-    else
-        return motion;
-    return std::nullopt;
+    Platform& platform = environment_.platform();
+    MotionOptions needed = options_.motion;
+    needed.stability = options_.capture.waitsFor(Kind::still);
+    needed.facingAngle = options_.capture.waitsFor(Kind::tilted);
+    if (options_.capture.needsMotion()) {
+        if (const auto missing = missingFor(needed, platform)) {
+            console_.writeError("serviceNotAvailable", *missing);
+            console_.fail(*missing);
+            return std::nullopt;
+        }
+    }
+    return withPossibleVerdicts(std::move(needed), platform);
 }
 
 void CaptureCommand::startSession()

@@ -132,7 +132,7 @@ ExitStatus FramesCommand::run()
         return ExitStatus::failed;
     }
     if (motionTeller_)
-        motionTeller_->start(*manager_, motionTeller_, options_.motion);
+        motionTeller_->start(*manager_, motionTeller_, withPossibleVerdicts(options_.motion, platform));
 
     bool isInterrupted = false;
     bool isOver = false;

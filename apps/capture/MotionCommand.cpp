@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdio>
 #include <span>
+#include <utility>
 
 namespace tamsel::capture {
 
@@ -37,15 +38,6 @@ void MotionCommand::sourceManagerDidGetSourceError(OvriSourceManager& /*manager*
         console_.fail(*motionError);
 }
 
-std::optional<nanoseconds> MotionCommand::length() const
-{
-    if (!teller_->expectsVerdicts())
-        return settleTime; // nothing but errors will come
-    if (!options_.motion.log)
-        return std::nullopt;
-    return options_.motion.log->length() + settleTime;
-}
-
 void MotionCommand::drawPlot()
 {
     if (!options_.motion.plot)
@@ -58,24 +50,31 @@ void MotionCommand::drawPlot()
 ExitStatus MotionCommand::run()
 {
     Platform& platform = environment_.platform();
+    MotionOptions motion = options_.motion;
+    if (!motion.stability && !motion.facingAngle)
+        motion = withPossibleVerdicts(std::move(motion), platform);
+    if (const auto missing = missingFor(motion, platform)) {
+        console_.writeError("serviceNotAvailable", *missing);
+        console_.fail(*missing);
+        return ExitStatus::failed;
+    }
     auto manager = OvriSourceManager::create({SourceType::stability(), SourceType::facingAngle()},
         options_.sessionPreset(), environment_.makeQueue("org.tamsel.capture.response"), platform);
     manager->setDelegate(weak_from_this());
     RunLoop& loop = platform.runLoops.current();
     const nanoseconds start = platform.clock.monotonic();
-    teller_->start(*manager, teller_, options_.motion);
+    teller_->start(*manager, teller_, motion);
 
     bool isInterrupted = false;
     bool isOver = false;
-    const std::optional<nanoseconds> limit = length();
-    if (limit)
-        loop.scheduleTimer(*limit, false, [&](Timer&) { isOver = true; });
+    if (motion.log)
+        loop.scheduleTimer(motion.log->length() + settleTime, false, [&](Timer&) { isOver = true; });
     {
         std::optional<StatusLine> line;
-        if (options_.motion.realTime) {
+        if (motion.realTime && motion.log) {
             line.emplace(console_, loop, [&] {
                 std::array<char, 60> text{};
-                const double length = limit ? seconds(*limit - settleTime) : 0;
+                const double length = seconds(motion.log->length());
                 std::snprintf(text.data(), text.size(), "%.1f of %.1f s",
                     std::min(seconds(platform.clock.monotonic() - start), length), length);
                 return std::string(text.data());

@@ -20,8 +20,6 @@ public:
     void sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error) override;
 
 private:
-    /// How long the verdicts are listened to; absent when until interrupted.
-    [[nodiscard]] std::optional<std::chrono::nanoseconds> length() const;
     void drawPlot();
 
     const Options options_;

@@ -30,6 +30,47 @@ bool isToldOf(Kind kind, const std::vector<MotionVerdict>& verdicts)
     return std::ranges::find(verdicts, kind, &MotionVerdict::kind) != verdicts.end();
 }
 
+/// The verdicts, or as much room as they would take.
+void drawVerdictsIfAny(SvgPlot& plot, Kind kind, const std::vector<MotionVerdict>& verdicts, double start)
+{
+    if (isToldOf(kind, verdicts))
+        drawVerdicts(plot, kind, verdicts, start);
+    else
+        plot.skip();
+}
+
+void drawRotationRate(SvgPlot& plot, const MotionLog& log, double start, const MotionOptions& options,
+    const std::vector<MotionVerdict>& verdicts)
+{
+    std::string legend = "rotation rate, rad/s: " + SvgPlot::inColourOf(0, "x") + ", "
+        + SvgPlot::inColourOf(1, "y") + ", " + SvgPlot::inColourOf(2, "z");
+    std::vector<double> thresholds;
+    if (isToldOf(Kind::stability, verdicts)) {
+        legend
+            += formatted("; dashed: the threshold of %.4g, as seen from rest (the verdict compares with the "
+                         "oldest sample of %.4g s)",
+                options.threshold, options.duration);
+        thresholds = {options.threshold, -options.threshold};
+    }
+    plot.panel(legend,
+        {curveOf(log, start, [](const Row& row) { return row.rotationRate->x; }),
+            curveOf(log, start, [](const Row& row) { return row.rotationRate->y; }),
+            curveOf(log, start, [](const Row& row) { return row.rotationRate->z; })},
+        thresholds);
+    drawVerdictsIfAny(plot, Kind::stability, verdicts, start);
+}
+
+void drawPitch(SvgPlot& plot, const MotionLog& log, double start, const MotionOptions& options,
+    const std::vector<MotionVerdict>& verdicts)
+{
+    const bool hasFacing = isToldOf(Kind::facingAngle, verdicts);
+    plot.panel(
+        hasFacing ? formatted("pitch, degrees; dashed: %.4g, far enough", options.angle) : "pitch, degrees",
+        {curveOf(log, start, [](const Row& row) { return *row.pitch * degrees; })},
+        hasFacing ? std::vector{options.angle} : std::vector<double>{});
+    drawVerdictsIfAny(plot, Kind::facingAngle, verdicts, start);
+}
+
 } // namespace
 
 void drawVerdicts(SvgPlot& plot, Kind kind, const std::vector<MotionVerdict>& verdicts, double start)
@@ -45,34 +86,10 @@ void drawVerdicts(SvgPlot& plot, Kind kind, const std::vector<MotionVerdict>& ve
 void drawMotion(SvgPlot& plot, const MotionLog& log, double start, const MotionOptions& options,
     const std::vector<MotionVerdict>& verdicts)
 {
-    const bool hasStability = isToldOf(Kind::stability, verdicts);
-    const std::string legend = "rotation rate, rad/s: " + SvgPlot::inColourOf(0, "x") + ", "
-        + SvgPlot::inColourOf(1, "y") + ", " + SvgPlot::inColourOf(2, "z");
-    plot.panel(hasStability ? legend
-                + formatted(
-                    "; dashed: the threshold of %.4g, as seen from rest (the verdict compares with the "
-                    "oldest sample of %.4g s)",
-                    options.threshold, options.duration)
-                            : legend,
-        {curveOf(log, start, [](const Row& row) { return row.rotationRate.x; }),
-            curveOf(log, start, [](const Row& row) { return row.rotationRate.y; }),
-            curveOf(log, start, [](const Row& row) { return row.rotationRate.z; })},
-        hasStability ? std::vector{options.threshold, -options.threshold} : std::vector<double>{});
-    if (hasStability)
-        drawVerdicts(plot, Kind::stability, verdicts, start);
-    else
-        plot.skip();
-    if (!log.hasPitch())
-        return;
-    const bool hasFacing = isToldOf(Kind::facingAngle, verdicts);
-    plot.panel(
-        hasFacing ? formatted("pitch, degrees; dashed: %.4g, far enough", options.angle) : "pitch, degrees",
-        {curveOf(log, start, [](const Row& row) { return row.pitch * degrees; })},
-        hasFacing ? std::vector{options.angle} : std::vector<double>{});
-    if (hasFacing)
-        drawVerdicts(plot, Kind::facingAngle, verdicts, start);
-    else
-        plot.skip();
+    if (log.hasRotationRate())
+        drawRotationRate(plot, log, start, options, verdicts);
+    if (log.hasPitch())
+        drawPitch(plot, log, start, options, verdicts);
 }
 
 std::string plotOf(

@@ -3,6 +3,9 @@
 #include "JsonLine.h"
 #include "seconds.h"
 
+#include <tamsel/platform/CMMotionManager.h>
+#include <tamsel/platform/Platform.h>
+
 #include <array>
 #include <cstdio>
 #include <utility>
@@ -22,15 +25,11 @@ MotionTeller::MotionTeller(
 void MotionTeller::start(OvriSourceManager& manager, const std::shared_ptr<OvriMotionSourceDelegate>& self,
     const MotionOptions& options, std::optional<std::chrono::nanoseconds> zero)
 {
-    const bool hasPitch = log_ && log_->hasPitch();
-    const bool isChosen = options.stability || options.facingAngle;
     std::vector<SourceType> sources;
-    if (!isChosen || options.stability)
+    if (options.stability)
         sources.push_back(SourceType::stability());
-    if (options.facingAngle || (!isChosen && (hasPitch || !log_)))
+    if (options.facingAngle)
         sources.push_back(SourceType::facingAngle());
-    expectsVerdicts_ = log_ && (hasPitch || sources.front() == SourceType::stability());
-
     start_ = zero.value_or(clock_.monotonic());
     manager.startMotionDetection(sources, self,
         {{"stabilityThreshold", options.threshold}, {"stabilityDuration", options.duration},
@@ -72,6 +71,30 @@ std::vector<MotionVerdict> MotionTeller::verdicts() const
 {
     const std::lock_guard lock(guard_);
     return verdicts_;
+}
+
+MotionOptions withPossibleVerdicts(MotionOptions options, platform::Platform& platform)
+{
+    const auto sensors = platform.motion.makeMotionManager();
+    options.stability = sensors->isGyroAvailable();
+    options.facingAngle = sensors->isDeviceMotionAvailable();
+    return options;
+}
+
+std::optional<std::string> missingFor(const MotionOptions& options, platform::Platform& platform)
+{
+    const MotionOptions possible = withPossibleVerdicts(options, platform);
+    const auto missing = [&](const char* what, const char* verdict) {
+        return (options.log ? *options.logFile + " has no " : std::string("there is no ")) + what
+            + ", so nobody can say whether the device is " + verdict;
+    };
+    if (options.stability && !possible.stability)
+        return missing(options.log ? "rotation rates" : "gyroscope", "held still");
+    if (options.facingAngle && !possible.facingAngle)
+        return missing("attitude", "tilted far enough");
+    if (!possible.stability && !possible.facingAngle)
+        return "this machine has no motion sensors";
+    return std::nullopt;
 }
 
 const char* describe(Kind kind, bool holds)

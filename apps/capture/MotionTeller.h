@@ -11,6 +11,8 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace tamsel::capture {
@@ -30,13 +32,10 @@ public:
     /// `log` is absent when the machine's own sensors speak.
     MotionTeller(Console& console, platform::Clock& clock, std::shared_ptr<const engine::MotionLog> log);
 
-    /// Starts the verdicts that the options ask for; by default those that the log has columns for. Without a log times are
-    /// told since `zero`, by default the start.
+    /// Starts the verdicts that the options ask for. Without a log times are told since `zero`, by default the start.
     void start(OvriSourceManager& manager, const std::shared_ptr<OvriMotionSourceDelegate>& self,
         const MotionOptions& options, std::optional<std::chrono::nanoseconds> zero = std::nullopt);
 
-    /// True when at least one of the verdicts that were started can come.
-    [[nodiscard]] bool expectsVerdicts() const { return expectsVerdicts_; }
     /// In the order in which they came.
     [[nodiscard]] std::vector<MotionVerdict> verdicts() const;
 
@@ -51,10 +50,16 @@ private:
     platform::Clock& clock_;
     const std::shared_ptr<const engine::MotionLog> log_;
     std::chrono::nanoseconds start_{};
-    bool expectsVerdicts_ = false;
     mutable std::mutex guard_;
     std::vector<MotionVerdict> verdicts_;
 };
+
+/// The options asking for every verdict that the log or the machine's sensors can give.
+[[nodiscard]] MotionOptions withPossibleVerdicts(MotionOptions options, platform::Platform& platform);
+
+/// Why not every verdict that is asked for can come, or none is possible, in one line; absent when all can.
+[[nodiscard]] std::optional<std::string> missingFor(
+    const MotionOptions& options, platform::Platform& platform);
 
 /// In a few words, for example "held still".
 [[nodiscard]] const char* describe(MotionVerdict::Kind kind, bool holds);

@@ -162,15 +162,26 @@ TEST(MotionCommand, SaysInOneLineWhatIsWrong)
              "frames --motion", "motion sensor a"})
         (void)refused(arguments);
 
-    const Outcome sensor = outcomeOf("--json motion sensor --stability");
-    EXPECT_EQ(sensor.status, 1);
-    EXPECT_EQ(
-        count(sensor.output,
-            "{\"event\": \"error\", \"kind\": \"frameworkError\", \"reason\": \"serviceNotAvailable\"}\n"),
-        1U);
-    const Outcome pitch = outcomeOf("--json motion '" + folder.file("gyro.csv") + "' --facing-angle");
-    EXPECT_EQ(pitch.status, 1);
-    EXPECT_EQ(count(pitch.output, "serviceNotAvailable"), 1U);
+    writeFile(folder.file("orientation.csv"), "time,seconds_elapsed,pitch\n1628772230165000123,0,1\n2,2,1\n");
+    for (const auto& [arguments, missing] :
+        std::vector<std::pair<std::string, std::string>>{{"sensor", "this machine has no motion sensors"},
+            {"sensor --stability", "there is no gyroscope"},
+            {"sensor --facing-angle", "there is no attitude"},
+            {"'" + folder.file("gyro.csv") + "' --facing-angle", "gyro.csv has no attitude"},
+            {"'" + folder.file("orientation.csv") + "' --stability",
+                "orientation.csv has no rotation rates"}}) {
+        const Outcome outcome = outcomeOf("--json motion " + arguments);
+        EXPECT_EQ(outcome.status, 1) << arguments;
+        EXPECT_TRUE(outcome.output.starts_with("{\"event\": \"error\", \"kind\": \"serviceNotAvailable\""));
+        EXPECT_TRUE(outcome.errors.contains(missing)) << outcome.errors;
+        EXPECT_EQ(count(outcome.output, "\n"), 1U) << outcome.output;
+        EXPECT_EQ(count(outcome.errors, "\n"), 1U) << outcome.errors;
+    }
+    const Outcome tilted = outcomeOf(
+        "--json motion '" + folder.file("orientation.csv") + "' --plot '" + folder.file("pitch.svg") + "'");
+    EXPECT_EQ(tilted.status, 0) << tilted.errors;
+    EXPECT_EQ(textOf(verdictsIn(tilted.output, "facingAngle", "facing")), "+0.2");
+    EXPECT_EQ(count(readFile(folder.file("pitch.svg")), "<path "), 1U) << "no curves of what nobody measured";
     const Outcome unasked = outcomeOf("--json motion '" + folder.file("gyro.csv") + "'");
     EXPECT_EQ(unasked.status, 0) << "a verdict that the log has nothing for is not asked for by itself";
     EXPECT_EQ(count(unasked.output, "\n"), 1U);

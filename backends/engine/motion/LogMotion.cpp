@@ -29,19 +29,19 @@ double LogMotion::timestamp(const MotionLog::Row& row) const
 std::optional<GyroReading> LogMotion::readGyro(nanoseconds time)
 {
     const MotionLog::Row* row = rowAt(time);
-    if (!row)
+    if (!row || !row->rotationRate)
         return std::nullopt;
     return GyroReading{
-        .sample = platform::CMGyroData{.rotationRate = row->rotationRate, .timestamp = timestamp(*row)}};
+        .sample = platform::CMGyroData{.rotationRate = *row->rotationRate, .timestamp = timestamp(*row)}};
 }
 
 std::optional<DeviceMotionReading> LogMotion::readDeviceMotion(nanoseconds time)
 {
     const MotionLog::Row* row = rowAt(time);
-    if (!row)
+    if (!row || !row->pitch)
         return std::nullopt;
-    return DeviceMotionReading{.sample = platform::CMDeviceMotion{.attitude = {.pitch = row->pitch},
-                                   .rotationRate = row->rotationRate,
+    return DeviceMotionReading{.sample = platform::CMDeviceMotion{.attitude = {.pitch = *row->pitch},
+                                   .rotationRate = row->rotationRate.value_or(platform::CMRotationRate{}),
                                    .timestamp = timestamp(*row)}};
 }
 

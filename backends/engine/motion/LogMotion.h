@@ -9,13 +9,13 @@
 namespace tamsel::engine {
 
 /// Sensors that say again what a log has recorded. Its first row is at the moment when the first stream starts; a tick
-/// gets the newest row that is not later, and nothing after the last. A log without pitch is a device without device
-/// motion. Thread-safe.
+/// gets the newest row that is not later, and nothing after the last. A log without rotation rates is a device without
+/// gyroscope, one without pitch a device without device motion. Thread-safe.
 class LogMotion final : public MotionDriver {
 public:
     explicit LogMotion(std::shared_ptr<const MotionLog> log);
 
-    [[nodiscard]] bool hasGyro() const override { return true; }
+    [[nodiscard]] bool hasGyro() const override { return log_->hasRotationRate(); }
     [[nodiscard]] bool hasDeviceMotion() const override { return log_->hasPitch(); }
     void streamStarts(std::chrono::nanoseconds time) override;
     [[nodiscard]] std::optional<GyroReading> readGyro(std::chrono::nanoseconds time) override;

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <istream>
 #include <optional>
@@ -21,27 +22,32 @@ namespace {
 
 constexpr std::size_t longestLine = 1 << 16;
 constexpr long double longestLog = 7 * 24 * 3600.0L; // seconds
+constexpr long double latestTime = 1e11L; // seconds since 1970: the year 5138
 
 enum Column : std::uint8_t { time, rateX, rateY, rateZ, pitch, attitudeX, attitudeY, attitudeZ, attitudeW };
 constexpr std::size_t columnCount = 9;
 
 struct ColumnNames {
+    Column column;
     std::array<std::string_view, 4> names; ///< lower-case letters and digits only
     std::array<std::string_view, 4> units;
 };
 
 constexpr std::array<std::string_view, 4> rateUnits{"rad/s"};
-constexpr std::array<ColumnNames, columnCount> knownColumns{{
-    {{"t", "time", "timestamp"}, {"s", "sec", "seconds"}},
-    {{"x", "rotationratex", "gyroscopex", "gyrox"}, rateUnits},
-    {{"y", "rotationratey", "gyroscopey", "gyroy"}, rateUnits},
-    {{"z", "rotationratez", "gyroscopez", "gyroz"}, rateUnits},
-    {{"pitch", "attitudepitch"}, {"rad", "radians"}},
-    {{"attitudex", "quaternionx", "attitudequaternionx", "qx"}, {}},
-    {{"attitudey", "quaterniony", "attitudequaterniony", "qy"}, {}},
-    {{"attitudez", "quaternionz", "attitudequaternionz", "qz"}, {}},
-    {{"attitudew", "quaternionw", "attitudequaternionw", "qw"}, {}},
-}};
+constexpr std::array<std::string_view, 4> timeUnits{"s", "sec", "seconds"};
+/// Of two entries for a column the first counts that the header has.
+constexpr auto knownColumns = std::to_array<ColumnNames>({
+    {time, {"secondselapsed"}, timeUnits},
+    {time, {"t", "time", "timestamp"}, timeUnits},
+    {rateX, {"x", "rotationratex", "gyroscopex", "gyrox"}, rateUnits},
+    {rateY, {"y", "rotationratey", "gyroscopey", "gyroy"}, rateUnits},
+    {rateZ, {"z", "rotationratez", "gyroscopez", "gyroz"}, rateUnits},
+    {pitch, {"pitch", "attitudepitch"}, {"rad", "radians"}},
+    {attitudeX, {"attitudex", "quaternionx", "attitudequaternionx", "qx"}, {}},
+    {attitudeY, {"attitudey", "quaterniony", "attitudequaterniony", "qy"}, {}},
+    {attitudeZ, {"attitudez", "quaternionz", "attitudequaternionz", "qz"}, {}},
+    {attitudeW, {"attitudew", "quaternionw", "attitudequaternionw", "qw"}, {}},
+});
 
 bool contains(std::span<const std::string_view> texts, std::string_view text)
 {
@@ -101,7 +107,7 @@ char separatorOf(std::string_view header)
 
 /// "Gyroscope x (rad/s)": the name is "gyroscopex", the unit "rad/s".
 struct ColumnTitle {
-    explicit ColumnTitle(std::string_view title)
+    explicit ColumnTitle(std::string_view title) : text(title)
     {
         const std::size_t open = title.find_first_of("([");
         if (open != std::string_view::npos) {
@@ -117,6 +123,7 @@ struct ColumnTitle {
         });
     }
 
+    std::string text;
     std::string name;
     std::string unit;
 };
@@ -158,8 +165,7 @@ public:
             return failure("cannot be read");
         if (rows.empty())
             return failure("the log has no samples");
-        return std::make_shared<const MotionLog>(
-            std::move(rows), hasPitch_, static_cast<double>(firstTime_.value_or(0)));
+        return std::make_shared<const MotionLog>(std::move(rows), static_cast<double>(*firstTime_));
     }
 
     [[nodiscard]] std::unexpected<Error> failure(const std::string& what) const
@@ -194,43 +200,63 @@ private:
     std::expected<void, Error> readHeader(const std::string& line)
     {
         separator_ = separatorOf(line);
-        const auto titles = split(line, separator_);
-        if (!titles)
+        const auto fields = split(line, separator_);
+        if (!fields)
             return failure("a quotation mark is missing");
-        width_ = titles->size();
-        for (std::size_t index = 0; index < width_; ++index) {
-            if (auto placed = place((*titles)[index], index); !placed)
+        width_ = fields->size();
+        const std::vector<ColumnTitle> titles(fields->begin(), fields->end());
+        for (const ColumnNames& known : knownColumns) {
+            if (places_[known.column])
+                continue;
+            if (auto placed = place(known, titles); !placed)
                 return placed;
         }
-        for (const Column needed : {time, rateX, rateY, rateZ}) {
-            if (!places_[needed]) {
-                constexpr std::array<const char*, 4> what{
-                    "time", "rotation rate x", "rotation rate y", "rotation rate z"};
-                return failure(std::string("no column for the ").append(what[needed]));
-            }
-        }
-        const auto attitudeColumns = std::span(places_).subspan(attitudeX);
-        const auto given
-            = std::ranges::count_if(attitudeColumns, [](const auto& place) { return place.has_value(); });
-        if (!places_[pitch] && given > 0 && given < 4)
+        if (!places_[time])
+            return failure("no column for the time");
+        const std::size_t rates = columnsFrom(rateX, 3);
+        const std::size_t attitudes = columnsFrom(attitudeX, 4);
+        hasRates_ = rates == 3;
+        hasPitch_ = places_[pitch] || attitudes == 4;
+        if (rates > 0 && !hasRates_)
+            return failure("the rotation rate needs three columns: x, y and z");
+        if (attitudes > 0 && !hasPitch_)
             return failure("the attitude needs four columns: x, y, z and w");
-        hasPitch_ = places_[pitch] || given == 4;
+        if (!hasRates_ && !hasPitch_)
+            return failure("no columns for the rotation rate, the pitch or the attitude");
+        if (hasRates_ && isOfAnotherSensor(titles[*places_[rateX]]))
+            return failure(
+                "by its name the file is of another sensor: rotation rates are called gyroscope x, y and z");
         return {};
     }
 
-    std::expected<void, Error> place(const std::string& text, std::size_t index)
+    /// How many of the columns that follow each other are there.
+    [[nodiscard]] std::size_t columnsFrom(Column first, std::size_t count) const
     {
-        const ColumnTitle title(text);
-        for (std::size_t column = 0; column < columnCount; ++column) {
-            const ColumnNames& known = knownColumns[column];
+        return static_cast<std::size_t>(std::ranges::count_if(std::span(places_).subspan(first, count),
+            [](const std::optional<std::size_t>& place) { return place.has_value(); }));
+    }
+
+    /// A bare "x" does not say of what; some recorders say it with the file's name alone.
+    [[nodiscard]] bool isOfAnotherSensor(const ColumnTitle& rate) const
+    {
+        const std::string file = ColumnTitle(std::filesystem::path(name_).filename().string()).name;
+        const auto names = [&](const char* sensor) { return file.find(sensor) != std::string::npos; };
+        return rate.name == "x" && rate.unit.empty() && !names("gyro")
+            && (names("accel") || names("gravity") || names("magnet"));
+    }
+
+    std::expected<void, Error> place(const ColumnNames& known, const std::vector<ColumnTitle>& titles)
+    {
+        for (std::size_t index = 0; index < titles.size(); ++index) {
+            const ColumnTitle& title = titles[index];
             if (!contains(known.names, title.name))
                 continue;
             if (!title.unit.empty() && !contains(known.units, title.unit))
-                return failure("column " + inQuotes(text) + " is not in "
+                return failure("column " + inQuotes(title.text) + " is not in "
                     + (known.units.front().empty() ? "plain numbers" : std::string(known.units.front())));
-            if (places_[column])
-                return failure("column " + inQuotes(text) + " says the same as an earlier one");
-            places_[column] = index;
+            if (places_[known.column])
+                return failure("column " + inQuotes(title.text) + " says the same as an earlier one");
+            places_[known.column] = index;
         }
         return {};
     }
@@ -249,22 +275,27 @@ private:
         if (!firstTime_)
             firstTime_ = *seconds;
         const long double since = *seconds - *firstTime_;
+        if (std::abs(*seconds) > latestTime)
+            return failure("the time is not in seconds");
         if (std::abs(since) > longestLog)
             return failure("the time is too far from the first");
-        MotionLog::Row row{.offset = nanoseconds(std::llround(since * 1e9L)), .rotationRate = {}, .pitch = 0};
-        for (const auto& [column, target] : {std::pair{rateX, &row.rotationRate.x},
-                 std::pair{rateY, &row.rotationRate.y}, std::pair{rateZ, &row.rotationRate.z}}) {
-            const auto value = number<double>(column);
-            if (!value)
-                return std::unexpected(value.error());
-            *target = *value;
+        MotionLog::Row row{.offset = nanoseconds(std::llround(since * 1e9L))};
+        if (hasRates_) {
+            auto& rate = row.rotationRate.emplace();
+            for (const auto& [column, target] :
+                {std::pair{rateX, &rate.x}, std::pair{rateY, &rate.y}, std::pair{rateZ, &rate.z}}) {
+                const auto value = number<double>(column);
+                if (!value)
+                    return std::unexpected(value.error());
+                *target = *value;
+            }
         }
-        if (!hasPitch_)
-            return row;
-        const auto angle = readPitch();
-        if (!angle)
-            return std::unexpected(angle.error());
-        row.pitch = *angle;
+        if (hasPitch_) {
+            const auto angle = readPitch();
+            if (!angle)
+                return std::unexpected(angle.error());
+            row.pitch = *angle;
+        }
         return row;
     }
 
@@ -304,6 +335,7 @@ private:
     char separator_ = ',';
     std::size_t width_ = 0;
     std::array<std::optional<std::size_t>, columnCount> places_{};
+    bool hasRates_ = false;
     bool hasPitch_ = false;
     std::optional<long double> firstTime_;
     std::optional<std::vector<std::string>> fields_;
@@ -327,10 +359,7 @@ std::expected<std::shared_ptr<const MotionLog>, Error> MotionLog::parse(
     return Reader(stream, name).read();
 }
 
-MotionLog::MotionLog(std::vector<Row> rows, bool hasPitch, double firstTime)
-    : rows_(std::move(rows)),
-      hasPitch_(hasPitch),
-      firstTime_(firstTime)
+MotionLog::MotionLog(std::vector<Row> rows, double firstTime) : rows_(std::move(rows)), firstTime_(firstTime)
 {
 }
 

@@ -15,15 +15,16 @@ using engine::MotionLog;
 
 namespace {
 
-std::expected<std::shared_ptr<const MotionLog>, platform::Error> parsed(const std::string& text)
+std::expected<std::shared_ptr<const MotionLog>, platform::Error> parsed(
+    const std::string& text, const std::string& name = "walk.csv")
 {
     std::istringstream stream(text);
-    return MotionLog::parse(stream, "walk.csv");
+    return MotionLog::parse(stream, name);
 }
 
-std::string errorOf(const std::string& text)
+std::string errorOf(const std::string& text, const std::string& name = "walk.csv")
 {
-    const auto log = parsed(text);
+    const auto log = parsed(text, name);
     return log ? "no error" : log.error().localizedDescription;
 }
 
@@ -32,7 +33,7 @@ std::shared_ptr<const MotionLog> logOf(const std::string& text)
 {
     const auto log = parsed(text);
     EXPECT_TRUE(log.has_value()) << log.error().localizedDescription;
-    return log ? *log : std::make_shared<const MotionLog>(std::vector<MotionLog::Row>(1), false);
+    return log ? *log : std::make_shared<const MotionLog>(std::vector<MotionLog::Row>(1));
 }
 
 } // namespace
@@ -46,6 +47,8 @@ TEST(MotionLog, ReadsTheColumnsThatTheHeaderNames)
              "z;other;y;timestamp;x\n.3;a b;-2;0.5;+1\n6;;5;0.51;4\n\n",
              "\xEF\xBB\xBFrotationRate.y\trotationRate.x\tTIME "
              "[s]\trotation_rate_z\n-2\t1\t0.5\t0.3\n5\t4\t0.51\t6",
+             "time,seconds_elapsed,z,y,x\n1628772230165000123,0.5,0.3,-2,1\n1628772230175000123,0.51,6,5,4\n",
+             "Time (ms),Seconds Elapsed,z,y,x\n7,0.5,0.3,-2,1\n6,0.51,6,5,4\n",
              "# recorded by a test\n\nt, x, y, z, note\n 0.5 , 1, -2, 0.3, \"a, \"\"b\"\"\"\n# in "
              "between\n0.51,4,5,6,\n",
          }) {
@@ -72,7 +75,7 @@ TEST(MotionLog, TakesPitchFromItsColumnOrElseFromTheAttitude)
                                   "4,0,0,0,0.6,0,0.8,0,9\n");
     ASSERT_TRUE(quaternion->hasPitch());
     EXPECT_EQ(quaternion->rows()[0].pitch, 0);
-    EXPECT_NEAR(quaternion->rows()[1].pitch, std::numbers::pi / 4, 1e-15);
+    EXPECT_NEAR(quaternion->rows()[1].pitch.value_or(0), std::numbers::pi / 4, 1e-15);
     EXPECT_EQ(quaternion->rows()[2].pitch, 0);
     EXPECT_EQ(quaternion->rows()[3].pitch, std::numbers::pi / 2) << "rounding leads no further than up";
     EXPECT_EQ(quaternion->rows()[4].pitch, 0) << "turned about y alone";
@@ -82,6 +85,14 @@ TEST(MotionLog, TakesPitchFromItsColumnOrElseFromTheAttitude)
     const auto column = logOf("pitch (rad),t,x,y,z,qx,qy,qz,qw\n0.25,0,0,0,0,none,at,all,0\n");
     EXPECT_TRUE(column->hasPitch());
     EXPECT_EQ(column->rows()[0].pitch, 0.25);
+    for (const char* text :
+        {"time,seconds_elapsed,qz,qy,qx,qw,roll,pitch,yaw\n1628772230165000123,3,0,0,0,1,7,0.25,9\n",
+            "time,seconds_elapsed,yaw,qx,qz,roll,qw,qy,pitch\n1628772230165000123,3,9,0,0,7,1,0,0.25\n"}) {
+        const auto orientation = logOf(text);
+        EXPECT_FALSE(orientation->hasRotationRate());
+        EXPECT_EQ(orientation->rows()[0].pitch, 0.25);
+        EXPECT_EQ(orientation->firstTime(), 3);
+    }
 }
 
 TEST(MotionLog, RefusesWhatIsNotALogInOneLineThatSaysWhere)
@@ -90,8 +101,15 @@ TEST(MotionLog, RefusesWhatIsNotALogInOneLineThatSaysWhere)
     EXPECT_EQ(errorOf("\n\n"), "walk.csv:2: the log is empty");
     EXPECT_EQ(errorOf("t,x,y,z"), "walk.csv:1: the log has no samples");
     EXPECT_EQ(errorOf("x,y,z\n1,2,3"), "walk.csv:1: no column for the time");
-    EXPECT_EQ(errorOf("t,x,y\n1,2,3"), "walk.csv:1: no column for the rotation rate z");
-    EXPECT_EQ(errorOf("t,pitch\n1,2"), "walk.csv:1: no column for the rotation rate x");
+    EXPECT_EQ(
+        errorOf("t,x,y,pitch\n1,2,3,4"), "walk.csv:1: the rotation rate needs three columns: x, y and z");
+    EXPECT_EQ(errorOf("t,roll,yaw\n1,2,3"),
+        "walk.csv:1: no columns for the rotation rate, the pitch or the attitude");
+    for (const char* other :
+        {"Accelerometer.csv", "walk/TotalAcceleration.csv", "Gravity.csv", "magnetometer.csv"})
+        EXPECT_TRUE(errorOf("t,x,y,z\n1,2,3,4", other).contains("of another sensor")) << other;
+    EXPECT_EQ(errorOf("t,x,y,z\n1,2,3,4", "gravity/accelerometer_and_gyroscope.csv"), "no error");
+    EXPECT_EQ(errorOf("t,x (rad/s),y,z\n1,2,3,4", "acceleration.csv"), "no error");
     EXPECT_EQ(errorOf("0,1,2,3\n0,1,2,3"), "walk.csv:1: no column for the time");
     EXPECT_EQ(errorOf("t,x,y,z,qx,qy,qz\n0,0,0,0,0,0,0"),
         "walk.csv:1: the attitude needs four columns: x, y, z and w");
@@ -109,7 +127,7 @@ TEST(MotionLog, RefusesWhatIsNotALogInOneLineThatSaysWhere)
     EXPECT_EQ(errorOf(header + "\n2,0,0,0\n1.999999,0,0,0\n"), "walk.csv:5: time runs backwards");
     EXPECT_EQ(errorOf(header + "700000,0,0,0\n"), "walk.csv:3: the time is too far from the first")
         << "more than a week";
-    EXPECT_EQ(errorOf(header + "1e18,0,0,0\n"), "walk.csv:3: the time is too far from the first");
+    EXPECT_EQ(errorOf("time,x,y,z\n1628772230165000123,0,0,0\n"), "walk.csv:2: the time is not in seconds");
     EXPECT_EQ(errorOf(header + "1,0,0,\x1b[31m\n"), "walk.csv:3: '?[31m' is not a number");
     EXPECT_EQ(errorOf(header + std::string(100'000, ',')), "walk.csv:3: the line is too long for a log");
     EXPECT_EQ(errorOf(std::string(100'000, '\0')), "walk.csv:1: the line is too long for a log");
@@ -126,7 +144,7 @@ TEST(MotionLog, GivesTheNewestRowThatIsNotLater)
     const auto log = logOf("t,x,y,z\n7,1,0,0\n7.1,2,0,0\n7.1,3,0,0\n7.4,4,0,0\n");
     const auto rateAt = [&](std::chrono::nanoseconds offset) {
         const MotionLog::Row* row = log->rowAt(offset);
-        return row ? row->rotationRate.x : -1;
+        return row ? row->rotationRate->x : -1;
     };
     EXPECT_EQ(rateAt(-1ns), -1);
     EXPECT_EQ(rateAt(0ns), 1);
