@@ -246,6 +246,11 @@ TEST(CameraLifecycle, FailsForAPositionThatNoDeviceHas)
     EXPECT_EQ(lone.completions, 0);
     EXPECT_FALSE(IosCamera::isAvailable(Position::unspecified, lone.phone.platform()));
     EXPECT_TRUE(IosCamera::isAvailable(Position::front, lone.phone.platform()));
+    lone.phone.enterBackground();
+    lone.phone.enterForeground();
+    lone.phone.run();
+    EXPECT_EQ(lone.delegate->calls, (Texts{"fail canNotAddInput", "suspend", "resume"}));
+    EXPECT_EQ(lone.phone.journal().texts("startRunning").size(), 1U) << "an active camera's session, whatever it has";
     lone.back().script().isPresent = false;
     EXPECT_FALSE(IosCamera::isAvailable(Position::back, lone.phone.platform()));
 }
