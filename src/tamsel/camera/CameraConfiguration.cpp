@@ -31,6 +31,14 @@ std::string_view Position::rawValue() const
     return {};
 }
 
+std::expected<Position, platform::Error> Position::decode(std::string_view text)
+{
+    if (const auto position = fromRawValue(text))
+        return *position;
+    return std::unexpected(platform::Error{
+        "'" + std::string(text) + "' is no camera position: it is none of front, back and unspecified"});
+}
+
 AVCaptureDevicePosition Position::capturePosition() const
 {
     return static_cast<AVCaptureDevicePosition>(2 - value_);

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/Error.h>
 
 #include <cstdint>
+#include <expected>
 #include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,7 +17,7 @@ class UIDevice;
 
 namespace tamsel {
 
-/// What a camera session is set up for. Replaced as a whole, never field by field.
+/// What a camera session is set up for. Fixed once it is made: a camera gets another one as a whole.
 struct CameraConfiguration {
     /// Which camera. Raw values are the cases' names.
     class Position {
@@ -26,6 +29,10 @@ struct CameraConfiguration {
         /// Absent unless the text is exactly "front", "back" or "unspecified".
         [[nodiscard]] static std::optional<Position> fromRawValue(std::string_view rawValue);
         [[nodiscard]] std::string_view rawValue() const;
+        /// As one text value, which is the raw value.
+        [[nodiscard]] std::string encode() const { return std::string(rawValue()); }
+        /// The error is one line that names the text and what it may be.
+        [[nodiscard]] static std::expected<Position, platform::Error> decode(std::string_view text);
         /// The position that device lookup takes.
         [[nodiscard]] platform::AVCaptureDevicePosition capturePosition() const;
 
@@ -38,9 +45,9 @@ struct CameraConfiguration {
     /// Session quality. `none` selects the high preset; it does not leave the preset alone.
     enum class SessionPreset : std::uint8_t { photo, none };
 
-    Position position;
-    SessionPreset preset;
-    bool videoRecordingEnabled; ///< a movie output and an audio input are prepared
+    const Position position;
+    const SessionPreset preset;
+    const bool videoRecordingEnabled; ///< a movie output and an audio input are prepared
 
     bool operator==(const CameraConfiguration&) const = default;
 };

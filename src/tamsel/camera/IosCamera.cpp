@@ -113,7 +113,7 @@ std::shared_ptr<CameraDelegate> IosCamera::delegate() const
 
 void IosCamera::setConfiguration(CameraConfiguration configuration)
 {
-    configuration_ = configuration;
+    configuration_.emplace(configuration);
 }
 
 std::shared_ptr<AVCaptureDeviceInput> IosCamera::currentDeviceInput() const

@@ -111,7 +111,7 @@ private:
     // Set by the owner before the start; what is posted afterwards sees them.
     std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_;
     std::optional<double> minimumFocusObjectSize_;
-    CameraConfiguration configuration_;
+    std::optional<CameraConfiguration> configuration_; ///< always there; replaced as a whole
 
     // Each written by one of the set-up steps, read on the session queue after all of them.
     std::shared_ptr<platform::AVCaptureDeviceInput> captureDeviceInput_;

@@ -68,7 +68,7 @@ void IosCamera::capturePhoto(
             self->sessionQueue_->async(
                 [self, finished = std::move(finished), source] { self->deliverPhoto(*finished, source); });
         },
-        configuration_.position == CameraConfiguration::Position::front
+        configuration_->position == CameraConfiguration::Position::front
             ? PhotoCaptureProcessor::CameraModel::facingFront
             : PhotoCaptureProcessor::CameraModel::facingBack,
         settings.cameraCaptureSound, platform_);

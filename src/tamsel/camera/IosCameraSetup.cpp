@@ -37,13 +37,13 @@ void IosCamera::startSession(std::vector<AVMetadataObjectType> metadataObjectTyp
 void IosCamera::applySessionPreset()
 {
     captureSession_->beginConfiguration();
-    captureSession_->setSessionPreset(capturePreset(configuration_.preset));
+    captureSession_->setSessionPreset(capturePreset(configuration_->preset));
 }
 
 void IosCamera::setUpDeviceInputs()
 {
     CaptureServices& capture = platform_.capture;
-    const CameraConfiguration::Position position = configuration_.position;
+    const CameraConfiguration::Position position = configuration_->position;
     std::shared_ptr<AVCaptureDevice> device;
     for (const AVCaptureDeviceType type : deviceTypes(position, platform_.device)) {
         // The last kind that is there wins: the wide-angle camera before those with several lenses.
@@ -53,7 +53,7 @@ void IosCamera::setUpDeviceInputs()
     if (!device)
         return;
     captureDeviceInput_ = capture.makeDeviceInput(device).value_or(nullptr);
-    if (!configuration_.videoRecordingEnabled)
+    if (!configuration_->videoRecordingEnabled)
         return;
     if (const std::shared_ptr<AVCaptureDevice> microphone = capture.defaultAudioDevice())
         audioDeviceInput_ = capture.makeDeviceInput(microphone).value_or(nullptr);
@@ -68,7 +68,7 @@ void IosCamera::setUpVideoOutputs()
         const std::lock_guard lock(guard_);
         videoDataOutput_.swap(output);
     }
-    if (configuration_.videoRecordingEnabled) {
+    if (configuration_->videoRecordingEnabled) {
         movieFileOutput_ = platform_.capture.makeMovieFileOutput();
         movieFileOutput_->setMovieFragmentInterval(CMTime{});
     }

@@ -100,10 +100,13 @@ TEST(CameraPositions, ConvertExactlyFromText)
             {Position::unspecified, "unspecified", AVCaptureDevicePosition::unspecified}}) {
         EXPECT_EQ(Position::fromRawValue(text), Position(position));
         EXPECT_EQ(Position(position).rawValue(), text);
+        EXPECT_EQ(Position::decode(Position(position).encode()), Position(position));
         EXPECT_EQ(Position(position).capturePosition(), capture);
     }
     EXPECT_EQ(Position::fromRawValue("Front"), std::nullopt);
     EXPECT_EQ(Position::fromRawValue(""), std::nullopt);
+    EXPECT_EQ(Position::decode("Front").error().localizedDescription,
+        "'Front' is no camera position: it is none of front, back and unspecified");
 }
 
 TEST(CameraErrors, CarryTheirTexts)
@@ -114,16 +117,6 @@ TEST(CameraErrors, CarryTheirTexts)
     EXPECT_EQ(CameraError::noPermission().reason(), std::nullopt);
     EXPECT_EQ(CameraError::captureImageFailed().reason(), "Capture image failed");
     EXPECT_NE(CameraError::cameraModeError(cause), CameraError::recordVideoFailed(cause));
-}
-
-TEST(Clients, NeedNotImplementAnything)
-{
-    struct Nothing final : OvriSourceToSession { };
-    Nothing client;
-    OvriSourceToSession& session = client;
-    auto* manager = reinterpret_cast<OvriSourceManager*>(&client); // only passed on
-    session.sourceManagerCameraDidSuspend(*manager);
-    session.sourceManagerDidGetVideo(*manager, "clip.mp4");
 }
 
 } // namespace tamsel::tests
