@@ -281,6 +281,19 @@ std::shared_ptr<const engine::NativePicture> MovieReader::picture() const
     return copy ? std::make_shared<const DecodedPicture>(std::move(copy)) : nullptr;
 }
 
+bool MovieReader::skipToLastWhole()
+{
+    Parts& parts = *parts_;
+    const AVStream& stream = *parts.stream;
+    const std::int64_t begin = stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time;
+    const std::int64_t end = stream.duration == AV_NOPTS_VALUE ? begin : begin + stream.duration;
+    if (av_seek_frame(parts.format.get(), stream.index, end, AVSEEK_FLAG_BACKWARD) < 0)
+        return false;
+    avcodec_flush_buffers(parts.codec.get());
+    parts.isDraining = false;
+    return true;
+}
+
 bool MovieReader::rewind()
 {
     Parts& parts = *parts_;

@@ -69,6 +69,8 @@ public:
     /// As it was decoded.
     [[nodiscard]] std::shared_ptr<const engine::NativePicture> picture() const;
 
+    /// Goes to the last picture of a file that needs no other one; false when that is not possible.
+    [[nodiscard]] bool skipToLastWhole();
     /// Goes back to the start of a file; false when that is not possible.
     [[nodiscard]] bool rewind();
 

@@ -90,6 +90,10 @@ std::expected<bool, Error> FrontMover::step()
             return std::unexpected(std::move(written.error()));
         return true;
     }
+    if (move_.moved == move_.end) {
+        if (auto written = movie_.write(move_.begin, move_.head); !written)
+            return std::unexpected(std::move(written.error()));
+    }
     const std::span<std::byte> block = std::span(block_).first(std::min<std::uint64_t>(block_.size(), left));
     const std::uint64_t from = move_.moved - block.size();
     if (auto read = movie_.read(from, block); !read)

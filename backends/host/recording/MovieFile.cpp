@@ -112,6 +112,8 @@ std::expected<std::unique_ptr<MovieFile>, Error> MovieFile::resume(const std::fi
         .mover = std::nullopt})));
     Parts& parts = *file->parts_;
     if (const std::optional<FrontMove>& move = parts.recovery.move()) {
+        if (move->end > parts.movie.size())
+            return failure(path.string(), "is shorter than what stands beside it says");
         parts.finalSize = move->end + move->index.size();
         parts.mover.emplace(parts.movie, parts.recovery, *move);
         return file;
@@ -228,12 +230,18 @@ std::expected<bool, Error> MovieFile::Parts::makeIndex()
     finalSize = dataEnd + index->size();
     std::vector<std::byte> shifted = *index;
     if (!shiftChunks(shifted, shifted.size())) {
-        if (auto written = movie.write(dataEnd, *index); !written)
+        auto written = movie.write(dataEnd, *index);
+        if (written)
+            written = movie.write(muxer->headerEnd(), muxer->head());
+        if (!written)
             return std::unexpected(std::move(written.error()));
         return complete();
     }
-    FrontMove move{
-        .begin = muxer->headerEnd(), .end = dataEnd, .moved = dataEnd, .index = std::move(shifted)};
+    FrontMove move{.begin = muxer->headerEnd(),
+        .end = dataEnd,
+        .moved = dataEnd,
+        .head = muxer->head(),
+        .index = std::move(shifted)};
     if (auto begun = recovery.beginMove(move); !begun)
         return std::unexpected(std::move(begun.error()));
     mover.emplace(movie, recovery, std::move(move));
@@ -244,7 +252,6 @@ std::expected<bool, Error> MovieFile::Parts::complete()
 {
     if (auto cut = movie.cut(finalSize); !cut)
         return std::unexpected(std::move(cut.error()));
-    recovery.remove();
     return true;
 }
 
@@ -259,15 +266,18 @@ std::expected<bool, Error> MovieFile::finishStep()
     return parts.complete();
 }
 
-std::expected<void, Error> MovieFile::finish()
+std::expected<void, Error> MovieFile::finish(const Check& check)
 {
-    for (;;) {
+    for (bool isDone = false; !isDone;) {
         auto stepped = finishStep();
         if (!stepped)
             return std::unexpected(std::move(stepped.error()));
-        if (*stepped)
-            return {};
+        isDone = *stepped;
     }
+    if (auto checked = check ? check() : std::expected<void, Error>{}; !checked)
+        return checked;
+    parts_->recovery.remove();
+    return {};
 }
 
 void MovieFile::remove()

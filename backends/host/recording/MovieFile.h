@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <expected>
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 struct AVPacket;
@@ -38,8 +39,11 @@ public:
     /// Completes the file, in steps that may each be the last that happens: the index is made, then one block after the other
     /// is moved. True when the movie is whole.
     [[nodiscard]] std::expected<bool, platform::Error> finishStep();
-    /// All steps. After an error of writing the movie holds what was written until then.
-    [[nodiscard]] std::expected<void, platform::Error> finish();
+    /// Whether a movie that has been completed is as it should be.
+    using Check = std::function<std::expected<void, platform::Error>()>;
+    /// All steps, and then, unless the check has an objection, takes away what stands beside the movie. After an error of
+    /// writing the movie holds what was written until then.
+    [[nodiscard]] std::expected<void, platform::Error> finish(const Check& check = nullptr);
     /// Leaves no file.
     void remove();
 

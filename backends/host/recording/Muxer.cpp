@@ -134,7 +134,7 @@ std::expected<void, Error> Muxer::open(const MovieDescription& description)
         return read;
     for (const std::byte byte : size)
         headerEnd_ = headerEnd_ << 8 | std::to_integer<std::uint64_t>(byte);
-    return {};
+    return file_.read(headerEnd_, head_);
 }
 
 std::expected<void, Error> Muxer::failed(int code)
@@ -163,7 +163,14 @@ std::expected<void, Error> Muxer::place(std::span<const std::byte> bytes)
         std::ranges::copy(bytes, index_.begin() + static_cast<std::ptrdiff_t>(begin));
         return {};
     }
-    if (mode_ == Mode::write || catchesIndex_)
+    if (catchesIndex_) {
+        if (at < headerEnd_ || at - headerEnd_ + bytes.size() > head_.size())
+            return failure(
+                file_.path().string(), "cannot be completed with this version of the FFmpeg libraries");
+        std::ranges::copy(bytes, head_.begin() + static_cast<std::ptrdiff_t>(at - headerEnd_));
+        return {};
+    }
+    if (mode_ == Mode::write)
         return file_.write(at, bytes);
     if (isInData_)
         return {};
@@ -171,7 +178,8 @@ std::expected<void, Error> Muxer::place(std::span<const std::byte> bytes)
     if (auto read = file_.read(at, there); !read)
         return read;
     if (!std::ranges::equal(there, bytes))
-        return failure(file_.path().string(), "was recorded by another version of the FFmpeg libraries");
+        return failure(
+            file_.path().string(), "was recorded by another version of the FFmpeg libraries, or is damaged");
     return {};
 }
 

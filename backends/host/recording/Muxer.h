@@ -5,6 +5,7 @@
 
 #include <tamsel/platform/Error.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <expected>
@@ -43,8 +44,10 @@ public:
 
     /// Ends the media data, and gives the index, whose chunk offsets are those of the file. Once.
     [[nodiscard]] std::expected<std::vector<std::byte>, platform::Error> end();
-    /// Behind the file's type: where an index may stand.
+    /// Behind the file's type: where an index may stand, and where the media data's head begins.
     [[nodiscard]] std::uint64_t headerEnd() const { return headerEnd_; }
+    /// The head with the data's size, which is in the file only when somebody writes it there.
+    [[nodiscard]] const std::array<std::byte, FrontMove::headSize>& head() const { return head_; }
     /// Behind the media data.
     [[nodiscard]] std::uint64_t dataEnd() const { return dataEnd_; }
 
@@ -65,6 +68,7 @@ private:
     std::uint64_t at_ = 0;
     std::uint64_t headerEnd_ = 0;
     std::uint64_t dataEnd_ = 0;
+    std::array<std::byte, FrontMove::headSize> head_{};
     bool isInData_ = false;
     bool catchesIndex_ = false;
     std::vector<std::byte> index_;

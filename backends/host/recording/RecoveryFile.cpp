@@ -1,5 +1,9 @@
 #include <host/recording/RecoveryFile.h>
 
+extern "C" {
+#include <libavutil/crc.h>
+}
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -13,17 +17,20 @@ using platform::Error;
 
 namespace {
 
-constexpr std::string_view magic = "TAMSEL RECOVER 1";
-constexpr std::uint32_t packetKind = 0x31544B50; // "PKT1"
-constexpr std::uint32_t moveKind = 0x31564F4D; // "MOV1"
+constexpr std::string_view magic = "TAMSEL RECOVER 2";
 constexpr std::uint64_t longestDescription = std::uint64_t{1} << 20;
 constexpr std::size_t mostTracks = 8;
+constexpr std::int32_t longestSide = 16'384; // of a picture, in pixels
+constexpr std::int32_t mostChannels = 8;
+constexpr std::int64_t latestCreation = std::int64_t{1} << 40; // seconds since 1970
+constexpr std::uint32_t keyFlag = 1;
+constexpr std::uint32_t moveFlag = 2;
 
 struct Record {
-    std::uint32_t kind;
+    std::uint32_t checksum; ///< of the rest, without how far a move is
     std::uint32_t track;
     std::uint64_t offset; ///< of a move: its begin
-    std::uint32_t size;
+    std::uint32_t size; ///< of a move: the checksum of index and head
     std::uint32_t flags;
     std::int64_t pts; ///< of a move: its end
     std::int64_t dts; ///< of a move: how far it is
@@ -34,6 +41,21 @@ static_assert(sizeof(Record) == RecoveryFile::recordSize);
 std::span<const std::byte> bytesOf(const auto& value)
 {
     return std::as_bytes(std::span(&value, 1));
+}
+
+/// Never 0 of zeros.
+std::uint32_t checksumOf(std::span<const std::byte> bytes)
+{
+    return av_crc(av_crc_get_table(AV_CRC_32_IEEE_LE), ~0U,
+        reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+}
+
+std::uint32_t checksumOf(Record record)
+{
+    record.checksum = 0;
+    if ((record.flags & moveFlag) != 0)
+        record.dts = 0;
+    return checksumOf(bytesOf(record));
 }
 
 /// Appends values of fixed size, and runs of bytes with their length.
@@ -106,6 +128,15 @@ std::vector<std::byte> encode(const MovieDescription& description)
     return writer.bytes();
 }
 
+/// Within what the FFmpeg libraries, and arithmetic with these numbers, can take.
+bool isPossible(const TrackDescription& track)
+{
+    const auto isSide = [](std::int32_t side) { return side > 0 && side <= longestSide; };
+    return track.isPicture ? isSide(track.width) && isSide(track.height)
+                           : track.channels > 0 && track.channels <= mostChannels && track.sampleRate > 0
+            && track.frameSize >= 0;
+}
+
 std::optional<MovieDescription> decode(std::span<const std::byte> bytes)
 {
     Reader reader(bytes);
@@ -127,11 +158,12 @@ std::optional<MovieDescription> decode(std::span<const std::byte> bytes)
             *value = reader.number<std::int32_t>();
         const auto extradata = reader.run();
         track.extradata.assign(extradata.begin(), extradata.end());
-        if (track.timescale <= 0)
+        if (track.timescale <= 0 || !isPossible(track))
             return std::nullopt;
         description.tracks.push_back(std::move(track));
     }
-    if (!reader.isGood() || description.tracks.empty())
+    if (!reader.isGood() || description.tracks.empty() || description.creationTime < 0
+        || description.creationTime > latestCreation)
         return std::nullopt;
     return description;
 }
@@ -157,10 +189,11 @@ std::expected<RecoveryFile, Error> RecoveryFile::create(const std::filesystem::p
 std::expected<void, Error> RecoveryFile::describe(const MovieDescription& description)
 {
     const std::vector<std::byte> encoded = encode(description);
-    const std::uint64_t length = encoded.size();
+    const std::array<std::uint32_t, 2> lengthAndChecksum{
+        static_cast<std::uint32_t>(encoded.size()), checksumOf(encoded)};
     std::vector<std::byte> head;
     for (const auto part :
-        {std::as_bytes(std::span(magic)), bytesOf(length), std::span<const std::byte>(encoded)})
+        {std::as_bytes(std::span(magic)), bytesOf(lengthAndChecksum), std::span<const std::byte>(encoded)})
         head.insert(head.end(), part.begin(), part.end());
     end_ = head.size();
     return file_.write(0, head);
@@ -173,14 +206,15 @@ std::expected<void, Error> RecoveryFile::reserve(std::uint64_t more)
 
 std::expected<void, Error> RecoveryFile::add(const PacketRecord& packet)
 {
-    const Record record{.kind = packetKind,
+    Record record{.checksum = 0,
         .track = packet.track,
         .offset = packet.offset,
         .size = packet.size,
-        .flags = packet.isKey ? 1U : 0U,
+        .flags = packet.isKey ? keyFlag : 0U,
         .pts = packet.pts,
         .dts = packet.dts,
         .duration = packet.duration};
+    record.checksum = checksumOf(record);
     auto written = file_.write(end_, bytesOf(record));
     if (written)
         end_ += recordSize;
@@ -189,16 +223,19 @@ std::expected<void, Error> RecoveryFile::add(const PacketRecord& packet)
 
 std::expected<void, Error> RecoveryFile::beginMove(const FrontMove& move)
 {
-    const Record record{.kind = moveKind,
+    std::vector<std::byte> content = move.index;
+    content.insert(content.end(), move.head.begin(), move.head.end());
+    Record record{.checksum = 0,
         .track = 0,
         .offset = move.begin,
-        .size = 0,
-        .flags = 0,
+        .size = checksumOf(content),
+        .flags = moveFlag,
         .pts = static_cast<std::int64_t>(move.end),
         .dts = static_cast<std::int64_t>(move.moved),
         .duration = static_cast<std::int64_t>(move.index.size())};
+    record.checksum = checksumOf(record);
     // The record last: with it the index is valid.
-    if (auto written = file_.write(end_ + recordSize, move.index); !written)
+    if (auto written = file_.write(end_ + recordSize, content); !written)
         return written;
     moveRecord_ = end_;
     return file_.write(end_, bytesOf(record));
@@ -229,50 +266,69 @@ std::expected<void, Error> RecoveryFile::reload()
             Error{.localizedDescription = file_.path().string() + ": is damaged, or of another version"});
     };
     const std::uint64_t size = file_.size();
-    std::array<std::byte, magic.size() + sizeof(std::uint64_t)> head{};
+    std::array<std::uint32_t, 2> lengthAndChecksum{};
+    std::array<std::byte, magic.size() + sizeof lengthAndChecksum> head{};
     if (size < head.size() || !file_.read(0, head)
         || std::memcmp(head.data(), magic.data(), magic.size()) != 0)
         return damaged();
-    std::uint64_t length = 0;
-    std::memcpy(&length, head.data() + magic.size(), sizeof length);
+    std::memcpy(lengthAndChecksum.data(), head.data() + magic.size(), sizeof lengthAndChecksum);
+    const auto [length, checksum] = lengthAndChecksum;
     if (length > longestDescription || length > size - head.size())
         return damaged();
     std::vector<std::byte> encoded(length);
-    auto description = file_.read(head.size(), encoded) ? decode(encoded) : std::nullopt;
+    const bool isWhole = file_.read(head.size(), encoded) && checksumOf(encoded) == checksum;
+    auto description = isWhole ? decode(encoded) : std::nullopt;
     if (!description)
         return damaged();
     description_ = std::move(*description);
 
     packets_.clear();
     Record record{};
+    bool hasGap = false;
     for (end_ = head.size() + length; end_ + recordSize <= size; end_ += recordSize) {
         if (auto read = file_.read(end_, std::as_writable_bytes(std::span(&record, 1))); !read)
             return read;
-        if (record.kind == moveKind) {
+        // Never written, only in part, or damaged since.
+        if (record.checksum != checksumOf(record)) {
+            hasGap = true;
+            continue;
+        }
+        if ((record.flags & moveFlag) != 0) {
             const auto indexSize = static_cast<std::uint64_t>(record.duration);
             FrontMove move{.begin = record.offset,
                 .end = static_cast<std::uint64_t>(record.pts),
                 .moved = static_cast<std::uint64_t>(record.dts),
+                .head = {},
                 .index = {}};
-            if (indexSize > size - end_ - recordSize || move.begin > move.moved || move.moved > move.end
-                || indexSize == 0)
+            const std::uint64_t left = size - end_ - recordSize;
+            if (left < FrontMove::headSize || indexSize > left - FrontMove::headSize || indexSize == 0
+                || move.begin > move.moved || move.moved > move.end)
                 return damaged();
-            move.index.resize(indexSize);
+            move.index.resize(indexSize + FrontMove::headSize);
             if (auto read = file_.read(end_ + recordSize, move.index); !read)
                 return read;
+            if (checksumOf(move.index) != record.size)
+                return damaged();
+            std::ranges::copy(std::span(move.index).last(FrontMove::headSize), move.head.begin());
+            move.index.resize(indexSize);
             moveRecord_ = end_;
             move_ = std::move(move);
             break;
         }
-        if (record.kind != packetKind || record.track >= description_.tracks.size())
-            break; // what follows was reserved and never written, or only in part
+        if (record.track >= description_.tracks.size())
+            return damaged();
+        const bool isKey = (record.flags & keyFlag) != 0;
+        const bool isPicture = description_.tracks[record.track].isPicture;
+        hasGap = hasGap && !(isPicture && isKey);
+        if (hasGap && isPicture)
+            continue; // cannot be decoded without what is missing
         packets_.push_back({.track = record.track,
             .size = record.size,
             .offset = record.offset,
             .pts = record.pts,
             .dts = record.dts,
             .duration = record.duration,
-            .isKey = (record.flags & 1U) != 0});
+            .isKey = isKey});
     }
     return {};
 }

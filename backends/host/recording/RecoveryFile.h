@@ -2,6 +2,7 @@
 
 #include <host/recording/ReservedFile.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <expected>
@@ -55,25 +56,30 @@ struct PacketRecord {
 };
 
 /// The state of the last step: the media data, bytes `begin` to `end` of the movie, is moved back by the size of the index to
-/// make room for it. What stood from `moved` on has been moved already.
+/// make room for it. What stood from `moved` on has been moved already. Before, the data's size is put into its head: a head
+/// with a size says that its movie must not be read by the packets' places any more.
 struct FrontMove {
+    static constexpr std::size_t headSize = 16;
+
     std::uint64_t begin = 0;
     std::uint64_t end = 0;
     std::uint64_t moved = 0;
+    std::array<std::byte, headSize> head{};
     std::vector<std::byte> index;
 };
 
 /// The file beside a movie that is being recorded, from which it can be completed when the recorder is killed. It belongs to
-/// the machine that writes it: numbers are in its byte order. Layout: 16 bytes of magic with the version; the length of the
-/// description and the description; then records of 48 bytes, one a packet, until one of them begins the front move, with the
-/// index behind it. Not thread-safe.
+/// the machine that writes it: numbers are in its byte order. Layout: 16 bytes of magic with the version; length and checksum
+/// of the description, and the description; then records of 48 bytes with a checksum, one a packet, until one of them begins
+/// the front move, with the index and the head behind it. Not thread-safe.
 class RecoveryFile {
 public:
     [[nodiscard]] static std::filesystem::path pathOf(const std::filesystem::path& movie);
 
     [[nodiscard]] static std::expected<RecoveryFile, platform::Error> create(
         const std::filesystem::path& movie);
-    /// What a killed recorder has left; the error says why it is of no use, or that the recorder is alive.
+    /// What a killed recorder has left; the error says why it is of no use, or that the recorder is alive. Packets whose record
+    /// is damaged are left out, and with them the pictures that build on theirs.
     [[nodiscard]] static std::expected<RecoveryFile, platform::Error> open(
         const std::filesystem::path& movie);
 

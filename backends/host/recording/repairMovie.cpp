@@ -1,6 +1,7 @@
 #include <host/recording/repairMovie.h>
 
 #include <host/movie/MovieFacts.h>
+#include <host/movie/MovieReader.h>
 #include <host/movie/movieFailure.h>
 #include <host/recording/MovieFile.h>
 #include <host/recording/RecoveryFile.h>
@@ -11,6 +12,24 @@
 namespace tamsel::host {
 
 using platform::Error;
+
+namespace {
+
+/// Decodes the first picture and the last ones.
+std::expected<void, Error> checkMovie(const std::string& movie)
+{
+    auto reader = MovieReader::openContainer(movie, nullptr, MovieFormats::recordings);
+    if (!reader)
+        return std::unexpected(std::move(reader.error()));
+    if (auto started = (*reader)->startDecoding(); !started)
+        return started;
+    using enum MovieReader::Step;
+    if ((*reader)->next() != frame || !(*reader)->skipToLastWhole() || (*reader)->next() != frame)
+        return failure(movie, "was completed and does not play; what it was made from stays beside it");
+    return {};
+}
+
+} // namespace
 
 std::filesystem::path recoveryFileOf(const std::filesystem::path& movie)
 {
@@ -35,7 +54,7 @@ std::expected<void, Error> repairMovie(const std::filesystem::path& movie)
     auto file = MovieFile::resume(movie);
     if (!file)
         return std::unexpected(std::move(file.error()));
-    return (*file)->finish();
+    return (*file)->finish([&] { return checkMovie(movie.string()); });
 }
 
 } // namespace tamsel::host
