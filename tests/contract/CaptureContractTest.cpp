@@ -241,6 +241,8 @@ TEST_P(CaptureContract, DecidesWhatCanBeAdded)
     EXPECT_FALSE(session.session->canAddOutput(front.output)) << "one output of a kind";
     EXPECT_FALSE(front.session->canAddOutput(session.output)) << "an output is in one session";
     EXPECT_TRUE(session.session->canAddOutput(session.capture.makePhotoOutput()));
+    front.session->removeOutput(session.output); // not its own
+    EXPECT_FALSE(front.session->canAddOutput(session.output));
     session.session->removeOutput(session.output);
     EXPECT_TRUE(front.session->canAddOutput(session.output));
 }

@@ -19,7 +19,12 @@ public:
 
     [[nodiscard]] const char* kind() const override { return "AVCaptureVideoDataOutput"; }
     void setAlwaysDiscardsLateVideoFrames(bool discards) override { discardsLateFrames_ = discards; }
-    void setVideoSettings(std::uint32_t /*pixelFormat*/) override { } // all frames are BGRA
+    /// All frames are BGRA, whatever is asked for.
+    void setVideoSettings(std::uint32_t pixelFormat) override
+    {
+        hook_->setting("setVideoSettings",
+            pixelFormat == platform::kCVPixelFormatType_32BGRA ? "BGRA" : "another format");
+    }
     void setSampleBufferDelegate(
         std::weak_ptr<platform::AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
         std::shared_ptr<platform::DispatchQueue> queue) override;

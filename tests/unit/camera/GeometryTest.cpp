@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -87,21 +86,6 @@ TEST(MinimumFocusZoom, WritesOneLineWhenTheDeviceCannotBeLockedAndStartsAllTheSa
     EXPECT_EQ(screen.phone.journal().texts("unlock"), Texts{});
     EXPECT_EQ(screen.client->calls, Texts{});
     EXPECT_TRUE(screen.back().isStarted());
-}
-
-TEST(MinimumFocusZoom, HappensInsideTheConfigurationBlock)
-{
-    simulated::PhoneConfiguration configuration;
-    configuration.cameras[0].minimumFocusDistance = 100;
-    CaptureScreen screen(configuration);
-    screen.startAndRun(SourceType::cameraBack(false), {{"minimumFocusObjectSize", 20.0}});
-    Texts ending = screen.phone.journal().texts();
-    ending.erase(ending.begin(), std::ranges::find(ending, "lockForConfiguration"));
-    std::erase_if(ending, [](const std::string& text) { return text.starts_with("setSampleBuffer"); });
-    ASSERT_EQ(ending.size(), 5U);
-    EXPECT_EQ(ending[2], "unlockForConfiguration");
-    EXPECT_EQ(ending[3], "commitConfiguration");
-    EXPECT_EQ(ending[4], "startRunning");
 }
 
 TEST(ConnectionOrientation, IsThatOfTheInterface)

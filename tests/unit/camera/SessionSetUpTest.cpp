@@ -68,6 +68,8 @@ TEST_P(Setup, PutsTheSessionTogetherInOrderAndStartsItOnce)
             "commitConfiguration", "startRunning"}));
     EXPECT_EQ(
         screen.phone.journal().texts("setSampleBufferDelegate"), Texts{"setSampleBufferDelegate delegate"});
+    EXPECT_EQ(screen.phone.settings().texts("setVideo"), Texts{"setVideoSettings BGRA"});
+    EXPECT_EQ(screen.phone.settings().texts("setHigh"), Texts{"setHighResolutionCaptureEnabled yes"});
     EXPECT_TRUE(screen.back().isStarted());
     EXPECT_EQ(screen.back().preset(), AVCaptureSessionPreset::photo);
     EXPECT_TRUE(screen.phone.isIdle());

@@ -210,7 +210,7 @@ TEST(ExifRewriting, OfAStillWithoutExifMakesTheDirectoriesThatItNeeds)
     const PropertyDictionary given{{"Orientation", 6},
         {"{TIFF}",
             PropertyDictionary{
-                {"Make", "Maker"}, {"Orientation", 6}, {"XResolution", 72.0}, {"Software", "Älbum"}}},
+                {"Make", "Maker"}, {"Orientation", 6}, {"XResolution", 72}, {"Software", "Älbum"}}},
         {"{Exif}",
             PropertyDictionary{{"ExposureTime", 1.0 / 3}, {"ISOSpeedRatings", PropertyValue::List{100, 200}},
                 {"DateTimeOriginal", "2026:11:25 10:00:00"}, {"ShutterSpeedValue", -3.25},
