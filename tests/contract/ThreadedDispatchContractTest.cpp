@@ -1,7 +1,5 @@
 #include <contract/DispatchContract.h>
-
-#include <engine/dispatch/ThreadRunLoop.h>
-#include <engine/dispatch/ThreadedDispatch.h>
+#include <unit/engine/DispatchSupport.h>
 
 namespace tamsel::tests {
 
@@ -11,11 +9,7 @@ struct ThreadedHarness {
     platform::Dispatch& dispatch() { return threaded; }
     platform::RunLoops& runLoops() { return threaded; }
 
-    void runUntil(const std::function<bool()>& done)
-    {
-        while (!done())
-            threaded.mainLoop().runOnce(std::chrono::milliseconds(1));
-    }
+    void runUntil(const std::function<bool()>& done) { tests::runUntil(threaded.mainLoop(), done); }
 
     engine::ThreadedDispatch threaded;
 };

@@ -1,10 +1,10 @@
+#include <unit/engine/DispatchSupport.h>
+
 #include <engine/capture/DetectionStream.h>
-#include <engine/dispatch/ThreadedDispatch.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -112,8 +112,8 @@ TEST(DetectionThreads, KeepTheOrderWhileStartsEndAndDelegatesChange)
         next.join();
         if (driver.joinable())
             driver.join();
-        while (second.use_count() > 1 || first.use_count() > 1) // items hold them
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        runUntil(dispatch.mainLoop(), // items hold them
+            [&] { return second.use_count() == 1 && first.use_count() == 1; });
         batches += receiver->batches;
     }
     EXPECT_GE(batches, 40) << "the first frame of each second start, where its delegate stays";

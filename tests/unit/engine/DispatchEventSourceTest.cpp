@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <latch>
 #include <memory>
 #include <sys/eventfd.h>
 #include <thread>
@@ -24,19 +23,6 @@ std::chrono::nanoseconds now()
     return std::chrono::steady_clock::now().time_since_epoch();
 }
 
-/// Waits for a count that other threads raise.
-void waitFor(const std::atomic<int>& count, int least)
-{
-    for (int seen = count; seen < least; seen = count)
-        count.wait(seen);
-}
-
-void raise(std::atomic<int>& count)
-{
-    ++count;
-    count.notify_all();
-}
-
 TEST(DispatchEventSource, ADescriptorFiresOnceForEachArmingAndNeverTwiceAtATime)
 {
     const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_SEMAPHORE);
@@ -44,37 +30,37 @@ TEST(DispatchEventSource, ADescriptorFiresOnceForEachArmingAndNeverTwiceAtATime)
     const auto write
         = [descriptor](std::uint64_t value) { ASSERT_EQ(::write(descriptor, &value, sizeof value), 8); };
     {
-        std::atomic<int> fired = 0;
+        Counter fired;
         std::atomic<int> inside = 0;
-        std::atomic<int> told = 0;
+        Counter told;
         std::unique_ptr<EventSource> source;
         ThreadedDispatch dispatch(3); // ends before what its calls use
         source = dispatch.makeDescriptor(descriptor, [&] {
             EXPECT_EQ(++inside, 1);
             source->armReadable(); // another worker waits meanwhile
-            if (fired < 10)
-                std::this_thread::sleep_for(500us); // and sees that there is still something to read
+            if (fired < 10) // and, done with this, sees that there is still something to read
+                drain(*dispatch.globalQueue());
             std::uint64_t value = 0;
             const bool isRead = ::read(descriptor, &value, sizeof value) == 8;
             --inside;
             if (isRead)
-                raise(fired);
+                fired.raise();
         });
         ASSERT_TRUE(source);
         write(1);
         drain(*dispatch.globalQueue());
         EXPECT_EQ(fired, 0); // not armed yet
         source->armReadable();
-        waitFor(fired, 1);
+        fired.waitFor(1);
         for (int count = 0; count < 200; ++count)
             write(1);
-        waitFor(fired, 201);
+        fired.waitFor(201);
 
         // Without a new arming nothing more is told, though there is more to read.
-        const auto once = dispatch.makeDescriptor(unread, [&told] { raise(told); });
+        const auto once = dispatch.makeDescriptor(unread, [&told] { told.raise(); });
         ASSERT_TRUE(once);
         once->armReadable();
-        waitFor(told, 1);
+        told.waitFor(1);
         drain(*dispatch.globalQueue());
         drain(*dispatch.globalQueue());
         EXPECT_EQ(told, 1);
@@ -86,34 +72,34 @@ TEST(DispatchEventSource, ADescriptorFiresOnceForEachArmingAndNeverTwiceAtATime)
 
 TEST(DispatchEventSource, ATimerFiresAtTheLastTimeThatWasAskedForAndNotBefore)
 {
-    std::atomic<int> fired = 0;
-    std::atomic<int> later = 0;
+    Counter fired;
+    Counter later;
     std::atomic<std::int64_t> due = 0;
     ThreadedDispatch dispatch(2);
     const auto timer = dispatch.makeTimer([&] {
         EXPECT_GE(now().count(), due);
-        raise(fired);
+        fired.raise();
     });
     for (int round = 1; round <= 20; ++round) {
         due = (now() + 2ms).count();
         timer->armAt(now() + 1h);
         timer->armAt(std::chrono::nanoseconds(due));
-        waitFor(fired, round);
+        fired.waitFor(round);
     }
     timer->armAt(now() + 1ms);
     timer->cancel();
-    const auto second = dispatch.makeTimer([&later] { raise(later); });
+    const auto second = dispatch.makeTimer([&later] { later.raise(); });
     second->armAt(now() + 5ms);
-    waitFor(later, 1);
+    later.waitFor(1);
     EXPECT_EQ(fired, 20);
 }
 
 TEST(DispatchEventSource, MayBeDestroyedInsideItsOwnCallAndWhileAnotherThreadArmsIt)
 {
-    std::atomic<int> fired = 0;
+    Counter fired;
     ThreadedDispatch dispatch(3);
     for (int round = 0; round < 200; ++round) {
-        const auto done = std::make_shared<std::latch>(1);
+        const auto done = std::make_shared<Counter>();
         auto token = std::make_shared<int>();
         const std::weak_ptr<int> weak = token;
         auto holder = std::make_shared<std::unique_ptr<EventSource>>();
@@ -121,74 +107,74 @@ TEST(DispatchEventSource, MayBeDestroyedInsideItsOwnCallAndWhileAnotherThreadArm
             const std::weak_ptr<int> inside = token;
             holder->reset();
             EXPECT_FALSE(inside.expired());
-            done->count_down();
+            done->raise();
         });
         (*holder)->armAt(1ns);
-        done->wait();
+        done->waitFor(1);
     }
     for (int round = 0; round < 200; ++round) {
-        auto source = dispatch.makeTimer([&fired] { raise(fired); });
+        auto source = dispatch.makeTimer([&fired] { fired.raise(); });
         source->armAt(1ns);
         std::thread([&source] { source->armAt(1ns); }).join();
         if (round % 2 == 0)
-            waitFor(
-                fired, round / 2); // so that some are destroyed before, some while and some after they fire
+            fired.waitFor(
+                round / 2); // so that some are destroyed before, some while and some after they fire
     }
 }
 
 TEST(DispatchEventSource, IsReadWhileAClientBlocksAndWhileQueuesFlood)
 {
-    std::latch release(1);
-    std::atomic<int> fired = 0;
-    std::atomic<int> delivered = 0;
+    Counter released;
+    Counter fired;
+    Counter delivered;
     std::unique_ptr<EventSource> device;
     std::atomic<bool> isStopped = false;
-    std::atomic<int> ended = 0;
+    Counter ended;
     struct Flood {
         std::shared_ptr<platform::DispatchQueue> queue;
         std::atomic<bool>& isStopped;
-        std::atomic<int>& ended;
+        Counter& ended;
         void next()
         {
-            queue->async([this] { isStopped ? raise(ended) : next(); });
+            queue->async([this] { isStopped ? ended.raise() : next(); });
         }
     };
     std::vector<Flood> floods;
     ThreadedDispatch dispatch(2); // ends before what its calls use
     const auto slow = dispatch.makeSerialQueue("slow client");
     const auto quick = dispatch.makeSerialQueue("quick client");
-    slow->async([&release] { release.wait(); });
+    slow->async([&released] { released.waitFor(1); });
     device = dispatch.makeTimer([&] {
         device->armAt(now() + 200us);
-        raise(fired);
-        slow->async([&delivered] { ++delivered; });
-        quick->async([&delivered] { raise(delivered); });
+        fired.raise();
+        slow->async([&delivered] { delivered.raise(); });
+        quick->async([&delivered] { delivered.raise(); });
     });
     device->armAt(now());
-    waitFor(fired, 20);
-    waitFor(delivered, 20);
+    fired.waitFor(20);
+    delivered.waitFor(20);
 
     // Two queues that never rest for each worker.
     for (int count = 0; count < 4; ++count)
         floods.push_back({dispatch.makeSerialQueue("flood"), isStopped, ended});
     for (Flood& flood : floods)
         flood.next();
-    waitFor(fired, fired + 20);
+    fired.waitFor(fired + 20);
     isStopped = true;
-    waitFor(ended, 4);
+    ended.waitFor(4);
     device->cancel();
-    release.count_down();
+    released.raise();
 }
 
 TEST(DispatchEventSource, DoesNothingOnceThePlatformHasEnded)
 {
     std::unique_ptr<EventSource> source;
-    std::atomic<int> fired = 0;
+    Counter fired;
     {
         ThreadedDispatch dispatch(2);
-        source = dispatch.makeTimer([&fired] { raise(fired); });
+        source = dispatch.makeTimer([&fired] { fired.raise(); });
         source->armAt(1ns);
-        waitFor(fired, 1);
+        fired.waitFor(1);
     }
     source->armAt(1ns);
     source->cancel();

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -57,29 +56,29 @@ TEST(DispatchPool, ManyProducersKeepTheirOwnOrderAndItemsOfAQueueNeverOverlap)
 TEST(DispatchPool, ClientsThatBlockHoldUpTheirOwnQueuesOnly)
 {
     // More of them than there are workers; the promise is kept for queues, for the global queue and for devices.
-    std::latch release(1);
-    std::latch blocked(6);
-    std::latch fired(1);
+    Counter released;
+    Counter blocked;
+    Counter fired;
     std::atomic<int> ran = 0;
     ThreadedDispatch dispatch(2);
     std::vector<Queue> queues;
     for (int count = 0; count < 6; ++count) {
         queues.push_back(dispatch.makeSerialQueue("slow"));
         queues.back()->async([&] {
-            blocked.count_down();
-            release.wait();
+            blocked.raise();
+            released.waitFor(1);
         });
         queues.back()->async([&ran] { ++ran; });
     }
-    blocked.wait();
+    blocked.waitFor(6);
     const Queue free = dispatch.makeSerialQueue("free");
     drain(*free);
     drain(*dispatch.globalQueue());
-    const auto timer = dispatch.makeTimer([&fired] { fired.count_down(); });
+    const auto timer = dispatch.makeTimer([&fired] { fired.raise(); });
     timer->armAt(std::chrono::nanoseconds(1));
-    fired.wait();
+    fired.waitFor(1);
     EXPECT_EQ(ran, 0);
-    release.count_down();
+    released.raise();
     for (const Queue& queue : queues)
         drain(*queue);
     EXPECT_EQ(ran, 6);
@@ -88,29 +87,66 @@ TEST(DispatchPool, ClientsThatBlockHoldUpTheirOwnQueuesOnly)
 TEST(DispatchPool, WhatAnItemHandsOverRunsThoughThatItemGoesOn)
 {
     // As many as workers and more: each waits for what it has just posted.
-    std::latch done(5);
+    Counter done;
     ThreadedDispatch dispatch(2);
     for (int count = 0; count < 5; ++count) {
         dispatch.makeSerialQueue("asks")->async([&dispatch, &done] {
             drain(*dispatch.makeSerialQueue("answers"));
-            done.count_down();
+            done.raise();
         });
     }
-    done.wait();
+    done.waitFor(5);
+
+    // Also from a queue that has always ended with its hand-over before.
+    const Queue asks = dispatch.makeSerialQueue("asks");
+    for (int count = 1; count <= 200; ++count) {
+        asks->async([&] { dispatch.makeSerialQueue("answers")->async([&done] { done.raise(); }); });
+        done.waitFor(5 + count);
+    }
+    asks->async([&] {
+        drain(*dispatch.makeSerialQueue("answers"));
+        done.raise();
+    });
+    done.waitFor(206);
+}
+
+TEST(DispatchPool, ChainsOfHandOversReachTheirEndsBesideEachOther)
+{
+    // Longer than a worker follows one of them, and more than there are workers.
+    struct Chain {
+        std::vector<Queue> queues;
+        Counter& ended;
+        void goOn(std::size_t at)
+        {
+            queues[at]->async([this, at] { at + 1 < queues.size() ? goOn(at + 1) : ended.raise(); });
+        }
+    };
+    Counter ended;
+    std::vector<Chain> chains;
+    ThreadedDispatch dispatch(2);
+    for (int count = 0; count < 6; ++count) {
+        chains.push_back({.queues = {}, .ended = ended});
+        for (int link = 0; link < 200; ++link)
+            chains.back().queues.push_back(dispatch.makeSerialQueue("link"));
+    }
+    for (Chain& chain : chains)
+        chain.goOn(0);
+    ended.waitFor(6);
 }
 
 TEST(DispatchPool, ItemsOfTheGlobalQueueMayRunAtTheSameTime)
 {
-    const auto together = std::make_shared<std::latch>(4);
-    std::latch met(4);
+    Counter arrived;
+    Counter met;
     ThreadedDispatch dispatch(2);
     for (int count = 0; count < 4; ++count) {
-        dispatch.globalQueue()->async([together, &met] {
-            together->arrive_and_wait();
-            met.count_down();
+        dispatch.globalQueue()->async([&arrived, &met] {
+            arrived.raise();
+            arrived.waitFor(4);
+            met.raise();
         });
     }
-    met.wait();
+    met.waitFor(4);
 }
 
 TEST(DispatchPool, WhatHasNotRunIsDestroyedOnceThePlatformEnds)
@@ -122,20 +158,20 @@ TEST(DispatchPool, WhatHasNotRunIsDestroyedOnceThePlatformEnds)
     std::atomic<int> mainRan = 0;
     auto token = std::make_shared<int>();
     const std::weak_ptr<int> weak = token;
-    std::latch begun(1);
-    std::latch release(1);
+    Counter begun;
+    Counter released;
     queue->async([&] {
-        begun.count_down();
-        release.wait();
+        begun.raise();
+        released.waitFor(1);
     });
     for (int count = 0; count < 500; ++count) {
         queue->async([token, queue, main] { main->async([token] { }); });
         main->async([token, queue, &mainRan] { ++mainRan; });
         global->async([token, queue] { queue->async([token] { }); });
     }
-    begun.wait();
+    begun.waitFor(1);
     token.reset();
-    release.count_down();
+    released.raise();
     dispatch.reset();
     EXPECT_TRUE(weak.expired());
     EXPECT_EQ(mainRan, 0); // its loop never ran
@@ -177,17 +213,17 @@ TEST(DispatchPool, AThousandPlatformsLeaveNothingBehind)
 {
     const auto cycle = [] {
         auto dispatch = std::make_unique<ThreadedDispatch>(2);
-        std::latch ran(2);
+        Counter ran;
         const Queue queue = dispatch->makeSerialQueue("queue");
         queue->async([&] {
             dispatch->current().scheduleTimer(std::chrono::seconds(1), true, [](platform::Timer&) { });
-            ran.count_down();
+            ran.raise();
         });
-        const auto timer = dispatch->makeTimer([&ran] { ran.count_down(); });
+        const auto timer = dispatch->makeTimer([&ran] { ran.raise(); });
         timer->armAt(std::chrono::nanoseconds(1));
         dispatch->current().scheduleTimer(std::chrono::seconds(1), true, [queue](platform::Timer&) { });
         dispatch->mainQueue()->async([queue] { });
-        ran.wait();
+        ran.waitFor(2);
         dispatch.reset(); // before the event source
     };
     cycle();
@@ -197,8 +233,10 @@ TEST(DispatchPool, AThousandPlatformsLeaveNothingBehind)
         cycle();
     EXPECT_EQ(countOwn("fd"), descriptors);
     // A joined thread's entry may stand for another moment.
-    while (countOwn("task") > threads)
+    for (const auto end = std::chrono::steady_clock::now() + patience;
+        countOwn("task") > threads && std::chrono::steady_clock::now() < end;)
         std::this_thread::yield();
+    EXPECT_EQ(countOwn("task"), threads);
 }
 
 TEST(DispatchPoolDeathTest, AnExceptionThatLeavesAnItemEndsTheProcessWithOneLine)

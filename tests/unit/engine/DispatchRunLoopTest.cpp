@@ -40,7 +40,7 @@ TEST(DispatchRunLoop, AForeignLoopDrivesItByOneDescriptor)
             self.invalidate();
     });
     while (ran < 300 || ticks < 5) {
-        ASSERT_TRUE(isReadable(loop.descriptor(), -1));
+        ASSERT_TRUE(isReadable(loop.descriptor(), 60'000));
         loop.runOnce(0ns);
     }
     // Nothing is left to do, so the foreign loop sleeps, at the latest after one look: also when a timer was ended
@@ -61,9 +61,10 @@ TEST(DispatchRunLoop, RunsWholeUntilStoppedOrOnceWithALimit)
     const auto main = dispatch.mainQueue();
     int ran = 0;
     main->async([&ran] { ++ran; });
-    EXPECT_TRUE(loop.runOnce(1h));
+    EXPECT_TRUE(loop.runOnce(patience));
     EXPECT_EQ(ran, 1);
 
+    const auto limit = loop.scheduleTimer(patience, false, [](platform::Timer&) { giveUp(); });
     loop.stop(); // ends the next run, too
     loop.run();
     dispatch.globalQueue()->async([&] { main->async([&] { ++ran; }); });
@@ -71,13 +72,12 @@ TEST(DispatchRunLoop, RunsWholeUntilStoppedOrOnceWithALimit)
     loop.run();
     dispatch.globalQueue()->async([&loop] { loop.stop(); });
     loop.run();
-    while (ran < 2)
-        loop.runOnce(1ms);
+    runUntil(loop, [&ran] { return ran == 2; });
 
     loop.stop(); // is about `run`
     bool hasPassed = false;
     const auto timer = loop.scheduleTimer(5ms, false, [&hasPassed](platform::Timer&) { hasPassed = true; });
-    loop.runOnce(1h);
+    loop.runOnce(patience);
     EXPECT_TRUE(hasPassed);
 }
 
@@ -93,8 +93,7 @@ TEST(DispatchRunLoop, ALateLoopSkipsMissedTicksAndFiresInTheOrderOfTimes)
         if (fired.size() == 1)
             std::this_thread::sleep_until(begin + 5 * interval + interval / 2); // the work that makes it late
     });
-    while (fired.size() < 3)
-        loop.runOnce(1s);
+    runUntil(loop, [&fired] { return fired.size() == 3; });
     timer->invalidate();
     // One late tick for all that were missed, and then the next one of the phase.
     EXPECT_GE(fired[1] - begin, 5 * interval + interval / 2);
@@ -104,8 +103,9 @@ TEST(DispatchRunLoop, ALateLoopSkipsMissedTicksAndFiresInTheOrderOfTimes)
     const auto third = loop.scheduleTimer(9ms, false, [&order](platform::Timer&) { order.push_back(3); });
     const auto first = loop.scheduleTimer(1ms, false, [&order](platform::Timer&) { order.push_back(1); });
     const auto second = loop.scheduleTimer(2ms, false, [&order](platform::Timer&) { order.push_back(2); });
-    std::this_thread::sleep_for(20ms);
-    loop.runOnce(0ns);
+    const auto due = std::chrono::steady_clock::now() + 9ms;
+    std::this_thread::sleep_until(due); // of all three
+    runUntil(loop, [&order] { return order.size() == 3; });
     EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
 }
 
@@ -120,14 +120,12 @@ TEST(DispatchRunLoop, ALoopThatIsRunInsideATimersBlockDoesNotEnterTheBlockAgain)
     const auto outer = loop.scheduleTimer(1ms, true, [&](platform::Timer& self) {
         EXPECT_EQ(++depth, 1);
         const int enough = others + 3;
-        while (others < enough)
-            loop.runOnce(1s);
+        runUntil(loop, [&] { return others >= enough; });
         --depth;
         self.invalidate();
         isDone = true;
     });
-    while (!isDone)
-        loop.runOnce(1s);
+    runUntil(loop, [&isDone] { return isDone; });
 }
 
 TEST(DispatchRunLoop, AThreadsLoopEndsWithItsThreadAndIsInheritedByNone)
