@@ -123,32 +123,6 @@ TEST(FrameDelivery, GatesFramesAndDropsWhileTheCameraIsNotActive)
     EXPECT_EQ(screen.client->calls, Texts{"frame"});
 }
 
-TEST(FrameDelivery, KeepsWithinItsBuffersWhateverTheClientKeeps)
-{
-    CaptureScreen screen({.bufferCount = 4});
-    screen.startAndRun();
-    for (int number = 0; number < 20; ++number) {
-        screen.phone.advance(33ms);
-        screen.frame();
-    }
-    const FrameCounts counts = screen.manager->frameCounts();
-    EXPECT_EQ(screen.client->frames.size(), 4U);
-    EXPECT_EQ(counts.delivered, 4U);
-    EXPECT_EQ(droppedBy(counts, DropCause::noBuffer), 16U);
-    EXPECT_EQ(screen.phone.journal().texts("report").size(), 16U);
-    expectClosed(counts);
-
-    // What was kept stays valid after the manager, and the buffers that come back are used again.
-    const OvriCaptureFrameUpdate kept = screen.client->frames[1];
-    screen.client->frames.clear();
-    screen.frame();
-    EXPECT_EQ(screen.client->frames.size(), 1U);
-    EXPECT_EQ(screen.client->frames.back().imageBuffer()->timing()->sequence, 20U);
-    screen.manager.reset();
-    screen.phone.run();
-    EXPECT_EQ(kept.imageBuffer()->pixel(3, 2)[2], std::byte{1});
-}
-
 TEST(FrameDelivery, DeliversWhatIsPastTheVideoQueueAndLooksTheClientUpAtTheEnd)
 {
     CaptureScreen screen;

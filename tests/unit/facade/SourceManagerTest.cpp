@@ -274,28 +274,4 @@ TEST(SourceManager, StartsACameraThatWasAskedForInTheBackgroundOnReturn)
     EXPECT_EQ(screen.client->calls.back(), "frame");
 }
 
-TEST(SourceManager, TakesNoTimeOfItsCallerHoweverSlowTheDeviceIs)
-{
-    CaptureScreen screen;
-    simulated::CameraScript& script = screen.back().script();
-    script.timeToOpen = script.timeToStart = script.timeToStop = 500ms;
-    for (const auto pause : {0ms, 200ms, 600ms, 1200ms}) {
-        const auto unchanged = [&](const auto& operation) {
-            const auto before = screen.phone.now();
-            operation();
-            EXPECT_EQ(screen.phone.now(), before);
-            screen.phone.advance(pause);
-        };
-        unchanged([&] { ASSERT_TRUE(screen.start().has_value()); });
-        unchanged([&] { screen.manager->pauseCamera(); });
-        unchanged([&] { screen.manager->resumeCamera(); });
-        unchanged([&] { screen.manager->stopCameraSession(); });
-        unchanged([&] { ASSERT_TRUE(screen.start().has_value()); });
-        unchanged([&] { screen.manager->stopAllSessions(); });
-    }
-    const auto before = screen.phone.now();
-    screen.manager.reset();
-    EXPECT_EQ(screen.phone.now(), before);
-}
-
 } // namespace tamsel::tests
