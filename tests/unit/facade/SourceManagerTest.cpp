@@ -229,17 +229,6 @@ TEST(SourceManager, StopsTheCameraAndSaysSoWhenItIsDestroyed)
     EXPECT_TRUE(screen.phone.isIdle());
 }
 
-TEST(SourceManager, MayBeDestroyedInsideItsOwnCallbacks)
-{
-    CaptureScreen screen;
-    screen.startAndRun();
-    screen.client->onFrame = [&] { screen.manager.reset(); };
-    screen.frame();
-    screen.phone.run();
-    EXPECT_EQ(screen.client->calls, Texts{"frame"});
-    EXPECT_FALSE(screen.back().isOpen());
-}
-
 TEST(SourceManager, TellsTheClientOfTheBackgroundAfterTheSessionHasStopped)
 {
     CaptureScreen screen;
@@ -256,20 +245,6 @@ TEST(SourceManager, TellsTheClientOfTheBackgroundAfterTheSessionHasStopped)
     EXPECT_EQ(screen.client->calls, Texts{"suspend"});
     screen.phone.advance(1ms);
     EXPECT_EQ(screen.client->calls, (Texts{"suspend", "resume"}));
-    screen.frame();
-    EXPECT_EQ(screen.client->calls.back(), "frame");
-}
-
-TEST(SourceManager, StartsACameraThatWasAskedForInTheBackgroundOnReturn)
-{
-    CaptureScreen screen;
-    screen.phone.enterBackground();
-    screen.phone.run();
-    screen.startAndRun();
-    EXPECT_FALSE(screen.back().isStarted());
-    screen.phone.enterForeground();
-    screen.phone.run();
-    EXPECT_TRUE(screen.back().isStarted());
     screen.frame();
     EXPECT_EQ(screen.client->calls.back(), "frame");
 }
