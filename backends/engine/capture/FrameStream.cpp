@@ -111,8 +111,11 @@ void FrameStream::deliver(
 
 void FrameStream::drop(DropCause cause)
 {
-    if (isOpen())
-        tellDrop(cause);
+    if (!isOpen())
+        return;
+    if (parts_.movieOutput)
+        parts_.movieOutput->miss();
+    tellDrop(cause);
 }
 
 void FrameStream::lose(const Error& reason)

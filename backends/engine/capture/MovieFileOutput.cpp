@@ -144,6 +144,12 @@ void MovieFileOutput::take(
     }
 }
 
+void MovieFileOutput::miss()
+{
+    if (const std::shared_ptr<Recording> recording = current())
+        recording->missFrame();
+}
+
 std::vector<std::shared_ptr<Recording>> MovieFileOutput::takingSound()
 {
     const std::lock_guard lock(guard_);

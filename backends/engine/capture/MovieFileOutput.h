@@ -56,6 +56,8 @@ public:
         if (isRecording())
             take(pixels, nativePicture, captureTime);
     }
+    /// A frame of the session came to nothing before it could be offered; on the driver's thread.
+    void miss();
     /// Sound of the session, for whoever records.
     void offerSound(const SoundChunk& chunk);
     /// No more sound will come.

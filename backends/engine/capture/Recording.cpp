@@ -76,8 +76,7 @@ void Recording::takeFrame(
     std::unique_ptr<MovieFrame> picture
         = hasRoom(pixels) ? parts_.writer->keep(pixels, nativePicture) : nullptr;
     if (!picture) {
-        if (takesFrames())
-            parts_.ledger->countRecorded(false);
+        missFrame();
         return;
     }
     {
@@ -91,6 +90,12 @@ void Recording::takeFrame(
         waiting_.emplace_back(Frame{std::move(picture), captureTime});
     }
     queue_->async([self = shared_from_this()] { self->writeNext(); });
+}
+
+void Recording::missFrame()
+{
+    if (takesFrames())
+        parts_.ledger->countRecorded(false);
 }
 
 void Recording::takeSound(const SoundChunk& chunk)

@@ -42,6 +42,8 @@ public:
     /// The native picture may be absent.
     void takeFrame(const platform::CVPixelBuffer& pixels, const NativePicture* nativePicture,
         std::chrono::nanoseconds captureTime);
+    /// A frame of the camera that is not in the movie.
+    void missFrame();
     /// The next sound; ignored when none is taken.
     void takeSound(const SoundChunk& chunk);
 
