@@ -52,6 +52,7 @@ TEST(SystemVersion, IsComparedByNumbers)
     for (const char* earlier : {"12.9", "9.3.5", "", "x", "1.13", "-14.0"})
         EXPECT_FALSE(isSystemVersionAtLeast(Versioned(earlier), 13, 0)) << earlier;
     EXPECT_TRUE(isSystemVersionAtLeast(Versioned("13.10"), 13, 9));
+    EXPECT_FALSE(isSystemVersionAtLeast(Versioned("16x4"), 16, 1));
 }
 
 TEST(Notifications, ReachLivingObserversOfTheirNameInTheOrderOfRegistration)
