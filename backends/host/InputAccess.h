@@ -3,6 +3,7 @@
 #include <host/v4l2/V4L2Calls.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 
 namespace tamsel::host {
@@ -13,5 +14,9 @@ enum class InputAccess : std::uint8_t { absent, unreadable, readable };
 /// Asks the file system, with the modes of access(2); nothing is opened. Thread-safe.
 [[nodiscard]] InputAccess inputAccess(
     const std::string& path, int mode, const V4L2Calls& calls = systemV4L2Calls());
+
+/// What stands in place of a regular file, in words: "is a folder", or that there is nothing; empty for a regular file.
+/// Thread-safe.
+[[nodiscard]] std::string whyNoFile(const std::filesystem::path& path);
 
 } // namespace tamsel::host

@@ -1,5 +1,6 @@
 #include <host/asset/HostAssets.h>
 
+#include <host/InputAccess.h>
 #include <host/movie/MovieReader.h>
 
 #include <engine/capture/BufferPool.h>
@@ -65,9 +66,8 @@ private:
     /// Files only: a reader of movies takes other texts for devices and addresses.
     [[nodiscard]] Container open() const
     {
-        std::error_code ignored;
-        if (!std::filesystem::is_regular_file(url_, ignored))
-            return std::unexpected(Error{.localizedDescription = url_.string() + ": there is no such file"});
+        if (const std::string reason = whyNoFile(url_); !reason.empty())
+            return std::unexpected(Error{.localizedDescription = url_.string() + ": " + reason});
         Container container = MovieReader::openContainer(url_.string(), nullptr, MovieFormats::recordings);
         if (container)
             note(**container);
