@@ -76,8 +76,6 @@ CaptureCommand::CaptureCommand(const Options& options, Environment& environment)
       console_(options.json),
       waiter_(environment),
       responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
-      frameTeller_(std::make_shared<FrameTeller>(
-          forContactSheet(options, folder_.contactSheet()), environment, console_)),
       motionTeller_(std::make_shared<MotionTeller>(console_, environment.platform().clock, nullptr))
 {
 }
@@ -103,7 +101,7 @@ void CaptureCommand::sourceManagerDidGetFrame(
 void CaptureCommand::sourceManagerDidGetSample(
     OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample)
 {
-    still_ = keepSample(console_, *sample, folder_.still());
+    still_ = keepSample(console_, *sample, folder_.placeOf(folder_.still), folder_.targetOf(folder_.still));
     hasSample_ = true;
     waiter_.wake();
 }
@@ -238,7 +236,7 @@ void CaptureCommand::takeOne()
     if (hasFailed_)
         return;
     if (options_.capture.records) {
-        manager_->startVideoRecording(folder_.film());
+        manager_->startVideoRecording(folder_.placeOf(folder_.film));
         isRecording_ = true;
     }
     turnPreview(*view_, options_.interfaceOrientation);
@@ -279,13 +277,15 @@ void CaptureCommand::stopRecording()
 {
     if (!isRecording_)
         return;
-    if (!hasVideo_)
+    if (!hasVideo_ && !isCameraLost(manager_->frameCounts()))
         manager_->stopVideoRecording();
     waiter_.goOn();
     if (waiter_.waitFor(hasFailed_ ? failureLimit : filmLimit, [this] { return hasVideo_.load(); }))
-        film_ = tellRecording(folder_.film(), manager_->frameCounts(), environment_, console_);
+        film_ = tellRecording(folder_.placeOf(folder_.film), folder_.targetOf(folder_.film),
+            manager_->frameCounts(), environment_, console_);
     else
-        console_.fail(folder_.film() + ": the recording was left before it was complete; see repair");
+        console_.fail(
+            folder_.placeOf(folder_.film) + ": the recording was left before it was complete; see repair");
 }
 
 void CaptureCommand::stopSessions()
@@ -339,14 +339,18 @@ void CaptureCommand::writeFolder()
     page.hasContactSheet = frameTeller_->count() > 0 && frameTeller_->finishPictures();
     page.ledger = ledgerRows(manager_->frameCounts());
     const std::string plot = history_.plot(options_, motionTeller_->verdicts(), shot_, end_);
-    if (folder_.write(std::move(page), plot, console_) && !console_.isJson())
-        console_.write((still_.empty() ? "What was seen: " : outcome_ + " Look at ") + folder_.page());
+    const bool isWhole = !still_.empty() && !console_.hasFailed();
+    if (folder_.finish(std::move(page), plot, isWhole, console_) && !console_.isJson())
+        console_.write(
+            (still_.empty() ? "What was seen: " : outcome_ + " Look at ") + folder_.placeOf(folder_.page));
 }
 
 ExitStatus CaptureCommand::run()
 {
-    if (!folder_.makeRoom(options_, console_) || !console_.keepEvents(folder_.events()))
+    if (!folder_.makeRoom(options_, console_) || !console_.keepEvents(folder_.placeOf(folder_.events)))
         return ExitStatus::unusable;
+    frameTeller_ = std::make_shared<FrameTeller>(
+        forContactSheet(options_, folder_.placeOf(folder_.contactSheet)), environment_, console_);
     startSession();
     if (!hasFailed_)
         takeOne();

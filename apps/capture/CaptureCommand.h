@@ -65,7 +65,7 @@ private:
 
     const Options options_;
     Environment& environment_;
-    const CaptureFolder folder_;
+    CaptureFolder folder_;
     Console console_;
     Waiter waiter_;
     const std::shared_ptr<platform::DispatchQueue> responseQueue_;

@@ -8,7 +8,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <span>
@@ -36,30 +37,36 @@ std::string firstLines(const std::string& file)
     return text;
 }
 
-/// Somebody writes it right now.
-bool isInUse(const std::string& file)
-{
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return false;
-    const bool isLocked = ::flock(descriptor, LOCK_EX | LOCK_NB) != 0;
-    ::close(descriptor);
-    return isLocked;
-}
-
-std::string nameIn(const std::string& file)
-{
-    return std::filesystem::path(file).filename().string();
-}
-
 } // namespace
 
-std::string CaptureFolder::file(const char* name) const
+CaptureFolder::CaptureFolder(const std::string& path) : path_(path), files_(path, namesOfFiles()) { }
+
+CaptureFolder::~CaptureFolder()
 {
-    return (std::filesystem::path(path_) / name).string();
+    if (lock_ >= 0)
+        ::close(lock_);
 }
 
-bool CaptureFolder::makeRoom(const Options& options, Console& console) const
+std::vector<std::string> CaptureFolder::namesOfFiles()
+{
+    std::vector<std::string> names = recordingNames(film);
+    names.insert(names.end(), {still, contactSheet, plot, events, page});
+    return names;
+}
+
+bool CaptureFolder::isLocked(Console& console)
+{
+    lock_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (lock_ < 0)
+        console.fail(path_ + ": " + std::strerror(errno));
+    else if (::flock(lock_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        console.fail(path_ + ": another capture is writing there");
+    else
+        return true; // or there are no locks here
+    return false;
+}
+
+bool CaptureFolder::makeRoom(const Options& options, Console& console)
 {
     std::error_code error;
     std::filesystem::create_directories(path_, error);
@@ -67,32 +74,33 @@ bool CaptureFolder::makeRoom(const Options& options, Console& console) const
         console.fail("cannot make the folder " + path_ + ": " + error.message());
         return false;
     }
-    if (isInUse(events())) {
-        console.fail(path_ + ": another capture is writing there");
+    if (!isLocked(console) || !std::ranges::all_of(namesOfFiles(), [&](const std::string& name) {
+            return mayWrite(targetOf(name), options.capture.overwrites, console);
+        }))
         return false;
-    }
-    const std::array files{still(), film(), contactSheet(), plot(), events(), page()};
-    return std::ranges::all_of(files, [&](const auto& file) {
-        return mayWrite(file, options.capture.overwrites, console);
-    }) && std::ranges::all_of(files, [&](const auto& file) { return takeAway(file, console); });
+    hasEarlierResult_
+        = std::filesystem::exists(targetOf(still), error) || std::filesystem::exists(targetOf(film), error);
+    return files_.begin("new", console);
 }
 
-bool CaptureFolder::write(CapturePage shown, const std::string& plotted, Console& console) const
+bool CaptureFolder::finish(CapturePage shown, const std::string& plotted, bool isWhole, Console& console)
 {
-    shown.plot = nameIn(plot());
-    shown.events = {nameIn(events()), firstLines(events())};
-    for (CapturePage::File* made : {&shown.still, &shown.film})
-        made->name = made->facts.empty() ? "" : nameIn(made == &shown.still ? still() : film());
+    shown.plot = plot;
+    shown.events = {events, firstLines(placeOf(events))};
+    if (!shown.still.facts.empty())
+        shown.still.name = still;
+    if (!shown.film.facts.empty())
+        shown.film.name = film;
     if (shown.hasContactSheet)
-        shown.contactSheet = nameIn(contactSheet());
+        shown.contactSheet = contactSheet;
     const std::string html = htmlOf(shown);
-    for (const auto& [name, text] : {std::pair{plot(), &plotted}, std::pair{page(), &html}}) {
-        if (const auto written = writeFile(std::as_bytes(std::span(*text)), name); !written) {
+    for (const auto& [name, text] : {std::pair{plot, &plotted}, std::pair{page, &html}}) {
+        if (const auto written = writeFile(std::as_bytes(std::span(*text)), placeOf(name)); !written) {
             console.fail(written.error());
             return false;
         }
     }
-    return true;
+    return (!isWhole && hasEarlierResult_) || files_.keep();
 }
 
 } // namespace tamsel::capture

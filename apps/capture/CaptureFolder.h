@@ -3,34 +3,51 @@
 #include "CapturePage.h"
 #include "Console.h"
 #include "Options.h"
+#include "Replacement.h"
 
 #include <string>
+#include <vector>
 
 namespace tamsel::capture {
 
-/// The folder that a capture leaves: its files, and the page that shows them.
+/// The folder that a capture leaves: its files, and the page that shows them. An earlier still or film in it stays until the
+/// capture is whole.
 class CaptureFolder {
 public:
-    explicit CaptureFolder(std::string path) : path_(std::move(path)) { }
+    explicit CaptureFolder(const std::string& path);
+    ~CaptureFolder();
+    CaptureFolder(const CaptureFolder&) = delete;
+    CaptureFolder& operator=(const CaptureFolder&) = delete;
 
-    [[nodiscard]] std::string still() const { return file("still.jpg"); }
-    [[nodiscard]] std::string film() const { return file("film.mp4"); }
-    [[nodiscard]] std::string contactSheet() const { return file("contact-sheet.png"); }
-    [[nodiscard]] std::string plot() const { return file("verdicts.svg"); }
-    [[nodiscard]] std::string events() const { return file("events.jsonl"); }
-    [[nodiscard]] std::string page() const { return file("index.html"); }
+    static constexpr const char* still = "still.jpg";
+    static constexpr const char* film = "film.mp4";
+    static constexpr const char* contactSheet = "contact-sheet.png";
+    static constexpr const char* plot = "verdicts.svg";
+    static constexpr const char* events = "events.jsonl";
+    static constexpr const char* page = "index.html";
 
-    /// Makes the folder, with room for all files. False when that cannot or may not be, which has been told; then nothing of
-    /// an earlier capture is lost.
-    [[nodiscard]] bool makeRoom(const Options& options, Console& console) const;
+    /// All that a capture may put there.
+    [[nodiscard]] static std::vector<std::string> namesOfFiles();
 
-    /// Writes the plot and the page, which shows the first of the events. False when that failed, which has been told.
-    [[nodiscard]] bool write(CapturePage page, const std::string& plot, Console& console) const;
+    /// Makes the folder, with room for all files. False when that cannot or may not be, which has been told.
+    [[nodiscard]] bool makeRoom(const Options& options, Console& console);
+
+    /// Where a file is made, and then where it is.
+    [[nodiscard]] std::string placeOf(const std::string& name) const { return files_.placeOf(name); }
+    /// Where it is to be.
+    [[nodiscard]] std::string targetOf(const std::string& name) const { return files_.targetOf(name); }
+
+    /// Writes the plot and the page, which shows the first of the events, and puts all files of a whole capture where they are
+    /// to be. False when that failed, which has been told.
+    [[nodiscard]] bool finish(CapturePage shown, const std::string& plotted, bool isWhole, Console& console);
 
 private:
-    [[nodiscard]] std::string file(const char* name) const;
+    [[nodiscard]] bool isLocked(Console& console);
 
     const std::string path_;
+    Replacement files_;
+    bool hasEarlierResult_ = false;
+    int lock_ = -1; ///< the folder, locked with flock(2)
 };
 
 } // namespace tamsel::capture

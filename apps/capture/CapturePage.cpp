@@ -1,5 +1,7 @@
 #include "CapturePage.h"
 
+#include "Utf8.h"
+
 #include <algorithm>
 #include <string_view>
 
@@ -64,7 +66,7 @@ std::string figure(std::string_view content, const CapturePage::File& file)
         .append("\">")
         .append(escaped(file.name))
         .append("</a>")
-        .append(file.facts.empty() ? "" : ": " + escaped(file.facts))
+        .append(file.facts.empty() ? "" : ": " + escaped(printable(file.facts)))
         .append("</figcaption></figure>\n");
 }
 
@@ -92,10 +94,10 @@ std::string ledgerTable(const std::vector<LedgerRow>& rows)
 std::string htmlOf(const CapturePage& page)
 {
     std::string html(head);
-    html += std::string("<p class=\"outcome") + (page.isGood ? " good" : "") + "\">" + escaped(page.outcome)
-        + "</p>\n";
+    html += std::string("<p class=\"outcome") + (page.isGood ? " good" : "") + "\">"
+        + escaped(printable(page.outcome)) + "</p>\n";
     if (!page.problem.empty())
-        html += "<p class=\"outcome\">" + escaped(page.problem) + "</p>\n";
+        html += "<p class=\"outcome\">" + escaped(printable(page.problem)) + "</p>\n";
     html += "<p class=\"facts\">Waited for: "
         + (page.conditions.empty() ? "nothing" : escaped(page.conditions)) + ".</p>\n";
 

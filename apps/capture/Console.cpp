@@ -1,14 +1,14 @@
 #include "Console.h"
 
+#include "Files.h"
 #include "JsonLine.h"
+#include "Utf8.h"
 
 #include <signal.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <utility>
 
 namespace tamsel::capture {
@@ -28,11 +28,12 @@ std::optional<std::string> reasonOf(const MotionHelperError& error)
 
 bool Console::keepEvents(const std::string& file)
 {
-    events_.reset(std::fopen(file.c_str(), "we"));
-    if (!events_ || ::flock(::fileno(events_.get()), LOCK_EX | LOCK_NB) != 0) {
-        fail(file + ": " + std::strerror(errno));
+    const auto descriptor = createFile(file);
+    if (!descriptor) {
+        fail(descriptor.error());
         return false;
     }
+    events_.reset(::fdopen(*descriptor, "w"));
     return true;
 }
 
@@ -57,7 +58,7 @@ void Console::write(const JsonLine& event)
 void Console::write(const std::string& line)
 {
     const std::lock_guard lock(guard_);
-    print(line + "\n");
+    print(printable(line) + "\n");
 }
 
 /// When nobody reads any more a session ends in order, as if it had been interrupted.
@@ -89,7 +90,7 @@ std::string Console::firstFailure()
 void Console::note(const std::string& line)
 {
     const std::lock_guard lock(guard_);
-    std::fprintf(stderr, "tamsel-capture: %s\n", line.c_str());
+    std::fprintf(stderr, "tamsel-capture: %s\n", printable(line).c_str());
 }
 
 void Console::writeError(std::string_view kind, const std::optional<std::string>& reason)

@@ -18,7 +18,7 @@ class JsonLine;
 /// What the program returns.
 enum class ExitStatus : std::uint8_t { done = 0, failed = 1, unusable = 2, interrupted = 130 };
 
-/// The program's two streams, whole lines at a time. Thread-safe.
+/// The program's two streams, whole lines at a time; what is foreign in them reaches a terminal as text only. Thread-safe.
 class Console {
 public:
     /// With `json` every event is one JSON object a line.
@@ -26,8 +26,7 @@ public:
 
     [[nodiscard]] bool isJson() const { return json_; }
 
-    /// Keeps all events in a file, too, from now on, and holds a lock on it (flock(2)). False when it cannot be made, which has
-    /// been told.
+    /// Keeps all events in a new file, too, from now on. False when it cannot be made, which has been told.
     [[nodiscard]] bool keepEvents(const std::string& file);
     /// Whether it is of use to make any.
     [[nodiscard]] bool wantsEvents() const { return json_ || events_; }

@@ -1,7 +1,9 @@
 #include "DetectCommand.h"
 
 #include "Picture.h"
+#include "SessionErrors.h"
 #include "Upright.h"
+#include "limits.h"
 #include "seconds.h"
 
 #include <engine/capture/turnPixels.h>
@@ -28,7 +30,6 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-constexpr nanoseconds forEver = 24h * 365;
 /// The look that is under way when a video ends is over by then.
 constexpr nanoseconds lookLimit = 500ms;
 /// The first look makes what finds faces; on a busy machine a short video ends before that.
@@ -63,7 +64,7 @@ void DetectCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, c
         console_.fail(*cameraError);
     } else {
         // A live frame less does not matter here, unless it was the last.
-        if (manager.frameCounts().droppedBy[static_cast<std::size_t>(DropCause::deviceLost)] == 0)
+        if (!isCameraLost(manager.frameCounts()))
             return;
         std::error_code ignored;
         if (!std::filesystem::is_regular_file(options_.file, ignored))

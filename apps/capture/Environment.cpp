@@ -1,5 +1,8 @@
 #include "Environment.h"
 
+#include "Files.h"
+#include "Utf8.h"
+
 #include <host/Host.h>
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
@@ -61,8 +64,10 @@ public:
                 target.enterBackground();
             else if (info.ssi_signo == SIGUSR2)
                 target.enterForeground();
-            else
+            else {
+                interruptWrites();
                 onInterrupt();
+            }
         }
     }
 
@@ -73,7 +78,7 @@ private:
 
 void writeToStandardError(std::string_view line)
 {
-    std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
+    std::fprintf(stderr, "%s\n", printable(line).c_str());
 }
 
 /// Debug output, which is quoted, is not for whoever started a command.
@@ -86,6 +91,9 @@ void writeUnlessDebugOutput(std::string_view line)
 class HostEnvironment final : public Environment {
 public:
     explicit HostEnvironment(host::HostConfiguration configuration) : host_(std::move(configuration)) { }
+    ~HostEnvironment() override { interruptWrites(); } // a worker may wait in one
+    HostEnvironment(const HostEnvironment&) = delete;
+    HostEnvironment& operator=(const HostEnvironment&) = delete;
 
     [[nodiscard]] host::Host& host() { return host_; }
     [[nodiscard]] platform::Platform& platform() override { return host_.platform(); }
@@ -190,12 +198,11 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
         configuration.writeLine = [](std::string_view) { }; // what is to be said, the command says
     else
         configuration.writeLine = writeUnlessDebugOutput;
-    if (options.command == Command::capture || options.command == Command::status)
+    if (options.needsCameras())
         configuration.writeReport = [](std::string_view) { }; // the command tells its errors itself
     if (!options.needsCameras())
         return makeHost(std::move(configuration));
     if (options.command == Command::detect) {
-        configuration.writeReport = configuration.writeLine;
         configuration.backCamera = host::HostInput{.input = options.file, .repeats = false};
     } else if (options.back) {
         configuration.backCamera = host::HostInput{.input = *options.back};

@@ -2,6 +2,7 @@
 
 #include "JsonLine.h"
 #include "Ledger.h"
+#include "SessionErrors.h"
 #include "StatusLine.h"
 #include "seconds.h"
 
@@ -60,7 +61,7 @@ void FramesCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, c
     if (!cameraError)
         return;
     reportError(*cameraError);
-    const bool isLost = manager.frameCounts().droppedBy[static_cast<std::size_t>(DropCause::deviceLost)] > 0;
+    const bool isLost = isCameraLost(manager.frameCounts());
     if (cameraError->kind() != CameraError::Case::videoFrameError || isLost) {
         if (isLost)
             console_.fail("the camera was lost");

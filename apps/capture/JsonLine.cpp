@@ -27,18 +27,6 @@ std::string formatted(std::span<const double> values)
     return list + ']';
 }
 
-/// The value of a control character at the start of the text, also of those that take two bytes (C1).
-std::optional<unsigned> controlCharacter(std::string_view text)
-{
-    const auto first = static_cast<unsigned char>(text.front());
-    if (first < 0x20 || first == 0x7F)
-        return first;
-    if (first != 0xC2 || text.size() < 2)
-        return std::nullopt;
-    const auto second = static_cast<unsigned char>(text[1]);
-    return second >= 0x80 && second < 0xA0 ? std::optional<unsigned>(second) : std::nullopt;
-}
-
 } // namespace
 
 std::string jsonText(std::string_view text)
@@ -48,9 +36,9 @@ std::string jsonText(std::string_view text)
         const std::size_t length = sequenceLength(text);
         if (length == 0) {
             result += "\\ufffd";
-        } else if (const auto control = controlCharacter(text)) {
+        } else if (const auto active = activeCharacter(text)) {
             std::array<char, 16> escaped{};
-            std::snprintf(escaped.data(), escaped.size(), "\\u%04x", *control);
+            std::snprintf(escaped.data(), escaped.size(), "\\u%04x", static_cast<unsigned>(*active));
             result += escaped.data();
         } else if (text.front() == '"' || text.front() == '\\') {
             result += {'\\', text.front()};

@@ -6,6 +6,7 @@
 #include "Sample.h"
 
 #include <engine/image/renderImage.h>
+#include <host/InputAccess.h>
 
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
@@ -15,6 +16,7 @@
 #include <tamsel/platform/Dispatch.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <utility>
 
@@ -43,17 +45,21 @@ void PictureCommand::write(const UIImage& image)
                 .text("file", std::string_view(options_.outputFile))
                 .string());
     } else {
-        std::printf("%s: %.0f x %.0f pixels\n", options_.outputFile.c_str(), size.width, size.height);
+        std::array<char, 80> text{};
+        std::snprintf(text.data(), text.size(), ": %.0f x %.0f pixels", size.width, size.height);
+        console_.write(options_.outputFile + text.data());
     }
 }
 
 void PictureCommand::sourceManagerDidGetSample(
     OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample)
 {
+    const std::string reason = host::whyNoFile(options_.file);
     if (sample->sample().empty() && options_.command == Command::assetStill)
-        console_.fail(options_.file + ": there is no image at 1/60 s");
+        console_.fail(
+            options_.file + ": " + (reason.empty() ? std::string("there is no image at 1/60 s") : reason));
     else
-        keepSample(console_, *sample, options_.outputFile);
+        keepSample(console_, *sample, options_.outputFile, options_.outputFile);
     if (options_.command == Command::album)
         tellWhetherRewritten(sample->sample());
     hasSample_ = true;

@@ -20,16 +20,12 @@ using namespace std::chrono_literals;
 using namespace platform;
 using std::chrono::nanoseconds;
 
-namespace {
-
-constexpr nanoseconds forEver = 24h * 365;
-
-} // namespace
-
 RecordCommand::RecordCommand(const Options& options, Environment& environment)
     : options_(options),
       environment_(environment),
       console_(options.json),
+      files_(std::filesystem::path(options.outputFile).parent_path(), recordingNames(options.outputFile)),
+      name_(std::filesystem::path(options.outputFile).filename()),
       waiter_(environment)
 {
 }
@@ -60,7 +56,7 @@ std::string RecordCommand::status() const
 {
     const FrameCounts counts = manager_->frameCounts();
     std::error_code error;
-    const auto bytes = std::filesystem::file_size(options_.outputFile, error);
+    const auto bytes = std::filesystem::file_size(files_.placeOf(name_), error);
     std::array<char, 120> text{};
     std::snprintf(text.data(), text.size(), "recording %.1f s%s  %llu frames  %llu dropped  %.1f MB",
         seconds(environment_.platform().clock.monotonic() - begun_),
@@ -80,30 +76,33 @@ void RecordCommand::record()
     if (hasFailed_)
         return;
     begun_ = environment_.platform().clock.monotonic();
-    manager_->startVideoRecording(options_.outputFile);
+    manager_->startVideoRecording(files_.placeOf(name_));
     const nanoseconds length = options_.seconds ? nanosecondsOf(*options_.seconds) : forEver;
     bool hasVideo = false;
     {
         const StatusLine line(
             console_, environment_.platform().runLoops.current(), [this] { return status(); });
         (void)waiter_.waitFor(length, [this] { return hasVideo_ || hasFailed_; });
-        if (!hasVideo_)
+        if (!hasVideo_ && !isCameraLost(manager_->frameCounts()))
             manager_->stopVideoRecording();
         waiter_.goOn();
         // The session must not be stopped before: nobody would be told of the file.
         hasVideo
             = waiter_.waitFor(hasFailed_ ? failureLimit : filmLimit, [this] { return hasVideo_.load(); });
     }
-    if (hasVideo)
-        tellRecording(options_.outputFile, manager_->frameCounts(), environment_, console_);
-    else
-        console_.fail(options_.outputFile + ": the recording was left before it was complete; see repair");
+    if (!hasVideo)
+        console_.fail(files_.placeOf(name_) + ": the recording was left before it was complete; see repair");
+    else if (!tellRecording(
+                 files_.placeOf(name_), options_.outputFile, manager_->frameCounts(), environment_, console_)
+                 .empty()
+        && !console_.hasFailed())
+        files_.keep();
 }
 
 ExitStatus RecordCommand::run()
 {
-    ReplacedRecording replaced(options_.outputFile);
-    if (!mayWrite(options_.outputFile, options_.record.overwrites, console_) || !replaced.putAside(console_))
+    if (!mayWrite(options_.outputFile, options_.record.overwrites, console_)
+        || !files_.begin(name_ + ".new", console_))
         return ExitStatus::unusable;
     const SourceType source = options_.source();
     manager_ = OvriSourceManager::create({source}, options_.sessionPreset(),

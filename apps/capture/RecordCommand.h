@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "Environment.h"
 #include "Options.h"
+#include "Replacement.h"
 #include "Waiter.h"
 
 #include <tamsel/facade/OvriSourceManager.h>
@@ -32,6 +33,8 @@ private:
     const Options options_;
     Environment& environment_;
     Console console_;
+    Replacement files_; ///< the movie, and what stands beside it
+    const std::string name_; ///< the movie's, in its folder
     Waiter waiter_;
     std::shared_ptr<OvriSourceManager> manager_;
     std::chrono::nanoseconds begun_{};

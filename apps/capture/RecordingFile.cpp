@@ -1,15 +1,14 @@
 #include "RecordingFile.h"
 
 #include "JsonLine.h"
+#include "SessionErrors.h"
 
 #include <host/movie/MovieFacts.h>
 #include <host/recording/repairMovie.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <system_error>
-#include <utility>
 
 namespace tamsel::capture {
 
@@ -22,25 +21,6 @@ bool isThere(const files::path& file)
 {
     std::error_code error;
     return files::exists(files::symlink_status(file, error));
-}
-
-/// A movie, and what stands beside it while it is being recorded.
-std::array<files::path, 2> filesOf(const std::string& movie)
-{
-    return {movie, host::recoveryFileOf(movie)};
-}
-
-files::path asideOf(const files::path& file)
-{
-    return file.string() + ".replaced";
-}
-
-/// False, and told, when there is an error.
-bool wentWell(const files::path& file, const std::error_code& error, Console& console)
-{
-    if (error)
-        console.fail(file.string() + ": " + error.message());
-    return !error;
 }
 
 } // namespace
@@ -68,63 +48,28 @@ bool mayWrite(const std::string& file, bool overwrites, Console& console)
     return false;
 }
 
-bool takeAway(const std::string& file, Console& console)
+std::vector<std::string> recordingNames(const std::string& movie)
 {
-    return std::ranges::all_of(filesOf(file), [&](const files::path& old) {
-        std::error_code error;
-        files::remove(old, error);
-        return wentWell(old, error, console);
-    });
+    const files::path name = files::path(movie).filename();
+    return {name, host::recoveryFileOf(name)};
 }
 
-ReplacedRecording::ReplacedRecording(std::string file) : file_(std::move(file)) { }
-
-bool ReplacedRecording::putAside(Console& console)
-{
-    for (const files::path& old : filesOf(file_)) {
-        if (!isThere(old))
-            continue;
-        if (isThere(asideOf(old))) {
-            console.fail(
-                asideOf(old).string() + " is what another recording took the place of: move it away");
-            return false;
-        }
-        std::error_code error;
-        files::rename(old, asideOf(old), error);
-        if (!wentWell(old, error, console))
-            return false;
-        replaced_.push_back(old);
-    }
-    return true;
-}
-
-ReplacedRecording::~ReplacedRecording()
-{
-    std::error_code error;
-    const bool isReplaced = files::exists(file_, error);
-    for (const files::path& old : replaced_) {
-        if (isReplaced)
-            files::remove(asideOf(old), error);
-        else
-            files::rename(asideOf(old), old, error);
-    }
-}
-
-std::string tellRecording(
-    const std::string& file, const platform::FrameCounts& counts, Environment& environment, Console& console)
+std::string tellRecording(const std::string& file, const std::string& name,
+    const platform::FrameCounts& counts, Environment& environment, Console& console)
 {
     const std::string problem = environment.recordingProblem();
-    if (!problem.empty())
+    const bool isExplained = isCameraLost(counts); // that the recording ended with it is no news
+    if (!isExplained && !problem.empty())
         console.fail(problem);
     const auto facts = host::readMovieFacts(file);
     if (!facts) {
-        if (problem.empty())
+        if (!isExplained && problem.empty())
             console.fail(facts.error().localizedDescription);
         return {};
     }
     if (console.wantsEvents())
         console.write(JsonLine("video")
-                .text("file", std::string_view(file))
+                .text("file", std::string_view(name))
                 .number("duration", facts->duration)
                 .integer("frames", facts->frames)
                 .integer("dropped", counts.notRecorded));
@@ -133,7 +78,7 @@ std::string tellRecording(
         static_cast<unsigned long long>(facts->frames), static_cast<unsigned long long>(counts.notRecorded),
         facts->hasSound ? "" : ", no sound");
     if (!console.isJson())
-        console.write(file + ": " + text.data());
+        console.write(name + ": " + text.data());
     return text.data();
 }
 

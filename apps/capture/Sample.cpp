@@ -48,7 +48,8 @@ std::string describeProperties(const PropertyDictionary& properties)
 
 } // namespace
 
-std::string keepSample(Console& console, const CaptureSampleUpdate& sample, const std::string& file)
+std::string keepSample(
+    Console& console, const CaptureSampleUpdate& sample, const std::string& file, const std::string& name)
 {
     if (const auto written = writeFile(sample.sample(), file); !written) {
         console.fail(written.error());
@@ -61,11 +62,11 @@ std::string keepSample(Console& console, const CaptureSampleUpdate& sample, cons
                 .integer("bytes", sample.sample().size())
                 .integer("source", static_cast<std::uint64_t>(sample.source()))
                 .integer("exifOrientation", static_cast<std::uint64_t>(sample.exifOrientation()))
-                .text("file", std::string_view(file))
+                .text("file", std::string_view(name))
                 .number("fileOrientation", orientation ? orientation->number() : std::nullopt));
     std::string facts = std::to_string(sample.sample().size()) + " bytes" + describeProperties(properties);
     if (!console.isJson())
-        console.write(file + ": " + facts);
+        console.write(name + ": " + facts);
     return facts;
 }
 

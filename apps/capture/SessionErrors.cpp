@@ -2,6 +2,11 @@
 
 namespace tamsel::capture {
 
+bool isCameraLost(const platform::FrameCounts& counts)
+{
+    return counts.droppedBy[static_cast<std::size_t>(platform::DropCause::deviceLost)] > 0;
+}
+
 bool tellIfOver(Console& console, OvriSourceManager& manager, const SourceError& error)
 {
     if (const auto* motionError = std::get_if<MotionHelperError>(&error)) {
@@ -13,9 +18,7 @@ bool tellIfOver(Console& console, OvriSourceManager& manager, const SourceError&
         console.fail(cameraError);
         return true;
     }
-    const bool isLost
-        = manager.frameCounts().droppedBy[static_cast<std::size_t>(platform::DropCause::deviceLost)] > 0;
-    if (!isLost)
+    if (!isCameraLost(manager.frameCounts()))
         return false;
     console.writeError("deviceLost", "the camera was lost");
     console.fail("the camera was lost");

@@ -3,6 +3,7 @@
 #include "JsonLine.h"
 #include "Ledger.h"
 #include "SessionErrors.h"
+#include "Utf8.h"
 #include "Waiter.h"
 
 #include <tamsel/facade/OvriSourceManager.h>
@@ -93,8 +94,9 @@ public:
         status.resolution = manager->imageResolution();
         manager->stopAllSessions();
         waiter_.goOn();
-        (void)waiter_.waitFor(
-            endLimit, [&] { return !manager->canRecordVideo() && manager->frameCounts().inFlight == 0; });
+        (void)waiter_.waitFor(endLimit, [&] { // a session that has failed is left as it is
+            return (hasFailed_ || !manager->canRecordVideo()) && manager->frameCounts().inFlight == 0;
+        });
         status.counts = manager->frameCounts();
         return status;
     }
@@ -234,7 +236,7 @@ void StatusCommand::tellTable(const Answers& answers)
             std::snprintf(
                 size.data(), size.size(), "%.0f x %.0f", status.resolution.width, status.resolution.height);
         std::printf("  %-14s%-15s%-13s%-7s%-6s%s\n", side.name, yesOrNo(status.isAvailable), size.data(),
-            yesOrNo(status.canCaptureStill), yesOrNo(status.canRecord), side.input.c_str());
+            yesOrNo(status.canCaptureStill), yesOrNo(status.canRecord), printable(side.input).c_str());
     }
     row("held still", yesOrNo(answers.hasGyroscope), answers.hasGyroscope ? "" : "there is no gyroscope");
     row("tilted", "never told",

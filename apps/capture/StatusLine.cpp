@@ -1,5 +1,7 @@
 #include "StatusLine.h"
 
+#include "Utf8.h"
+
 #include <unistd.h>
 
 #include <cstdio>
@@ -40,7 +42,7 @@ StatusLine::~StatusLine()
 
 void StatusLine::show()
 {
-    std::fprintf(stderr, "\r%s   ", text_().c_str());
+    std::fprintf(stderr, "\r%s   ", printable(text_()).c_str());
 }
 
 } // namespace tamsel::capture

@@ -32,7 +32,8 @@ void StillCommand::sourceManagerDidGetFrame(
 void StillCommand::sourceManagerDidGetSample(
     OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample)
 {
-    keepSample(console_, *sample, options_.outputFile);
+    hasSample_ = true;
+    keepSample(console_, *sample, options_.outputFile, options_.outputFile);
     hasEnded_ = true;
     waiter_.wake();
 }
@@ -61,7 +62,9 @@ void StillCommand::takeStill()
         return;
     tellWhatIsMissing(options_, environment_, console_);
     manager_->captureStillImage(OvriImageSource::photo, settingsFor(options_.still));
-    if (!waiter_.waitFor(stillLimit, hasEnded) && !waiter_.isInterrupted())
+    if (waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasEnded_; }))
+        (void)waiter_.waitFor(forEver, hasEnded); // a pipe takes it when somebody reads
+    else if (!waiter_.isInterrupted())
         console_.fail("the still did not come");
 }
 

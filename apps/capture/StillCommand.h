@@ -38,7 +38,8 @@ private:
     std::shared_ptr<OvriSourceManager> manager_;
 
     std::atomic<bool> hasFrame_ = false;
-    std::atomic<bool> hasEnded_ = false; ///< in a sample or in an error
+    std::atomic<bool> hasSample_ = false;
+    std::atomic<bool> hasEnded_ = false; ///< with the sample written, or in an error
 };
 
 } // namespace tamsel::capture

@@ -1,8 +1,10 @@
 #include "AssetCommand.h"
 #include "CaptureCommand.h"
 #include "CaptureFolder.h"
+#include "Console.h"
 #include "DetectCommand.h"
 #include "Environment.h"
+#include "Files.h"
 #include "FramesCommand.h"
 #include "JsonLine.h"
 #include "MotionCommand.h"
@@ -13,6 +15,7 @@
 #include "RepairCommand.h"
 #include "StatusCommand.h"
 #include "StillCommand.h"
+#include "Utf8.h"
 
 #include <algorithm>
 #include <array>
@@ -55,66 +58,68 @@ ExitStatus listDevices(const Options& options, Environment& environment)
             char text[32];
             std::snprintf(text, sizeof text, "%.0f x %.0f", size.width, size.height);
             std::printf("%-9s %-11s %-13s %s\n", std::string(name(camera->position())).c_str(), "wide angle",
-                text, camera->localizedName().c_str());
+                text, printable(camera->localizedName()).c_str());
         }
     }
     return ExitStatus::done;
 }
 
+std::vector<std::string> outputsOf(const Options& options)
+{
+    std::vector<std::string> outputs{options.outputFile, options.contactSheet.value_or(""),
+        options.detect.annotated.value_or(""), options.motion.plot.value_or("")};
+    if (options.command == Command::capture) {
+        for (const std::string& name : CaptureFolder::namesOfFiles())
+            outputs.push_back((std::filesystem::path(options.capture.folder) / name).string());
+    }
+    return outputs;
+}
+
 /// An output that is also an input, by whatever name or link.
-std::optional<std::string> overwrittenInput(const Options& options)
+std::optional<std::string> overwrittenInput(const Options& options, const std::vector<std::string>& outputs)
 {
     if (options.command == Command::repair)
         return std::nullopt; // works on the file itself
-    const CaptureFolder folder(options.capture.folder);
-    std::vector<std::string> outputs{options.outputFile, options.contactSheet.value_or(""),
-        options.detect.annotated.value_or(""), options.motion.plot.value_or("")};
-    if (options.command == Command::capture)
-        outputs.insert(outputs.end(),
-            {folder.still(), folder.film(), folder.contactSheet(), folder.plot(), folder.events(),
-                folder.page()});
     const std::array inputs{options.file, options.back.value_or(""), options.front.value_or(""),
         options.motion.logFile.value_or(""), options.record.microphone.value_or("")};
-    for (const std::string& output : outputs) {
-        const bool isInput = std::ranges::any_of(inputs, [&](const std::string& input) {
+    const auto found = std::ranges::find_if(outputs, [&](const std::string& output) {
+        return std::ranges::any_of(inputs, [&](const std::string& input) {
             std::error_code error;
             return std::filesystem::is_regular_file(input, error)
                 && std::filesystem::equivalent(input, output, error);
         });
-        if (isInput)
-            return output;
-    }
-    return std::nullopt;
+    });
+    return found == outputs.end() ? std::nullopt : std::optional(*found);
 }
 
 ExitStatus run(std::span<const char* const> arguments)
 {
     auto options = parseOptions(arguments);
-    if (!options) {
-        std::fprintf(stderr, "tamsel-capture: %s\n", options.error().c_str());
+    Console console(false);
+    const auto refuse = [&](const std::string& reason) {
+        console.fail(reason);
         return ExitStatus::unusable;
-    }
-    if (const auto file = overwrittenInput(*options)) {
-        std::fprintf(
-            stderr, "tamsel-capture: %s is an input of this command: choose another output\n", file->c_str());
-        return ExitStatus::unusable;
-    }
+    };
+    if (!options)
+        return refuse(options.error());
+    const std::vector<std::string> outputs = outputsOf(*options);
+    if (const auto file = overwrittenInput(*options, outputs))
+        return refuse(*file + " is an input of this command: choose another output");
+    keepTextOutOf(outputs);
     if (options->command == Command::help) {
         std::fwrite(helpText().data(), 1, helpText().size(), stdout);
         return ExitStatus::done;
     }
     if (options->motion.logFile) {
         auto log = engine::MotionLog::read(*options->motion.logFile);
-        if (!log) {
-            std::fprintf(stderr, "tamsel-capture: %s\n", log.error().localizedDescription.c_str());
-            return ExitStatus::unusable;
-        }
+        if (!log)
+            return refuse(log.error().localizedDescription);
         options->motion.log = std::move(*log);
     }
     const bool isDetecting = options->command == Command::detect;
     if ((isDetecting && !canDetect(options->detect.kinds))
         || (options->command == Command::capture && !canDetect(options->capture.kinds()))) {
-        std::fprintf(stderr, "tamsel-capture: faces cannot be detected by this build\n");
+        console.fail("faces cannot be detected by this build");
         return ExitStatus::failed;
     }
     if (options->command == Command::repair)
@@ -126,10 +131,8 @@ ExitStatus run(std::span<const char* const> arguments)
             options->sensorOrientation = sensorOrientationOf(options->file);
     }
     const auto environment = makeEnvironment(*options);
-    if (!environment) {
-        std::fprintf(stderr, "tamsel-capture: %s\n", environment.error().c_str());
-        return ExitStatus::unusable;
-    }
+    if (!environment)
+        return refuse(environment.error());
     switch (options->command) {
     case Command::devices:
         return listDevices(*options, **environment);

@@ -1,4 +1,5 @@
 #include "support/Media.h"
+#include "support/Pictures.h"
 #include "support/Program.h"
 
 #include <gtest/gtest.h>
@@ -90,11 +91,15 @@ TEST(AssetCommand, EndsOnWhatIsNoFileAndWhenNobodyTakesItsOutput)
     const ScratchFolder folder;
     const std::string pipe = folder.file("pipe");
     ASSERT_EQ(runCommand("mkfifo '" + pipe + "'").status, 0);
-    for (const char* command : {"asset", "asset-still", "thumbnail", "image"})
-        EXPECT_EQ(outcomeOf(std::string(command) + " '" + pipe + "' "
-                      + (std::string(command) == "asset" ? "" : "'" + folder.file("out.png") + "'"))
-                      .status,
-            1);
+    for (const std::string command : {"asset", "asset-still", "thumbnail", "image"}) {
+        const std::string out = command == "asset" ? "" : " '" + folder.file("out.png") + "'";
+        for (const auto& [file, words] :
+            {std::pair(pipe, ": is a pipe"), {folder.file(""), ": is a folder"}}) {
+            const Outcome refused = outcomeOf(command + " '" + file + "'" + out);
+            EXPECT_EQ(refused.status, 1);
+            EXPECT_EQ(count(refused.errors, file + words), 1U) << command << ": " << refused.errors;
+        }
+    }
     EXPECT_EQ(outcomeOf("image /dev/zero '" + folder.file("out.png") + "'").status, 1);
     EXPECT_EQ(outcomeOf("--json asset '" + makeClip(folder) + "' --fast >/dev/full").status, 1);
 }
@@ -137,22 +142,9 @@ TEST(PictureCommand, RendersAPictureUpright)
     EXPECT_EQ(plain.output, out + ": 90 x 62 pixels\n");
     EXPECT_TRUE(rawPicture(out) == rawPicture(stored));
 
-    // An eXIf chunk that says "right": to be turned clockwise.
-    std::string turned = readFile(stored);
-    const std::string chunk("\0\0\0\x1a"
-                            "eXIfMM\0*\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0\x06\0\0\0\0\0\0",
-        34);
-    std::uint32_t remainder = 0xFFFFFFFFU;
-    for (const char byte : chunk.substr(4)) {
-        remainder ^= static_cast<unsigned char>(byte);
-        for (int bit = 0; bit < 8; ++bit)
-            remainder = (remainder >> 1U) ^ ((remainder & 1U) != 0 ? 0xEDB88320U : 0U);
-    }
-    std::string check;
-    for (const unsigned shift : {24U, 16U, 8U, 0U})
-        check += static_cast<char>(~remainder >> shift);
-    turned.insert(33, chunk + check); // behind the header
-    writeFile(folder.file("turned.png"), turned);
+    // It says "right": to be turned clockwise.
+    writeFile(folder.file("turned.png"), pngFile(slopes(90, 62), 6));
+    writeFile(stored, pngFile(slopes(90, 62)));
     EXPECT_EQ(outcomeOf("image '" + folder.file("turned.png") + "' '" + out + "'").status, 0);
     const std::string expected
         = runCommand("ffmpeg -v error -i '" + stored + "' -vf transpose=clock -f rawvideo -pix_fmt rgb24 -")

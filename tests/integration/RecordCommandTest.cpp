@@ -37,11 +37,12 @@ void expectPlayable(const MovieProbe& movie)
     EXPECT_NEAR(movie.soundDuration, movie.soundCodec.empty() ? 0 : movie.duration, longest + 0.1);
 }
 
-/// Starts a recording, and sends the program a signal when the file has a second of the test picture and a tone.
-CommandResult recordUntil(const std::string& signal, const std::string& file, const std::string& arguments)
+/// Records the pattern into a file, and when there are pictures in it sends the program a signal.
+CommandResult recordUntil(const std::string& file, const std::string& signal)
 {
-    return runCommand(captureProgram() + " " + arguments + " & pid=$!; while kill -0 $pid && [ $(stat -c %s '"
-        + file + "' 2>/dev/null || echo 0) -lt 30000 ]; do sleep 0.05; done; kill -" + signal
+    return runCommand(captureProgram() + " --json --back test:320x240@30 record " + file
+        + " --microphone test:tone & pid=$!; while kill -0 $pid && [ $(stat -c %s " + file
+        + " 2>/dev/null || echo 0) -lt 30000 ]; do sleep 0.05; done; kill -" + signal
         + " $pid; wait $pid 2>/dev/null");
 }
 
@@ -182,7 +183,17 @@ TEST(RecordCommand, LosesNoFileForARecordingThatDoesNotCome)
     EXPECT_TRUE(both.output.contains("first 130\n")) << both.output;
     expectPlayable(MovieProbe(live));
     for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(live).parent_path()))
-        EXPECT_NE(entry.path().extension(), ".replaced") << entry.path();
+        EXPECT_NE(entry.path().extension(), ".new") << "nothing came: " << entry.path();
+}
+
+TEST(RecordCommand, SaysOnceThatItsCameraWasLost)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.file("out.mp4");
+    const Outcome recorded = outcomeOf("--back lavfi:testsrc2=s=64x48:r=50:d=1 record " + file);
+    EXPECT_EQ(recorded.status, 1);
+    EXPECT_EQ(recorded.errors, "tamsel-capture: the camera was lost\n");
+    expectPlayable(MovieProbe(file));
 }
 
 TEST(RecordCommand, LeavesAWholeFileWhenItIsInterrupted)
@@ -190,8 +201,7 @@ TEST(RecordCommand, LeavesAWholeFileWhenItIsInterrupted)
     const ScratchFolder folder;
     for (const char* signal : {"INT", "TERM", "HUP", "USR1"}) {
         const std::string file = folder.file(std::string(signal) + ".mp4");
-        const CommandResult recorded = recordUntil(
-            signal, file, "--json --back test:320x240@30 record " + file + " --microphone test:tone");
+        const CommandResult recorded = recordUntil(file, signal);
         EXPECT_EQ(recorded.status, signal == std::string("USR1") ? 1 : 130);
         EXPECT_EQ(count(recorded.output, "\"video\""), 1U) << recorded.output;
         expectPlayable(MovieProbe(file));
@@ -202,10 +212,9 @@ TEST(RecordCommand, CanBeRepairedAfterItWasKilled)
 {
     const ScratchFolder folder;
     const std::string file = folder.file("out.mp4");
-    const std::string arguments = "--back test:320x240@30 record " + file + " --microphone test:tone";
-    EXPECT_NE(recordUntil("KILL", file, arguments).status, 0);
+    EXPECT_NE(recordUntil(file, "KILL").status, 0);
     EXPECT_NE(MovieProbe(file).decodingErrors, "");
-    const Outcome again = outcomeOf(arguments);
+    const Outcome again = outcomeOf("--back test:64x48 record " + file);
     EXPECT_EQ(again.status, 2);
     EXPECT_EQ(count(again.errors, "repair"), 1U) << again.errors;
 
@@ -233,17 +242,18 @@ TEST(RecordCommand, FillsADiskWithAFileThatPlays)
         "-f lavfi -i 'nullsrc=s=640x360:r=30,geq=random(1)*255:128:128' -t 2 -c:v libx264 -preset "
         "ultrafast -crf 20",
         clip);
-    const Outcome recorded = outcomeOf(
-        "--json --back " + clip + " record " + disk + "/out.mp4 --seconds 20 --microphone test:tone");
-    const MovieProbe movie(disk + "/out.mp4");
-    const std::string left = runCommand("ls " + disk).output;
+    writeFile(disk + "/out.mp4", "an earlier one");
+    const Outcome recorded = outcomeOf("--json --back " + clip + " record " + disk
+        + "/out.mp4 --seconds 60 --microphone test:tone --overwrite");
+    const MovieProbe movie(disk + "/out.mp4.new/out.mp4");
+    const std::string left = runCommand("ls -R " + disk + "/*; cat " + disk + "/out.mp4").output;
     (void)runCommand("umount " + disk);
     ASSERT_TRUE(isMade);
     EXPECT_EQ(recorded.status, 1);
     EXPECT_EQ(count(recorded.errors, "No space left on device"), 1U) << recorded.errors;
     EXPECT_EQ(count(recorded.output, "\"video\""), 1U) << recorded.output;
     expectPlayable(movie);
-    EXPECT_EQ(left, "out.mp4\n");
+    EXPECT_EQ(left, disk + "/out.mp4\n\n" + disk + "/out.mp4.new:\nout.mp4\nan earlier one");
 }
 
 TEST(RecordCommand, WorksWithTheThreadsThatItGets)
