@@ -63,7 +63,7 @@ void FramesCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, c
     reportError(*cameraError);
     const bool isLost = isCameraLost(manager.frameCounts());
     if (cameraError->kind() != CameraError::Case::videoFrameError || isLost) {
-        if (isLost)
+        if (isLost && !shouldEnd_)
             console_.fail("the camera was lost");
         requestEnd(manager);
     }
@@ -162,9 +162,10 @@ ExitStatus FramesCommand::run()
 
     const bool hasPictures = frameTeller_->finishPictures();
     summarize();
-    if (frameErrors_ > 0)
-        console_.fail(std::to_string(frameErrors_.load())
-            + (frameErrors_ == 1 ? " frame was dropped" : " frames were dropped"));
+    const std::uint64_t lost = isCameraLost(manager_->frameCounts()) ? 1 : 0;
+    if (frameErrors_ > lost)
+        console_.fail(std::to_string(frameErrors_ - lost)
+            + (frameErrors_ == lost + 1 ? " frame was dropped" : " frames were dropped"));
     const bool isComplete = !options_.count || frameTeller_->count() >= *options_.count;
     if (!isComplete && !isInterrupted)
         console_.fail("only " + std::to_string(frameTeller_->count()) + " of "

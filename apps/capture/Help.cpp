@@ -22,7 +22,8 @@ Commands
     --record                  a film of it, too
     --microphone INPUT        what is heard in it; as for record
     --faces                   look for faces even when none is required
-    --overwrite               replace what an earlier capture has left in the folder
+    --overwrite               replace what an earlier capture has left in the folder,
+                              once this one is whole
     --camera, --location, --heading, --silent, --flash, --torch
                               as for still
   status                      what a screen can ask: permissions, which sources are there, what can be captured now, how
@@ -52,7 +53,7 @@ Commands
                               a URL or FFmpeg input; test:tone[@HERTZ], test:beeps; without it the sound of the
                               camera's own file, where it is one
     --silent                  no sound
-    --overwrite               replace a file that is there
+    --overwrite               replace a file that is there, once the new one is whole
     --encoder NAME            of the FFmpeg libraries; repeated, the first that works (libx264, libopenh264, mpeg4)
   repair FILE                 complete a recording whose program was killed
   detect INPUT                find codes and faces in a picture (JPEG, PNG, WebP, TIFF, HEIC), in a video, which is

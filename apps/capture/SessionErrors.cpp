@@ -2,6 +2,12 @@
 
 namespace tamsel::capture {
 
+namespace {
+
+constexpr const char* lost = "the camera was lost";
+
+} // namespace
+
 bool isCameraLost(const platform::FrameCounts& counts)
 {
     return counts.droppedBy[static_cast<std::size_t>(platform::DropCause::deviceLost)] > 0;
@@ -20,8 +26,10 @@ bool tellIfOver(Console& console, OvriSourceManager& manager, const SourceError&
     }
     if (!isCameraLost(manager.frameCounts()))
         return false;
-    console.writeError("deviceLost", "the camera was lost");
-    console.fail("the camera was lost");
+    if (console.firstFailure() == lost)
+        return true; // it was told with a frame that was dropped before
+    console.writeError("deviceLost", lost);
+    console.fail(lost);
     return true;
 }
 
