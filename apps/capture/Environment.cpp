@@ -48,7 +48,8 @@ class Signals {
 public:
     Signals() : descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC))
     {
-        pthread_sigmask(SIG_BLOCK, &set_, nullptr);
+        if (descriptor_ >= 0) // else they end the program still
+            pthread_sigmask(SIG_BLOCK, &set_, nullptr);
     }
     ~Signals() { ::close(descriptor_); }
     Signals(const Signals&) = delete;

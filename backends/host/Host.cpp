@@ -296,6 +296,8 @@ Host::~Host() = default;
 std::expected<CGSize, Error> Host::probe(const std::string& input)
 {
     engine::ThreadedDispatch dispatch;
+    if (std::string problem = dispatch.problem(); !problem.empty())
+        return std::unexpected(Error{.localizedDescription = std::move(problem)});
     ReaderThreads readers;
     const V4L2Calls calls = systemV4L2Calls();
     auto camera = makeHostCamera(
@@ -373,7 +375,7 @@ void Host::enterForeground()
 
 std::string Host::problem() const
 {
-    return parts_->dispatch->hasWorkers() ? "" : "the system has no thread left for this program";
+    return parts_->dispatch->problem();
 }
 
 std::string Host::locationProblem() const

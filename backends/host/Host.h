@@ -66,7 +66,8 @@ public:
     /// They start again, and their clients are told.
     void enterForeground();
 
-    /// Why nothing will ever come of this host, in one line: the system has no thread left for it. Empty as a rule.
+    /// Why nothing will ever come of this host, in one line: the system has no thread or no file
+    /// descriptor left for it. Empty as a rule.
     [[nodiscard]] std::string problem() const;
 
     /// Why there is no location, or why it may be old, in one line; empty when nothing is wrong. Thread-safe.

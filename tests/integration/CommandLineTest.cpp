@@ -188,6 +188,20 @@ TEST(CommandLine, WritesPipesAndTheStandardOutputAsTheyStand)
     }
 }
 
+TEST(CommandLine, EndsWhenThereAreTooFewDescriptors)
+{
+    const ScratchFolder folder;
+    for (const char* command : {"still out.jpg", "status", "frames --count 2"}) {
+        for (const int descriptors : {4, 5, 6, 8, 9, 10, 11, 12, 14, 16}) {
+            const CommandResult ended = runCommand("cd '" + folder.file("")
+                + "'; exec 2>&1 >/dev/null; ulimit -n " + std::to_string(descriptors)
+                + "; exec timeout -s KILL 30 " + program + " --back test:64x48@30 " + command);
+            EXPECT_TRUE(ended.status == 0 || (ended.status <= 2 && !ended.output.empty()))
+                << command << " with " << descriptors << ": " << ended.status << " " << ended.output;
+        }
+    }
+}
+
 TEST(CommandLine, FollowsSignals)
 {
     const ScratchFolder folder;

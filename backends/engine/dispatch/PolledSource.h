@@ -19,6 +19,9 @@ public:
     PollSet(const PollSet&) = delete;
     PollSet& operator=(const PollSet&) = delete;
 
+    /// Otherwise the system had no descriptor left, and waiting returns at once.
+    [[nodiscard]] bool isOpen() const { return pollDescriptor_ >= 0 && wakeDescriptor_ >= 0; }
+
     [[nodiscard]] std::unique_ptr<EventSource> makeTimer(std::function<void()> fire);
     [[nodiscard]] std::unique_ptr<EventSource> makeDescriptor(int descriptor, std::function<void()> fire);
 

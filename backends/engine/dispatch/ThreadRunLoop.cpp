@@ -18,6 +18,7 @@ namespace tamsel::engine {
 namespace {
 
 constexpr int itemsPerTurn = 64;
+constexpr std::chrono::nanoseconds pause = std::chrono::milliseconds(10);
 constexpr std::chrono::nanoseconds never = std::chrono::nanoseconds::max();
 
 void addToPoll(int pollDescriptor, int descriptor)
@@ -138,10 +139,10 @@ bool ThreadRunLoop::turn(std::chrono::nanoseconds limit, bool endsWhenStopped)
         if (ran || (endsWhenStopped && isStopped_) || passed >= limit)
             return ran;
         pollfd entry{.fd = pollDescriptor_, .events = POLLIN, .revents = 0};
-        const std::chrono::nanoseconds left = limit - passed;
+        const std::chrono::nanoseconds left = isOpen() ? limit - passed : std::min(limit - passed, pause);
         const timespec wait{.tv_sec = static_cast<time_t>(left.count() / 1'000'000'000),
             .tv_nsec = static_cast<long>(left.count() % 1'000'000'000)};
-        ::ppoll(&entry, 1, limit == never ? nullptr : &wait, nullptr);
+        ::ppoll(&entry, 1, isOpen() && limit == never ? nullptr : &wait, nullptr);
     }
 }
 

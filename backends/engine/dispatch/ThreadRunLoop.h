@@ -32,6 +32,11 @@ public:
     /// Ends `run`, or the next one. Thread-safe.
     void stop();
 
+    /// Otherwise the system had no descriptor left, and this loop looks now and then for what there is to do.
+    [[nodiscard]] bool isOpen() const
+    {
+        return pollDescriptor_ >= 0 && wakeDescriptor_ >= 0 && timerDescriptor_ >= 0;
+    }
     /// Readable while a main-queue item waits or a timer is due. Call `runOnce` with a limit of zero then.
     [[nodiscard]] int descriptor() const { return pollDescriptor_; }
 

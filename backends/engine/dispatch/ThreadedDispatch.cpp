@@ -77,6 +77,13 @@ ThreadedDispatch::~ThreadedDispatch()
     mainLoop_->close();
 }
 
+std::string ThreadedDispatch::problem() const
+{
+    if (!pool_->isOpen() || !mainLoop_->isOpen())
+        return "the system has no file descriptor left for this program";
+    return hasWorkers_ ? "" : "the system has no thread left for this program";
+}
+
 std::shared_ptr<platform::DispatchQueue> ThreadedDispatch::makeSerialQueue(std::string label)
 {
     return std::make_shared<SerialQueue>(std::move(label), pool_);

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 namespace tamsel::engine {
 
@@ -25,8 +26,8 @@ public:
     ThreadedDispatch(const ThreadedDispatch&) = delete;
     ThreadedDispatch& operator=(const ThreadedDispatch&) = delete;
 
-    /// Otherwise the system had no thread left, and only the main queue runs.
-    [[nodiscard]] bool hasWorkers() const { return hasWorkers_; }
+    /// Why only the main queue runs, in one line: the system had no thread or no descriptor left. Empty as a rule.
+    [[nodiscard]] std::string problem() const;
 
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeSerialQueue(std::string label) override;
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> mainQueue() override;

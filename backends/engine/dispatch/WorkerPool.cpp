@@ -65,7 +65,7 @@ WorkerPool::~WorkerPool()
 
 bool WorkerPool::start()
 {
-    if (!addWorker())
+    if (!isOpen() || !addWorker())
         return false;
     watcher_ = startThread([this] { watch(); });
     hasWatcher_ = watcher_.joinable();

@@ -27,7 +27,9 @@ public:
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
 
-    /// False when the system has no thread left: nothing will run.
+    /// Otherwise the system had no descriptor left, and nothing can run.
+    [[nodiscard]] bool isOpen() const { return pollSet_->isOpen() && watchTimer_ >= 0; }
+    /// False when it is not open, or the system has no thread left: nothing will run.
     [[nodiscard]] bool start();
     /// Ends and joins all threads and destroys what has not run. Never on a worker.
     void stop();
