@@ -66,7 +66,7 @@ public:
     /// They start again, and their clients are told.
     void enterForeground();
 
-    /// Why nothing will ever come of this host, in one line: the system has no thread or no file
+    /// Why this host does not work, in one line: the system has no thread or no file
     /// descriptor left for it. Empty as a rule.
     [[nodiscard]] std::string problem() const;
 
