@@ -210,13 +210,41 @@ TEST(Images, WhatIsNoPictureDoesNotOpen)
     EXPECT_FALSE(open(std::string(1000, '\0')));
     EXPECT_FALSE(open(readFile(sample()))) << "a video";
     EXPECT_FALSE(open("\xff\xd8\xff\xd9"));
-    const std::string png = pngFile(slopes(5, 3));
-    for (const std::string& size : {std::string("\0\1\0\0\0\1\0\0", 8), std::string("\0\0\0\0\0\0\0\1", 8),
-             std::string("\xff\xff\xff\xff\xff\xff\xff\xff", 8)}) {
-        std::string absurd = png;
-        absurd.replace(16, 8, size);
-        EXPECT_FALSE(open(absurd));
+    const auto sized
+        = [](const char* size) { return pngFile(slopes(5, 3)).replace(16, 8, std::string(size, 8)); };
+    EXPECT_FALSE(open(sized("\0\0\0\0\0\0\0\1")));
+    struct Case {
+        const char* size;
+        const char* reason;
+    };
+    for (const Case& large : {Case{"\0\0\x20\0\0\0\x20\1", "8192 x 8193 pixels; up to 67108864"},
+             {"\0\0\0\1\0\xf\x42\x41", "1 x 1000001 pixels; up to 67108864 are decoded, and up to 1000000"},
+             {"\xff\xff\xff\xff\xff\xff\xff\xff", "4294967295 x 4294967295"}}) {
+        const auto image = open(sized(large.size));
+        ASSERT_TRUE(image);
+        const auto pixels = image->decode();
+        ASSERT_FALSE(pixels);
+        EXPECT_NE(pixels.error().localizedDescription.find(large.reason), std::string::npos);
     }
+}
+
+TEST(Images, AreWhatTheyAreWhateverFollowsThePixels)
+{
+    const Pixels picture = slopes(45, 37);
+    std::string video(9'000'000, ' '); // as phones put behind a photograph
+    std::mt19937 random(5);
+    std::ranges::generate(video, [&] { return static_cast<char>(random()); });
+    for (const Format& format : formats)
+        EXPECT_LE(difference(decoded(format.file(picture, 0) + video), picture), format.tolerance)
+            << format.name;
+    // More rows than the header says.
+    std::string png = pngFile(picture);
+    png[23] = 20;
+    const std::string header = png.substr(12, 17);
+    png.replace(8, 25, pngChunk(header));
+    const Pixels part = decoded(png);
+    ASSERT_EQ(sizeOf(part), (CGSize{45, 20}));
+    EXPECT_EQ(part.words, std::vector(picture.words.begin(), picture.words.begin() + 45 * 20));
 }
 
 TEST(Images, OfAJpegCutShortTheBeginningIsThere)

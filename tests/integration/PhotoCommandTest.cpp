@@ -106,6 +106,47 @@ TEST(PhotoCommands, NeverTouchTheirInputsOrFilesOfOthers)
     EXPECT_NE(readFile(photo), before.first);
 }
 
+/// Under a limit of processor time, which each would exceed several times.
+TEST(PhotoCommands, CostNoMoreThanThePicturesAreWorth)
+{
+    const ScratchFolder folder;
+    const std::string out = folder.file("out");
+    const auto boundedOutcome = [](const std::string& arguments) {
+        return runCommand("ulimit -t 10; " + captureProgram() + " " + arguments + " 2>&1");
+    };
+    // 8 x 8 pixels and 500 texts, each of zeros of 8 MB; as a picture and as a moving one.
+    const std::string zeros = pngFile(Pixels(1400, 1400));
+    const std::size_t packed = zeros.find("IDAT") + 4;
+    const std::string text = pngChunk(
+        "zTXtComment" + std::string(2, '\0') + zeros.substr(packed, zeros.find("IEND") - 8 - packed));
+    std::string texts;
+    for (int count = 0; count < 500; ++count)
+        texts += text;
+    const std::string control = std::string("\0\0\0\0\0\0\0\x8\0\0\0\x8\0\0\0\0\0\0\0\0\0\1\0\xa\0\0", 26);
+    const std::string moves
+        = pngChunk("acTL" + std::string("\0\0\0\2\0\0\0\0", 8)) + pngChunk("fcTL" + control);
+    writeFile(folder.file("texts.png"), pngFile(slopes(8, 8)).insert(33, texts));
+    writeFile(folder.file("moving.png"), pngFile(slopes(8, 8)).insert(33, moves + texts));
+    for (const std::string& command :
+        {"image " + folder.file("texts.png") + " ", "--back " + folder.file("texts.png") + " still ",
+            "--back " + folder.file("moving.png") + " still "}) {
+        const CommandResult result = boundedOutcome(command + out);
+        EXPECT_EQ(result.status, 0) << command << result.output;
+        EXPECT_EQ(exif(out, "-ImageSize"), "8 8\n");
+    }
+    const std::string jpeg = jpegFile(slopes(1024, 1024), 0, 10);
+    const std::string scan = jpeg.substr(jpeg.find("\xff\xda"), jpeg.size() - 2 - jpeg.find("\xff\xda"));
+    std::string scans = jpeg.substr(0, jpeg.size() - 2);
+    for (int count = 0; count < 1000; ++count)
+        scans += scan;
+    writeFile(folder.file("scans.jpg"), scans + jpeg.substr(jpeg.size() - 2));
+    EXPECT_EQ(
+        count(boundedOutcome("image " + folder.file("scans.jpg") + " " + out).output, "too many scans"), 1U);
+    EXPECT_EQ(count(boundedOutcome("--back " + folder.file("scans.jpg") + " still " + out).output,
+                  "the camera was lost"),
+        1U);
+}
+
 TEST(StillCommand, SaysWhatIsMissingAndRefusesWhatIsWrong)
 {
     const ScratchFolder folder;

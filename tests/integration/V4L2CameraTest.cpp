@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <condition_variable>
 #include <filesystem>
@@ -219,7 +220,12 @@ TEST_F(V4L2CameraTest, BrokenFramesAreSkippedAndStreamingGoesOn)
     padded.resize(picture.size() + 500);
     auto scrambled = picture;
     std::fill(scrambled.begin() + 2, scrambled.end() - 2, std::uint8_t{0x5a});
-    for (const auto& bytes : {cut, scrambled, {0xff, 0xd8, 0xff, 0xd9}, patchJpeg(32, 48, 2, 2), padded}) {
+    auto repeated = picture; // its only scan
+    const auto scan = std::ranges::search(picture, std::array<std::uint8_t, 2>{0xff, 0xda}).begin();
+    for (int count = 0; count < 64; ++count)
+        repeated.insert(repeated.end() - 2, scan, picture.end() - 2);
+    for (const auto& bytes :
+        {cut, scrambled, repeated, {0xff, 0xd8, 0xff, 0xd9}, patchJpeg(32, 48, 2, 2), padded}) {
         fake_.push({bytes});
         sources_.run();
     }

@@ -51,12 +51,6 @@ std::string exif(int orientation)
     return bytes + number(0, 4);
 }
 
-std::string pngChunk(const std::string& kindAndContent)
-{
-    return big(static_cast<std::uint32_t>(kindAndContent.size() - 4), 4) + kindAndContent
-        + big(libdeflate_crc32(0, kindAndContent.data(), kindAndContent.size()), 4);
-}
-
 std::string riffChunk(const std::string& kind, const std::string& content)
 {
     const std::string padding(content.size() % 2, '\0');
@@ -100,6 +94,12 @@ std::string compressJpeg(const unsigned char* pixels, int width, int height, int
 }
 
 } // namespace
+
+std::string pngChunk(const std::string& kindAndContent)
+{
+    return big(static_cast<std::uint32_t>(kindAndContent.size() - 4), 4) + kindAndContent
+        + big(libdeflate_crc32(0, kindAndContent.data(), kindAndContent.size()), 4);
+}
 
 Pixels::Pixels(const CVPixelBuffer& buffer)
     : Pixels(static_cast<int>(buffer.width()), static_cast<int>(buffer.height()))

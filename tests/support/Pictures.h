@@ -64,6 +64,8 @@ struct RawPng {
 };
 [[nodiscard]] std::string rawPngFile(const RawPng& description, std::vector<std::uint8_t> rows);
 
+[[nodiscard]] std::string pngChunk(const std::string& kindAndContent);
+
 /// A JPEG of one grey or of four inks, the same all over.
 [[nodiscard]] std::string flatJpegFile(int width, int height, const std::vector<std::uint8_t>& channels);
 

@@ -18,6 +18,13 @@ using namespace platform;
 
 namespace {
 
+Error sizeError(const PictureHeader& header)
+{
+    return {.localizedDescription = "The picture is too large: it has " + std::to_string(header.width) + " x "
+            + std::to_string(header.height) + " pixels; up to " + std::to_string(maximumPixels)
+            + " are decoded, and up to " + std::to_string(maximumSide) + " in a row or column"};
+}
+
 class HostPicture final : public EncodedImage {
 public:
     HostPicture(ImageData data, const PictureFormat& format, const PictureHeader& header)
@@ -36,6 +43,8 @@ public:
 
     [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> decode() const override
     {
+        if (header_.isTooLarge())
+            return std::unexpected(sizeError(header_));
         try {
             auto stored = std::make_shared<CVPixelBuffer>(header_.width, header_.height);
             if (auto result = format_.decode(*data_, *stored); !result)
@@ -64,9 +73,7 @@ std::optional<PictureHeader> readHeader(const PictureFormat& format, Bytes pictu
 {
     try {
         const auto header = format.readHeader(picture);
-        const bool isPossible = header && header->width > 0 && header->height > 0
-            && header->width <= maximumPixels / header->height;
-        return isPossible ? header : std::nullopt;
+        return header && header->width > 0 && header->height > 0 ? header : std::nullopt;
     } catch (...) {
         return std::nullopt;
     }

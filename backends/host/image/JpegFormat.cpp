@@ -15,9 +15,6 @@ namespace {
 
 using namespace std::string_view_literals;
 
-/// Progressive pictures have a dozen scans. Each costs a pass over all pixels, however few bytes it has.
-constexpr std::size_t maximumScans = 64;
-
 struct JpegHeader {
     PictureHeader picture;
     std::uint32_t components = 0;
@@ -88,15 +85,6 @@ std::optional<PictureHeader> readHeader(Bytes picture)
     return header ? std::optional(header->picture) : std::nullopt;
 }
 
-std::size_t scansOf(Bytes picture)
-{
-    const std::string_view text(reinterpret_cast<const char*>(picture.data()), picture.size());
-    std::size_t scans = 0;
-    for (std::size_t at = text.find("\xff\xda"sv); at != text.npos; at = text.find("\xff\xda"sv, at + 2))
-        ++scans;
-    return scans;
-}
-
 std::byte productOf(std::byte one, std::byte other)
 {
     return static_cast<std::byte>(
@@ -128,7 +116,7 @@ struct Destroy {
 std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target)
 {
     const auto header = readJpegHeader(picture);
-    if (!header || scansOf(picture) > maximumScans)
+    if (!header || hasTooManyScans(picture))
         return std::unexpected(pictureError("JPEG", "it has too many scans"));
     const std::unique_ptr<std::remove_pointer_t<tjhandle>, Destroy> decoder(tjInitDecompress());
     if (!decoder)
@@ -146,6 +134,20 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target)
 }
 
 } // namespace
+
+/// Counted wherever a decoder might look. What merely looks like a marker, as in a video behind the picture, says another
+/// length, which decoders refuse.
+bool hasTooManyScans(Bytes jpeg)
+{
+    constexpr std::size_t maximumScans = 64; // progressive pictures have a dozen
+    const std::string_view text(reinterpret_cast<const char*>(jpeg.data()), jpeg.size());
+    std::size_t scans = 0;
+    for (std::size_t at = text.find("\xff\xda"sv); at != text.npos; at = text.find("\xff\xda"sv, at + 2)) {
+        const std::uint32_t components = big(jpeg, at + 4, 1).value_or(0);
+        scans += components > 0 && big(jpeg, at + 2, 2) == 6 + 2 * components ? 1 : 0;
+    }
+    return scans > maximumScans;
+}
 
 PictureFormat jpegFormat()
 {

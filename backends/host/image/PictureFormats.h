@@ -12,14 +12,20 @@
 
 namespace tamsel::host {
 
-/// Pictures of more pixels are not opened.
+/// Larger pictures are not decoded.
 inline constexpr std::size_t maximumPixels = std::size_t{8192} * 8192;
+inline constexpr std::size_t maximumSide = 1'000'000;
 
 /// What a picture says of itself before any pixel is decoded.
 struct PictureHeader {
     std::size_t width = 0; ///< as stored
     std::size_t height = 0;
     engine::Orientation orientation = engine::upright;
+
+    [[nodiscard]] bool isTooLarge() const
+    {
+        return width > maximumSide || height > maximumSide || width * height > maximumPixels;
+    }
 };
 
 /// How pictures of one format are read. Both functions may be called from any thread and may throw.
@@ -40,6 +46,9 @@ struct PictureFormat {
 [[nodiscard]] PictureFormat heifFormat();
 /// HEIC and AVIF without their own turns and cuts.
 [[nodiscard]] PictureFormat heifAsStoredFormat();
+
+/// Whether a JPEG has more scans than an honest one. Each costs a pass over all pixels, however few bytes it has.
+[[nodiscard]] bool hasTooManyScans(Bytes jpeg);
 
 /// One line that says what is wrong with a picture.
 [[nodiscard]] platform::Error pictureError(std::string_view format, std::string_view reason);

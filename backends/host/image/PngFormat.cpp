@@ -4,10 +4,8 @@
 
 #include <png.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstring>
 
 namespace tamsel::host {
 
@@ -49,8 +47,10 @@ std::optional<PictureHeader> readHeader(Bytes picture)
 
 /// What libpng's callbacks share.
 struct Reading {
-    Bytes rest;
-    std::array<char, 128> message{};
+    CVPixelBuffer& target;
+    int passes = 1; ///< seven for interlaced pictures
+    bool isComplete = false;
+    std::array<char, 128> message{"the file ends early"};
 };
 
 [[noreturn]] void fail(png_structp png, png_const_charp message)
@@ -62,23 +62,11 @@ struct Reading {
 
 void ignore(png_structp, png_const_charp) { }
 
-void read(png_structp png, png_bytep target, std::size_t size)
+/// Whatever the file holds becomes 8 bits of blue, green, red and alpha.
+void begin(png_structp png, png_infop info)
 {
-    auto* reading = static_cast<Reading*>(png_get_io_ptr(png));
-    if (size > reading->rest.size())
-        png_error(png, "the file ends early");
-    std::memcpy(target, reading->rest.data(), size);
-    reading->rest = reading->rest.subspan(size);
-}
-
-/// No C++ object may live in here: libpng leaves by longjmp. Whatever the file holds becomes 8 bits of blue, green, red
-/// and alpha.
-bool readRows(png_structp png, png_infop info, CVPixelBuffer& target)
-{
-    if (setjmp(png_jmpbuf(png)) != 0) // NOLINT
-        return false;
-    png_set_user_limits(png, maximumPixels, maximumPixels);
-    png_read_info(png, info);
+    auto* reading = static_cast<Reading*>(png_get_progressive_ptr(png));
+    const CVPixelBuffer& target = reading->target;
     if (png_get_image_width(png, info) != target.width()
         || png_get_image_height(png, info) != target.height())
         png_error(png, "it has another size than it said");
@@ -87,29 +75,42 @@ bool readRows(png_structp png, png_infop info, CVPixelBuffer& target)
     png_set_gray_to_rgb(png);
     png_set_bgr(png);
     png_set_add_alpha(png, 0xff, PNG_FILLER_AFTER);
-    const int passes = png_set_interlace_handling(png);
+    reading->passes = png_set_interlace_handling(png);
     png_read_update_info(png, info);
     if (png_get_rowbytes(png, info) != target.width() * 4)
         png_error(png, "its pixels are of no known kind");
-    for (int pass = 0; pass < passes; ++pass) {
-        for (std::size_t y = 0; y < target.height(); ++y)
-            png_read_row(
-                png, reinterpret_cast<png_bytep>(target.baseAddress() + y * target.bytesPerRow()), nullptr);
-    }
-    png_read_end(png, nullptr);
-    return true;
+}
+
+/// Called for every row of every pass, without pixels where the pass has none.
+void takeRow(png_structp png, png_bytep pixels, png_uint_32 y, int pass)
+{
+    auto* reading = static_cast<Reading*>(png_get_progressive_ptr(png));
+    CVPixelBuffer& target = reading->target;
+    png_progressive_combine_row(
+        png, reinterpret_cast<png_bytep>(target.baseAddress() + y * target.bytesPerRow()), pixels);
+    reading->isComplete = pass + 1 == reading->passes && y + 1 == target.height();
+}
+
+/// No C++ object may live in here: libpng leaves by longjmp. Read as it comes, a picture costs no more than its pixels:
+/// what is packed behind the last row stays packed, and so do texts and colour profiles.
+bool readRows(png_structp png, png_infop info, Reading& reading, Bytes picture)
+{
+    if (setjmp(png_jmpbuf(png)) != 0) // NOLINT
+        return false;
+    png_set_user_limits(png, maximumSide, maximumSide);
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+    png_set_progressive_read_fn(png, &reading, &begin, &takeRow, nullptr);
+    png_process_data(
+        png, info, reinterpret_cast<png_bytep>(const_cast<std::byte*>(picture.data())), picture.size());
+    return reading.isComplete;
 }
 
 std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target)
 {
-    Reading reading{.rest = picture};
+    Reading reading{.target = target};
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reading, &fail, &ignore);
     png_infop info = png ? png_create_info_struct(png) : nullptr;
-    bool isDone = false;
-    if (info) {
-        png_set_read_fn(png, &reading, &read);
-        isDone = readRows(png, info, target);
-    }
+    const bool isDone = info && readRows(png, info, reading, picture);
     png_destroy_read_struct(&png, &info, nullptr);
     if (!isDone)
         return std::unexpected(pictureError("PNG", reading.message.data()));

@@ -1,8 +1,10 @@
 #include <host/movie/MovieContainer.h>
 
+#include <host/image/PictureFormats.h>
 #include <host/movie/movieFailure.h>
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavdevice/avdevice.h>
 #include <libavformat/avformat.h>
 #include <libavutil/log.h>
@@ -13,9 +15,12 @@ extern "C" {
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <mutex>
+#include <span>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace tamsel::host {
 
@@ -55,6 +60,11 @@ constexpr std::array<std::string_view, 10> lists{
 constexpr std::array<std::string_view, 10> stills{
     "tty", "bin", "xbin", "adf", "idf", "image2", "ffmetadata", "alias_pix", "brender_pix", "txd"};
 
+void append(std::string& list, std::string_view name)
+{
+    list.append(list.empty() ? "" : ",").append(name);
+}
+
 /// The names of the formats that a file may have, as the libraries want them.
 std::string formatsOfFiles(MovieFormats formats)
 {
@@ -64,8 +74,41 @@ std::string formatsOfFiles(MovieFormats formats)
         const std::string_view name = format->name;
         const bool isStill = name.ends_with("_pipe") || std::ranges::find(stills, name) != stills.end();
         if (std::ranges::find(lists, name) == lists.end() && (formats == MovieFormats::any || !isStill))
-            result.append(result.empty() ? "" : ",").append(name);
+            append(result, name);
     }
+    return result;
+}
+
+/// What a PNG file says of itself; without a size for other files.
+PictureHeader pngHeader(const std::string& file)
+{
+    std::array<char, 33> start{};
+    std::ifstream(file, std::ios::binary).read(start.data(), start.size());
+    return pngFormat().readHeader(std::as_bytes(std::span(start))).value_or(PictureHeader{});
+}
+
+/// The names of the decoders that may look into an input to know what it holds: all but those of PNG pictures, for which
+/// see decodePngFrame.
+std::string probingDecoders()
+{
+    std::string result;
+    void* position = nullptr;
+    while (const AVCodec* codec = av_codec_iterate(&position)) {
+        if (av_codec_is_decoder(codec) != 0 && codec->id != AV_CODEC_ID_PNG && codec->id != AV_CODEC_ID_APNG)
+            append(result, codec->name);
+    }
+    return result;
+}
+
+/// Finds out what the input holds, with decoders that keep to the largest picture.
+int findStreams(AVFormatContext& format)
+{
+    std::vector<AVDictionary*> options(format.nb_streams);
+    for (AVDictionary*& option : options)
+        av_dict_set_int(&option, "max_pixels", static_cast<std::int64_t>(maximumPixels), 0);
+    const int result = avformat_find_stream_info(&format, options.data());
+    for (AVDictionary*& option : options)
+        av_dict_free(&option);
     return result;
 }
 
@@ -121,10 +164,15 @@ std::expected<MovieContainer, Error> openMovie(
     const AVInputFormat* inputFormat = source.format;
     AVDictionary* options = nullptr;
     // Of a file nothing else is opened: neither what a list names, nor the files of a pattern.
-    if (kind == MovieKind::file || formats == MovieFormats::recordings) {
+    const bool isAlone = kind == MovieKind::file || formats == MovieFormats::recordings;
+    if (isAlone) {
         opened->format_whitelist = av_strdup(formatsOfFiles(formats).c_str());
         av_dict_set(&options, "pattern_type", "none", 0);
     }
+    const PictureHeader png = kind == MovieKind::file ? pngHeader(input) : PictureHeader{};
+    if (png.width > 0)
+        inputFormat = av_find_input_format("png_pipe"); // of a moving one the first picture
+    opened->codec_whitelist = av_strdup(probingDecoders().c_str());
     if (formats == MovieFormats::recordings) {
         if (av_match_ext(input.c_str(), "mjpeg,mjpg") != 0)
             inputFormat = av_find_input_format("mjpeg"); // which begins as a picture does
@@ -136,14 +184,17 @@ std::expected<MovieContainer, Error> openMovie(
     const int code = avformat_open_input(&opened, source.url.c_str(), inputFormat, &options);
     av_dict_free(&options);
     if (code < 0) { // the context is freed by then
-        const bool isRefused
-            = (kind == MovieKind::file || formats == MovieFormats::recordings) && code == AVERROR(EINVAL);
+        const bool isRefused = isAlone && code == AVERROR(EINVAL);
         return failure(input, isRefused ? "holds no video of its own" : messageOf(code), code);
     }
     MovieContainer container(opened);
+    if (png.width > 0 && !png.isTooLarge()) {
+        container->streams[0]->codecpar->width = static_cast<int>(png.width);
+        container->streams[0]->codecpar->height = static_cast<int>(png.height);
+    }
     // A device says what it delivers; probing it would take its first frames.
     if (!source.isDevice) {
-        if (const int found = avformat_find_stream_info(container.get(), nullptr); found < 0)
+        if (const int found = findStreams(*container); found < 0)
             return failure(input, messageOf(found), found);
     }
     return container;

@@ -1,6 +1,8 @@
 #include <host/movie/MovieReader.h>
 
+#include <host/image/PictureFormats.h>
 #include <host/movie/FrameConverter.h>
+#include <host/movie/PngFrame.h>
 #include <host/movie/ffmpegOwners.h>
 #include <host/movie/movieFailure.h>
 
@@ -15,6 +17,7 @@ extern "C" {
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -28,7 +31,6 @@ using platform::Error;
 
 namespace {
 
-constexpr std::int64_t largestFrame = std::int64_t{8192} * 8192; // pixels
 constexpr std::int64_t pixelsForOneThread = std::int64_t{1920} * 1088;
 constexpr std::int64_t latestTime = std::int64_t{1} << 50; // in any time base of a sound file
 
@@ -56,6 +58,7 @@ struct MovieReader::Parts {
     AVStream* stream = nullptr;
     OwnedPacket packet{av_packet_alloc()};
     OwnedFrame frame{av_frame_alloc()};
+    OwnedFrame pngFrame;
     FrameConverter converter;
     bool isDraining = false;
 
@@ -68,6 +71,8 @@ struct MovieReader::Parts {
     [[nodiscard]] std::expected<void, Error> openFormat();
     [[nodiscard]] std::expected<void, Error> openCodec();
     [[nodiscard]] Step feed();
+    void decodePacket();
+    [[nodiscard]] int takeFrame();
     void noteTime();
     [[nodiscard]] CMTime timeOf(std::int64_t units) const;
 };
@@ -94,14 +99,16 @@ std::expected<void, Error> MovieReader::Parts::openCodec()
 {
     if (!stream)
         return failure(input, "there is no video in it");
-    const AVCodec* decoder = avcodec_find_decoder(stream->codecpar->codec_id);
+    const AVCodecID kindOfVideo = stream->codecpar->codec_id;
+    // The decoder of moving PNG pictures unpacks whatever they hold.
+    const AVCodec* decoder = kindOfVideo == AV_CODEC_ID_APNG ? nullptr : avcodec_find_decoder(kindOfVideo);
     if (!decoder)
-        return failure(input, std::string("no decoder for ") + avcodec_get_name(stream->codecpar->codec_id));
+        return failure(input, std::string("no decoder for ") + avcodec_get_name(kindOfVideo));
     codec.reset(avcodec_alloc_context3(decoder));
     if (const int code = avcodec_parameters_to_context(codec.get(), stream->codecpar); code < 0)
         return failure(input, messageOf(code), code);
     codec->pkt_timebase = stream->time_base;
-    codec->max_pixels = largestFrame;
+    codec->max_pixels = static_cast<std::int64_t>(maximumPixels);
     // One thread decodes 1080p several times faster than it plays; more of them delay the first frame.
     codec->thread_count = std::int64_t{codec->width} * codec->height > pixelsForOneThread ? 2 : 1;
     if (const int code = avcodec_open2(codec.get(), decoder, nullptr); code < 0)
@@ -194,20 +201,38 @@ MovieReader::Step MovieReader::Parts::feed()
         avcodec_send_packet(codec.get(), nullptr);
         return Step::frame;
     }
-    // A packet that is refused is left out, and so is one that is encrypted: it would decode to noise at best.
-    std::size_t size = 0;
-    const bool isEncrypted
-        = av_packet_get_side_data(packet.get(), AV_PKT_DATA_ENCRYPTION_INFO, &size) != nullptr;
-    if (packet->stream_index == stream->index && !isEncrypted)
-        avcodec_send_packet(codec.get(), packet.get());
+    if (packet->stream_index == stream->index)
+        decodePacket();
     av_packet_unref(packet.get());
     return Step::frame;
+}
+
+/// A packet that is refused is left out, and so is one that is encrypted: it would decode to noise at best.
+void MovieReader::Parts::decodePacket()
+{
+    std::size_t size = 0;
+    if (av_packet_get_side_data(packet.get(), AV_PKT_DATA_ENCRYPTION_INFO, &size))
+        return;
+    const Bytes bytes = std::as_bytes(std::span(packet->data, static_cast<std::size_t>(packet->size)));
+    if (codec->codec_id == AV_CODEC_ID_PNG)
+        pngFrame = decodePngFrame(*packet);
+    else if (codec->codec_id != AV_CODEC_ID_MJPEG || !hasTooManyScans(bytes))
+        avcodec_send_packet(codec.get(), packet.get());
+}
+
+/// As avcodec_receive_frame.
+int MovieReader::Parts::takeFrame()
+{
+    if (!pngFrame)
+        return avcodec_receive_frame(codec.get(), frame.get());
+    frame = std::move(pngFrame);
+    return 0;
 }
 
 MovieReader::Step MovieReader::next()
 {
     for (;;) {
-        const int code = avcodec_receive_frame(parts_->codec.get(), parts_->frame.get());
+        const int code = parts_->takeFrame();
         if (code == 0) {
             parts_->noteTime();
             return Step::frame;

@@ -1,5 +1,6 @@
 #include <host/v4l2/MotionJpegDecoder.h>
 
+#include <host/image/PictureFormats.h>
 #include <host/v4l2/RawFrame.h>
 
 extern "C" {
@@ -57,7 +58,7 @@ MotionJpegDecoder::~MotionJpegDecoder() = default;
 bool MotionJpegDecoder::decode(std::span<const std::byte> picture, platform::CVPixelBuffer& target)
 {
     if (!context_ || !frame_ || !packet_ || picture.size() > std::numeric_limits<int>::max() / 2
-        || !hasEndOfImage(picture))
+        || !hasEndOfImage(picture) || hasTooManyScans(picture))
         return false;
     // Copied, because the decoder reads beyond the end and wants zeros there.
     if (av_new_packet(packet_.get(), static_cast<int>(picture.size())) < 0)

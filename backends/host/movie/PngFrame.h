@@ -1,0 +1,12 @@
+#pragma once
+
+#include <host/image/Bytes.h>
+#include <host/movie/ffmpegOwners.h>
+
+namespace tamsel::host {
+
+/// The picture that a packet of a movie of PNG files holds; null when it does not decode. The decoder of the FFmpeg
+/// libraries unpacks all that such a file holds, which can be gigabytes beside a few pixels.
+[[nodiscard]] OwnedFrame decodePngFrame(const AVPacket& packet);
+
+} // namespace tamsel::host
