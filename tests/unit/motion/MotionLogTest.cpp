@@ -45,7 +45,7 @@ TEST(MotionLog, ReadsTheColumnsThatTheHeaderNames)
              "\"Time (s)\",\"X (rad/s)\",\"Y (rad/s)\",\"Z "
              "(rad/s)\"\r\n5.0E-1,1.0E0,-2,3.0E-1\r\n5.1E-1,4,5,6",
              "z;other;y;timestamp;x\n.3;a b;-2;0.5;+1\n6;;5;0.51;4\n\n",
-             "\xEF\xBB\xBFrotationRate.y\trotationRate.x\tTIME "
+             "\xEF\xBB\xBF# a comment, too\nrotationRate.y\trotationRate.x\tTIME "
              "[s]\trotation_rate_z\n-2\t1\t0.5\t0.3\n5\t4\t0.51\t6",
              "time,seconds_elapsed,z,y,x\n1628772230165000123,0.5,0.3,-2,1\n1628772230175000123,0.51,6,5,4\n",
              "Time (ms),Seconds Elapsed,z,y,x\n7,0.5,0.3,-2,1\n6,0.51,6,5,4\n",
