@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -194,9 +193,7 @@ TEST(DetectCommand, PlaysAVideoOnceAndEnds)
 {
     const ScratchFolder folder;
     const std::string clip = makeClip(folder);
-    const auto begin = std::chrono::steady_clock::now();
     const Outcome found = outcomeOf("--json detect --kinds qr,ean13 '" + clip + "'");
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900)) << "in real time";
     EXPECT_EQ(found.status, 0) << found.errors;
     EXPECT_EQ(found.errors, "");
     const std::size_t batches = count(found.output, "{\"event\": \"codes\", ");
