@@ -199,6 +199,7 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
         configuration.writeLine = [](std::string_view) { }; // what is to be said, the command says
     else
         configuration.writeLine = writeUnlessDebugOutput;
+    configuration.writeReport = writeToStandardError;
     if (options.needsCameras())
         configuration.writeReport = [](std::string_view) { }; // the command tells its errors itself
     if (!options.needsCameras())

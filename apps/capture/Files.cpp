@@ -169,7 +169,8 @@ std::expected<void, std::string> writeFile(std::span<const std::byte> content, c
         isWritten = writeWhole(content, file, nullptr);
     if (isWritten)
         return {};
-    return std::unexpected("cannot write " + file + ": " + std::strerror(errno));
+    const std::string reason = errno == EINTR ? "interrupted" : std::strerror(errno);
+    return std::unexpected("cannot write " + file + ": " + reason);
 }
 
 std::expected<int, std::string> createFile(const std::string& file)
