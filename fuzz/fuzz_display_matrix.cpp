@@ -40,8 +40,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int file = memfd_create("turned", MFD_CLOEXEC);
     if (write(file, changed.data(), changed.size()) != static_cast<ssize_t>(changed.size()))
         std::abort();
-    const auto reader = host::MovieReader::openContainer("/proc/self/fd/" + std::to_string(file),
-        std::make_shared<std::atomic<bool>>(false), host::MovieFormats::recordings);
+    const auto reader = host::MovieReader::openContainer(
+        "/proc/self/fd/" + std::to_string(file), {}, host::MovieFormats::recordings);
     close(file);
     if (!reader || !(*reader)->hasVideo())
         std::abort();

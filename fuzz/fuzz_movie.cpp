@@ -24,8 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         close(file);
         return 0;
     }
-    const auto isCancelled = std::make_shared<std::atomic<bool>>(false);
-    if (auto opened = MovieReader::open("/proc/self/fd/" + std::to_string(file), isCancelled)) {
+    if (auto opened
+        = MovieReader::open("/proc/self/fd/" + std::to_string(file), {})) {
         MovieReader& reader = **opened;
         (void)reader.presentationDimensions();
         double last = -1e300;

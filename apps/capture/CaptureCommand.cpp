@@ -292,8 +292,8 @@ void CaptureCommand::stopSessions()
 {
     stopRecording();
     manager_->stopAllSessions();
-    // A camera that has failed does not run, and is left as it is.
-    if (!hasFailed_)
+    // A camera that has failed does not run, nor does one whose input is still waited for: it is left as it is.
+    if (hasFrame_ && !hasFailed_)
         (void)waiter_.waitThrough(stopLimit, [this] { return !manager_->canRecordVideo(); });
     waiter_.runBehind(*responseQueue_, [self = shared_from_this()] {
         self->manager_->setDelegate({});

@@ -2,6 +2,7 @@
 
 #include "Files.h"
 #include "Utf8.h"
+#include "seconds.h"
 
 #include <host/Host.h>
 #include <host/asset/HostAssets.h>
@@ -231,11 +232,15 @@ std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options&
         if (!options.record.encoders.empty())
             configuration.videoEncoders = options.record.encoders;
     }
+    // A recording's seconds begin with its first frame.
+    std::optional<std::chrono::nanoseconds> limit;
+    if (options.seconds && !options.records())
+        limit = nanosecondsOf(*options.seconds);
     for (std::optional<host::HostInput>* input : {&configuration.backCamera, &configuration.frontCamera}) {
         if (!*input)
             continue;
         (*input)->sensorOrientation = options.sensorOrientation.value_or((*input)->sensorOrientation);
-        const auto probed = host::Host::probe((*input)->input);
+        const auto probed = host::Host::probe((*input)->input, limit);
         if (!probed)
             return std::unexpected(probed.error().localizedDescription);
         (*input)->presentationDimensions = *probed;

@@ -94,9 +94,10 @@ public:
         status.resolution = manager->imageResolution();
         manager->stopAllSessions();
         waiter_.goOn();
-        (void)waiter_.waitFor(endLimit, [&] { // a session that has failed is left as it is
-            return (hasFailed_ || !manager->canRecordVideo()) && manager->frameCounts().inFlight == 0;
-        });
+        if (hasFrame_) // else its input may still be waited for
+            (void)waiter_.waitFor(endLimit, [&] { // a session that has failed is left as it is
+                return (hasFailed_ || !manager->canRecordVideo()) && manager->frameCounts().inFlight == 0;
+            });
         status.counts = manager->frameCounts();
         return status;
     }

@@ -25,6 +25,7 @@
 #include <tamsel/platform/core/Reports.h>
 #include <tamsel/platform/core/Tamsel.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <ctime>
@@ -293,15 +294,17 @@ Host::Host(HostConfiguration configuration) : parts_(std::make_unique<Parts>(std
 
 Host::~Host() = default;
 
-std::expected<CGSize, Error> Host::probe(const std::string& input)
+std::expected<CGSize, Error> Host::probe(
+    const std::string& input, std::optional<std::chrono::nanoseconds> limit)
 {
     engine::ThreadedDispatch dispatch;
     if (std::string problem = dispatch.problem(); !problem.empty())
         return std::unexpected(Error{.localizedDescription = std::move(problem)});
     ReaderThreads readers;
     const V4L2Calls calls = systemV4L2Calls();
-    auto camera = makeHostCamera(
-        {.input = input}, AVCaptureDevicePosition::back, {dispatch, dispatch, readers, calls});
+    DriverServices services{dispatch, dispatch, readers, calls};
+    services.openingLimit = std::min(services.openingLimit, limit.value_or(services.openingLimit));
+    auto camera = makeHostCamera({.input = input}, AVCaptureDevicePosition::back, services);
     if (!camera)
         return std::unexpected(std::move(camera.error()));
     if (auto opened = camera->driver->open(); !opened)

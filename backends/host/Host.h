@@ -28,8 +28,9 @@ public:
     Host& operator=(const Host&) = delete;
 
     /// Opens an input and closes it again, and says how large its pictures are. The error is one line that names the
-    /// input. May wait for the device.
-    [[nodiscard]] static std::expected<platform::CGSize, platform::Error> probe(const std::string& input);
+    /// input. May wait for the device, for a stream at most so long, or for 15 seconds.
+    [[nodiscard]] static std::expected<platform::CGSize, platform::Error> probe(
+        const std::string& input, std::optional<std::chrono::nanoseconds> limit = std::nullopt);
 
     /// The V4L2 nodes of this machine that can capture, in the order of their numbers. Opens each for a moment.
     [[nodiscard]] static std::vector<std::string> videoNodes();

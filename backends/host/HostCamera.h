@@ -3,12 +3,14 @@
 #include <host/HostConfiguration.h>
 #include <host/InputAccess.h>
 #include <host/microphone/PlaybackClock.h>
+#include <host/movie/MovieContainer.h>
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
 
 #include <tamsel/platform/Dispatch.h>
 
+#include <chrono>
 #include <expected>
 #include <functional>
 #include <memory>
@@ -34,6 +36,8 @@ struct DriverServices {
     engine::EventSources& events;
     ReaderThreads& readers;
     const V4L2Calls& systemCalls;
+    /// Of inputs that are no files.
+    std::chrono::nanoseconds openingLimit = MovieWait{}.limit;
 };
 
 /// The driver for an input; the error is one line, for an input that names nothing that could ever be opened.

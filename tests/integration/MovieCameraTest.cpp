@@ -2,6 +2,8 @@
 #include "support/Loopback.h"
 #include "support/Media.h"
 
+#include <host/microphone/HostMicrophone.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,6 +11,7 @@
 #include <filesystem>
 #include <thread>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -252,7 +255,9 @@ TEST(MovieCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
         EXPECT_EQ(counts.produced, 10U + 1U) << input;
     }
 
-    // Neither is a host kept by a server that sends a byte now and then.
+    // Neither is a host kept by a server that sends a byte now and then, nor by a pipe into which nobody writes.
+    ASSERT_EQ(mkfifo(folder.file("silent").c_str(), 0600), 0);
+    int silent = -1;
     {
         std::atomic<int> turns = 0;
         const Speaker server([&](int) {
@@ -262,7 +267,12 @@ TEST(MovieCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
         HostScreen waiting("tcp://127.0.0.1:" + std::to_string(server.port()));
         ASSERT_TRUE(waiting.start());
         ASSERT_TRUE(waiting.runUntil([&] { return turns > 2; }));
+        HostScreen waitingForPipe(folder.file("silent"));
+        ASSERT_TRUE(waitingForPipe.start());
+        ASSERT_TRUE(waitingForPipe.runUntil(
+            [&] { return (silent = ::open(folder.file("silent").c_str(), O_WRONLY | O_NONBLOCK)) >= 0; }));
     }
+    ::close(silent);
 
     // A stream without an end is left at once.
     HostScreen endless("lavfi:testsrc2=s=64x48:r=100");
@@ -273,14 +283,19 @@ TEST(MovieCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
 TEST(MovieCamera, OpensNoOtherFileThanTheOneThatIsNamed)
 {
     const ScratchFolder folder;
-    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=50:d=0.2 -c:v mpeg2video", folder.file("clip.ts")));
+    ASSERT_TRUE(
+        makeVideo("-f lavfi -i testsrc2=s=64x48:r=50:d=0.2 -f lavfi -i sine=duration=0.2 -c:v mpeg2video",
+            folder.file("clip.ts")));
+    ASSERT_TRUE(host::probeMicrophone(folder.file("clip.ts")).has_value());
     ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48 -frames:v 3", folder.file("img%03d.png")));
     writeFile(folder.file("list.ffconcat"), "ffconcat version 1.0\nfile clip.ts\n");
     writeFile(folder.file("list.m3u8"),
         "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:0.2,\nclip.ts\n#EXT-X-ENDLIST\n");
     const platform::CGSize size{64, 48};
-    for (const char* list : {"list.ffconcat", "list.m3u8", "img%03d.png"})
+    for (const char* list : {"list.ffconcat", "list.m3u8", "img%03d.png"}) {
         EXPECT_NE(host::Host::probe(folder.file(list)).value_or(platform::CGSize{}), size) << list;
+        EXPECT_FALSE(host::probeMicrophone(folder.file(list)).has_value()) << list;
+    }
     std::filesystem::rename(folder.file("img001.png"), folder.file("img%03d.png"));
     EXPECT_EQ(host::Host::probe(folder.file("img%03d.png")), (platform::CGSize{64, 48}))
         << "a file of that name";

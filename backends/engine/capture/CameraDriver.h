@@ -51,6 +51,9 @@ public:
         std::size_t width, std::size_t height)
         = 0;
 
+    /// False once it takes no more frames: a start that still waits for its device may give up.
+    [[nodiscard]] virtual bool isOpen() const { return true; }
+
     /// Whether it is of use to name native pictures. Does not change.
     [[nodiscard]] virtual bool wantsNativePictures() const { return false; }
     /// The picture of the frame that is delivered next.

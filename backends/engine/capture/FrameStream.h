@@ -74,7 +74,7 @@ public:
 
     /// Ends stills and recordings that wait for frames.
     void close();
-    [[nodiscard]] bool isOpen() const { return state_ == State::open; }
+    [[nodiscard]] bool isOpen() const override { return state_ == State::open; }
     [[nodiscard]] bool isClosed() const { return state_ == State::closed; }
 
 private:

@@ -68,7 +68,7 @@ private:
     {
         if (const std::string reason = whyNoFile(url_); !reason.empty())
             return std::unexpected(Error{.localizedDescription = url_.string() + ": " + reason});
-        Container container = MovieReader::openContainer(url_.string(), nullptr, MovieFormats::recordings);
+        Container container = MovieReader::openContainer(url_.string(), {}, MovieFormats::recordings);
         if (container)
             note(**container);
         return container;

@@ -34,7 +34,7 @@ std::expected<void, platform::Error> probeMicrophone(const std::string& input)
             return std::unexpected(tone.error());
         return {};
     }
-    if (const auto opened = SoundReader::open(input, nullptr); !opened)
+    if (const auto opened = SoundReader::open(input, {}); !opened)
         return std::unexpected(opened.error());
     return {};
 }
@@ -42,7 +42,7 @@ std::expected<void, platform::Error> probeMicrophone(const std::string& input)
 bool hasSound(const std::string& file)
 {
     std::error_code ignored;
-    return std::filesystem::is_regular_file(file, ignored) && SoundReader::open(file, nullptr).has_value();
+    return std::filesystem::is_regular_file(file, ignored) && SoundReader::open(file, {}).has_value();
 }
 
 } // namespace tamsel::host

@@ -180,7 +180,7 @@ std::expected<std::unique_ptr<engine::SoundStream>, Error> MovieMicrophone::star
 {
     const auto run = std::make_shared<MicrophoneRun>(std::move(sink));
     auto hear = [run, input = input_, clock = services_.camera] {
-        const auto reader = SoundReader::open(input, run->isStopped());
+        const auto reader = SoundReader::open(input, {.isCancelled = run->isStopped()});
         if (*run->isStopped())
             return;
         if (!reader)

@@ -34,25 +34,21 @@ void SoundReader::FreeResampler::operator()(SwrContext* context) const
 }
 
 std::expected<std::unique_ptr<SoundReader>, Error> SoundReader::open(
-    const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled)
+    const std::string& input, const MovieWait& wait)
 {
-    std::unique_ptr<SoundReader> reader(new SoundReader(input, std::move(isCancelled)));
-    if (auto opened = reader->openInput(); !opened)
+    std::unique_ptr<SoundReader> reader(new SoundReader(input));
+    if (auto opened = reader->openInput(wait); !opened)
         return std::unexpected(std::move(opened.error()));
     return reader;
 }
 
-SoundReader::SoundReader(std::string input, std::shared_ptr<const std::atomic<bool>> isCancelled)
-    : input_(std::move(input)),
-      isCancelled_(std::move(isCancelled))
-{
-}
+SoundReader::SoundReader(std::string input) : input_(std::move(input)) { }
 
 SoundReader::~SoundReader() = default;
 
-std::expected<void, Error> SoundReader::openInput()
+std::expected<void, Error> SoundReader::openInput(const MovieWait& wait)
 {
-    auto opened = openMovie(input_, MovieFormats::any, isCancelled_.get());
+    auto opened = openMovie(input_, MovieFormats::any, wait);
     if (!opened)
         return std::unexpected(std::move(opened.error()));
     container_ = std::move(*opened);
@@ -178,7 +174,7 @@ bool SoundReader::rewind()
     const AVStream& stream = *container_->streams[track_];
     const std::int64_t start = stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time;
     if (isOgg || av_seek_frame(container_.get(), track_, start, AVSEEK_FLAG_BACKWARD) < 0)
-        return openInput().has_value();
+        return openInput({}).has_value(); // a file
     avcodec_flush_buffers(codec_.get());
     return true;
 }

@@ -5,7 +5,6 @@
 
 #include <tamsel/platform/Error.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <expected>
@@ -27,9 +26,9 @@ public:
         end, ///< the input has ended, or cannot be read any further
     };
 
-    /// The error is one line that names the input. Once `*isCancelled` is true, waiting for a network ends.
+    /// The error is one line that names the input.
     [[nodiscard]] static std::expected<std::unique_ptr<SoundReader>, platform::Error> open(
-        const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled);
+        const std::string& input, const MovieWait& wait);
 
     ~SoundReader();
     SoundReader(const SoundReader&) = delete;
@@ -52,15 +51,14 @@ private:
         void operator()(SwrContext* context) const;
     };
 
-    SoundReader(std::string input, std::shared_ptr<const std::atomic<bool>> isCancelled);
+    explicit SoundReader(std::string input);
 
-    [[nodiscard]] std::expected<void, platform::Error> openInput();
+    [[nodiscard]] std::expected<void, platform::Error> openInput(const MovieWait& wait);
     [[nodiscard]] bool prepareResampler();
     [[nodiscard]] bool convert();
     [[nodiscard]] Step feed();
 
     const std::string input_;
-    const std::shared_ptr<const std::atomic<bool>> isCancelled_;
     MovieContainer container_;
     int track_ = -1;
     OwnedCodec codec_;

@@ -42,7 +42,7 @@ engine::CameraDescription MovieCamera::description() const
     return description_;
 }
 
-std::expected<void, Error> MovieCamera::open()
+std::expected<void, Error> MovieCamera::open(std::function<bool()> isUnwanted)
 {
     const auto isCancelled = std::make_shared<std::atomic<bool>>(false);
     {
@@ -50,7 +50,8 @@ std::expected<void, Error> MovieCamera::open()
         *isCancelled = isAbandoned_;
         isCancelled_ = isCancelled;
     }
-    auto opened = MovieReader::open(input_, isCancelled);
+    auto opened = MovieReader::open(input_,
+        {.isCancelled = isCancelled, .isUnwanted = std::move(isUnwanted), .limit = services_.openingLimit});
     if (!opened)
         return std::unexpected(std::move(opened.error()));
     reader_ = std::move(*opened);
@@ -71,7 +72,7 @@ std::expected<void, Error> MovieCamera::start(
     platform::AVCaptureSessionPreset /*preset*/, std::shared_ptr<engine::FrameSink> sink)
 {
     if (!reader_) {
-        if (auto opened = open(); !opened)
+        if (auto opened = open([&sink] { return !sink->isOpen(); }); !opened)
             return opened;
     }
     auto playback = reader_->kind() == MovieKind::file

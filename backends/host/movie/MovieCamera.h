@@ -5,6 +5,7 @@
 
 #include <engine/capture/CameraDriver.h>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -25,7 +26,7 @@ public:
     [[nodiscard]] InputAccess access() const;
     /// See `HostCamera::abandon`.
     void abandon();
-    [[nodiscard]] std::expected<void, platform::Error> open() override;
+    [[nodiscard]] std::expected<void, platform::Error> open() override { return open(nullptr); }
     void close() override;
     [[nodiscard]] std::expected<void, platform::Error> start(
         platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
@@ -36,6 +37,8 @@ public:
     [[nodiscard]] const std::shared_ptr<PlaybackClock>& clock() const { return clock_; }
 
 private:
+    [[nodiscard]] std::expected<void, platform::Error> open(std::function<bool()> isUnwanted);
+
     const std::string input_;
     const bool repeats_;
     const DriverServices services_;

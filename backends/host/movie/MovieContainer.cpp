@@ -3,22 +3,31 @@
 #include <host/image/PictureFormats.h>
 #include <host/movie/movieFailure.h>
 
+#include <engine/dispatch/startThread.h>
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavdevice/avdevice.h>
 #include <libavformat/avformat.h>
 #include <libavutil/log.h>
+#include <libavutil/mem.h>
 }
 
+#include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -31,6 +40,7 @@ namespace {
 constexpr const char* pulseFragment
     = "3840"; // bytes: 20 ms of 16-bit stereo; without it sound comes seconds late
 constexpr const char* networkTimeout = "10000000"; // microseconds
+constexpr std::chrono::milliseconds pauseBetweenLooks{50};
 
 struct Source {
     std::string url;
@@ -112,11 +122,144 @@ int findStreams(AVFormatContext& format)
     return result;
 }
 
+} // namespace
+
+/// Whether anybody still waits for an input, or reads it. Thread-safe.
+class MovieInterest {
+public:
+    explicit MovieInterest(std::shared_ptr<const std::atomic<bool>> isCancelled)
+        : isCancelled_(std::move(isCancelled))
+    {
+    }
+
+    void end() { hasEnded_ = true; }
+    [[nodiscard]] bool hasEnded() const { return hasEnded_ || (isCancelled_ && *isCancelled_); }
+
+private:
+    std::atomic<bool> hasEnded_ = false;
+    const std::shared_ptr<const std::atomic<bool>> isCancelled_;
+};
+
+/// A pipe or another node that is no file, read so that waiting for it can end.
+class MovieNode {
+public:
+    /// Takes the descriptor over.
+    MovieNode(int descriptor, const MovieInterest& interest) : interest_(interest), descriptor_(descriptor)
+    {
+        auto* buffer = static_cast<unsigned char*>(av_malloc(nodeBuffer));
+        context_ = avio_alloc_context(buffer, nodeBuffer, 0, this, &read, nullptr, nullptr);
+    }
+    ~MovieNode()
+    {
+        av_freep(static_cast<void*>(&context_->buffer));
+        avio_context_free(&context_);
+        ::close(descriptor_);
+    }
+    MovieNode(const MovieNode&) = delete;
+    MovieNode& operator=(const MovieNode&) = delete;
+
+    [[nodiscard]] AVIOContext* context() const { return context_; }
+
+private:
+    static constexpr int nodeBuffer = 1 << 15;
+    static constexpr int pauseBetweenLooks = 50; // milliseconds
+
+    static int read(void* opaque, std::uint8_t* bytes, int size)
+    {
+        const auto& self = *static_cast<const MovieNode*>(opaque);
+        while (!self.interest_.hasEnded()) {
+            // A pipe that nobody has opened for writing yet is silent here, and would be at its end for a read.
+            pollfd polled{.fd = self.descriptor_, .events = POLLIN, .revents = 0};
+            if (::poll(&polled, 1, pauseBetweenLooks) <= 0)
+                continue;
+            const ssize_t count = ::read(self.descriptor_, bytes, static_cast<std::size_t>(size));
+            if (count > 0)
+                return static_cast<int>(count);
+            if (count == 0)
+                return AVERROR_EOF;
+            if (errno != EAGAIN && errno != EINTR)
+                return AVERROR(errno);
+        }
+        return AVERROR_EXIT;
+    }
+
+    const MovieInterest& interest_;
+    const int descriptor_;
+    AVIOContext* context_;
+};
+
+namespace {
+
 int interrupt(void* opaque)
 {
-    const auto* isCancelled = static_cast<const std::atomic<bool>*>(opaque);
-    return isCancelled && *isCancelled ? 1 : 0;
+    return static_cast<const MovieInterest*>(opaque)->hasEnded() ? 1 : 0;
 }
+
+std::expected<MovieContainer, Error> openNow(
+    const std::string& input, MovieFormats formats, std::shared_ptr<MovieInterest> interest)
+{
+    const MovieKind kind = movieKindOf(input);
+    const Source source = sourceOf(input);
+    std::error_code ignored;
+    const bool isOnDisk = std::filesystem::exists(input, ignored);
+    std::shared_ptr<MovieNode> node;
+    if (isOnDisk && kind == MovieKind::stream) {
+        const int descriptor = ::open(input.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        if (const int code = AVERROR(errno); descriptor < 0)
+            return failure(input, messageOf(code), code);
+        node = std::make_shared<MovieNode>(descriptor, *interest);
+    }
+    AVFormatContext* opened = avformat_alloc_context();
+    opened->interrupt_callback = {.callback = interrupt, .opaque = interest.get()};
+    if (node)
+        opened->pb = node->context();
+    if (source.isDevice)
+        opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be left
+    const AVInputFormat* inputFormat = source.format;
+    AVDictionary* options = nullptr;
+    // Of a file nothing else is opened: neither what a list names, nor the files of a pattern.
+    const bool isRestricted = isOnDisk || kind == MovieKind::file || formats == MovieFormats::recordings;
+    if (isRestricted) {
+        opened->format_whitelist = av_strdup(formatsOfFiles(formats).c_str());
+        av_dict_set(&options, "pattern_type", "none", 0);
+    }
+    const PictureHeader png = kind == MovieKind::file ? pngHeader(input) : PictureHeader{};
+    if (png.width > 0)
+        inputFormat = av_find_input_format("png_pipe"); // of a moving one the first picture
+    opened->codec_whitelist = av_strdup(probingDecoders().c_str());
+    if (formats == MovieFormats::recordings) {
+        if (av_match_ext(input.c_str(), "mjpeg,mjpg") != 0)
+            inputFormat = av_find_input_format("mjpeg"); // which begins as a picture does
+    }
+    if (kind == MovieKind::stream && !source.isDevice)
+        av_dict_set(&options, "rw_timeout", networkTimeout, 0);
+    if (source.isDevice && std::string_view(source.format->name) == "pulse")
+        av_dict_set(&options, "fragment_size", pulseFragment, 0);
+    const int code = avformat_open_input(&opened, source.url.c_str(), inputFormat, &options);
+    av_dict_free(&options);
+    if (code < 0) { // the context is freed by then
+        const bool isRefused = isRestricted && code == AVERROR(EINVAL);
+        return failure(input, isRefused ? "holds no video of its own" : messageOf(code), code);
+    }
+    MovieContainer container(opened, {.interest = std::move(interest), .node = std::move(node)});
+    if (png.width > 0 && !png.isTooLarge()) {
+        container->streams[0]->codecpar->width = static_cast<int>(png.width);
+        container->streams[0]->codecpar->height = static_cast<int>(png.height);
+    }
+    // A device says what it delivers; probing it would take its first frames.
+    if (!source.isDevice) {
+        if (const int found = findStreams(*container); found < 0)
+            return failure(input, messageOf(found), found);
+    }
+    return container;
+}
+
+/// What the thread that opens an input shares with the one that waits for it.
+struct Opening {
+    std::mutex guard;
+    std::condition_variable isDone;
+    std::optional<std::expected<MovieContainer, Error>> result;
+};
 
 } // namespace
 
@@ -152,52 +295,32 @@ InputAccess movieAccess(const std::string& input)
 }
 
 std::expected<MovieContainer, Error> openMovie(
-    const std::string& input, MovieFormats formats, const std::atomic<bool>* isCancelled)
+    const std::string& input, MovieFormats formats, const MovieWait& wait)
 {
-    const MovieKind kind = movieKindOf(input);
-    const Source source = sourceOf(input);
-    AVFormatContext* opened = avformat_alloc_context();
-    opened->interrupt_callback
-        = {.callback = interrupt, .opaque = const_cast<std::atomic<bool>*>(isCancelled)};
-    if (source.isDevice)
-        opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be left
-    const AVInputFormat* inputFormat = source.format;
-    AVDictionary* options = nullptr;
-    // Of a file nothing else is opened: neither what a list names, nor the files of a pattern.
-    const bool isAlone = kind == MovieKind::file || formats == MovieFormats::recordings;
-    if (isAlone) {
-        opened->format_whitelist = av_strdup(formatsOfFiles(formats).c_str());
-        av_dict_set(&options, "pattern_type", "none", 0);
+    auto interest = std::make_shared<MovieInterest>(wait.isCancelled);
+    if (movieKindOf(input) == MovieKind::file)
+        return openNow(input, formats, std::move(interest));
+    const auto opening = std::make_shared<Opening>();
+    std::thread thread = engine::startThread([opening, input, formats, interest] {
+        auto result = openNow(input, formats, interest);
+        const std::lock_guard lock(opening->guard);
+        opening->result.emplace(std::move(result));
+        opening->isDone.notify_one();
+    });
+    if (!thread.joinable())
+        return failure(input, "no thread is left");
+    thread.detach();
+    const auto end = std::chrono::steady_clock::now() + wait.limit;
+    std::unique_lock lock(opening->guard);
+    while (!opening->result) {
+        const bool isUnwanted = interest->hasEnded() || (wait.isUnwanted && wait.isUnwanted());
+        if (isUnwanted || std::chrono::steady_clock::now() >= end) {
+            interest->end();
+            return failure(input, isUnwanted ? "is not wanted any more" : "takes too long to open");
+        }
+        opening->isDone.wait_for(lock, pauseBetweenLooks);
     }
-    const PictureHeader png = kind == MovieKind::file ? pngHeader(input) : PictureHeader{};
-    if (png.width > 0)
-        inputFormat = av_find_input_format("png_pipe"); // of a moving one the first picture
-    opened->codec_whitelist = av_strdup(probingDecoders().c_str());
-    if (formats == MovieFormats::recordings) {
-        if (av_match_ext(input.c_str(), "mjpeg,mjpg") != 0)
-            inputFormat = av_find_input_format("mjpeg"); // which begins as a picture does
-    }
-    if (kind == MovieKind::stream && !source.isDevice)
-        av_dict_set(&options, "rw_timeout", networkTimeout, 0);
-    if (source.isDevice && std::string_view(source.format->name) == "pulse")
-        av_dict_set(&options, "fragment_size", pulseFragment, 0);
-    const int code = avformat_open_input(&opened, source.url.c_str(), inputFormat, &options);
-    av_dict_free(&options);
-    if (code < 0) { // the context is freed by then
-        const bool isRefused = isAlone && code == AVERROR(EINVAL);
-        return failure(input, isRefused ? "holds no video of its own" : messageOf(code), code);
-    }
-    MovieContainer container(opened);
-    if (png.width > 0 && !png.isTooLarge()) {
-        container->streams[0]->codecpar->width = static_cast<int>(png.width);
-        container->streams[0]->codecpar->height = static_cast<int>(png.height);
-    }
-    // A device says what it delivers; probing it would take its first frames.
-    if (!source.isDevice) {
-        if (const int found = findStreams(*container); found < 0)
-            return failure(input, messageOf(found), found);
-    }
-    return container;
+    return *std::move(opening->result);
 }
 
 } // namespace tamsel::host

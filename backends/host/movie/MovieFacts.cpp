@@ -11,7 +11,7 @@ namespace tamsel::host {
 
 std::expected<MovieFacts, platform::Error> readMovieFacts(const std::string& file)
 {
-    const auto movie = openMovie(file, MovieFormats::recordings, nullptr);
+    const auto movie = openMovie(file, MovieFormats::recordings, {});
     if (!movie)
         return std::unexpected(movie.error());
     AVFormatContext* format = movie->get();

@@ -50,7 +50,6 @@ CGAffineTransform transformOf(const std::uint8_t* data)
 
 struct MovieReader::Parts {
     std::string input;
-    std::shared_ptr<const std::atomic<bool>> isCancelled;
     MovieKind kind = MovieKind::file;
     MovieFormats formats = MovieFormats::any;
     MovieContainer format;
@@ -68,7 +67,7 @@ struct MovieReader::Parts {
     std::optional<std::int64_t> last;
     std::int64_t lastDuration = 1;
 
-    [[nodiscard]] std::expected<void, Error> openFormat();
+    [[nodiscard]] std::expected<void, Error> openFormat(const MovieWait& wait);
     [[nodiscard]] std::expected<void, Error> openCodec();
     [[nodiscard]] Step feed();
     void decodePacket();
@@ -77,9 +76,9 @@ struct MovieReader::Parts {
     [[nodiscard]] CMTime timeOf(std::int64_t units) const;
 };
 
-std::expected<void, Error> MovieReader::Parts::openFormat()
+std::expected<void, Error> MovieReader::Parts::openFormat(const MovieWait& wait)
 {
-    auto opened = openMovie(input, formats, isCancelled.get());
+    auto opened = openMovie(input, formats, wait);
     if (!opened)
         return std::unexpected(std::move(opened.error()));
     format = std::move(*opened);
@@ -117,9 +116,9 @@ std::expected<void, Error> MovieReader::Parts::openCodec()
 }
 
 std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
-    const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled)
+    const std::string& input, const MovieWait& wait)
 {
-    auto reader = openContainer(input, std::move(isCancelled), MovieFormats::any);
+    auto reader = openContainer(input, wait, MovieFormats::any);
     if (!reader)
         return reader;
     if (auto started = (*reader)->startDecoding(); !started)
@@ -128,14 +127,13 @@ std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::open(
 }
 
 std::expected<std::unique_ptr<MovieReader>, Error> MovieReader::openContainer(
-    const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled, MovieFormats formats)
+    const std::string& input, const MovieWait& wait, MovieFormats formats)
 {
     auto parts = std::make_unique<Parts>();
     parts->input = input;
-    parts->isCancelled = std::move(isCancelled);
     parts->kind = movieKindOf(input);
     parts->formats = formats;
-    if (auto opened = parts->openFormat(); !opened)
+    if (auto opened = parts->openFormat(wait); !opened)
         return std::unexpected(std::move(opened.error()));
     return std::unique_ptr<MovieReader>(new MovieReader(std::move(parts)));
 }
@@ -335,7 +333,7 @@ bool MovieReader::rewind()
         parts.codec.reset();
         parts.stream = nullptr;
         parts.format.reset();
-        if (!parts.openFormat() || !parts.openCodec())
+        if (!parts.openFormat({}) || !parts.openCodec()) // a file
             return false;
     }
     avcodec_flush_buffers(parts.codec.get());

@@ -9,7 +9,6 @@
 #include <tamsel/platform/Error.h>
 #include <tamsel/platform/Geometry.h>
 
-#include <atomic>
 #include <cstdint>
 #include <expected>
 #include <memory>
@@ -27,14 +26,14 @@ public:
         end, ///< the input has ended, or cannot be read any further
     };
 
-    /// The error is one line that names the input. Once `*isCancelled` is true, waiting for a network ends.
+    /// The error is one line that names the input.
     [[nodiscard]] static std::expected<std::unique_ptr<MovieReader>, platform::Error> open(
-        const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled);
+        const std::string& input, const MovieWait& wait);
 
     /// The same without a decoder: what the input holds is known, and `startDecoding` makes it ready. An input without video
-    /// can be opened like this; where nobody cancels the flag may be absent.
+    /// can be opened like this.
     [[nodiscard]] static std::expected<std::unique_ptr<MovieReader>, platform::Error> openContainer(
-        const std::string& input, std::shared_ptr<const std::atomic<bool>> isCancelled, MovieFormats formats);
+        const std::string& input, const MovieWait& wait, MovieFormats formats);
     [[nodiscard]] std::expected<void, platform::Error> startDecoding();
 
     ~MovieReader();

@@ -188,6 +188,7 @@ std::expected<void, Error> MovieFile::Parts::replay(const std::vector<PacketReco
     if (!begun)
         return std::unexpected(std::move(begun.error()));
     muxer = std::move(*begun);
+    bool hasPicture = false;
     const std::uint64_t size = movie.size();
     for (const PacketRecord& record : records) {
         const TrackDescription& track = description.tracks[record.track];
@@ -209,7 +210,10 @@ std::expected<void, Error> MovieFile::Parts::replay(const std::vector<PacketReco
         if (auto written = muxer->write(*packet, record.track); !written)
             return written;
         ++packets;
+        hasPicture = hasPicture || track.isPicture;
     }
+    if (!hasPicture)
+        packets = 0; // sound alone is no movie
     return {};
 }
 

@@ -18,7 +18,7 @@ namespace {
 /// Decodes the first picture and the last ones.
 std::expected<void, Error> checkMovie(const std::string& movie)
 {
-    auto reader = MovieReader::openContainer(movie, nullptr, MovieFormats::recordings);
+    auto reader = MovieReader::openContainer(movie, {}, MovieFormats::recordings);
     if (!reader)
         return std::unexpected(std::move(reader.error()));
     if (auto started = (*reader)->startDecoding(); !started)
