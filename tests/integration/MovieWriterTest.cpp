@@ -225,6 +225,18 @@ TEST(MovieWriter, FillsAndCutsSoundThatDoesNotFit)
     ASSERT_EQ(beeps.size(), expected.size());
     for (std::size_t at = 0; at < expected.size(); ++at)
         EXPECT_NEAR(beeps[at], expected[at], 0.005);
+
+    // It ends with the picture, also when frames come quickly again after a long interval.
+    const std::string hurried = folder.file("hurried.mp4");
+    host::HostMovieWriters immediate({"mpeg4"});
+    const auto other = immediate.makeWriter({.url = hurried, .hasSound = true});
+    ASSERT_TRUE(other->open().has_value());
+    for (nanoseconds time = 0s; time < 3s; time += 20ms)
+        ASSERT_TRUE(other->writeSound(chunkAt(time)).has_value());
+    writeFrames(*other, {0ms, 20ms, 1020ms, 1040ms});
+    EXPECT_EQ(errorOf(other->finish()), "");
+    EXPECT_NEAR(MovieProbe(hurried).duration, 1.06, 0.001);
+    EXPECT_NEAR(MovieProbe(hurried).soundDuration, 1.06, 0.025);
 }
 
 } // namespace tamsel::tests

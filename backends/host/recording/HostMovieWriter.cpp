@@ -24,10 +24,16 @@ namespace {
 
 constexpr std::uint32_t pictureTrack = 0;
 constexpr std::uint32_t soundTrack = 1;
+constexpr std::int64_t usualInterval = VideoEncoder::timescale / 30;
 
 std::int64_t unitsOf(nanoseconds time, std::int64_t timescale)
 {
     return (time.count() * timescale + 500'000'000) / 1'000'000'000;
+}
+
+std::int64_t samplesUntil(std::int64_t pictureTime)
+{
+    return pictureTime * SoundChunk::sampleRate / VideoEncoder::timescale;
 }
 
 class HostMovieWriter final : public engine::MovieWriter {
@@ -52,8 +58,6 @@ public:
 private:
     [[nodiscard]] std::expected<void, Error> begin(const AVFrame& picture, nanoseconds captureTime);
     [[nodiscard]] std::expected<void, Error> flush();
-    /// Until when the sound may be written, in samples: as far as the picture has been.
-    [[nodiscard]] std::int64_t soundEnd() const;
     [[nodiscard]] std::unexpected<Error> about(Error error) const;
 
     const MovieSettings settings_;
@@ -67,9 +71,10 @@ private:
     int width_ = 0;
     int height_ = 0;
     nanoseconds origin_{};
-    std::int64_t lastTime_ = 0; ///< of the picture's track, and the interval before it
-    std::int64_t interval_ = VideoEncoder::timescale / 30;
-    std::int64_t pictureEnd_ = 0; ///< of what has been written
+    // In units of the picture's track.
+    std::int64_t lastTime_ = 0; ///< of a frame
+    std::int64_t lastPicture_ = 0; ///< when the last one that has been written begins, and ends
+    std::int64_t pictureEnd_ = 0;
     bool isPictureWhole_ = true; ///< no packet is missing
     bool hasFailed_ = false; ///< and has told so
 };
@@ -97,11 +102,14 @@ std::expected<void, Error> HostMovieWriter::open()
 std::expected<void, Error> HostMovieWriter::begin(const AVFrame& picture, nanoseconds captureTime)
 {
     auto video = VideoEncoder::open(encoders_, picture, [this](AVPacket& packet) {
-        packet.duration = interval_;
+        // A picture stays until the next one; the last stays as long as the one before it.
+        packet.duration = pictureEnd_ == 0 ? usualInterval : packet.pts - lastPicture_;
         auto written = file_->write(packet, pictureTrack);
         isPictureWhole_ = written.has_value();
-        if (written)
-            pictureEnd_ = packet.pts + interval_;
+        if (written) {
+            lastPicture_ = packet.pts;
+            pictureEnd_ = packet.pts + packet.duration;
+        }
         return written;
     });
     if (!video)
@@ -137,14 +145,12 @@ std::expected<void, Error> HostMovieWriter::writeFrame(const MovieFrame& frame, 
         written = std::unexpected(Error{.localizedDescription = "the size of the picture has changed"});
     if (written) {
         const std::int64_t time = unitsOf(captureTime - origin_, VideoEncoder::timescale);
-        if (!isFirst) {
-            interval_ = std::max<std::int64_t>(1, time - lastTime_);
-            lastTime_ += interval_;
-        }
+        if (!isFirst)
+            lastTime_ = std::max(lastTime_ + 1, time);
         written = video_->encode(*picture, lastTime_);
     }
     if (written && placement_)
-        written = sound_->encode(placement_->take(soundEnd()));
+        written = sound_->encode(placement_->take(samplesUntil(lastPicture_)));
     if (written)
         return written;
     hasFailed_ = true;
@@ -156,16 +162,13 @@ std::expected<void, Error> HostMovieWriter::writeSound(const SoundChunk& chunk)
     if (!placement_)
         return {};
     placement_->add(chunk);
-    auto written = sound_ ? sound_->encode(placement_->take(soundEnd())) : std::expected<void, Error>{};
+    // The last picture may yet be shorter than the one before it.
+    auto written = sound_ ? sound_->encode(placement_->take(samplesUntil(lastPicture_)))
+                          : std::expected<void, Error>{};
     if (written)
         return written;
     hasFailed_ = true;
     return about(std::move(written.error()));
-}
-
-std::int64_t HostMovieWriter::soundEnd() const
-{
-    return pictureEnd_ * SoundChunk::sampleRate / VideoEncoder::timescale;
 }
 
 std::expected<void, Error> HostMovieWriter::flush()
@@ -176,7 +179,7 @@ std::expected<void, Error> HostMovieWriter::flush()
         flushed = video_->flush();
     if (!sound_)
         return flushed;
-    auto ended = sound_->encode(placement_->takeAll(soundEnd()));
+    auto ended = sound_->encode(placement_->takeAll(samplesUntil(pictureEnd_)));
     if (ended)
         ended = sound_->flush();
     return flushed ? ended : flushed;
