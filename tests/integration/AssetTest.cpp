@@ -1,4 +1,5 @@
 #include "support/Media.h"
+#include "support/Memory.h"
 
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
@@ -13,9 +14,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
-#include <unistd.h>
 
 namespace tamsel::tests {
 
@@ -136,24 +135,6 @@ void setMatrix(const std::string& file, const std::array<std::int32_t, 9>& matri
             content[at++] = static_cast<char>(static_cast<std::uint32_t>(number) >> shift);
     }
     writeFile(file, content);
-}
-
-// Sanitizers do.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool keepsFreedMemory = true;
-#elif defined(__has_feature)
-constexpr bool keepsFreedMemory = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool keepsFreedMemory = false;
-#endif
-
-std::size_t residentKilobytes()
-{
-    std::ifstream stream("/proc/self/statm");
-    std::size_t total = 0;
-    std::size_t resident = 0;
-    stream >> total >> resident;
-    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024;
 }
 
 constexpr const char* fewFrames = "-f lavfi -i testsrc2=s=96x64:r=30 -frames:v 20 ";

@@ -1,3 +1,5 @@
+#include "support/Memory.h"
+
 #include <unit/engine/DispatchSupport.h>
 
 #include <gtest/gtest.h>
@@ -183,6 +185,30 @@ TEST(DispatchPool, WhatHasNotRunIsDestroyedOnceThePlatformEnds)
         late->async([lateToken = std::move(lateToken)] { ADD_FAILURE(); });
         EXPECT_TRUE(lateWeak.expired());
     }
+}
+
+TEST(DispatchPool, NeedsNoMoreMemoryHoweverLongItRuns)
+{
+    if (keepsFreedMemory)
+        GTEST_SKIP() << "a sanitizer keeps freed memory";
+    ThreadedDispatch dispatch(2);
+    const Queue there = dispatch.makeSerialQueue("there");
+    const Queue back = dispatch.makeSerialQueue("back");
+    // Threads that post come and go, others run what they posted, and post themselves.
+    const auto post = [&](int rounds) {
+        for (int round = 0; round < rounds; ++round) {
+            std::jthread([&] {
+                for (int item = 0; item < 200; ++item)
+                    there->async([&back] { back->async([] { }); });
+            }).join();
+            drain(*there);
+            drain(*back);
+        }
+    };
+    post(200);
+    const std::size_t before = residentKilobytes();
+    post(2000); // 100 MB, were no item's memory used again
+    EXPECT_LT(residentKilobytes(), before + 5 * 1024);
 }
 
 TEST(DispatchPool, AThreadMayPostWhileItsOwnObjectsAreDestroyed)
