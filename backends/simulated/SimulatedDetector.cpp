@@ -41,7 +41,7 @@ public:
         } else if (const auto& scene = detector_->script_.scene) {
             found_ = scene(frame.sequence);
             std::erase_if(found_, [&](const std::shared_ptr<const AVMetadataObject>& object) {
-                return std::ranges::find(types_, object->type()) == types_.end();
+                return !object || std::ranges::find(types_, object->type()) == types_.end();
             });
         }
     }

@@ -398,9 +398,10 @@ TEST(SimulatedDetector, FindsWhatWasAskedForOrWhateverATestProduces)
     EXPECT_EQ(detecting.detector().detectableTypes().size(), 14U);
     AVMetadataObjects both = code("aztec ", "org.iso.Aztec");
     both.push_back(code("qr").front());
-    detecting.detector().show(both);
     detecting.detector().produceBatch(both);
     detecting.detector().produceBatch(code("unknown", "org.example.New"));
+    both.push_back(nullptr);
+    detecting.detector().show(both);
     detecting.frames(3);
     EXPECT_EQ(detecting.detector().framesExamined(), Numbers{}) << "does not run";
     detecting.session->startRunning();
