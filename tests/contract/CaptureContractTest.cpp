@@ -294,6 +294,12 @@ TEST_P(CaptureContract, GatesWhatADisabledConnectionOrAMissingDelegateKeepsBack)
     EXPECT_TRUE(session.runUntilFrames(1));
     session.output->setSampleBufferDelegate({}, nullptr);
     EXPECT_TRUE(gated(3));
+    // Also frames that find no buffer.
+    session.receiver->keeps = true;
+    session.output->setSampleBufferDelegate(session.receiver, session.queue);
+    ASSERT_TRUE(test->runUntil([&] { return session.receiver->drops > 0; }));
+    session.output->setSampleBufferDelegate({}, nullptr);
+    EXPECT_TRUE(gated(3));
 }
 
 TEST_P(CaptureContract, TellsEachFrameThatFindsNoBufferOnceAndKeepsWhatWasKept)
@@ -342,6 +348,7 @@ TEST_P(CaptureContract, CountsALostFrameBeforeItsLossIsReported)
     EXPECT_TRUE(test->runUntil([&] { return losses >= 5; }));
     session.session->stopRunning();
     session.drain();
+    EXPECT_GT(ledger->counts().droppedBy[static_cast<std::size_t>(DropCause::noBuffer)], 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -18,7 +18,11 @@ public:
     explicit VideoDataOutput(std::shared_ptr<CaptureHook> hook) : hook_(std::move(hook)) { }
 
     [[nodiscard]] const char* kind() const override { return "AVCaptureVideoDataOutput"; }
-    void setAlwaysDiscardsLateVideoFrames(bool discards) override { discardsLateFrames_ = discards; }
+    void setAlwaysDiscardsLateVideoFrames(bool discards) override
+    {
+        hook_->setting("setAlwaysDiscardsLateVideoFrames", discards ? "yes" : "no");
+        discardsLateFrames_ = discards;
+    }
     /// All frames are BGRA, whatever is asked for.
     void setVideoSettings(std::uint32_t pixelFormat) override
     {
