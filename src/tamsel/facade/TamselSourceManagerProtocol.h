@@ -45,7 +45,7 @@ public:
     /// Starts the source; results go to the delegate, which is held weakly (an empty one clears it). Fails only for a
     /// camera, with `noPermission` or `cameraRestricted`; every other failure comes to the delegate.
     /// A camera takes the place of the one before, which is not stopped but let go of: a still that it was asked for may end
-    /// without a sample and an error, and a movie that it records is finished, but its file does not come.
+    /// without a sample and without an error, and a movie that it records is finished, but its file does not come.
     /// The view, which is the caller's to keep, shows the preview of a camera in a sublayer that is called "CameraPreview";
     /// without one there is no preview, and no still. Once a camera runs, `cameraDidBecomeVisibleNotification` is posted.
     virtual std::expected<void, CameraError> startSession(const SourceType& type,

@@ -156,37 +156,26 @@ TEST(FrameDelivery, TurnsPixelsAndMatrixToTheInterfaceOrientation)
     const std::size_t height = configuration.cameras[0].height;
     CaptureScreen screen(configuration);
     screen.startAndRun();
-    const auto frameAt = [&](UIInterfaceOrientation orientation) {
-        screen.phone.setInterfaceOrientation(orientation);
+    struct Case {
+        UIInterfaceOrientation interface;
+        bool isOnItsSide;
+        std::size_t column, row; // as stored, of what is shown at the top left
+    };
+    for (const Case& one : {Case{UIInterfaceOrientation::landscapeLeft, true, 0, height - 1},
+             {UIInterfaceOrientation::portraitUpsideDown, false, width - 1, height - 1},
+             {UIInterfaceOrientation::landscapeRight, true, width - 1, 0},
+             {UIInterfaceOrientation::portrait, false, 0, 0}}) {
+        screen.phone.setInterfaceOrientation(one.interface);
         screen.phone.run();
         screen.frame();
-        return screen.client->frames.back();
-    };
-    struct Corner {
-        std::size_t column;
-        std::size_t row;
-    };
-    const auto topLeft = [](const OvriCaptureFrameUpdate& frame) {
-        const std::byte* pixel = frame.imageBuffer()->pixel(0, 0);
-        return Corner{std::to_integer<std::size_t>(pixel[0]), std::to_integer<std::size_t>(pixel[1])};
-    };
-    OvriCaptureFrameUpdate frame = frameAt(UIInterfaceOrientation::landscapeLeft); // a quarter turn clockwise
-    EXPECT_EQ(frame.imageBuffer()->width(), height);
-    EXPECT_EQ(topLeft(frame).column, 0U);
-    EXPECT_EQ(topLeft(frame).row, height - 1);
-    EXPECT_EQ(frame.cameraIntrinsicData()->rows,
+        const CVBuffer& shown = *screen.client->frames.back().imageBuffer();
+        EXPECT_EQ(shown.width(), one.isOnItsSide ? height : width);
+        EXPECT_EQ(std::to_integer<std::size_t>(shown.pixel(0, 0)[0]), one.column);
+        EXPECT_EQ(std::to_integer<std::size_t>(shown.pixel(0, 0)[1]), one.row);
+    }
+    EXPECT_EQ(screen.client->frames.front().cameraIntrinsicData()->rows,
         (std::array<float, 9>{200, 0, static_cast<float>(height) - 1 - 20, 0, 100, 10, 0, 0, 1}));
-    frame = frameAt(UIInterfaceOrientation::portraitUpsideDown);
-    EXPECT_EQ(frame.imageBuffer()->width(), width);
-    EXPECT_EQ(topLeft(frame).column, width - 1);
-    EXPECT_EQ(topLeft(frame).row, height - 1);
-    frame = frameAt(UIInterfaceOrientation::landscapeRight);
-    EXPECT_EQ(frame.imageBuffer()->height(), width);
-    EXPECT_EQ(topLeft(frame).column, width - 1);
-    EXPECT_EQ(topLeft(frame).row, 0U);
-    frame = frameAt(UIInterfaceOrientation::portrait);
-    EXPECT_EQ(topLeft(frame).column, 0U);
-    EXPECT_EQ(frame.cameraIntrinsicData(), configuration.cameras[0].intrinsicMatrix);
+    EXPECT_EQ(screen.client->frames.back().cameraIntrinsicData(), configuration.cameras[0].intrinsicMatrix);
     expectClosed(screen.manager->frameCounts());
 }
 

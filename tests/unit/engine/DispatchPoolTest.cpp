@@ -112,30 +112,6 @@ TEST(DispatchPool, WhatAnItemHandsOverRunsThoughThatItemGoesOn)
     done.waitFor(206);
 }
 
-TEST(DispatchPool, ChainsOfHandOversReachTheirEndsBesideEachOther)
-{
-    // Longer than a worker follows one of them, and more than there are workers.
-    struct Chain {
-        std::vector<Queue> queues;
-        Counter& ended;
-        void goOn(std::size_t at)
-        {
-            queues[at]->async([this, at] { at + 1 < queues.size() ? goOn(at + 1) : ended.raise(); });
-        }
-    };
-    Counter ended;
-    std::vector<Chain> chains;
-    ThreadedDispatch dispatch(2);
-    for (int count = 0; count < 6; ++count) {
-        chains.push_back({.queues = {}, .ended = ended});
-        for (int link = 0; link < 200; ++link)
-            chains.back().queues.push_back(dispatch.makeSerialQueue("link"));
-    }
-    for (Chain& chain : chains)
-        chain.goOn(0);
-    ended.waitFor(6);
-}
-
 TEST(DispatchPool, ItemsOfTheGlobalQueueMayRunAtTheSameTime)
 {
     Counter arrived;
