@@ -282,47 +282,66 @@ TEST(CodeReader, FindsNoCodesWhereThereAreNone)
     EXPECT_EQ(textsOf(readLive(reader, plain(3, 2000, 0))), textsOf({}));
 }
 
-/// Debian's ZXing-C++ ends the process on some pictures with several codes; whatever is on them must do no such thing.
-TEST(CodeReader, NeverInventsTheCornersOfASymbolOfWhichAnEndIsMissing)
+TEST(CodeReader, FollowsASymbolOfWhichAnEndIsMissing)
 {
     const LumaPicture whole = symbol("pdf417");
-    const Quadrilateral ink = inkOf(whole);
+    const int right = 20 + static_cast<int>(inkOf(whole)[1].x);
     const CodeReader reader({MetadataObjectType::pdf417});
-    for (const int cut : {0, 8, 20, 40, 80}) {
+    for (const int cut : {0, 8, 20, 40, 60}) {
         LumaPicture part = plain(whole.width + 40, whole.height + 40);
         draw(part, whole, 20, 20);
         for (int y = 0; y < part.height; ++y)
-            std::fill(part.row(y) + 20 + static_cast<int>(ink[1].x) - cut, part.row(y) + part.width, 255);
-        const std::vector<FoundCode> found = reader.read(part);
-        EXPECT_EQ(found.size(), cut == 0 ? 1U : found.size());
-        for (const FoundCode& code : found) {
-            for (const PicturePoint corner : code.corners) {
-                EXPECT_GE(corner.x, 20 + ink[0].x - 8) << cut;
-                EXPECT_GE(corner.y, 20 + ink[0].y - 8) << cut;
-            }
-        }
+            std::fill(part.row(y) + right - cut, part.row(y) + part.width, 255);
+        const Quadrilateral ink = inkOf(part);
+        const std::vector<FoundCode> found = readLive(reader, part);
+        ASSERT_EQ(found.size(), 1U) << cut;
+        EXPECT_LT(distance(found[0].corners, ink), 4) << cut;
     }
 }
 
+/// Debian's ZXing-C++ ends the process on some pictures with several codes; whatever is on them must do no such thing.
 TEST(CodeReader, SurvivesCrowdedPictures)
 {
     const CodeReader reader(allBarcodes());
-    std::vector<LumaPicture> symbols;
-    for (const auto& [kind, name] : kinds)
-        symbols.push_back(symbol(name));
     std::mt19937 random(21);
     const auto number
         = [&](int least, int most) { return std::uniform_int_distribution(least, most)(random); };
-    std::size_t found = 0;
+    std::size_t read = 0;
     for (int count = 0; count < 60; ++count) {
         LumaPicture canvas = count % 3 == 0 ? disturbance(random) : plain(640, 480);
+        std::multimap<std::string, std::string> texts;
         for (int codes = number(1, 9); codes > 0; --codes) {
-            const LumaPicture& one = symbols[static_cast<std::size_t>(number(0, count % 2 == 0 ? 12 : 3))];
+            const char* name = kinds[static_cast<std::size_t>(number(0, count % 2 == 0 ? 12 : 3))].second;
+            const LumaPicture one = symbol(name);
+            texts.merge(textsOf(readLive(reader, one)));
             draw(canvas, Turn{number(0, 3), false}.apply(one), number(-80, 500), number(-80, 400));
         }
-        found += readLive(reader, canvas).size();
+        for (const auto& [kind, text] : textsOf(readLive(reader, canvas))) {
+            ++read;
+            // Interleaved 2 of 5 of which an end is covered with white is a shorter one.
+            EXPECT_TRUE(std::ranges::any_of(
+                texts, [&](const auto& one) { return one.second.find(text) != std::string::npos; }))
+                << count << ": " << kind << " " << text;
+        }
     }
-    EXPECT_GT(found, 60U);
+    EXPECT_GT(read, 70U);
+}
+
+TEST(CodeReader, TakesNoPartForTheWhole)
+{
+    const CodeReader reader(allBarcodes());
+    for (const char* name : {"itf14", "interleaved2of5"}) {
+        const LumaPicture one = symbol(name);
+        const auto whole = textsOf(readLive(reader, one));
+        for (int cut = 0; cut < one.width; cut += 5) {
+            LumaPicture canvas = plain(400, one.height);
+            draw(canvas, one, -cut, 0);
+            for (const Turn turn : {Turn{0, false}, Turn{2, false}}) {
+                const auto texts = textsOf(readLive(reader, turn.apply(canvas)));
+                EXPECT_TRUE(texts == whole || texts.empty()) << name << " " << cut;
+            }
+        }
+    }
 }
 
 TEST(CodeReader, ReadsPhotographsTurnedFourWays)

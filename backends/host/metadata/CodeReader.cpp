@@ -94,30 +94,15 @@ bool isAboutSquare(PictureArea area)
     return 2 * area.width() < 3 * area.height() && 2 * area.height() < 3 * area.width();
 }
 
-/// What has to be light on either side of a linear code, as a part of its length. Standards ask for 5 to 11 modules, prints
-/// often have less. But Interleaved 2 of 5 (ISO/IEC 16390) ends like it goes on: without its quiet zone, a line that leaves
-/// the code on its long side reads as a shorter one.
-double quietZone(const CodeRead& read)
+/// Interleaved 2 of 5 (ISO/IEC 16390) ends like it goes on: without quiet zones, a line that leaves the code on its long side,
+/// or a code that is cut by the edge of the picture, reads as a shorter one. The others say where they begin and end.
+bool isWhole(const LumaPicture& picture, const LinearCodeOutline& outline, const CodeRead& read)
 {
+    constexpr double quietZone = 7; // modules; prints often have less than the 10 that are due
+    if (read.symbology != Symbology::interleaved2of5)
+        return true;
     const double characters = read.text ? static_cast<double>(read.text->size()) : 0;
-    switch (read.symbology) {
-    case Symbology::code39:
-        return 3 / (13 * (characters + 2));
-    case Symbology::code93:
-        return 3 / (9 * (characters + 4));
-    case Symbology::code128:
-        return 3 / (11 * (characters + 3));
-    case Symbology::ean8:
-        return 3 / 67.0;
-    case Symbology::ean13:
-        return 3 / 95.0;
-    case Symbology::upce:
-        return 3 / 51.0;
-    case Symbology::interleaved2of5:
-        return 7 / (9 * characters + 8);
-    default:
-        return 0;
-    }
+    return outline.hasQuietZones(picture, quietZone / (9 * characters + 8));
 }
 
 } // namespace
@@ -212,7 +197,7 @@ std::vector<FoundCode> CodeReader::readLinearCodes(LumaPicture& picture) const
         const LinearCodeOutline outline(picture,
             {(topLeft.x + bottomLeft.x) / 2, (topLeft.y + bottomLeft.y) / 2},
             {(topRight.x + bottomRight.x) / 2, (topRight.y + bottomRight.y) / 2});
-        if (!outline.hasQuietZones(picture, quietZone(read)) || !isConfirmed(picture, outline, read)) {
+        if (!isWhole(picture, outline, read) || !isConfirmed(picture, outline, read)) {
             outline.eraseLine(picture);
             ++rejected;
             continue;

@@ -232,10 +232,14 @@ bool LinearCodeOutline::hasQuietZones(const LumaPicture& picture, double part) c
         lightest = std::max(lightest, at(along));
     }
     const int threshold = (darkest + lightest) / 2;
-    // A tightly cropped picture ends within the zone. What lies beyond its edge says nothing against the code.
-    const auto isLight
-        = [&](double along) { return along < 0 || along >= lines.length() || at(along) >= threshold; };
-    for (double distance = 2; distance < part * length; ++distance) {
+    // A tightly cropped picture ends within both zones, one that cuts the code within one.
+    const double zone = part * length;
+    const bool isCropped = start.along < zone && end.along + zone > lines.length();
+    const auto isLight = [&](double along) {
+        const bool isInside = along >= 0 && along < lines.length();
+        return isInside ? at(along) >= threshold : isCropped;
+    };
+    for (double distance = 2; distance < zone; ++distance) {
         if (!isLight(start.along - distance) || !isLight(end.along + distance))
             return false;
     }

@@ -10,6 +10,8 @@ namespace tamsel::host {
 struct PicturePoint {
     double x = 0;
     double y = 0;
+
+    bool operator==(const PicturePoint&) const = default;
 };
 
 /// Some of a picture's pixels: columns `left` to `right`, rows `top` to `bottom`, the last ones left out.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
+#include <numeric>
 #include <optional>
 #include <vector>
 
@@ -14,6 +16,12 @@ namespace {
 constexpr int patternModules = 17;
 /// The bars and spaces of the start pattern, in modules, before which a codeword begins.
 constexpr std::array<int, 8> startPattern{8, 1, 1, 1, 1, 1, 1, 3};
+/// No space of a symbol is as wide, in modules.
+constexpr double quietZone = 7.5;
+/// Of a symbol of one column with its row indicators, in modules.
+constexpr double leastWidth = 4 * patternModules;
+/// Of runs along a line.
+constexpr int samplesPerPixel = 4;
 
 PicturePoint between(PicturePoint from, PicturePoint to, double part)
 {
@@ -30,7 +38,8 @@ int lumaAt(const LumaPicture& picture, PicturePoint point)
 /// Lengths, in samples, of dark and light runs from the first dark one on.
 std::vector<int> runsAlong(const LumaPicture& picture, PicturePoint from, PicturePoint to)
 {
-    const int count = std::max(2, static_cast<int>(std::hypot(to.x - from.x, to.y - from.y) * 4));
+    const int count
+        = std::max(2, static_cast<int>(std::hypot(to.x - from.x, to.y - from.y) * samplesPerPixel));
     std::vector<int> samples;
     samples.reserve(static_cast<std::size_t>(count));
     for (int index = 0; index < count; ++index)
@@ -50,29 +59,36 @@ std::vector<int> runsAlong(const LumaPicture& picture, PicturePoint from, Pictur
     return runs;
 }
 
+/// The width of a module when the runs begin with the start pattern.
+std::optional<double> moduleOf(const std::vector<int>& runs)
+{
+    if (runs.size() < startPattern.size())
+        return std::nullopt;
+    const double module
+        = std::accumulate(runs.begin(), runs.begin() + startPattern.size(), 0.0) / patternModules;
+    for (std::size_t index = 0; index < startPattern.size(); ++index) {
+        if (std::abs(runs[index] / module - startPattern[index]) > 0.75)
+            return std::nullopt;
+    }
+    return module;
+}
+
 /// The cluster of the codeword after the start pattern, 0, 3 or 6: that of its row.
 std::optional<int> clusterOf(const std::vector<int>& runs)
 {
     if (runs.size() < 2 * startPattern.size())
         return std::nullopt;
-    int start = 0;
+    const std::optional<double> module = moduleOf(runs);
     int codeword = 0;
-    for (std::size_t index = 0; index < startPattern.size(); ++index) {
-        start += runs[index];
+    for (std::size_t index = 0; index < startPattern.size(); ++index)
         codeword += runs[startPattern.size() + index];
-    }
-    const double module = static_cast<double>(start) / patternModules;
-    if (std::abs(codeword - start) > 2 * module)
+    if (!module || std::abs(codeword - *module * patternModules) > 2 * *module)
         return std::nullopt;
     int sum = 9;
-    for (std::size_t index = 0; index < startPattern.size(); ++index) {
-        if (std::abs(runs[index] / module - startPattern[index]) > 0.75)
-            return std::nullopt;
-        if (index % 2 == 0) {
-            const auto width = static_cast<int>(std::lround(
-                runs[startPattern.size() + index] * patternModules / static_cast<double>(codeword)));
-            sum += index % 4 == 0 ? width : -width;
-        }
+    for (std::size_t index = 0; index < startPattern.size(); index += 2) {
+        const auto width = static_cast<int>(
+            std::lround(runs[startPattern.size() + index] * patternModules / static_cast<double>(codeword)));
+        sum += index % 4 == 0 ? width : -width;
     }
     const int cluster = (sum + 9) % 9;
     return cluster % 3 == 0 ? std::optional(cluster) : std::nullopt;
@@ -100,7 +116,76 @@ int rowsDownwards(const LumaPicture& picture, const Quadrilateral& corners)
     return downwards;
 }
 
+/// How far it is from a point in a direction, of length 1, to the edge of the picture.
+double distanceToEdge(const LumaPicture& picture, PicturePoint from, PicturePoint direction)
+{
+    const auto along = [](double place, double step, double size) {
+        return step == 0 ? std::numeric_limits<double>::infinity() : ((step > 0 ? size : 0) - place) / step;
+    };
+    return std::min(along(from.x, direction.x, picture.width), along(from.y, direction.y, picture.height));
+}
+
+/// How far a symbol reaches into a direction from where it starts, in pixels; absent where a line does not cross the start
+/// pattern, or crosses no symbol.
+std::optional<double> reachOf(const LumaPicture& picture, PicturePoint start, PicturePoint direction)
+{
+    constexpr double margin = 2; // the bar may begin a little before
+    const PicturePoint from{start.x - margin * direction.x, start.y - margin * direction.y};
+    const double length = distanceToEdge(picture, from, direction);
+    const std::vector<int> runs
+        = runsAlong(picture, from, {from.x + length * direction.x, from.y + length * direction.y});
+    const std::optional<double> module = moduleOf(runs);
+    if (!module)
+        return std::nullopt;
+    int reach = runs[0];
+    for (std::size_t index = 2; index < runs.size() && runs[index - 1] <= quietZone * *module; index += 2)
+        reach += runs[index - 1] + runs[index];
+    if (reach < leastWidth * *module)
+        return std::nullopt;
+    return static_cast<double>(reach) / samplesPerPixel;
+}
+
+/// How far the symbol reaches on most lines; absent where they do not agree.
+std::optional<double> commonReach(
+    const LumaPicture& picture, PicturePoint top, PicturePoint bottom, PicturePoint direction)
+{
+    constexpr std::size_t lines = 32;
+    std::vector<double> reaches;
+    for (std::size_t line = 0; line < lines; ++line) {
+        const double part = (static_cast<double>(line) + 0.5) / lines;
+        if (const auto reach = reachOf(picture, between(top, bottom, part), direction))
+            reaches.push_back(*reach);
+    }
+    if (reaches.size() < lines / 2)
+        return std::nullopt;
+    std::ranges::sort(reaches);
+    const double middle = reaches[reaches.size() / 2];
+    const auto agreeing = std::ranges::count_if(
+        reaches, [&](double reach) { return std::abs(reach - middle) < 0.03 * middle; });
+    return agreeing >= static_cast<std::ptrdiff_t>(lines / 2) ? std::optional(middle) : std::nullopt;
+}
+
 } // namespace
+
+std::optional<Quadrilateral> completed(const LumaPicture& picture, const Quadrilateral& corners)
+{
+    const auto& [top, stopTop, stopBottom, bottom] = corners;
+    const double height = std::hypot(bottom.x - top.x, bottom.y - top.y);
+    if (height == 0)
+        return std::nullopt;
+    if (std::hypot(stopBottom.x - stopTop.x, stopBottom.y - stopTop.y) > height / 2)
+        return corners;
+    const PicturePoint inwards{(bottom.y - top.y) / height, (top.x - bottom.x) / height};
+    const std::optional<double> reach = stopTop == stopBottom
+        ? commonReach(picture, top, bottom, inwards)
+        : (stopTop.x - top.x) * inwards.x + (stopTop.y - top.y) * inwards.y;
+    if (!reach)
+        return std::nullopt;
+    const auto across = [&](PicturePoint corner) {
+        return PicturePoint{corner.x + *reach * inwards.x, corner.y + *reach * inwards.y};
+    };
+    return Quadrilateral{top, across(top), across(bottom), bottom};
+}
 
 Quadrilateral inOwnOrder(const LumaPicture& picture, const Quadrilateral& corners)
 {

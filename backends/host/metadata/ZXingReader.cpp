@@ -1,5 +1,7 @@
 #include <host/metadata/ZXingReader.h>
 
+#include <host/metadata/Pdf417Rows.h>
+
 #define ZX_USE_UTF8
 #include <ZXing/ReadBarcode.h>
 
@@ -43,14 +45,6 @@ std::optional<Symbology> symbologyOf(ZXing::BarcodeFormat format)
     return std::nullopt;
 }
 
-/// A PDF417 symbol of which one end was not found is read all the same. Both corners there are at one place: zeros, which
-/// the library turns and moves with the others.
-bool lacksCorners(const ZXing::Position& position)
-{
-    return position[0] == position[1] || position[1] == position[2] || position[2] == position[3]
-        || position[3] == position[0] || position[0] == position[2] || position[1] == position[3];
-}
-
 } // namespace
 
 std::vector<CodeRead> readWithZXing(
@@ -73,7 +67,7 @@ std::vector<CodeRead> readWithZXing(
     try {
         for (const ZXing::Result& result : ZXing::ReadBarcodes(view, hints)) {
             const std::optional<Symbology> symbology = symbologyOf(result.format());
-            if (!symbology || !result.isValid() || lacksCorners(result.position()))
+            if (!symbology || !result.isValid())
                 continue;
             CodeRead read{.symbology = *symbology, .corners = {}, .text = result.text()};
             for (std::size_t index = 0; index < read.corners.size(); ++index) {
@@ -86,6 +80,12 @@ std::vector<CodeRead> readWithZXing(
                 std::swap(read.corners[1], read.corners[3]);
             else if (result.isMirrored())
                 std::swap(read.corners[0], read.corners[2]);
+            if (*symbology == Symbology::pdf417) {
+                const auto outline = completed(picture, read.corners);
+                if (!outline)
+                    continue;
+                read.corners = *outline;
+            }
             reads.push_back(std::move(read));
         }
     } catch (const std::exception&) {
