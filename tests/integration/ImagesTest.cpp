@@ -268,6 +268,9 @@ TEST(Images, DamagedFilesGiveAnErrorOrAPicture)
         files.push_back(format.file(picture, 6));
     if (const auto heic = heicFile(slopes(64, 64), 6, 6))
         files.push_back(*heic);
+    for (const char* name : {"generated.avif", "generated.bmp", "generated_two_frames.gif"})
+        files.push_back(readFile(testData(std::string("image/") + name)));
+    testing::internal::CaptureStderr(); // of which nothing here may write
     std::mt19937 random(3);
     int opened = 0;
     int failed = 0;
@@ -292,6 +295,7 @@ TEST(Images, DamagedFilesGiveAnErrorOrAPicture)
             }
         }
     }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_GT(opened, 200);
     EXPECT_GT(failed, 50);
     // Neither is pixels that were not read handed out.

@@ -4,6 +4,7 @@
 #include <host/image/Bytes.h>
 #include <host/image/PictureFormats.h>
 #include <host/movie/FrameConverter.h>
+#include <host/movie/MovieContainer.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -37,13 +38,13 @@ struct Free {
 
 std::unique_ptr<AVCodecContext, Free> openDecoder(AVCodecID kind)
 {
+    prepareMovieLibraries();
     const AVCodec* codec = avcodec_find_decoder(kind);
     std::unique_ptr<AVCodecContext, Free> context(codec ? avcodec_alloc_context3(codec) : nullptr);
     if (!context)
         return nullptr;
     context->thread_count = 1;
     context->max_pixels = static_cast<std::int64_t>(maximumPixels);
-    context->log_level_offset = AV_LOG_TRACE + 1; // no lines about broken pictures on standard error
     return avcodec_open2(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
 }
 

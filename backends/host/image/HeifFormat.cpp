@@ -80,6 +80,7 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, bool ign
         return std::unexpected(pictureError("HEIF", "no decoder"));
     options->ignore_transformations = ignoresTransformations ? 1 : 0;
     options->convert_hdr_to_8bit = 1;
+    options->decoder_id = "aom"; // for AVIF, where it is there: dav1d writes of damage on standard error
     heif_image* result = nullptr;
     const heif_error error = heif_decode_image(
         opened->handle.get(), &result, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, options.get());

@@ -1,6 +1,7 @@
 #include <host/v4l2/MotionJpegDecoder.h>
 
 #include <host/image/PictureFormats.h>
+#include <host/movie/MovieContainer.h>
 #include <host/v4l2/RawFrame.h>
 
 extern "C" {
@@ -40,6 +41,7 @@ void MotionJpegDecoder::Free::operator()(AVPacket* packet) const
 
 MotionJpegDecoder::MotionJpegDecoder() : frame_(av_frame_alloc()), packet_(av_packet_alloc())
 {
+    prepareMovieLibraries(); // broken frames are part of a camera's day: no lines about them
     const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
     if (codec == nullptr)
         return;
@@ -47,8 +49,6 @@ MotionJpegDecoder::MotionJpegDecoder() : frame_(av_frame_alloc()), packet_(av_pa
     if (!context_)
         return;
     context_->thread_count = 1;
-    // Broken frames are part of a camera's day: no lines about them on standard error.
-    context_->log_level_offset = AV_LOG_TRACE + 1;
     if (avcodec_open2(context_.get(), codec, nullptr) < 0)
         context_.reset();
 }
