@@ -16,6 +16,7 @@ class RandomScreen {
 public:
     explicit RandomScreen(std::uint64_t seed) : random_(seed), screen_(configuration(seed))
     {
+        makeManager();
         screen_.client->onFrame = [this] {
             screen_.client->frames.clear();
             if (chance(20) && screen_.manager)
@@ -80,6 +81,13 @@ private:
         return configuration;
     }
 
+    void makeManager()
+    {
+        screen_.manager = OvriSourceManager::create({SourceType::stability()},
+            chance(2) ? CameraConfiguration::SessionPreset::photo : CameraConfiguration::SessionPreset::none,
+            screen_.responseQueue, screen_.phone.platform());
+    }
+
     bool chance(unsigned one) { return random_() % one == 0; }
 
     void operate()
@@ -88,7 +96,7 @@ private:
             return;
         simulated::SimulatedCamera& camera = chance(2) ? screen_.back() : screen_.front();
         const auto before = screen_.phone.now();
-        switch (random_() % 16) {
+        switch (random_() % 17) {
         case 0:
         case 1:
         case 2:
@@ -135,10 +143,13 @@ private:
                     operate();
             });
             break;
+        case 15:
+            screen_.manager->startMotionDetection({SourceType::stability(), SourceType::facingAngle()},
+                screen_.client, {{"stabilityDuration", chance(2) ? 0.4 : 1.0}});
+            break;
         default:
             if (chance(5))
-                screen_.manager = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::none,
-                    screen_.responseQueue, screen_.phone.platform());
+                makeManager();
             break;
         }
         EXPECT_EQ(screen_.phone.now(), before) << "no public operation takes time";

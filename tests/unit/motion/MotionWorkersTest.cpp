@@ -100,14 +100,6 @@ struct FacingAngle : Bench {
 
 } // namespace
 
-TEST(StabilityWorker, AsksForTheGyroscopeFourTimesInEachDuration)
-{
-    Stability stability(0.3, 0.8);
-    EXPECT_EQ(stability.worker.capabilities(), std::vector{CoreMotionCapability::gyro(0.2)});
-    stability.worker.handleDeviceMotion(std::nullopt, std::nullopt);
-    EXPECT_EQ(stability.take(), "");
-}
-
 TEST(StabilityWorker, SaysStableOnceAFullDurationAfterTheFirstStableEvaluation)
 {
     Stability stability;
@@ -139,15 +131,6 @@ TEST(StabilityWorker, EndsTheStablePeriodWithOneUnstableEvaluation)
     EXPECT_EQ(broken.sample(20.75, -2), "-") << "the first verdict of all may be that it moves";
     EXPECT_EQ(broken.samples({21, 21.25, 21.5}), "");
     EXPECT_EQ(broken.samples({21.75, 22, 22.25, 22.5, 22.75}), "+");
-}
-
-TEST(StabilityWorker, SaysUnstableFirstOnlyOnce)
-{
-    Stability stability;
-    EXPECT_EQ(stability.sample(10, 0), "");
-    EXPECT_EQ(stability.sample(10.25, 1), "-");
-    EXPECT_EQ(stability.sample(10.5, 3), "");
-    EXPECT_EQ(stability.worker.latestStatus(), false);
 }
 
 TEST(StabilityWorker, ComparesEachSampleOfTheWindowWithTheOldest)
@@ -258,14 +241,6 @@ TEST(StabilityWorker, PassesOnEachMissingSampleAndNothingElseChanges)
     EXPECT_EQ(stability.take(), "") << "a sample counts, whatever came with it";
 }
 
-TEST(FacingAngleWorker, AsksForDeviceMotionFiveTimesASecond)
-{
-    FacingAngle facing(10);
-    EXPECT_EQ(facing.worker.capabilities(), std::vector{CoreMotionCapability::deviceMotion(0.2)});
-    facing.worker.handleGyroData(std::nullopt, std::nullopt);
-    EXPECT_EQ(facing.take(), "");
-}
-
 TEST(FacingAngleWorker, TellsTheFirstVerdictAndEachChange)
 {
     FacingAngle facing(45);
@@ -306,6 +281,7 @@ TEST(FacingAngleWorker, PassesOnEachMissingSampleAndKeepsItsVerdict)
 TEST(MotionWorkers, DecideWithoutAListenerAndFallBackToTheMainQueue)
 {
     Stability stability;
+    EXPECT_TRUE(stability.worker.updateCallback());
     stability.worker.setUpdateCallback({});
     EXPECT_FALSE(stability.worker.updateCallback());
     EXPECT_EQ(stability.rates({{}, {9, 0, 0}}), "");
