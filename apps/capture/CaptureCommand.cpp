@@ -181,7 +181,7 @@ std::optional<MotionOptions> CaptureCommand::verdicts()
     needed.facingAngle = options_.capture.waitsFor(Kind::tilted);
     if (options_.capture.needsMotion()) {
         if (const auto missing = missingFor(needed, platform)) {
-            console_.writeError("serviceNotAvailable", *missing);
+            console_.writeError("serviceNotAvailable", missing);
             console_.fail(*missing);
             return std::nullopt;
         }

@@ -54,7 +54,7 @@ ExitStatus MotionCommand::run()
     if (!motion.stability && !motion.facingAngle)
         motion = withPossibleVerdicts(std::move(motion), platform);
     if (const auto missing = missingFor(motion, platform)) {
-        console_.writeError("serviceNotAvailable", *missing);
+        console_.writeError("serviceNotAvailable", missing);
         console_.fail(*missing);
         return ExitStatus::failed;
     }

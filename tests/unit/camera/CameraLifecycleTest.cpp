@@ -239,7 +239,8 @@ TEST(CameraLifecycle, FailsForAPositionThatNoDeviceHas)
     lone.phone.enterForeground();
     lone.phone.run();
     EXPECT_EQ(lone.delegate->calls, (Texts{"fail canNotAddInput", "suspend", "resume"}));
-    EXPECT_EQ(lone.phone.journal().texts("startRunning").size(), 1U) << "an active camera's session, whatever it has";
+    EXPECT_EQ(lone.phone.journal().texts("startRunning").size(), 1U)
+        << "an active camera's session, whatever it has";
     lone.back().script().isPresent = false;
     EXPECT_FALSE(IosCamera::isAvailable(Position::back, lone.phone.platform()));
 }
