@@ -27,7 +27,7 @@ struct FrameCounts {
 
     // Of the frames produced while a recording was under way, whatever became of them otherwise.
     std::uint64_t recorded = 0; ///< encoded into a movie
-    std::uint64_t notRecorded = 0; ///< missing in the movie: the recorder could not keep up, or not write
+    std::uint64_t notRecorded = 0; ///< missing in the movie: dropped, late for the recorder, or not written
 
     [[nodiscard]] std::uint64_t dropped() const;
 };
