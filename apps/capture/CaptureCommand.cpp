@@ -72,8 +72,8 @@ Options forContactSheet(Options options, std::string file)
 CaptureCommand::CaptureCommand(const Options& options, Environment& environment)
     : options_(options),
       environment_(environment),
-      folder_(options.capture.folder),
       console_(options.json),
+      folder_(options.capture.folder),
       waiter_(environment),
       responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
       motionTeller_(std::make_shared<MotionTeller>(console_, environment.platform().clock, nullptr))

@@ -65,8 +65,8 @@ private:
 
     const Options options_;
     Environment& environment_;
-    CaptureFolder folder_;
     Console console_;
+    CaptureFolder folder_; ///< tells the console at its end what it keeps
     Waiter waiter_;
     const std::shared_ptr<platform::DispatchQueue> responseQueue_;
     const std::shared_ptr<platform::UIView> view_

@@ -19,7 +19,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <random>
 
 namespace tamsel::capture {
 
@@ -106,17 +105,19 @@ bool writeWhole(std::span<const std::byte> content, const files::path& target, c
 {
     if (replaced != nullptr && ::access(target.c_str(), W_OK) != 0)
         return false;
-    std::random_device random;
+    static std::atomic<unsigned> number = 0;
     files::path partial;
     int descriptor = -1;
     do {
-        partial = target.parent_path() / (".tamsel-" + std::to_string(random()));
+        partial = target.parent_path()
+            / (".tamsel-" + std::to_string(::getpid()) + "-" + std::to_string(++number));
         descriptor = ::open(partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     } while (descriptor < 0 && errno == EEXIST);
     if (descriptor < 0)
         return false;
-    const bool isReady = replaced == nullptr || ::fchmod(descriptor, replaced->st_mode & 07777U) == 0;
-    if (closeAfter(isReady && writeAll(content, descriptor, {}), descriptor)
+    if (replaced != nullptr)
+        ::fchmod(descriptor, replaced->st_mode & 07777U); // where the file system has modes
+    if (closeAfter(writeAll(content, descriptor, {}), descriptor)
         && std::rename(partial.c_str(), target.c_str()) == 0)
         return true;
     const int reason = errno;
