@@ -24,8 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         close(file);
         return 0;
     }
-    if (auto opened
-        = MovieReader::open("/proc/self/fd/" + std::to_string(file), {})) {
+    if (auto opened = MovieReader::open("/proc/self/fd/" + std::to_string(file), {})) {
         MovieReader& reader = **opened;
         (void)reader.presentationDimensions();
         double last = -1e300;

@@ -312,7 +312,7 @@ TEST(Microphone, EndsWhereverItIsReleased)
     for (const std::string& input : {std::string("test:tone"), clip, std::string("lavfi:sine")}) {
         host::ReaderThreads readers;
         const auto microphone = host::makeHostMicrophone(input, {.readers = readers});
-        for (const std::size_t wanted : {0, 0, 1, 2, 3}) {
+        for (const unsigned wanted : {0U, 0U, 1U, 2U, 3U}) {
             const auto first = std::make_shared<Ear>();
             const auto second = std::make_shared<Ear>();
             auto one = (*microphone)->start(first);
