@@ -164,8 +164,8 @@ TEST(StillCommand, SaysWhatIsMissingAndRefusesWhatIsWrong)
     EXPECT_EQ(exif(photo, "-Model -GPSLatitude"), "Linux facing back\n-\n");
 
     for (const char* wrong : {"", "a.jpg b.jpg", "a.jpg --location 91,0", "a.jpg --location here",
-             "a.jpg --location somewhere", "a.jpg --heading north", "a.jpg --flash maybe",
-             "a.jpg --loud", "a.jpg --location 1", "a.jpg --heading 361"}) {
+             "a.jpg --location somewhere", "a.jpg --heading north", "a.jpg --flash maybe", "a.jpg --loud",
+             "a.jpg --location 1", "a.jpg --heading 361"}) {
         const Outcome refused = outcomeOf("--back test:64x48 still " + std::string(wrong));
         EXPECT_EQ(refused.status, 2) << wrong;
         EXPECT_EQ(count(refused.errors, "\n"), 1U) << wrong << ": " << refused.errors;
