@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -99,17 +100,19 @@ TEST(DispatchPool, WhatAnItemHandsOverRunsThoughThatItemGoesOn)
     }
     done.waitFor(5);
 
-    // Also from a queue that has always ended with its hand-over before.
+    // Also from a queue that has always ended with its hand-over before, for so long that it is watched once a second.
     const Queue asks = dispatch.makeSerialQueue("asks");
-    for (int count = 1; count <= 200; ++count) {
+    int count = 5;
+    for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+        std::chrono::steady_clock::now() < end;) {
         asks->async([&] { dispatch.makeSerialQueue("answers")->async([&done] { done.raise(); }); });
-        done.waitFor(5 + count);
+        done.waitFor(++count);
     }
     asks->async([&] {
         drain(*dispatch.makeSerialQueue("answers"));
         done.raise();
     });
-    done.waitFor(206);
+    done.waitFor(count + 1);
 }
 
 TEST(DispatchPool, ItemsOfTheGlobalQueueMayRunAtTheSameTime)
