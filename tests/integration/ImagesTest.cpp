@@ -4,6 +4,8 @@
 #include "support/Pictures.h"
 
 #include <host/image/HostImages.h>
+#include <host/image/inflate.h>
+#include <simulated/SimulatedImages.h>
 
 #include <gtest/gtest.h>
 
@@ -13,6 +15,7 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <span>
 #include <string>
 #include <thread>
 
@@ -356,6 +359,19 @@ TEST(PngRepresentation, HoldsEveryPixelExactly)
                 EXPECT_EQ(file.find(chunk), std::string::npos);
         }
     }
+}
+
+TEST(PngRepresentation, OfTheSimulatedPhoneIsARealFile)
+{
+    const Pixels picture = slopes(190, 130); // more than one stored block
+    const auto file = simulated::SimulatedImages().pngRepresentation(UIImage(picture.buffer()));
+    ASSERT_TRUE(file);
+    const std::string text(reinterpret_cast<const char*>(file->data()), file->size());
+    EXPECT_EQ(decoded(text), picture);
+    const std::size_t data = text.find("IDAT") + 4;
+    const auto rows = host::inflate(std::span(*file).subspan(data, text.find("IEND") - 8 - data), 1 << 20);
+    ASSERT_TRUE(rows) << "its sum is checked, too";
+    EXPECT_EQ(rows->size(), (190U * 3 + 1) * 130);
 }
 
 TEST(PngRepresentation, OtherProgramsReadIt)

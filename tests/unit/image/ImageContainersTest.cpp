@@ -290,11 +290,13 @@ TEST(PictureData, DiffersWithAnyByteOfThePictureOrTheMakersNotes)
         Bytes file;
         std::string_view where;
     };
-    for (const auto& [file, where] : {Case{jpeg({jfif(), exifSegment(exif)}), "JFIF"},
-             {jpeg({exifSegment(exif)}), "MAKER"}, {jpeg({exifSegment(exif)}), "\x12\xFF"},
-             {jpeg({exifSegment(exif)}), "thumbnail"}, {png({pngChunk("eXIf", exif)}), "no zlib"},
-             {png({}), "behind"}, {webP({lossyPicture()}), "picture"},
-             {tiffFile(ByteOrder::big), "strip below"}, {tiffFile(ByteOrder::big), "second strip"}}) {
+    for (const auto& [file, where] :
+        {Case{jpeg({jfif(), exifSegment(exif)}), "JFIF"}, {jpeg({exifSegment(exif)}), "MAKER"},
+            {jpeg({exifSegment(exif)}), "\x12\xFF"}, {jpeg({exifSegment(exif)}), "thumbnail"},
+            {png({pngChunk("eXIf", exif)}), "no zlib"}, {png({pngChunk("eXIf", exif)}), "MAKER"},
+            {webP({lossyPicture(), webPChunk("EXIF", exif)}), "MAKER"}, {png({}), "behind"},
+            {webP({lossyPicture()}), "picture"}, {tiffFile(ByteOrder::big), "strip below"},
+            {tiffFile(ByteOrder::big), "second strip"}}) {
         Bytes changed = rewritten(file);
         EXPECT_TRUE(engine::pictureDataIsEqual(file, changed));
         changed[placeOf(changed, where)] ^= std::byte{0x20};

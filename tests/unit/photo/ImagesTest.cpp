@@ -134,12 +134,24 @@ TEST(RenderImage, KeepsEachPixelWhenItTurnsByRightAnglesOrMirrors)
 
 TEST(RenderImage, InterpolatesOtherTransformsAndLeavesTheRestTransparent)
 {
-    const auto rendered = engine::renderImage(
-        makeImage(frame(picture(20, 20), CGAffineTransform{2, 0, 0, 2, 0, 0})).ciImage());
+    // Four pixels that lie on no plane, one of them nearly transparent, in twice the size.
+    const auto four = std::make_shared<CVPixelBuffer>(2, 2);
+    for (const auto& [x, y, blue, alpha] :
+        {std::array{0, 0, 0, 255}, {1, 0, 200, 51}, {0, 1, 100, 255}, {1, 1, 40, 255}}) {
+        std::byte* pixel = four->baseAddress() + static_cast<std::size_t>(y) * four->bytesPerRow() + 4 * x;
+        pixel[0] = static_cast<std::byte>(blue);
+        pixel[3] = static_cast<std::byte>(alpha);
+    }
+    const auto rendered
+        = engine::renderImage(makeImage(frame(four, CGAffineTransform{2, 0, 0, 2, 0, 0})).ciImage());
     ASSERT_TRUE(rendered.has_value());
-    EXPECT_EQ((*rendered)->width(), 40U);
-    EXPECT_EQ(placeShown(**rendered, 21, 21), (Place{10, 10}));
-    EXPECT_EQ(std::to_integer<int>((*rendered)->pixel(20, 20)[3]), 255);
+    // Each counts by its nearness (9, 3, 3 and 1 sixteenths) and its alpha; around the picture nothing is.
+    for (const auto& [x, y, blue, alpha] : {std::array{1, 1, 34, 217}, {2, 1, 66, 140}, {1, 2, 70, 242},
+             {2, 2, 57, 217}, {0, 0, 0, 143}, {3, 0, 200, 29}, {0, 1, 25, 191}}) {
+        const std::byte* pixel = (*rendered)->pixel(static_cast<std::size_t>(x), static_cast<std::size_t>(y));
+        EXPECT_EQ(std::to_integer<int>(pixel[0]), blue) << x << " " << y;
+        EXPECT_EQ(std::to_integer<int>(pixel[3]), alpha) << x << " " << y;
+    }
 
     const double half = std::sqrt(0.5);
     const auto tilted = engine::renderImage(
