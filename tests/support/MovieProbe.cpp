@@ -15,16 +15,6 @@ namespace {
 
 constexpr double soundRate = 48'000;
 
-std::string entry(const std::string& file, const std::string& stream, const std::string& name)
-{
-    std::string value = runCommand("ffprobe -v error -select_streams " + stream + " -show_entries " + name
-        + " -of default=nw=1:nk=1 '" + file + "'")
-                            .output;
-    while (value.ends_with('\n'))
-        value.pop_back();
-    return value;
-}
-
 std::vector<std::string> boxesOf(const std::string& file)
 {
     std::vector<std::string> boxes;
@@ -41,15 +31,14 @@ std::vector<std::string> boxesOf(const std::string& file)
     return boxes;
 }
 
-std::vector<double> numbers(const std::string& text)
+/// What stands behind `|name=` in a line of ffprobe; empty when it does not.
+std::string field(const std::string& line, const std::string& name)
 {
-    std::vector<double> values;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        if (!line.empty())
-            values.push_back(std::strtod(line.c_str(), nullptr));
-    }
-    return values;
+    const std::size_t at = line.find("|" + name + "=");
+    if (at == std::string::npos)
+        return {};
+    const std::size_t begin = at + name.size() + 2;
+    return line.substr(begin, line.find('|', begin) - begin);
 }
 
 } // namespace
@@ -58,16 +47,27 @@ MovieProbe::MovieProbe(const std::string& file)
     : decodingErrors(
           runCommand("ffmpeg -v error -i '" + file + "' -vsync passthrough -enc_time_base -1 -f null - 2>&1")
               .output),
-      boxes(boxesOf(file)),
-      width(std::atoi(entry(file, "v:0", "stream=width").c_str())),
-      height(std::atoi(entry(file, "v:0", "stream=height").c_str())),
-      rotation(std::atoi(entry(file, "v:0", "stream_side_data=rotation").c_str())),
-      videoCodec(entry(file, "v:0", "stream=codec_name")),
-      soundCodec(entry(file, "a:0", "stream=codec_name")),
-      soundDuration(std::atof(entry(file, "a:0", "stream=duration").c_str())),
-      duration(std::atof(entry(file, "v:0", "stream=duration").c_str())),
-      frameTimes(numbers(entry(file, "v:0", "frame=best_effort_timestamp_time")))
+      boxes(boxesOf(file))
 {
+    std::istringstream lines(runCommand(
+        "ffprobe -v error -show_entries frame=media_type,best_effort_timestamp_time:"
+        "stream=codec_type,codec_name,width,height,duration:stream_side_data=rotation -of compact '"
+        + file + "'")
+            .output);
+    for (std::string line; std::getline(lines, line);) {
+        if (field(line, "media_type") == "video") {
+            frameTimes.push_back(std::atof(field(line, "best_effort_timestamp_time").c_str()));
+        } else if (field(line, "codec_type") == "video") {
+            videoCodec = field(line, "codec_name");
+            width = std::atoi(field(line, "width").c_str());
+            height = std::atoi(field(line, "height").c_str());
+            duration = std::atof(field(line, "duration").c_str());
+            rotation = std::atoi(field(line, "rotation").c_str());
+        } else if (field(line, "codec_type") == "audio") {
+            soundCodec = field(line, "codec_name");
+            soundDuration = std::atof(field(line, "duration").c_str());
+        }
+    }
 }
 
 std::vector<Brightness> brightnessOf(const std::string& file)
@@ -104,7 +104,9 @@ std::vector<double> beepTimes(const std::string& file)
     const ScratchFolder folder;
     const std::string sound = folder.file("sound.raw");
     (void)runCommand("ffmpeg -v error -i '" + file + "' -map a:0 -ac 1 -ar 48000 -f f32le '" + sound + "'");
-    const double start = std::atof(entry(file, "a:0", "stream=start_time").c_str());
+    const double start = std::atof(runCommand(
+        "ffprobe -v error -select_streams a:0 -show_entries stream=start_time -of csv=p=0 '" + file + "'")
+            .output.c_str());
     const std::string bytes = readFile(sound);
     std::vector<double> times;
     double lastLoud = 0; // what is cut by the beginning is none
