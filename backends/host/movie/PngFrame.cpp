@@ -29,11 +29,13 @@ OwnedFrame frameOf(std::unique_ptr<CVPixelBuffer> pixels)
     frame->color_range = AVCOL_RANGE_JPEG;
     frame->data[0] = reinterpret_cast<std::uint8_t*>(pixels->baseAddress());
     frame->linesize[0] = static_cast<int>(pixels->bytesPerRow());
-    frame->buf[0] = av_buffer_create(
-        frame->data[0], pixels->bytesPerRow() * pixels->height(), &release, pixels.get(), 0);
-    if (!frame->buf[0])
+    CVPixelBuffer* owner = pixels.release();
+    frame->buf[0]
+        = av_buffer_create(frame->data[0], owner->bytesPerRow() * owner->height(), &release, owner, 0);
+    if (!frame->buf[0]) {
+        release(owner, nullptr);
         return nullptr;
-    pixels.release(); // NOLINT(bugprone-unused-return-value): the frame's now
+    }
     return frame;
 }
 
