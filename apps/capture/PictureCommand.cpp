@@ -17,12 +17,37 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <utility>
 
 namespace tamsel::capture {
 
 using namespace platform;
+
+namespace {
+
+/// Decoding a picture is one foreign call that cannot be left, for seconds at the worst. Nothing has been written by then, so
+/// signals that wait for the main loop elsewhere end the program at once.
+class SignalsEndTheProgram {
+public:
+    SignalsEndTheProgram()
+    {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : {SIGHUP, SIGINT, SIGTERM})
+            sigaddset(&signals, signal);
+        pthread_sigmask(SIG_UNBLOCK, &signals, &before_);
+    }
+    ~SignalsEndTheProgram() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsEndTheProgram(const SignalsEndTheProgram&) = delete;
+    SignalsEndTheProgram& operator=(const SignalsEndTheProgram&) = delete;
+
+private:
+    sigset_t before_{};
+};
+
+} // namespace
 
 PictureCommand::PictureCommand(const Options& options, Environment& environment)
     : options_(options),
@@ -118,7 +143,11 @@ void PictureCommand::tellWhetherRewritten(std::span<const std::byte> sample)
 
 void PictureCommand::makeThumbnail()
 {
-    if (const auto image = OvriSourceManager::provideThumbnailImage(options_.file, environment_.platform()))
+    const auto image = [&] {
+        const SignalsEndTheProgram whileDecoding;
+        return OvriSourceManager::provideThumbnailImage(options_.file, environment_.platform());
+    }();
+    if (image)
         write(*image);
     else
         hasFailed_ = true; // the library has written the line
@@ -138,7 +167,10 @@ void PictureCommand::renderImage()
         console_.fail(options_.file + ": is no picture");
         return;
     }
-    const auto rendered = engine::renderImage(image->ciImage());
+    const auto rendered = [&] {
+        const SignalsEndTheProgram whileDecoding;
+        return engine::renderImage(image->ciImage());
+    }();
     if (rendered)
         write(UIImage(*rendered));
     else
