@@ -158,7 +158,7 @@ TEST(MovieRecovery, SurvivesAnyDamage)
         copyMovie(left, file);
         ASSERT_EQ(errorOf(host::repairMovie(file)), "");
         const std::string whole = readFile(file);
-        for (int round = 0; round < 100; ++round) {
+        for (int round = 0; round < 60; ++round) {
             std::string bad = good;
             for (int change = 0; change < 1 + round % 4; ++change)
                 bad[random() % bad.size()] = static_cast<char>(random());
