@@ -47,6 +47,14 @@ engine::CameraDescription describeInput(const HostInput& input, platform::AVCapt
 std::expected<HostCamera, platform::Error> makeHostCamera(
     const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services)
 {
+    if (input.makeDriver) {
+        std::shared_ptr<engine::CameraDriver> driver = input.makeDriver(services.events);
+        if (!driver)
+            return std::unexpected(
+                platform::Error{.localizedDescription = "the program made no camera driver"});
+        return HostCamera{
+            driver, [driver] { return driver->isPresent() ? InputAccess::readable : InputAccess::absent; }};
+    }
     if (input.input.starts_with(patternPrefix)) {
         const auto format = PatternFormat::parse(std::string_view(input.input).substr(patternPrefix.size()));
         if (!format)

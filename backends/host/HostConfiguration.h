@@ -4,6 +4,8 @@
 #include <host/recording/HostMovieWriter.h>
 #include <host/v4l2/V4L2Calls.h>
 
+#include <engine/capture/CameraDriver.h>
+#include <engine/dispatch/EventSource.h>
 #include <engine/motion/MotionLog.h>
 
 #include <tamsel/platform/AVCaptureDevice.h>
@@ -26,6 +28,10 @@ struct HostInput {
     /// A video file, played in a loop at its own pace; a V4L2 device node; a URL or "device:argument" of the FFmpeg
     /// libraries ("rtsp://…", "lavfi:testsrc2"); or a test pattern ("test:720p", "test:1080p", "test:640x480@60").
     std::string input;
+    /// Makes a driver of the program's own, which serves this camera instead of `input`; the members that follow do not
+    /// count then. The driver describes itself, with the position of this camera. Called once, in the constructor of the
+    /// host; what the driver waits through lives as long as the driver may use it, which is until the host stops it.
+    std::function<std::shared_ptr<engine::CameraDriver>(engine::EventSources&)> makeDriver = nullptr;
     /// The way up of the pixels as they are stored. A file's own display matrix is not looked at.
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     float videoFieldOfView = 60; ///< degrees

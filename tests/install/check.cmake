@@ -35,7 +35,7 @@ extract(docs/backends.md 30 "${SCRATCH}/consumer/screen_test.cpp")
 if(WITH_HOST)
     extract(README.md 40 "${SCRATCH}/consumer/client.cpp")
     extract(docs/using.md 30 "${SCRATCH}/consumer/smallest.cpp")
-    extract(docs/drivers.md 210 "${SCRATCH}/consumer/driver.cpp")
+    extract(docs/drivers.md 140 "${SCRATCH}/consumer/driver.cpp")
 endif()
 
 run("${CMAKE_COMMAND}" -S "${SCRATCH}/consumer" -B "${SCRATCH}/build" "-DCMAKE_PREFIX_PATH=${SCRATCH}/prefix"
