@@ -22,6 +22,14 @@ using platform::CLLocation;
 
 #ifdef TAMSEL_GPSD
 
+// Each connection of libgps looks "tcp" up with getprotobyname, which writes the same entry for the whole process.
+extern "C" const char*
+__tsan_default_suppressions(); // NOLINT(bugprone-reserved-identifier): ThreadSanitizer's name
+extern "C" const char* __tsan_default_suppressions()
+{
+    return "called_from_lib:libgps.so\n";
+}
+
 namespace {
 
 const std::string banner = "{\"class\":\"VERSION\",\"release\":\"3.22\",\"rev\":\"3.22\",\"proto_major\":3,"

@@ -274,7 +274,7 @@ TEST(RecordCommand, WorksWithTheThreadsThatItGets)
     const CommandResult refused = recordWith(1);
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(refused.output, "tamsel-capture: the system has no thread left for this program\n");
-    for (const int threads : {2, 5}) {
+    for (const int threads : {3, 5}) {
         const CommandResult recorded = recordWith(threads);
         EXPECT_LE(recorded.status, 1) << threads << ": " << recorded.output;
         const bool isHeard = !recorded.output.contains("test:tone: no thread is left");

@@ -41,7 +41,7 @@ public:
 
 /// Where a driver puts its frames. One sink serves one start; once the session has let go of it every call is
 /// ignored, so a driver need not wait for its device when it is stopped. Thread-safe, but frames come from one
-/// thread at a time and in order.
+/// thread at a time and in order; the next buffer may be acquired meanwhile.
 class FrameSink {
 public:
     virtual ~FrameSink() = default;

@@ -45,11 +45,20 @@ std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std
     const bool isWanted = (parts_.photoOutput && parts_.photoOutput->isWaiting())
         || (parts_.movieOutput && parts_.movieOutput->isRecording())
         || (parts_.detection && parts_.detection->wantsFrame());
-    if (!isWanted || spare_.use_count() > 1)
+    if (!isWanted)
+        return nullptr;
+    const std::lock_guard lock(spareGuard_);
+    if (spare_.use_count() > 1)
         return nullptr;
     if (!spare_ || spare_->width() != width || spare_->height() != height)
         spare_ = std::make_shared<CVPixelBuffer>(width, height);
     return spare_;
+}
+
+bool FrameStream::isSpare(const CVPixelBuffer& buffer)
+{
+    const std::lock_guard lock(spareGuard_);
+    return &buffer == spare_.get();
 }
 
 std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::turnedMatrix(const CVPixelBuffer& stored, int turns)
@@ -84,7 +93,7 @@ void FrameStream::deliver(
         ticket.settle(FrameLedger::Outcome::gated);
         return;
     }
-    if (buffer == spare_) {
+    if (isSpare(*buffer)) {
         parts_.output->tellDrop(std::move(ticket), DropCause::noBuffer);
         return;
     }

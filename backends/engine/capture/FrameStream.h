@@ -80,6 +80,7 @@ public:
 private:
     enum class State : std::uint8_t { open, lost, closed };
 
+    [[nodiscard]] bool isSpare(const platform::CVPixelBuffer& buffer);
     [[nodiscard]] std::shared_ptr<const platform::CameraIntrinsicMatrix> turnedMatrix(
         const platform::CVPixelBuffer& stored, int turns);
     void tellDrop(platform::DropCause cause);
@@ -91,10 +92,13 @@ private:
     // Of the driver's thread.
     bool isFirst_ = true;
     std::shared_ptr<const NativePicture> nativePicture_; ///< of the next frame
-    /// For stills, recordings and detection while clients hold all buffers of the pool.
-    std::shared_ptr<platform::CVPixelBuffer> spare_;
     int matrixTurns_ = 0;
     std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix_;
+
+    /// A driver may acquire the next buffer while another thread delivers the one before.
+    std::mutex spareGuard_;
+    /// For stills, recordings and detection while clients hold all buffers of the pool.
+    std::shared_ptr<platform::CVPixelBuffer> spare_;
 };
 
 } // namespace tamsel::engine
