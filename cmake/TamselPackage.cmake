@@ -3,7 +3,7 @@
 include(CMakePackageConfigHelpers)
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/TamselSourceManager")
 
-foreach(component core engine simulated host)
+foreach(component core formats engine simulated host)
     if(TARGET tamsel_${component})
         install(EXPORT tamsel-${component} NAMESPACE Tamsel:: DESTINATION "${package_dir}")
     endif()
@@ -28,7 +28,7 @@ endfunction()
 
 tamsel_pkg_config(tamsel-source-manager "Images and sensor verdicts for capture screens" "" "-ltamsel_core")
 tamsel_pkg_config(tamsel-source-manager-simulated "A scripted phone on virtual time" ""
-    "-ltamsel_simulated -ltamsel_engine -ltamsel_core -pthread")
+    "-ltamsel_simulated -ltamsel_engine -ltamsel_formats -ltamsel_core -pthread")
 if(TAMSEL_HOST)
     set(gpsd "")
     if(TamselGpsd_FOUND)
@@ -44,5 +44,5 @@ if(TAMSEL_HOST)
     endif()
     tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux"
         "libavdevice libavformat libavcodec libswresample libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux zxing${heif}${gpsd}"
-        "-ltamsel_host -ltamsel_engine -ltamsel_core -lyuv${faces} -pthread")
+        "-ltamsel_host -ltamsel_engine -ltamsel_formats -ltamsel_core -lyuv${faces} -pthread")
 endif()

@@ -1,6 +1,6 @@
 // Any bytes as a picture file: its type and its properties, which are sound and are its own when they are set again.
 
-#include <engine/image/imageMetadata.h>
+#include <formats/imageMetadata.h>
 
 #include <cmath>
 #include <cstddef>
@@ -44,10 +44,10 @@ std::optional<std::vector<std::byte>> inflate(std::span<const std::byte> bytes, 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::span file(reinterpret_cast<const std::byte*>(data), size);
-    const platform::PropertyDictionary properties = engine::readImageProperties(file, inflate);
-    require(properties.empty() || engine::imageType(file));
+    const platform::PropertyDictionary properties = formats::readImageProperties(file, inflate);
+    require(properties.empty() || formats::imageType(file));
     requireFinite(properties);
-    const auto same = engine::rewriteImageUnchecked(file, properties, inflate);
+    const auto same = formats::rewriteImageUnchecked(file, properties, inflate);
     if (same)
         require(std::vector(file.begin(), file.end()) == *same);
     return 0;

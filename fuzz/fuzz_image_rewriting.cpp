@@ -1,8 +1,8 @@
 // Any bytes as a picture file that gets other properties: an error in one line, or they are read back from it and the
 // picture is the same.
 
-#include <engine/image/imageMetadata.h>
-#include <engine/image/pictureData.h>
+#include <formats/imageMetadata.h>
+#include <formats/pictureDataIsEqual.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -43,14 +43,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             "{Exif}", PropertyDictionary{{"DateTimeOriginal", "2026:11:25 10:00:00"}, {"Flash", 1}});
     if ((choice & 2U) != 0)
         properties.set("{GPS}", PropertyDictionary{{"Latitude", 12.5}, {"TimeStamp", "01:02:03"}});
-    const auto result = engine::rewriteImage(file, properties, inflate);
+    const auto result = formats::rewriteImage(file, properties, inflate);
     if (!result) {
         const std::string& line = result.error().localizedDescription;
         require(!line.empty() && line.find('\n') == std::string::npos);
         return 0;
     }
-    require(engine::pictureDataIsEqual(file, *result));
-    const PropertyDictionary read = engine::readImageProperties(*result);
+    require(formats::pictureDataIsEqual(file, *result));
+    const PropertyDictionary read = formats::readImageProperties(*result);
     for (const auto& [name, dictionary] : properties) {
         const PropertyDictionary* found = read.findDictionary(name);
         for (const auto& [key, value] : *dictionary.dictionary()) {
@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             require(own && *own == value);
         }
     }
-    const auto again = engine::rewriteImage(*result, properties);
+    const auto again = formats::rewriteImage(*result, properties);
     require(again && *again == *result);
     return 0;
 }

@@ -1,6 +1,6 @@
 // Any bytes as a motion log: rows in order and finite numbers, or one line that says what is wrong.
 
-#include <engine/motion/MotionLog.h>
+#include <formats/MotionLog.h>
 
 #include <cmath>
 #include <cstddef>
@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-using tamsel::engine::MotionLog;
+using tamsel::formats::MotionLog;
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 namespace tamsel::capture {
 
-using engine::MotionLog;
+using formats::MotionLog;
 using Kind = MotionVerdict::Kind;
 using Row = MotionLog::Row;
 

@@ -4,7 +4,7 @@
 #include "Options.h"
 #include "SvgPlot.h"
 
-#include <engine/motion/MotionLog.h>
+#include <formats/MotionLog.h>
 
 #include <string>
 #include <vector>
@@ -12,7 +12,7 @@
 namespace tamsel::capture {
 
 /// What a log says from a time on, and what was decided on it.
-void drawMotion(SvgPlot& plot, const engine::MotionLog& log, double start, const MotionOptions& options,
+void drawMotion(SvgPlot& plot, const formats::MotionLog& log, double start, const MotionOptions& options,
     const std::vector<MotionVerdict>& verdicts);
 
 /// The verdicts of one kind alone.
@@ -21,6 +21,6 @@ void drawVerdicts(
 
 /// A whole log and what was decided on it, as a picture.
 [[nodiscard]] std::string plotOf(
-    const engine::MotionLog& log, const MotionOptions& options, const std::vector<MotionVerdict>& verdicts);
+    const formats::MotionLog& log, const MotionOptions& options, const std::vector<MotionVerdict>& verdicts);
 
 } // namespace tamsel::capture

@@ -15,7 +15,7 @@ namespace tamsel::capture {
 using Kind = MotionVerdict::Kind;
 
 MotionTeller::MotionTeller(
-    Console& console, platform::Clock& clock, std::shared_ptr<const engine::MotionLog> log)
+    Console& console, platform::Clock& clock, std::shared_ptr<const formats::MotionLog> log)
     : console_(console),
       clock_(clock),
       log_(std::move(log))

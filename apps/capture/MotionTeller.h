@@ -6,7 +6,7 @@
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/platform/RunLoop.h>
 
-#include <engine/motion/MotionLog.h>
+#include <formats/MotionLog.h>
 
 #include <chrono>
 #include <memory>
@@ -30,7 +30,7 @@ struct MotionVerdict {
 class MotionTeller final : public OvriMotionSourceDelegate {
 public:
     /// `log` is absent when the machine's own sensors speak.
-    MotionTeller(Console& console, platform::Clock& clock, std::shared_ptr<const engine::MotionLog> log);
+    MotionTeller(Console& console, platform::Clock& clock, std::shared_ptr<const formats::MotionLog> log);
 
     /// Starts the verdicts that the options ask for. Without a log times are told since `zero`, by default the start.
     void start(OvriSourceManager& manager, const std::shared_ptr<OvriMotionSourceDelegate>& self,
@@ -48,7 +48,7 @@ private:
 
     Console& console_;
     platform::Clock& clock_;
-    const std::shared_ptr<const engine::MotionLog> log_;
+    const std::shared_ptr<const formats::MotionLog> log_;
     std::chrono::nanoseconds start_{};
     mutable std::mutex guard_;
     std::vector<MotionVerdict> verdicts_;

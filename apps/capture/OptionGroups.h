@@ -5,7 +5,7 @@
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/AVCaptureOutput.h>
 
-#include <engine/motion/MotionLog.h>
+#include <formats/MotionLog.h>
 
 #include <algorithm>
 #include <memory>
@@ -20,7 +20,7 @@ namespace tamsel::capture {
 /// What the command line asks of motion detection.
 struct MotionOptions {
     std::optional<std::string> logFile;
-    std::shared_ptr<const engine::MotionLog> log; ///< what the file says
+    std::shared_ptr<const formats::MotionLog> log; ///< what the file says
     bool useSensors = false; ///< of the machine, in place of a log
     bool stability = false;
     bool facingAngle = false;

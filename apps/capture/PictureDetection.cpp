@@ -6,7 +6,7 @@
 #include "Picture.h"
 #include "Upright.h"
 
-#include <engine/image/Orientation.h>
+#include <formats/Orientation.h>
 #include <host/image/HostImages.h>
 #include <host/metadata/HostDetector.h>
 
@@ -58,7 +58,7 @@ CGImagePropertyOrientation orientationOf(const std::vector<std::byte>& file, con
     const PropertyValue* stated = properties.find(kCGImagePropertyOrientation);
     const double number = stated ? stated->number().value_or(1) : 1;
     return static_cast<CGImagePropertyOrientation>(
-        options.orientation.value_or(engine::orientationOf(number)));
+        options.orientation.value_or(formats::orientationOf(number)));
 }
 
 void tell(Console& console, const Found& found, const Options& options)

@@ -3,7 +3,7 @@
 #include "Files.h"
 #include "JsonLine.h"
 
-#include <engine/image/imageMetadata.h>
+#include <formats/imageMetadata.h>
 
 #include <array>
 #include <cstdint>
@@ -55,7 +55,7 @@ std::string keepSample(
         console.fail(written.error());
         return {};
     }
-    const PropertyDictionary properties = engine::readImageProperties(sample.sample());
+    const PropertyDictionary properties = formats::readImageProperties(sample.sample());
     const PropertyValue* orientation = properties.find(kCGImagePropertyOrientation);
     if (console.wantsEvents())
         console.write(JsonLine("sample")

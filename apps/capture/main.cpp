@@ -111,7 +111,7 @@ ExitStatus run(std::span<const char* const> arguments)
         return ExitStatus::done;
     }
     if (options->motion.logFile) {
-        auto log = engine::MotionLog::read(*options->motion.logFile);
+        auto log = formats::MotionLog::read(*options->motion.logFile);
         if (!log)
             return refuse(log.error().localizedDescription);
         options->motion.log = std::move(*log);

@@ -6,7 +6,7 @@
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
-#include <engine/motion/MotionLog.h>
+#include <formats/MotionLog.h>
 
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/AVCaptureOutput.h>
@@ -59,7 +59,7 @@ struct HostConfiguration {
 
     /// What motion sensors have recorded, replayed in real time from the moment when the first stream starts. Without it
     /// there are no motion services.
-    std::shared_ptr<const engine::MotionLog> motionLog = nullptr;
+    std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
 
     /// Where the machine is and where it points to; by default nobody knows.
     HostLocationSource location = {};

@@ -42,7 +42,7 @@ struct PhoneConfiguration {
     std::optional<MicrophoneScript> microphone = std::nullopt;
     MotionScript motion = {};
     /// Stands in place of the motion script: replayed from the moment when the first stream starts.
-    std::shared_ptr<const engine::MotionLog> motionLog = nullptr;
+    std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
     DetectorScript detector = {};
     /// Stand in place of the simulated recordings, pictures, movies and detector, for real ones on virtual time.
     std::shared_ptr<platform::AssetServices> assets = nullptr;

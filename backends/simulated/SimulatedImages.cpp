@@ -1,8 +1,9 @@
 #include <simulated/SimulatedImages.h>
 
-#include <engine/image/ImageFile.h>
-#include <engine/image/Orientation.h>
-#include <engine/image/pngChunk.h>
+#include <engine/image/turnUpright.h>
+#include <formats/ImageFile.h>
+#include <formats/Orientation.h>
+#include <formats/pngChunk.h>
 
 #include <algorithm>
 #include <array>
@@ -124,25 +125,25 @@ private:
 
     void chunk(std::string_view name, const std::vector<std::uint8_t>& content)
     {
-        engine::appendPngChunk(file_, name, std::as_bytes(std::span(content)));
+        formats::appendPngChunk(file_, name, std::as_bytes(std::span(content)));
     }
 
     std::vector<std::byte> file_;
 };
 
-std::shared_ptr<CGImage> uprightCopy(const CVPixelBuffer& stored, engine::Orientation orientation)
+std::shared_ptr<CGImage> uprightCopy(const CVPixelBuffer& stored, formats::Orientation orientation)
 {
-    const bool isTransposed = engine::isTransposed(orientation);
+    const bool isTransposed = formats::isTransposed(orientation);
     auto copy = std::make_shared<CVPixelBuffer>(
         isTransposed ? stored.height() : stored.width(), isTransposed ? stored.width() : stored.height());
     engine::turnUpright(stored, *copy, orientation);
     return copy;
 }
 
-engine::Orientation orientationIn(const PropertyDictionary& properties)
+formats::Orientation orientationIn(const PropertyDictionary& properties)
 {
     const PropertyValue* orientation = properties.find(kCGImagePropertyOrientation);
-    return engine::orientationOf(orientation ? orientation->number().value_or(1) : 1);
+    return formats::orientationOf(orientation ? orientation->number().value_or(1) : 1);
 }
 
 } // namespace
@@ -157,21 +158,21 @@ std::shared_ptr<const EncodedImage> SimulatedImages::openImage(ImageData data, c
     const auto found = pictures_.find(keyOf(*data));
     if (found != pictures_.end())
         return std::make_shared<const Picture>(found->second, options.appliesOrientationProperty);
-    const PropertyDictionary properties = engine::readImageProperties(*data);
+    const PropertyDictionary properties = formats::readImageProperties(*data);
     const PropertyValue* width = properties.find(kCGImagePropertyPixelWidth);
     const PropertyValue* height = properties.find(kCGImagePropertyPixelHeight);
     if (!width || !height)
         return nullptr;
     const CGSize stored{width->number().value_or(0), height->number().value_or(0)};
     const bool isTurned
-        = options.appliesOrientationProperty && engine::isTransposed(orientationIn(properties));
+        = options.appliesOrientationProperty && formats::isTransposed(orientationIn(properties));
     return std::make_shared<const UnknownPicture>(isTurned ? CGSize{stored.height, stored.width} : stored);
 }
 
 /// A file whose picture is known stays so when it is rewritten.
 class SimulatedImages::Source final : public CGImageSource {
 public:
-    Source(std::shared_ptr<const engine::ImageFile> file, std::shared_ptr<PictureScript> picture,
+    Source(std::shared_ptr<const formats::ImageFile> file, std::shared_ptr<PictureScript> picture,
         SimulatedImages& images)
         : file_(std::move(file)),
           picture_(std::move(picture)),
@@ -194,7 +195,7 @@ private:
     /// Its pixels stay as they are stored; another orientation shows them another way up.
     [[nodiscard]] std::shared_ptr<PictureScript> pictureOf(const std::vector<std::byte>& result) const
     {
-        const engine::Orientation orientation = orientationIn(engine::readImageProperties(result));
+        const formats::Orientation orientation = orientationIn(formats::readImageProperties(result));
         if (orientation == orientationIn(file_->copyProperties()))
             return picture_;
         const std::shared_ptr<CGImage>& stored = picture_->stored ? picture_->stored : picture_->pixels;
@@ -202,14 +203,14 @@ private:
             uprightCopy(*stored, orientation), stored, picture_->canBeDecoded);
     }
 
-    const std::shared_ptr<const engine::ImageFile> file_;
+    const std::shared_ptr<const formats::ImageFile> file_;
     const std::shared_ptr<PictureScript> picture_; ///< absent when nobody has put one behind the bytes
     SimulatedImages& images_;
 };
 
 std::shared_ptr<const CGImageSource> SimulatedImages::makeImageSource(std::span<const std::byte> data)
 {
-    auto file = engine::ImageFile::open(data);
+    auto file = formats::ImageFile::open(data);
     if (!file)
         return nullptr;
     const auto found = pictures_.find(keyOf(data));
@@ -222,12 +223,12 @@ std::optional<std::vector<std::byte>> SimulatedImages::encodePhoto(
 {
     if (!encodes_ || pixels.width() == 0 || pixels.height() == 0)
         return std::nullopt;
-    auto file = engine::rewriteImage(StoredPng(pixels).take(), properties);
+    auto file = formats::rewriteImage(StoredPng(pixels).take(), properties);
     if (!file)
         return std::nullopt;
     put(*file,
         std::make_shared<PictureScript>(
-            uprightCopy(pixels, orientationIn(properties)), uprightCopy(pixels, engine::upright)));
+            uprightCopy(pixels, orientationIn(properties)), uprightCopy(pixels, formats::upright)));
     return std::move(*file);
 }
 

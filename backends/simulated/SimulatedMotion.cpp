@@ -6,7 +6,7 @@ namespace tamsel::simulated {
 
 using std::chrono::nanoseconds;
 
-SimulatedMotion::SimulatedMotion(MotionScript script, std::shared_ptr<const engine::MotionLog> log)
+SimulatedMotion::SimulatedMotion(MotionScript script, std::shared_ptr<const formats::MotionLog> log)
     : script_(std::move(script))
 {
     if (log)

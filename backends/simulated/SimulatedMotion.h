@@ -27,7 +27,7 @@ struct MotionScript {
 /// Motion sensors that do what a test says, or what a log says where there is one.
 class SimulatedMotion final : public engine::MotionDriver {
 public:
-    SimulatedMotion(MotionScript script, std::shared_ptr<const engine::MotionLog> log);
+    SimulatedMotion(MotionScript script, std::shared_ptr<const formats::MotionLog> log);
 
     [[nodiscard]] MotionScript& script() { return script_; }
 

@@ -7,7 +7,7 @@
 #include <host/image/HostImages.h>
 
 #include <engine/capture/Photo.h>
-#include <engine/image/pictureData.h>
+#include <formats/pictureDataIsEqual.h>
 
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/platform/CIImage.h>
@@ -140,7 +140,7 @@ bool compareAlbumImage(double megabytes, int rounds)
             host.run();
         bool isProven = false;
         const double proof
-            = milliseconds([&] { isProven = engine::pictureDataIsEqual(file, client->bytes); });
+            = milliseconds([&] { isProven = formats::pictureDataIsEqual(file, client->bytes); });
         if (!isProven || client->bytes == file)
             return false;
         copies.push_back(copied);

@@ -14,7 +14,7 @@ host::HostConfiguration configuration()
         .frontCamera = host::HostInput{.input = "test:32x24@100"},
         .microphone = "test:tone",
         // A phone that lies still for a long time.
-        .motionLog = std::make_shared<const engine::MotionLog>(std::vector<engine::MotionLog::Row>{
+        .motionLog = std::make_shared<const formats::MotionLog>(std::vector<formats::MotionLog::Row>{
             {0ns, platform::CMRotationRate{}, 0}, {1h, platform::CMRotationRate{}, 0}}),
         .bufferCount = 4,
         .writeReport = [](std::string_view) { }};

@@ -1,7 +1,7 @@
 #include "support/HostScreen.h"
 #include "support/Media.h"
 
-#include <engine/motion/MotionLog.h>
+#include <formats/MotionLog.h>
 #include <host/location/HostLocationSource.h>
 
 #include <tamsel/platform/AVAsset.h>
@@ -138,7 +138,7 @@ TEST(Clients, MayLeaveTheHostInTheMiddleOfEverything)
     const std::string film = sample();
     const std::string motion = testData("motion/generated_held_moved_held_tilted.csv");
     host::HostConfiguration configuration{.microphone = "test:tone",
-        .motionLog = engine::MotionLog::read(motion).value(),
+        .motionLog = formats::MotionLog::read(motion).value(),
         .location = host::parseLocation("48.1,11.6").value()};
     std::mt19937 random(11);
     for (int number = 0; number < 50; ++number) {

@@ -6,7 +6,7 @@ namespace tamsel::engine {
 
 using std::chrono::nanoseconds;
 
-LogMotion::LogMotion(std::shared_ptr<const MotionLog> log) : log_(std::move(log)) { }
+LogMotion::LogMotion(std::shared_ptr<const formats::MotionLog> log) : log_(std::move(log)) { }
 
 void LogMotion::streamStarts(nanoseconds time)
 {
@@ -15,20 +15,20 @@ void LogMotion::streamStarts(nanoseconds time)
         origin_ = time;
 }
 
-const MotionLog::Row* LogMotion::rowAt(nanoseconds time) const
+const formats::MotionLog::Row* LogMotion::rowAt(nanoseconds time) const
 {
     const std::lock_guard lock(guard_);
     return origin_ ? log_->rowAt(time - *origin_) : nullptr;
 }
 
-double LogMotion::timestamp(const MotionLog::Row& row) const
+double LogMotion::timestamp(const formats::MotionLog::Row& row) const
 {
     return log_->firstTime() + std::chrono::duration<double>(row.offset).count();
 }
 
 std::optional<GyroReading> LogMotion::readGyro(nanoseconds time)
 {
-    const MotionLog::Row* row = rowAt(time);
+    const formats::MotionLog::Row* row = rowAt(time);
     if (!row || !row->rotationRate)
         return std::nullopt;
     return GyroReading{
@@ -37,7 +37,7 @@ std::optional<GyroReading> LogMotion::readGyro(nanoseconds time)
 
 std::optional<DeviceMotionReading> LogMotion::readDeviceMotion(nanoseconds time)
 {
-    const MotionLog::Row* row = rowAt(time);
+    const formats::MotionLog::Row* row = rowAt(time);
     if (!row || !row->pitch)
         return std::nullopt;
     return DeviceMotionReading{.sample = platform::CMDeviceMotion{.attitude = {.pitch = *row->pitch},

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <engine/motion/MotionDriver.h>
-#include <engine/motion/MotionLog.h>
+#include <formats/MotionLog.h>
 
 #include <memory>
 #include <mutex>
@@ -13,7 +13,7 @@ namespace tamsel::engine {
 /// gyroscope, one without pitch a device without device motion. Thread-safe.
 class LogMotion final : public MotionDriver {
 public:
-    explicit LogMotion(std::shared_ptr<const MotionLog> log);
+    explicit LogMotion(std::shared_ptr<const formats::MotionLog> log);
 
     [[nodiscard]] bool hasGyro() const override { return log_->hasRotationRate(); }
     [[nodiscard]] bool hasDeviceMotion() const override { return log_->hasPitch(); }
@@ -22,10 +22,10 @@ public:
     [[nodiscard]] std::optional<DeviceMotionReading> readDeviceMotion(std::chrono::nanoseconds time) override;
 
 private:
-    [[nodiscard]] const MotionLog::Row* rowAt(std::chrono::nanoseconds time) const;
-    [[nodiscard]] double timestamp(const MotionLog::Row& row) const;
+    [[nodiscard]] const formats::MotionLog::Row* rowAt(std::chrono::nanoseconds time) const;
+    [[nodiscard]] double timestamp(const formats::MotionLog::Row& row) const;
 
-    const std::shared_ptr<const MotionLog> log_;
+    const std::shared_ptr<const formats::MotionLog> log_;
     mutable std::mutex guard_;
     std::optional<std::chrono::nanoseconds> origin_;
 };

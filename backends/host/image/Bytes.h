@@ -1,6 +1,6 @@
 #pragma once
 
-#include <engine/image/fileBytes.h>
+#include <formats/fileBytes.h>
 
 #include <bit>
 #include <cstddef>
@@ -9,7 +9,7 @@
 
 namespace tamsel::host {
 
-using Bytes = engine::ByteView;
+using Bytes = formats::ByteView;
 
 /// The unsigned number of `size` bytes, up to 4, at `offset`; absent where the bytes end before.
 [[nodiscard]] std::optional<std::uint32_t> numberAt(

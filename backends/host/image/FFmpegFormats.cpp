@@ -1,6 +1,6 @@
 // TIFF, BMP and GIF pictures: their headers are read here, their pixels by the FFmpeg libraries.
 
-#include <engine/image/Orientation.h>
+#include <formats/Orientation.h>
 #include <host/image/Bytes.h>
 #include <host/image/PictureFormats.h>
 #include <host/movie/FrameConverter.h>
@@ -86,12 +86,12 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, AVCodecI
 
 std::optional<PictureHeader> readTiffHeader(Bytes picture)
 {
-    const auto tiff = engine::TiffBlock::open(picture);
-    const auto width = tiff ? tiff->number(engine::tiffTag::imageWidth) : std::nullopt;
-    const auto height = tiff ? tiff->number(engine::tiffTag::imageLength) : std::nullopt;
+    const auto tiff = formats::TiffBlock::open(picture);
+    const auto width = tiff ? tiff->number(formats::tiffTag::imageWidth) : std::nullopt;
+    const auto height = tiff ? tiff->number(formats::tiffTag::imageLength) : std::nullopt;
     if (!width || !height)
         return std::nullopt;
-    return PictureHeader{.width = *width, .height = *height, .orientation = engine::orientationOf(*tiff)};
+    return PictureHeader{.width = *width, .height = *height, .orientation = formats::orientationOf(*tiff)};
 }
 
 std::optional<PictureHeader> readBitmapHeader(Bytes picture)
@@ -99,7 +99,7 @@ std::optional<PictureHeader> readBitmapHeader(Bytes picture)
     constexpr std::uint32_t oldHeaderSize = 12;
     constexpr std::array<std::uint32_t, 6> headerSizes{40, 52, 56, 64, 108, 124};
     const auto headerSize = little(picture, 14, 4);
-    if (!engine::holdsText(picture, 0, "BM"sv) || !headerSize)
+    if (!formats::holdsText(picture, 0, "BM"sv) || !headerSize)
         return std::nullopt;
     if (*headerSize == oldHeaderSize) {
         const auto height = little(picture, 20, 2);
@@ -118,7 +118,8 @@ std::optional<PictureHeader> readBitmapHeader(Bytes picture)
 std::optional<PictureHeader> readGifHeader(Bytes picture)
 {
     const auto height = little(picture, 8, 2);
-    if ((!engine::holdsText(picture, 0, "GIF87a"sv) && !engine::holdsText(picture, 0, "GIF89a"sv)) || !height)
+    if ((!formats::holdsText(picture, 0, "GIF87a"sv) && !formats::holdsText(picture, 0, "GIF89a"sv))
+        || !height)
         return std::nullopt;
     return PictureHeader{.width = *little(picture, 6, 2), .height = *height};
 }

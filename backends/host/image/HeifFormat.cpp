@@ -29,7 +29,7 @@ struct OpenedHeif {
 
 std::optional<OpenedHeif> open(Bytes picture)
 {
-    if (!engine::holdsText(picture, 4, "ftyp"sv))
+    if (!formats::holdsText(picture, 4, "ftyp"sv))
         return std::nullopt;
     static const bool isReady = heif_init(nullptr).code == heif_error_Ok; // once, before any thread decodes
     OpenedHeif opened;

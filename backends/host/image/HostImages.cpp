@@ -5,7 +5,8 @@
 #include <host/image/PngWriter.h>
 #include <host/image/inflate.h>
 
-#include <engine/image/ImageFile.h>
+#include <engine/image/turnUpright.h>
+#include <formats/ImageFile.h>
 
 #include <algorithm>
 #include <array>
@@ -38,7 +39,7 @@ public:
     {
         const auto width = static_cast<double>(header_.width);
         const auto height = static_cast<double>(header_.height);
-        return engine::isTransposed(header_.orientation) ? CGSize{height, width} : CGSize{width, height};
+        return formats::isTransposed(header_.orientation) ? CGSize{height, width} : CGSize{width, height};
     }
 
     [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> decode() const override
@@ -49,7 +50,7 @@ public:
             auto stored = std::make_shared<CVPixelBuffer>(header_.width, header_.height);
             if (auto result = format_.decode(*data_, *stored); !result)
                 return std::unexpected(std::move(result.error()));
-            if (header_.orientation == engine::upright)
+            if (header_.orientation == formats::upright)
                 return stored;
             const CGSize turnedSize = size();
             auto turned = std::make_shared<CVPixelBuffer>(
@@ -102,7 +103,7 @@ std::shared_ptr<const EncodedImage> HostImages::openImage(ImageData data, const 
     for (const PictureFormat& format : formats) {
         if (auto header = readHeader(format, *data)) {
             if (!options.appliesOrientationProperty)
-                header->orientation = engine::upright;
+                header->orientation = formats::upright;
             return std::make_shared<HostPicture>(std::move(data), format, *header);
         }
     }
@@ -111,7 +112,7 @@ std::shared_ptr<const EncodedImage> HostImages::openImage(ImageData data, const 
 
 std::shared_ptr<const CGImageSource> HostImages::makeImageSource(std::span<const std::byte> data)
 {
-    return engine::ImageFile::open(data, inflate);
+    return formats::ImageFile::open(data, inflate);
 }
 
 std::optional<std::vector<std::byte>> HostImages::encodePhoto(
@@ -121,7 +122,7 @@ std::optional<std::vector<std::byte>> HostImages::encodePhoto(
         const auto picture = writeJpeg(pixels);
         if (!picture)
             return std::nullopt;
-        auto file = engine::rewriteImage(picture->bytes(), properties);
+        auto file = formats::rewriteImage(picture->bytes(), properties);
         return file ? std::optional(std::move(*file)) : std::nullopt;
     } catch (const std::exception&) {
         return std::nullopt;

@@ -1,4 +1,4 @@
-#include <engine/image/Orientation.h>
+#include <formats/Orientation.h>
 #include <host/image/Bytes.h>
 #include <host/image/PictureFormats.h>
 
@@ -50,7 +50,7 @@ std::optional<JpegHeader> readJpegHeader(Bytes picture)
 {
     constexpr std::uint32_t startOfScan = 0xda;
     constexpr std::uint32_t endOfImage = 0xd9;
-    if (!engine::holdsText(picture, 0, "\xff\xd8\xff"sv))
+    if (!formats::holdsText(picture, 0, "\xff\xd8\xff"sv))
         return std::nullopt;
     JpegHeader header;
     bool hasExif = false;
@@ -69,10 +69,10 @@ std::optional<JpegHeader> readJpegHeader(Bytes picture)
             header.picture.height = big(segment, 1, 2).value_or(0);
             header.picture.width = big(segment, 3, 2).value_or(0);
             header.components = big(segment, 5, 1).value_or(0);
-        } else if (*marker == 0xe1 && !hasExif && engine::holdsText(segment, 0, "Exif\0"sv)) {
+        } else if (*marker == 0xe1 && !hasExif && formats::holdsText(segment, 0, "Exif\0"sv)) {
             hasExif = true;
-            header.picture.orientation = engine::exifOrientation(segment);
-        } else if (*marker == 0xee && engine::holdsText(segment, 0, "Adobe"sv)) {
+            header.picture.orientation = formats::exifOrientation(segment);
+        } else if (*marker == 0xee && formats::holdsText(segment, 0, "Adobe"sv)) {
             header.isInverted = true;
         }
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <engine/image/Orientation.h>
+#include <formats/Orientation.h>
 #include <host/image/Bytes.h>
 
 #include <tamsel/platform/CVPixelBuffer.h>
@@ -20,7 +20,7 @@ inline constexpr std::size_t maximumSide = 1'000'000;
 struct PictureHeader {
     std::size_t width = 0; ///< as stored
     std::size_t height = 0;
-    engine::Orientation orientation = engine::upright;
+    formats::Orientation orientation = formats::upright;
 
     [[nodiscard]] bool isTooLarge() const
     {

@@ -1,4 +1,4 @@
-#include <engine/image/Orientation.h>
+#include <formats/Orientation.h>
 #include <host/image/Bytes.h>
 #include <host/image/PictureFormats.h>
 
@@ -23,20 +23,20 @@ std::optional<std::uint32_t> big(Bytes bytes, std::size_t offset, std::size_t si
 }
 
 /// The orientation may stand behind the pixels.
-engine::Orientation orientationOf(Bytes picture)
+formats::Orientation orientationOf(Bytes picture)
 {
     std::size_t offset = signature.size();
     while (const auto size = big(picture, offset, 4)) {
-        if (engine::holdsText(picture, offset + 4, "eXIf"sv))
-            return engine::exifOrientation(partOf(picture, offset + 8, *size));
+        if (formats::holdsText(picture, offset + 4, "eXIf"sv))
+            return formats::exifOrientation(partOf(picture, offset + 8, *size));
         offset += std::size_t{*size} + 12;
     }
-    return engine::upright;
+    return formats::upright;
 }
 
 std::optional<PictureHeader> readHeader(Bytes picture)
 {
-    if (!engine::holdsText(picture, 0, signature) || !engine::holdsText(picture, 12, "IHDR"sv))
+    if (!formats::holdsText(picture, 0, signature) || !formats::holdsText(picture, 12, "IHDR"sv))
         return std::nullopt;
     const auto width = big(picture, 16, 4);
     const auto height = big(picture, 20, 4);

@@ -1,4 +1,4 @@
-#include <engine/image/Orientation.h>
+#include <formats/Orientation.h>
 #include <host/image/Bytes.h>
 #include <host/image/PictureFormats.h>
 
@@ -21,21 +21,21 @@ const std::uint8_t* rawBytes(Bytes picture)
     return reinterpret_cast<const std::uint8_t*>(picture.data());
 }
 
-engine::Orientation orientationOf(Bytes picture)
+formats::Orientation orientationOf(Bytes picture)
 {
     std::size_t offset = 12;
     while (const auto size = numberAt(picture, offset + 4, 4, std::endian::little)) {
-        if (engine::holdsText(picture, offset, "EXIF"sv))
-            return engine::exifOrientation(partOf(picture, offset + 8, *size));
+        if (formats::holdsText(picture, offset, "EXIF"sv))
+            return formats::exifOrientation(partOf(picture, offset + 8, *size));
         offset += 8 + std::size_t{*size} + *size % 2;
     }
-    return engine::upright;
+    return formats::upright;
 }
 
 std::optional<PictureHeader> readHeader(Bytes picture)
 {
     WebPBitstreamFeatures features{};
-    if (!engine::holdsText(picture, 0, "RIFF"sv) || !engine::holdsText(picture, 8, "WEBP"sv)
+    if (!formats::holdsText(picture, 0, "RIFF"sv) || !formats::holdsText(picture, 8, "WEBP"sv)
         || WebPGetFeatures(rawBytes(picture), picture.size(), &features) != VP8_STATUS_OK)
         return std::nullopt;
     return PictureHeader{.width = static_cast<std::size_t>(features.width),

@@ -1,6 +1,6 @@
 #include "support/CaptureScreen.h"
 
-#include <engine/image/imageMetadata.h>
+#include <formats/imageMetadata.h>
 
 #include <tamsel/photo/makeImage.h>
 #include <tamsel/platform/core/Tamsel.h>
@@ -48,7 +48,7 @@ struct StillScreen : CaptureScreen {
 
     [[nodiscard]] PropertyDictionary properties(std::size_t sample = 0) const
     {
-        return engine::readImageProperties(client->samples.at(sample)->sample());
+        return formats::readImageProperties(client->samples.at(sample)->sample());
     }
 };
 

@@ -1,8 +1,8 @@
 #include "PictureFiles.h"
 
-#include <engine/image/exifNumbers.h>
-#include <engine/image/imageMetadata.h>
-#include <engine/image/pictureData.h>
+#include <formats/exifNumbers.h>
+#include <formats/imageMetadata.h>
+#include <formats/pictureDataIsEqual.h>
 
 #include <gtest/gtest.h>
 
@@ -14,9 +14,9 @@ namespace tamsel::tests {
 
 using namespace platform;
 using namespace std::string_view_literals;
-using engine::ByteOrder;
-using engine::TiffBlock;
-using engine::TiffType;
+using formats::ByteOrder;
+using formats::TiffBlock;
+using formats::TiffType;
 
 namespace {
 
@@ -32,23 +32,23 @@ PropertyDictionary tiff(PropertyDictionary entries)
 Bytes rewritten(const Bytes& block, const PropertyDictionary& properties)
 {
     const Bytes file = jpeg({exifSegment(block)});
-    const auto result = engine::rewriteImage(file, properties);
+    const auto result = formats::rewriteImage(file, properties);
     EXPECT_TRUE(result) << (result ? "" : result.error().localizedDescription);
     if (!result)
         return {};
-    const std::size_t size = engine::number16(*result, 4, ByteOrder::big) - 8U;
+    const std::size_t size = formats::number16(*result, 4, ByteOrder::big) - 8U;
     return {result->begin() + exifBegin, result->begin() + exifBegin + static_cast<std::ptrdiff_t>(size)};
 }
 
 std::string errorOf(const Bytes& block, const PropertyDictionary& properties)
 {
-    const auto result = engine::rewriteImage(jpeg({exifSegment(block)}), properties);
+    const auto result = formats::rewriteImage(jpeg({exifSegment(block)}), properties);
     return result ? "" : result.error().localizedDescription;
 }
 
 PropertyDictionary propertiesOf(const Bytes& block)
 {
-    return engine::readImageProperties(jpeg({exifSegment(block)}));
+    return formats::readImageProperties(jpeg({exifSegment(block)}));
 }
 
 const PropertyValue* find(
@@ -91,9 +91,9 @@ TEST(ExifRewriting, MovesNoByteOfWhatIsThere)
         EXPECT_EQ(old->first().next, anew->first().next) << "the thumbnail";
         EXPECT_EQ(anew->first().entries.size(), old->first().entries.size() + 1);
         for (const std::uint16_t tag : std::initializer_list<std::uint16_t>{0xC000, 0x8769, 0xC634}) {
-            const auto oldRaw = engine::ByteView(before).subspan(old->first().find(tag)->place, 12);
-            const auto newRaw = engine::ByteView(after).subspan(anew->first().find(tag)->place, 12);
-            EXPECT_TRUE(engine::areEqual(oldRaw, newRaw)) << tag;
+            const auto oldRaw = formats::ByteView(before).subspan(old->first().find(tag)->place, 12);
+            const auto newRaw = formats::ByteView(after).subspan(anew->first().find(tag)->place, 12);
+            EXPECT_TRUE(formats::areEqual(oldRaw, newRaw)) << tag;
         }
     }
 }
@@ -129,7 +129,7 @@ TEST(ExifRewriting, SetsEveryEntryOfATagThatIsThereTwice)
     ASSERT_TRUE(block);
     for (const std::size_t index : {0U, 1U}) {
         const auto value = block->value(block->first().entries[index]);
-        EXPECT_TRUE(value && engine::areEqual(*value, bytesOf("Another 2.0\0"sv)));
+        EXPECT_TRUE(value && formats::areEqual(*value, bytesOf("Another 2.0\0"sv)));
     }
 }
 
@@ -154,9 +154,9 @@ TEST(ExifRewriting, TakesWhatIsDamagedAsAbsentOrRefuses)
     const std::size_t place = builder.addDirectory({farAway, builder.longInteger(0x8769, 0x7FFFFFFF)});
     Bytes block = builder.finish(place);
     const std::size_t next = block.size() - 4;
-    engine::Splice cycle{
+    formats::Splice cycle{
         .begin = next, .end = next + 4, .bytes = builder.numbers({static_cast<std::uint32_t>(place)})};
-    block = engine::spliced(block, {cycle});
+    block = formats::spliced(block, {cycle});
     EXPECT_EQ(textOf(block, "Software"), "none");
     EXPECT_EQ(textOf(rewritten(block, tiff({{"Software", "Another 2.0"}})), "Software"), "Another 2.0");
     EXPECT_EQ(
@@ -221,9 +221,9 @@ TEST(ExifRewriting, OfAStillWithoutExifMakesTheDirectoriesThatItNeeds)
                 {"Longitude", 119.99999999999}, {"AltitudeRef", 1}, {"Altitude", 12.5},
                 {"TimeStamp", "09:08:07.25"}, {"DateStamp", "2026:11:25"}, {"DOP", 4.0},
                 {"ImgDirectionRef", "T"}, {"ImgDirection", 271.53}}}};
-    const auto file = engine::rewriteImage(jpeg({}), given);
+    const auto file = formats::rewriteImage(jpeg({}), given);
     ASSERT_TRUE(file);
-    const PropertyDictionary read = engine::readImageProperties(*file);
+    const PropertyDictionary read = formats::readImageProperties(*file);
     for (const char* name : {"{TIFF}", "{Exif}", "{GPS}"}) {
         for (const auto& [key, value] : *given.findDictionary(name)) {
             const PropertyValue* found = find(read, name, key);
@@ -240,9 +240,9 @@ TEST(ExifRewriting, OfAStillWithoutExifMakesTheDirectoriesThatItNeeds)
     EXPECT_EQ(*find(read, "{GPS}", "VersionID"), PropertyValue(PropertyValue::List{2, 3, 0, 0}));
     EXPECT_EQ(read.findDictionary("{Exif}")->size(), 8U + 3U);
 
-    const auto inPng = engine::rewriteImage(png({}), {{"{Exif}", PropertyDictionary{{"Flash", 0}}}});
+    const auto inPng = formats::rewriteImage(png({}), {{"{Exif}", PropertyDictionary{{"Flash", 0}}}});
     ASSERT_TRUE(inPng);
-    const PropertyDictionary readFromPng = engine::readImageProperties(*inPng);
+    const PropertyDictionary readFromPng = formats::readImageProperties(*inPng);
     EXPECT_EQ(readFromPng.findDictionary("{Exif}")->size(), 2U);
     EXPECT_FALSE(readFromPng.findDictionary("{TIFF}"));
 }
@@ -258,23 +258,24 @@ TEST(ExifNumbers, AreTheFractionsThatPeopleWouldWrite)
         {Case{0, all, 0, 1}, {72, all, 72, 1}, {1.8, all, 18, 10}, {271.53, all, 27153, 100},
             {1.0 / 3, all, 1, 3}, {1.0 / 323, all, 1, 323}, {4294967295.0, all, all, 1},
             {1e-9, all, 1, 1'000'000'000}, {1e-12, all, 0, 1}, {2147483646.75, 0x7FFFFFFF, 2147483647, 1}}) {
-        const engine::Fraction fraction = engine::fractionOf(number, largest);
+        const formats::Fraction fraction = formats::fractionOf(number, largest);
         EXPECT_EQ(fraction.numerator, numerator) << number;
         EXPECT_EQ(fraction.denominator, denominator) << number;
     }
     for (double number = 1e-7; number < 4e9; number *= 1.2345678) {
-        const engine::Fraction fraction = engine::fractionOf(number, all);
+        const formats::Fraction fraction = formats::fractionOf(number, all);
         EXPECT_NEAR(double(fraction.numerator) / fraction.denominator, number, number * 2.4e-10 + 2.4e-10)
             << number;
     }
-    const engine::FractionTriple carried = engine::coordinateOf(119.99999999999);
+    const formats::FractionTriple carried = formats::coordinateOf(119.99999999999);
     EXPECT_EQ(carried[0].numerator, 120U);
     EXPECT_EQ(carried[2].numerator, 0U);
-    EXPECT_EQ(engine::clockText({9, 8, 7.25}), "09:08:07.25");
-    EXPECT_EQ(engine::clockText({23, 59, 59.9999999}), "23:59:60") << "nearly the next day, as a leap second";
-    EXPECT_EQ(engine::clockText({24, 0, 1}), std::nullopt);
+    EXPECT_EQ(formats::clockText({9, 8, 7.25}), "09:08:07.25");
+    EXPECT_EQ(formats::clockText({23, 59, 59.9999999}), "23:59:60")
+        << "nearly the next day, as a leap second";
+    EXPECT_EQ(formats::clockText({24, 0, 1}), std::nullopt);
     for (const char* wrong : {"9:08:07", "09:08:07.", "09:08:07.1234567", "09-08-07", "09:60:00", "+9:08:07"})
-        EXPECT_FALSE(engine::clockFrom(wrong)) << wrong;
+        EXPECT_FALSE(formats::clockFrom(wrong)) << wrong;
 }
 
 TEST(ExifRewriting, RefusesWhatNewBytesBehindItWouldComplete)
@@ -314,8 +315,8 @@ TEST(ExifRewriting, DoesNotMoveADirectoryThatALoopLeadsTo)
     TiffBuilder builder(ByteOrder::big);
     const std::size_t first = builder.addDirectory({builder.text(0x0131, "program")});
     Bytes block = builder.finish(first);
-    block = engine::spliced(block,
-        {engine::Splice{.begin = block.size() - 4,
+    block = formats::spliced(block,
+        {formats::Splice{.begin = block.size() - 4,
             .end = block.size(),
             .bytes = builder.numbers({static_cast<std::uint32_t>(first)})}});
     EXPECT_EQ(
@@ -366,18 +367,18 @@ TEST(ExifRewriting, FollowsPreviewsBehindThePicture)
         // Counted from the EXIF, and from the maker note itself.
         const Bytes file = fileWith(previewAt - exifBegin, spoiltAt - noteAt);
         const auto after
-            = engine::rewriteImage(file, tiff({{"Software", "a longer one"}, {"Model", "camera"}}));
+            = formats::rewriteImage(file, tiff({{"Software", "a longer one"}, {"Model", "camera"}}));
         ASSERT_TRUE(after) << after.error().localizedDescription;
         const std::size_t growth = after->size() - file.size();
         EXPECT_GT(growth, 0U);
         const std::size_t numbersAt = placeOf(*after, "MAKER") + 6;
-        EXPECT_EQ(engine::number32(*after, numbersAt, noteOrder), previewAt - exifBegin + growth);
-        EXPECT_EQ(engine::number32(*after, numbersAt + 4, noteOrder), 7U);
-        EXPECT_EQ(engine::number32(*after, numbersAt + 8, noteOrder), spoiltAt - noteAt + growth);
+        EXPECT_EQ(formats::number32(*after, numbersAt, noteOrder), previewAt - exifBegin + growth);
+        EXPECT_EQ(formats::number32(*after, numbersAt + 4, noteOrder), 7U);
+        EXPECT_EQ(formats::number32(*after, numbersAt + 8, noteOrder), spoiltAt - noteAt + growth);
         Bytes wrong = *after;
         wrong[numbersAt + 3] ^= std::byte{1};
         wrong[numbersAt] ^= std::byte{1};
-        EXPECT_FALSE(engine::pictureDataIsEqual(file, wrong));
+        EXPECT_FALSE(formats::pictureDataIsEqual(file, wrong));
     }
 }
 

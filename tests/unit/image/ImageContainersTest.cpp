@@ -1,7 +1,7 @@
 #include "PictureFiles.h"
 
-#include <engine/image/imageMetadata.h>
-#include <engine/image/pictureData.h>
+#include <formats/imageMetadata.h>
+#include <formats/pictureDataIsEqual.h>
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ namespace tamsel::tests {
 
 using namespace platform;
 using namespace std::string_view_literals;
-using engine::ByteOrder;
+using formats::ByteOrder;
 
 namespace {
 
@@ -24,17 +24,17 @@ PropertyDictionary properties()
     return {{"{TIFF}", PropertyDictionary{{"Software", software}, {"Model", "Phone"}}}};
 }
 
-std::string softwareOf(const Bytes& file, const engine::Inflate& inflate = {})
+std::string softwareOf(const Bytes& file, const formats::Inflate& inflate = {})
 {
-    const PropertyDictionary read = engine::readImageProperties(file, inflate);
+    const PropertyDictionary read = formats::readImageProperties(file, inflate);
     const PropertyDictionary* tiff = read.findDictionary("{TIFF}");
     const std::string* text = tiff ? tiff->findText("Software") : nullptr;
     return text ? *text : "none";
 }
 
-Bytes rewritten(const Bytes& file, const engine::Inflate& inflate = {})
+Bytes rewritten(const Bytes& file, const formats::Inflate& inflate = {})
 {
-    const auto result = engine::rewriteImage(file, properties(), inflate);
+    const auto result = formats::rewriteImage(file, properties(), inflate);
     EXPECT_TRUE(result) << (result ? "" : result.error().localizedDescription);
     if (!result)
         return {};
@@ -44,7 +44,7 @@ Bytes rewritten(const Bytes& file, const engine::Inflate& inflate = {})
 
 std::string errorOf(const Bytes& file)
 {
-    const auto result = engine::rewriteImage(file, properties());
+    const auto result = formats::rewriteImage(file, properties());
     return result ? "none" : result.error().localizedDescription;
 }
 
@@ -52,9 +52,9 @@ std::string errorOf(const Bytes& file)
 bool differInOnePlace(const Bytes& before, const Bytes& after, std::size_t begin, std::size_t length)
 {
     const std::size_t end = begin + length;
-    return engine::areEqual(engine::ByteView(before).first(begin), engine::ByteView(after).first(begin))
-        && engine::areEqual(
-            engine::ByteView(before).subspan(end), engine::ByteView(after).last(before.size() - end));
+    return formats::areEqual(formats::ByteView(before).first(begin), formats::ByteView(after).first(begin))
+        && formats::areEqual(
+            formats::ByteView(before).subspan(end), formats::ByteView(after).last(before.size() - end));
 }
 
 bool contains(const Bytes& file, const Bytes& part)
@@ -72,19 +72,20 @@ Bytes pictureList(ByteOrder order)
 {
     TiffBuilder builder(order);
     return join({bytesOf("MPF\0"sv),
-        builder.finish(builder.addDirectory({{0xB000, engine::TiffType::undefined, 4, bytesOf("0100")},
-            builder.longInteger(0xB001, 2),
-            {0xB002, engine::TiffType::undefined, 32, builder.numbers({7, 1000, 0, 0, 8, 800, 5000, 0})}}))});
+        builder.finish(builder.addDirectory(
+            {{0xB000, formats::TiffType::undefined, 4, bytesOf("0100")}, builder.longInteger(0xB001, 2),
+                {0xB002, formats::TiffType::undefined, 32,
+                    builder.numbers({7, 1000, 0, 0, 8, 800, 5000, 0})}}))});
 }
 
 std::vector<std::uint32_t> numbersOfPictures(const Bytes& file, ByteOrder order)
 {
     const std::size_t begin = placeOf(file, "MPF\0"sv) + 4;
-    const auto block = engine::TiffBlock::open(engine::ByteView(file).subspan(begin));
+    const auto block = formats::TiffBlock::open(formats::ByteView(file).subspan(begin));
     const auto list = block ? block->value(*block->first().find(0xB002)) : std::nullopt;
     std::vector<std::uint32_t> result;
     for (std::size_t at = 0; list && at < list->size(); at += 4)
-        result.push_back(engine::number32(*list, at, order));
+        result.push_back(formats::number32(*list, at, order));
     return result;
 }
 
@@ -168,11 +169,11 @@ TEST(PngRewriting, ReplacesTheChunkOrPutsItBeforeThePicture)
         const Bytes after = rewritten(before);
         const std::size_t place = placeOf(before, "eXIf") - 4;
         EXPECT_TRUE(differInOnePlace(before, after, place, chunk.size()));
-        const std::size_t size = engine::number32(after, place, ByteOrder::big);
-        const auto data = engine::ByteView(after).subspan(place + 8, size);
-        EXPECT_EQ(engine::holdsText(data, 0, "Exif"), content.size() != block.size());
-        EXPECT_TRUE(engine::areEqual(
-            engine::ByteView(after).subspan(place, size + 12), pngChunk("eXIf", {data.begin(), data.end()})))
+        const std::size_t size = formats::number32(after, place, ByteOrder::big);
+        const auto data = formats::ByteView(after).subspan(place + 8, size);
+        EXPECT_EQ(formats::holdsText(data, 0, "Exif"), content.size() != block.size());
+        EXPECT_TRUE(formats::areEqual(
+            formats::ByteView(after).subspan(place, size + 12), pngChunk("eXIf", {data.begin(), data.end()})))
             << "the checksum";
     }
     const Bytes before = png({gamma});
@@ -190,8 +191,8 @@ TEST(PngRewriting, TakesExifOutOfTextChunks)
         const Bytes after = rewritten(before);
         EXPECT_FALSE(contains(after, bytesOf("Raw profile")));
         const std::size_t exif = placeOf(after, "eXIf") - 4;
-        const std::size_t end = exif + 12 + engine::number32(after, exif, ByteOrder::big);
-        const auto view = engine::ByteView(after);
+        const std::size_t end = exif + 12 + formats::number32(after, exif, ByteOrder::big);
+        const auto view = formats::ByteView(after);
         EXPECT_TRUE(join({{view.begin(), view.begin() + static_cast<std::ptrdiff_t>(exif)},
                         {view.begin() + static_cast<std::ptrdiff_t>(end), view.end()}})
             == png({}));
@@ -203,8 +204,8 @@ TEST(PngRewriting, TakesExifOutOfTextChunks)
         "the EXIF of the PNG file is text of a kind that is not read here");
     const Bytes compressed = png({pngChunk("zTXt", bytesOf("Raw profile type exif\0\0packed"sv))});
     EXPECT_EQ(errorOf(compressed), "the EXIF of the PNG file is compressed text that is not read here");
-    const engine::Inflate inflate = [&](engine::ByteView packed, std::size_t) -> std::optional<Bytes> {
-        return engine::areEqual(packed, bytesOf("packed")) ? std::optional(text) : std::nullopt;
+    const formats::Inflate inflate = [&](formats::ByteView packed, std::size_t) -> std::optional<Bytes> {
+        return formats::areEqual(packed, bytesOf("packed")) ? std::optional(text) : std::nullopt;
     };
     EXPECT_EQ(softwareOf(compressed, inflate), "Camera 1.0");
     rewritten(compressed, inflate);
@@ -227,8 +228,8 @@ TEST(WebPRewriting, MakesTheExtendedFormWithItsSizeAndAlpha)
     const auto after = [&](const std::vector<Bytes>& chunks) { return rewritten(webP(chunks)); };
     const auto exifOf = [](const Bytes& file) {
         const std::size_t place = placeOf(file, "EXIF");
-        const std::size_t size = engine::number32(file, place + 4, ByteOrder::little);
-        const auto view = engine::ByteView(file).subspan(place + 8, size);
+        const std::size_t size = formats::number32(file, place + 4, ByteOrder::little);
+        const auto view = formats::ByteView(file).subspan(place + 8, size);
         return webPChunk("EXIF", {view.begin(), view.end()});
     };
     const auto isAs
@@ -264,9 +265,9 @@ TEST(TiffRewriting, AddsToTheFileAndToItsFirstPageAlone)
     for (const ByteOrder order : {ByteOrder::little, ByteOrder::big}) {
         const Bytes before = join({tiffFile(order), bytesOf("behind")});
         const Bytes after = rewritten(before);
-        EXPECT_TRUE(engine::areEqual(
-            engine::ByteView(before).subspan(8), engine::ByteView(after).subspan(8, before.size() - 8)));
-        const auto block = engine::TiffBlock::open(after);
+        EXPECT_TRUE(formats::areEqual(
+            formats::ByteView(before).subspan(8), formats::ByteView(after).subspan(8, before.size() - 8)));
+        const auto block = formats::TiffBlock::open(after);
         ASSERT_TRUE(block);
         EXPECT_EQ(block->allDirectories().size(), 3U);
     }
@@ -298,9 +299,9 @@ TEST(PictureData, DiffersWithAnyByteOfThePictureOrTheMakersNotes)
             {webP({lossyPicture()}), "picture"}, {tiffFile(ByteOrder::big), "strip below"},
             {tiffFile(ByteOrder::big), "second strip"}}) {
         Bytes changed = rewritten(file);
-        EXPECT_TRUE(engine::pictureDataIsEqual(file, changed));
+        EXPECT_TRUE(formats::pictureDataIsEqual(file, changed));
         changed[placeOf(changed, where)] ^= std::byte{0x20};
-        EXPECT_FALSE(engine::pictureDataIsEqual(file, changed)) << where;
+        EXPECT_FALSE(formats::pictureDataIsEqual(file, changed)) << where;
     }
 }
 
@@ -321,7 +322,7 @@ TEST(ImageType, IsFoundFromTheFirstBytes)
               "ftypisom\0\0\0\0avc1"sv,
                  "none"},
              {"BMW drivers write texts, too"sv, "none"}, {""sv, "none"}})
-        EXPECT_EQ(engine::imageType(bytesOf(file)).value_or("none"), type);
+        EXPECT_EQ(formats::imageType(bytesOf(file)).value_or("none"), type);
 }
 
 TEST(ImageRewriting, OfDamagedFilesFailsOrKeepsThePicture)
@@ -343,11 +344,11 @@ TEST(ImageRewriting, OfDamagedFilesFailsOrKeepsThePicture)
                     = static_cast<std::byte>(random() % 3 == 0 ? random() % 256 : random() % 16);
             if (round % 8 == 0)
                 file.resize(random() % file.size());
-            const auto result = engine::rewriteImageUnchecked(file, properties());
+            const auto result = formats::rewriteImageUnchecked(file, properties());
             if (!result)
                 continue;
             ++rewrittenCount;
-            const auto checked = engine::rewriteImage(file, properties());
+            const auto checked = formats::rewriteImage(file, properties());
             EXPECT_EQ(checked ? softwareOf(*checked) : software, software) << round;
         }
         EXPECT_GT(rewrittenCount, 50);

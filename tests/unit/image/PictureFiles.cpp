@@ -6,8 +6,8 @@
 
 namespace tamsel::tests {
 
-using engine::ByteOrder;
-using engine::TiffType;
+using formats::ByteOrder;
+using formats::TiffType;
 
 Bytes bytesOf(std::string_view text)
 {
@@ -19,7 +19,7 @@ Bytes join(const std::vector<Bytes>& parts)
 {
     Bytes result;
     for (const Bytes& part : parts)
-        engine::append(result, part);
+        formats::append(result, part);
     return result;
 }
 
@@ -34,7 +34,7 @@ std::size_t placeOf(const Bytes& file, std::string_view text)
 TiffBuilder::TiffBuilder(ByteOrder order) : order_(order)
 {
     bytes_ = bytesOf(order == ByteOrder::little ? "II" : "MM");
-    engine::appendNumber(bytes_, 42, 2, order);
+    formats::appendNumber(bytes_, 42, 2, order);
     bytes_.resize(8);
 }
 
@@ -42,7 +42,7 @@ Bytes TiffBuilder::numbers(const std::vector<std::uint32_t>& values, std::size_t
 {
     Bytes result;
     for (const std::uint32_t value : values)
-        engine::appendNumber(result, value, size, order_);
+        formats::appendNumber(result, value, size, order_);
     return result;
 }
 
@@ -72,26 +72,26 @@ std::size_t TiffBuilder::add(const Bytes& bytes)
 {
     bytes_.resize(bytes_.size() + bytes_.size() % 2);
     const std::size_t place = bytes_.size();
-    engine::append(bytes_, bytes);
+    formats::append(bytes_, bytes);
     return place;
 }
 
 std::size_t TiffBuilder::addDirectory(const std::vector<Entry>& entries, std::size_t next)
 {
     Bytes directory;
-    engine::appendNumber(directory, entries.size(), 2, order_);
+    formats::appendNumber(directory, entries.size(), 2, order_);
     for (const Entry& entry : entries) {
-        engine::appendNumber(directory, entry.tag, 2, order_);
-        engine::appendNumber(directory, static_cast<std::uint64_t>(entry.type), 2, order_);
-        engine::appendNumber(directory, entry.count, 4, order_);
+        formats::appendNumber(directory, entry.tag, 2, order_);
+        formats::appendNumber(directory, static_cast<std::uint64_t>(entry.type), 2, order_);
+        formats::appendNumber(directory, entry.count, 4, order_);
         if (entry.value.size() > 4) {
-            engine::appendNumber(directory, add(entry.value), 4, order_);
+            formats::appendNumber(directory, add(entry.value), 4, order_);
         } else {
-            engine::append(directory, entry.value);
+            formats::append(directory, entry.value);
             directory.resize(directory.size() + 4 - entry.value.size());
         }
     }
-    engine::appendNumber(directory, next, 4, order_);
+    formats::appendNumber(directory, next, 4, order_);
     return add(directory);
 }
 
@@ -124,9 +124,9 @@ Bytes phoneExif(ByteOrder order)
 Bytes jpegSegment(unsigned marker, const Bytes& content)
 {
     Bytes result;
-    engine::appendNumber(result, 0xFF00U | marker, 2, ByteOrder::big);
-    engine::appendNumber(result, content.size() + 2, 2, ByteOrder::big);
-    engine::append(result, content);
+    formats::appendNumber(result, 0xFF00U | marker, 2, ByteOrder::big);
+    formats::appendNumber(result, content.size() + 2, 2, ByteOrder::big);
+    formats::append(result, content);
     return result;
 }
 
@@ -166,10 +166,10 @@ std::uint32_t checksumOf(const Bytes& bytes)
 Bytes pngChunk(std::string_view type, const Bytes& data)
 {
     Bytes result;
-    engine::appendNumber(result, data.size(), 4, ByteOrder::big);
-    engine::append(result, bytesOf(type));
-    engine::append(result, data);
-    engine::appendNumber(result, checksumOf(join({bytesOf(type), data})), 4, ByteOrder::big);
+    formats::appendNumber(result, data.size(), 4, ByteOrder::big);
+    formats::append(result, bytesOf(type));
+    formats::append(result, data);
+    formats::appendNumber(result, checksumOf(join({bytesOf(type), data})), 4, ByteOrder::big);
     return result;
 }
 
@@ -185,8 +185,8 @@ Bytes png(const std::vector<Bytes>& beforePicture, const std::vector<Bytes>& beh
 Bytes webPChunk(std::string_view type, const Bytes& data)
 {
     Bytes result = bytesOf(type);
-    engine::appendNumber(result, data.size(), 4, ByteOrder::little);
-    engine::append(result, data);
+    formats::appendNumber(result, data.size(), 4, ByteOrder::little);
+    formats::append(result, data);
     result.resize(result.size() + data.size() % 2);
     return result;
 }
@@ -195,7 +195,7 @@ Bytes webP(const std::vector<Bytes>& chunks)
 {
     const Bytes content = join(chunks);
     Bytes result = bytesOf("RIFF");
-    engine::appendNumber(result, 4 + content.size(), 4, ByteOrder::little);
+    formats::appendNumber(result, 4 + content.size(), 4, ByteOrder::little);
     return join({result, bytesOf("WEBP"), content});
 }
 
@@ -207,7 +207,7 @@ Bytes lossyPicture()
 Bytes losslessPictureWithAlpha()
 {
     Bytes data = bytesOf("\x2F");
-    engine::appendNumber(data, 7U | 3U << 14U | 1U << 28U, 4, ByteOrder::little);
+    formats::appendNumber(data, 7U | 3U << 14U | 1U << 28U, 4, ByteOrder::little);
     return webPChunk("VP8L", join({data, bytesOf("picture")}));
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <engine/image/TiffBlock.h>
+#include <formats/TiffBlock.h>
 
 #include <string>
 #include <string_view>
@@ -20,12 +20,12 @@ class TiffBuilder {
 public:
     struct Entry {
         std::uint16_t tag = 0;
-        engine::TiffType type{};
+        formats::TiffType type{};
         std::uint32_t count = 0;
         Bytes value; ///< where it is longer than four bytes, it is put before the directory
     };
 
-    explicit TiffBuilder(engine::ByteOrder order);
+    explicit TiffBuilder(formats::ByteOrder order);
 
     [[nodiscard]] Bytes numbers(const std::vector<std::uint32_t>& values, std::size_t size = 4) const;
     [[nodiscard]] Entry text(std::uint16_t tag, std::string_view text) const;
@@ -41,13 +41,13 @@ public:
     [[nodiscard]] Bytes finish(std::size_t first);
 
 private:
-    engine::ByteOrder order_;
+    formats::ByteOrder order_;
     Bytes bytes_;
 };
 
 /// EXIF of a phone: Make, Software and an unknown entry in no order, a thumbnail, Exif with a maker note and an exposure
 /// of 10/30, and a directory that a private entry points to.
-[[nodiscard]] Bytes phoneExif(engine::ByteOrder order);
+[[nodiscard]] Bytes phoneExif(formats::ByteOrder order);
 
 [[nodiscard]] Bytes jpegSegment(unsigned marker, const Bytes& content);
 [[nodiscard]] Bytes exifSegment(const Bytes& block);
@@ -66,6 +66,6 @@ private:
 [[nodiscard]] Bytes losslessPictureWithAlpha();
 
 /// Two pages with a strip each, and a smaller picture below the first.
-[[nodiscard]] Bytes tiffFile(engine::ByteOrder order);
+[[nodiscard]] Bytes tiffFile(formats::ByteOrder order);
 
 } // namespace tamsel::tests

@@ -1,4 +1,4 @@
-#include <engine/motion/MotionLog.h>
+#include <formats/MotionLog.h>
 
 #include <simulated/Phone.h>
 
@@ -11,7 +11,7 @@
 namespace tamsel::tests {
 
 using namespace std::chrono_literals;
-using engine::MotionLog;
+using formats::MotionLog;
 
 namespace {
 

@@ -1,0 +1,49 @@
+#include <formats/TiffContainer.h>
+
+#include <string_view>
+
+namespace tamsel::formats {
+
+namespace {
+
+/// Programs that put something behind the last page find it from the end of the file.
+bool hasTrailer(ByteView file)
+{
+    const auto standsBeforeEnd = [&](std::size_t distance, std::string_view text) {
+        return file.size() >= distance && holdsText(file, file.size() - distance, text);
+    };
+    return standsBeforeEnd(64, "CANON OPTIONAL DATA") || standsBeforeEnd(8, "cbipcbbl")
+        || standsBeforeEnd(12, "AXS!") || standsBeforeEnd(12, "AXS*");
+}
+
+} // namespace
+
+TiffContainer::TiffContainer(ByteView file) : ImageContainer(file)
+{
+    if (!hasTiffHeader(file)) {
+        fail("BigTIFF is not rewritten");
+        return;
+    }
+    const auto block = TiffBlock::open(file);
+    if (!block || block->first().entries.empty()) {
+        fail("the first directory of the TIFF file is damaged");
+        return;
+    }
+    exif_ = file;
+    if (hasTrailer(file))
+        fail("what stands behind the pages of the TIFF file has to stay at its end");
+    const PixelSize size{.width = block->number(tiffTag::imageWidth).value_or(0),
+        .height = block->number(tiffTag::imageLength).value_or(0)};
+    if (size.width != 0 && size.height != 0)
+        size_ = size;
+    else
+        fail("the TIFF file has no picture");
+}
+
+std::expected<std::vector<Splice>, platform::Error> TiffContainer::replaceExif(
+    const std::vector<Splice>& changes) const
+{
+    return changes;
+}
+
+} // namespace tamsel::formats

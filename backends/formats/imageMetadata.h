@@ -1,0 +1,45 @@
+#pragma once
+
+#include <tamsel/platform/CGImageProperties.h>
+#include <tamsel/platform/Error.h>
+
+#include <cstddef>
+#include <expected>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace tamsel::formats {
+
+/// The bytes that a zlib stream (RFC 1950) holds; absent when it is damaged or they are more than the limit. Back ends
+/// with a library for that have it.
+using Inflate = std::function<std::optional<std::vector<std::byte>>(
+    std::span<const std::byte> zlib, std::size_t limit)>;
+
+/// The uniform type identifier of an image file ("public.jpeg", "public.png", "org.webmproject.webp", "public.tiff",
+/// "public.heic", "public.avif", "com.compuserve.gif", "com.microsoft.bmp"), from its first bytes; absent for anything
+/// else.
+[[nodiscard]] std::optional<std::string> imageType(std::span<const std::byte> file);
+
+/// What the file states about its first image: "PixelWidth", "PixelHeight" and "Orientation" where they are known, and
+/// the dictionaries "{TIFF}", "{Exif}" and "{GPS}" that have entries. Empty for a format without such properties here.
+/// Inflating is needed for the EXIF of some old PNG files only.
+[[nodiscard]] platform::PropertyDictionary readImageProperties(
+    std::span<const std::byte> file, const Inflate& inflate = {});
+
+/// A JPEG, PNG, WebP or TIFF file anew, with the given properties set over those of its first image. A property that is
+/// the file's own already, or that no tag stands for, changes nothing. Everything else stays as it is, byte for byte;
+/// that the picture does is looked at (`pictureDataIsEqual`) before the file is returned. The error, one line, says why
+/// the file cannot be rewritten.
+[[nodiscard]] std::expected<std::vector<std::byte>, platform::Error> rewriteImage(
+    std::span<const std::byte> file, const platform::PropertyDictionary& properties,
+    const Inflate& inflate = {});
+
+/// Likewise, without the look at the result.
+[[nodiscard]] std::expected<std::vector<std::byte>, platform::Error> rewriteImageUnchecked(
+    std::span<const std::byte> file, const platform::PropertyDictionary& properties,
+    const Inflate& inflate = {});
+
+} // namespace tamsel::formats
