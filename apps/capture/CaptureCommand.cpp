@@ -5,13 +5,13 @@
 #include "JsonLine.h"
 #include "Ledger.h"
 #include "RecordingFile.h"
-#include "Sample.h"
 #include "SessionErrors.h"
 #include "StatusLine.h"
-#include "StillPreparation.h"
 #include "SvgPlot.h"
 #include "Upright.h"
+#include "keepSample.h"
 #include "limits.h"
+#include "prepareStill.h"
 #include "seconds.h"
 
 #include <engine/capture/turnPixels.h>

@@ -3,7 +3,7 @@
 #include "Files.h"
 #include "JsonLine.h"
 #include "Picture.h"
-#include "Sample.h"
+#include "keepSample.h"
 
 #include <engine/image/renderImage.h>
 #include <host/InputAccess.h>

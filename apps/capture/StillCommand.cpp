@@ -1,9 +1,9 @@
 #include "StillCommand.h"
 
-#include "Sample.h"
 #include "SessionErrors.h"
-#include "StillPreparation.h"
+#include "keepSample.h"
 #include "limits.h"
+#include "prepareStill.h"
 
 #include <string>
 #include <utility>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <engine/dispatch/PolledSource.h>
+#include <engine/dispatch/PollSet.h>
 #include <engine/dispatch/SerialQueue.h>
 
 #include <atomic>

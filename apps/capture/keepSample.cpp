@@ -1,4 +1,4 @@
-#include "Sample.h"
+#include "keepSample.h"
 
 #include "Files.h"
 #include "JsonLine.h"

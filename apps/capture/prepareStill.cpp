@@ -1,4 +1,4 @@
-#include "StillPreparation.h"
+#include "prepareStill.h"
 
 #include <tamsel/camera/videoOrientation.h>
 #include <tamsel/platform/CLLocationManager.h>

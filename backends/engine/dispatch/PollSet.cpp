@@ -1,4 +1,4 @@
-#include <engine/dispatch/PolledSource.h>
+#include <engine/dispatch/PollSet.h>
 
 #include <engine/dispatch/callback.h>
 #include <engine/dispatch/monotonicNow.h>
