@@ -122,7 +122,7 @@ std::optional<std::vector<std::byte>> HostImages::encodePhoto(
         const auto picture = writeJpeg(pixels);
         if (!picture)
             return std::nullopt;
-        auto file = formats::rewriteImage(picture->bytes(), properties);
+        auto file = formats::rewriteImageUnchecked(picture->bytes(), properties); // our own encoder
         return file ? std::optional(std::move(*file)) : std::nullopt;
     } catch (const std::exception&) {
         return std::nullopt;
