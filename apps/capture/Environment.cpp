@@ -257,7 +257,7 @@ std::unique_ptr<Environment> makePhone(const Options& options)
 {
     simulated::PhoneConfiguration configuration{.motionLog = options.motion.log};
     if (options.command == Command::motion)
-        configuration.timeIntervalSince1970 = 1; // no date is told, and the doubles are the finer
+        configuration.timeIntervalSince1970 = 1; // no date is reported, and the doubles are the finer
     if (options.command == Command::asset) {
         configuration.assets = std::make_shared<host::HostAssets>();
         configuration.images = std::make_shared<host::HostImages>();

@@ -24,6 +24,12 @@ namespace tamsel::capture {
 
 namespace files = std::filesystem;
 
+bool isThere(const std::filesystem::path& file)
+{
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::symlink_status(file, error));
+}
+
 std::expected<std::vector<std::byte>, std::string> readFile(const std::string& file)
 {
     constexpr std::uintmax_t largest = std::uintmax_t{1} << 29U;

@@ -2,11 +2,15 @@
 
 #include <cstddef>
 #include <expected>
+#include <filesystem>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace tamsel::capture {
+
+/// Whether anything has this name, also a link that leads nowhere.
+[[nodiscard]] bool isThere(const std::filesystem::path& file);
 
 /// A whole file of at most 512 MiB. The error is one line that names it.
 [[nodiscard]] std::expected<std::vector<std::byte>, std::string> readFile(const std::string& file);

@@ -9,7 +9,7 @@
 
 namespace tamsel::capture {
 
-/// The text as a JSON string: no active character stands in it as such, and U+FFFD for each byte that is no UTF-8.
+/// The text as a JSON string: it contains no active character as such, and U+FFFD for each byte that is no UTF-8.
 [[nodiscard]] std::string jsonText(std::string_view text);
 
 /// Builds one JSON object (RFC 8259) in one line.

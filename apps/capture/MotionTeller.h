@@ -32,7 +32,7 @@ public:
     /// `log` is absent when the machine's own sensors speak.
     MotionTeller(Console& console, platform::Clock& clock, std::shared_ptr<const formats::MotionLog> log);
 
-    /// Starts the verdicts that the options ask for. Without a log times are told since `zero`, by default the start.
+    /// Starts the verdicts that the options ask for. Without a log times are reported since `zero`, by default the start.
     void start(OvriSourceManager& manager, const std::shared_ptr<OvriMotionSourceDelegate>& self,
         const MotionOptions& options, std::optional<std::chrono::nanoseconds> zero = std::nullopt);
 

@@ -1,5 +1,6 @@
 #include "RecordingFile.h"
 
+#include "Files.h"
 #include "JsonLine.h"
 #include "SessionErrors.h"
 
@@ -12,18 +13,7 @@
 
 namespace tamsel::capture {
 
-namespace {
-
 namespace files = std::filesystem;
-
-/// Also a link that leads nowhere.
-bool isThere(const files::path& file)
-{
-    std::error_code error;
-    return files::exists(files::symlink_status(file, error));
-}
-
-} // namespace
 
 bool mayWrite(const std::string& file, bool overwrites, Console& console)
 {

@@ -1,23 +1,14 @@
 #include "Replacement.h"
 
+#include "Files.h"
+
 #include <algorithm>
 #include <system_error>
 #include <utility>
 
 namespace tamsel::capture {
 
-namespace {
-
 namespace files = std::filesystem;
-
-/// Also a link that leads nowhere.
-bool isThere(const files::path& file)
-{
-    std::error_code error;
-    return files::exists(files::symlink_status(file, error));
-}
-
-} // namespace
 
 Replacement::Replacement(files::path folder, std::vector<std::string> names)
     : folder_(std::move(folder)),

@@ -14,7 +14,7 @@ class Replacement {
 public:
     /// With the names that there may be in the folder.
     Replacement(std::filesystem::path folder, std::vector<std::string> names);
-    /// New files that have not been kept stay where they were made, which is told.
+    /// New files that have not been kept stay where they were made, which is reported.
     ~Replacement();
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;

@@ -27,7 +27,7 @@ bool tellIfOver(Console& console, OvriSourceManager& manager, const SourceError&
     if (!isCameraLost(manager.frameCounts()))
         return false;
     if (console.firstFailure() == lost)
-        return true; // it was told with a frame that was dropped before
+        return true; // reported with a frame that was dropped before
     console.writeError("deviceLost", lost);
     console.fail(lost);
     return true;

@@ -14,7 +14,7 @@ namespace tamsel::capture {
 /// separator, or one that turns the direction of writing.
 [[nodiscard]] std::optional<char32_t> activeCharacter(std::string_view text);
 
-/// The text as a person may see it, in one line, whoever it comes from: `\u001b` or `\xff` in place of active characters and of
+/// The text as a person may see it, in one line, whatever its source: `\u001b` or `\xff` in place of active characters and of
 /// bytes that are no UTF-8.
 [[nodiscard]] std::string printable(std::string_view text);
 

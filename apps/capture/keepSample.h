@@ -9,7 +9,7 @@
 namespace tamsel::capture {
 
 /// Writes a sample into a file and tells about it by the name that the file will have: an event, or a line. Returns its size,
-/// its way up and its place in one line; empty when it could not be written, which has been told.
+/// its orientation and its place in one line; empty when it could not be written, which has been reported.
 std::string keepSample(
     Console& console, const CaptureSampleUpdate& sample, const std::string& file, const std::string& name);
 

@@ -15,7 +15,7 @@ enum class InputAccess : std::uint8_t { absent, unreadable, readable };
 [[nodiscard]] InputAccess inputAccess(
     const std::string& path, int mode, const V4L2Calls& calls = systemV4L2Calls());
 
-/// What stands in place of a regular file, in words: "is a folder", or that there is nothing; empty for a regular file.
+/// What is there in place of a regular file, in words: "is a folder", or that there is nothing; empty for a regular file.
 /// Thread-safe.
 [[nodiscard]] std::string whyNoFile(const std::filesystem::path& path);
 

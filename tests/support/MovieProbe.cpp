@@ -31,7 +31,7 @@ std::vector<std::string> boxesOf(const std::string& file)
     return boxes;
 }
 
-/// What stands behind `|name=` in a line of ffprobe; empty when it does not.
+/// What follows `|name=` in a line of ffprobe; empty when it does not.
 std::string field(const std::string& line, const std::string& name)
 {
     const std::size_t at = line.find("|" + name + "=");

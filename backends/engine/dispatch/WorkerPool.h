@@ -16,7 +16,7 @@ namespace tamsel::engine {
 /// The threads that run ready queues. What an item hands over as its last act goes into its worker's own slot and is run
 /// next by the same thread, without a lock or a wake. Two idle workers wait on the poll set, so whoever sees a device's
 /// event also runs the queues that it leads to; the others are parked, because a parked thread is woken faster.
-/// A watcher looks after what an item that goes on for long holds up; where the system has no thread for it, items hand
+/// A watcher looks after what a long item holds up; where the system has no thread for it, items hand
 /// nothing to their own worker. Fewer workers than were asked for do the same, more slowly.
 class WorkerPool final : public QueueExecutor {
 public:

@@ -94,7 +94,7 @@ bool isAboutSquare(PictureArea area)
     return 2 * area.width() < 3 * area.height() && 2 * area.height() < 3 * area.width();
 }
 
-/// Interleaved 2 of 5 (ISO/IEC 16390) ends like it goes on: without quiet zones, a line that leaves the code on its long side,
+/// Interleaved 2 of 5 (ISO/IEC 16390) ends as it continues: without quiet zones, a line that leaves the code on its long side,
 /// or a code that is cut by the edge of the picture, reads as a shorter one. The others say where they begin and end.
 bool isWhole(const LumaPicture& picture, const LinearCodeOutline& outline, const CodeRead& read)
 {

@@ -47,7 +47,7 @@ public:
     /// Starts a paused session again.
     virtual void resume() = 0;
     /// Runs on its caller's queue, which is the session queue after `pause`. The completion may be empty. The stills that are
-    /// under way when the camera is let go of afterwards fail.
+    /// under way when the camera is released afterwards fail.
     virtual void tearDown(Completion completion) = 0;
     /// On the main queue.
     virtual void addPreviewLayer(const std::shared_ptr<platform::CALayer>& layer) = 0;

@@ -133,7 +133,7 @@ public:
     void whenCameraStopped(WhenCameraStopped callback);
 
     /// What became of the frames of the latest camera session, also after its end; all zero before the first. A client that
-    /// reads it while it is told of a frame of that session, or of the loss of one, finds that frame counted.
+    /// reads it in the call that reports a frame of that session, or the loss of one, finds that frame counted.
     [[nodiscard]] platform::FrameCounts frameCounts() const;
 
 private:

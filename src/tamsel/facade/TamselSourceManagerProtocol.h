@@ -44,7 +44,7 @@ public:
 
     /// Starts the source; results go to the delegate, which is held weakly (an empty one clears it). Fails only for a
     /// camera, with `noPermission` or `cameraRestricted`; every other failure comes to the delegate.
-    /// A camera takes the place of the one before, which is not stopped but let go of: a still that it was asked for may end
+    /// A camera takes the place of the one before, which is not stopped but released: a still that it was asked for may end
     /// without a sample and without an error, and a movie that it records is finished, but its file does not come.
     /// The view, which is the caller's to keep, shows the preview of a camera in a sublayer that is called "CameraPreview";
     /// without one there is no preview, and no still. Once a camera runs, `cameraDidBecomeVisibleNotification` is posted.
@@ -52,7 +52,7 @@ public:
         std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
         std::shared_ptr<platform::UIView> previewView)
         = 0;
-    /// Stops the running camera for good. The stop ends a moment later and then lets go of whatever camera is held: one that
+    /// Stops the running camera for good. The stop ends a moment later and then releases whatever camera is held: one that
     /// is started before that is lost without an error. `OvriSourceManager::whenCameraStopped` tells when it has ended.
     /// A camera that does not run stays. While it is paused, lost or in the background it gets no frames before
     /// `resumeCamera`; while it is still being started it runs all the same, and its frames come, unless the start was almost
