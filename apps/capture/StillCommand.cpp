@@ -40,9 +40,11 @@ void StillCommand::sourceManagerDidGetSample(
 
 void StillCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error)
 {
-    if (!tellIfOver(console_, manager, error))
-        return;
-    hasEnded_ = true;
+    const auto* cameraError = std::get_if<CameraError>(&error);
+    if (cameraError && *cameraError == CameraError::captureImageFailed())
+        hasStillFailed_ = true; // the reason may follow
+    else if (tellIfOver(console_, manager, error))
+        hasEnded_ = true;
     waiter_.wake();
 }
 
@@ -62,10 +64,16 @@ void StillCommand::takeStill()
         return;
     tellWhatIsMissing(options_, environment_, console_);
     manager_->captureStillImage(OvriImageSource::photo, settingsFor(options_.still));
-    if (waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasEnded_; }))
+    const bool hasCome
+        = waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasStillFailed_ || hasEnded_; });
+    if (hasStillFailed_) {
+        if (!waiter_.waitFor(lossLimit, hasEnded))
+            console_.fail(CameraError::captureImageFailed());
+    } else if (hasCome) {
         (void)waiter_.waitFor(forEver, hasEnded); // a pipe takes it when somebody reads
-    else if (!waiter_.isInterrupted())
+    } else if (!waiter_.isInterrupted()) {
         console_.fail("the still did not come");
+    }
 }
 
 ExitStatus StillCommand::run()

@@ -39,6 +39,7 @@ private:
 
     std::atomic<bool> hasFrame_ = false;
     std::atomic<bool> hasSample_ = false;
+    std::atomic<bool> hasStillFailed_ = false;
     std::atomic<bool> hasEnded_ = false; ///< with the sample written, or in an error
 };
 

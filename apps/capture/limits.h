@@ -8,6 +8,8 @@ namespace tamsel::capture {
 
 inline constexpr std::chrono::nanoseconds cameraLimit = std::chrono::seconds(15);
 inline constexpr std::chrono::nanoseconds stillLimit = std::chrono::seconds(10);
+/// A camera that is lost fails its still before its loss is reported.
+inline constexpr std::chrono::nanoseconds lossLimit = std::chrono::seconds(1);
 inline constexpr std::chrono::nanoseconds forEver = std::chrono::hours(24 * 365);
 /// Encoding what waits, and making room for the index at the front of a large file.
 inline constexpr std::chrono::nanoseconds filmLimit = std::chrono::minutes(10);
