@@ -24,10 +24,10 @@ namespace tamsel::capture {
 
 namespace files = std::filesystem;
 
-bool isThere(const std::filesystem::path& file)
+bool isThere(const files::path& file)
 {
     std::error_code error;
-    return std::filesystem::exists(std::filesystem::symlink_status(file, error));
+    return files::exists(files::symlink_status(file, error));
 }
 
 std::expected<std::vector<std::byte>, std::string> readFile(const std::string& file)
@@ -162,15 +162,15 @@ bool isStandardOutput(const std::string& file)
 std::expected<void, std::string> writeFile(std::span<const std::byte> content, const std::string& file)
 {
     struct stat status{};
-    const bool isThere = ::stat(file.c_str(), &status) == 0;
+    const bool leadsToFile = ::stat(file.c_str(), &status) == 0;
     std::error_code error;
     bool isWritten = false;
     errno = 0;
     if (std::ranges::find(standardOutputs, file) != standardOutputs.end())
         isWritten = writeAll(content, standardOutput, {});
-    else if (isThere && !S_ISREG(status.st_mode))
+    else if (leadsToFile && !S_ISREG(status.st_mode))
         isWritten = writeStraight(content, file, S_ISFIFO(status.st_mode));
-    else if (isThere) // through a link
+    else if (leadsToFile) // through a link
         isWritten = writeWhole(content, files::canonical(file, error), &status);
     else
         isWritten = writeWhole(content, file, nullptr);

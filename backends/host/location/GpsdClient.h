@@ -11,7 +11,8 @@ namespace tamsel::host {
 class GpsdClient {
 public:
     GpsdClient(const GpsdAddress& address, std::shared_ptr<GpsdNews> news);
-    /// Does not wait for the thread, which may be resolving a name or connecting. It touches the news no more.
+    /// Does not wait for the thread, which may be resolving a name or connecting. It ends by itself, and keeps the news
+    /// until then.
     ~GpsdClient();
     GpsdClient(const GpsdClient&) = delete;
     GpsdClient& operator=(const GpsdClient&) = delete;
