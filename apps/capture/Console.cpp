@@ -42,7 +42,7 @@ void Console::write(const JsonLine& event)
     const std::string line = event.string() + "\n";
     bool isLost = false;
     {
-        const std::lock_guard lock(guard_); // one for both, which have the same order then
+        const MutexLock lock(guard_); // one for both, which have the same order then
         if (json_)
             print(line);
         if (events_) {
@@ -57,7 +57,7 @@ void Console::write(const JsonLine& event)
 
 void Console::write(const std::string& line)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     print(printable(line) + "\n");
 }
 
@@ -73,7 +73,7 @@ void Console::print(const std::string& text)
 void Console::fail(const std::string& line)
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!hasFailed_)
             firstFailure_ = line;
         hasFailed_ = true;
@@ -83,13 +83,13 @@ void Console::fail(const std::string& line)
 
 std::string Console::firstFailure()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return firstFailure_;
 }
 
 void Console::note(const std::string& line)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     std::fprintf(stderr, "tamsel-capture: %s\n", printable(line).c_str());
 }
 

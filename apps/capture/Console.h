@@ -1,12 +1,12 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/facade/types/OvriSourceToSession.h>
 
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -60,7 +60,7 @@ private:
 
     const bool json_;
     std::unique_ptr<std::FILE, Close> events_; ///< set before there are threads
-    std::mutex guard_;
+    Mutex guard_;
     bool hasLostEvents_ = false;
     bool isUnread_ = false; ///< nobody reads the standard output any more
     std::string firstFailure_;

@@ -84,7 +84,7 @@ void FrameTeller::note(const OvriCaptureFrameUpdate& frame)
 {
     const CVBuffer& buffer = *frame.imageBuffer();
     const nanoseconds now = clock_.monotonic();
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     last_.width = buffer.width();
     last_.height = buffer.height();
     last_.delay = now - buffer.timing().value_or(FrameTiming{}).captureTime;
@@ -96,7 +96,7 @@ void FrameTeller::note(const OvriCaptureFrameUpdate& frame)
 std::optional<FrameTeller::Summary> FrameTeller::summary() const
 {
     const std::uint64_t frames = count_;
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (!firstFrame_)
         return std::nullopt;
     Summary summary = last_;

@@ -5,13 +5,13 @@
 #include "Environment.h"
 #include "Options.h"
 
+#include <tamsel/Mutex.h>
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/platform/RunLoop.h>
 
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace tamsel::capture {
@@ -58,7 +58,7 @@ private:
     std::atomic<std::uint64_t> count_ = 0;
     std::atomic<std::uint64_t> picturesUnderWay_ = 0;
 
-    mutable std::mutex guard_; ///< of what the last frame was like
+    mutable Mutex guard_; ///< of what the last frame was like
     Summary last_;
     std::optional<std::chrono::nanoseconds> firstFrame_;
     std::chrono::nanoseconds lastFrame_{};

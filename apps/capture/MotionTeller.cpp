@@ -51,7 +51,7 @@ void MotionTeller::tell(Kind kind, bool holds)
     const double first = log_ ? log_->firstTime() : 0;
     const double time = first + seconds(clock_.monotonic() - start_);
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         verdicts_.push_back({kind, holds, time});
     }
     if (console_.wantsEvents()) {
@@ -69,7 +69,7 @@ void MotionTeller::tell(Kind kind, bool holds)
 
 std::vector<MotionVerdict> MotionTeller::verdicts() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return verdicts_;
 }
 

@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "Options.h"
 
+#include <tamsel/Mutex.h>
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/platform/RunLoop.h>
 
@@ -10,7 +11,6 @@
 
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -50,7 +50,7 @@ private:
     platform::Clock& clock_;
     const std::shared_ptr<const formats::MotionLog> log_;
     std::chrono::nanoseconds start_{};
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::vector<MotionVerdict> verdicts_;
 };
 

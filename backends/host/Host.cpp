@@ -20,6 +20,7 @@
 #include <engine/motion/LogMotion.h>
 #include <engine/motion/Motion.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/core/Reports.h>
@@ -30,7 +31,6 @@
 #include <cstdio>
 #include <ctime>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -80,7 +80,7 @@ public:
     /// A line that comes while another is written, be it from in there, is written after it, by whoever writes.
     void writeLine(std::string_view line) override
     {
-        std::unique_lock lock(guard_);
+        MutexLock lock(guard_);
         waiting_.emplace_back(line);
         if (std::exchange(isWriting_, true))
             return;
@@ -106,7 +106,7 @@ private:
         std::fflush(stream_);
     }
 
-    std::mutex guard_;
+    Mutex guard_;
     std::deque<std::string> waiting_;
     bool isWriting_ = false;
     const std::function<void(std::string_view)> write_;
@@ -118,17 +118,17 @@ class LastLine {
 public:
     void set(std::string line)
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         line_.swap(line);
     }
     [[nodiscard]] std::string get() const
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         return line_;
     }
 
 private:
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::string line_;
 };
 

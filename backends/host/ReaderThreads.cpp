@@ -14,7 +14,7 @@ ReaderThreads::~ReaderThreads()
 
 std::expected<void, platform::Error> ReaderThreads::start(std::move_only_function<void()> body)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     readers_.remove_if([](Reader& reader) {
         if (!reader.hasEnded)
             return false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/Error.h>
 
 #include <atomic>
@@ -7,7 +8,6 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 namespace tamsel::host {
@@ -30,7 +30,7 @@ private:
         std::thread thread;
     };
 
-    std::mutex guard_;
+    Mutex guard_;
     std::list<Reader> readers_;
 };
 

@@ -14,14 +14,14 @@ ApplicationState::ApplicationState(std::shared_ptr<DispatchQueue> mainQueue, Not
 
 UIInterfaceOrientation ApplicationState::statusBarOrientation() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return orientation_;
 }
 
 void ApplicationState::setStatusBarOrientation(UIInterfaceOrientation orientation)
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (std::exchange(orientation_, orientation) == orientation)
             return;
     }
@@ -30,14 +30,14 @@ void ApplicationState::setStatusBarOrientation(UIInterfaceOrientation orientatio
 
 bool ApplicationState::isInBackground() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return inBackground_;
 }
 
 void ApplicationState::enterBackground()
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (std::exchange(inBackground_, true))
             return;
     }
@@ -48,7 +48,7 @@ void ApplicationState::enterForeground()
 {
     std::vector<Waiter> waiters;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!std::exchange(inBackground_, false))
             return;
         std::erase_if(waiters_, [](const Waiter& waiter) { return waiter.owner.expired(); });
@@ -65,7 +65,7 @@ void ApplicationState::enterForeground()
 
 void ApplicationState::whenForeground(std::weak_ptr<void> owner, std::function<void()> callback)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     std::erase_if(waiters_, [](const Waiter& waiter) { return waiter.owner.expired(); });
     waiters_.push_back({std::move(owner), std::move(callback)});
 }

@@ -1,12 +1,12 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/UIDevice.h>
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace tamsel::engine {
@@ -41,7 +41,7 @@ private:
 
     std::shared_ptr<platform::DispatchQueue> mainQueue_;
     platform::NotificationCenter& center_;
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     platform::UIInterfaceOrientation orientation_ = platform::UIInterfaceOrientation::portrait;
     bool inBackground_ = false;
     std::vector<Waiter> waiters_;

@@ -1,5 +1,7 @@
 #include <engine/capture/BufferPool.h>
 
+#include <tamsel/Mutex.h>
+
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -17,7 +19,7 @@ BlockStore::~BlockStore()
 void* BlockStore::take(std::size_t size)
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         const auto found = std::ranges::find(free_, size, &Free::size);
         if (found != free_.end()) {
             void* block = found->block;
@@ -31,7 +33,7 @@ void* BlockStore::take(std::size_t size)
 
 void BlockStore::giveBack(void* block, std::size_t size)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     free_.push_back({block, size});
 }
 
@@ -40,7 +42,7 @@ struct BufferPool::Shelf {
     explicit Shelf(std::size_t capacity) : count(capacity) { free.reserve(capacity); }
 
     const std::size_t count;
-    std::mutex guard;
+    Mutex guard;
     std::size_t made = 0;
     std::vector<std::unique_ptr<CVPixelBuffer>> free;
 };
@@ -58,7 +60,7 @@ std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_
 {
     std::unique_ptr<CVPixelBuffer> buffer;
     {
-        const std::lock_guard lock(shelf_->guard);
+        const MutexLock lock(shelf_->guard);
         auto& free = shelf_->free;
         const auto fits = [&](const auto& one) { return one->width() == width && one->height() == height; };
         // The one that came back last: it is the likeliest to be in a cache, and what is never needed stays unmade.
@@ -77,7 +79,7 @@ std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_
         buffer = std::make_unique<CVPixelBuffer>(width, height);
     buffer->setTiming(std::nullopt);
     auto giveBack = [shelf = shelf_](CVPixelBuffer* returned) {
-        const std::lock_guard lock(shelf->guard);
+        const MutexLock lock(shelf->guard);
         shelf->free.emplace_back(returned);
     };
     return {buffer.release(), std::move(giveBack), RecyclingAllocator<CVPixelBuffer>(blocks_)};

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/CMSampleBuffer.h>
 #include <tamsel/platform/CVPixelBuffer.h>
 
 #include <cstddef>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace tamsel::engine {
@@ -29,7 +29,7 @@ private:
         std::size_t size;
     };
 
-    std::mutex guard_;
+    Mutex guard_;
     std::vector<Free> free_;
 };
 

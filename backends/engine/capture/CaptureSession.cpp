@@ -72,7 +72,7 @@ CaptureSession::~CaptureSession()
 void CaptureSession::beginConfiguration()
 {
     context_->hook().permits(CaptureCall::beginConfiguration, {});
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     ++openConfigurations_;
 }
 
@@ -80,7 +80,7 @@ void CaptureSession::commitConfiguration()
 {
     context_->hook().permits(CaptureCall::commitConfiguration, {});
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (openConfigurations_ == 0)
             return;
         --openConfigurations_;
@@ -94,7 +94,7 @@ void CaptureSession::setSessionPreset(AVCaptureSessionPreset preset)
 {
     context_->hook().permits(
         CaptureCall::setSessionPreset, preset == AVCaptureSessionPreset::photo ? "photo" : "high");
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     preset_ = preset;
 }
 
@@ -103,7 +103,7 @@ bool CaptureSession::accepts(const std::shared_ptr<AVCaptureInput>& input) const
     const std::shared_ptr<AVCaptureDevice> device = deviceOf(input);
     if (!device)
         return false;
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return std::ranges::none_of(inputs_, [&](const std::shared_ptr<AVCaptureInput>& present) {
         return deviceOf(present)->mediaType() == device->mediaType();
     });
@@ -140,7 +140,7 @@ void CaptureSession::addInput(std::shared_ptr<AVCaptureInput> input)
         claimed_ = device;
     }
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         inputs_.push_back(std::move(input));
     }
     makeConnections();
@@ -150,7 +150,7 @@ void CaptureSession::removeInput(const std::shared_ptr<AVCaptureInput>& input)
 {
     context_->hook().permits(CaptureCall::removeInput, describe(input));
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (std::erase(inputs_, input) == 0)
             return;
     }
@@ -165,7 +165,7 @@ void CaptureSession::removeInput(const std::shared_ptr<AVCaptureInput>& input)
 
 std::vector<std::shared_ptr<AVCaptureInput>> CaptureSession::inputs() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return inputs_;
 }
 
@@ -176,7 +176,7 @@ bool CaptureSession::canAddOutput(const std::shared_ptr<AVCaptureOutput>& output
     const auto place = std::dynamic_pointer_cast<OutputPlace>(output);
     if (!place || place->isInSession())
         return false;
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return std::ranges::none_of(outputs_,
         [&](const std::shared_ptr<AVCaptureOutput>& present) { return describe(present) == place->kind(); });
 }
@@ -189,7 +189,7 @@ void CaptureSession::addOutput(std::shared_ptr<AVCaptureOutput> output)
         return;
     place->enterSession();
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         outputs_.push_back(std::move(output));
     }
     makeConnections();
@@ -199,7 +199,7 @@ void CaptureSession::removeOutput(const std::shared_ptr<AVCaptureOutput>& output
 {
     context_->hook().permits(CaptureCall::removeOutput, describe(output));
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (std::erase(outputs_, output) == 0)
             return;
     }
@@ -208,7 +208,7 @@ void CaptureSession::removeOutput(const std::shared_ptr<AVCaptureOutput>& output
 
 std::vector<std::shared_ptr<AVCaptureOutput>> CaptureSession::outputs() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return outputs_;
 }
 
@@ -223,7 +223,7 @@ void CaptureSession::makeConnections()
             place->setVideoConnection(std::make_shared<Connection>(context_->configuration.hook, device));
     }
     std::shared_ptr<Connection> replaced;
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (!device)
         previewConnection_.swap(replaced);
     else if (!previewConnection_)
@@ -232,13 +232,13 @@ void CaptureSession::makeConnections()
 
 std::shared_ptr<AVCaptureConnection> CaptureSession::previewConnection() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return previewConnection_;
 }
 
 std::shared_ptr<CameraDevice> CaptureSession::camera() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     for (const std::shared_ptr<AVCaptureInput>& input : inputs_) {
         if (std::shared_ptr<CameraDevice> device = cameraOf(input))
             return device;
@@ -248,7 +248,7 @@ std::shared_ptr<CameraDevice> CaptureSession::camera() const
 
 template <typename Kind> std::shared_ptr<Kind> CaptureSession::output() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     for (const std::shared_ptr<AVCaptureOutput>& output : outputs_) {
         if (auto wanted = std::dynamic_pointer_cast<Kind>(output))
             return wanted;
@@ -261,7 +261,7 @@ void CaptureSession::startRunning()
     if (!context_->hook().permits(CaptureCall::startRunning, {}))
         return;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (openConfigurations_ > 0) {
             startsAtCommit_ = true;
             return;
@@ -273,7 +273,7 @@ void CaptureSession::startRunning()
 void CaptureSession::start()
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         startsInForeground_ = context_->configuration.application.isInBackground();
         if (startsInForeground_)
             return;
@@ -309,7 +309,7 @@ void CaptureSession::start()
     });
     AVCaptureSessionPreset preset{};
     {
-        const std::lock_guard stateLock(guard_);
+        const MutexLock stateLock(guard_);
         stream_ = stream;
         preset = preset_;
     }
@@ -324,7 +324,7 @@ void CaptureSession::start()
         stream->lose(started.error());
         replaceSound(nullptr); // also when the device was taken away before there was a sound
     }
-    const std::lock_guard stateLock(guard_);
+    const MutexLock stateLock(guard_);
     isRunning_ = stream->isOpen();
 }
 
@@ -333,7 +333,7 @@ void CaptureSession::stopRunning()
     context_->hook().permits(CaptureCall::stopRunning, {});
     std::shared_ptr<FrameStream> stream;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         startsAtCommit_ = false;
         startsInForeground_ = false;
         stream = stream_;
@@ -359,7 +359,7 @@ void CaptureSession::noteEnd(const std::shared_ptr<FrameStream>& stream)
 {
     std::shared_ptr<SessionSound> sound; // of this stream
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (stream_ != stream)
             return;
         isRunning_ = false;
@@ -372,7 +372,7 @@ void CaptureSession::noteEnd(const std::shared_ptr<FrameStream>& stream)
 void CaptureSession::replaceSound(std::shared_ptr<SessionSound> sound)
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         sound_.swap(sound);
     }
     if (sound)
@@ -381,7 +381,7 @@ void CaptureSession::replaceSound(std::shared_ptr<SessionSound> sound)
 
 std::shared_ptr<MicrophoneDriver> CaptureSession::microphone() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     for (const std::shared_ptr<AVCaptureInput>& input : inputs_) {
         if (const auto device = std::dynamic_pointer_cast<MicrophoneDevice>(deviceOf(input)))
             return device->driver();
@@ -402,13 +402,13 @@ void CaptureSession::deviceWasTaken()
 
 std::shared_ptr<FrameStream> CaptureSession::currentStream() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return stream_;
 }
 
 bool CaptureSession::isRunning() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return isRunning_;
 }
 
@@ -420,7 +420,7 @@ std::shared_ptr<const FrameLedger> CaptureSession::frameLedger() const
 void CaptureSession::applicationReturned()
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!std::exchange(startsInForeground_, false))
             return;
     }

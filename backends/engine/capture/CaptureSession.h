@@ -5,10 +5,10 @@
 #include <engine/capture/FrameStream.h>
 #include <engine/capture/SessionSound.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/AVCaptureSession.h>
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -76,7 +76,7 @@ private:
     std::shared_ptr<CameraDevice> claimed_;
 
     /// What questions read.
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::vector<std::shared_ptr<platform::AVCaptureInput>> inputs_;
     std::vector<std::shared_ptr<platform::AVCaptureOutput>> outputs_;
     platform::AVCaptureSessionPreset preset_ = platform::AVCaptureSessionPreset::high;

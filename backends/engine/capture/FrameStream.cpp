@@ -11,7 +11,7 @@ using namespace platform;
 
 FrameTiming FrameCounter::next(CMTime mediaTime, std::chrono::nanoseconds captureTime, bool isFirst)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (isFirst) {
         mediaOffset_ = 0;
         if (lastMediaTime_.isValid() && mediaTime.isValid()) {
@@ -31,7 +31,7 @@ FrameTiming FrameCounter::next(CMTime mediaTime, std::chrono::nanoseconds captur
 
 void FrameCounter::skip()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     ++sequence_;
 }
 
@@ -47,7 +47,7 @@ std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std
         || (parts_.detection && parts_.detection->wantsFrame());
     if (!isWanted)
         return nullptr;
-    const std::lock_guard lock(spareGuard_);
+    const MutexLock lock(spareGuard_);
     if (spare_.use_count() > 1)
         return nullptr;
     if (!spare_ || spare_->width() != width || spare_->height() != height)
@@ -57,7 +57,7 @@ std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std
 
 bool FrameStream::isSpare(const CVPixelBuffer& buffer)
 {
-    const std::lock_guard lock(spareGuard_);
+    const MutexLock lock(spareGuard_);
     return &buffer == spare_.get();
 }
 

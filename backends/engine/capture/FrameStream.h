@@ -7,10 +7,11 @@
 #include <engine/capture/PhotoOutput.h>
 #include <engine/capture/VideoDataOutput.h>
 
+#include <tamsel/Mutex.h>
+
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 namespace tamsel::engine {
@@ -29,7 +30,7 @@ public:
 
 private:
     const std::shared_ptr<platform::FrameLedger> ledger_ = std::make_shared<platform::FrameLedger>();
-    std::mutex guard_;
+    Mutex guard_;
     std::uint64_t sequence_ = 0;
     std::chrono::nanoseconds lastCaptureTime_ = std::chrono::nanoseconds::min();
     platform::CMTime lastMediaTime_;
@@ -96,7 +97,7 @@ private:
     std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix_;
 
     /// A driver may acquire the next buffer while another thread delivers the one before.
-    std::mutex spareGuard_;
+    Mutex spareGuard_;
     /// For stills, recordings and detection while clients hold all buffers of the pool.
     std::shared_ptr<platform::CVPixelBuffer> spare_;
 };

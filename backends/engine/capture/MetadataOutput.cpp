@@ -46,7 +46,7 @@ void MetadataOutput::setMetadataObjectTypes(Types types)
     for (const AVMetadataObjectType& type : types)
         names += (names.empty() ? "" : " ") + type;
     hook_->permits(CaptureCall::setMetadataObjectTypes, names);
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     types_.swap(types);
 }
 
@@ -55,7 +55,7 @@ void MetadataOutput::setMetadataObjectsDelegate(
 {
     hook_->permits(CaptureCall::setMetadataObjectsDelegate, delegate.expired() ? "none" : "delegate");
     Receiver receiver{std::move(delegate), std::move(queue)};
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     std::swap(receiver_, receiver); // the earlier one is released after the lock
 }
 
@@ -63,7 +63,7 @@ MetadataOutput::Receiver MetadataOutput::receiver() const
 {
     if (!isInSession())
         return {};
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return receiver_;
 }
 
@@ -72,7 +72,7 @@ std::shared_ptr<DetectionStream> MetadataOutput::beginStream()
     const Types detectable = detectableTypes();
     Types requested;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         requested = types_;
     }
     Types types;

@@ -3,8 +3,9 @@
 #include <engine/capture/MetadataServices.h>
 #include <engine/capture/Output.h>
 
+#include <tamsel/Mutex.h>
+
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace tamsel::engine {
@@ -45,7 +46,7 @@ private:
     /// Of the output, not of a start: so what an earlier start still looks at comes before the frames of the next.
     const std::shared_ptr<platform::DispatchQueue> queue_;
 
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::vector<platform::AVMetadataObjectType> types_;
     Receiver receiver_;
 };

@@ -38,7 +38,7 @@ void MovieFileOutput::startRecording(
     const bool isPermitted = hook_->permits(CaptureCall::startRecording, url.filename().string());
     std::optional<Source> source;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         source = source_;
     }
     if (const std::shared_ptr<Recording> running = current(); running && running->takesFrames()) {
@@ -76,7 +76,7 @@ void MovieFileOutput::startRecording(
         recordings, [](const std::shared_ptr<Recording>& earlier) { return !earlier->takesSound(); });
     recordings.push_back(recording);
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         hasStream = source_.has_value();
         current_ = recording;
         recordings_.swap(recordings);
@@ -91,7 +91,7 @@ void MovieFileOutput::stopRecording()
     hook_->permits(CaptureCall::stopRecording, {});
     std::shared_ptr<Recording> stopped;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         isRecording_ = false;
         stopped.swap(current_);
     }
@@ -101,7 +101,7 @@ void MovieFileOutput::stopRecording()
 
 void MovieFileOutput::streamBegan(Source source)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     source_.emplace(std::move(source));
 }
 
@@ -110,7 +110,7 @@ void MovieFileOutput::streamEnded(const Error& reason)
     std::vector<std::shared_ptr<Recording>> ended;
     std::optional<Source> source;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         isRecording_ = false;
         current_ = nullptr;
         source_.swap(source);
@@ -122,7 +122,7 @@ void MovieFileOutput::streamEnded(const Error& reason)
 
 std::shared_ptr<Recording> MovieFileOutput::current() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return current_;
 }
 
@@ -136,7 +136,7 @@ void MovieFileOutput::take(
         recording->takeFrame(pixels, nativePicture, captureTime);
         return;
     }
-    const std::lock_guard lock(guard_); // it has ended by itself
+    const MutexLock lock(guard_); // it has ended by itself
     if (current_ == recording) {
         isRecording_ = false;
         current_.swap(recording);
@@ -152,7 +152,7 @@ void MovieFileOutput::miss()
 
 std::vector<std::shared_ptr<Recording>> MovieFileOutput::takingSound()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return recordings_;
 }
 

@@ -4,13 +4,13 @@
 #include <engine/capture/Output.h>
 #include <engine/capture/Recording.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/FrameLedger.h>
 
 #include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -73,7 +73,7 @@ private:
     const std::shared_ptr<CaptureHook> hook_;
     std::atomic<bool> isRecording_ = false;
 
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::optional<Source> source_; ///< while the session runs
     std::shared_ptr<Recording> current_; ///< takes frames, unless it has ended by itself
     std::vector<std::shared_ptr<Recording>>

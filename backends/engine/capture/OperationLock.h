@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
+
 #include <memory>
 #include <mutex>
 
@@ -23,7 +25,7 @@ public:
     void unlock() override { guard_.unlock(); }
 
 private:
-    std::mutex guard_;
+    Mutex guard_;
 };
 
 } // namespace tamsel::engine

@@ -2,8 +2,9 @@
 
 #include <engine/capture/Connection.h>
 
+#include <tamsel/Mutex.h>
+
 #include <memory>
-#include <mutex>
 #include <type_traits>
 #include <utility>
 
@@ -21,38 +22,38 @@ public:
 
     [[nodiscard]] bool isInSession() const
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         return isInSession_;
     }
     /// For the session that adds it.
     void enterSession()
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         isInSession_ = true;
     }
     /// For the session that removes it; the connection goes.
     void leaveSession()
     {
         std::shared_ptr<Connection> connection; // released after the lock
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         isInSession_ = false;
         connection_.swap(connection);
     }
 
     [[nodiscard]] std::shared_ptr<Connection> videoConnection() const
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         return connection_;
     }
     /// For the session, when its camera changes.
     void setVideoConnection(std::shared_ptr<Connection> connection)
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         connection_.swap(connection);
     }
 
 private:
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     bool isInSession_ = false;
     std::shared_ptr<Connection> connection_;
 };

@@ -120,7 +120,7 @@ void PhotoOutput::capturePhoto(
     // Posted before it can be given a frame, so that its calls come in their order.
     queue_->async([self = shared_from_this(), still] { self->begin(*still); });
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         waiting_.push_back(still);
         isWaiting_ = true;
     }
@@ -133,7 +133,7 @@ void PhotoOutput::armTimer()
 {
     std::optional<nanoseconds> askedAt;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!waiting_.empty())
             askedAt = waiting_.front()->askedAt;
     }
@@ -157,7 +157,7 @@ void PhotoOutput::take(
 {
     std::shared_ptr<Still> still;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (waiting_.empty() || framesHeld_ >= framesAtOnce)
             return;
         still = std::move(waiting_.front());
@@ -170,7 +170,7 @@ void PhotoOutput::take(
             frame = std::make_unique<Frame>(copyOf(pixels), sensorOrientation, captureTime)]() mutable {
             self->finish(*still, *frame);
             frame.reset();
-            const std::lock_guard lock(self->guard_);
+            const MutexLock lock(self->guard_);
             --self->framesHeld_;
         });
 }
@@ -234,7 +234,7 @@ void PhotoOutput::streamEnded()
 {
     std::deque<std::shared_ptr<Still>> abandoned;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         abandoned.swap(waiting_);
         isWaiting_ = false;
     }
@@ -247,7 +247,7 @@ void PhotoOutput::expire()
     const nanoseconds now = services_.clock.monotonic();
     std::vector<std::shared_ptr<Still>> expired;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         while (!waiting_.empty() && waiting_.front()->askedAt + frameLimit <= now) {
             expired.push_back(std::move(waiting_.front()));
             waiting_.pop_front();

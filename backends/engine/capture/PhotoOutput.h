@@ -3,6 +3,7 @@
 #include <engine/capture/Output.h>
 #include <engine/capture/PhotoServices.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/AVCapturePhotoOutput.h>
 #include <tamsel/platform/CVPixelBuffer.h>
 
@@ -68,7 +69,7 @@ private:
     std::once_flag timerIsMade_;
     std::unique_ptr<EventSource> timer_; ///< with the first still
 
-    std::mutex guard_;
+    Mutex guard_;
     std::deque<std::shared_ptr<Still>> waiting_; ///< for a frame, in the order of asking
     int framesHeld_ = 0; ///< copies, by stills that are being finished
 };

@@ -53,20 +53,20 @@ Recording::~Recording()
 
 bool Recording::takesFrames() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return phase_ == Phase::recording;
 }
 
 bool Recording::takesSound() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return phase_ != Phase::ended;
 }
 
 bool Recording::hasRoom(const CVPixelBuffer& pixels) const
 {
     const std::size_t bytes = std::max<std::size_t>(1, pixels.width() * pixels.height() * 3 / 2);
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return framesWaiting_ < std::clamp(waitingBytes / bytes, fewestWaiting, mostWaiting);
 }
 
@@ -80,7 +80,7 @@ void Recording::takeFrame(
         return;
     }
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (phase_ != Phase::recording)
             return;
         const nanoseconds interval = lastFrame_ ? captureTime - *lastFrame_ : usualInterval;
@@ -102,7 +102,7 @@ void Recording::takeSound(const SoundChunk& chunk)
 {
     bool isLast = false;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         // Sound that finds no room leaves a silent hole.
         if (!parts_.hasSound || phase_ == Phase::ended || soundWaiting_ > soundWaitingLimit)
             return;
@@ -120,7 +120,7 @@ void Recording::stop()
 {
     bool waits = false;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (phase_ != Phase::recording)
             return;
         waits = timer_ && soundRuns_ && lastFrame_ && soundEnd_ < pictureEnd_;
@@ -135,7 +135,7 @@ void Recording::stop()
 void Recording::soundEnded()
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         soundRuns_ = false;
     }
     endIf(Phase::awaitingSound, std::nullopt);
@@ -150,7 +150,7 @@ void Recording::end(const Error& reason)
 void Recording::endIf(Phase phase, const std::optional<Error>& reason)
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (phase_ != phase)
             return;
         phase_ = Phase::ended;
@@ -174,7 +174,7 @@ void Recording::writeNext()
         return;
     std::optional<Entry> next;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!waiting_.empty()) {
             next.emplace(std::move(waiting_.front()));
             waiting_.pop_front();
@@ -190,7 +190,7 @@ void Recording::writeNext()
     }
     auto written = write(*next);
     if (std::holds_alternative<Frame>(*next)) {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         --framesWaiting_;
     }
     if (!written)
@@ -212,7 +212,7 @@ void Recording::abandon(Error error)
 {
     std::deque<Entry> lost;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         phase_ = Phase::ended;
         error_ = std::move(error);
         waiting_.swap(lost);
@@ -234,7 +234,7 @@ void Recording::finish()
             error = std::move(finished.error());
     }
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (error_)
             error = error_;
     }

@@ -2,6 +2,7 @@
 
 #include <engine/capture/MovieServices.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/FrameLedger.h>
 
 #include <chrono>
@@ -9,7 +10,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <variant>
 
@@ -78,7 +78,7 @@ private:
     const std::shared_ptr<platform::DispatchQueue> queue_;
     std::unique_ptr<EventSource> timer_;
 
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     Phase phase_ = Phase::recording;
     std::deque<Entry> waiting_;
     std::size_t framesWaiting_ = 0;

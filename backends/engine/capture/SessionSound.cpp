@@ -36,7 +36,7 @@ void SessionSound::run(MicrophoneDriver& microphone)
     }
     std::unique_ptr<SoundStream> stream = std::move(*started);
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!isClosed_)
             stream_.swap(stream);
     }
@@ -60,7 +60,7 @@ void SessionSound::close()
 {
     isClosed_ = true;
     std::unique_ptr<SoundStream> stream;
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     stream_.swap(stream);
 }
 

@@ -3,11 +3,11 @@
 #include <engine/capture/MicrophoneDriver.h>
 #include <engine/capture/MovieServices.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/Dispatch.h>
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 
 namespace tamsel::engine {
 
@@ -37,7 +37,7 @@ private:
     const std::function<void(const platform::Error&)> tell_;
     std::atomic<bool> isClosed_ = false;
 
-    std::mutex guard_;
+    Mutex guard_;
     std::unique_ptr<SoundStream> stream_;
 };
 

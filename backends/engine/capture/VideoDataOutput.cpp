@@ -17,7 +17,7 @@ void VideoDataOutput::setSampleBufferDelegate(
     Receiver replaced = receiver;
     std::optional<FrameTicket> loss;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         std::swap(receiver_, replaced);
         if (!receiver.delegate.expired())
             untoldLoss_.swap(loss);
@@ -28,13 +28,13 @@ void VideoDataOutput::setSampleBufferDelegate(
 
 VideoDataOutput::Receiver VideoDataOutput::receiver() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return receiver_;
 }
 
 bool VideoDataOutput::hasDelegate() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return !receiver_.delegate.expired();
 }
 
@@ -62,7 +62,7 @@ void VideoDataOutput::tellDrop(FrameTicket ticket, DropCause cause)
 {
     Receiver current;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         current = receiver_;
         if (!current.queue && cause == DropCause::deviceLost) {
             untoldLoss_.emplace(std::move(ticket));

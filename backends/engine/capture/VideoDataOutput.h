@@ -2,9 +2,10 @@
 
 #include <engine/capture/Output.h>
 
+#include <tamsel/Mutex.h>
+
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace tamsel::engine {
@@ -54,7 +55,7 @@ private:
     const std::shared_ptr<CaptureHook> hook_;
     std::atomic<bool> discardsLateFrames_ = true;
     std::atomic<bool> isWaiting_ = false;
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     Receiver receiver_;
     std::optional<platform::FrameTicket> untoldLoss_;
 };

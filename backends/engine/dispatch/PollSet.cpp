@@ -3,6 +3,8 @@
 #include <engine/dispatch/callback.h>
 #include <engine/dispatch/monotonicNow.h>
 
+#include <tamsel/Mutex.h>
+
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
@@ -61,7 +63,7 @@ public:
 
     void arm(std::chrono::nanoseconds time)
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (ended_)
             return;
         isArmed_ = true;
@@ -76,14 +78,14 @@ public:
 
     void cancel()
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         isArmed_ = false;
         isDue_ = false;
     }
 
     void end(bool pollSetIsOpen)
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (std::exchange(ended_, true))
             return;
         isArmed_ = false;
@@ -95,7 +97,7 @@ public:
     void carryOut()
     {
         {
-            const std::lock_guard lock(guard_);
+            const MutexLock lock(guard_);
             // An event of an arming that has since been replaced comes early.
             if (!isArmed_ || (isTimer_ && monotonicNow() < time_))
                 return;
@@ -112,7 +114,7 @@ public:
 private:
     bool takeDue()
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         isFiring_ = std::exchange(isDue_, false);
         return isFiring_;
     }
@@ -122,7 +124,7 @@ private:
     const bool isTimer_;
     const std::uint64_t identifier_;
     const std::function<void()> fire_;
-    std::mutex guard_;
+    Mutex guard_;
     std::chrono::nanoseconds time_{};
     bool isArmed_ = false;
     bool isDue_ = false;
@@ -141,7 +143,7 @@ public:
 
     ~Handle() override
     {
-        const std::lock_guard lock(set_->guard_);
+        const MutexLock lock(set_->guard_);
         source_->end(!set_->closed_);
         set_->sources_.erase(identifier_);
     }
@@ -173,7 +175,7 @@ PollSet::~PollSet()
 
 std::unique_ptr<EventSource> PollSet::makeTimer(std::function<void()> fire)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     const std::uint64_t identifier = ++lastIdentifier_;
     auto source = std::make_shared<Source>(pollDescriptor_,
         timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC), true, identifier, std::move(fire));
@@ -185,7 +187,7 @@ std::unique_ptr<EventSource> PollSet::makeTimer(std::function<void()> fire)
 
 std::unique_ptr<EventSource> PollSet::makeDescriptor(int descriptor, std::function<void()> fire)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     const std::uint64_t identifier = ++lastIdentifier_;
     auto source = std::make_shared<Source>(pollDescriptor_, descriptor, false, identifier, std::move(fire));
     if (!source->enter())
@@ -213,7 +215,7 @@ void PollSet::carryOut(std::uint64_t identifier)
 {
     std::shared_ptr<Source> source;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (const auto found = sources_.find(identifier); found != sources_.end())
             source = found->second;
     }
@@ -225,7 +227,7 @@ void PollSet::close()
 {
     std::unordered_map<std::uint64_t, std::shared_ptr<Source>> sources;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         closed_ = true;
         sources.swap(sources_);
     }

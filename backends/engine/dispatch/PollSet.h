@@ -2,10 +2,11 @@
 
 #include <engine/dispatch/EventSource.h>
 
+#include <tamsel/Mutex.h>
+
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <unordered_map>
 
 namespace tamsel::engine {
@@ -58,7 +59,7 @@ private:
 
     int pollDescriptor_;
     int wakeDescriptor_;
-    std::mutex guard_;
+    Mutex guard_;
     bool closed_ = false;
     std::uint64_t lastIdentifier_ = 0;
     std::unordered_map<std::uint64_t, std::shared_ptr<Source>> sources_;

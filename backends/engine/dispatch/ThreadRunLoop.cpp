@@ -192,14 +192,14 @@ void ThreadRunLoop::wake() const
 
 SerialQueue* ThreadRunLoop::takeReady()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return std::exchange(ready_, nullptr);
 }
 
 void ThreadRunLoop::schedule(SerialQueue& queue)
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!isClosed_) {
             assert(ready_ == nullptr); // a second queue would push the first one out
             ready_ = &queue;
@@ -214,7 +214,7 @@ void ThreadRunLoop::schedule(SerialQueue& queue)
 void ThreadRunLoop::close()
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         isClosed_ = true;
     }
     if (SerialQueue* queue = takeReady()) {

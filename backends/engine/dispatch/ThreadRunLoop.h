@@ -2,12 +2,12 @@
 
 #include <engine/dispatch/SerialQueue.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/RunLoop.h>
 
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace tamsel::engine {
@@ -59,7 +59,7 @@ private:
     int wakeDescriptor_;
     int timerDescriptor_;
     std::vector<std::shared_ptr<LoopTimer>> timers_;
-    std::mutex guard_;
+    Mutex guard_;
     SerialQueue* ready_ = nullptr;
     bool isClosed_ = false;
     std::atomic<bool> isStopped_ = false;

@@ -1,7 +1,8 @@
 #include <engine/dispatch/WorkCell.h>
 
+#include <tamsel/Mutex.h>
+
 #include <cstddef>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -17,7 +18,7 @@ public:
     WorkCell* takeMagazine()
     {
         {
-            const std::lock_guard lock(guard_);
+            const MutexLock lock(guard_);
             if (!magazines_.empty()) {
                 WorkCell* chain = magazines_.back();
                 magazines_.pop_back();
@@ -32,12 +33,12 @@ public:
 
     void returnMagazine(WorkCell* chain)
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         magazines_.push_back(chain);
     }
 
 private:
-    std::mutex guard_;
+    Mutex guard_;
     std::vector<WorkCell*> magazines_;
 };
 

@@ -79,14 +79,14 @@ void WorkerPool::stop()
     assert(currentPool != this && "the platform must not end on one of its own workers");
     isStopping_ = true;
     {
-        const std::lock_guard lock(watchGuard_);
+        const MutexLock lock(watchGuard_);
         setWatchTimer(1ns);
     }
     if (watcher_.joinable())
         watcher_.join();
     std::vector<Worker*> parked;
     {
-        const std::lock_guard lock(readyGuard_);
+        const MutexLock lock(readyGuard_);
         parked.swap(parked_);
     }
     for (Worker* worker : parked)
@@ -100,7 +100,7 @@ void WorkerPool::stop()
             pushShared(*queue);
     }
     {
-        const std::lock_guard lock(readyGuard_);
+        const MutexLock lock(readyGuard_);
         isClosed_ = true;
     }
     while (SerialQueue* queue = takeShared())
@@ -110,7 +110,7 @@ void WorkerPool::stop()
 /// False when the system has no thread left.
 bool WorkerPool::addWorker()
 {
-    const std::lock_guard lock(workersGuard_);
+    const MutexLock lock(workersGuard_);
     std::erase_if(workers_, [](const std::unique_ptr<Worker>& worker) {
         const bool isDone = worker->isDone;
         if (isDone)
@@ -163,7 +163,7 @@ void WorkerPool::pushShared(SerialQueue& queue)
     Wake wake;
     bool isClosed = false;
     {
-        const std::lock_guard lock(readyGuard_);
+        const MutexLock lock(readyGuard_);
         isClosed = isClosed_;
         if (!isClosed) {
             (newestReady_ != nullptr ? newestReady_->nextReady : oldestReady_) = &queue;
@@ -184,7 +184,7 @@ SerialQueue* WorkerPool::takeShared()
 {
     if (readyCount_.load(std::memory_order_relaxed) == 0)
         return nullptr;
-    const std::lock_guard lock(readyGuard_);
+    const MutexLock lock(readyGuard_);
     SerialQueue* queue = oldestReady_;
     if (queue == nullptr)
         return nullptr;
@@ -224,7 +224,7 @@ void WorkerPool::passWakeOn(bool wasWoken)
 {
     Wake wake;
     {
-        const std::lock_guard lock(readyGuard_);
+        const MutexLock lock(readyGuard_);
         if (wasWoken)
             wakeIsUnderway_ = false;
         const bool mustPoll = pollers_ == 0 && !parked_.empty() && readyCount_ > 0;
@@ -261,13 +261,14 @@ bool WorkerPool::freeStandingSlots()
 {
     std::array<SerialQueue*, maximumWorkers> standing{};
     std::size_t count = 0;
-    if (const std::unique_lock lock(workersGuard_, std::try_to_lock); lock.owns_lock()) {
+    if (workersGuard_.tryLock()) {
         for (const std::unique_ptr<Worker>& worker : workers_) {
             SerialQueue* slot = worker->slot.load(std::memory_order_acquire);
             if (slot != nullptr && lingers(*worker)
                 && worker->slot.compare_exchange_strong(slot, nullptr, std::memory_order_acq_rel))
                 standing[count++] = slot;
         }
+        workersGuard_.unlock();
     }
     for (std::size_t index = 0; index < count; ++index)
         pushShared(*standing[index]);
@@ -318,7 +319,7 @@ bool WorkerPool::waitForWork(Worker& worker)
         return true;
     bool isPolling = false;
     {
-        const std::lock_guard lock(readyGuard_);
+        const MutexLock lock(readyGuard_);
         if (oldestReady_ != nullptr || isStopping_)
             return true;
         if (parked_.size() + pollers_ >= baseWorkers_)
@@ -374,7 +375,7 @@ void WorkerPool::leavePollSet(Worker& worker)
     Wake wake;
     bool isLast = false;
     {
-        const std::lock_guard lock(readyGuard_);
+        const MutexLock lock(readyGuard_);
         isLast = pollers_.fetch_sub(1) == 1;
         if (isLast && !parked_.empty())
             wake = chooseWake();

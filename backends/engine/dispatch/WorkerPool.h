@@ -3,11 +3,12 @@
 #include <engine/dispatch/PollSet.h>
 #include <engine/dispatch/SerialQueue.h>
 
+#include <tamsel/Mutex.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -94,7 +95,7 @@ private:
     const std::shared_ptr<PollSet> pollSet_ = std::make_shared<PollSet>();
 
     /// Guards what is ready and who waits. The atomic ones are also read without it.
-    std::mutex readyGuard_;
+    Mutex readyGuard_;
     SerialQueue* oldestReady_ = nullptr;
     SerialQueue* newestReady_ = nullptr;
     std::atomic<std::size_t> readyCount_ = 0;
@@ -109,12 +110,12 @@ private:
     std::atomic<bool> isStopping_ = false;
     std::atomic<std::size_t> liveWorkers_ = 0;
 
-    std::mutex workersGuard_;
+    Mutex workersGuard_;
     std::vector<std::unique_ptr<Worker>> workers_;
 
     /// The watcher sleeps on a timer that runs while the pool is in use.
     const int watchTimer_;
-    std::mutex watchGuard_;
+    Mutex watchGuard_;
     std::atomic<bool> hasWatcher_ = false;
     std::atomic<bool> isWatching_ = false;
     std::atomic<bool> isWatchUrgent_ = false;

@@ -26,7 +26,7 @@ constexpr auto heldUpLimit = 10ms;
 /// Starts the watcher's timer, if need be with a shorter time.
 void WorkerPool::keepWatch(bool isUrgent)
 {
-    const std::lock_guard lock(watchGuard_);
+    const MutexLock lock(watchGuard_);
     if (isStopping_ || (isWatching_ && (!isUrgent || isWatchUrgent_)))
         return;
     isWatching_ = true;
@@ -53,7 +53,7 @@ void WorkerPool::watch()
         // Seldom while everything moves, soon again when something seems to stand.
         const bool stands = lookAfterWorkers();
         delay = stands ? shortestWatch : std::min<std::chrono::nanoseconds>(delay * 4, longestWatch);
-        const std::lock_guard lock(watchGuard_);
+        const MutexLock lock(watchGuard_);
         if (isStopping_)
             return;
         isWatchUrgent_ = stands;
@@ -68,7 +68,7 @@ void WorkerPool::watch()
 
 bool WorkerPool::nobodyWaits()
 {
-    const std::lock_guard lock(readyGuard_);
+    const MutexLock lock(readyGuard_);
     return pollers_ == 0 && parked_.empty();
 }
 
@@ -77,7 +77,7 @@ bool WorkerPool::needsWatch()
 {
     if (nobodyWaits())
         return true;
-    const std::lock_guard lock(workersGuard_);
+    const MutexLock lock(workersGuard_);
     return std::ranges::any_of(workers_, [](const std::unique_ptr<Worker>& worker) {
         return worker->slot.load() != nullptr || worker->turns.load() != worker->lastTurns;
     });
@@ -89,7 +89,7 @@ bool WorkerPool::lookAfterWorkers()
     bool anyMoved = false;
     bool anySlotStands = false;
     {
-        const std::lock_guard lock(workersGuard_);
+        const MutexLock lock(workersGuard_);
         for (const std::unique_ptr<Worker>& worker : workers_) {
             const std::uint64_t turns = worker->turns.load();
             const bool stands = turns == worker->seenTurns;

@@ -10,14 +10,14 @@ LogMotion::LogMotion(std::shared_ptr<const formats::MotionLog> log) : log_(std::
 
 void LogMotion::streamStarts(nanoseconds time)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (!origin_)
         origin_ = time;
 }
 
 const formats::MotionLog::Row* LogMotion::rowAt(nanoseconds time) const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return origin_ ? log_->rowAt(time - *origin_) : nullptr;
 }
 

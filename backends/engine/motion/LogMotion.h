@@ -3,8 +3,9 @@
 #include <engine/motion/MotionDriver.h>
 #include <formats/MotionLog.h>
 
+#include <tamsel/Mutex.h>
+
 #include <memory>
-#include <mutex>
 
 namespace tamsel::engine {
 
@@ -26,7 +27,7 @@ private:
     [[nodiscard]] double timestamp(const formats::MotionLog::Row& row) const;
 
     const std::shared_ptr<const formats::MotionLog> log_;
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::optional<std::chrono::nanoseconds> origin_;
 };
 

@@ -72,7 +72,7 @@ Motion::Motion(EventSources& sources, Clock& clock, std::shared_ptr<MotionDriver
 std::shared_ptr<CMMotionManager> Motion::makeMotionManager()
 {
     auto manager = std::make_shared<Manager>(sources_, clock_, driver_);
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     std::erase_if(managers_, [](const std::weak_ptr<Manager>& known) { return known.expired(); });
     managers_.push_back(manager);
     return manager;
@@ -82,7 +82,7 @@ template <typename Reading> void Motion::deliverToAll(const Reading& reading)
 {
     std::vector<std::shared_ptr<Manager>> managers;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         for (const std::weak_ptr<Manager>& known : managers_) {
             if (std::shared_ptr<Manager> manager = known.lock())
                 managers.push_back(std::move(manager));

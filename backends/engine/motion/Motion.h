@@ -3,10 +3,10 @@
 #include <engine/dispatch/EventSource.h>
 #include <engine/motion/MotionDriver.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/RunLoop.h>
 
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace tamsel::engine {
@@ -32,7 +32,7 @@ private:
     EventSources& sources_;
     platform::Clock& clock_;
     const std::shared_ptr<MotionDriver> driver_;
-    std::mutex guard_;
+    Mutex guard_;
     std::vector<std::weak_ptr<Manager>> managers_;
 };
 

@@ -27,7 +27,7 @@ template <typename Sample> void MotionStream<Sample>::setInterval(double interva
     // An interval that is not a number counts as the shortest.
     const double wanted
         = interval > shortestInterval ? std::min(interval, longestInterval) : shortestInterval;
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (wanted == interval_)
         return;
     if (isActive_) {
@@ -46,7 +46,7 @@ void MotionStream<Sample>::start(
     std::shared_ptr<platform::DispatchQueue> queue, platform::CMHandler<Sample> handler)
 {
     auto shared = std::make_shared<const platform::CMHandler<Sample>>(std::move(handler));
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (isActive_)
         return;
     isActive_ = true;
@@ -60,7 +60,7 @@ void MotionStream<Sample>::start(
 
 template <typename Sample> void MotionStream<Sample>::stop()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     isActive_ = false;
     timer_->cancel();
 }
@@ -70,7 +70,7 @@ template <typename Sample> void MotionStream<Sample>::tick()
     nanoseconds due{};
     std::uint64_t start = 0;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         const nanoseconds now = clock_.monotonic();
         due = tickTime(next_);
         if (!isActive_ || now < due)
@@ -82,7 +82,7 @@ template <typename Sample> void MotionStream<Sample>::tick()
     }
     const std::optional<Reading> reading = read_(due);
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!isActive_ || starts_ != start)
             return;
     }
@@ -95,7 +95,7 @@ template <typename Sample> void MotionStream<Sample>::deliver(const Reading& rea
     std::shared_ptr<platform::DispatchQueue> queue;
     std::shared_ptr<const platform::CMHandler<Sample>> handler;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         queue = queue_;
         handler = handler_;
     }

@@ -3,12 +3,12 @@
 #include <engine/dispatch/EventSource.h>
 #include <engine/motion/MotionDriver.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/RunLoop.h>
 
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 
 namespace tamsel::engine {
 
@@ -39,7 +39,7 @@ public:
 
     [[nodiscard]] bool isActive() const
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         return isActive_;
     }
 
@@ -65,7 +65,7 @@ private:
     const Read read_;
     std::unique_ptr<EventSource> timer_; ///< fixed after creation
 
-    mutable std::mutex guard_; ///< of all that follows
+    mutable Mutex guard_; ///< of all that follows
     bool isActive_ = false;
     double interval_ = 0.01; ///< seconds
     std::uint64_t starts_ = 0;

@@ -5,7 +5,8 @@
 
 #include <engine/capture/BufferPool.h>
 
-#include <mutex>
+#include <tamsel/Mutex.h>
+
 #include <utility>
 
 namespace tamsel::host {
@@ -40,7 +41,7 @@ public:
 
     [[nodiscard]] std::vector<std::shared_ptr<AVAssetTrack>> tracks(AVMediaType mediaType) const override
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!isKnown_)
             opened_ = open().value_or(nullptr);
         return mediaType == AVMediaType::video && videoTrack_ ? std::vector{videoTrack_}
@@ -56,7 +57,7 @@ public:
     /// A container that nobody has read from yet.
     [[nodiscard]] Container take() const
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (std::unique_ptr<MovieReader> opened = std::move(opened_))
             return opened;
         return open();
@@ -81,7 +82,7 @@ private:
     }
 
     const std::filesystem::path url_;
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     mutable bool isKnown_ = false;
     mutable std::shared_ptr<AVAssetTrack> videoTrack_;
     mutable std::unique_ptr<MovieReader> opened_;

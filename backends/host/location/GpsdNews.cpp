@@ -21,19 +21,19 @@ GpsdNews::GpsdNews(const GpsdAddress& address) : name_(nameOf(address)) { }
 
 std::optional<CLLocation> GpsdNews::location() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return location_;
 }
 
 std::optional<CLHeading> GpsdNews::heading() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return heading_;
 }
 
 std::string GpsdNews::problem() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (!problem_.empty())
         return name_ + ": " + problem_;
     return location_ ? "" : name_ + ": no three-dimensional fix yet";
@@ -41,45 +41,47 @@ std::string GpsdNews::problem() const
 
 bool GpsdNews::isAwaited() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return !location_ && (problem_.empty() || problem_ == connecting);
 }
 
 void GpsdNews::setLocation(const CLLocation& location)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     location_ = location;
 }
 
 void GpsdNews::setHeading(const CLHeading& heading)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     heading_ = heading;
 }
 
 void GpsdNews::setProblem(std::string problem)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     problem_ = std::move(problem);
 }
 
 void GpsdNews::close()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     isClosed_ = true;
-    closed_.notify_all();
+    closed_.notifyAll();
 }
 
 bool GpsdNews::isClosed() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return isClosed_;
 }
 
 bool GpsdNews::isClosedWithin(std::chrono::milliseconds limit) const
 {
-    std::unique_lock lock(guard_);
-    return closed_.wait_for(lock, limit, [this] { return isClosed_; });
+    MutexLock lock(guard_);
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!isClosed_ && closed_.waitUntil(lock, end)) { }
+    return isClosed_;
 }
 
 } // namespace tamsel::host

@@ -2,11 +2,11 @@
 
 #include <host/location/HostLocationSource.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/CLLocationManager.h>
 
 #include <chrono>
 #include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -40,8 +40,8 @@ private:
 
     const std::string name_;
 
-    mutable std::mutex guard_;
-    mutable std::condition_variable closed_;
+    mutable Mutex guard_;
+    mutable Condition closed_;
     bool isClosed_ = false;
     std::optional<platform::CLLocation> location_;
     std::optional<platform::CLHeading> heading_;

@@ -22,7 +22,7 @@ DetectionThread::DetectionThread()
 
 std::shared_ptr<platform::DispatchQueue> DetectionThread::queue()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (!thread_.joinable() && !hasEnded_) {
         thread_ = engine::startThread([loop = loop_] {
             // For this thread alone: Linux counts threads as processes here.
@@ -40,7 +40,7 @@ void DetectionThread::end()
 {
     std::thread thread;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         hasEnded_ = true;
         thread.swap(thread_);
     }

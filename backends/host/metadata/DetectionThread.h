@@ -3,10 +3,10 @@
 #include <engine/dispatch/SerialQueue.h>
 #include <engine/dispatch/ThreadRunLoop.h>
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/Dispatch.h>
 
 #include <memory>
-#include <mutex>
 #include <thread>
 
 namespace tamsel::host {
@@ -29,7 +29,7 @@ public:
 private:
     const std::shared_ptr<engine::ThreadRunLoop> loop_;
     const std::shared_ptr<engine::SerialQueue> queue_;
-    std::mutex guard_;
+    Mutex guard_;
     std::thread thread_;
     bool hasEnded_ = false;
 };

@@ -2,11 +2,12 @@
 
 #include <engine/capture/MicrophoneDriver.h>
 
+#include <tamsel/Mutex.h>
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 namespace tamsel::host {
@@ -22,22 +23,23 @@ public:
     /// False when it was asked to end meanwhile.
     [[nodiscard]] bool waitUntil(std::chrono::nanoseconds monotonicTime)
     {
-        std::unique_lock lock(guard_);
-        return !stopped_.wait_until(lock, std::chrono::steady_clock::time_point(monotonicTime),
-            [this] { return isStopped_->load(); });
+        MutexLock lock(guard_);
+        while (!*isStopped_
+            && stopped_.waitUntil(lock, std::chrono::steady_clock::time_point(monotonicTime))) { }
+        return !*isStopped_;
     }
     void stop()
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         *isStopped_ = true;
-        stopped_.notify_all();
+        stopped_.notifyAll();
     }
 
 private:
     const std::shared_ptr<engine::SoundSink> sink_;
     const std::shared_ptr<std::atomic<bool>> isStopped_ = std::make_shared<std::atomic<bool>>(false);
-    std::mutex guard_;
-    std::condition_variable stopped_;
+    Mutex guard_;
+    Condition stopped_;
 };
 
 /// Ends its run when it is released.

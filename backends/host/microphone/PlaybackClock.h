@@ -1,8 +1,9 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
+
 #include <chrono>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 
 namespace tamsel::host {
@@ -22,21 +23,21 @@ public:
     /// A new run of the camera; an earlier one says nothing any more.
     [[nodiscard]] std::uint64_t begin()
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         loop_.reset();
         return ++run_;
     }
     /// The camera has begun this loop. Ignored when it is of an earlier run.
     void set(const Loop& loop)
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (loop.run == run_)
             loop_ = loop;
     }
     /// The run has ended. Ignored when it is not the latest.
     void end(std::uint64_t run)
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (run == run_) {
             ++run_;
             loop_.reset();
@@ -46,12 +47,12 @@ public:
     /// Of the frame that is shown next; absent while the camera does not play.
     [[nodiscard]] std::optional<Loop> loop() const
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         return loop_;
     }
 
 private:
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::uint64_t run_ = 0;
     std::optional<Loop> loop_;
 };

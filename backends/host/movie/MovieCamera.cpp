@@ -30,7 +30,7 @@ InputAccess MovieCamera::access() const
 
 void MovieCamera::abandon()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     isAbandoned_ = true;
     if (isCancelled_)
         *isCancelled_ = true;
@@ -38,7 +38,7 @@ void MovieCamera::abandon()
 
 engine::CameraDescription MovieCamera::description() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return description_;
 }
 
@@ -46,7 +46,7 @@ std::expected<void, Error> MovieCamera::open(std::function<bool()> isUnwanted)
 {
     const auto isCancelled = std::make_shared<std::atomic<bool>>(false);
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         *isCancelled = isAbandoned_;
         isCancelled_ = isCancelled;
     }
@@ -57,7 +57,7 @@ std::expected<void, Error> MovieCamera::open(std::function<bool()> isUnwanted)
     reader_ = std::move(*opened);
     const platform::CGSize size = reader_->presentationDimensions();
     if (size.width > 0 && size.height > 0) {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         description_.presentationDimensions = size;
     }
     return {};

@@ -5,9 +5,10 @@
 
 #include <engine/capture/CameraDriver.h>
 
+#include <tamsel/Mutex.h>
+
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -43,7 +44,7 @@ private:
     const bool repeats_;
     const DriverServices services_;
     const std::shared_ptr<PlaybackClock> clock_ = std::make_shared<PlaybackClock>();
-    mutable std::mutex guard_; ///< of the next three
+    mutable Mutex guard_; ///< of the next three
     engine::CameraDescription description_;
     std::shared_ptr<std::atomic<bool>> isCancelled_;
     bool isAbandoned_ = false;

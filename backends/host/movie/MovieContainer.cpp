@@ -5,6 +5,8 @@
 
 #include <engine/dispatch/startThread.h>
 
+#include <tamsel/Mutex.h>
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavdevice/avdevice.h>
@@ -256,8 +258,8 @@ std::expected<MovieContainer, Error> openNow(
 
 /// What the thread that opens an input shares with the one that waits for it.
 struct Opening {
-    std::mutex guard;
-    std::condition_variable isDone;
+    Mutex guard;
+    Condition isDone;
     std::optional<std::expected<MovieContainer, Error>> result;
 };
 
@@ -303,22 +305,22 @@ std::expected<MovieContainer, Error> openMovie(
     const auto opening = std::make_shared<Opening>();
     std::thread thread = engine::startThread([opening, input, formats, interest] {
         auto result = openNow(input, formats, interest);
-        const std::lock_guard lock(opening->guard);
+        const MutexLock lock(opening->guard);
         opening->result.emplace(std::move(result));
-        opening->isDone.notify_one();
+        opening->isDone.notifyOne();
     });
     if (!thread.joinable())
         return failure(input, "no thread is left");
     thread.detach();
     const auto end = std::chrono::steady_clock::now() + wait.limit;
-    std::unique_lock lock(opening->guard);
+    MutexLock lock(opening->guard);
     while (!opening->result) {
         const bool isUnwanted = interest->hasEnded() || (wait.isUnwanted && wait.isUnwanted());
         if (isUnwanted || std::chrono::steady_clock::now() >= end) {
             interest->end();
             return failure(input, isUnwanted ? "is not wanted any more" : "takes too long to open");
         }
-        opening->isDone.wait_for(lock, pauseBetweenLooks);
+        opening->isDone.waitUntil(lock, std::chrono::steady_clock::now() + pauseBetweenLooks);
     }
     return *std::move(opening->result);
 }

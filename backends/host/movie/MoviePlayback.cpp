@@ -160,16 +160,16 @@ StreamPlayback::StreamPlayback(std::unique_ptr<MovieReader> reader,
 
 void StreamPlayback::stop()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     *isCancelled_ = true;
-    stopped_.notify_all();
+    stopped_.notifyAll();
 }
 
 bool StreamPlayback::waitUntil(nanoseconds time)
 {
-    std::unique_lock lock(guard_);
-    return !stopped_.wait_until(
-        lock, std::chrono::steady_clock::time_point(time), [this] { return isCancelled_->load(); });
+    MutexLock lock(guard_);
+    while (!*isCancelled_ && stopped_.waitUntil(lock, std::chrono::steady_clock::time_point(time))) { }
+    return !*isCancelled_;
 }
 
 void StreamPlayback::read()

@@ -5,12 +5,13 @@
 
 #include <engine/capture/CameraDriver.h>
 
+#include <tamsel/Mutex.h>
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <expected>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace tamsel::host {
@@ -93,8 +94,8 @@ private:
     const std::unique_ptr<MovieReader> reader_;
     const std::shared_ptr<std::atomic<bool>> isCancelled_;
     const std::shared_ptr<engine::FrameSink> sink_;
-    std::mutex guard_;
-    std::condition_variable stopped_;
+    Mutex guard_;
+    Condition stopped_;
 };
 
 } // namespace tamsel::host

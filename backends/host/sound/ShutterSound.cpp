@@ -97,7 +97,7 @@ ShutterSound::~ShutterSound()
 
 void ShutterSound::play(platform::SystemSoundID /*id*/)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (!command_)
         command_ = shutterCommand();
     if (command_->empty())
@@ -127,7 +127,7 @@ void ShutterSound::play(platform::SystemSoundID /*id*/)
 
 void ShutterSound::stop(platform::SystemSoundID /*id*/)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     end();
 }
 

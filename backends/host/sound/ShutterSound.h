@@ -2,10 +2,11 @@
 
 #include <engine/audio/SystemSounds.h>
 
+#include <tamsel/Mutex.h>
+
 #include <sys/types.h>
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,7 +28,7 @@ public:
 private:
     void end();
 
-    std::mutex guard_;
+    Mutex guard_;
     std::optional<std::vector<std::string>> command_; ///< found at first use; empty: there is none
     pid_t player_ = 0; ///< the process that plays; 0: none
 };

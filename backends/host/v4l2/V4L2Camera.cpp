@@ -26,7 +26,7 @@ V4L2Camera::~V4L2Camera()
 
 engine::CameraDescription V4L2Camera::description() const
 {
-    const std::lock_guard lock(descriptionGuard_);
+    const MutexLock lock(descriptionGuard_);
     return description_;
 }
 
@@ -53,7 +53,7 @@ std::expected<void, platform::Error> V4L2Camera::takeDevice()
     if (const int count = (*device)->requestBuffers(1); count < 1)
         return std::unexpected((*device)->error("cannot be taken", count < 0 ? -count : ENOMEM));
     device_ = std::move(*device);
-    const std::lock_guard lock(descriptionGuard_);
+    const MutexLock lock(descriptionGuard_);
     if (description_.name.empty())
         description_.name = device_->card();
     return {};
@@ -103,7 +103,7 @@ std::expected<void, platform::Error> V4L2Camera::startStream(
     if (!stream)
         return std::unexpected(std::move(stream.error()));
     stream_ = std::move(*stream);
-    const std::lock_guard lock(descriptionGuard_);
+    const MutexLock lock(descriptionGuard_);
     description_.presentationDimensions
         = platform::CGSize{static_cast<double>(format->width), static_cast<double>(format->height)};
     return {};

@@ -5,9 +5,10 @@
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
 
+#include <tamsel/Mutex.h>
+
 #include <expected>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace tamsel::host {
@@ -53,7 +54,7 @@ private:
     std::shared_ptr<V4L2Device> device_; ///< absent also in an open camera that was lost
     std::shared_ptr<V4L2Stream> stream_;
 
-    mutable std::mutex descriptionGuard_;
+    mutable Mutex descriptionGuard_;
     engine::CameraDescription description_;
 };
 

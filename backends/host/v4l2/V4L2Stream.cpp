@@ -95,7 +95,7 @@ std::expected<void, platform::Error> V4L2Stream::begin(engine::EventSources& sou
         turnOff();
         return std::unexpected(device_->error("cannot be waited for", ENOTSUP));
     }
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     source_ = std::move(source);
     source_->armReadable();
     return {};
@@ -105,7 +105,7 @@ void V4L2Stream::stop()
 {
     std::unique_ptr<engine::EventSource> source;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         source = std::move(source_);
     }
     if (source)
@@ -114,7 +114,7 @@ void V4L2Stream::stop()
 
 bool V4L2Stream::isLost() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return isLost_;
 }
 
@@ -153,7 +153,7 @@ void V4L2Stream::takeFrame()
 
 int V4L2Stream::dequeue(v4l2_buffer& buffer)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (!source_)
         return EAGAIN;
     const int number = device_->control(VIDIOC_DQBUF, &buffer);
@@ -169,7 +169,7 @@ int V4L2Stream::dequeue(v4l2_buffer& buffer)
 int V4L2Stream::queueAgain(v4l2_buffer& buffer)
 {
     // Ended meanwhile: the number may already mean a buffer of the next start.
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (!source_)
         return EAGAIN;
     v4l2_buffer again = captureBuffer(buffer.index);
@@ -221,7 +221,7 @@ void V4L2Stream::lose(std::string_view what, int number)
 {
     std::unique_ptr<engine::EventSource> source;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!source_)
             return;
         source = std::move(source_);

@@ -7,11 +7,12 @@
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
 
+#include <tamsel/Mutex.h>
+
 #include <chrono>
 #include <cstdint>
 #include <expected>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -71,7 +72,7 @@ private:
     int emptyWakes_ = 0;
 
     /// Held for single calls that do not wait, never during a conversion or a call of the sink.
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::unique_ptr<engine::EventSource> source_; ///< absent once it has ended
     bool isLost_ = false;
 };

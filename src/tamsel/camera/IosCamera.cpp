@@ -101,13 +101,13 @@ void IosCamera::setMinimumFocusObjectSize(std::optional<double> size)
 
 void IosCamera::setDelegate(std::weak_ptr<CameraDelegate> delegate)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     delegate_.swap(delegate);
 }
 
 std::shared_ptr<CameraDelegate> IosCamera::delegate() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return delegate_.lock();
 }
 
@@ -134,7 +134,7 @@ void IosCamera::setSampleBufferDelegate(std::weak_ptr<VideoFrameHandler> handler
 {
     std::shared_ptr<AVCaptureVideoDataOutput> output;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         output = videoDataOutput_;
     }
     if (output)
@@ -157,7 +157,7 @@ void IosCamera::pause(Completion completion)
 void IosCamera::resume()
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!videoDataOutput_)
             return;
     }
@@ -209,7 +209,7 @@ void IosCamera::addPreviewLayer(const std::shared_ptr<CALayer>& layer)
         return std::dynamic_pointer_cast<AVCaptureVideoPreviewLayer>(sublayer) != nullptr;
     });
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (showsPreview && !previewLayer_.expired())
             return;
     }
@@ -219,7 +219,7 @@ void IosCamera::addPreviewLayer(const std::shared_ptr<CALayer>& layer)
     preview->setVideoGravity(preferredVideoGravity_.value_or(AVLayerVideoGravity::resizeAspect));
     preview->setFrame(layer->bounds());
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         previewLayer_ = preview;
     }
     layer->addSublayer(preview);

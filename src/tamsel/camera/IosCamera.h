@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/camera/Camera.h>
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/UIDevice.h>
@@ -9,7 +10,6 @@
 #include <filesystem>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -127,7 +127,7 @@ private:
     bool isTornDown_ = false;
 
     // Read on the client's thread, by `pause`, `resume` and `captureStillImage`, while the set-up may be writing them.
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::weak_ptr<CameraDelegate> delegate_;
     std::shared_ptr<platform::AVCaptureVideoDataOutput> videoDataOutput_;
     std::weak_ptr<platform::AVCaptureVideoPreviewLayer> previewLayer_;

@@ -17,7 +17,7 @@ void IosCamera::captureStillImage(OvriImageSource source, const std::optional<Ta
 {
     std::shared_ptr<AVCaptureVideoPreviewLayer> preview;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         preview = previewLayer_.lock();
     }
     const std::shared_ptr<AVCaptureConnection> connection = preview ? preview->connection() : nullptr;

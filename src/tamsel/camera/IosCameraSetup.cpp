@@ -65,7 +65,7 @@ void IosCamera::setUpVideoOutputs()
     output->setAlwaysDiscardsLateVideoFrames(true);
     output->setVideoSettings(kCVPixelFormatType_32BGRA);
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         videoDataOutput_.swap(output);
     }
     if (configuration_->videoRecordingEnabled) {
@@ -115,7 +115,7 @@ bool IosCamera::addInputsAndOutputs(UIInterfaceOrientation orientation)
 
     std::shared_ptr<AVCaptureVideoDataOutput> videoDataOutput;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         videoDataOutput = videoDataOutput_;
     }
     if (!videoDataOutput || !session.canAddOutput(videoDataOutput)) {

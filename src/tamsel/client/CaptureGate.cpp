@@ -34,7 +34,7 @@ CaptureGate::CaptureGate(Private, std::vector<CaptureCondition> conditions,
 void CaptureGate::arm()
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (std::exchange(isArmed_, true))
             return;
     }
@@ -43,13 +43,13 @@ void CaptureGate::arm()
 
 void CaptureGate::cancel()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     isArmed_ = false;
 }
 
 bool CaptureGate::isArmed() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return isArmed_;
 }
 
@@ -57,7 +57,7 @@ std::vector<CaptureCondition> CaptureGate::missing() const
 {
     const nanoseconds now = clock_.monotonic();
     std::vector<CaptureCondition> missing;
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     for (const State& state : states_) {
         if (!holds(state, now))
             missing.push_back(state.condition);
@@ -79,7 +79,7 @@ void CaptureGate::take(const std::function<void(State&, nanoseconds now)>& news)
 {
     {
         const nanoseconds now = clock_.monotonic();
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         // Verdicts cease by being told, codes and faces by not being told: both show now, with the next news.
         if (states_.empty() || !isWhole(now))
             hasOpened_ = false;

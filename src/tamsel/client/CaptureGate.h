@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/client/CaptureCondition.h>
 #include <tamsel/facade/types/OvriMetadataOutputDelegate.h>
 #include <tamsel/facade/types/OvriMotionSourceDelegate.h>
@@ -8,7 +9,6 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -81,7 +81,7 @@ private:
     platform::Clock& clock_;
     const std::chrono::nanoseconds viewTime_;
 
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::vector<State> states_;
     bool isArmed_ = false;
     bool hasOpened_ = false; ///< and since then all conditions have held

@@ -51,7 +51,7 @@ std::expected<void, CameraError> OvriSourceManager::startSession(const SourceTyp
 {
     std::optional<SourceType> previous;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         previous = std::exchange(activeType_, type);
     }
     const std::optional<double> minimumFocusObjectSize = doubleFor("minimumFocusObjectSize", configurations);
@@ -93,7 +93,7 @@ std::expected<void, CameraError> OvriSourceManager::startCameraSession(Position 
                                 .videoRecordingEnabled = false},
             platform_);
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         camera->setPreferredVideoGravity(preferredVideoGravity_);
     }
     camera->setMinimumFocusObjectSize(minimumFocusObjectSize);
@@ -111,7 +111,7 @@ void OvriSourceManager::finishCameraStart(
 {
     std::vector<AVMetadataObjectType> metadataTypes;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         metadataTypes = metadataDetectionTypes_;
     }
     camera->setDelegate(relay_);
@@ -175,7 +175,7 @@ void OvriSourceManager::stopVideoRecording()
 
 std::shared_ptr<Camera> OvriSourceManager::camera() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return camera_;
 }
 
@@ -184,7 +184,7 @@ void OvriSourceManager::setCamera(std::shared_ptr<Camera> camera)
     std::shared_ptr<const FrameLedger> ledger = camera ? camera->frameLedger() : nullptr;
     std::vector<WhenCameraStopped> stopped;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (!camera)
             stopped.swap(whenCameraStopped_);
         camera_.swap(camera); // the earlier camera goes with the argument, after the lock
@@ -198,7 +198,7 @@ void OvriSourceManager::setCamera(std::shared_ptr<Camera> camera)
 void OvriSourceManager::whenCameraStopped(WhenCameraStopped callback)
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (camera_) {
             whenCameraStopped_.push_back(std::move(callback));
             return;
@@ -217,7 +217,7 @@ FrameCounts OvriSourceManager::frameCounts() const
 {
     std::shared_ptr<const FrameLedger> ledger;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         ledger = frameLedger_;
     }
     return ledger ? ledger->counts() : FrameCounts{};
@@ -225,43 +225,43 @@ FrameCounts OvriSourceManager::frameCounts() const
 
 std::shared_ptr<OvriSourceToSession> OvriSourceManager::delegate() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return delegate_.lock();
 }
 
 void OvriSourceManager::setDelegate(std::weak_ptr<OvriSourceToSession> delegate)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     delegate_.swap(delegate);
 }
 
 std::shared_ptr<OvriMotionSourceDelegate> OvriSourceManager::motionDelegate() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return motionDelegate_.lock();
 }
 
 void OvriSourceManager::setMotionDelegate(std::weak_ptr<OvriMotionSourceDelegate> delegate)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     motionDelegate_.swap(delegate);
 }
 
 std::shared_ptr<OvriMetadataOutputDelegate> OvriSourceManager::metadataDelegate() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return metadataDelegate_.lock();
 }
 
 void OvriSourceManager::setMetadataDelegate(std::weak_ptr<OvriMetadataOutputDelegate> delegate)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     metadataDelegate_.swap(delegate);
 }
 
 std::optional<SourceType> OvriSourceManager::activeType() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return activeType_;
 }
 

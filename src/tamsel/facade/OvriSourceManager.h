@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/camera/CameraConfiguration.h>
 #include <tamsel/facade/TamselSourceManagerProtocol.h>
 #include <tamsel/facade/types/OvriMetadataOutputDelegate.h>
@@ -13,7 +14,6 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -169,7 +169,7 @@ private:
 
     // The client's thread, the main queue, the session queue and the response queue meet here. Nothing is called,
     // and nothing released, while it is held.
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::shared_ptr<Camera> camera_;
     std::vector<WhenCameraStopped> whenCameraStopped_;
     std::shared_ptr<AssetProcessor> assetProcessor_;
@@ -182,7 +182,7 @@ private:
     std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_;
 
     // One start or stop of a worker at a time, so that each kind has one worker at most.
-    std::mutex motionGuard_;
+    Mutex motionGuard_;
     std::optional<platform::UUID> stabilityWorkerId_;
     std::optional<platform::UUID> facingAngleWorkerId_;
 };

@@ -33,13 +33,13 @@ void OvriSourceManager::startAssetSession(const std::shared_ptr<AVAsset>& asset)
 
 std::shared_ptr<AssetProcessor> OvriSourceManager::assetProcessor() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return assetProcessor_;
 }
 
 void OvriSourceManager::setAssetProcessor(std::shared_ptr<AssetProcessor> processor)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     assetProcessor_.swap(processor); // the earlier one goes with the argument, after the lock
 }
 

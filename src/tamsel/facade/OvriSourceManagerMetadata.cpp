@@ -17,7 +17,7 @@ void OvriSourceManager::setMetadataDetection(
     const std::vector<MetadataObjectType>& types, std::weak_ptr<OvriMetadataOutputDelegate> delegate)
 {
     setMetadataDelegate(std::move(delegate));
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     for (const MetadataObjectType type : types)
         metadataDetectionTypes_.emplace_back(type.rawValue());
 }

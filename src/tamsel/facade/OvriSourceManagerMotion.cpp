@@ -71,7 +71,7 @@ void OvriSourceManager::replaceWorker(
 {
     if (!motionHelper_)
         return;
-    const std::lock_guard lock(motionGuard_);
+    const MutexLock lock(motionGuard_);
     if (workerId)
         motionHelper_->unregisterWorker(*workerId);
     // Called on the response queue already, so it delivers at once.
@@ -93,7 +93,7 @@ void OvriSourceManager::stopMotionWorkers()
 {
     if (!motionHelper_)
         return;
-    const std::lock_guard lock(motionGuard_);
+    const MutexLock lock(motionGuard_);
     for (std::optional<UUID>* workerId : {&stabilityWorkerId_, &facingAngleWorkerId_}) {
         if (*workerId)
             motionHelper_->unregisterWorker(**workerId);

@@ -89,7 +89,7 @@ CGSize OvriSourceManager::imageResolution() const
 
 void OvriSourceManager::prefersAspectFillCameraPreview()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     preferredVideoGravity_ = AVLayerVideoGravity::resizeAspectFill;
 }
 

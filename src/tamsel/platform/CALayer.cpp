@@ -7,13 +7,13 @@ namespace tamsel::platform {
 
 std::string CALayer::name() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return name_;
 }
 
 void CALayer::setName(std::string name)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     name_ = std::move(name);
 }
 
@@ -24,32 +24,32 @@ CGRect CALayer::bounds() const
 
 CGRect CALayer::frame() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return frame_;
 }
 
 void CALayer::setFrame(CGRect frame)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     frame_ = frame;
 }
 
 std::vector<std::shared_ptr<CALayer>> CALayer::sublayers() const
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     return sublayers_;
 }
 
 void CALayer::addSublayer(std::shared_ptr<CALayer> layer)
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     sublayers_.push_back(std::move(layer));
 }
 
 void CALayer::removeSublayer(const std::shared_ptr<CALayer>& layer)
 {
     std::shared_ptr<CALayer> removed; // released after the lock: its destructor may be the client's
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     if (const auto found = std::ranges::find(sublayers_, layer); found != sublayers_.end()) {
         removed = std::move(*found);
         sublayers_.erase(found);

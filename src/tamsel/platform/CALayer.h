@@ -1,10 +1,10 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/Geometry.h>
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -34,7 +34,7 @@ public:
     void removeSublayer(const std::shared_ptr<CALayer>& layer);
 
 private:
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     std::string name_;
     CGRect frame_;
     std::vector<std::shared_ptr<CALayer>> sublayers_;

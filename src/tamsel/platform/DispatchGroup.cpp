@@ -4,7 +4,7 @@ namespace tamsel::platform {
 
 void DispatchGroup::enter()
 {
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     ++entered_;
 }
 
@@ -12,7 +12,7 @@ void DispatchGroup::leave()
 {
     std::vector<Waiting> ready;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         assert(entered_ > 0);
         if (--entered_ == 0)
             ready.swap(waiting_);
@@ -24,7 +24,7 @@ void DispatchGroup::leave()
 void DispatchGroup::notify(std::shared_ptr<DispatchQueue> queue, WorkItem item)
 {
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         if (entered_ > 0) {
             waiting_.push_back({std::move(queue), std::move(item)});
             return;

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/Dispatch.h>
 
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -25,7 +25,7 @@ private:
         WorkItem item;
     };
 
-    std::mutex guard_;
+    Mutex guard_;
     std::size_t entered_ = 0;
     std::vector<Waiting> waiting_;
 };

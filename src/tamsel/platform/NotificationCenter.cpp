@@ -6,7 +6,7 @@ void NotificationCenter::add(Registration registration)
 {
     auto shared = std::make_shared<const Registration>(std::move(registration));
     Registrations ended;
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     ended = takeOut([](const Registration& existing) { return existing.observer.expired(); });
     registrations_.push_back(std::move(shared));
 }
@@ -14,7 +14,7 @@ void NotificationCenter::add(Registration registration)
 void NotificationCenter::removeObserver(const void* observer)
 {
     Registrations ended;
-    const std::lock_guard lock(guard_);
+    const MutexLock lock(guard_);
     ended = takeOut([observer](const Registration& existing) { return existing.identity == observer; });
 }
 
@@ -35,7 +35,7 @@ void NotificationCenter::post(std::string_view name, std::shared_ptr<void> objec
 {
     Registrations receivers;
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         for (const auto& registration : registrations_) {
             if (registration->name == name)
                 receivers.push_back(registration);

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
+
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -66,7 +67,7 @@ private:
     /// With the guard held. What it takes out may hold an observer's last reference: it is released without the guard.
     [[nodiscard]] Registrations takeOut(const std::function<bool(const Registration&)>& condition);
 
-    std::mutex guard_;
+    Mutex guard_;
     Registrations registrations_;
 };
 

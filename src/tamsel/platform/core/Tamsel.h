@@ -1,8 +1,8 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/core/TamselCameraSettings.h>
 
-#include <mutex>
 #include <utility>
 
 namespace tamsel::platform {
@@ -12,17 +12,17 @@ class Tamsel {
 public:
     [[nodiscard]] TamselCameraSettings cameraSettings() const
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         return cameraSettings_;
     }
     void setCameraSettings(TamselCameraSettings settings)
     {
-        const std::lock_guard lock(guard_);
+        const MutexLock lock(guard_);
         std::swap(cameraSettings_, settings);
     }
 
 private:
-    mutable std::mutex guard_;
+    mutable Mutex guard_;
     TamselCameraSettings cameraSettings_;
 };
 
