@@ -27,9 +27,9 @@ public:
 
     void send(std::size_t chain, FrameHandle frame) override
     {
-        chains_[chain][0]->async([this, chain, frame = std::move(frame)]() mutable {
-            chains_[chain][1]->async([this, chain, frame = std::move(frame)]() mutable {
-                chains_[chain][2]->async([this, frame = std::move(frame)] { client_.receive(*frame); });
+        chains_[chain][0]->handOver([this, chain, frame = std::move(frame)]() mutable {
+            chains_[chain][1]->handOver([this, chain, frame = std::move(frame)]() mutable {
+                chains_[chain][2]->handOver([this, frame = std::move(frame)] { client_.receive(*frame); });
             });
         });
     }

@@ -23,6 +23,8 @@ namespace tamsel::tests {
 ///         platform::RunLoops& runLoops();
 ///         /// Lets queues, the main loop and time go on until `done`; called on the main thread.
 ///         void runUntil(std::function<bool()> done);
+///         /// Blocks the calling item: for a second of virtual time, or until `done`.
+///         void blockUntil(const std::function<bool()>& done);
 ///     };
 ///
 /// The tests hold queues and journals that outlive what they post, because `runUntil` ends with the last item.
@@ -94,7 +96,9 @@ TYPED_TEST_P(DispatchContract, ALongChainOfQueuesKeepsTheOrderAndLosesNothing)
     std::vector<int> arrived;
     std::atomic<int> count = 0;
     const std::function<void(std::size_t, int)> pass = [&](std::size_t place, int value) {
-        queues[place]->async([&, place, value] {
+        const auto add
+            = value % 2 == 0 ? &platform::DispatchQueue::async : &platform::DispatchQueue::handOver;
+        (*queues[place].*add)([&, place, value] {
             if (place + 1 < queues.size()) {
                 pass(place + 1, value);
             } else {
@@ -231,6 +235,30 @@ TYPED_TEST_P(DispatchContract, WhatACapturePostsAsItIsDestroyedRunsAsWell)
     this->runUntil([&ran] { return ran == 4; });
 }
 
+TYPED_TEST_P(DispatchContract, AnItemThatBlocksDelaysOnlyItsOwnQueue)
+{
+    for (const bool isBehindAHandOver : {false, true}) {
+        const auto client = this->makeQueue();
+        const auto other = this->makeQueue();
+        std::atomic<bool> otherRan = false;
+        std::atomic<bool> nextRan = false;
+        // From an item, so that all of them are in the queue before the first one runs.
+        client->async([&] {
+            if (isBehindAHandOver)
+                client->async([&] { other->handOver([&otherRan] { otherRan = true; }); });
+            client->async([&] {
+                if (!isBehindAHandOver)
+                    other->async([&otherRan] { otherRan = true; });
+                this->harness_.blockUntil([&otherRan] { return otherRan.load(); });
+                EXPECT_TRUE(otherRan);
+                EXPECT_FALSE(nextRan);
+            });
+            client->async([&nextRan] { nextRan = true; });
+        });
+        this->runUntil([&nextRan] { return nextRan.load(); });
+    }
+}
+
 TYPED_TEST_P(DispatchContract, QueuesThatNeverRestStarveNobody)
 {
     std::atomic<bool> isStopped = false;
@@ -241,7 +269,7 @@ TYPED_TEST_P(DispatchContract, QueuesThatNeverRestStarveNobody)
         if (isStopped)
             --stillRunning;
         else
-            queue->async([&feed, queue, next] { feed(next, queue); });
+            queue->handOver([&feed, queue, next] { feed(next, queue); });
     };
     // Some feed themselves, and more pairs than there are workers feed each other.
     for (const auto& queue :
@@ -344,8 +372,8 @@ REGISTER_TYPED_TEST_SUITE_P(DispatchContract, ASerialQueueRunsItsItemsInOrderAnd
     ALongChainOfQueuesKeepsTheOrderAndLosesNothing, AnItemNeverRunsInsideTheCallThatPostedIt,
     OnlyTheQueueWhoseItemRunsIsCurrent, TheMainQueueRunsOnTheMainThreadInOrder,
     PostedItemsRunThoughNobodyHoldsTheQueue, AnItemIsDestroyedBeforeTheNextOneRuns,
-    WhatACapturePostsAsItIsDestroyedRunsAsWell, QueuesThatNeverRestStarveNobody,
-    TimersFireInTheOrderOfTheirTimesAndOnlyWhileTheLoopRuns,
+    WhatACapturePostsAsItIsDestroyedRunsAsWell, AnItemThatBlocksDelaysOnlyItsOwnQueue,
+    QueuesThatNeverRestStarveNobody, TimersFireInTheOrderOfTheirTimesAndOnlyWhileTheLoopRuns,
     ATimerKeepsItsBlockWhileItRunsAndNoLongerThanItIsValid, ATimersBlockMayMakeAndEndTimers);
 
 } // namespace tamsel::tests

@@ -18,6 +18,7 @@ template <std::uint64_t Seed> struct SimulatedHarness {
             scheduler.pass(std::chrono::microseconds(1)); // queues that never rest would hold the time up
         }
     }
+    void blockUntil(const std::function<bool()>&) { scheduler.spend(std::chrono::seconds(1)); }
 
     simulated::Scheduler scheduler{Seed, 0};
 };

@@ -10,6 +10,15 @@ struct ThreadedHarness {
     platform::RunLoops& runLoops() { return threaded; }
 
     void runUntil(const std::function<bool()>& done) { tests::runUntil(threaded.mainLoop(), done); }
+    void blockUntil(const std::function<bool()>& done)
+    {
+        const auto end = std::chrono::steady_clock::now() + patience;
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > end)
+                giveUp();
+            std::this_thread::yield();
+        }
+    }
 
     engine::ThreadedDispatch threaded;
 };

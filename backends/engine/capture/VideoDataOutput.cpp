@@ -47,8 +47,8 @@ void VideoDataOutput::deliver(
         return;
     }
     isWaiting_ = true;
-    queue->async([self = shared_from_this(), sampleBuffer = std::move(sampleBuffer),
-                     stream = std::move(stream)]() mutable {
+    queue->handOver([self = shared_from_this(), sampleBuffer = std::move(sampleBuffer),
+                        stream = std::move(stream)]() mutable {
         self->isWaiting_ = false;
         const auto delegate = stream->isClosed() ? nullptr : self->receiver().delegate.lock();
         if (delegate)

@@ -35,16 +35,27 @@ bool SerialQueue::isCurrent(const void* identity)
 
 void SerialQueue::async(platform::WorkItem item)
 {
+    if (add(std::move(item)))
+        executor_->schedule(*this);
+}
+
+void SerialQueue::handOver(platform::WorkItem item)
+{
+    if (add(std::move(item)))
+        executor_->scheduleNext(*this);
+}
+
+bool SerialQueue::add(platform::WorkItem item)
+{
     WorkCell* cell = takeCell(std::move(item));
     WorkCell* newest = newest_.load(std::memory_order_relaxed);
     do {
         cell->next = newest == busyMarker() ? nullptr : newest;
     } while (
         !newest_.compare_exchange_weak(newest, cell, std::memory_order_acq_rel, std::memory_order_relaxed));
-    if (newest == nullptr) {
+    if (newest == nullptr)
         retain();
-        executor_->schedule(*this);
-    }
+    return newest == nullptr;
 }
 
 WorkCell* SerialQueue::nextCell()

@@ -19,6 +19,8 @@ public:
 
     /// The queue has just become ready and retains itself. Calls `SerialQueue::run` soon, or `discard` once it is closed.
     virtual void schedule(SerialQueue& queue) = 0;
+    /// The same, by an item that ends now: the calling thread may run the queue next.
+    virtual void scheduleNext(SerialQueue& queue) { schedule(queue); }
 };
 
 /// A serial queue whose state is one atomic word: idle, busy and empty, or the newest cell of a chain. A producer adds
@@ -29,11 +31,12 @@ public:
     SerialQueue(std::string label, std::shared_ptr<QueueExecutor> executor, const void* identity = nullptr);
 
     void async(platform::WorkItem item) override;
+    void handOver(platform::WorkItem item) override;
     [[nodiscard]] const std::string& label() const override { return label_; }
     [[nodiscard]] bool isCurrent() const override { return isCurrent(identity_); }
     [[nodiscard]] static bool isCurrent(const void* identity);
 
-    // For executors. A ready queue is in exactly one place: a list, a slot, or running.
+    // For executors. A ready queue is in exactly one place: in a list, next on a thread, or running.
 
     /// Runs up to `limit` items; true when it is still ready, else it has become idle.
     [[nodiscard]] bool run(int limit);
@@ -43,31 +46,12 @@ public:
     [[nodiscard]] std::shared_ptr<SerialQueue> release() { return std::move(retained_); }
     void retain() { retained_ = shared_from_this(); }
 
-    /// How what an item of this queue hands over is to be carried: by its own worker, next; the same, with somebody who
-    /// watches whether the item ends soon; or by another worker at once.
-    enum class HandOver { trusted, watched, byAnother };
-    /// For the next hand-over. Each one that goes well brings it nearer to being trusted.
-    [[nodiscard]] HandOver nextHandOver()
-    {
-        const int left = probation_.load(std::memory_order_relaxed);
-        if (left == 0)
-            return HandOver::trusted;
-        probation_.store(left - 1, std::memory_order_relaxed);
-        return left > watchedHandOvers ? HandOver::byAnother : HandOver::watched;
-    }
-    /// An item has handed something over and then gone on for long.
-    void noteEarlyHandOver()
-    {
-        probation_.store(earlyHandOvers + watchedHandOvers, std::memory_order_relaxed);
-    }
-
     /// Link of the executor's list of ready queues.
     SerialQueue* nextReady = nullptr;
 
 private:
-    static constexpr int watchedHandOvers = 8;
-    static constexpr int earlyHandOvers = 64;
-
+    /// True when the queue was idle and has to be scheduled.
+    [[nodiscard]] bool add(platform::WorkItem item);
     [[nodiscard]] WorkCell* nextCell();
     [[nodiscard]] bool becomeIdle();
 
@@ -78,7 +62,6 @@ private:
     /// Taken from the chain and turned round: oldest first. Belongs to whoever runs the queue.
     WorkCell* taken_ = nullptr;
     std::shared_ptr<SerialQueue> retained_;
-    std::atomic<int> probation_ = watchedHandOvers;
 };
 
 } // namespace tamsel::engine

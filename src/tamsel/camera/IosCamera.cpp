@@ -61,7 +61,7 @@ void IosCamera::receiveFrames()
         if (!self)
             return;
         // Strong: a frame that has come this far is handed over even when the owner lets go meanwhile.
-        self->sessionQueue_->async([self, result = std::move(result)]() mutable {
+        self->sessionQueue_->handOver([self, result = std::move(result)]() mutable {
             const std::shared_ptr<CameraDelegate> delegate = self->delegate();
             if (!delegate)
                 return;

@@ -30,8 +30,8 @@ CGImagePropertyOrientation frameExifOrientation(UIDeviceOrientation orientation)
 void OvriSourceManager::Relay::didOutputSampleBuffer(
     std::shared_ptr<CMSampleBuffer> sampleBuffer, std::optional<CGAffineTransform> preferredTransform)
 {
-    responseQueue_->async([weakManager = manager_, sampleBuffer = std::move(sampleBuffer),
-                              preferredTransform] {
+    responseQueue_->handOver([weakManager = manager_, sampleBuffer = std::move(sampleBuffer),
+                                 preferredTransform] {
         const std::shared_ptr<OvriSourceManager> manager = weakManager.lock();
         if (!manager || !sampleBuffer->imageBuffer())
             return;

@@ -5,6 +5,7 @@
 #include <cassert>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace tamsel::platform {
 
@@ -18,6 +19,10 @@ public:
 
     /// Adds an item at the end and returns at once.
     virtual void async(WorkItem item) = 0;
+
+    /// As `async`, as the caller's last act: the calling thread may run the item next, which saves a wake. What the caller
+    /// does afterwards may delay the item.
+    virtual void handOver(WorkItem item) { async(std::move(item)); }
 
     [[nodiscard]] virtual const std::string& label() const = 0;
 

@@ -87,32 +87,23 @@ TEST(DispatchPool, ClientsThatBlockHoldUpTheirOwnQueuesOnly)
     EXPECT_EQ(ran, 6);
 }
 
-TEST(DispatchPool, WhatAnItemHandsOverRunsThoughThatItemGoesOn)
+TEST(DispatchPool, WhatAnItemHandsOverRunsNextOnItsThread)
 {
-    // As many as workers and more: each waits for what it has just posted.
-    Counter done;
-    ThreadedDispatch dispatch(2);
-    for (int count = 0; count < 5; ++count) {
-        dispatch.makeSerialQueue("asks")->async([&dispatch, &done] {
-            drain(*dispatch.makeSerialQueue("answers"));
-            done.raise();
+    ThreadedDispatch dispatch(4);
+    const Queue first = dispatch.makeSerialQueue("first");
+    for (int count = 0; count < 100; ++count) {
+        const Queue second = dispatch.makeSerialQueue("second"); // a new one is idle
+        std::thread::id thread;
+        Counter done;
+        first->async([&] {
+            thread = std::this_thread::get_id();
+            second->handOver([&] {
+                EXPECT_EQ(std::this_thread::get_id(), thread);
+                done.raise();
+            });
         });
+        done.waitFor(1);
     }
-    done.waitFor(5);
-
-    // Also from a queue that has always ended with its hand-over before, for so long that it is watched once a second.
-    const Queue asks = dispatch.makeSerialQueue("asks");
-    int count = 5;
-    for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
-        std::chrono::steady_clock::now() < end;) {
-        asks->async([&] { dispatch.makeSerialQueue("answers")->async([&done] { done.raise(); }); });
-        done.waitFor(++count);
-    }
-    asks->async([&] {
-        drain(*dispatch.makeSerialQueue("answers"));
-        done.raise();
-    });
-    done.waitFor(count + 1);
 }
 
 TEST(DispatchPool, ItemsOfTheGlobalQueueMayRunAtTheSameTime)
