@@ -42,7 +42,7 @@ JpegContainer::JpegContainer(ByteView file) : ImageContainer(file)
     std::size_t at = 2;
     while (true) {
         const auto byteAt = [&](std::size_t place) { return std::to_integer<unsigned>(file[place]); };
-        // Whatever stands before a marker is passed over, as decoders do.
+        // Bytes before a marker are skipped, as decoders do.
         while (holds(file, at, 2) && (byteAt(at) != 0xFF || byteAt(at + 1) == 0 || byteAt(at + 1) == 0xFF))
             ++at;
         if (!holds(file, at, 2) || byteAt(at + 1) == endOfImage) {

@@ -35,7 +35,7 @@ public:
     /// The error is one line, "FILE:LINE: what is wrong". The whole log is refused: no sample is ever made up.
     [[nodiscard]] static std::expected<std::shared_ptr<const MotionLog>, platform::Error> read(
         const std::string& file);
-    /// The same from a stream; `name` stands for the file in errors.
+    /// The same from a stream; errors name the file `name`.
     [[nodiscard]] static std::expected<std::shared_ptr<const MotionLog>, platform::Error> parse(
         std::istream& stream, const std::string& name);
 

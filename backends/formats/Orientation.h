@@ -17,7 +17,7 @@ inline constexpr Orientation upright = 1;
     return orientation >= 5;
 }
 
-/// What the number stands for; upright when that is nothing known.
+/// The orientation that the number means; upright when it means none.
 [[nodiscard]] constexpr Orientation orientationOf(double number)
 {
     return number >= 1 && number <= 8 ? static_cast<Orientation>(number) : upright;

@@ -31,7 +31,7 @@ private:
     std::optional<Chunk> profileChunk_; ///< the one whose EXIF counts
     std::size_t headerEnd_ = 0; ///< of the chunk IHDR
     std::size_t pictureBegin_ = 0; ///< of the first chunk with picture data; 0 without one
-    std::size_t prefixSize_ = 0; ///< of what stands in the eXIf chunk before the TIFF structure
+    std::size_t prefixSize_ = 0; ///< of what the eXIf chunk has before the TIFF structure
     std::vector<std::byte> profile_;
 };
 

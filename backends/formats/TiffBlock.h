@@ -41,7 +41,7 @@ inline constexpr std::uint16_t exifDirectory = 0x8769;
 inline constexpr std::uint16_t gpsDirectory = 0x8825;
 } // namespace tiffTag
 
-/// An entry of a directory as it stands, whatever sense it makes.
+/// An entry of a directory as it is written, valid or not.
 struct TiffEntry {
     static constexpr std::size_t size = 12;
 
@@ -51,10 +51,10 @@ struct TiffEntry {
     std::uint32_t count = 0;
 };
 
-/// A directory as it stands: its entries, and where the next one is.
+/// A directory as it is written: its entries, and where the next one is.
 struct TiffDirectory {
     std::size_t place = 0;
-    std::vector<TiffEntry> entries; ///< in the order in which they stand
+    std::vector<TiffEntry> entries; ///< in the order of the file
     std::uint32_t next = 0; ///< the place of the next directory, or 0
     bool hasNext = true; ///< false when the block ends before the place of the next directory
 

@@ -31,7 +31,7 @@ TiffContainer::TiffContainer(ByteView file) : ImageContainer(file)
     }
     exif_ = file;
     if (hasTrailer(file))
-        fail("what stands behind the pages of the TIFF file has to stay at its end");
+        fail("the data behind the pages of the TIFF file has to stay at its end");
     const PixelSize size{.width = block->number(tiffTag::imageWidth).value_or(0),
         .height = block->number(tiffTag::imageLength).value_or(0)};
     if (size.width != 0 && size.height != 0)

@@ -28,7 +28,7 @@ private:
     std::optional<std::size_t> xmpBegin_;
     std::optional<std::size_t> extendedFlags_; ///< the place of the flags of the extended form
     std::size_t chunksEnd_ = 0; ///< where a chunk can be added
-    std::size_t prefixSize_ = 0; ///< of what stands in the EXIF chunk before the TIFF structure
+    std::size_t prefixSize_ = 0; ///< of what the EXIF chunk has before the TIFF structure
     bool isPaddingMissing_ = false; ///< behind the last chunk
     bool isCutOff_ = false;
     bool hasPicture_ = false;

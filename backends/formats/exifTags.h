@@ -30,7 +30,7 @@ struct ExifTag {
     std::size_t count = 1; ///< of values; 0 for any number. Of no meaning for text.
 };
 
-/// The directory that a tag stands in.
+/// The directory of a tag.
 enum class ExifGroup : std::uint8_t { tiff, exif, gps };
 
 /// The tags that are properties: those of EXIF 2.32 (CIPA DC-008-2019), section 4.6, but for the ones that say how the

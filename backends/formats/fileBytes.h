@@ -11,7 +11,7 @@ namespace tamsel::formats {
 /// Bytes that somebody else owns.
 using ByteView = std::span<const std::byte>;
 
-/// Which byte of a number stands first: the lowest or the highest.
+/// Which byte of a number comes first: the lowest or the highest.
 enum class ByteOrder : std::uint8_t { little, big };
 
 /// Whether `size` bytes from `at` on lie inside.
@@ -37,7 +37,7 @@ void appendText(std::vector<std::byte>& bytes, std::string_view text);
 /// The lowest `size` bytes of a number.
 void appendNumber(std::vector<std::byte>& bytes, std::uint64_t number, std::size_t size, ByteOrder order);
 
-/// A change to a file: what stands in place of its bytes from `begin` to `end`.
+/// A change to a file: what replaces its bytes from `begin` to `end`.
 struct Splice {
     std::size_t begin = 0;
     std::size_t end = 0;

@@ -29,9 +29,9 @@ using Inflate = std::function<std::optional<std::vector<std::byte>>(
 [[nodiscard]] platform::PropertyDictionary readImageProperties(
     std::span<const std::byte> file, const Inflate& inflate = {});
 
-/// A JPEG, PNG, WebP or TIFF file anew, with the given properties set over those of its first image. A property that is
-/// the file's own already, or that no tag stands for, changes nothing. Everything else stays as it is, byte for byte;
-/// that the picture does is looked at (`pictureDataIsEqual`) before the file is returned. The error, one line, says why
+/// A JPEG, PNG, WebP or TIFF file anew, with the given properties set over those of its first image. A property that the
+/// file has already, or that has no tag, changes nothing. Everything else stays as it is, byte for byte;
+/// `pictureDataIsEqual` checks this before the file is returned. The error, one line, says why
 /// the file cannot be rewritten.
 [[nodiscard]] std::expected<std::vector<std::byte>, platform::Error> rewriteImage(
     std::span<const std::byte> file, const platform::PropertyDictionary& properties,

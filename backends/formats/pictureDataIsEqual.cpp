@@ -184,7 +184,7 @@ bool isEditable(ExifGroup group, std::uint16_t tag)
         || (group == ExifGroup::tiff && (tag == tiffTag::exifDirectory || tag == tiffTag::gpsDirectory));
 }
 
-/// Whether every entry that no property stands for is still there, and in the same order.
+/// Whether every entry that is no property is still there, and in the same order.
 bool entriesAreKept(ExifGroup group, const TiffBlock& before, const std::optional<TiffDirectory>& old,
     const TiffBlock& after, const std::optional<TiffDirectory>& anew)
 {

@@ -7,7 +7,7 @@ namespace tamsel::formats {
 
 /// Whether two files are the same picture with the same bytes in everything but what a rewriting may change: in JPEG,
 /// PNG and WebP all but the EXIF and what states its size; in a TIFF structure (a file or EXIF) all but entries of its
-/// first, Exif and GPS directories, and what stands behind its old end. Walks both files anew and reads all of both.
+/// first, Exif and GPS directories, and what is behind its old end. Parses both files again and reads all of both.
 [[nodiscard]] bool pictureDataIsEqual(std::span<const std::byte> before, std::span<const std::byte> after);
 
 } // namespace tamsel::formats

@@ -23,8 +23,8 @@ public:
     virtual void cancel() = 0;
 };
 
-/// Makes event sources. Their calls run on a thread of the back end's choice. Whoever arms the source again before it
-/// posts what it has, lets another thread wait for the next event meanwhile. Thread-safe.
+/// Makes event sources. Their calls run on a thread of the back end's choice. A callback that arms the source again
+/// before it posts its result lets another thread wait for the next event meanwhile. Thread-safe.
 class EventSources {
 public:
     virtual ~EventSources() = default;

@@ -9,7 +9,7 @@ namespace tamsel::engine {
 
 namespace {
 
-/// An address that stands in a queue's word while the queue is busy and nothing waits.
+/// The value of a queue's word while the queue is busy and nothing waits.
 alignas(WorkCell) constinit std::byte markerStorage{};
 
 WorkCell* busyMarker()

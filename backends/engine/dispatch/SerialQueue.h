@@ -59,7 +59,7 @@ private:
     const std::shared_ptr<QueueExecutor> executor_;
     const void* const identity_;
     std::atomic<WorkCell*> newest_ = nullptr;
-    /// Taken from the chain and turned round: oldest first. Belongs to whoever runs the queue.
+    /// Taken from the chain and turned round: oldest first. For the thread that runs the queue.
     WorkCell* taken_ = nullptr;
     std::shared_ptr<SerialQueue> retained_;
 };

@@ -12,9 +12,9 @@ struct Platform;
 
 namespace tamsel {
 
-/// Reads the first video track of one recording and hands out one decoded frame every tenth of a second, whatever the
-/// recording's own rate, none left out. Used on the thread that starts the read, whose run loop must run. A processor that
-/// is released goes on to the end of its recording.
+/// Reads the first video track of one asset and delivers one decoded frame every tenth of a second, whatever the asset's
+/// own rate; no frame is left out. Used on the thread that starts the read, whose run loop must run. A processor that is
+/// released continues to the end of its asset.
 class AssetProcessor final : public std::enable_shared_from_this<AssetProcessor> {
     struct Private { };
 

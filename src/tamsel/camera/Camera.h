@@ -52,7 +52,7 @@ public:
     /// On the main queue.
     virtual void addPreviewLayer(const std::shared_ptr<platform::CALayer>& layer) = 0;
 
-    /// Takes one still, the way up of the preview; it comes to the delegate, with the source, or a failure does. Without a
+    /// Takes one still in the orientation of the preview; the delegate receives it with the source, or a failure. Without a
     /// preview it fails at once, on the calling thread. Without settings the product's apply.
     virtual void captureStillImage(
         platform::OvriImageSource source, const std::optional<platform::TamselCameraSettings>& settings)

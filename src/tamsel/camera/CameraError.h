@@ -18,7 +18,7 @@ namespace tamsel {
 class CameraError {
 public:
     enum class Case : std::uint8_t {
-        cameraModeError, ///< the torch cannot be switched; reported, and told to no client
+        cameraModeError, ///< the torch cannot be switched; reported, but delivered to no client
         recordVideoFailed, ///< not made by this library
         noPermission, ///< raised by a start: the use of cameras is denied, or nobody has been asked yet
         cameraRestricted, ///< raised by a start: the use of cameras is not this user's to allow

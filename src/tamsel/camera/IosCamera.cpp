@@ -60,7 +60,7 @@ void IosCamera::receiveFrames()
         const std::shared_ptr<IosCamera> self = weakSelf.lock();
         if (!self)
             return;
-        // Strong: a frame that has come this far is handed over even when the owner lets go meanwhile.
+        // Strong: a frame that has come this far is handed over even when the owner releases the camera meanwhile.
         self->sessionQueue_->handOver([self, result = std::move(result)]() mutable {
             const std::shared_ptr<CameraDelegate> delegate = self->delegate();
             if (!delegate)

@@ -64,7 +64,7 @@ void IosCamera::capturePhoto(
             const std::shared_ptr<IosCamera> self = weakSelf.lock();
             if (!self)
                 return;
-            // Strong: a still that has come this far is handed over even when the owner lets go meanwhile.
+            // Strong: a still that has come this far is handed over even when the owner releases the camera meanwhile.
             self->sessionQueue_->async(
                 [self, finished = std::move(finished), source] { self->deliverPhoto(*finished, source); });
         },

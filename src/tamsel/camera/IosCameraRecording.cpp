@@ -26,7 +26,7 @@ void IosCamera::stopVideoRecording()
     }));
 }
 
-/// False, and told as a failure, when the session does not run.
+/// False, after reporting a failure, when the session does not run.
 bool IosCamera::isReadyToRecord() const
 {
     sessionQueue_->assertCurrent();
@@ -38,7 +38,7 @@ bool IosCamera::isReadyToRecord() const
     return false;
 }
 
-/// A recording that failed is handed on like any other: the file holds what could be recorded.
+/// A recording that failed is delivered like any other: the file holds what could be recorded.
 void IosCamera::captureOutputDidFinishRecording(
     const std::filesystem::path& url, const std::optional<Error>& /*error*/)
 {

@@ -90,7 +90,7 @@ void IosCamera::finishSetUp(
         captureSession_->commitConfiguration();
         return;
     }
-    // Strong: a session that has been put together is started, and told, before its camera may go.
+    // Strong: a session that has been set up is started and reported before its camera may go.
     sessionQueue_->async(
         [self = shared_from_this(), types = std::move(types), completion = std::move(completion)]() mutable {
             self->setUpMetadataOutput(types);

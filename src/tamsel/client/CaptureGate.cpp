@@ -80,7 +80,7 @@ void CaptureGate::take(const std::function<void(State&, nanoseconds now)>& news)
     {
         const nanoseconds now = clock_.monotonic();
         const MutexLock lock(guard_);
-        // Verdicts cease by being told, codes and faces by not being told: both show now, with the next news.
+        // A verdict ends by a report, a code or a face by the lack of one: both show now, with the next report.
         if (states_.empty() || !isWhole(now))
             hasOpened_ = false;
         if (news)
@@ -90,7 +90,7 @@ void CaptureGate::take(const std::function<void(State&, nanoseconds now)>& news)
         isArmed_ = false;
         hasOpened_ = true;
     }
-    const std::shared_ptr<CaptureGate> self = shared_from_this(); // the client may let go of the gate
+    const std::shared_ptr<CaptureGate> self = shared_from_this(); // the client may release the gate
     whenOpen_();
 }
 

@@ -20,12 +20,12 @@ struct Platform;
 namespace tamsel {
 
 /// Opens once all conditions of a capture hold at the same time: that is the moment for `captureStillImage`. For a capture
-/// screen, which hands it to `startMotionDetection` and `setMetadataDetection` as the delegate, or passes on what its own
-/// delegates are told.
+/// screen, which hands it to `startMotionDetection` and `setMetadataDetection` as the delegate, or forwards what its own
+/// delegates receive.
 ///
 /// Each `arm` opens it once at the most. After it has opened, at least one condition must have ceased to hold before it opens
-/// again, so that a device that is kept still before one sheet does not take it twice. Verdicts are told when they change, so a
-/// gate belongs to one run of motion detection: make a new one for the next. Thread-safe.
+/// again, so that a device that is kept still before one sheet does not take it twice. Verdicts are reported when they change,
+/// so a gate belongs to one run of motion detection: make a new one for the next. Thread-safe.
 class CaptureGate final : public OvriMotionSourceDelegate,
                           public OvriMetadataOutputDelegate,
                           public std::enable_shared_from_this<CaptureGate> {
@@ -33,11 +33,11 @@ class CaptureGate final : public OvriMotionSourceDelegate,
 
 public:
     using WhenOpen = std::function<void()>;
-    /// A code or a face that was told within this time counts as in view.
+    /// A code or a face that was reported within this time counts as in view.
     static constexpr std::chrono::nanoseconds defaultViewTime = std::chrono::milliseconds(300);
 
-    /// Not armed. `whenOpen` is called on the response queue, which must be the manager's, when the last condition is told; never
-    /// inside `arm`. Neither may be empty. In the call the client may do anything with the gate, and let go of it. Without
+    /// Not armed. `whenOpen` is called on the response queue, which must be the manager's, when the last condition is met; never
+    /// inside `arm`. Neither may be empty. In the call the client may do anything with the gate, also release it. Without
     /// conditions every `arm` opens. The platform must outlive the gate.
     [[nodiscard]] static std::shared_ptr<CaptureGate> create(std::vector<CaptureCondition> conditions,
         std::shared_ptr<platform::DispatchQueue> responseQueue, WhenOpen whenOpen,
@@ -47,7 +47,7 @@ public:
         std::shared_ptr<platform::DispatchQueue> responseQueue, WhenOpen whenOpen,
         platform::Platform& platform, std::chrono::nanoseconds viewTime);
 
-    /// Waits for the conditions from now on; what has been told before counts. Nothing changes while it waits already.
+    /// Waits for the conditions from now on; what has been reported before counts. Has no effect while it waits already.
     void arm();
     /// Waits no more. Called on the response queue, or when nothing is under way there, it is certain that the gate does not
     /// open until it is armed anew.

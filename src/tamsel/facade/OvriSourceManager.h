@@ -73,8 +73,8 @@ public:
         const std::optional<platform::TamselCameraSettings>& settings) override;
     void provide(std::span<const std::byte> image, const platform::PropertyDictionary& exif,
         platform::CGImagePropertyOrientation orientation) override;
-    /// The image of a video file at 1/60 s, stored way up, made on the calling thread. Absent, after one diagnostic line,
-    /// when there is none.
+    /// The image of a video file at 1/60 s, as it is stored (not turned upright), made on the calling thread. Absent, after one
+    /// diagnostic line, when there is none.
     [[nodiscard]] static std::optional<platform::UIImage> provideThumbnailImage(
         const std::filesystem::path& url, platform::Platform& platform);
 

@@ -18,7 +18,7 @@ using namespace platform;
 
 namespace {
 
-/// The image of a recording that stands for it.
+/// The time of the image that represents a recording.
 constexpr CMTime stillTime{.value = 1, .timescale = 60};
 
 } // namespace

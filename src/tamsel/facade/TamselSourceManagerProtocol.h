@@ -53,7 +53,7 @@ public:
         std::shared_ptr<platform::UIView> previewView)
         = 0;
     /// Stops the running camera for good. The stop ends a moment later and then releases whatever camera is held: one that
-    /// is started before that is lost without an error. `OvriSourceManager::whenCameraStopped` tells when it has ended.
+    /// is started before that is lost without an error. `OvriSourceManager::whenCameraStopped` reports when it has ended.
     /// A camera that does not run stays. While it is paused, lost or in the background it gets no frames before
     /// `resumeCamera`; while it is still being started it runs all the same, and its frames come, unless the start was almost
     /// done: then they come after `resumeCamera`, too.
@@ -63,11 +63,11 @@ public:
     /// Whether a camera session was started, and the camera may be used. Nothing else counts, so a camera that is paused can,
     /// and a recording as a source cannot.
     [[nodiscard]] virtual bool canCaptureStillImage() const = 0;
-    /// Asks for one still image, which comes to the delegate as a sample. While a recording is the latest source: its image
-    /// at 1/60 s as a PNG file, stored way up, made on the calling thread, empty when there is none; the arguments do not
-    /// count. Otherwise the camera's, with its metadata, or a `captureImageFailed`; the sample carries `source`, and without
-    /// settings the product's apply. Nothing without a camera, before `isCameraActive`, or when another camera is started
-    /// before the still is finished.
+    /// Asks for one still image, which comes to the delegate as a sample. While a recording is the latest source: its image at
+    /// 1/60 s as a PNG file, as it is stored (not turned upright), made on the calling thread, empty when there is none; the
+    /// arguments do not count. Otherwise the camera's, with its metadata, or a `captureImageFailed`; the sample carries
+    /// `source`, and without settings the product's apply. Nothing without a camera, before `isCameraActive`, or when another
+    /// camera is started before the still is finished.
     virtual void captureStillImage(
         platform::OvriImageSource source, const std::optional<platform::TamselCameraSettings>& settings)
         = 0;
@@ -77,9 +77,9 @@ public:
     virtual void provide(std::span<const std::byte> image, const platform::PropertyDictionary& exif,
         platform::CGImagePropertyOrientation orientation)
         = 0;
-    /// Goes on after `pauseCamera`.
+    /// Continues after `pauseCamera`.
     virtual void resumeCamera() = 0;
-    /// Stops the camera so that `resumeCamera` can go on with it.
+    /// Stops the camera so that `resumeCamera` can start it again.
     virtual void pauseCamera() = 0;
     /// Whether a camera can be found now, for the two camera types; for `stability` whether there is a gyroscope, and the
     /// manager was made with a motion source. False for everything else, `facingAngle` and recordings too, although they may

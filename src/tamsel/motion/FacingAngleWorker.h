@@ -24,7 +24,7 @@ public:
 
     /// The smallest pitch that counts, in radians.
     [[nodiscard]] double minAngle() const { return minAngle_; }
-    /// What was told last; absent before the first verdict.
+    /// The last verdict that was reported; absent before the first verdict.
     [[nodiscard]] std::optional<bool> latestStatus() const { return latestStatus_; }
 
 private:

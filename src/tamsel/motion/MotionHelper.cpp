@@ -86,7 +86,7 @@ UUID MotionHelper::registerWorker(const MotionWorkerKind& kind, MotionHelperWork
     const std::shared_ptr<MotionHelperWorker> worker = makeWorker(kind);
     worker->setUpdateCallback(std::move(callback)); // before any other thread sees the worker
     const UUID id = worker->id();
-    // Strong: a registration takes place even when the owner lets go meanwhile.
+    // Strong: a registration takes place even when the owner releases the helper meanwhile.
     queue_->async([self = shared_from_this(), worker] {
         worker->setResponseQueue(self->responseQueue_);
         self->workers_.push_back(worker);

@@ -31,7 +31,7 @@ public:
 protected:
     explicit MotionWorker(platform::Dispatch& dispatch) : dispatch_(dispatch) { }
 
-    /// Posts the outcome to whoever wants it, and returns at once.
+    /// Posts the outcome to its receiver and returns at once.
     void deliver(Outcome outcome) const;
 
 private:

@@ -33,7 +33,7 @@ public:
     [[nodiscard]] double duration() const { return duration_; }
     /// Seconds since 1970 of the first stable evaluation of the stable period that runs; 0 when none runs.
     [[nodiscard]] double latestStableTimestamp() const { return latestStableTimestamp_; }
-    /// What was told last; absent before the first verdict.
+    /// The last verdict that was reported; absent before the first verdict.
     [[nodiscard]] std::optional<bool> latestStatus() const { return latestStatus_; }
     /// The samples that the next evaluation looks at, oldest first.
     [[nodiscard]] const std::vector<Entry>& gyroDataStack() const { return gyroDataStack_; }

@@ -45,11 +45,11 @@ public:
         const platform::AVCapturePhoto& photo) override;
 
     /// The last known location: nine entries, with a heading eleven. Degrees and metres are absolute values, their
-    /// signs stand in the references; the stamps are the fix's own time, UTC. Absent without a location.
+    /// signs are in the references; the stamps are the fix's own time, UTC. Absent without a location.
     [[nodiscard]] std::optional<platform::PropertyDictionary> gpsMetadata() const;
 
     /// The dictionary with its TIFF Software and Model rewritten: Software is prefixed, Model is followed by the camera
-    /// model; the device stands in for what is missing or no text. Doing it twice does it twice.
+    /// model; the device replaces a value that is missing or no text. A second call adds everything again.
     [[nodiscard]] static platform::PropertyDictionary addingTIFFMetadata(
         platform::PropertyDictionary dictionary, CameraModel cameraModel, platform::Platform& platform);
 

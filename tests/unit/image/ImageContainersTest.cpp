@@ -276,7 +276,7 @@ TEST(TiffRewriting, AddsToTheFileAndToItsFirstPageAlone)
         builder.shortInteger(257, 1), builder.longInteger(273, 0), builder.longInteger(279, 8)}));
     EXPECT_EQ(errorOf(whole), "the picture would not stay as it is") << "its strip is the header";
     EXPECT_EQ(errorOf(join({tiffFile(ByteOrder::little), bytesOf("cbipcbbl")})),
-        "what stands behind the pages of the TIFF file has to stay at its end");
+        "the data behind the pages of the TIFF file has to stay at its end");
     const Bytes cutOff = builder.finish(builder.addDirectory({builder.shortInteger(256, 1),
         builder.shortInteger(257, 1), builder.longInteger(273, 20), builder.longInteger(279, 80'000)}));
     EXPECT_EQ(errorOf(cutOff), "the TIFF file is cut off");

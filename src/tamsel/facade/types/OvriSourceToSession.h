@@ -42,8 +42,8 @@ public:
         OvriSourceManager& /*manager*/, const std::filesystem::path& /*url*/)
     {
     }
-    /// A running source failed, or lost something: `videoFrameError` is one frame that was dropped, and the session goes on,
-    /// unless the device itself was lost.
+    /// A running source failed, or lost something: `videoFrameError` is one frame that was dropped, and the session
+    /// continues, unless the device itself was lost.
     virtual void sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/, const SourceError& /*error*/)
     {
     }
