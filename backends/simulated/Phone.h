@@ -124,7 +124,7 @@ public:
     [[nodiscard]] Journal& journal();
     /// What stills and outputs were set to, where that changes nothing on a simulated phone, in order.
     [[nodiscard]] const Journal& settings() const;
-    /// What was reported to the core library, in order.
+    /// What was reported to the product, in order.
     [[nodiscard]] const std::vector<platform::TamselError>& reports() const;
 
 private:

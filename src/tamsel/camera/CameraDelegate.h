@@ -26,7 +26,7 @@ public:
     virtual void didCapturePhoto(std::vector<std::byte> data, platform::OvriImageSource source) = 0;
     /// A recording has ended, and its file is complete, or is not there.
     virtual void didRecordVideo(std::filesystem::path url) = 0;
-    /// The error has already been reported to the core library.
+    /// The error has already been reported to the product.
     virtual void didFail(CameraError error) = 0;
     /// The session starts again because the application came back.
     virtual void cameraDidResume() = 0;

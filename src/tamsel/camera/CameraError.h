@@ -53,7 +53,7 @@ public:
     /// Absent for the two permission errors.
     [[nodiscard]] std::optional<std::string> reason() const;
 
-    /// Reports to the core library and returns the same error, so that a caller can report and forward in one step.
+    /// Reports to the product (`Reports`) and returns the same error, so that a caller can report and forward in one step.
     /// `element` names where it happened; permission errors do not use it.
     CameraError reported(std::optional<std::string> element, platform::Platform& platform) const;
 

@@ -14,7 +14,7 @@ using namespace platform;
 
 namespace {
 
-// The single-precision value just below π that the distance formula is defined with.
+// The largest single-precision value below π; the nearest one is above it.
 constexpr float formulaPi = std::bit_cast<float>(0x40490FDAU);
 
 } // namespace
