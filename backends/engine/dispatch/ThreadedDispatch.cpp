@@ -73,8 +73,14 @@ ThreadedDispatch::ThreadedDispatch(std::size_t workers)
 
 ThreadedDispatch::~ThreadedDispatch()
 {
-    pool_->stop();
-    mainLoop_->close();
+    end();
+}
+
+void ThreadedDispatch::end()
+{
+    if (!std::exchange(hasEnded_, true))
+        pool_->stop();
+    mainLoop_->close(); // also timers of after the first end
 }
 
 std::string ThreadedDispatch::problem() const

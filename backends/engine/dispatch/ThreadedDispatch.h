@@ -15,8 +15,7 @@ class SerialQueue;
 class ThreadRunLoop;
 class WorkerPool;
 
-/// Queues, run loops and event sources on real threads. The thread that makes it is the main thread. To be destroyed
-/// last, never on a worker: items that have not run by then are destroyed unrun.
+/// Queues, run loops and event sources on real threads. The thread that makes it is the main thread, and destroys it.
 class ThreadedDispatch final : public platform::Dispatch, public platform::RunLoops, public EventSources {
 public:
     /// A pool of two or more workers; by default two more than the machine has processors, so that one client that
@@ -25,6 +24,10 @@ public:
     ~ThreadedDispatch() override;
     ThreadedDispatch(const ThreadedDispatch&) = delete;
     ThreadedDispatch& operator=(const ThreadedDispatch&) = delete;
+
+    /// Joins the workers and destroys unrun what is queued and what is posted later; event sources fire no more. What the
+    /// items and the drivers refer to can be destroyed afterwards. On the main thread; the destructor does the same.
+    void end();
 
     /// Why only the main queue runs, in one line: the system had no thread or no descriptor left. Empty as a rule.
     [[nodiscard]] std::string problem() const;
@@ -55,6 +58,7 @@ private:
     const std::shared_ptr<SerialQueue> mainQueue_;
     const std::shared_ptr<GlobalQueue> globalQueue_;
     const bool hasWorkers_;
+    bool hasEnded_ = false;
 };
 
 } // namespace tamsel::engine

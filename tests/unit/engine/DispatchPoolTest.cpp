@@ -123,10 +123,10 @@ TEST(DispatchPool, ItemsOfTheGlobalQueueMayRunAtTheSameTime)
 
 TEST(DispatchPool, WhatHasNotRunIsDestroyedOnceThePlatformEnds)
 {
-    auto dispatch = std::make_unique<ThreadedDispatch>(2);
-    const Queue queue = dispatch->makeSerialQueue("kept");
-    const Queue main = dispatch->mainQueue();
-    const Queue global = dispatch->globalQueue();
+    ThreadedDispatch dispatch(2);
+    const Queue queue = dispatch.makeSerialQueue("kept");
+    const Queue main = dispatch.mainQueue();
+    const Queue global = dispatch.globalQueue();
     std::atomic<int> mainRan = 0;
     auto token = std::make_shared<int>();
     const std::weak_ptr<int> weak = token;
@@ -144,12 +144,15 @@ TEST(DispatchPool, WhatHasNotRunIsDestroyedOnceThePlatformEnds)
     begun.waitFor(1);
     token.reset();
     released.raise();
-    dispatch.reset();
+    dispatch.end();
     EXPECT_TRUE(weak.expired());
     EXPECT_EQ(mainRan, 0); // its loop never ran
 
-    // A client may still hold queues and post to them.
-    for (const Queue& late : {queue, main, global}) {
+    // Clients and drivers may still make queues and timers, hold them and use them.
+    const auto timer = dispatch.makeTimer([] { ADD_FAILURE(); });
+    timer->armAt(std::chrono::nanoseconds(1));
+    dispatch.current().scheduleTimer(std::chrono::seconds(1), true, [main](platform::Timer&) { });
+    for (const Queue& late : {queue, main, global, dispatch.makeSerialQueue("late")}) {
         auto lateToken = std::make_shared<int>();
         const std::weak_ptr<int> lateWeak = lateToken;
         late->async([lateToken = std::move(lateToken)] { ADD_FAILURE(); });
