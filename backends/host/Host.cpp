@@ -1,6 +1,7 @@
 #include <host/Host.h>
 
 #include <host/HostCamera.h>
+#include <host/HostServices.h>
 #include <host/ReaderThreads.h>
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
@@ -15,22 +16,14 @@
 #include <engine/capture/Capture.h>
 #include <engine/dispatch/ThreadRunLoop.h>
 #include <engine/dispatch/ThreadedDispatch.h>
-#include <engine/dispatch/callback.h>
-#include <engine/dispatch/monotonicNow.h>
 #include <engine/motion/LogMotion.h>
 #include <engine/motion/Motion.h>
 
-#include <tamsel/Mutex.h>
-#include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/NotificationCenter.h>
-#include <tamsel/platform/core/Reports.h>
 #include <tamsel/platform/core/Tamsel.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
-#include <ctime>
-#include <deque>
 #include <optional>
 #include <utility>
 
@@ -39,115 +32,6 @@ namespace tamsel::host {
 using namespace platform;
 
 namespace {
-
-class SystemClock final : public Clock {
-public:
-    [[nodiscard]] double timeIntervalSince1970() const override
-    {
-        return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-    }
-    [[nodiscard]] std::chrono::nanoseconds monotonic() const override { return engine::monotonicNow(); }
-};
-
-class ConfiguredDevice final : public UIDevice {
-public:
-    explicit ConfiguredDevice(const HostConfiguration& configuration)
-        : systemVersion_(configuration.systemVersion),
-          model_(configuration.model)
-    {
-    }
-
-    [[nodiscard]] UIDeviceOrientation orientation() const override { return orientation_; }
-    void setOrientation(UIDeviceOrientation orientation) { orientation_ = orientation; }
-    [[nodiscard]] std::string systemVersion() const override { return systemVersion_; }
-    [[nodiscard]] std::string model() const override { return model_; }
-
-private:
-    const std::string systemVersion_;
-    const std::string model_;
-    std::atomic<UIDeviceOrientation> orientation_ = UIDeviceOrientation::portrait;
-};
-
-/// Whole lines to a stream of the process, or to whoever the program names.
-class LineWriter final : public DiagnosticLines {
-public:
-    LineWriter(std::function<void(std::string_view)> write, std::FILE* stream)
-        : write_(std::move(write)),
-          stream_(stream)
-    {
-    }
-
-    /// A line that comes while another is written, be it from in there, is written after it, by whoever writes.
-    void writeLine(std::string_view line) override
-    {
-        MutexLock lock(guard_);
-        waiting_.emplace_back(line);
-        if (std::exchange(isWriting_, true))
-            return;
-        while (!waiting_.empty()) {
-            const std::string next = std::move(waiting_.front());
-            waiting_.pop_front();
-            lock.unlock();
-            write(next);
-            lock.lock();
-        }
-        isWriting_ = false;
-    }
-
-private:
-    void write(const std::string& line) const
-    {
-        if (write_) {
-            engine::callOut(write_, line);
-            return;
-        }
-        const std::string text = line + "\n";
-        std::fwrite(text.data(), 1, text.size(), stream_);
-        std::fflush(stream_);
-    }
-
-    Mutex guard_;
-    std::deque<std::string> waiting_;
-    bool isWriting_ = false;
-    const std::function<void(std::string_view)> write_;
-    std::FILE* const stream_;
-};
-
-/// The last of many lines. Thread-safe.
-class LastLine {
-public:
-    void set(std::string line)
-    {
-        const MutexLock lock(guard_);
-        line_.swap(line);
-    }
-    [[nodiscard]] std::string get() const
-    {
-        const MutexLock lock(guard_);
-        return line_;
-    }
-
-private:
-    mutable Mutex guard_;
-    std::string line_;
-};
-
-class ReportWriter final : public ReportSink {
-public:
-    explicit ReportWriter(std::function<void(std::string_view)> write) : lines_(std::move(write), stderr) { }
-    void report(const TamselError& error) override { lines_.writeLine(describe(error)); }
-
-private:
-    LineWriter lines_;
-};
-
-/// How far the local time is ahead of UTC at that moment.
-int secondsFromUTC(double secondsSince1970)
-{
-    const auto moment = static_cast<std::time_t>(secondsSince1970);
-    std::tm local{};
-    return ::localtime_r(&moment, &local) ? static_cast<int>(local.tm_gmtoff) : 0;
-}
 
 AVAuthorizationStatus authorizationFrom(const std::vector<HostCamera>& cameras)
 {
@@ -164,76 +48,41 @@ AVAuthorizationStatus authorizationFrom(const std::vector<HostCamera>& cameras)
 
 } // namespace
 
+/// Each part refers only to parts above it.
 struct Host::Parts {
-    explicit Parts(HostConfiguration given)
-        : configuration(std::move(given)),
-          videoAuthorization(configuration.videoAuthorization),
-          audioAuthorization(configuration.audioAuthorization),
-          device(configuration),
-          lines(configuration.writeLine, stdout),
-          reports(configuration.writeReport),
-          application(dispatch->mainQueue(), center)
-    {
-        location.emplace(configuration.location, clock);
-        add(configuration.backCamera, AVCaptureDevicePosition::back);
-        add(configuration.frontCamera, AVCaptureDevicePosition::front);
-        motion.emplace(*dispatch, clock,
-            configuration.motionLog ? std::make_shared<engine::LogMotion>(configuration.motionLog) : nullptr);
-        std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
-        drivers.reserve(cameras.size());
-        for (const HostCamera& camera : cameras)
-            drivers.push_back(camera.driver);
-        capture.emplace(engine::CaptureConfiguration{
-            .dispatch = *dispatch,
-            .application = application,
-            .photos = {.events = *dispatch,
-                .clock = clock,
-                .device = device,
-                .sounds = sounds,
-                .encoder = images,
-                .secondsFromUTC = secondsFromUTC},
-            .movies = {.dispatch = *dispatch,
-                .events = *dispatch,
-                .clock = clock,
-                .writers = movies,
-                .tell = [this](const Error& error) { recordingProblem.set(error.localizedDescription); }},
-            .cameras = std::move(drivers),
-            .authorization = [this](AVMediaType type) { return authorization(type); },
-            .microphone = makeMicrophone(),
-            .metadata = {.detector = std::make_shared<HostDetector>(HostDetector::Effort::live),
-                .queue = [this] { return detectionQueue(); },
-                .tell = [this](const Error& error) { lines.writeLine(error.localizedDescription); }},
-            .bufferCount = configuration.bufferCount,
-        });
-        platform.emplace(Platform{*dispatch, *dispatch, clock, *capture, *motion, assets, images, *location,
-            sounds, device, application, center, tamsel, reports, lines});
-    }
+    explicit Parts(HostConfiguration given) : configuration(std::move(given)) { }
 
     ~Parts()
     {
         for (const HostCamera& camera : cameras) {
             if (camera.abandon)
-                camera.abandon(); // a worker may wait for an input that is being opened
+                camera.abandon(); // a worker may be opening an input
         }
-        detection.end(); // hands over to queues, which ask for it until they are gone
-        dispatch.reset(); // from here on nobody else calls the drivers
+        detection.end();
+        dispatch.end(); // from here on nothing runs
         for (const HostCamera& camera : cameras)
             camera.driver->stop();
     }
 
-    void add(const std::optional<HostInput>& input, AVCaptureDevicePosition position)
+    [[nodiscard]] std::vector<HostCamera> makeCameras()
     {
-        if (!input)
-            return;
-        auto camera
-            = makeHostCamera(*input, position, {*dispatch, *dispatch, readers, configuration.systemCalls});
-        if (camera)
-            cameras.push_back(std::move(*camera));
-        else
-            lines.writeLine(camera.error().localizedDescription);
+        std::vector<HostCamera> made;
+        const auto add = [&](const std::optional<HostInput>& input, AVCaptureDevicePosition position) {
+            if (!input)
+                return;
+            auto camera
+                = makeHostCamera(*input, position, {dispatch, dispatch, readers, configuration.systemCalls});
+            if (camera)
+                made.push_back(std::move(*camera));
+            else
+                lines.writeLine(camera.error().localizedDescription);
+        };
+        add(configuration.backCamera, AVCaptureDevicePosition::back);
+        add(configuration.frontCamera, AVCaptureDevicePosition::front);
+        return made;
     }
 
-    /// Absent, and told, when the input names nothing that could ever be opened.
+    /// Absent, with a diagnostic line, when the input can never be opened.
     [[nodiscard]] std::shared_ptr<engine::MicrophoneDriver> makeMicrophone()
     {
         if (!configuration.microphone)
@@ -250,11 +99,40 @@ struct Host::Parts {
         return nullptr;
     }
 
-    /// On a thread of its own, or beside everything else when the system has none left.
+    [[nodiscard]] engine::CaptureConfiguration captureConfiguration()
+    {
+        std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
+        for (const HostCamera& camera : cameras)
+            drivers.push_back(camera.driver);
+        return {
+            .dispatch = dispatch,
+            .application = application,
+            .photos = {.events = dispatch,
+                .clock = clock,
+                .device = device,
+                .sounds = sounds,
+                .encoder = images,
+                .secondsFromUTC = secondsFromUTC},
+            .movies = {.dispatch = dispatch,
+                .events = dispatch,
+                .clock = clock,
+                .writers = movies,
+                .tell = [this](const Error& error) { recordingProblem.set(error.localizedDescription); }},
+            .cameras = std::move(drivers),
+            .authorization = [this](AVMediaType type) { return authorization(type); },
+            .microphone = makeMicrophone(),
+            .metadata = {.detector = std::make_shared<HostDetector>(HostDetector::Effort::live),
+                .queue = [this] { return detectionQueue(); },
+                .tell = [this](const Error& error) { lines.writeLine(error.localizedDescription); }},
+            .bufferCount = configuration.bufferCount,
+        };
+    }
+
+    /// On a thread of its own, or on the workers when the system has no thread left.
     [[nodiscard]] std::shared_ptr<DispatchQueue> detectionQueue()
     {
         std::shared_ptr<DispatchQueue> queue = detection.queue();
-        return queue ? queue : dispatch->makeSerialQueue("detection");
+        return queue ? queue : dispatch.makeSerialQueue("detection");
     }
 
     [[nodiscard]] AVAuthorizationStatus authorization(AVMediaType type) const
@@ -266,28 +144,30 @@ struct Host::Parts {
     }
 
     const HostConfiguration configuration;
-    std::atomic<std::optional<AVAuthorizationStatus>> videoAuthorization;
-    std::atomic<AVAuthorizationStatus> audioAuthorization;
+    std::atomic<std::optional<AVAuthorizationStatus>> videoAuthorization{configuration.videoAuthorization};
+    std::atomic<AVAuthorizationStatus> audioAuthorization{configuration.audioAuthorization};
     SystemClock clock;
     NotificationCenter center;
-    ConfiguredDevice device;
-    LineWriter lines;
-    ReportWriter reports;
-    std::unique_ptr<engine::ThreadedDispatch> dispatch = std::make_unique<engine::ThreadedDispatch>();
+    ConfiguredDevice device{configuration};
+    LineWriter lines{configuration.writeLine, stdout};
+    ReportWriter reports{configuration.writeReport};
+    LastLine recordingProblem;
+    engine::ThreadedDispatch dispatch;
     DetectionThread detection;
-    engine::ApplicationState application;
+    engine::ApplicationState application{dispatch.mainQueue(), center};
     ReaderThreads readers;
     HostAssets assets;
     HostImages images;
-    std::optional<HostLocation> location;
+    HostLocation location{configuration.location, clock};
     engine::SystemSounds sounds{std::make_shared<ShutterSound>()};
     Tamsel tamsel;
-    std::vector<HostCamera> cameras;
     HostMovieWriters movies{configuration.videoEncoders};
-    LastLine recordingProblem;
-    std::optional<engine::Capture> capture;
-    std::optional<engine::Motion> motion;
-    std::optional<Platform> platform;
+    const std::vector<HostCamera> cameras = makeCameras();
+    engine::Capture capture{captureConfiguration()};
+    engine::Motion motion{dispatch, clock,
+        configuration.motionLog ? std::make_shared<engine::LogMotion>(configuration.motionLog) : nullptr};
+    Platform platform{dispatch, dispatch, clock, capture, motion, assets, images, location, sounds, device,
+        application, center, tamsel, reports, lines};
 };
 
 Host::Host(HostConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) { }
@@ -320,32 +200,32 @@ std::vector<std::string> Host::videoNodes()
 
 Platform& Host::platform()
 {
-    return *parts_->platform;
+    return parts_->platform;
 }
 
 std::shared_ptr<DispatchQueue> Host::makeQueue(std::string label)
 {
-    return parts_->dispatch->makeSerialQueue(std::move(label));
+    return parts_->dispatch.makeSerialQueue(std::move(label));
 }
 
 void Host::run()
 {
-    parts_->dispatch->mainLoop().run();
+    parts_->dispatch.mainLoop().run();
 }
 
 bool Host::runOnce(std::chrono::nanoseconds limit)
 {
-    return parts_->dispatch->mainLoop().runOnce(limit);
+    return parts_->dispatch.mainLoop().runOnce(limit);
 }
 
 void Host::stop()
 {
-    parts_->dispatch->mainLoop().stop();
+    parts_->dispatch.mainLoop().stop();
 }
 
 int Host::descriptor() const
 {
-    return parts_->dispatch->mainLoop().descriptor();
+    return parts_->dispatch.mainLoop().descriptor();
 }
 
 void Host::setAuthorization(AVMediaType mediaType, std::optional<AVAuthorizationStatus> status)
@@ -378,17 +258,17 @@ void Host::enterForeground()
 
 std::string Host::problem() const
 {
-    return parts_->dispatch->problem();
+    return parts_->dispatch.problem();
 }
 
 std::string Host::locationProblem() const
 {
-    return parts_->location->problem();
+    return parts_->location.problem();
 }
 
 bool Host::isLocationAwaited() const
 {
-    return parts_->location->isAwaited();
+    return parts_->location.isAwaited();
 }
 
 std::string Host::recordingProblem() const
@@ -398,7 +278,7 @@ std::string Host::recordingProblem() const
 
 std::vector<std::shared_ptr<AVCaptureDevice>> Host::cameras() const
 {
-    return parts_->capture->cameras();
+    return parts_->capture.cameras();
 }
 
 } // namespace tamsel::host

@@ -17,18 +17,18 @@
 namespace tamsel::host {
 
 /// The platform on a real Linux machine. The thread that makes it is the main thread: it runs the main queue, whole with
-/// `run`, once with `runOnce`, or from a loop of its own whenever `descriptor` is readable. To be destroyed last, after
-/// every manager, on the main thread: devices stop, what has not run is dropped, and all threads are joined.
+/// `run`, once with `runOnce`, or from a loop of its own whenever `descriptor` is readable. The main thread destroys it,
+/// last, after every manager: what has not run is dropped, devices stop, and all threads are joined.
 class Host {
 public:
-    /// Opens no device. An input that names nothing that could be opened is told as a diagnostic line, and is absent.
+    /// Opens no device. An input that can never be opened is reported in a diagnostic line and ignored.
     explicit Host(HostConfiguration configuration);
     ~Host();
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    /// Opens an input and closes it again, and says how large its pictures are. The error is one line that names the
-    /// input. May wait for the device, for a stream at most so long, or for 15 seconds.
+    /// Opens an input and closes it again, and returns the size of its pictures. The error is one line that names the
+    /// input. May wait for the device, for a stream at most `limit` or 15 seconds.
     [[nodiscard]] static std::expected<platform::CGSize, platform::Error> probe(
         const std::string& input, std::optional<std::chrono::nanoseconds> limit = std::nullopt);
 
@@ -53,18 +53,18 @@ public:
 
     // What the program knows and the machine does not. Thread-safe.
 
-    /// Puts a policy in place of the one before; questions and starts see it at once, a running session goes on. For video
-    /// an absent one leaves it to what the inputs say; for audio it means that sound may be recorded.
+    /// Replaces the policy, for questions and starts from now on; a running session continues. Without one, video is
+    /// authorised by its inputs, and audio always.
     void setAuthorization(
         platform::AVMediaType mediaType, std::optional<platform::AVAuthorizationStatus> status);
 
-    /// How the device is held: frames say it as their orientation.
+    /// How the device is held: the orientation of frames.
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
-    /// Which way up the interface is: live frames are turned to it.
+    /// The orientation of the interface: live frames are turned to it.
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);
-    /// Running sessions stop, and their clients are told.
+    /// Running sessions stop, and their clients are notified.
     void enterBackground();
-    /// They start again, and their clients are told.
+    /// They start again, and their clients are notified.
     void enterForeground();
 
     /// Why this host does not work, in one line: the system has no thread or no file

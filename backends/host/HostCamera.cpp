@@ -29,21 +29,6 @@ bool isVideoNode(const std::string& path)
 
 } // namespace
 
-engine::CameraDescription describeInput(const HostInput& input, platform::AVCaptureDevicePosition position)
-{
-    engine::CameraDescription description;
-    description.uniqueID
-        = (position == platform::AVCaptureDevicePosition::front ? "front:" : "back:") + input.input;
-    description.name = input.input;
-    description.position = position;
-    description.presentationDimensions = input.presentationDimensions;
-    description.videoFieldOfView = input.videoFieldOfView;
-    description.minimumFocusDistance = input.minimumFocusDistance;
-    description.sensorOrientation = input.sensorOrientation;
-    description.intrinsicMatrix = input.intrinsicMatrix;
-    return description;
-}
-
 std::expected<HostCamera, platform::Error> makeHostCamera(
     const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services)
 {

@@ -1,16 +1,13 @@
 #pragma once
 
+#include <host/HostInput.h>
 #include <host/location/HostLocationSource.h>
 #include <host/recording/HostMovieWriter.h>
 #include <host/v4l2/V4L2Calls.h>
 
-#include <engine/capture/CameraDriver.h>
-#include <engine/dispatch/EventSource.h>
 #include <formats/MotionLog.h>
 
 #include <tamsel/platform/AVCaptureDevice.h>
-#include <tamsel/platform/AVCaptureOutput.h>
-#include <tamsel/platform/Geometry.h>
 
 #include <cstddef>
 #include <functional>
@@ -22,27 +19,6 @@
 
 /// A Linux machine: its cameras, files, sensors and codecs.
 namespace tamsel::host {
-
-/// One camera of the host: where its frames come from, and what is known about its lens.
-struct HostInput {
-    /// A video file, played in a loop at its own pace; a V4L2 device node; a URL or "device:argument" of the FFmpeg
-    /// libraries ("rtsp://…", "lavfi:testsrc2"); or a test pattern ("test:720p", "test:1080p", "test:640x480@60").
-    std::string input;
-    /// Makes a driver of the program's own, which serves this camera instead of `input`; the members that follow do not
-    /// count then. The driver describes itself, with the position of this camera. Called once, in the constructor of the
-    /// host; what the driver waits through lives as long as the driver may use it, which is until the host stops it.
-    std::function<std::shared_ptr<engine::CameraDriver>(engine::EventSources&)> makeDriver = nullptr;
-    /// The way up of the pixels as they are stored. A file's own display matrix is not looked at.
-    platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
-    float videoFieldOfView = 60; ///< degrees
-    int minimumFocusDistance = -1; ///< millimetres; -1 when unknown; no camera of the host zooms for it
-    /// Pixels, for whoever asks before the input has been opened.
-    std::optional<platform::CGSize> presentationDimensions = std::nullopt;
-    /// Absent when it is not known.
-    std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix = nullptr;
-    /// Whether a file begins anew at its end; otherwise the device is lost then.
-    bool repeats = true;
-};
 
 /// Everything that a person can plug into the host.
 struct HostConfiguration {
@@ -61,11 +37,11 @@ struct HostConfiguration {
     /// there are no motion services.
     std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
 
-    /// Where the machine is and where it points to; by default nobody knows.
+    /// Where the machine is and where it points to; unknown by default.
     HostLocationSource location = {};
 
-    /// A policy that stands above what the inputs say. Without it video is authorised when a camera is readable, and
-    /// denied when cameras are there and none of them is.
+    /// A policy that overrides the inputs. Without it video is authorised when a camera is readable, and denied when there
+    /// are cameras and none is.
     std::optional<platform::AVAuthorizationStatus> videoAuthorization = std::nullopt;
     platform::AVAuthorizationStatus audioAuthorization = platform::AVAuthorizationStatus::authorized;
 

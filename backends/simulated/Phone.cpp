@@ -112,10 +112,10 @@ struct Phone::Parts {
     Journal settings;
     std::string recordingProblem;
     NotificationCenter center;
-    std::vector<std::shared_ptr<SimulatedCamera>> cameras;
     std::array<AVAuthorizationStatus, 2> authorizations{
         AVAuthorizationStatus::authorized, AVAuthorizationStatus::authorized};
     Scheduler scheduler;
+    std::vector<std::shared_ptr<SimulatedCamera>> cameras;
     const std::shared_ptr<AssetServices> assetServices; ///< absent: the simulated ones
     const std::shared_ptr<ImageServices> imageServices;
     const std::shared_ptr<engine::PhotoEncoder> photoEncoder;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <host/HostCamera.h>
+#include <host/DriverServices.h>
+#include <host/microphone/PlaybackClock.h>
 #include <host/movie/MovieReader.h>
 
 #include <engine/capture/CameraDriver.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <host/HostCamera.h>
+#include <host/DriverServices.h>
 
 #include <engine/capture/CameraDriver.h>
 

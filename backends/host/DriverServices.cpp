@@ -1,0 +1,20 @@
+#include <host/DriverServices.h>
+
+namespace tamsel::host {
+
+engine::CameraDescription describeInput(const HostInput& input, platform::AVCaptureDevicePosition position)
+{
+    engine::CameraDescription description;
+    description.uniqueID
+        = (position == platform::AVCaptureDevicePosition::front ? "front:" : "back:") + input.input;
+    description.name = input.input;
+    description.position = position;
+    description.presentationDimensions = input.presentationDimensions;
+    description.videoFieldOfView = input.videoFieldOfView;
+    description.minimumFocusDistance = input.minimumFocusDistance;
+    description.sensorOrientation = input.sensorOrientation;
+    description.intrinsicMatrix = input.intrinsicMatrix;
+    return description;
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <host/HostInput.h>
+#include <host/v4l2/V4L2Calls.h>
+
+#include <engine/capture/CameraDriver.h>
+#include <engine/dispatch/EventSource.h>
+
+#include <tamsel/platform/AVCaptureDevice.h>
+#include <tamsel/platform/Dispatch.h>
+
+#include <chrono>
+
+namespace tamsel::host {
+
+class ReaderThreads;
+
+/// What the camera drivers of the host use; all of it outlives them.
+struct DriverServices {
+    platform::Dispatch& dispatch;
+    engine::EventSources& events;
+    ReaderThreads& readers;
+    const V4L2Calls& systemCalls;
+    /// How long an input that is no file may take to open.
+    std::chrono::nanoseconds openingLimit = std::chrono::seconds(15);
+};
+
+/// The part of a description that does not depend on the kind of input.
+[[nodiscard]] engine::CameraDescription describeInput(
+    const HostInput& input, platform::AVCaptureDevicePosition position);
+
+} // namespace tamsel::host

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <host/HostConfiguration.h>
+
+#include <tamsel/Mutex.h>
+#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/UIDevice.h>
+#include <tamsel/platform/core/Reports.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <deque>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace tamsel::host {
+
+/// The system's clocks.
+class SystemClock final : public platform::Clock {
+public:
+    [[nodiscard]] double timeIntervalSince1970() const override;
+    [[nodiscard]] std::chrono::nanoseconds monotonic() const override;
+};
+
+/// How far the local time is ahead of UTC at that moment.
+[[nodiscard]] int secondsFromUTC(double secondsSince1970);
+
+/// The device as the configuration describes it.
+class ConfiguredDevice final : public platform::UIDevice {
+public:
+    explicit ConfiguredDevice(const HostConfiguration& configuration)
+        : systemVersion_(configuration.systemVersion),
+          model_(configuration.model)
+    {
+    }
+
+    [[nodiscard]] platform::UIDeviceOrientation orientation() const override { return orientation_; }
+    void setOrientation(platform::UIDeviceOrientation orientation) { orientation_ = orientation; }
+    [[nodiscard]] std::string systemVersion() const override { return systemVersion_; }
+    [[nodiscard]] std::string model() const override { return model_; }
+
+private:
+    const std::string systemVersion_;
+    const std::string model_;
+    std::atomic<platform::UIDeviceOrientation> orientation_ = platform::UIDeviceOrientation::portrait;
+};
+
+/// Writes whole lines, to the program's function or else to a stream of the process. Thread-safe.
+class LineWriter final : public platform::DiagnosticLines {
+public:
+    LineWriter(std::function<void(std::string_view)> write, std::FILE* stream);
+
+    /// A line that comes while another is being written, also by the function itself, is written after it by the same
+    /// thread.
+    void writeLine(std::string_view line) override;
+
+private:
+    void write(const std::string& line) const;
+
+    Mutex guard_;
+    std::deque<std::string> waiting_ TAMSEL_GUARDED_BY(guard_);
+    bool isWriting_ TAMSEL_GUARDED_BY(guard_) = false;
+    const std::function<void(std::string_view)> write_;
+    std::FILE* const stream_;
+};
+
+/// Writes each report as a line.
+class ReportWriter final : public platform::ReportSink {
+public:
+    explicit ReportWriter(std::function<void(std::string_view)> write) : lines_(std::move(write), stderr) { }
+    void report(const platform::TamselError& error) override { lines_.writeLine(describe(error)); }
+
+private:
+    LineWriter lines_;
+};
+
+/// The last of many lines. Thread-safe.
+class LastLine {
+public:
+    void set(std::string line);
+    [[nodiscard]] std::string get() const;
+
+private:
+    mutable Mutex guard_;
+    std::string line_ TAMSEL_GUARDED_BY(guard_);
+};
+
+} // namespace tamsel::host
