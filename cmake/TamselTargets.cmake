@@ -28,7 +28,8 @@ function(tamsel_precompiled_headers target)
 endfunction()
 
 # A static library whose public headers are the list HEADERS, below the include root BASE. They are installed under
-# INSTALL_PREFIX in the include folder, which the exported target then names.
+# INSTALL_PREFIX in the include folder, which the exported target then names. The other headers of the folder are private:
+# they are not installed. Each header, public or private, must compile alone (all_verify_interface_header_sets).
 # tamsel_library(name BASE dir [INSTALL_PREFIX dir] SOURCES … HEADERS …)
 function(tamsel_library name)
     cmake_parse_arguments(PARSE_ARGV 1 ARG "" "BASE;INSTALL_PREFIX" "SOURCES;HEADERS")
@@ -37,6 +38,12 @@ function(tamsel_library name)
     string(REPLACE "tamsel_" "" component ${name})
     set_target_properties(${name} PROPERTIES EXPORT_NAME ${component} VERIFY_INTERFACE_HEADER_SETS ON)
     target_compile_features(${name} PUBLIC cxx_std_23)
+    file(GLOB_RECURSE private CONFIGURE_DEPENDS RELATIVE "${CMAKE_CURRENT_SOURCE_DIR}" "*.h")
+    list(REMOVE_ITEM private ${ARG_HEADERS})
+    add_library(${name}_private INTERFACE)
+    target_sources(${name}_private INTERFACE FILE_SET HEADERS BASE_DIRS "${ARG_BASE}" FILES ${private})
+    target_link_libraries(${name}_private INTERFACE ${name} $<TARGET_PROPERTY:${name},LINK_LIBRARIES>)
+    set_target_properties(${name}_private PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
     add_library(Tamsel::${component} ALIAS ${name})
     tamsel_compile_options(${name})
     # Rules that compare with a limit must not depend on the processor: a product and a sum that are fused round once

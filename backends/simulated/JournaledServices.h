@@ -15,8 +15,7 @@
 
 namespace tamsel::simulated {
 
-// What the library says and plays, written down with its time.
-
+/// Writes down each sound with its time.
 class JournaledSounds final : public engine::SoundDriver {
 public:
     JournaledSounds(platform::Clock& clock, Journal& journal) : clock_(clock), journal_(journal) { }
@@ -33,6 +32,7 @@ private:
     Journal& journal_;
 };
 
+/// Writes down each diagnostic line with its time.
 class JournaledLines final : public platform::DiagnosticLines {
 public:
     JournaledLines(platform::Clock& clock, Journal& journal) : clock_(clock), journal_(journal) { }
@@ -46,6 +46,7 @@ private:
     Journal& journal_;
 };
 
+/// Writes down each report with its time, and keeps it.
 class JournaledReports final : public platform::ReportSink {
 public:
     JournaledReports(platform::Clock& clock, Journal& journal) : clock_(clock), journal_(journal) { }

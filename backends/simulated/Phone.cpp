@@ -2,6 +2,7 @@
 
 #include <simulated/JournaledMotion.h>
 #include <simulated/JournaledServices.h>
+#include <simulated/Scheduler.h>
 #include <simulated/ScriptedHook.h>
 
 #include <engine/capture/ApplicationState.h>

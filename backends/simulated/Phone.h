@@ -1,7 +1,6 @@
 #pragma once
 
 #include <simulated/Journal.h>
-#include <simulated/Scheduler.h>
 #include <simulated/SimulatedAssets.h>
 #include <simulated/SimulatedCamera.h>
 #include <simulated/SimulatedDetector.h>

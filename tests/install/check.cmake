@@ -1,6 +1,6 @@
 # Installs the build into a folder of its own, takes the programs out of the documents, and builds and runs them against
 # the installed package: once through find_package, once through pkg-config.
-# Variables: SOURCE, BUILD, SCRATCH, COMPILER, FLAGS, WITH_HOST.
+# Variables: SOURCE, BUILD, SCRATCH, COMPILER, FLAGS, CCACHE, WITH_HOST.
 
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -30,7 +30,28 @@ endfunction()
 file(REMOVE_RECURSE "${SCRATCH}")
 file(MAKE_DIRECTORY "${SCRATCH}/consumer")
 run("${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${SCRATCH}/prefix")
-file(COPY "${SOURCE}/tests/install/CMakeLists.txt" DESTINATION "${SCRATCH}/consumer")
+file(COPY "${SOURCE}/tests/install/CMakeLists.txt" "${SOURCE}/tests/install/entries.cpp" DESTINATION "${SCRATCH}/consumer")
+
+# What is installed is what the entries need, and no private header.
+set(include "${SCRATCH}/prefix/include")
+file(GLOB_RECURSE headers "${include}/*.h")
+set(host "")
+if(WITH_HOST)
+    set(host -DWITH_HOST)
+endif()
+run("${COMPILER}" -std=c++23 -MM ${host} "-I${include}" "-I${include}/tamsel-backends" "${SCRATCH}/consumer/entries.cpp")
+string(REGEX MATCHALL "${include}/[^ \n]+" needed "${output}")
+list(REMOVE_ITEM headers ${needed})
+if(headers)
+    message(FATAL_ERROR "Installed, though no client and no driver needs them: ${headers}")
+endif()
+list(LENGTH needed count)
+message(STATUS "${count} headers are installed")
+foreach(header ${needed})
+    file(RELATIVE_PATH name "${include}" "${header}")
+    string(REGEX REPLACE "^tamsel-backends/" "" name "${name}")
+    file(WRITE "${SCRATCH}/consumer/alone/${name}.cpp" "#include <${name}>\n")
+endforeach()
 extract(docs/backends.md 30 "${SCRATCH}/consumer/screen_test.cpp")
 if(WITH_HOST)
     extract(README.md 40 "${SCRATCH}/consumer/client.cpp")
@@ -38,9 +59,14 @@ if(WITH_HOST)
     extract(docs/drivers.md 140 "${SCRATCH}/consumer/driver.cpp")
 endif()
 
-run("${CMAKE_COMMAND}" -S "${SCRATCH}/consumer" -B "${SCRATCH}/build" "-DCMAKE_PREFIX_PATH=${SCRATCH}/prefix"
+set(launcher "")
+if(CCACHE)
+    set(launcher "-DCMAKE_CXX_COMPILER_LAUNCHER=${CCACHE}")
+endif()
+run("${CMAKE_COMMAND}" ${launcher} -S "${SCRATCH}/consumer" -B "${SCRATCH}/build" "-DCMAKE_PREFIX_PATH=${SCRATCH}/prefix"
     "-DCMAKE_CXX_COMPILER=${COMPILER}" "-DCMAKE_CXX_FLAGS=${FLAGS}" -DWITH_HOST=${WITH_HOST})
-run("${CMAKE_COMMAND}" --build "${SCRATCH}/build")
+cmake_host_system_information(RESULT processors QUERY NUMBER_OF_LOGICAL_CORES)
+run("${CMAKE_COMMAND}" --build "${SCRATCH}/build" --parallel "${processors}")
 run("${SCRATCH}/build/screen_test")
 if(WITH_HOST)
     set(sample "${SOURCE}/tests/data/video/moving_cup_audio_640x480.mp4")

@@ -14,12 +14,14 @@ namespace tamsel::engine {
 
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));
 
+/// Until the word is set; the one sleeper.
 inline void sleepWhileZero(std::atomic<std::uint32_t>& word)
 {
     while (word.load(std::memory_order_acquire) == 0)
         syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 0, nullptr, nullptr, 0);
 }
 
+/// Ends the sleep.
 inline void setAndWake(std::atomic<std::uint32_t>& word)
 {
     word.store(1, std::memory_order_release);
