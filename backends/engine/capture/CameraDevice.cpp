@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <mutex>
 #include <string_view>
 #include <utility>
 
@@ -46,7 +45,7 @@ void CameraDevice::setVideoZoomFactor(double factor)
 {
     hook_->permits(CaptureCall::setVideoZoomFactor, std::to_string(factor));
     zoomFactor_ = factor;
-    const std::lock_guard lock(*operation_);
+    const OperationHold operation(*operation_);
     driver_->setZoomFactor(factor);
 }
 
@@ -61,7 +60,7 @@ void CameraDevice::setTorchMode(AVCaptureTorchMode mode)
 {
     static constexpr std::array<std::string_view, 3> names{"off", "on", "automatic"};
     hook_->permits(CaptureCall::setTorchMode, names.at(static_cast<std::size_t>(mode)));
-    const std::lock_guard lock(*operation_);
+    const OperationHold operation(*operation_);
     driver_->setTorchMode(mode);
 }
 
@@ -79,7 +78,7 @@ std::expected<CameraDevice::Claim, Error> CameraDevice::take(const std::shared_p
 std::expected<std::optional<CameraDevice::Claim>, Error> CameraDevice::claimIfFree(
     const std::shared_ptr<DeviceHolder>& holder)
 {
-    const std::lock_guard lock(*operation_);
+    const OperationHold operation(*operation_);
     const std::shared_ptr<DeviceHolder> current = holder_.lock();
     if (claim_ != noClaim && current)
         return current == holder ? std::optional(claim_) : std::nullopt;
@@ -88,7 +87,7 @@ std::expected<std::optional<CameraDevice::Claim>, Error> CameraDevice::claimIfFr
 
 std::expected<CameraDevice::Claim, Error> CameraDevice::claim(const std::shared_ptr<DeviceHolder>& holder)
 {
-    const std::lock_guard lock(*operation_);
+    const OperationHold operation(*operation_);
     const std::shared_ptr<DeviceHolder> current = holder_.lock();
     if (claim_ != noClaim && current == holder)
         return claim_;
@@ -102,7 +101,7 @@ std::expected<CameraDevice::Claim, Error> CameraDevice::claim(const std::shared_
 std::expected<void, Error> CameraDevice::start(
     Claim claim, AVCaptureSessionPreset preset, std::shared_ptr<FrameSink> sink)
 {
-    const std::lock_guard lock(*operation_);
+    const OperationHold operation(*operation_);
     if (claim == noClaim || claim != claim_)
         return std::unexpected(Error{.localizedDescription = "another session has the device"});
     if (std::exchange(isStarted_, false))
@@ -114,14 +113,14 @@ std::expected<void, Error> CameraDevice::start(
 
 void CameraDevice::stop(Claim claim)
 {
-    const std::lock_guard lock(*operation_);
+    const OperationHold operation(*operation_);
     if (claim == claim_ && std::exchange(isStarted_, false))
         driver_->stop();
 }
 
 void CameraDevice::release(Claim claim)
 {
-    const std::lock_guard lock(*operation_);
+    const OperationHold operation(*operation_);
     if (claim == noClaim || claim != claim_)
         return;
     if (std::exchange(isStarted_, false))

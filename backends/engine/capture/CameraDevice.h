@@ -83,19 +83,20 @@ public:
     void release(Claim claim);
 
 private:
-    [[nodiscard]] std::expected<Claim, platform::Error> take(const std::shared_ptr<DeviceHolder>& holder);
+    [[nodiscard]] std::expected<Claim, platform::Error> take(const std::shared_ptr<DeviceHolder>& holder)
+        TAMSEL_REQUIRES(*operation_);
 
     const std::shared_ptr<CameraDriver> driver_;
     const std::shared_ptr<CaptureHook> hook_;
     std::atomic<bool> isLockedForConfiguration_ = false;
     std::atomic<double> zoomFactor_ = 1;
 
-    /// Around every call of the driver, and guards what follows.
+    /// Around every call of the driver that may take time.
     const std::unique_ptr<OperationLock> operation_;
-    std::weak_ptr<DeviceHolder> holder_;
-    Claim claim_ = noClaim;
-    Claim lastClaim_ = noClaim;
-    bool isStarted_ = false;
+    std::weak_ptr<DeviceHolder> holder_ TAMSEL_GUARDED_BY(*operation_);
+    Claim claim_ TAMSEL_GUARDED_BY(*operation_) = noClaim;
+    Claim lastClaim_ TAMSEL_GUARDED_BY(*operation_) = noClaim;
+    bool isStarted_ TAMSEL_GUARDED_BY(*operation_) = false;
 };
 
 } // namespace tamsel::engine

@@ -42,8 +42,8 @@ std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std
     if (std::shared_ptr<CVPixelBuffer> buffer = parts_.pool->acquire(width, height))
         return buffer;
     // A client that keeps all buffers still gets its still, its recording and what is detected.
-    const bool isWanted = (parts_.photoOutput && parts_.photoOutput->isWaiting())
-        || (parts_.movieOutput && parts_.movieOutput->isRecording())
+    const bool isWanted = (parts_.outputs.photo && parts_.outputs.photo->isWaiting())
+        || (parts_.outputs.movie && parts_.outputs.movie->isRecording())
         || (parts_.detection && parts_.detection->wantsFrame());
     if (!isWanted)
         return nullptr;
@@ -81,24 +81,25 @@ void FrameStream::deliver(
         return;
     FrameTicket ticket(parts_.counter->ledger());
     const FrameTiming timing = parts_.counter->next(mediaTime, captureTime, std::exchange(isFirst_, false));
-    if (parts_.photoOutput)
-        parts_.photoOutput->offer(*buffer, parts_.sensorOrientation, timing.captureTime);
-    if (parts_.movieOutput)
-        parts_.movieOutput->offer(*buffer, nativePicture.get(), timing.captureTime);
-    const std::shared_ptr<Connection> connection = parts_.output ? parts_.output->videoConnection() : nullptr;
+    if (parts_.outputs.photo)
+        parts_.outputs.photo->offer(*buffer, parts_.sensorOrientation, timing.captureTime);
+    if (parts_.outputs.movie)
+        parts_.outputs.movie->offer(*buffer, nativePicture.get(), timing.captureTime);
+    const std::shared_ptr<Connection> connection
+        = parts_.outputs.video ? parts_.outputs.video->videoConnection() : nullptr;
     const int turns = connection ? quarterTurns(parts_.sensorOrientation, connection->videoOrientation()) : 0;
     if (parts_.detection)
         parts_.detection->offer({*buffer, turns, timing.captureTime, timing.sequence});
-    if (!connection || !connection->isEnabled() || !parts_.output->hasDelegate()) {
+    if (!connection || !connection->isEnabled() || !parts_.outputs.video->hasDelegate()) {
         ticket.settle(FrameLedger::Outcome::gated);
         return;
     }
     if (isSpare(*buffer)) {
-        parts_.output->tellDrop(std::move(ticket), DropCause::noBuffer);
+        parts_.outputs.video->tellDrop(std::move(ticket), DropCause::noBuffer);
         return;
     }
-    if (!parts_.output->hasPlace()) {
-        parts_.output->tellDrop(std::move(ticket), DropCause::late);
+    if (!parts_.outputs.video->hasPlace()) {
+        parts_.outputs.video->tellDrop(std::move(ticket), DropCause::late);
         return;
     }
     std::shared_ptr<const CameraIntrinsicMatrix> matrix = turnedMatrix(*buffer, turns);
@@ -107,14 +108,14 @@ void FrameStream::deliver(
         std::shared_ptr<CVPixelBuffer> turned = parts_.pool->acquire(
             isOdd ? buffer->height() : buffer->width(), isOdd ? buffer->width() : buffer->height());
         if (!turned) {
-            parts_.output->tellDrop(std::move(ticket), DropCause::noBuffer);
+            parts_.outputs.video->tellDrop(std::move(ticket), DropCause::noBuffer);
             return;
         }
         turnPixels(*buffer, *turned, turns);
         buffer = std::move(turned);
     }
     buffer->setTiming(timing);
-    parts_.output->deliver(
+    parts_.outputs.video->deliver(
         parts_.pool->makeSample(std::move(buffer), std::move(matrix), std::move(ticket)), shared_from_this());
 }
 
@@ -122,8 +123,8 @@ void FrameStream::drop(DropCause cause)
 {
     if (!isOpen())
         return;
-    if (parts_.movieOutput)
-        parts_.movieOutput->miss();
+    if (parts_.outputs.movie)
+        parts_.outputs.movie->miss();
     tellDrop(cause);
 }
 
@@ -148,18 +149,18 @@ void FrameStream::close()
 
 void FrameStream::tellEnd(const Error& reason)
 {
-    if (parts_.photoOutput)
-        parts_.photoOutput->streamEnded();
-    if (parts_.movieOutput)
-        parts_.movieOutput->streamEnded(reason);
+    if (parts_.outputs.photo)
+        parts_.outputs.photo->streamEnded();
+    if (parts_.outputs.movie)
+        parts_.outputs.movie->streamEnded(reason);
 }
 
 void FrameStream::tellDrop(DropCause cause)
 {
     FrameTicket ticket(parts_.counter->ledger());
     parts_.counter->skip();
-    if (parts_.output)
-        parts_.output->tellDrop(std::move(ticket), cause);
+    if (parts_.outputs.video)
+        parts_.outputs.video->tellDrop(std::move(ticket), cause);
     else
         ticket.settle(FrameLedger::Outcome::gated);
 }

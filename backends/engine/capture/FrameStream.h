@@ -45,12 +45,8 @@ public:
     struct Parts {
         std::shared_ptr<FrameCounter> counter;
         std::shared_ptr<BufferPool> pool;
-        /// Absent when the session has none: all frames are gated.
-        std::shared_ptr<VideoDataOutput> output;
-        /// Absent when the session has none.
-        std::shared_ptr<PhotoOutput> photoOutput;
-        /// Absent when the session has none.
-        std::shared_ptr<MovieFileOutput> movieOutput;
+        /// Without one for video all frames are gated.
+        SessionOutputs outputs;
         /// Absent when nothing is to be detected.
         std::shared_ptr<DetectionStream> detection;
         platform::AVCaptureVideoOrientation sensorOrientation;
@@ -65,7 +61,7 @@ public:
         std::size_t width, std::size_t height) override;
     void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
         std::chrono::nanoseconds captureTime) override;
-    [[nodiscard]] bool wantsNativePictures() const override { return parts_.movieOutput != nullptr; }
+    [[nodiscard]] bool wantsNativePictures() const override { return parts_.outputs.movie != nullptr; }
     void nameNativePicture(const std::shared_ptr<const NativePicture>& picture) override
     {
         nativePicture_ = picture;

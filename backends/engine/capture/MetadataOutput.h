@@ -26,6 +26,7 @@ public:
     MetadataOutput(MetadataServices services, std::shared_ptr<CaptureHook> hook);
 
     [[nodiscard]] const char* kind() const override { return "AVCaptureMetadataOutput"; }
+    void addTo(SessionOutputs& outputs) override { outputs.metadata = shared_from_this(); }
     [[nodiscard]] bool takesVideo() const override { return false; }
     [[nodiscard]] std::vector<platform::AVMetadataObjectType> availableMetadataObjectTypes() const override;
     void setMetadataObjectTypes(std::vector<platform::AVMetadataObjectType> types) override;

@@ -20,7 +20,8 @@ namespace tamsel::engine {
 /// turn for the player; and the sound of the session's microphone. Frames are converted on the driver's thread, everything
 /// else happens on queues of the recordings. A movie is written in one piece whatever the fragment interval. When the output
 /// is released the recording ends, and its file is completed. Thread-safe.
-class MovieFileOutput final : public Output<platform::AVCaptureMovieFileOutput> {
+class MovieFileOutput final : public Output<platform::AVCaptureMovieFileOutput>,
+                              public std::enable_shared_from_this<MovieFileOutput> {
 public:
     /// What a running session gives.
     struct Source {
@@ -33,6 +34,7 @@ public:
     ~MovieFileOutput() override;
 
     [[nodiscard]] const char* kind() const override { return "AVCaptureMovieFileOutput"; }
+    void addTo(SessionOutputs& outputs) override { outputs.movie = shared_from_this(); }
     void setMovieFragmentInterval(platform::CMTime interval) override
     {
         hook_->setting("setMovieFragmentInterval", interval == platform::CMTime{} ? "invalid" : "valid");

@@ -7,25 +7,40 @@
 
 namespace tamsel::engine {
 
-/// Mutual exclusion for calls that may take as long as a device needs. A back end without threads supplies one that
-/// lets other work go on meanwhile. Works with `std::lock_guard`.
-class OperationLock {
+/// Mutual exclusion for calls that may take as long as a device needs. A back end without threads supplies one that lets
+/// other work continue meanwhile.
+class TAMSEL_THREAD_SAFETY(capability("operation")) OperationLock {
 public:
     virtual ~OperationLock() = default;
 
     /// Waits until nobody else has it.
-    virtual void lock() = 0;
-    virtual void unlock() = 0;
+    virtual void lock() TAMSEL_THREAD_SAFETY(acquire_capability()) = 0;
+    virtual void unlock() TAMSEL_THREAD_SAFETY(release_capability()) = 0;
 };
 
-/// The lock of back ends with threads: a mutex.
-class ThreadOperationLock final : public OperationLock {
+/// Holds an operation lock until it is destroyed.
+class TAMSEL_THREAD_SAFETY(scoped_lockable) OperationHold {
 public:
-    void lock() override { guard_.lock(); }
-    void unlock() override { guard_.unlock(); }
+    explicit OperationHold(OperationLock& lock) TAMSEL_THREAD_SAFETY(acquire_capability(lock)) : lock_(lock)
+    {
+        lock_.lock();
+    }
+    ~OperationHold() TAMSEL_THREAD_SAFETY(release_capability()) { lock_.unlock(); }
+    OperationHold(const OperationHold&) = delete;
+    OperationHold& operator=(const OperationHold&) = delete;
 
 private:
-    Mutex guard_;
+    OperationLock& lock_;
+};
+
+/// The lock of back ends with threads: a mutex. (The capability is the lock, so the mutex needs no annotations.)
+class ThreadOperationLock final : public OperationLock {
+public:
+    void lock() override { mutex_.lock(); }
+    void unlock() override { mutex_.unlock(); }
+
+private:
+    std::mutex mutex_;
 };
 
 } // namespace tamsel::engine

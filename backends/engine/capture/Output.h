@@ -5,10 +5,22 @@
 #include <tamsel/Mutex.h>
 
 #include <memory>
-#include <type_traits>
 #include <utility>
 
 namespace tamsel::engine {
+
+class MetadataOutput;
+class MovieFileOutput;
+class PhotoOutput;
+class VideoDataOutput;
+
+/// The outputs of a session, one of each kind. Those that it does not have are absent.
+struct SessionOutputs {
+    std::shared_ptr<VideoDataOutput> video;
+    std::shared_ptr<PhotoOutput> photo;
+    std::shared_ptr<MovieFileOutput> movie;
+    std::shared_ptr<MetadataOutput> metadata;
+};
 
 /// An output's place: the one session that it is in, and its connection there. Thread-safe.
 class OutputPlace {
@@ -17,6 +29,8 @@ public:
 
     /// The platform's name of this kind of output; a session takes one of each.
     [[nodiscard]] virtual const char* kind() const = 0;
+    /// Puts itself where its kind belongs.
+    virtual void addTo(SessionOutputs& outputs) = 0;
     /// False for outputs that take no video.
     [[nodiscard]] virtual bool takesVideo() const { return true; }
 
@@ -25,11 +39,11 @@ public:
         const MutexLock lock(guard_);
         return isInSession_;
     }
-    /// For the session that adds it.
-    void enterSession()
+    /// For the session that adds it. False when it is in a session already.
+    bool enterSession()
     {
         const MutexLock lock(guard_);
-        isInSession_ = true;
+        return !std::exchange(isInSession_, true);
     }
     /// For the session that removes it; the connection goes.
     void leaveSession()
@@ -54,8 +68,8 @@ public:
 
 private:
     mutable Mutex guard_;
-    bool isInSession_ = false;
-    std::shared_ptr<Connection> connection_;
+    bool isInSession_ TAMSEL_GUARDED_BY(guard_) = false;
+    std::shared_ptr<Connection> connection_ TAMSEL_GUARDED_BY(guard_);
 };
 
 /// The part of an output role that is the same for all.

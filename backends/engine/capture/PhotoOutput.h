@@ -26,6 +26,7 @@ public:
     PhotoOutput(platform::Dispatch& dispatch, PhotoServices services, std::shared_ptr<CaptureHook> hook);
 
     [[nodiscard]] const char* kind() const override { return "AVCapturePhotoOutput"; }
+    void addTo(SessionOutputs& outputs) override { outputs.photo = shared_from_this(); }
     /// Frames are whole already.
     void setHighResolutionCaptureEnabled(bool enabled) override
     {

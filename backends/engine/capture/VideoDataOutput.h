@@ -19,6 +19,7 @@ public:
     explicit VideoDataOutput(std::shared_ptr<CaptureHook> hook) : hook_(std::move(hook)) { }
 
     [[nodiscard]] const char* kind() const override { return "AVCaptureVideoDataOutput"; }
+    void addTo(SessionOutputs& outputs) override { outputs.video = shared_from_this(); }
     void setAlwaysDiscardsLateVideoFrames(bool discards) override
     {
         hook_->setting("setAlwaysDiscardsLateVideoFrames", discards ? "yes" : "no");
