@@ -18,14 +18,18 @@ std::string joined(std::string_view word, std::string_view detail)
 
 bool ScriptedHook::permits(CaptureCall call, std::string_view detail)
 {
+    const bool isRefused = scheduler_ && takeRefusal(call, detail);
+    note(call, detail, isRefused ? " refused" : "");
+    return !isRefused;
+}
+
+void ScriptedHook::note(CaptureCall call, std::string_view detail, std::string_view answer)
+{
     if (!scheduler_)
-        return true;
-    const bool isRefused = takeRefusal(call, detail);
-    journal_.write(
-        scheduler_->monotonic(), joined(engine::name(call), detail) + (isRefused ? " refused" : ""));
+        return;
+    journal_.write(scheduler_->monotonic(), joined(engine::name(call), detail).append(answer));
     if (const auto found = delays_.find(call); found != delays_.end())
         scheduler_->spend(found->second);
-    return !isRefused;
 }
 
 void ScriptedHook::setting(std::string_view name, std::string_view value)

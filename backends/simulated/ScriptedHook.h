@@ -22,17 +22,19 @@ public:
     {
     }
 
-    /// Refuses such a call once, when it comes for the given time from now on; with a detail only calls with it count.
+    /// Refuses such a call once, the given number of calls from now; with a detail only calls with it count. For calls that
+    /// can be refused.
     void refuse(engine::CaptureCall call, int number, std::string detail)
     {
         refusals_.push_back({call, number, std::move(detail)});
     }
     /// Such a call takes so long from now on.
     void delay(engine::CaptureCall call, std::chrono::nanoseconds duration) { delays_[call] = duration; }
-    /// The phone has ended; what is still called from now on goes by unseen.
+    /// The phone has ended: later calls are not written down.
     void end() { scheduler_ = nullptr; }
 
-    bool permits(engine::CaptureCall call, std::string_view detail) override;
+    void called(engine::CaptureCall call, std::string_view detail) override { note(call, detail, {}); }
+    [[nodiscard]] bool permits(engine::CaptureCall call, std::string_view detail) override;
     void setting(std::string_view name, std::string_view value) override;
 
 private:
@@ -42,7 +44,8 @@ private:
         std::string detail;
     };
 
-    bool takeRefusal(engine::CaptureCall call, std::string_view detail);
+    void note(engine::CaptureCall call, std::string_view detail, std::string_view answer);
+    [[nodiscard]] bool takeRefusal(engine::CaptureCall call, std::string_view detail);
 
     Scheduler* scheduler_;
     Journal& journal_;

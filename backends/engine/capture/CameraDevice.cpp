@@ -37,13 +37,13 @@ std::expected<void, Error> CameraDevice::lockForConfiguration()
 
 void CameraDevice::unlockForConfiguration()
 {
-    hook_->permits(CaptureCall::unlockForConfiguration, {});
+    hook_->called(CaptureCall::unlockForConfiguration, {});
     isLockedForConfiguration_ = false;
 }
 
 void CameraDevice::setVideoZoomFactor(double factor)
 {
-    hook_->permits(CaptureCall::setVideoZoomFactor, std::to_string(factor));
+    hook_->called(CaptureCall::setVideoZoomFactor, std::to_string(factor));
     zoomFactor_ = factor;
     const OperationHold operation(*operation_);
     driver_->setZoomFactor(factor);
@@ -59,7 +59,7 @@ bool CameraDevice::isFlashAvailable() const
 void CameraDevice::setTorchMode(AVCaptureTorchMode mode)
 {
     static constexpr std::array<std::string_view, 3> names{"off", "on", "automatic"};
-    hook_->permits(CaptureCall::setTorchMode, names.at(static_cast<std::size_t>(mode)));
+    hook_->called(CaptureCall::setTorchMode, names.at(static_cast<std::size_t>(mode)));
     const OperationHold operation(*operation_);
     driver_->setTorchMode(mode);
 }

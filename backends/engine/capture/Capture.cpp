@@ -64,7 +64,7 @@ Capture::~Capture() = default;
 
 AVAuthorizationStatus Capture::authorizationStatus(AVMediaType mediaType) const
 {
-    context_->hook().permits(
+    context_->hook().called(
         CaptureCall::authorizationStatus, mediaType == AVMediaType::video ? "video" : "audio");
     return context_->configuration.authorization(mediaType);
 }
@@ -72,7 +72,7 @@ AVAuthorizationStatus Capture::authorizationStatus(AVMediaType mediaType) const
 std::shared_ptr<AVCaptureDevice> Capture::defaultDevice(
     AVCaptureDeviceType type, AVMediaType mediaType, AVCaptureDevicePosition position)
 {
-    context_->hook().permits(
+    context_->hook().called(
         CaptureCall::defaultDevice, std::string(name(type)) + " " + std::string(name(position)));
     if (mediaType != AVMediaType::video)
         return nullptr;
@@ -85,7 +85,7 @@ std::shared_ptr<AVCaptureDevice> Capture::defaultDevice(
 
 std::shared_ptr<AVCaptureDevice> Capture::defaultAudioDevice()
 {
-    context_->hook().permits(CaptureCall::defaultAudioDevice, {});
+    context_->hook().called(CaptureCall::defaultAudioDevice, {});
     const std::shared_ptr<MicrophoneDevice>& microphone = context_->microphone;
     return microphone && microphone->driver()->isPresent() ? microphone : nullptr;
 }
@@ -132,7 +132,7 @@ std::shared_ptr<AVCaptureMetadataOutput> Capture::makeMetadataOutput()
 std::shared_ptr<AVCaptureVideoPreviewLayer> Capture::makePreviewLayer(
     const std::shared_ptr<AVCaptureSession>& session)
 {
-    context_->hook().permits(CaptureCall::makePreviewLayer, {});
+    context_->hook().called(CaptureCall::makePreviewLayer, {});
     return std::make_shared<PreviewLayer>(std::dynamic_pointer_cast<CaptureSession>(session));
 }
 

@@ -42,18 +42,20 @@ enum class CaptureCall : std::uint8_t {
 /// The call's name as it is written above.
 [[nodiscard]] std::string_view name(CaptureCall call);
 
-/// Sees every call of the capture roles before it is carried out: a back end may write it down, let it take time,
-/// or refuse it. The default lets everything pass.
+/// Sees every call of the capture roles before it is carried out: a back end may write it down, let it take time, or refuse
+/// it. The default does nothing and permits everything. `detail` names the argument in one word where there is one
+/// ("AVCaptureVideoDataOutput", "landscapeLeft").
 class CaptureHook {
 public:
     virtual ~CaptureHook() = default;
 
-    /// `detail` names the argument in one word where there is one ("AVCaptureVideoDataOutput", "landscapeLeft").
-    /// False refuses the call, where the call can be refused: makeDeviceInput, canAddInput, canAddOutput,
-    /// lockForConfiguration, startRunning, capturePhoto, processPhoto, startRecording.
-    virtual bool permits(CaptureCall /*call*/, std::string_view /*detail*/) { return true; }
+    /// A call that cannot be refused.
+    virtual void called(CaptureCall /*call*/, std::string_view /*detail*/) { }
+    /// A call that can be refused: makeDeviceInput, canAddInput, canAddOutput, lockForConfiguration, startRunning,
+    /// capturePhoto, processPhoto, startRecording. False refuses it.
+    [[nodiscard]] virtual bool permits(CaptureCall /*call*/, std::string_view /*detail*/) { return true; }
 
-    /// How an output is to work: a setting's name, and in words what it is set to.
+    /// A setting of an output: its name, and in words its value.
     virtual void setting(std::string_view /*name*/, std::string_view /*value*/) { }
 };
 

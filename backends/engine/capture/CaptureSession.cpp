@@ -32,20 +32,20 @@ CaptureSession::CaptureSession(std::shared_ptr<CaptureContext> context)
 
 void CaptureSession::beginConfiguration()
 {
-    context_->hook().permits(CaptureCall::beginConfiguration, {});
+    context_->hook().called(CaptureCall::beginConfiguration, {});
     run_->beginConfiguration();
 }
 
 void CaptureSession::commitConfiguration()
 {
-    context_->hook().permits(CaptureCall::commitConfiguration, {});
+    context_->hook().called(CaptureCall::commitConfiguration, {});
     if (run_->commitConfiguration())
         run_->start(graph_);
 }
 
 void CaptureSession::setSessionPreset(AVCaptureSessionPreset preset)
 {
-    context_->hook().permits(
+    context_->hook().called(
         CaptureCall::setSessionPreset, preset == AVCaptureSessionPreset::photo ? "photo" : "high");
     graph_.setPreset(preset);
 }
@@ -62,7 +62,7 @@ bool CaptureSession::canAddInput(const std::shared_ptr<AVCaptureInput>& input)
 
 void CaptureSession::addInput(std::shared_ptr<AVCaptureInput> input)
 {
-    context_->hook().permits(CaptureCall::addInput, SessionGraph::describe(input));
+    context_->hook().called(CaptureCall::addInput, SessionGraph::describe(input));
     if (!graph_.accepts(input))
         return;
     if (const std::shared_ptr<CameraDevice> camera = graph_.camera(input))
@@ -72,7 +72,7 @@ void CaptureSession::addInput(std::shared_ptr<AVCaptureInput> input)
 
 void CaptureSession::removeInput(const std::shared_ptr<AVCaptureInput>& input)
 {
-    context_->hook().permits(CaptureCall::removeInput, SessionGraph::describe(input));
+    context_->hook().called(CaptureCall::removeInput, SessionGraph::describe(input));
     if (!graph_.remove(input))
         return;
     if (const std::shared_ptr<CameraDevice> camera = graph_.camera(input))
@@ -92,13 +92,13 @@ bool CaptureSession::canAddOutput(const std::shared_ptr<AVCaptureOutput>& output
 
 void CaptureSession::addOutput(std::shared_ptr<AVCaptureOutput> output)
 {
-    context_->hook().permits(CaptureCall::addOutput, SessionGraph::describe(output));
+    context_->hook().called(CaptureCall::addOutput, SessionGraph::describe(output));
     graph_.add(std::move(output));
 }
 
 void CaptureSession::removeOutput(const std::shared_ptr<AVCaptureOutput>& output)
 {
-    context_->hook().permits(CaptureCall::removeOutput, SessionGraph::describe(output));
+    context_->hook().called(CaptureCall::removeOutput, SessionGraph::describe(output));
     graph_.remove(output);
 }
 
@@ -115,7 +115,7 @@ void CaptureSession::startRunning()
 
 void CaptureSession::stopRunning()
 {
-    context_->hook().permits(CaptureCall::stopRunning, {});
+    context_->hook().called(CaptureCall::stopRunning, {});
     run_->stop();
 }
 

@@ -23,7 +23,7 @@ std::string_view name(platform::AVCaptureVideoOrientation orientation)
 
 void Connection::setVideoOrientation(platform::AVCaptureVideoOrientation orientation)
 {
-    hook_->permits(CaptureCall::setVideoOrientation, name(orientation));
+    hook_->called(CaptureCall::setVideoOrientation, name(orientation));
     orientation_ = orientation;
 }
 

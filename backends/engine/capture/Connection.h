@@ -26,13 +26,13 @@ public:
     [[nodiscard]] bool isEnabled() const override { return isEnabled_; }
     void setEnabled(bool enabled) override
     {
-        hook_->permits(CaptureCall::setEnabled, enabled ? "true" : "false");
+        hook_->called(CaptureCall::setEnabled, enabled ? "true" : "false");
         isEnabled_ = enabled;
     }
     [[nodiscard]] bool automaticallyAdjustsVideoMirroring() const override { return adjustsMirroring_; }
     void setAutomaticallyAdjustsVideoMirroring(bool adjusts) override
     {
-        hook_->permits(CaptureCall::setAutomaticallyAdjustsVideoMirroring, adjusts ? "true" : "false");
+        hook_->called(CaptureCall::setAutomaticallyAdjustsVideoMirroring, adjusts ? "true" : "false");
         adjustsMirroring_ = adjusts;
     }
     [[nodiscard]] platform::AVCaptureVideoOrientation videoOrientation() const override

@@ -45,7 +45,7 @@ void MetadataOutput::setMetadataObjectTypes(Types types)
     std::string names;
     for (const AVMetadataObjectType& type : types)
         names += (names.empty() ? "" : " ") + type;
-    hook_->permits(CaptureCall::setMetadataObjectTypes, names);
+    hook_->called(CaptureCall::setMetadataObjectTypes, names);
     const MutexLock lock(guard_);
     types_.swap(types);
 }
@@ -53,7 +53,7 @@ void MetadataOutput::setMetadataObjectTypes(Types types)
 void MetadataOutput::setMetadataObjectsDelegate(
     std::weak_ptr<AVCaptureMetadataOutputObjectsDelegate> delegate, std::shared_ptr<DispatchQueue> queue)
 {
-    hook_->permits(CaptureCall::setMetadataObjectsDelegate, delegate.expired() ? "none" : "delegate");
+    hook_->called(CaptureCall::setMetadataObjectsDelegate, delegate.expired() ? "none" : "delegate");
     Receiver receiver{std::move(delegate), std::move(queue)};
     const MutexLock lock(guard_);
     std::swap(receiver_, receiver); // the earlier one is released after the lock

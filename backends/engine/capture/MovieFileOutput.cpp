@@ -88,7 +88,7 @@ void MovieFileOutput::startRecording(
 
 void MovieFileOutput::stopRecording()
 {
-    hook_->permits(CaptureCall::stopRecording, {});
+    hook_->called(CaptureCall::stopRecording, {});
     std::shared_ptr<Recording> stopped;
     {
         const MutexLock lock(guard_);

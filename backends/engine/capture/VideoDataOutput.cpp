@@ -12,7 +12,7 @@ void VideoDataOutput::setSampleBufferDelegate(
     std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
     std::shared_ptr<DispatchQueue> queue)
 {
-    hook_->permits(CaptureCall::setSampleBufferDelegate, delegate.expired() ? "none" : "delegate");
+    hook_->called(CaptureCall::setSampleBufferDelegate, delegate.expired() ? "none" : "delegate");
     const Receiver receiver{std::move(delegate), std::move(queue)};
     Receiver replaced = receiver;
     std::optional<FrameTicket> loss;
