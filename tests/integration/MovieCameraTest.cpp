@@ -162,6 +162,7 @@ TEST(MovieCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
              "out_color_matrix=bt2020:out_range=tv,format=yuv420p -colorspace bt2020nc",
              "out_color_matrix=bt709:out_range=pc,format=yuv420p -colorspace bt709 -color_range pc",
              "out_color_matrix=bt601:out_range=tv,format=yuv444p -colorspace smpte170m",
+             "out_color_matrix=bt709:out_range=tv,format=yuv444p -colorspace bt709",
              "out_color_matrix=bt709:out_range=tv,format=yuv422p10le -colorspace bt709",
              "out_color_matrix=bt601:out_range=tv,format=yuv420p"}) {
         const std::string file = folder.file("colour.mkv");

@@ -1,21 +1,14 @@
 // TIFF, BMP and GIF pictures: their headers are read here, their pixels by the FFmpeg libraries.
 
 #include <formats/Orientation.h>
+#include <host/ffmpeg/FrameConverter.h>
+#include <host/ffmpeg/PictureDecoder.h>
 #include <host/image/Bytes.h>
 #include <host/image/PictureFormats.h>
-#include <host/movie/FrameConverter.h>
-#include <host/movie/MovieContainer.h>
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <cstring>
-#include <limits>
-#include <memory>
 
 namespace tamsel::host {
 
@@ -30,47 +23,10 @@ std::optional<std::uint32_t> little(Bytes bytes, std::size_t offset, std::size_t
     return numberAt(bytes, offset, size, std::endian::little);
 }
 
-struct Free {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-
-std::unique_ptr<AVCodecContext, Free> openDecoder(AVCodecID kind)
-{
-    prepareMovieLibraries();
-    const AVCodec* codec = avcodec_find_decoder(kind);
-    std::unique_ptr<AVCodecContext, Free> context(codec ? avcodec_alloc_context3(codec) : nullptr);
-    if (!context)
-        return nullptr;
-    context->thread_count = 1;
-    context->max_pixels = static_cast<std::int64_t>(maximumPixels);
-    return avcodec_open2(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
-}
-
-/// The first picture of the file; null when it does not decode.
-std::unique_ptr<AVFrame, Free> firstFrame(Bytes picture, AVCodecID kind)
-{
-    const auto context = openDecoder(kind);
-    const std::unique_ptr<AVPacket, Free> packet(av_packet_alloc());
-    std::unique_ptr<AVFrame, Free> frame(av_frame_alloc());
-    if (!context || !packet || !frame || picture.size() > std::numeric_limits<int>::max() / 2)
-        return nullptr;
-    // Copied, because the decoder reads beyond the end and wants zeros there.
-    if (av_new_packet(packet.get(), static_cast<int>(picture.size())) < 0)
-        return nullptr;
-    std::memcpy(packet->data, picture.data(), picture.size());
-    if (avcodec_send_packet(context.get(), packet.get()) < 0)
-        return nullptr;
-    avcodec_send_packet(context.get(), nullptr);
-    const bool isDone = avcodec_receive_frame(context.get(), frame.get()) >= 0
-        && frame->decode_error_flags == 0 && (frame->flags & AV_FRAME_FLAG_CORRUPT) == 0;
-    return isDone ? std::move(frame) : nullptr;
-}
-
 std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, AVCodecID kind, const char* format)
 {
-    const auto frame = firstFrame(picture, kind);
+    PictureDecoder decoder(kind);
+    AVFrame* frame = decoder.decode(picture);
     if (!frame)
         return std::unexpected(pictureError(format, "its pixels are damaged or of no known kind"));
     if (static_cast<std::size_t>(frame->width) != target.width()

@@ -1,7 +1,7 @@
 #include <host/movie/MovieReader.h>
 
+#include <host/ffmpeg/FrameConverter.h>
 #include <host/image/PictureFormats.h>
-#include <host/movie/FrameConverter.h>
 #include <host/movie/PngFrame.h>
 #include <host/movie/ffmpegOwners.h>
 #include <host/movie/movieFailure.h>

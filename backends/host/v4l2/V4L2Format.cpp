@@ -15,6 +15,7 @@ constexpr std::uint64_t fullHdHeight = 1080;
 /// 30000/1001 counts as 30.
 constexpr double wantedRate = 29.9;
 constexpr double largestSide = 16384;
+constexpr std::uint32_t longestRow = 1 << 30; // no buffer holds it
 
 bool fitsFullHd(const V4L2Mode& mode)
 {
@@ -24,49 +25,46 @@ bool fitsFullHd(const V4L2Mode& mode)
 
 bool isUncompressed(const V4L2Mode& mode)
 {
-    return layoutOf(mode.pixelFormat) != PixelLayout::jpeg;
+    return !layoutOf(mode.pixelFormat)->isJpeg();
 }
 
-ColourMatrix matrixOf(std::uint32_t encoding)
+AVColorSpace matrixOf(std::uint32_t encoding)
 {
     switch (encoding) {
     case V4L2_YCBCR_ENC_709:
     case V4L2_YCBCR_ENC_XV709:
     case V4L2_YCBCR_ENC_SMPTE240M: // within a hundredth of it
-        return ColourMatrix::bt709;
+        return AVCOL_SPC_BT709;
     case V4L2_YCBCR_ENC_BT2020:
     case V4L2_YCBCR_ENC_BT2020_CONST_LUM:
-        return ColourMatrix::bt2020;
+        return AVCOL_SPC_BT2020_NCL;
     default:
-        return ColourMatrix::bt601;
+        return AVCOL_SPC_SMPTE170M;
     }
 }
 
-RawFrameFormat rawFormatOf(const v4l2_pix_format& pixels, PixelLayout layout)
+V4L2FrameFormat frameFormatOf(const v4l2_pix_format& pixels, PixelLayout layout)
 {
     // Without the mark the driver knows nothing of the fields behind it.
-    const bool tellsColours = pixels.priv == V4L2_PIX_FMT_PRIV_MAGIC;
+    const bool namesColours = pixels.priv == V4L2_PIX_FMT_PRIV_MAGIC;
     std::uint32_t space = pixels.colorspace;
     if (space == V4L2_COLORSPACE_DEFAULT)
         space = V4L2_MAP_COLORSPACE_DEFAULT(false, false);
-    std::uint32_t encoding = tellsColours ? pixels.ycbcr_enc : std::uint32_t{V4L2_YCBCR_ENC_DEFAULT};
+    std::uint32_t encoding = namesColours ? pixels.ycbcr_enc : std::uint32_t{V4L2_YCBCR_ENC_DEFAULT};
     if (encoding == V4L2_YCBCR_ENC_DEFAULT)
         encoding = V4L2_MAP_YCBCR_ENC_DEFAULT(space);
     std::uint32_t quantization
-        = tellsColours ? pixels.quantization : std::uint32_t{V4L2_QUANTIZATION_DEFAULT};
-    const bool isRgb
-        = layout == PixelLayout::bgrx || layout == PixelLayout::bgr || layout == PixelLayout::rgb;
+        = namesColours ? pixels.quantization : std::uint32_t{V4L2_QUANTIZATION_DEFAULT};
+    const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(layout.format);
+    const bool isRgb = format && (format->flags & AV_PIX_FMT_FLAG_RGB) != 0;
     if (quantization == V4L2_QUANTIZATION_DEFAULT)
         quantization = V4L2_MAP_QUANTIZATION_DEFAULT(isRgb, space, encoding);
-
-    RawFrameFormat format{.layout = layout,
-        .width = pixels.width,
-        .height = pixels.height,
-        .bytesPerRow = pixels.bytesperline,
+    return {.layout = layout,
+        .width = static_cast<int>(pixels.width),
+        .height = static_cast<int>(pixels.height),
+        .bytesPerRow = static_cast<int>(std::min(pixels.bytesperline, longestRow)),
         .matrix = matrixOf(encoding),
-        .range = quantization == V4L2_QUANTIZATION_LIM_RANGE ? ColourRange::limited : ColourRange::full};
-    format.bytesPerRow = std::max(format.bytesPerRow, format.minimumBytesPerRow());
-    return format;
+        .range = quantization == V4L2_QUANTIZATION_LIM_RANGE ? AVCOL_RANGE_MPEG : AVCOL_RANGE_JPEG};
 }
 
 /// The slowest rate that is wanted, or else the fastest that there is.
@@ -167,26 +165,26 @@ std::optional<PixelLayout> layoutOf(std::uint32_t pixelFormat)
 {
     switch (pixelFormat) {
     case V4L2_PIX_FMT_YUYV:
-        return PixelLayout::yuyv;
+        return PixelLayout{AV_PIX_FMT_YUYV422};
     case V4L2_PIX_FMT_UYVY:
-        return PixelLayout::uyvy;
+        return PixelLayout{AV_PIX_FMT_UYVY422};
     case V4L2_PIX_FMT_NV12:
-        return PixelLayout::nv12;
+        return PixelLayout{AV_PIX_FMT_NV12};
     case V4L2_PIX_FMT_YUV420:
-        return PixelLayout::i420;
+        return PixelLayout{AV_PIX_FMT_YUV420P};
     case V4L2_PIX_FMT_YVU420:
-        return PixelLayout::yv12;
+        return PixelLayout{AV_PIX_FMT_YUV420P, true};
     case V4L2_PIX_FMT_BGR32:
     case V4L2_PIX_FMT_XBGR32:
     case V4L2_PIX_FMT_ABGR32:
-        return PixelLayout::bgrx;
+        return PixelLayout{AV_PIX_FMT_BGR0};
     case V4L2_PIX_FMT_BGR24:
-        return PixelLayout::bgr;
+        return PixelLayout{AV_PIX_FMT_BGR24};
     case V4L2_PIX_FMT_RGB24:
-        return PixelLayout::rgb;
+        return PixelLayout{AV_PIX_FMT_RGB24};
     case V4L2_PIX_FMT_MJPEG:
     case V4L2_PIX_FMT_JPEG:
-        return PixelLayout::jpeg;
+        return PixelLayout{};
     default:
         return std::nullopt;
     }
@@ -236,7 +234,7 @@ void rankModes(std::vector<V4L2Mode>& modes, platform::AVCaptureSessionPreset pr
     });
 }
 
-std::expected<RawFrameFormat, platform::Error> setFormat(
+std::expected<V4L2FrameFormat, platform::Error> setFormat(
     const V4L2Device& device, platform::AVCaptureSessionPreset preset)
 {
     std::vector<V4L2Mode> modes = convertibleModes(device);
@@ -263,7 +261,7 @@ std::expected<RawFrameFormat, platform::Error> setFormat(
             || pixels.height > largestSide)
             continue;
         setRate(device, mode);
-        return rawFormatOf(pixels, *layout);
+        return frameFormatOf(pixels, *layout);
     }
     return std::unexpected(std::move(refusal));
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <host/v4l2/RawFrame.h>
 #include <host/v4l2/V4L2Device.h>
+#include <host/v4l2/V4L2FrameFormat.h>
 
 #include <tamsel/platform/AVCaptureSession.h>
 
@@ -39,8 +39,8 @@ struct V4L2Mode {
 /// per second; when there is none, the highest rate. Of equals the one that is not compressed wins.
 void rankModes(std::vector<V4L2Mode>& modes, platform::AVCaptureSessionPreset preset);
 
-/// Sets the best mode that the device accepts and tells what it has made of it. The device must have no buffers.
-[[nodiscard]] std::expected<RawFrameFormat, platform::Error> setFormat(
+/// Sets the best mode that the device accepts and returns what it has made of it. The device must have no buffers.
+[[nodiscard]] std::expected<V4L2FrameFormat, platform::Error> setFormat(
     const V4L2Device& device, platform::AVCaptureSessionPreset preset);
 
 } // namespace tamsel::host

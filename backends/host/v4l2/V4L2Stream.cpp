@@ -33,7 +33,7 @@ v4l2_buffer captureBuffer(std::uint32_t index)
 } // namespace
 
 std::expected<std::shared_ptr<V4L2Stream>, platform::Error> V4L2Stream::start(
-    std::shared_ptr<V4L2Device> device, const RawFrameFormat& format, engine::EventSources& sources,
+    std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format, engine::EventSources& sources,
     std::shared_ptr<engine::FrameSink> sink)
 {
     auto stream = std::make_shared<V4L2Stream>(std::move(device), format, std::move(sink));
@@ -44,11 +44,11 @@ std::expected<std::shared_ptr<V4L2Stream>, platform::Error> V4L2Stream::start(
     return stream;
 }
 
-V4L2Stream::V4L2Stream(
-    std::shared_ptr<V4L2Device> device, const RawFrameFormat& format, std::shared_ptr<engine::FrameSink> sink)
+V4L2Stream::V4L2Stream(std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format,
+    std::shared_ptr<engine::FrameSink> sink)
     : device_(std::move(device)),
-      sink_(std::move(sink)),
-      converter_(format)
+      format_(format),
+      sink_(std::move(sink))
 {
 }
 
@@ -60,7 +60,6 @@ V4L2Stream::~V4L2Stream()
 
 std::expected<void, platform::Error> V4L2Stream::mapBuffers()
 {
-    const RawFrameFormat& format = converter_.format();
     const int count = device_->requestBuffers(wantedBuffers);
     if (count < fewestBuffers)
         return std::unexpected(device_->error("gives no buffers", count < 0 ? -count : ENOMEM));
@@ -68,7 +67,7 @@ std::expected<void, platform::Error> V4L2Stream::mapBuffers()
         v4l2_buffer buffer = captureBuffer(index);
         if (const int number = device_->control(VIDIOC_QUERYBUF, &buffer); number != 0)
             return std::unexpected(device_->error("does not tell of its buffers", number));
-        if (format.layout != PixelLayout::jpeg && buffer.length < format.minimumBytes())
+        if (buffer.length < format_.minimumBytes())
             return std::unexpected(device_->error("has buffers that are too small", EINVAL));
         void* address = device_->calls().mmap(
             buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, device_->descriptor(), buffer.m.offset);
@@ -136,7 +135,8 @@ void V4L2Stream::takeFrame()
     const bool isFrame = isWhole(buffer);
     const nanoseconds time = isFrame ? captureTimeOf(buffer) : nanoseconds{};
     if (isFrame) {
-        pixels = sink_->acquireBuffer(converter_.format().width, converter_.format().height);
+        pixels = sink_->acquireBuffer(
+            static_cast<std::size_t>(format_.width), static_cast<std::size_t>(format_.height));
         isConverted = pixels && convert(buffer, *pixels);
     }
 
@@ -186,19 +186,17 @@ std::uint32_t V4L2Stream::missingBefore(std::uint32_t sequence)
 
 bool V4L2Stream::isWhole(const v4l2_buffer& buffer) const
 {
-    const RawFrameFormat& format = converter_.format();
-    const std::size_t least = format.layout == PixelLayout::jpeg ? 1 : format.minimumBytes();
-    return (buffer.flags & V4L2_BUF_FLAG_ERROR) == 0 && buffer.bytesused >= least
+    return (buffer.flags & V4L2_BUF_FLAG_ERROR) == 0 && buffer.bytesused >= format_.minimumBytes()
         && buffer.bytesused <= buffers_[buffer.index].size();
 }
 
 bool V4L2Stream::convert(const v4l2_buffer& buffer, platform::CVPixelBuffer& target)
 {
-    const std::span<const std::byte> frame = buffers_[buffer.index].first(buffer.bytesused);
-    if (converter_.format().layout == PixelLayout::jpeg)
-        return jpeg_.decode(frame, target);
-    converter_.convert(frame, target);
-    return true;
+    const std::span<std::byte> bytes = buffers_[buffer.index].first(buffer.bytesused);
+    if (format_.layout.isJpeg())
+        return jpeg_.decode(bytes, target);
+    format_.wrap(bytes, *frame_);
+    return converter_.convert(*frame_, target);
 }
 
 nanoseconds V4L2Stream::captureTimeOf(const v4l2_buffer& buffer)

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <host/ffmpeg/FrameConverter.h>
 #include <host/v4l2/MotionJpegDecoder.h>
-#include <host/v4l2/RawFrame.h>
 #include <host/v4l2/V4L2Device.h>
+#include <host/v4l2/V4L2FrameFormat.h>
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
@@ -28,10 +29,10 @@ class V4L2Stream : public std::enable_shared_from_this<V4L2Stream> {
 public:
     /// The device has the format set and no buffers.
     [[nodiscard]] static std::expected<std::shared_ptr<V4L2Stream>, platform::Error> start(
-        std::shared_ptr<V4L2Device> device, const RawFrameFormat& format, engine::EventSources& sources,
+        std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format, engine::EventSources& sources,
         std::shared_ptr<engine::FrameSink> sink);
 
-    V4L2Stream(std::shared_ptr<V4L2Device> device, const RawFrameFormat& format,
+    V4L2Stream(std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format,
         std::shared_ptr<engine::FrameSink> sink);
     ~V4L2Stream();
     V4L2Stream(const V4L2Stream&) = delete;
@@ -60,11 +61,13 @@ private:
     void turnOff();
 
     const std::shared_ptr<V4L2Device> device_;
+    const V4L2FrameFormat format_;
     const std::shared_ptr<engine::FrameSink> sink_;
     std::vector<std::span<std::byte>> buffers_;
 
     // Of the calls of the event source, which never overlap.
-    RawFrameConverter converter_;
+    const OwnedFrame frame_{av_frame_alloc()};
+    FrameConverter converter_;
     MotionJpegDecoder jpeg_;
     std::optional<std::uint32_t> lastSequence_;
     std::optional<std::chrono::nanoseconds> firstTime_;

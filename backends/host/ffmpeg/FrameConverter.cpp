@@ -1,0 +1,314 @@
+#include <host/ffmpeg/FrameConverter.h>
+
+#include <libyuv.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <span>
+
+namespace tamsel::host {
+
+namespace {
+
+constexpr int firstHighDefinitionLines = 720;
+/// Of rows that are copied: few, so that the copies stay in the cache, and an even number.
+constexpr int rowsAtOnce = 16;
+
+struct Colour {
+    AVColorSpace space;
+    bool isFullRange;
+};
+
+Colour colourOf(const AVFrame& frame)
+{
+    AVColorSpace space = frame.colorspace;
+    if (space == AVCOL_SPC_UNSPECIFIED || space == AVCOL_SPC_RESERVED)
+        space = frame.height >= firstHighDefinitionLines ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+    const bool isFullRange = frame.color_range == AVCOL_RANGE_JPEG || frame.format == AV_PIX_FMT_YUVJ420P
+        || frame.format == AV_PIX_FMT_YUVJ422P || frame.format == AV_PIX_FMT_YUVJ444P;
+    return {space, isFullRange};
+}
+
+/// Of full range; null for other matrices.
+const libyuv::YuvConstants* constantsFor(AVColorSpace space)
+{
+    switch (space) {
+    case AVCOL_SPC_BT709:
+        return &libyuv::kYuvF709Constants;
+    case AVCOL_SPC_BT470BG:
+    case AVCOL_SPC_SMPTE170M:
+        return &libyuv::kYuvJPEGConstants;
+    case AVCOL_SPC_BT2020_NCL:
+    case AVCOL_SPC_BT2020_CL:
+        return &libyuv::kYuvV2020Constants;
+    default:
+        return nullptr;
+    }
+}
+
+struct Target {
+    explicit Target(platform::CVPixelBuffer& buffer)
+        : pixels(reinterpret_cast<std::uint8_t*>(buffer.baseAddress())),
+          stride(static_cast<int>(buffer.bytesPerRow()))
+    {
+    }
+
+    [[nodiscard]] std::uint8_t* row(int y) const { return pixels + static_cast<std::ptrdiff_t>(y) * stride; }
+
+    std::uint8_t* pixels;
+    int stride;
+};
+
+/// Makes full values of limited ones. `share` is what full values have more, in 512ths: 16 bits hold all of it, so that many
+/// samples fit into a register; the error is below a twelfth of a step.
+template <int offset, int share, int base> void expand(std::span<std::uint8_t> samples)
+{
+    for (std::uint8_t& sample : samples) {
+        const auto value = static_cast<std::int16_t>(sample - offset);
+        const auto more = static_cast<std::int16_t>(static_cast<std::int16_t>(value * share + 256) >> 9);
+        const auto full = static_cast<std::int16_t>(value + more + base);
+        sample = static_cast<std::uint8_t>(std::clamp<std::int16_t>(full, 0, 255));
+    }
+}
+
+void expandLuma(std::span<std::uint8_t> samples)
+{
+    expand<16, 84, 0>(samples);
+}
+
+void expandChroma(std::span<std::uint8_t> samples)
+{
+    expand<128, 71, 128>(samples);
+}
+
+void copyOpaque(const AVFrame& frame, const Target& target)
+{
+    constexpr std::uint32_t opaque = 0xff000000; // BGRA on a little-endian machine
+    for (int y = 0; y < frame.height; ++y) {
+        const std::uint8_t* from = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
+        std::uint8_t* to = target.row(y);
+        for (int x = 0; x < frame.width; ++x, from += 4, to += 4) {
+            std::uint32_t pixel = 0;
+            std::memcpy(&pixel, from, 4);
+            pixel |= opaque;
+            std::memcpy(to, &pixel, 4);
+        }
+    }
+}
+
+bool convertRgb(const AVFrame& frame, platform::CVPixelBuffer& buffer)
+{
+    const Target target(buffer);
+    const auto by = [&](decltype(&libyuv::ARGBCopy) conversion) {
+        conversion(frame.data[0], frame.linesize[0], target.pixels, target.stride, frame.width, frame.height);
+    };
+    switch (frame.format) {
+    case AV_PIX_FMT_BGRA:
+        by(&libyuv::ARGBCopy);
+        return true;
+    case AV_PIX_FMT_BGR0:
+        copyOpaque(frame, target);
+        break;
+    case AV_PIX_FMT_BGR24:
+        by(&libyuv::RGB24ToARGB);
+        break;
+    case AV_PIX_FMT_RGB24:
+        by(&libyuv::RAWToARGB);
+        break;
+    default:
+        return false;
+    }
+    if (frame.color_range == AVCOL_RANGE_MPEG) {
+        for (int y = 0; y < frame.height; ++y) // alpha stays opaque
+            expandLuma({target.row(y), static_cast<std::size_t>(frame.width) * 4});
+    }
+    return true;
+}
+
+bool isPacked(const AVFrame& frame)
+{
+    return frame.format == AV_PIX_FMT_YUYV422 || frame.format == AV_PIX_FMT_UYVY422;
+}
+
+/// Some rows of a YUV frame in planes. NV12 has both colours in its second plane, and no third one.
+struct Rows {
+    std::array<const std::uint8_t*, 3> planes{};
+    std::array<int, 3> strides{};
+    int count = 0;
+};
+
+/// How often the rows and columns of a plane are halved.
+struct Halving {
+    Halving(const AVFrame& frame, std::size_t plane)
+    {
+        if (plane == 0)
+            return;
+        const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+        columns = format.log2_chroma_w;
+        rows = format.log2_chroma_h;
+    }
+
+    int columns = 0;
+    int rows = 0;
+};
+
+int halved(int count, int times)
+{
+    return -(-count >> times); // what is left over has a sample, too
+}
+
+/// The bytes of a row of a plane.
+int widthOf(const AVFrame& frame, std::size_t plane)
+{
+    const int samples = halved(frame.width, Halving(frame, plane).columns);
+    if (frame.format != AV_PIX_FMT_NV12 || plane == 0)
+        return samples;
+    return plane == 1 ? 2 * samples : 0;
+}
+
+Rows rowsOf(const AVFrame& frame, int first, int count)
+{
+    Rows rows{.count = count};
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+        rows.strides[plane] = frame.linesize[plane];
+        if (frame.data[plane])
+            rows.planes[plane] = frame.data[plane]
+                + static_cast<std::ptrdiff_t>(first >> Halving(frame, plane).rows) * frame.linesize[plane];
+    }
+    return rows;
+}
+
+/// Copies of them, split where they are packed, in memory that is used again.
+Rows copyRows(const AVFrame& frame, const Rows& rows, bool isExpanded, std::vector<std::uint8_t>& memory)
+{
+    const int stride = frame.width + 1; // both colours of NV12 take that much
+    const std::size_t size = std::size_t{rowsAtOnce} * static_cast<std::size_t>(stride);
+    memory.resize(3 * size);
+    const std::array<std::uint8_t*, 3> copies{memory.data(), memory.data() + size, memory.data() + 2 * size};
+    if (isPacked(frame)) {
+        const bool isUyvy = frame.format == AV_PIX_FMT_UYVY422;
+        const auto split = isUyvy ? libyuv::UYVYToI422 : libyuv::YUY2ToI422;
+        split(rows.planes[0], rows.strides[0], copies[0], stride, copies[1], stride, copies[2], stride,
+            frame.width, rows.count);
+    }
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+        const auto width = static_cast<std::size_t>(widthOf(frame, plane));
+        const int count = width > 0 ? halved(rows.count, Halving(frame, plane).rows) : 0;
+        const std::uint8_t* from = rows.planes[plane];
+        std::uint8_t* to = copies[plane];
+        for (int row = 0; row < count; ++row, from += rows.strides[plane], to += stride) {
+            if (!isPacked(frame))
+                std::memcpy(to, from, width);
+            if (isExpanded && plane == 0)
+                expandLuma({to, width});
+            else if (isExpanded)
+                expandChroma({to, width});
+        }
+    }
+    return {.planes = {copies[0], copies[1], copies[2]},
+        .strides = {stride, stride, stride},
+        .count = rows.count};
+}
+
+/// The conversion for three planes of 8 bits, as packed formats have them once they are split; null for other formats.
+decltype(&libyuv::I420ToARGBMatrix) planarConversion(int format)
+{
+    switch (format) {
+    case AV_PIX_FMT_YUV420P:
+    case AV_PIX_FMT_YUVJ420P:
+        return &libyuv::I420ToARGBMatrix;
+    case AV_PIX_FMT_YUV422P:
+    case AV_PIX_FMT_YUVJ422P:
+    case AV_PIX_FMT_YUYV422:
+    case AV_PIX_FMT_UYVY422:
+        return &libyuv::I422ToARGBMatrix;
+    case AV_PIX_FMT_YUV444P:
+    case AV_PIX_FMT_YUVJ444P:
+        return &libyuv::I444ToARGBMatrix;
+    default:
+        return nullptr;
+    }
+}
+
+/// 8-bit 4:2:0 of even size has a way of its own through libswscale, fast and exact. It may write up to the end of a row's
+/// padding, and read beyond a row's end, for which the memory of the FFmpeg libraries has room.
+bool hasFastScaling(const AVFrame& frame)
+{
+    return (frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P) && frame.buf[0]
+        && frame.width % 2 == 0 && frame.height % 2 == 0;
+}
+
+} // namespace
+
+bool FrameConverter::convert(const AVFrame& frame, platform::CVPixelBuffer& buffer)
+{
+    return convertRgb(frame, buffer) || convertYuv(frame, buffer) || scale(frame, buffer);
+}
+
+bool FrameConverter::convertYuv(const AVFrame& frame, platform::CVPixelBuffer& buffer)
+{
+    const Target target(buffer);
+    const Colour colour = colourOf(frame);
+    if (frame.format == AV_PIX_FMT_GRAY8 && colour.isFullRange)
+        return libyuv::I400ToARGBMatrix(frame.data[0], frame.linesize[0], target.pixels, target.stride,
+                   &libyuv::kYuvJPEGConstants, frame.width, frame.height)
+            == 0;
+    const auto planar = planarConversion(frame.format);
+    const libyuv::YuvConstants* constants = constantsFor(colour.space);
+    if ((!planar && frame.format != AV_PIX_FMT_NV12) || !constants)
+        return false;
+    const bool is601Limited = !colour.isFullRange && constants == &libyuv::kYuvJPEGConstants;
+    if (is601Limited && isPacked(frame)) {
+        const bool isUyvy = frame.format == AV_PIX_FMT_UYVY422;
+        const auto convert = isUyvy ? libyuv::UYVYToARGB : libyuv::YUY2ToARGB;
+        return convert(
+                   frame.data[0], frame.linesize[0], target.pixels, target.stride, frame.width, frame.height)
+            == 0;
+    }
+    if (is601Limited)
+        constants = &libyuv::kYuvI601Constants;
+    // libyuv's factors end at 2, too small for the blue of other limited colours: those are made full beforehand.
+    const bool isExpanded = !colour.isFullRange && !is601Limited;
+    if (isExpanded && hasFastScaling(frame))
+        return false;
+
+    const bool isCopied = isExpanded || isPacked(frame);
+    const int step = isCopied ? rowsAtOnce : frame.height;
+    for (int first = 0; first < frame.height; first += step) {
+        Rows rows = rowsOf(frame, first, std::min(step, frame.height - first));
+        if (isCopied)
+            rows = copyRows(frame, rows, isExpanded, copies_);
+        const auto& [planes, strides, count] = rows;
+        if (planar)
+            planar(planes[0], strides[0], planes[1], strides[1], planes[2], strides[2], target.row(first),
+                target.stride, constants, frame.width, count);
+        else
+            libyuv::NV12ToARGBMatrix(planes[0], strides[0], planes[1], strides[1], target.row(first),
+                target.stride, constants, frame.width, count);
+    }
+    return true;
+}
+
+bool FrameConverter::scale(const AVFrame& frame, platform::CVPixelBuffer& buffer)
+{
+    // Rounding accurately also keeps off the ways that leave the last columns unwritten.
+    const int flags = hasFastScaling(frame) ? SWS_BILINEAR : SWS_BILINEAR | SWS_ACCURATE_RND;
+    scaler_.reset(sws_getCachedContext(scaler_.release(), frame.width, frame.height,
+        static_cast<AVPixelFormat>(frame.format), frame.width, frame.height, AV_PIX_FMT_BGRA, flags, nullptr,
+        nullptr, nullptr));
+    if (!scaler_)
+        return false;
+    const Colour colour = colourOf(frame);
+    const int* coefficients = sws_getCoefficients(colour.space);
+    sws_setColorspaceDetails(
+        scaler_.get(), coefficients, colour.isFullRange ? 1 : 0, coefficients, 1, 0, 1 << 16, 1 << 16);
+    const Target target(buffer);
+    const std::array<std::uint8_t*, 4> pixels{target.pixels};
+    const std::array<int, 4> stride{target.stride};
+    return sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, pixels.data(), stride.data())
+        == frame.height;
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <host/ffmpeg/owners.h>
+
+#include <cstddef>
+#include <span>
+
+namespace tamsel::host {
+
+/// Decodes compressed pictures that need no other one. Not thread-safe.
+class PictureDecoder {
+public:
+    explicit PictureDecoder(AVCodecID kind);
+
+    /// The first picture of these bytes, for the caller to change, until the next call; null when it is damaged, too large, or
+    /// of another kind.
+    [[nodiscard]] AVFrame* decode(std::span<const std::byte> picture);
+
+private:
+    OwnedCodec codec_; ///< absent when there is no such decoder
+    const OwnedPacket packet_{av_packet_alloc()};
+    const OwnedFrame frame_{av_frame_alloc()};
+};
+
+} // namespace tamsel::host

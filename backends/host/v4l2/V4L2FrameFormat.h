@@ -1,0 +1,37 @@
+#pragma once
+
+#include <host/ffmpeg/owners.h>
+
+#include <array>
+#include <cstddef>
+#include <span>
+
+namespace tamsel::host {
+
+/// How the pixels of a frame lie in memory.
+struct PixelLayout {
+    AVPixelFormat format = AV_PIX_FMT_NONE; ///< none for a JPEG picture
+    bool isRedFirst = false; ///< the two planes of colour are swapped
+
+    [[nodiscard]] bool isJpeg() const { return format == AV_PIX_FMT_NONE; }
+};
+
+/// The shape of the frames of one stream.
+struct V4L2FrameFormat {
+    PixelLayout layout;
+    int width = 0; ///< pixels
+    int height = 0; ///< pixels
+    int bytesPerRow = 0; ///< of the first plane, as the driver gives it
+    AVColorSpace matrix = AVCOL_SPC_SMPTE170M;
+    AVColorRange range = AVCOL_RANGE_MPEG;
+
+    /// What a frame takes at the least: the padding of its last row may be missing.
+    [[nodiscard]] std::size_t minimumBytes() const;
+    /// The frame that these bytes hold, at least `minimumBytes()` and no JPEG picture, without a copy.
+    void wrap(std::span<std::byte> bytes, AVFrame& frame) const;
+
+private:
+    [[nodiscard]] std::array<int, 4> strides() const;
+};
+
+} // namespace tamsel::host
