@@ -1,7 +1,7 @@
 // Any 36 bytes as the display matrix of a recording that is sound otherwise: its transform has six finite numbers, and the
 // recording is read as without it.
 
-#include <host/movie/MovieReader.h>
+#include <host/ffmpeg/VideoReader.h>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -40,8 +40,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int file = memfd_create("turned", MFD_CLOEXEC);
     if (write(file, changed.data(), changed.size()) != static_cast<ssize_t>(changed.size()))
         std::abort();
-    const auto reader = host::MovieReader::openContainer(
-        "/proc/self/fd/" + std::to_string(file), {}, host::MovieFormats::recordings);
+    const auto reader = host::VideoReader::openContainer(
+        "/proc/self/fd/" + std::to_string(file), {}, host::MediaFormats::assets);
     close(file);
     if (!reader || !(*reader)->hasVideo())
         std::abort();

@@ -1,6 +1,6 @@
 // Any bytes as a video file: opened, read, converted and rewound, as a camera does it.
 
-#include <host/movie/MovieReader.h>
+#include <host/ffmpeg/VideoReader.h>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -18,18 +18,18 @@ constexpr std::size_t mostPixels = std::size_t{1920} * 1080;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    using tamsel::host::MovieReader;
+    using tamsel::host::VideoReader;
     const int file = memfd_create("movie", MFD_CLOEXEC);
     if (file < 0 || write(file, data, size) != static_cast<ssize_t>(size)) {
         close(file);
         return 0;
     }
-    if (auto opened = MovieReader::open("/proc/self/fd/" + std::to_string(file), {})) {
-        MovieReader& reader = **opened;
+    if (auto opened = VideoReader::open("/proc/self/fd/" + std::to_string(file), {})) {
+        VideoReader& reader = **opened;
         (void)reader.presentationDimensions();
         double last = -1e300;
         for (int frames = 0; frames < mostFrames;) {
-            if (reader.next() != MovieReader::Step::frame) {
+            if (reader.next() != VideoReader::Step::frame) {
                 if (frames == 0 || !reader.rewind())
                     break;
                 ++frames;

@@ -1,7 +1,7 @@
 #include <host/asset/HostAssets.h>
 
 #include <host/InputAccess.h>
-#include <host/movie/MovieReader.h>
+#include <host/ffmpeg/VideoReader.h>
 
 #include <engine/capture/BufferPool.h>
 
@@ -23,7 +23,7 @@ Error noFile()
     return {.localizedDescription = "this asset is no file"};
 }
 
-using Container = std::expected<std::unique_ptr<MovieReader>, Error>;
+using Container = std::expected<std::unique_ptr<VideoReader>, Error>;
 
 class Track final : public AVAssetTrack {
 public:
@@ -58,7 +58,7 @@ public:
     [[nodiscard]] Container take() const
     {
         const MutexLock lock(guard_);
-        if (std::unique_ptr<MovieReader> opened = std::move(opened_))
+        if (std::unique_ptr<VideoReader> opened = std::move(opened_))
             return opened;
         return open();
     }
@@ -69,13 +69,13 @@ private:
     {
         if (const std::string reason = whyNoFile(url_); !reason.empty())
             return std::unexpected(Error{.localizedDescription = url_.string() + ": " + reason});
-        Container container = MovieReader::openContainer(url_.string(), {}, MovieFormats::recordings);
+        Container container = VideoReader::openContainer(url_.string(), {}, MediaFormats::assets);
         if (container)
             note(**container);
         return container;
     }
 
-    void note(const MovieReader& container) const
+    void note(const VideoReader& container) const
     {
         if (!std::exchange(isKnown_, true) && container.hasVideo())
             videoTrack_ = std::make_shared<Track>(container.preferredTransform());
@@ -85,12 +85,12 @@ private:
     mutable Mutex guard_;
     mutable bool isKnown_ = false;
     mutable std::shared_ptr<AVAssetTrack> videoTrack_;
-    mutable std::unique_ptr<MovieReader> opened_;
+    mutable std::unique_ptr<VideoReader> opened_;
 };
 
 /// Where a reader and its output meet.
 struct Reading {
-    std::unique_ptr<MovieReader> movie;
+    std::unique_ptr<VideoReader> movie;
     AVAssetReaderStatus status = AVAssetReaderStatus::unknown;
 };
 
@@ -100,8 +100,8 @@ public:
     {
         if (!reading || reading->status != AVAssetReaderStatus::reading)
             return nullptr;
-        MovieReader& movie = *reading->movie;
-        if (movie.next() != MovieReader::Step::frame) {
+        VideoReader& movie = *reading->movie;
+        if (movie.next() != VideoReader::Step::frame) {
             reading->status = AVAssetReaderStatus::completed;
             return nullptr;
         }
@@ -125,7 +125,7 @@ private:
 
 class Reader final : public AVAssetReader {
 public:
-    explicit Reader(std::unique_ptr<MovieReader> movie) { reading_->movie = std::move(movie); }
+    explicit Reader(std::unique_ptr<VideoReader> movie) { reading_->movie = std::move(movie); }
 
     void addOutput(std::shared_ptr<AVAssetReaderTrackOutput> output) override
     {
@@ -164,11 +164,11 @@ public:
         Container container = asset_->take();
         if (!container)
             return std::unexpected(std::move(container.error()));
-        MovieReader& movie = **container;
+        VideoReader& movie = **container;
         if (auto started = movie.startDecoding(); !started)
             return std::unexpected(std::move(started.error()));
         std::shared_ptr<CVPixelBuffer> image;
-        while (movie.next() == MovieReader::Step::frame) {
+        while (movie.next() == VideoReader::Step::frame) {
             if (image && isLater(sinceStart(movie), time))
                 break;
             if (!image || image->width() != movie.width() || image->height() != movie.height())
@@ -185,7 +185,7 @@ public:
     }
 
 private:
-    static CMTime sinceStart(const MovieReader& movie)
+    static CMTime sinceStart(const VideoReader& movie)
     {
         const CMTime time = movie.time();
         const CMTime start = movie.startTime();

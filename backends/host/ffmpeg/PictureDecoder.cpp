@@ -1,7 +1,7 @@
 #include <host/ffmpeg/PictureDecoder.h>
 
+#include <host/ffmpeg/prepareLibraries.h>
 #include <host/image/PictureFormats.h>
-#include <host/movie/MovieContainer.h>
 
 #include <cstdint>
 #include <cstring>
@@ -11,7 +11,7 @@ namespace tamsel::host {
 
 PictureDecoder::PictureDecoder(AVCodecID kind)
 {
-    prepareMovieLibraries(); // broken pictures are usual: no lines about them
+    prepareLibraries(); // broken pictures are usual: no lines about them
     const AVCodec* codec = avcodec_find_decoder(kind);
     codec_.reset(codec ? avcodec_alloc_context3(codec) : nullptr);
     if (!codec_)

@@ -4,7 +4,6 @@
 #include <host/microphone/MovieMicrophone.h>
 #include <host/microphone/SoundReader.h>
 #include <host/microphone/ToneMicrophone.h>
-#include <host/movie/MovieContainer.h>
 
 #include <filesystem>
 #include <string_view>

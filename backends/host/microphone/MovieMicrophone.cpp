@@ -1,10 +1,9 @@
 #include <host/microphone/MovieMicrophone.h>
 
 #include <host/ReaderThreads.h>
+#include <host/ffmpeg/failure.h>
 #include <host/microphone/MicrophoneRun.h>
 #include <host/microphone/SoundReader.h>
-#include <host/movie/MovieContainer.h>
-#include <host/movie/movieFailure.h>
 
 #include <engine/dispatch/monotonicNow.h>
 #include <engine/dispatch/startThread.h>
@@ -86,7 +85,7 @@ void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& 
         if (loop && isSame) {
             current = loop; // it may have moved
             if (!hasSound)
-                hasSound = reader.next() == SoundReader::Step::sound;
+                hasSound = reader.next() == SoundReader::Step::frame;
         }
         const nanoseconds due = hasSound && current ? current->zero + reader.time() : nanoseconds::max();
         const bool hasBegunAnew
@@ -137,7 +136,7 @@ void play(MicrophoneRun& run, SoundReader& reader)
                 run.sink().lose({.localizedDescription = "the sound has ended"});
                 return;
             }
-            if (reader.next() != SoundReader::Step::sound) {
+            if (reader.next() != SoundReader::Step::frame) {
                 run.sink().lose({.localizedDescription = "the sound cannot be played again"});
                 return;
             }
@@ -172,7 +171,7 @@ MovieMicrophone::MovieMicrophone(std::string input, MicrophoneServices services)
 
 bool MovieMicrophone::isPresent() const
 {
-    return movieAccess(input_) == InputAccess::readable;
+    return MediaInput(input_).access() == InputAccess::readable;
 }
 
 std::expected<std::unique_ptr<engine::SoundStream>, Error> MovieMicrophone::start(

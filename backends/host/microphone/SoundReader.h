@@ -1,18 +1,16 @@
 #pragma once
 
-#include <host/movie/MovieContainer.h>
-#include <host/movie/ffmpegOwners.h>
+#include <host/ffmpeg/TrackDecoder.h>
+#include <host/ffmpeg/owners.h>
 
 #include <tamsel/platform/Error.h>
 
 #include <chrono>
-#include <cstdint>
 #include <expected>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
-
-struct SwrContext;
 
 namespace tamsel::host {
 
@@ -20,19 +18,11 @@ namespace tamsel::host {
 /// stereo samples a second. Not thread-safe; every call may wait for the input.
 class SoundReader {
 public:
-    enum class Step : std::uint8_t {
-        sound, ///< there is some now
-        again, ///< there is none yet: ask again after a moment
-        end, ///< the input has ended, or cannot be read any further
-    };
+    using Step = TrackDecoder::Step; ///< a frame of sound
 
     /// The error is one line that names the input.
     [[nodiscard]] static std::expected<std::unique_ptr<SoundReader>, platform::Error> open(
-        const std::string& input, const MovieWait& wait);
-
-    ~SoundReader();
-    SoundReader(const SoundReader&) = delete;
-    SoundReader& operator=(const SoundReader&) = delete;
+        const std::string& input, const MediaWait& wait);
 
     [[nodiscard]] Step next();
 
@@ -47,26 +37,16 @@ public:
     [[nodiscard]] bool rewind();
 
 private:
-    struct FreeResampler {
-        void operator()(SwrContext* context) const;
-    };
+    explicit SoundReader(std::string input) : input_(std::move(input)) { }
 
-    explicit SoundReader(std::string input);
-
-    [[nodiscard]] std::expected<void, platform::Error> openInput(const MovieWait& wait);
+    [[nodiscard]] std::expected<void, platform::Error> openInput(const MediaWait& wait);
     [[nodiscard]] bool prepareResampler();
     [[nodiscard]] bool convert();
-    [[nodiscard]] Step feed();
 
     const std::string input_;
-    MovieContainer container_;
-    int track_ = -1;
-    OwnedCodec codec_;
-    const OwnedPacket packet_{av_packet_alloc()};
-    const OwnedFrame frame_{av_frame_alloc()};
-    bool isDraining_ = false;
+    TrackDecoder decoder_;
 
-    std::unique_ptr<SwrContext, FreeResampler> resampler_;
+    OwnedResampler resampler_;
     int format_ = -1; ///< what the resampler was made for
     int rate_ = 0;
     int channels_ = 0;

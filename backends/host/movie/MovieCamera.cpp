@@ -1,7 +1,7 @@
 #include <host/movie/MovieCamera.h>
 
+#include <host/ffmpeg/failure.h>
 #include <host/movie/MoviePlayback.h>
-#include <host/movie/movieFailure.h>
 
 #include <utility>
 
@@ -25,7 +25,7 @@ MovieCamera::~MovieCamera()
 
 InputAccess MovieCamera::access() const
 {
-    return movieAccess(input_);
+    return MediaInput(input_).access();
 }
 
 void MovieCamera::abandon()
@@ -50,7 +50,7 @@ std::expected<void, Error> MovieCamera::open(std::function<bool()> isUnwanted)
         *isCancelled = isAbandoned_;
         isCancelled_ = isCancelled;
     }
-    auto opened = MovieReader::open(input_,
+    auto opened = VideoReader::open(input_,
         {.isCancelled = isCancelled, .isUnwanted = std::move(isUnwanted), .limit = services_.openingLimit});
     if (!opened)
         return std::unexpected(std::move(opened.error()));
@@ -75,7 +75,7 @@ std::expected<void, Error> MovieCamera::start(
         if (auto opened = open([&sink] { return !sink->isOpen(); }); !opened)
             return opened;
     }
-    auto playback = reader_->kind() == MovieKind::file
+    auto playback = reader_->kind() == MediaKind::file
         ? FilePlayback::start(std::move(reader_), std::move(sink), clock_, services_, repeats_)
         : StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);
     if (!playback)

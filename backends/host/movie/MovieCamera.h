@@ -1,8 +1,8 @@
 #pragma once
 
 #include <host/DriverServices.h>
+#include <host/ffmpeg/VideoReader.h>
 #include <host/microphone/PlaybackClock.h>
-#include <host/movie/MovieReader.h>
 
 #include <engine/capture/CameraDriver.h>
 
@@ -50,7 +50,7 @@ private:
     std::shared_ptr<std::atomic<bool>> isCancelled_;
     bool isAbandoned_ = false;
 
-    std::unique_ptr<MovieReader> reader_; ///< opened and not yet played
+    std::unique_ptr<VideoReader> reader_; ///< opened and not yet played
     std::shared_ptr<MoviePlayback> playback_;
 };
 

@@ -27,7 +27,7 @@ nanoseconds toNanoseconds(CMTime time)
 }
 
 /// The current frame; without a buffer when there is no free one, or no way to convert it.
-ReadFrame takeFrame(MovieReader& reader, engine::FrameSink& sink)
+ReadFrame takeFrame(VideoReader& reader, engine::FrameSink& sink)
 {
     std::shared_ptr<CVPixelBuffer> buffer = sink.acquireBuffer(reader.width(), reader.height());
     if (!buffer || !reader.convert(*buffer))
@@ -59,7 +59,7 @@ nanoseconds FramePace::dueTime(CMTime mediaTime, nanoseconds now)
     return *anchor_ + time;
 }
 
-std::expected<std::shared_ptr<MoviePlayback>, Error> FilePlayback::start(std::unique_ptr<MovieReader> reader,
+std::expected<std::shared_ptr<MoviePlayback>, Error> FilePlayback::start(std::unique_ptr<VideoReader> reader,
     std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock, DriverServices services,
     bool repeats)
 {
@@ -76,7 +76,7 @@ std::expected<std::shared_ptr<MoviePlayback>, Error> FilePlayback::start(std::un
     return playback;
 }
 
-FilePlayback::FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
+FilePlayback::FilePlayback(std::unique_ptr<VideoReader> reader, std::shared_ptr<engine::FrameSink> sink,
     std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats)
     : sink_(std::move(sink)),
       decodeQueue_(services.dispatch.makeSerialQueue("org.tamsel.host.decode")),
@@ -97,7 +97,7 @@ void FilePlayback::stop()
 void FilePlayback::prepareNext()
 {
     while (!isStopped_) {
-        if (reader_->next() == MovieReader::Step::frame) {
+        if (reader_->next() == VideoReader::Step::frame) {
             hasFrames_ = true;
             break;
         }
@@ -140,7 +140,7 @@ void FilePlayback::handOn()
 }
 
 std::expected<std::shared_ptr<MoviePlayback>, Error> StreamPlayback::start(
-    std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
+    std::unique_ptr<VideoReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
     std::shared_ptr<engine::FrameSink> sink, DriverServices services)
 {
     auto playback
@@ -150,7 +150,7 @@ std::expected<std::shared_ptr<MoviePlayback>, Error> StreamPlayback::start(
     return playback;
 }
 
-StreamPlayback::StreamPlayback(std::unique_ptr<MovieReader> reader,
+StreamPlayback::StreamPlayback(std::unique_ptr<VideoReader> reader,
     std::shared_ptr<std::atomic<bool>> isCancelled, std::shared_ptr<engine::FrameSink> sink)
     : reader_(std::move(reader)),
       isCancelled_(std::move(isCancelled)),
@@ -176,15 +176,15 @@ void StreamPlayback::read()
 {
     FramePace pace;
     for (;;) {
-        const MovieReader::Step step = reader_->next();
+        const VideoReader::Step step = reader_->next();
         if (*isCancelled_)
             return;
         const nanoseconds now = monotonicNow();
-        if (step == MovieReader::Step::end) {
+        if (step == VideoReader::Step::end) {
             sink_->lose(Error{.localizedDescription = "the stream has ended"});
             return;
         }
-        if (step == MovieReader::Step::again) {
+        if (step == VideoReader::Step::again) {
             if (!waitUntil(now + pauseBetweenTries))
                 return;
             continue;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <host/DriverServices.h>
+#include <host/ffmpeg/VideoReader.h>
 #include <host/microphone/PlaybackClock.h>
-#include <host/movie/MovieReader.h>
 
 #include <engine/capture/CameraDriver.h>
 
@@ -47,10 +47,10 @@ public:
 class FilePlayback final : public MoviePlayback, public std::enable_shared_from_this<FilePlayback> {
 public:
     [[nodiscard]] static std::expected<std::shared_ptr<MoviePlayback>, platform::Error> start(
-        std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
+        std::unique_ptr<VideoReader> reader, std::shared_ptr<engine::FrameSink> sink,
         std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats);
 
-    FilePlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<engine::FrameSink> sink,
+    FilePlayback(std::unique_ptr<VideoReader> reader, std::shared_ptr<engine::FrameSink> sink,
         std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats);
     void stop() override;
 
@@ -67,7 +67,7 @@ private:
     std::unique_ptr<engine::EventSource> timer_;
 
     // Touched by one at a time: preparing arms the timer, and handing on asks for the next to be prepared.
-    std::unique_ptr<MovieReader> reader_;
+    std::unique_ptr<VideoReader> reader_;
     ReadFrame prepared_;
     FramePace pace_;
     std::chrono::nanoseconds due_{};
@@ -80,10 +80,10 @@ private:
 class StreamPlayback final : public MoviePlayback, public std::enable_shared_from_this<StreamPlayback> {
 public:
     [[nodiscard]] static std::expected<std::shared_ptr<MoviePlayback>, platform::Error> start(
-        std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
+        std::unique_ptr<VideoReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
         std::shared_ptr<engine::FrameSink> sink, DriverServices services);
 
-    StreamPlayback(std::unique_ptr<MovieReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
+    StreamPlayback(std::unique_ptr<VideoReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
         std::shared_ptr<engine::FrameSink> sink);
     void stop() override;
 
@@ -92,7 +92,7 @@ private:
     /// False when it was stopped meanwhile.
     bool waitUntil(std::chrono::nanoseconds time);
 
-    const std::unique_ptr<MovieReader> reader_;
+    const std::unique_ptr<VideoReader> reader_;
     const std::shared_ptr<std::atomic<bool>> isCancelled_;
     const std::shared_ptr<engine::FrameSink> sink_;
     Mutex guard_;

@@ -1,4 +1,4 @@
-#include <host/movie/PngFrame.h>
+#include <host/ffmpeg/decodePngFrame.h>
 
 #include <host/image/PictureFormats.h>
 

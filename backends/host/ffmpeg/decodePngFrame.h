@@ -1,11 +1,11 @@
 #pragma once
 
+#include <host/ffmpeg/owners.h>
 #include <host/image/Bytes.h>
-#include <host/movie/ffmpegOwners.h>
 
 namespace tamsel::host {
 
-/// The picture that a packet of a movie of PNG files holds; null when it does not decode. The decoder of the FFmpeg
+/// The picture that a packet of a video of PNG files holds; null when it does not decode. The decoder of the FFmpeg
 /// libraries unpacks all that such a file holds, which can be gigabytes beside a few pixels.
 [[nodiscard]] OwnedFrame decodePngFrame(const AVPacket& packet);
 

@@ -1,0 +1,123 @@
+#include <host/ffmpeg/TrackDecoder.h>
+
+#include <host/ffmpeg/decodePngFrame.h>
+#include <host/ffmpeg/failure.h>
+#include <host/image/PictureFormats.h>
+
+#include <span>
+#include <utility>
+
+namespace tamsel::host {
+
+namespace {
+
+constexpr std::int64_t pixelsForOneThread = std::int64_t{1920} * 1088;
+
+} // namespace
+
+TrackDecoder::TrackDecoder(MediaContainer container, AVStream* track)
+    : container_(std::move(container)),
+      track_(track)
+{
+    for (AVStream* stream : std::span(container_->streams, container_->nb_streams)) {
+        if (stream != track)
+            stream->discard = AVDISCARD_ALL;
+    }
+}
+
+std::expected<void, platform::Error> TrackDecoder::start(const std::string& input)
+{
+    const AVCodecID kind = track_->codecpar->codec_id;
+    // The decoder of moving PNG pictures unpacks whatever they hold.
+    const AVCodec* decoder = kind == AV_CODEC_ID_APNG ? nullptr : avcodec_find_decoder(kind);
+    if (!decoder)
+        return failure(input, std::string("no decoder for ") + avcodec_get_name(kind));
+    codec_.reset(avcodec_alloc_context3(decoder));
+    if (const int code = avcodec_parameters_to_context(codec_.get(), track_->codecpar); code < 0)
+        return failure(input, messageOf(code), code);
+    codec_->pkt_timebase = track_->time_base;
+    codec_->max_pixels = static_cast<std::int64_t>(maximumPixels);
+    // One thread decodes 1080p several times faster than it plays; more of them delay the first frame.
+    codec_->thread_count = std::int64_t{codec_->width} * codec_->height > pixelsForOneThread ? 2 : 1;
+    if (const int code = avcodec_open2(codec_.get(), decoder, nullptr); code < 0)
+        return failure(input, messageOf(code), code);
+    return {};
+}
+
+TrackDecoder::Step TrackDecoder::next()
+{
+    for (;;) {
+        const int code = takeFrame();
+        if (code == 0)
+            return Step::frame;
+        if (code == AVERROR_EOF)
+            return Step::end;
+        if (const Step step = feed(); step != Step::frame)
+            return step;
+    }
+}
+
+/// As avcodec_receive_frame.
+int TrackDecoder::takeFrame()
+{
+    if (!pngFrame_)
+        return avcodec_receive_frame(codec_.get(), frame_.get());
+    frame_ = std::move(pngFrame_);
+    return 0;
+}
+
+/// Gives the decoder one more packet.
+TrackDecoder::Step TrackDecoder::feed()
+{
+    const int code = av_read_frame(container_.get(), packet_.get());
+    if (code == AVERROR(EAGAIN))
+        return Step::again;
+    if (code < 0) {
+        // The end, or something that cannot be read: what has been read so far still comes out.
+        if (std::exchange(isDraining_, true))
+            return Step::end;
+        avcodec_send_packet(codec_.get(), nullptr);
+        return Step::frame;
+    }
+    if (packet_->stream_index == track_->index)
+        send();
+    av_packet_unref(packet_.get());
+    return Step::frame;
+}
+
+/// A packet that is refused is left out, and so is one that is encrypted: it would decode to noise at best.
+void TrackDecoder::send()
+{
+    std::size_t size = 0;
+    if (av_packet_get_side_data(packet_.get(), AV_PKT_DATA_ENCRYPTION_INFO, &size))
+        return;
+    const auto bytes = std::as_bytes(std::span(packet_->data, static_cast<std::size_t>(packet_->size)));
+    if (codec_->codec_id == AV_CODEC_ID_PNG)
+        pngFrame_ = decodePngFrame(*packet_);
+    else if (codec_->codec_id != AV_CODEC_ID_MJPEG || !hasTooManyScans(bytes))
+        avcodec_send_packet(codec_.get(), packet_.get());
+}
+
+bool TrackDecoder::seek(std::int64_t time)
+{
+    if (av_seek_frame(container_.get(), track_->index, time, AVSEEK_FLAG_BACKWARD) < 0)
+        return false;
+    flush();
+    return true;
+}
+
+bool TrackDecoder::seekToFirstByte()
+{
+    if (av_seek_frame(container_.get(), -1, 0, AVSEEK_FLAG_BYTE) < 0)
+        return false;
+    flush();
+    return true;
+}
+
+void TrackDecoder::flush()
+{
+    avcodec_flush_buffers(codec_.get());
+    isDraining_ = false;
+}
+
+} // namespace tamsel::host

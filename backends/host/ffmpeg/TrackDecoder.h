@@ -1,0 +1,57 @@
+#pragma once
+
+#include <host/ffmpeg/MediaContainer.h>
+#include <host/ffmpeg/owners.h>
+
+#include <tamsel/platform/Error.h>
+
+#include <cstdint>
+#include <expected>
+#include <string>
+
+namespace tamsel::host {
+
+/// Decodes one track of a container, frame by frame. Not thread-safe; every call may wait for the input.
+class TrackDecoder {
+public:
+    enum class Step : std::uint8_t {
+        frame, ///< there is a frame now
+        again, ///< there is none yet: ask again after a moment
+        end, ///< the input has ended, or cannot be read any further
+    };
+
+    TrackDecoder() = default;
+    /// The other tracks are skipped. Without a decoder: what the container says of the track is known.
+    TrackDecoder(MediaContainer container, AVStream* track);
+
+    /// Makes it ready to decode. The error names the input.
+    [[nodiscard]] std::expected<void, platform::Error> start(const std::string& input);
+
+    [[nodiscard]] AVFormatContext& container() const { return *container_; }
+    [[nodiscard]] AVStream* track() const { return track_; }
+    [[nodiscard]] const AVCodecContext& codec() const { return *codec_; }
+
+    [[nodiscard]] Step next();
+    [[nodiscard]] AVFrame& frame() const { return *frame_; }
+
+    /// Goes to the frame that needs no other one, at this time of the track or before it; false when that is not possible.
+    [[nodiscard]] bool seek(std::int64_t time);
+    /// The same to the first byte.
+    [[nodiscard]] bool seekToFirstByte();
+
+private:
+    [[nodiscard]] Step feed();
+    void send();
+    [[nodiscard]] int takeFrame();
+    void flush();
+
+    MediaContainer container_;
+    AVStream* track_ = nullptr;
+    OwnedCodec codec_;
+    OwnedPacket packet_{av_packet_alloc()};
+    OwnedFrame frame_{av_frame_alloc()};
+    OwnedFrame pngFrame_; ///< decoded, and not yet taken
+    bool isDraining_ = false;
+};
+
+} // namespace tamsel::host

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <host/ffmpeg/FrameConverter.h>
+#include <host/ffmpeg/TrackDecoder.h>
+
+#include <engine/capture/CameraDriver.h>
+
+#include <tamsel/platform/CMTime.h>
+#include <tamsel/platform/CVPixelBuffer.h>
+#include <tamsel/platform/Error.h>
+#include <tamsel/platform/Geometry.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <expected>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tamsel::host {
+
+/// Reads the frames of a file, a stream or a device, one after the other, through the FFmpeg libraries. Takes the first
+/// video track; a cover picture is none. Not thread-safe; every call may wait for the input.
+class VideoReader {
+public:
+    using Step = TrackDecoder::Step;
+
+    /// The error is one line that names the input.
+    [[nodiscard]] static std::expected<std::unique_ptr<VideoReader>, platform::Error> open(
+        const std::string& input, const MediaWait& wait);
+
+    /// The same without a decoder: what the input holds is known, and `startDecoding` makes it ready. An input without video
+    /// can be opened like this.
+    [[nodiscard]] static std::expected<std::unique_ptr<VideoReader>, platform::Error> openContainer(
+        const std::string& input, const MediaWait& wait, MediaFormats formats);
+    [[nodiscard]] std::expected<void, platform::Error> startDecoding();
+
+    [[nodiscard]] MediaKind kind() const { return kind_; }
+
+    [[nodiscard]] bool hasVideo() const { return decoder_.track() != nullptr; }
+    /// The track's display matrix, with y growing downwards and scaled to w = 1 (ISO/IEC 14496-12, 8.3.2); the identity where
+    /// there is none.
+    [[nodiscard]] platform::CGAffineTransform preferredTransform() const;
+
+    /// Of the track, in pixels, with the pixel aspect ratio applied; zero when it is not known before the first frame.
+    [[nodiscard]] platform::CGSize presentationDimensions() const;
+
+    [[nodiscard]] Step next();
+
+    // Of the current frame.
+
+    [[nodiscard]] std::size_t width() const { return static_cast<std::size_t>(decoder_.frame().width); }
+    [[nodiscard]] std::size_t height() const { return static_cast<std::size_t>(decoder_.frame().height); }
+    /// In the input's own time. It grows from frame to frame, also across `rewind`.
+    [[nodiscard]] platform::CMTime time() const { return timeOf(last_.value_or(0)); }
+    /// The same, without what `rewind` has added to it.
+    [[nodiscard]] platform::CMTime timeInLoop() const { return timeOf(last_.value_or(0) - offset_); }
+    /// When the input begins, in its own time and the timescale of `time`: 0 but for formats whose clocks start anywhere.
+    [[nodiscard]] platform::CMTime startTime() const;
+    /// Converts to BGRA. The buffer must have the frame's size. False when there is no way to convert the format.
+    [[nodiscard]] bool convert(platform::CVPixelBuffer& buffer)
+    {
+        return converter_.convert(decoder_.frame(), buffer);
+    }
+
+    /// As it was decoded.
+    [[nodiscard]] std::shared_ptr<const engine::NativePicture> picture() const;
+
+    /// Goes to the last picture of a file that needs no other one; false when that is not possible.
+    [[nodiscard]] bool skipToLastWhole();
+    /// Goes back to the start of a file; false when that is not possible.
+    [[nodiscard]] bool rewind();
+
+private:
+    VideoReader(std::string input, MediaFormats formats);
+
+    [[nodiscard]] std::expected<void, platform::Error> openInput(const MediaWait& wait);
+    void noteTime();
+    [[nodiscard]] platform::CMTime timeOf(std::int64_t units) const;
+
+    const std::string input_;
+    const MediaFormats formats_;
+    const MediaKind kind_;
+    TrackDecoder decoder_;
+    FrameConverter converter_;
+
+    // Times in units of the track's time base.
+    std::int64_t offset_ = 0;
+    std::optional<std::int64_t> first_;
+    std::optional<std::int64_t> last_;
+    std::int64_t lastDuration_ = 1;
+};
+
+} // namespace tamsel::host
