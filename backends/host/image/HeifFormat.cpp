@@ -1,7 +1,7 @@
+#include <host/ffmpeg/planes.h>
 #include <host/image/PictureFormats.h>
 
 #include <libheif/heif.h>
-#include <libyuv/convert_argb.h>
 
 #include <algorithm>
 #include <memory>
@@ -99,8 +99,7 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, bool ign
         return decode(picture, target, false);
     if (!pixels || !hasSize)
         return std::unexpected(pictureError("HEIF", "it has another size than it said"));
-    libyuv::ABGRToARGB(pixels, stride, reinterpret_cast<std::uint8_t*>(target.baseAddress()),
-        static_cast<int>(target.bytesPerRow()), width, height);
+    convertRgba(pixels, stride, target);
     return {};
 }
 

@@ -1,9 +1,9 @@
 #include <host/metadata/FaceFinder.h>
 
+#include <host/ffmpeg/planes.h>
+
 #include <dlib/array2d.h>
 #include <dlib/image_processing/frontal_face_detector.h>
-#include <libyuv/rotate.h>
-#include <libyuv/scale.h>
 
 #include <algorithm>
 #include <cmath>
@@ -62,8 +62,8 @@ LumaPicture scaled(const LumaPicture& picture, int width, int height)
     if (std::max(picture.width, picture.height) > longestSide)
         return scaled(thinned(picture), width, height);
     LumaPicture result = emptyPicture(width, height);
-    libyuv::ScalePlane(picture.pixels.data(), picture.width, picture.width, picture.height,
-        result.pixels.data(), result.width, result.width, result.height, libyuv::kFilterBox);
+    scalePlane(picture.pixels.data(), picture.width, picture.height, result.pixels.data(), result.width,
+        result.height);
     return result;
 }
 
@@ -71,8 +71,8 @@ View turned(const LumaPicture& picture, int quarterTurns)
 {
     const bool isOnItsSide = quarterTurns % 2 != 0;
     View view(isOnItsSide ? picture.width : picture.height, isOnItsSide ? picture.height : picture.width);
-    libyuv::RotatePlane(picture.pixels.data(), picture.width, &view[0][0], static_cast<int>(view.nc()),
-        picture.width, picture.height, static_cast<libyuv::RotationMode>(90 * quarterTurns));
+    turnPlane(picture.pixels.data(), picture.width, picture.height, &view[0][0], static_cast<int>(view.nc()),
+        quarterTurns);
     return view;
 }
 

@@ -1,5 +1,6 @@
 #include <host/metadata/HostDetector.h>
 
+#include <host/ffmpeg/planes.h>
 #include <host/metadata/CodeReader.h>
 #include <host/metadata/CodeSearch.h>
 #ifdef TAMSEL_FACES
@@ -8,8 +9,6 @@
 #endif
 
 #include <tamsel/metadata/MetadataObjectType.h>
-
-#include <libyuv/convert_from_argb.h>
 
 #include <algorithm>
 #include <chrono>
@@ -100,9 +99,7 @@ public:
         picture_.width = static_cast<int>(pixels.width());
         picture_.height = static_cast<int>(pixels.height());
         picture_.pixels.resize(pixels.width() * pixels.height());
-        libyuv::ARGBToJ400(reinterpret_cast<const std::uint8_t*>(pixels.baseAddress()),
-            static_cast<int>(pixels.bytesPerRow()), picture_.pixels.data(), picture_.width, picture_.width,
-            picture_.height);
+        convertToLuma(pixels, picture_.pixels.data());
         quarterTurns_ = frame.quarterTurns;
         captureTime_ = frame.captureTime;
     }
