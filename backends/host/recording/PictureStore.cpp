@@ -1,9 +1,6 @@
 #include <host/recording/PictureStore.h>
 
-extern "C" {
-#include <libavutil/buffer.h>
-}
-#include <libyuv/convert_from_argb.h>
+#include <host/ffmpeg/planes.h>
 
 #include <utility>
 
@@ -47,11 +44,6 @@ OwnedFrame share(const AVFrame& decoded)
 
 } // namespace
 
-PictureStore::~PictureStore()
-{
-    av_buffer_pool_uninit(&pool_); // what is kept keeps it
-}
-
 std::unique_ptr<MovieFrame> PictureStore::keep(
     const CVPixelBuffer& pixels, const engine::NativePicture* nativePicture)
 {
@@ -74,12 +66,11 @@ OwnedFrame PictureStore::convert(const CVPixelBuffer& pixels)
     const std::size_t chromaRow = (width / 2 + rowAlignment - 1) / rowAlignment * rowAlignment;
     const std::size_t bytes = row * height + chromaRow * height + rowAlignment;
     if (bytes != bytes_) {
-        av_buffer_pool_uninit(&pool_);
-        pool_ = av_buffer_pool_init(bytes, nullptr);
+        pool_.reset(av_buffer_pool_init(bytes, nullptr));
         bytes_ = bytes;
     }
     OwnedFrame frame(av_frame_alloc());
-    frame->buf[0] = av_buffer_pool_get(pool_);
+    frame->buf[0] = av_buffer_pool_get(pool_.get());
     if (!frame->buf[0])
         return nullptr;
     frame->format = AV_PIX_FMT_YUV420P;
@@ -94,10 +85,7 @@ OwnedFrame PictureStore::convert(const CVPixelBuffer& pixels)
     frame->data[2] = frame->data[1] + chromaRow * (height / 2);
     frame->linesize[0] = static_cast<int>(row);
     frame->linesize[1] = frame->linesize[2] = static_cast<int>(chromaRow);
-    // Its name for bytes in the order blue, green, red, alpha is ARGB.
-    libyuv::ARGBToI420(reinterpret_cast<const std::uint8_t*>(pixels.baseAddress()),
-        static_cast<int>(pixels.bytesPerRow()), frame->data[0], frame->linesize[0], frame->data[1],
-        frame->linesize[1], frame->data[2], frame->linesize[2], frame->width, frame->height);
+    convertToYuv420(pixels, *frame);
     return frame;
 }
 

@@ -10,8 +10,6 @@
 #include <memory>
 #include <optional>
 
-struct AVBufferPool;
-
 namespace tamsel::host {
 
 /// Keeps pictures for an encoder in 8-bit YUV 4:2:0, cut to even sizes: as they were decoded, where that is their form; else
@@ -19,11 +17,6 @@ namespace tamsel::host {
 /// are kept in the way of the first. One thread keeps pictures at a time; kept ones may be used and released on any.
 class PictureStore {
 public:
-    PictureStore() = default;
-    ~PictureStore();
-    PictureStore(const PictureStore&) = delete;
-    PictureStore& operator=(const PictureStore&) = delete;
-
     /// Absent when there is no memory, the picture has less than 2 x 2 pixels, or cannot be kept in the way of the first.
     [[nodiscard]] std::unique_ptr<engine::MovieFrame> keep(
         const platform::CVPixelBuffer& pixels, const engine::NativePicture* nativePicture);
@@ -34,7 +27,7 @@ private:
     [[nodiscard]] OwnedFrame convert(const platform::CVPixelBuffer& pixels);
 
     std::optional<bool> keepsDecoded_; ///< after the first
-    AVBufferPool* pool_ = nullptr;
+    OwnedBufferPool pool_;
     std::size_t bytes_ = 0; ///< of one of its buffers
 };
 

@@ -1,11 +1,5 @@
 #include <host/recording/SoundPlacement.h>
 
-extern "C" {
-#include <libavutil/channel_layout.h>
-#include <libavutil/opt.h>
-#include <libswresample/swresample.h>
-}
-
 #include <algorithm>
 #include <cmath>
 
@@ -27,11 +21,6 @@ constexpr std::size_t longestReady = std::size_t{60} * SoundChunk::sampleRate;
 
 } // namespace
 
-void SoundPlacement::Delete::operator()(SwrContext* context) const
-{
-    swr_free(&context);
-}
-
 SoundPlacement::SoundPlacement()
 {
     AVChannelLayout layout{};
@@ -45,8 +34,6 @@ SoundPlacement::SoundPlacement()
         swr_init(context);
     }
 }
-
-SoundPlacement::~SoundPlacement() = default;
 
 void SoundPlacement::begin(nanoseconds origin)
 {

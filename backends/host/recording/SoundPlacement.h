@@ -1,15 +1,14 @@
 #pragma once
 
+#include <host/ffmpeg/owners.h>
+
 #include <engine/capture/MicrophoneDriver.h>
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <memory>
 #include <vector>
-
-struct SwrContext;
 
 namespace tamsel::host {
 
@@ -19,9 +18,6 @@ namespace tamsel::host {
 class SoundPlacement {
 public:
     SoundPlacement();
-    ~SoundPlacement();
-    SoundPlacement(const SoundPlacement&) = delete;
-    SoundPlacement& operator=(const SoundPlacement&) = delete;
 
     /// The moment of sample 0; what was heard before is cut. Sound that came earlier is placed now.
     void begin(std::chrono::nanoseconds origin);
@@ -32,17 +28,13 @@ public:
     [[nodiscard]] std::vector<float> takeAll(std::int64_t end);
 
 private:
-    struct Delete {
-        void operator()(SwrContext* context) const;
-    };
-
     void place(const engine::SoundChunk& chunk);
     void stretch(const float* samples, std::size_t length);
     void correct(double error, std::size_t length);
     void restart();
     void silence(std::int64_t length);
 
-    std::unique_ptr<SwrContext, Delete> stretcher_;
+    OwnedResampler stretcher_;
     std::vector<float> output_; ///< of one call
     bool hasOrigin_ = false;
     std::chrono::nanoseconds origin_{};
