@@ -1,11 +1,7 @@
 #include <host/movie/MovieFacts.h>
 
+#include <host/ffmpeg/failure.h>
 #include <host/movie/MovieContainer.h>
-#include <host/movie/movieFailure.h>
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
 
 namespace tamsel::host {
 

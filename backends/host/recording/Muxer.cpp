@@ -1,13 +1,6 @@
 #include <host/recording/Muxer.h>
 
-#include <host/movie/movieFailure.h>
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/display.h>
-#include <libavutil/mem.h>
-}
+#include <host/ffmpeg/failure.h>
 
 #include <algorithm>
 #include <array>

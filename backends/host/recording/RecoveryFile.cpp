@@ -1,8 +1,6 @@
 #include <host/recording/RecoveryFile.h>
 
-extern "C" {
-#include <libavutil/crc.h>
-}
+#include <host/ffmpeg/owners.h>
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,6 @@
 #include <host/recording/VideoEncoder.h>
 
-#include <host/movie/movieFailure.h>
-
-extern "C" {
-#include <libavutil/opt.h>
-}
+#include <host/ffmpeg/failure.h>
 
 #include <utility>
 
