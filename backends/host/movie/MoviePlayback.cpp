@@ -153,23 +153,9 @@ std::expected<std::shared_ptr<MoviePlayback>, Error> StreamPlayback::start(
 StreamPlayback::StreamPlayback(std::unique_ptr<VideoReader> reader,
     std::shared_ptr<std::atomic<bool>> isCancelled, std::shared_ptr<engine::FrameSink> sink)
     : reader_(std::move(reader)),
-      isCancelled_(std::move(isCancelled)),
+      stop_(std::move(isCancelled)),
       sink_(std::move(sink))
 {
-}
-
-void StreamPlayback::stop()
-{
-    const MutexLock lock(guard_);
-    *isCancelled_ = true;
-    stopped_.notifyAll();
-}
-
-bool StreamPlayback::waitUntil(nanoseconds time)
-{
-    MutexLock lock(guard_);
-    while (!*isCancelled_ && stopped_.waitUntil(lock, std::chrono::steady_clock::time_point(time))) { }
-    return !*isCancelled_;
 }
 
 void StreamPlayback::read()
@@ -177,7 +163,7 @@ void StreamPlayback::read()
     FramePace pace;
     for (;;) {
         const VideoReader::Step step = reader_->next();
-        if (*isCancelled_)
+        if (*stop_.isStopped())
             return;
         const nanoseconds now = monotonicNow();
         if (step == VideoReader::Step::end) {
@@ -185,12 +171,12 @@ void StreamPlayback::read()
             return;
         }
         if (step == VideoReader::Step::again) {
-            if (!waitUntil(now + pauseBetweenTries))
+            if (!stop_.waitUntil(now + pauseBetweenTries))
                 return;
             continue;
         }
         const nanoseconds due = pace.dueTime(reader_->time(), now);
-        if (!waitUntil(due))
+        if (!stop_.waitUntil(due))
             return;
         handOver(takeFrame(*reader_, *sink_), due, *sink_);
     }

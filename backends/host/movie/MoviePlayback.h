@@ -1,16 +1,14 @@
 #pragma once
 
 #include <host/DriverServices.h>
+#include <host/StopSignal.h>
 #include <host/ffmpeg/VideoReader.h>
 #include <host/microphone/PlaybackClock.h>
 
 #include <engine/capture/CameraDriver.h>
 
-#include <tamsel/Mutex.h>
-
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <expected>
 #include <memory>
 #include <optional>
@@ -85,18 +83,14 @@ public:
 
     StreamPlayback(std::unique_ptr<VideoReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
         std::shared_ptr<engine::FrameSink> sink);
-    void stop() override;
+    void stop() override { stop_.stop(); }
 
 private:
     void read();
-    /// False when it was stopped meanwhile.
-    bool waitUntil(std::chrono::nanoseconds time);
 
     const std::unique_ptr<VideoReader> reader_;
-    const std::shared_ptr<std::atomic<bool>> isCancelled_;
+    StopSignal stop_;
     const std::shared_ptr<engine::FrameSink> sink_;
-    Mutex guard_;
-    Condition stopped_;
 };
 
 } // namespace tamsel::host
