@@ -108,7 +108,9 @@ bool SimulatedCamera::produceFrame()
     }
     showPlaces(*buffer, number);
     const std::chrono::nanoseconds now = scheduler_.monotonic();
-    sink->deliver(buffer, {.value = (now - startTime_).count(), .timescale = 1'000'000'000}, now);
+    sink->deliver({.buffer = buffer,
+        .mediaTime = {.value = (now - startTime_).count(), .timescale = 1'000'000'000},
+        .captureTime = now});
     return true;
 }
 

@@ -153,15 +153,15 @@ public:
     {
         return std::make_shared<platform::CVPixelBuffer>(width, height);
     }
-    void deliver(
-        std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime, nanoseconds captureTime) override
+    void deliver(engine::CapturedFrame frame) override
     {
-        EXPECT_LE(captureTime, engine::monotonicNow());
+        EXPECT_LE(frame.captureTime, engine::monotonicNow());
+        const platform::CVPixelBuffer& pixels = *frame.buffer;
         const bool isBright
-            = std::to_integer<int>(*buffer->pixel(buffer->width() / 2, buffer->height() / 2)) > 128;
+            = std::to_integer<int>(*pixels.pixel(pixels.width() / 2, pixels.height() / 2)) > 128;
         const std::lock_guard lock(guard_);
         if (isBright && !std::exchange(wasBright_, isBright))
-            flashes_.push_back(secondsOf(captureTime));
+            flashes_.push_back(secondsOf(frame.captureTime));
         wasBright_ = isBright;
     }
     void drop(platform::DropCause) override { }

@@ -85,13 +85,12 @@ public:
             std::exchange(onAcquire, nullptr)();
         return hasBuffers ? std::make_shared<platform::CVPixelBuffer>(width, height) : nullptr;
     }
-    void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
-        std::chrono::nanoseconds captureTime) override
+    void deliver(engine::CapturedFrame frame) override
     {
         note("frame");
         const std::lock_guard lock(guard_);
-        buffers.push_back(std::move(buffer));
-        times.emplace_back(mediaTime.value, captureTime.count());
+        buffers.push_back(std::move(frame.buffer));
+        times.emplace_back(frame.mediaTime.value, frame.captureTime.count());
     }
     void drop(platform::DropCause cause) override
     {

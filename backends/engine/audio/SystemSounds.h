@@ -1,10 +1,12 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/AudioServices.h>
+#include <tamsel/platform/Dispatch.h>
 
-#include <cstdint>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace tamsel::engine {
 
@@ -28,23 +30,41 @@ public:
 
     void disposeSystemSoundID(platform::SystemSoundID id) override
     {
-        if (id == shutter)
-            ++shutterDisposals();
+        if (id == shutter) {
+            const MutexLock lock(guard_);
+            for (Question* question : questions_)
+                question->isDisposed = question->isDisposed || question->queue.isCurrent();
+        }
         driver_->stop(id);
     }
 
-    /// How often the calling thread has disposed of the shutter: whoever is about to play it, and has asked somebody
-    /// before, sees whether that one did.
-    [[nodiscard]] static std::uint64_t& shutterDisposals()
+    /// Makes the call, in an item of the queue, and returns whether it disposed of the shutter.
+    template <typename Call>
+    [[nodiscard]] bool disposesShutter(const platform::DispatchQueue& queue, Call call)
     {
-        static thread_local std::uint64_t count = 0;
-        return count;
+        Question question{queue};
+        {
+            const MutexLock lock(guard_);
+            questions_.push_back(&question);
+        }
+        call();
+        const MutexLock lock(guard_);
+        std::erase(questions_, &question);
+        return question.isDisposed;
     }
     /// As the shutter opens.
     void playShutter() { driver_->play(shutter); }
 
 private:
+    /// Of one still, to its delegate.
+    struct Question {
+        const platform::DispatchQueue& queue;
+        bool isDisposed = false;
+    };
+
     const std::shared_ptr<SoundDriver> driver_;
+    Mutex guard_;
+    std::vector<Question*> questions_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::engine

@@ -39,6 +39,15 @@ public:
     virtual ~NativePicture() = default;
 };
 
+/// One frame of a camera.
+struct CapturedFrame {
+    std::shared_ptr<platform::CVPixelBuffer> buffer; ///< one of the sink's, filled as the sensor stores it
+    platform::CMTime mediaTime; ///< on the device's own clock
+    std::chrono::nanoseconds captureTime{}; ///< on the platform's monotonic clock
+    /// Absent when there is none, or the sink does not want it.
+    std::shared_ptr<const NativePicture> nativePicture = nullptr;
+};
+
 /// Where a driver puts its frames. One sink serves one start; once the session has let go of it every call is
 /// ignored, so a driver need not wait for its device when it is stopped. Thread-safe, but frames come from one
 /// thread at a time and in order; the next buffer may be acquired meanwhile.
@@ -54,15 +63,11 @@ public:
     /// False once it takes no more frames: a start that still waits for its device may give up.
     [[nodiscard]] virtual bool isOpen() const { return true; }
 
-    /// Whether it is of use to name native pictures. Does not change.
+    /// Whether frames should have their native picture. Does not change.
     [[nodiscard]] virtual bool wantsNativePictures() const { return false; }
-    /// The picture of the frame that is delivered next.
-    virtual void nameNativePicture(const std::shared_ptr<const NativePicture>& /*picture*/) { }
 
-    /// Hands on a filled buffer. To be the caller's last act: what follows may run on the same thread afterwards.
-    virtual void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
-        std::chrono::nanoseconds captureTime)
-        = 0;
+    /// The next frame. Must be the caller's last act: what follows may run on the same thread.
+    virtual void deliver(CapturedFrame frame) = 0;
 
     /// The device produced a frame that went nowhere.
     virtual void drop(platform::DropCause cause) = 0;

@@ -73,50 +73,59 @@ std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::turnedMatrix(const CVP
     return matrix_;
 }
 
-void FrameStream::deliver(
-    std::shared_ptr<CVPixelBuffer> buffer, CMTime mediaTime, std::chrono::nanoseconds captureTime)
+void FrameStream::deliver(CapturedFrame frame)
 {
-    const std::shared_ptr<const NativePicture> nativePicture = std::exchange(nativePicture_, nullptr);
     if (!isOpen())
         return;
     FrameTicket ticket(parts_.counter->ledger());
-    const FrameTiming timing = parts_.counter->next(mediaTime, captureTime, std::exchange(isFirst_, false));
-    if (parts_.outputs.photo)
-        parts_.outputs.photo->offer(*buffer, parts_.sensorOrientation, timing.captureTime);
-    if (parts_.outputs.movie)
-        parts_.outputs.movie->offer(*buffer, nativePicture.get(), timing.captureTime);
-    const std::shared_ptr<Connection> connection
-        = parts_.outputs.video ? parts_.outputs.video->videoConnection() : nullptr;
-    const int turns = connection ? quarterTurns(parts_.sensorOrientation, connection->videoOrientation()) : 0;
+    const FrameTiming timing
+        = parts_.counter->next(frame.mediaTime, frame.captureTime, std::exchange(isFirst_, false));
+    frame.captureTime = timing.captureTime;
+    const SessionOutputs& outputs = parts_.outputs;
+    if (outputs.photo)
+        outputs.photo->offer(frame, parts_.sensorOrientation);
+    if (outputs.movie)
+        outputs.movie->offer(frame);
+    const VideoDataOutput::Demand demand
+        = outputs.video ? outputs.video->demand() : VideoDataOutput::Demand{};
+    const int turns = demand.orientation ? quarterTurns(parts_.sensorOrientation, *demand.orientation) : 0;
     if (parts_.detection)
-        parts_.detection->offer({*buffer, turns, timing.captureTime, timing.sequence});
-    if (!connection || !connection->isEnabled() || !parts_.outputs.video->hasDelegate()) {
-        ticket.settle(FrameLedger::Outcome::gated);
+        parts_.detection->offer({*frame.buffer, turns, timing.captureTime, timing.sequence});
+    if (!demand.queue) {
+        withhold(std::move(ticket), std::nullopt);
         return;
     }
-    if (isSpare(*buffer)) {
-        parts_.outputs.video->tellDrop(std::move(ticket), DropCause::noBuffer);
+    std::shared_ptr<const CameraIntrinsicMatrix> matrix = turnedMatrix(*frame.buffer, turns);
+    std::optional<DropCause> cause;
+    if (isSpare(*frame.buffer))
+        cause = DropCause::noBuffer;
+    else if (demand.isLate)
+        cause = DropCause::late;
+    else
+        cause = makeUpright(frame.buffer, turns);
+    if (cause) {
+        withhold(std::move(ticket), cause);
         return;
     }
-    if (!parts_.outputs.video->hasPlace()) {
-        parts_.outputs.video->tellDrop(std::move(ticket), DropCause::late);
-        return;
-    }
-    std::shared_ptr<const CameraIntrinsicMatrix> matrix = turnedMatrix(*buffer, turns);
-    if (turns != 0) {
-        const bool isOdd = turns % 2 != 0;
-        std::shared_ptr<CVPixelBuffer> turned = parts_.pool->acquire(
-            isOdd ? buffer->height() : buffer->width(), isOdd ? buffer->width() : buffer->height());
-        if (!turned) {
-            parts_.outputs.video->tellDrop(std::move(ticket), DropCause::noBuffer);
-            return;
-        }
-        turnPixels(*buffer, *turned, turns);
-        buffer = std::move(turned);
-    }
-    buffer->setTiming(timing);
-    parts_.outputs.video->deliver(
-        parts_.pool->makeSample(std::move(buffer), std::move(matrix), std::move(ticket)), shared_from_this());
+    frame.buffer->setTiming(timing);
+    outputs.video->deliver(
+        parts_.pool->makeSample(std::move(frame.buffer), std::move(matrix), std::move(ticket)),
+        shared_from_this(), *demand.queue);
+}
+
+/// Why it cannot be made upright, if so.
+std::optional<DropCause> FrameStream::makeUpright(std::shared_ptr<CVPixelBuffer>& buffer, int turns)
+{
+    if (turns == 0)
+        return std::nullopt;
+    const bool isOdd = turns % 2 != 0;
+    std::shared_ptr<CVPixelBuffer> turned = parts_.pool->acquire(
+        isOdd ? buffer->height() : buffer->width(), isOdd ? buffer->width() : buffer->height());
+    if (!turned)
+        return DropCause::noBuffer;
+    turnPixels(*buffer, *turned, turns);
+    buffer = std::move(turned);
+    return std::nullopt;
 }
 
 void FrameStream::drop(DropCause cause)
@@ -125,7 +134,7 @@ void FrameStream::drop(DropCause cause)
         return;
     if (parts_.outputs.movie)
         parts_.outputs.movie->miss();
-    tellDrop(cause);
+    reportDrop(cause);
 }
 
 void FrameStream::lose(const Error& reason)
@@ -133,10 +142,10 @@ void FrameStream::lose(const Error& reason)
     State expected = State::open;
     if (!state_.compare_exchange_strong(expected, State::lost))
         return;
-    tellEnd(reason);
+    reportEnd(reason);
     parts_.lost();
-    // At last: a client that resumes when it is told is to find that the session has stopped.
-    tellDrop(DropCause::deviceLost);
+    // Last, so that a client that resumes in its callback finds the session stopped.
+    reportDrop(DropCause::deviceLost);
 }
 
 void FrameStream::close()
@@ -144,10 +153,10 @@ void FrameStream::close()
     if (parts_.detection)
         parts_.detection->close();
     if (state_.exchange(State::closed) == State::open)
-        tellEnd({.localizedDescription = "the session stopped"});
+        reportEnd({.localizedDescription = "the session stopped"});
 }
 
-void FrameStream::tellEnd(const Error& reason)
+void FrameStream::reportEnd(const Error& reason)
 {
     if (parts_.outputs.photo)
         parts_.outputs.photo->streamEnded();
@@ -155,12 +164,18 @@ void FrameStream::tellEnd(const Error& reason)
         parts_.outputs.movie->streamEnded(reason);
 }
 
-void FrameStream::tellDrop(DropCause cause)
+void FrameStream::reportDrop(DropCause cause)
 {
     FrameTicket ticket(parts_.counter->ledger());
     parts_.counter->skip();
-    if (parts_.outputs.video)
-        parts_.outputs.video->tellDrop(std::move(ticket), cause);
+    withhold(std::move(ticket), cause);
+}
+
+/// For a frame that is not delivered: without a cause, or anybody to report it to, it is gated.
+void FrameStream::withhold(FrameTicket ticket, std::optional<DropCause> cause)
+{
+    if (cause && parts_.outputs.video)
+        parts_.outputs.video->reportDrop(std::move(ticket), *cause);
     else
         ticket.settle(FrameLedger::Outcome::gated);
 }

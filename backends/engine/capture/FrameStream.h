@@ -12,6 +12,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace tamsel::engine {
@@ -59,13 +60,8 @@ public:
 
     [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(
         std::size_t width, std::size_t height) override;
-    void deliver(std::shared_ptr<platform::CVPixelBuffer> buffer, platform::CMTime mediaTime,
-        std::chrono::nanoseconds captureTime) override;
+    void deliver(CapturedFrame frame) override;
     [[nodiscard]] bool wantsNativePictures() const override { return parts_.outputs.movie != nullptr; }
-    void nameNativePicture(const std::shared_ptr<const NativePicture>& picture) override
-    {
-        nativePicture_ = picture;
-    }
     void drop(platform::DropCause cause) override;
     void lose(const platform::Error& reason) override;
 
@@ -80,15 +76,17 @@ private:
     [[nodiscard]] bool isSpare(const platform::CVPixelBuffer& buffer);
     [[nodiscard]] std::shared_ptr<const platform::CameraIntrinsicMatrix> turnedMatrix(
         const platform::CVPixelBuffer& stored, int turns);
-    void tellDrop(platform::DropCause cause);
-    void tellEnd(const platform::Error& reason);
+    [[nodiscard]] std::optional<platform::DropCause> makeUpright(
+        std::shared_ptr<platform::CVPixelBuffer>& buffer, int turns);
+    void reportDrop(platform::DropCause cause);
+    void withhold(platform::FrameTicket ticket, std::optional<platform::DropCause> cause);
+    void reportEnd(const platform::Error& reason);
 
     const Parts parts_;
     std::atomic<State> state_ = State::open;
 
     // Of the driver's thread.
     bool isFirst_ = true;
-    std::shared_ptr<const NativePicture> nativePicture_; ///< of the next frame
     int matrixTurns_ = 0;
     std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix_;
 

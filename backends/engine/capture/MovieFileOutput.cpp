@@ -126,14 +126,13 @@ std::shared_ptr<Recording> MovieFileOutput::current() const
     return current_;
 }
 
-void MovieFileOutput::take(
-    const CVPixelBuffer& pixels, const NativePicture* nativePicture, std::chrono::nanoseconds captureTime)
+void MovieFileOutput::take(const CapturedFrame& frame)
 {
     std::shared_ptr<Recording> recording = current();
     if (!recording)
         return;
     if (recording->takesFrames()) {
-        recording->takeFrame(pixels, nativePicture, captureTime);
+        recording->takeFrame(frame);
         return;
     }
     const MutexLock lock(guard_); // it has ended by itself

@@ -52,11 +52,10 @@ public:
 
     [[nodiscard]] bool isRecording() const { return isRecording_.load(std::memory_order_relaxed); }
     /// A frame of the session, before it is turned and before anybody else has it; on the driver's thread.
-    void offer(const platform::CVPixelBuffer& pixels, const NativePicture* nativePicture,
-        std::chrono::nanoseconds captureTime)
+    void offer(const CapturedFrame& frame)
     {
         if (isRecording())
-            take(pixels, nativePicture, captureTime);
+            take(frame);
     }
     /// A frame of the session came to nothing before it could be offered; on the driver's thread.
     void miss();
@@ -66,8 +65,7 @@ public:
     void soundEnded();
 
 private:
-    void take(const platform::CVPixelBuffer& pixels, const NativePicture* nativePicture,
-        std::chrono::nanoseconds captureTime);
+    void take(const CapturedFrame& frame);
     [[nodiscard]] std::shared_ptr<Recording> current() const;
     [[nodiscard]] std::vector<std::shared_ptr<Recording>> takingSound();
 

@@ -147,13 +147,11 @@ void PhotoOutput::begin(Still& still)
     if (!delegate)
         return;
     delegate->captureOutputWillBeginCapture(still.resolved());
-    const std::uint64_t disposals = SystemSounds::shutterDisposals();
-    delegate->captureOutputWillCapturePhoto(still.resolved());
-    still.isSilent = SystemSounds::shutterDisposals() != disposals;
+    still.isSilent = services_.sounds.disposesShutter(
+        *queue_, [&] { delegate->captureOutputWillCapturePhoto(still.resolved()); });
 }
 
-void PhotoOutput::take(
-    const CVPixelBuffer& pixels, AVCaptureVideoOrientation sensorOrientation, nanoseconds captureTime)
+void PhotoOutput::take(const CapturedFrame& frame, AVCaptureVideoOrientation sensorOrientation)
 {
     std::shared_ptr<Still> still;
     {
@@ -165,14 +163,14 @@ void PhotoOutput::take(
         isWaiting_ = !waiting_.empty();
         ++framesHeld_;
     }
-    queue_->async(
-        [self = shared_from_this(), still = std::move(still),
-            frame = std::make_unique<Frame>(copyOf(pixels), sensorOrientation, captureTime)]() mutable {
-            self->finish(*still, *frame);
-            frame.reset();
-            const MutexLock lock(self->guard_);
-            --self->framesHeld_;
-        });
+    queue_->async([self = shared_from_this(), still = std::move(still),
+                      copy = std::make_unique<Frame>(
+                          copyOf(*frame.buffer), sensorOrientation, frame.captureTime)]() mutable {
+        self->finish(*still, *copy);
+        copy.reset();
+        const MutexLock lock(self->guard_);
+        --self->framesHeld_;
+    });
 }
 
 void PhotoOutput::finish(const Still& still, const Frame& frame)

@@ -39,11 +39,10 @@ public:
     [[nodiscard]] bool isWaiting() const { return isWaiting_.load(std::memory_order_relaxed); }
     /// A frame of the session, before it is turned and before anybody else has it; for the stream, on the driver's thread.
     /// Costs nothing while no still waits, else a copy: a client may draw into the frame that it gets.
-    void offer(const platform::CVPixelBuffer& pixels, platform::AVCaptureVideoOrientation sensorOrientation,
-        std::chrono::nanoseconds captureTime)
+    void offer(const CapturedFrame& frame, platform::AVCaptureVideoOrientation sensorOrientation)
     {
         if (isWaiting())
-            take(pixels, sensorOrientation, captureTime);
+            take(frame, sensorOrientation);
     }
     /// No frame will come any more from the stream that gave them.
     void streamEnded();
@@ -52,8 +51,7 @@ private:
     struct Still;
     struct Frame;
 
-    void take(const platform::CVPixelBuffer& pixels, platform::AVCaptureVideoOrientation sensorOrientation,
-        std::chrono::nanoseconds captureTime);
+    void take(const CapturedFrame& frame, platform::AVCaptureVideoOrientation sensorOrientation);
     void begin(Still& still);
     void finish(const Still& still, const Frame& frame);
     void makePhoto(const Still& still, const Frame& frame, platform::AVCapturePhotoCaptureDelegate& delegate);

@@ -70,11 +70,10 @@ bool Recording::hasRoom(const CVPixelBuffer& pixels) const
     return framesWaiting_ < std::clamp(waitingBytes / bytes, fewestWaiting, mostWaiting);
 }
 
-void Recording::takeFrame(
-    const CVPixelBuffer& pixels, const NativePicture* nativePicture, nanoseconds captureTime)
+void Recording::takeFrame(const CapturedFrame& frame)
 {
     std::unique_ptr<MovieFrame> picture
-        = hasRoom(pixels) ? parts_.writer->keep(pixels, nativePicture) : nullptr;
+        = hasRoom(*frame.buffer) ? parts_.writer->keep(*frame.buffer, frame.nativePicture.get()) : nullptr;
     if (!picture) {
         missFrame();
         return;
@@ -83,11 +82,11 @@ void Recording::takeFrame(
         const MutexLock lock(guard_);
         if (phase_ != Phase::recording)
             return;
-        const nanoseconds interval = lastFrame_ ? captureTime - *lastFrame_ : usualInterval;
-        lastFrame_ = captureTime;
-        pictureEnd_ = captureTime + std::min(interval, longestInterval);
+        const nanoseconds interval = lastFrame_ ? frame.captureTime - *lastFrame_ : usualInterval;
+        lastFrame_ = frame.captureTime;
+        pictureEnd_ = frame.captureTime + std::min(interval, longestInterval);
         ++framesWaiting_;
-        waiting_.emplace_back(Frame{std::move(picture), captureTime});
+        waiting_.emplace_back(Frame{std::move(picture), frame.captureTime});
     }
     queue_->async([self = shared_from_this()] { self->writeNext(); });
 }

@@ -39,9 +39,7 @@ public:
     /// False once it takes no more.
     [[nodiscard]] bool takesFrames() const;
     [[nodiscard]] bool takesSound() const;
-    /// The native picture may be absent.
-    void takeFrame(const platform::CVPixelBuffer& pixels, const NativePicture* nativePicture,
-        std::chrono::nanoseconds captureTime);
+    void takeFrame(const CapturedFrame& frame);
     /// A frame of the camera that is not in the movie.
     void missFrame();
     /// The next sound; ignored when none is taken.

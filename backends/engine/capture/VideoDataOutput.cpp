@@ -20,7 +20,7 @@ void VideoDataOutput::setSampleBufferDelegate(
         const MutexLock lock(guard_);
         std::swap(receiver_, replaced);
         if (!receiver.delegate.expired())
-            untoldLoss_.swap(loss);
+            unreportedLoss_.swap(loss);
     }
     if (loss)
         postDrop(receiver, std::move(*loss), DropCause::deviceLost);
@@ -32,23 +32,24 @@ VideoDataOutput::Receiver VideoDataOutput::receiver() const
     return receiver_;
 }
 
-bool VideoDataOutput::hasDelegate() const
+VideoDataOutput::Demand VideoDataOutput::demand() const
 {
-    const MutexLock lock(guard_);
-    return !receiver_.delegate.expired();
+    const std::shared_ptr<Connection> connection = videoConnection();
+    if (!connection)
+        return {};
+    Demand demand{.orientation = connection->videoOrientation(), .queue = nullptr};
+    if (Receiver current = receiver(); connection->isEnabled() && !current.delegate.expired())
+        demand.queue = std::move(current.queue);
+    demand.isLate = discardsLateFrames_ && isWaiting_;
+    return demand;
 }
 
 void VideoDataOutput::deliver(
-    std::shared_ptr<CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream)
+    std::shared_ptr<CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream, DispatchQueue& queue)
 {
-    const std::shared_ptr<DispatchQueue> queue = receiver().queue;
-    if (!queue) {
-        sampleBuffer->settle(FrameLedger::Outcome::gated);
-        return;
-    }
     isWaiting_ = true;
-    queue->handOver([self = shared_from_this(), sampleBuffer = std::move(sampleBuffer),
-                        stream = std::move(stream)]() mutable {
+    queue.handOver([self = shared_from_this(), sampleBuffer = std::move(sampleBuffer),
+                       stream = std::move(stream)]() mutable {
         self->isWaiting_ = false;
         const auto delegate = stream->isClosed() ? nullptr : self->receiver().delegate.lock();
         if (delegate)
@@ -58,21 +59,21 @@ void VideoDataOutput::deliver(
     });
 }
 
-void VideoDataOutput::tellDrop(FrameTicket ticket, DropCause cause)
+void VideoDataOutput::reportDrop(FrameTicket ticket, DropCause cause)
 {
     Receiver current;
     {
         const MutexLock lock(guard_);
         current = receiver_;
         if (!current.queue && cause == DropCause::deviceLost) {
-            untoldLoss_.emplace(std::move(ticket));
+            unreportedLoss_.emplace(std::move(ticket));
             return;
         }
     }
-    if (current.delegate.expired())
-        ticket.settle(FrameLedger::Outcome::gated);
-    else
+    if (current.queue && !current.delegate.expired())
         postDrop(current, std::move(ticket), cause);
+    else
+        ticket.settle(FrameLedger::Outcome::gated);
 }
 
 void VideoDataOutput::postDrop(const Receiver& receiver, FrameTicket ticket, DropCause cause)

@@ -13,6 +13,7 @@ namespace tamsel::engine {
 class FrameStream;
 
 /// Brings frames and drops to the delegate on its queue. At most one frame waits there; the next is dropped as late.
+/// Thread-safe; frames come from one thread at a time.
 class VideoDataOutput final : public Output<platform::AVCaptureVideoDataOutput>,
                               public std::enable_shared_from_this<VideoDataOutput> {
 public:
@@ -35,14 +36,22 @@ public:
         std::weak_ptr<platform::AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
         std::shared_ptr<platform::DispatchQueue> queue) override;
 
-    [[nodiscard]] bool hasDelegate() const;
-    /// False while a frame waits for the delegate and late frames are discarded.
-    [[nodiscard]] bool hasPlace() const { return !discardsLateFrames_ || !isWaiting_; }
+    /// How a frame is wanted that comes now.
+    struct Demand {
+        /// Of the connection; absent without one.
+        std::optional<platform::AVCaptureVideoOrientation> orientation;
+        /// The delegate's; absent when nobody is to receive the frame.
+        std::shared_ptr<platform::DispatchQueue> queue;
+        /// The frame before it still waits, and late frames are discarded.
+        bool isLate = false;
+    };
+    [[nodiscard]] Demand demand() const;
 
-    /// Frames come from one thread at a time. The frame is gated when its stream has been closed by its turn.
-    void deliver(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream);
-    /// A camera may be lost before the first delegate is set, which is then told.
-    void tellDrop(platform::FrameTicket ticket, platform::DropCause cause);
+    /// On the queue of the demand. The frame is gated when its stream is closed before its turn.
+    void deliver(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream,
+        platform::DispatchQueue& queue);
+    /// Without a delegate the frame is gated; but a lost device is reported to the first delegate that is set.
+    void reportDrop(platform::FrameTicket ticket, platform::DropCause cause);
 
 private:
     struct Receiver {
@@ -57,8 +66,8 @@ private:
     std::atomic<bool> discardsLateFrames_ = true;
     std::atomic<bool> isWaiting_ = false;
     mutable Mutex guard_;
-    Receiver receiver_;
-    std::optional<platform::FrameTicket> untoldLoss_;
+    Receiver receiver_ TAMSEL_GUARDED_BY(guard_);
+    std::optional<platform::FrameTicket> unreportedLoss_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::engine

@@ -27,26 +27,25 @@ nanoseconds toNanoseconds(CMTime time)
 }
 
 /// The current frame; without a buffer when there is no free one, or no way to convert it.
-ReadFrame takeFrame(VideoReader& reader, engine::FrameSink& sink)
+engine::CapturedFrame takeFrame(VideoReader& reader, engine::FrameSink& sink)
 {
     std::shared_ptr<CVPixelBuffer> buffer = sink.acquireBuffer(reader.width(), reader.height());
     if (!buffer || !reader.convert(*buffer))
         return {};
     return {.buffer = std::move(buffer),
-        .picture = sink.wantsNativePictures() ? reader.picture() : nullptr,
-        .time = reader.time()};
+        .mediaTime = reader.time(),
+        .nativePicture = sink.wantsNativePictures() ? reader.picture() : nullptr};
 }
 
 /// The caller's last act, as it is for the sink.
-void handOver(ReadFrame frame, nanoseconds due, engine::FrameSink& sink)
+void handOver(engine::CapturedFrame frame, nanoseconds due, engine::FrameSink& sink)
 {
     if (!frame.buffer) {
         sink.drop(DropCause::noBuffer);
         return;
     }
-    if (frame.picture)
-        sink.nameNativePicture(frame.picture);
-    sink.deliver(std::move(frame.buffer), frame.time, due);
+    frame.captureTime = due;
+    sink.deliver(std::move(frame));
 }
 
 } // namespace
@@ -129,7 +128,7 @@ void FilePlayback::handOn()
         return;
     }
     // Every buffer was held when the frame was decoded; one may be free by now.
-    ReadFrame frame = std::exchange(prepared_, {});
+    engine::CapturedFrame frame = std::exchange(prepared_, {});
     if (!frame.buffer)
         frame = takeFrame(*reader_, *sink_);
     const nanoseconds due = due_;

@@ -25,13 +25,6 @@ private:
     std::optional<std::chrono::nanoseconds> anchor_;
 };
 
-/// A frame on its way from a reader to a sink.
-struct ReadFrame {
-    std::shared_ptr<platform::CVPixelBuffer> buffer = nullptr;
-    std::shared_ptr<const engine::NativePicture> picture = nullptr; ///< where the sink wants it
-    platform::CMTime time = {};
-};
-
 /// One start of a movie camera, until it is stopped or its input is lost.
 class MoviePlayback {
 public:
@@ -66,7 +59,7 @@ private:
 
     // Touched by one at a time: preparing arms the timer, and handing on asks for the next to be prepared.
     std::unique_ptr<VideoReader> reader_;
-    ReadFrame prepared_;
+    engine::CapturedFrame prepared_;
     FramePace pace_;
     std::chrono::nanoseconds due_{};
     std::uint64_t loop_ = 0;

@@ -179,14 +179,15 @@ private:
         const std::shared_ptr<platform::CVPixelBuffer> buffer
             = sink_->acquireBuffer(format_.width, format_.height);
         timer_->armAt(due_);
-        if (buffer)
-            drawPattern(*buffer, number);
-        if (buffer)
-            sink_->deliver(buffer,
-                {.value = static_cast<std::int64_t>(number) * interval_.count(), .timescale = 1'000'000'000},
-                now);
-        else
+        if (!buffer) {
             sink_->drop(platform::DropCause::noBuffer);
+            return;
+        }
+        drawPattern(*buffer, number);
+        sink_->deliver({.buffer = buffer,
+            .mediaTime
+            = {.value = static_cast<std::int64_t>(number) * interval_.count(), .timescale = 1'000'000'000},
+            .captureTime = now});
     }
 
     const PatternFormat format_;

@@ -146,7 +146,9 @@ void V4L2Stream::takeFrame()
         return;
     }
     if (isConverted)
-        sink_->deliver(std::move(pixels), {(time - firstTime_.value_or(time)).count(), 1'000'000'000}, time);
+        sink_->deliver({.buffer = std::move(pixels),
+            .mediaTime = {(time - firstTime_.value_or(time)).count(), 1'000'000'000},
+            .captureTime = time});
     else if (isFrame && !pixels)
         sink_->drop(platform::DropCause::noBuffer);
 }
