@@ -42,9 +42,10 @@ private:
     std::shared_ptr<platform::DispatchQueue> mainQueue_;
     platform::NotificationCenter& center_;
     mutable Mutex guard_;
-    platform::UIInterfaceOrientation orientation_ = platform::UIInterfaceOrientation::portrait;
-    bool inBackground_ = false;
-    std::vector<Waiter> waiters_;
+    platform::UIInterfaceOrientation orientation_ TAMSEL_GUARDED_BY(guard_)
+        = platform::UIInterfaceOrientation::portrait;
+    bool inBackground_ TAMSEL_GUARDED_BY(guard_) = false;
+    std::vector<Waiter> waiters_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::engine

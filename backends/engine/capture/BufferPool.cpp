@@ -43,8 +43,8 @@ struct BufferPool::Shelf {
 
     const std::size_t count;
     Mutex guard;
-    std::size_t made = 0;
-    std::vector<std::unique_ptr<CVPixelBuffer>> free;
+    std::size_t made TAMSEL_GUARDED_BY(guard) = 0;
+    std::vector<std::unique_ptr<CVPixelBuffer>> free TAMSEL_GUARDED_BY(guard);
 };
 
 namespace {

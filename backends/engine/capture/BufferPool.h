@@ -30,7 +30,7 @@ private:
     };
 
     Mutex guard_;
-    std::vector<Free> free_;
+    std::vector<Free> free_ TAMSEL_GUARDED_BY(guard_);
 };
 
 /// A standard allocator on a block store, which it keeps alive.

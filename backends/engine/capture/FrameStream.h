@@ -32,10 +32,10 @@ public:
 private:
     const std::shared_ptr<platform::FrameLedger> ledger_ = std::make_shared<platform::FrameLedger>();
     Mutex guard_;
-    std::uint64_t sequence_ = 0;
-    std::chrono::nanoseconds lastCaptureTime_ = std::chrono::nanoseconds::min();
-    platform::CMTime lastMediaTime_;
-    std::int64_t mediaOffset_ = 0;
+    std::uint64_t sequence_ TAMSEL_GUARDED_BY(guard_) = 0;
+    std::chrono::nanoseconds lastCaptureTime_ TAMSEL_GUARDED_BY(guard_) = std::chrono::nanoseconds::min();
+    platform::CMTime lastMediaTime_ TAMSEL_GUARDED_BY(guard_);
+    std::int64_t mediaOffset_ TAMSEL_GUARDED_BY(guard_) = 0;
 };
 
 /// The way of one start's frames, from the driver to the video data output. When the device is lost it takes no further
@@ -93,7 +93,7 @@ private:
     /// A driver may acquire the next buffer while another thread delivers the one before.
     Mutex spareGuard_;
     /// For stills, recordings and detection while clients hold all buffers of the pool.
-    std::shared_ptr<platform::CVPixelBuffer> spare_;
+    std::shared_ptr<platform::CVPixelBuffer> spare_ TAMSEL_GUARDED_BY(spareGuard_);
 };
 
 } // namespace tamsel::engine

@@ -48,8 +48,8 @@ private:
     const std::shared_ptr<platform::DispatchQueue> queue_;
 
     mutable Mutex guard_;
-    std::vector<platform::AVMetadataObjectType> types_;
-    Receiver receiver_;
+    std::vector<platform::AVMetadataObjectType> types_ TAMSEL_GUARDED_BY(guard_);
+    Receiver receiver_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::engine

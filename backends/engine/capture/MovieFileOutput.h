@@ -74,10 +74,11 @@ private:
     std::atomic<bool> isRecording_ = false;
 
     mutable Mutex guard_;
-    std::optional<Source> source_; ///< while the session runs
-    std::shared_ptr<Recording> current_; ///< takes frames, unless it has ended by itself
-    std::vector<std::shared_ptr<Recording>>
-        recordings_; ///< take sound: the current one and those being stopped
+    std::optional<Source> source_ TAMSEL_GUARDED_BY(guard_); ///< while the session runs
+    /// Takes frames, unless it has ended by itself.
+    std::shared_ptr<Recording> current_ TAMSEL_GUARDED_BY(guard_);
+    /// Take sound: the current one and those being stopped.
+    std::vector<std::shared_ptr<Recording>> recordings_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::engine

@@ -69,8 +69,9 @@ private:
     std::unique_ptr<EventSource> timer_; ///< with the first still
 
     Mutex guard_;
-    std::deque<std::shared_ptr<Still>> waiting_; ///< for a frame, in the order of asking
-    int framesHeld_ = 0; ///< copies, by stills that are being finished
+    /// For a frame, in the order of the requests.
+    std::deque<std::shared_ptr<Still>> waiting_ TAMSEL_GUARDED_BY(guard_);
+    int framesHeld_ TAMSEL_GUARDED_BY(guard_) = 0; ///< copies, by stills that are being finished
 };
 
 } // namespace tamsel::engine

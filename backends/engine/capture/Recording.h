@@ -77,15 +77,16 @@ private:
     std::unique_ptr<EventSource> timer_;
 
     mutable Mutex guard_;
-    Phase phase_ = Phase::recording;
-    std::deque<Entry> waiting_;
-    std::size_t framesWaiting_ = 0;
-    std::size_t soundWaiting_ = 0; ///< in moments
-    bool soundRuns_ = false;
-    std::chrono::nanoseconds pictureEnd_{}; ///< of the last frame, as far as one can know
-    std::optional<std::chrono::nanoseconds> lastFrame_;
-    std::chrono::nanoseconds soundEnd_{};
-    std::optional<platform::Error> error_; ///< the first thing that went wrong
+    Phase phase_ TAMSEL_GUARDED_BY(guard_) = Phase::recording;
+    std::deque<Entry> waiting_ TAMSEL_GUARDED_BY(guard_);
+    std::size_t framesWaiting_ TAMSEL_GUARDED_BY(guard_) = 0;
+    std::size_t soundWaiting_ TAMSEL_GUARDED_BY(guard_) = 0; ///< in moments
+    bool soundRuns_ TAMSEL_GUARDED_BY(guard_) = false;
+    /// Of the last frame, as far as it can be known.
+    std::chrono::nanoseconds pictureEnd_ TAMSEL_GUARDED_BY(guard_){};
+    std::optional<std::chrono::nanoseconds> lastFrame_ TAMSEL_GUARDED_BY(guard_);
+    std::chrono::nanoseconds soundEnd_ TAMSEL_GUARDED_BY(guard_){};
+    std::optional<platform::Error> error_ TAMSEL_GUARDED_BY(guard_); ///< the first thing that went wrong
 
     // On the queue.
     bool isOpen_ = false;

@@ -38,7 +38,7 @@ private:
     std::atomic<bool> isClosed_ = false;
 
     Mutex guard_;
-    std::unique_ptr<SoundStream> stream_;
+    std::unique_ptr<SoundStream> stream_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::engine

@@ -28,7 +28,7 @@ private:
 
     const std::shared_ptr<const formats::MotionLog> log_;
     mutable Mutex guard_;
-    std::optional<std::chrono::nanoseconds> origin_;
+    std::optional<std::chrono::nanoseconds> origin_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::engine

@@ -33,7 +33,7 @@ private:
     platform::Clock& clock_;
     const std::shared_ptr<MotionDriver> driver_;
     Mutex guard_;
-    std::vector<std::weak_ptr<Manager>> managers_;
+    std::vector<std::weak_ptr<Manager>> managers_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::engine

@@ -59,20 +59,21 @@ private:
     static constexpr double longestInterval = 1e8;
 
     void tick();
-    [[nodiscard]] std::chrono::nanoseconds tickTime(std::uint64_t number) const;
+    [[nodiscard]] std::chrono::nanoseconds tickTime(std::uint64_t number) const TAMSEL_REQUIRES(guard_);
 
     platform::Clock& clock_;
     const Read read_;
     std::unique_ptr<EventSource> timer_; ///< fixed after creation
 
-    mutable Mutex guard_; ///< of all that follows
-    bool isActive_ = false;
-    double interval_ = 0.01; ///< seconds
-    std::uint64_t starts_ = 0;
-    std::chrono::nanoseconds origin_{}; ///< ticks are counted from here
-    std::uint64_t next_ = 1; ///< the tick that is due next
-    std::shared_ptr<platform::DispatchQueue> queue_;
-    std::shared_ptr<const platform::CMHandler<Sample>> handler_; ///< shared with the items that will call it
+    mutable Mutex guard_;
+    bool isActive_ TAMSEL_GUARDED_BY(guard_) = false;
+    double interval_ TAMSEL_GUARDED_BY(guard_) = 0.01; ///< seconds
+    std::uint64_t starts_ TAMSEL_GUARDED_BY(guard_) = 0;
+    std::chrono::nanoseconds origin_ TAMSEL_GUARDED_BY(guard_){}; ///< ticks are counted from here
+    std::uint64_t next_ TAMSEL_GUARDED_BY(guard_) = 1; ///< the tick that is due next
+    std::shared_ptr<platform::DispatchQueue> queue_ TAMSEL_GUARDED_BY(guard_);
+    /// Shared with the items that will call it.
+    std::shared_ptr<const platform::CMHandler<Sample>> handler_ TAMSEL_GUARDED_BY(guard_);
 };
 
 extern template class MotionStream<platform::CMGyroData>;
