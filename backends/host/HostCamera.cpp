@@ -1,6 +1,6 @@
 #include <host/HostCamera.h>
 
-#include <host/movie/MovieCamera.h>
+#include <host/media/MediaCamera.h>
 #include <host/pattern/PatternCamera.h>
 #include <host/v4l2/V4L2Camera.h>
 
@@ -53,7 +53,7 @@ std::expected<HostCamera, platform::Error> makeHostCamera(
                               node, describeInput(input, position), services.events, services.systemCalls),
             [node, calls = services.systemCalls] { return inputAccess(node, R_OK | W_OK, calls); }};
     }
-    const auto camera = std::make_shared<MovieCamera>(input, position, services);
+    const auto camera = std::make_shared<MediaCamera>(input, position, services);
     return HostCamera{
         camera, [camera] { return camera->access(); }, camera->clock(), [camera] { camera->abandon(); }};
 }

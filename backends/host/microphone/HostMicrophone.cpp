@@ -1,7 +1,7 @@
 #include <host/microphone/HostMicrophone.h>
 
 #include <host/ReaderThreads.h>
-#include <host/microphone/MovieMicrophone.h>
+#include <host/microphone/MediaMicrophone.h>
 #include <host/microphone/SoundReader.h>
 #include <host/microphone/ToneMicrophone.h>
 
@@ -22,7 +22,7 @@ std::expected<std::shared_ptr<engine::MicrophoneDriver>, platform::Error> makeHo
 {
     if (input.starts_with(patternPrefix))
         return ToneMicrophone::make(std::string_view(input).substr(patternPrefix.size()), services.readers);
-    return std::make_shared<MovieMicrophone>(input, std::move(services));
+    return std::make_shared<MediaMicrophone>(input, std::move(services));
 }
 
 std::expected<void, platform::Error> probeMicrophone(const std::string& input)

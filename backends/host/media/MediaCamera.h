@@ -15,13 +15,13 @@
 
 namespace tamsel::host {
 
-class MoviePlayback;
+class MediaPlayback;
 
 /// A camera that shows a file, a stream or a device that the FFmpeg libraries open.
-class MovieCamera final : public engine::CameraDriver {
+class MediaCamera final : public engine::CameraDriver {
 public:
-    MovieCamera(const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services);
-    ~MovieCamera() override;
+    MediaCamera(const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services);
+    ~MediaCamera() override;
 
     [[nodiscard]] engine::CameraDescription description() const override;
     [[nodiscard]] bool isPresent() const override { return access() != InputAccess::absent; }
@@ -51,7 +51,7 @@ private:
     bool isAbandoned_ = false;
 
     std::unique_ptr<VideoReader> reader_; ///< opened and not yet played
-    std::shared_ptr<MoviePlayback> playback_;
+    std::shared_ptr<MediaPlayback> playback_;
 };
 
 } // namespace tamsel::host

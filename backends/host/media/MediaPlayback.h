@@ -26,18 +26,18 @@ private:
 };
 
 /// One start of a movie camera, until it is stopped or its input is lost.
-class MoviePlayback {
+class MediaPlayback {
 public:
-    virtual ~MoviePlayback() = default;
+    virtual ~MediaPlayback() = default;
 
     /// Asks it to end; frames that come after this are ignored by their sink. Never waits.
     virtual void stop() = 0;
 };
 
 /// Plays a file, in a loop when it repeats. A timer's thread hands the frame that is due on, while another one decodes the next.
-class FilePlayback final : public MoviePlayback, public std::enable_shared_from_this<FilePlayback> {
+class FilePlayback final : public MediaPlayback, public std::enable_shared_from_this<FilePlayback> {
 public:
-    [[nodiscard]] static std::expected<std::shared_ptr<MoviePlayback>, platform::Error> start(
+    [[nodiscard]] static std::expected<std::shared_ptr<MediaPlayback>, platform::Error> start(
         std::unique_ptr<VideoReader> reader, std::shared_ptr<engine::FrameSink> sink,
         std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats);
 
@@ -68,9 +68,9 @@ private:
 };
 
 /// Reads a stream or a device on a thread of its own.
-class StreamPlayback final : public MoviePlayback, public std::enable_shared_from_this<StreamPlayback> {
+class StreamPlayback final : public MediaPlayback, public std::enable_shared_from_this<StreamPlayback> {
 public:
-    [[nodiscard]] static std::expected<std::shared_ptr<MoviePlayback>, platform::Error> start(
+    [[nodiscard]] static std::expected<std::shared_ptr<MediaPlayback>, platform::Error> start(
         std::unique_ptr<VideoReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
         std::shared_ptr<engine::FrameSink> sink, DriverServices services);
 

@@ -5,9 +5,9 @@
 namespace tamsel::host {
 
 /// Hears the sound of a file, a stream or a device that the FFmpeg libraries open, on a thread of its own for each start.
-class MovieMicrophone final : public engine::MicrophoneDriver {
+class MediaMicrophone final : public engine::MicrophoneDriver {
 public:
-    MovieMicrophone(std::string input, MicrophoneServices services);
+    MediaMicrophone(std::string input, MicrophoneServices services);
 
     [[nodiscard]] std::string uniqueID() const override { return input_; }
     [[nodiscard]] std::string name() const override { return input_; }

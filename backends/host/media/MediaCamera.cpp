@@ -1,7 +1,7 @@
-#include <host/movie/MovieCamera.h>
+#include <host/media/MediaCamera.h>
 
 #include <host/ffmpeg/failure.h>
-#include <host/movie/MoviePlayback.h>
+#include <host/media/MediaPlayback.h>
 
 #include <utility>
 
@@ -9,7 +9,7 @@ namespace tamsel::host {
 
 using platform::Error;
 
-MovieCamera::MovieCamera(
+MediaCamera::MediaCamera(
     const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services)
     : input_(input.input),
       repeats_(input.repeats),
@@ -18,17 +18,17 @@ MovieCamera::MovieCamera(
 {
 }
 
-MovieCamera::~MovieCamera()
+MediaCamera::~MediaCamera()
 {
     stop();
 }
 
-InputAccess MovieCamera::access() const
+InputAccess MediaCamera::access() const
 {
     return MediaInput(input_).access();
 }
 
-void MovieCamera::abandon()
+void MediaCamera::abandon()
 {
     const MutexLock lock(guard_);
     isAbandoned_ = true;
@@ -36,13 +36,13 @@ void MovieCamera::abandon()
         *isCancelled_ = true;
 }
 
-engine::CameraDescription MovieCamera::description() const
+engine::CameraDescription MediaCamera::description() const
 {
     const MutexLock lock(guard_);
     return description_;
 }
 
-std::expected<void, Error> MovieCamera::open(std::function<bool()> isUnwanted)
+std::expected<void, Error> MediaCamera::open(std::function<bool()> isUnwanted)
 {
     const auto isCancelled = std::make_shared<std::atomic<bool>>(false);
     {
@@ -63,12 +63,12 @@ std::expected<void, Error> MovieCamera::open(std::function<bool()> isUnwanted)
     return {};
 }
 
-void MovieCamera::close()
+void MediaCamera::close()
 {
     reader_ = nullptr;
 }
 
-std::expected<void, Error> MovieCamera::start(
+std::expected<void, Error> MediaCamera::start(
     platform::AVCaptureSessionPreset /*preset*/, std::shared_ptr<engine::FrameSink> sink)
 {
     if (!reader_) {
@@ -84,9 +84,9 @@ std::expected<void, Error> MovieCamera::start(
     return {};
 }
 
-void MovieCamera::stop()
+void MediaCamera::stop()
 {
-    if (const std::shared_ptr<MoviePlayback> playback = std::exchange(playback_, nullptr))
+    if (const std::shared_ptr<MediaPlayback> playback = std::exchange(playback_, nullptr))
         playback->stop();
 }
 

@@ -1,4 +1,4 @@
-#include <host/microphone/MovieMicrophone.h>
+#include <host/microphone/MediaMicrophone.h>
 
 #include <host/ReaderThreads.h>
 #include <host/ffmpeg/failure.h>
@@ -163,18 +163,18 @@ void play(MicrophoneRun& run, SoundReader& reader)
 
 } // namespace
 
-MovieMicrophone::MovieMicrophone(std::string input, MicrophoneServices services)
+MediaMicrophone::MediaMicrophone(std::string input, MicrophoneServices services)
     : input_(std::move(input)),
       services_(std::move(services))
 {
 }
 
-bool MovieMicrophone::isPresent() const
+bool MediaMicrophone::isPresent() const
 {
     return MediaInput(input_).access() == InputAccess::readable;
 }
 
-std::expected<std::unique_ptr<engine::SoundStream>, Error> MovieMicrophone::start(
+std::expected<std::unique_ptr<engine::SoundStream>, Error> MediaMicrophone::start(
     std::shared_ptr<engine::SoundSink> sink)
 {
     const auto run = std::make_shared<MicrophoneRun>(std::move(sink));

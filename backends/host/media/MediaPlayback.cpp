@@ -1,4 +1,4 @@
-#include <host/movie/MoviePlayback.h>
+#include <host/media/MediaPlayback.h>
 
 #include <host/ReaderThreads.h>
 
@@ -58,7 +58,7 @@ nanoseconds FramePace::dueTime(CMTime mediaTime, nanoseconds now)
     return *anchor_ + time;
 }
 
-std::expected<std::shared_ptr<MoviePlayback>, Error> FilePlayback::start(std::unique_ptr<VideoReader> reader,
+std::expected<std::shared_ptr<MediaPlayback>, Error> FilePlayback::start(std::unique_ptr<VideoReader> reader,
     std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock, DriverServices services,
     bool repeats)
 {
@@ -138,7 +138,7 @@ void FilePlayback::handOn()
     handOver(std::move(frame), due, *sink_);
 }
 
-std::expected<std::shared_ptr<MoviePlayback>, Error> StreamPlayback::start(
+std::expected<std::shared_ptr<MediaPlayback>, Error> StreamPlayback::start(
     std::unique_ptr<VideoReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
     std::shared_ptr<engine::FrameSink> sink, DriverServices services)
 {
