@@ -2,7 +2,6 @@
 
 #include <formats/fileBytes.h>
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -11,11 +10,12 @@ namespace tamsel::host {
 
 using Bytes = formats::ByteView;
 
-/// The unsigned number of `size` bytes, up to 4, at `offset`; absent where the bytes end before.
-[[nodiscard]] std::optional<std::uint32_t> numberAt(
-    Bytes bytes, std::size_t offset, std::size_t size, std::endian order);
+/// The unsigned number of `size` bytes, up to 4, at `offset`; absent if the bytes end before. The highest byte is first.
+[[nodiscard]] std::optional<std::uint32_t> bigNumber(Bytes bytes, std::size_t offset, std::size_t size);
+/// The same; the lowest byte is first.
+[[nodiscard]] std::optional<std::uint32_t> littleNumber(Bytes bytes, std::size_t offset, std::size_t size);
 
-/// As much of the wanted part as is there.
+/// The part, cut off where the bytes end.
 [[nodiscard]] Bytes partOf(Bytes bytes, std::size_t offset, std::size_t size);
 
 } // namespace tamsel::host

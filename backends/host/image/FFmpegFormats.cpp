@@ -18,11 +18,6 @@ namespace {
 
 using namespace std::string_view_literals;
 
-std::optional<std::uint32_t> little(Bytes bytes, std::size_t offset, std::size_t size)
-{
-    return numberAt(bytes, offset, size, std::endian::little);
-}
-
 std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, AVCodecID kind, const char* format)
 {
     PictureDecoder decoder(kind);
@@ -32,7 +27,7 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, AVCodecI
     if (static_cast<std::size_t>(frame->width) != target.width()
         || static_cast<std::size_t>(frame->height) != target.height())
         return std::unexpected(pictureError(format, "it has another size than it said"));
-    // Still pictures use the whole range, and the matrix of JPEG where they have one.
+    // Still pictures use the full range, and the matrix of JPEG if they are YUV.
     frame->color_range = AVCOL_RANGE_JPEG;
     frame->colorspace = AVCOL_SPC_SMPTE170M;
     if (!FrameConverter().convert(*frame, target))
@@ -54,30 +49,31 @@ std::optional<PictureHeader> readBitmapHeader(Bytes picture)
 {
     constexpr std::uint32_t oldHeaderSize = 12;
     constexpr std::array<std::uint32_t, 6> headerSizes{40, 52, 56, 64, 108, 124};
-    const auto headerSize = little(picture, 14, 4);
+    const auto headerSize = littleNumber(picture, 14, 4);
     if (!formats::holdsText(picture, 0, "BM"sv) || !headerSize)
         return std::nullopt;
     if (*headerSize == oldHeaderSize) {
-        const auto height = little(picture, 20, 2);
-        return height ? std::optional(PictureHeader{.width = *little(picture, 18, 2), .height = *height})
-                      : std::nullopt;
+        const auto height = littleNumber(picture, 20, 2);
+        return height
+            ? std::optional(PictureHeader{.width = *littleNumber(picture, 18, 2), .height = *height})
+            : std::nullopt;
     }
-    const auto height = little(picture, 22, 4);
+    const auto height = littleNumber(picture, 22, 4);
     if (std::ranges::find(headerSizes, *headerSize) == headerSizes.end() || !height)
         return std::nullopt;
     // A negative height says that the top row comes first.
     const std::int64_t signedHeight = static_cast<std::int32_t>(*height);
     return PictureHeader{
-        .width = *little(picture, 18, 4), .height = static_cast<std::size_t>(std::abs(signedHeight))};
+        .width = *littleNumber(picture, 18, 4), .height = static_cast<std::size_t>(std::abs(signedHeight))};
 }
 
 std::optional<PictureHeader> readGifHeader(Bytes picture)
 {
-    const auto height = little(picture, 8, 2);
+    const auto height = littleNumber(picture, 8, 2);
     if ((!formats::holdsText(picture, 0, "GIF87a"sv) && !formats::holdsText(picture, 0, "GIF89a"sv))
         || !height)
         return std::nullopt;
-    return PictureHeader{.width = *little(picture, 6, 2), .height = *height};
+    return PictureHeader{.width = *littleNumber(picture, 6, 2), .height = *height};
 }
 
 } // namespace

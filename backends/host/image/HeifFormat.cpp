@@ -80,7 +80,7 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, bool ign
         return std::unexpected(pictureError("HEIF", "no decoder"));
     options->ignore_transformations = ignoresTransformations ? 1 : 0;
     options->convert_hdr_to_8bit = 1;
-    options->decoder_id = "aom"; // for AVIF, where it is there: dav1d writes of damage on standard error
+    options->decoder_id = "aom"; // for AVIF, if it is installed: dav1d reports damage on standard error
     heif_image* result = nullptr;
     const heif_error error = heif_decode_image(
         opened->handle.get(), &result, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, options.get());
@@ -94,7 +94,7 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, bool ign
     const int height = heif_image_get_height(image.get(), heif_channel_interleaved);
     const bool hasSize
         = width == static_cast<int>(target.width()) && height == static_cast<int>(target.height());
-    // Some programs write the upright size where the stored one belongs. Such a picture is only whole upright.
+    // Some programs write the upright size in place of the stored one. Such a picture can only be decoded upright.
     if (!hasSize && ignoresTransformations)
         return decode(picture, target, false);
     if (!pixels || !hasSize)

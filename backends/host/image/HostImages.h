@@ -6,7 +6,7 @@
 
 namespace tamsel::host {
 
-/// Pictures of the machine.
+/// Decodes and encodes pictures with the libraries of the host.
 class HostImages final : public platform::ImageServices, public engine::PhotoEncoder {
 public:
     [[nodiscard]] std::shared_ptr<const platform::EncodedImage> openImage(

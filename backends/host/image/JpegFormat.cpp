@@ -18,20 +18,15 @@ using namespace std::string_view_literals;
 struct JpegHeader {
     PictureHeader picture;
     std::uint32_t components = 0;
-    bool isInverted = false; ///< as programs that write the Adobe marker store four inks
+    bool isInverted = false; ///< as files with the Adobe marker store four inks
 };
-
-std::optional<std::uint32_t> big(Bytes bytes, std::size_t offset, std::size_t size)
-{
-    return numberAt(bytes, offset, size, std::endian::big);
-}
 
 bool isStartOfFrame(std::uint32_t marker)
 {
     return marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
 }
 
-/// The next marker's number, with `offset` behind it; what is no marker is passed over, as decoders do.
+/// The next marker's number, with `offset` after it; other bytes are skipped, as decoders do.
 std::optional<std::uint32_t> nextMarker(Bytes picture, std::size_t& offset)
 {
     while (offset + 1 < picture.size()) {
@@ -45,7 +40,7 @@ std::optional<std::uint32_t> nextMarker(Bytes picture, std::size_t& offset)
     return std::nullopt;
 }
 
-/// All that stands before the first scan.
+/// What precedes the first scan.
 std::optional<JpegHeader> readJpegHeader(Bytes picture)
 {
     constexpr std::uint32_t startOfScan = 0xda;
@@ -58,17 +53,17 @@ std::optional<JpegHeader> readJpegHeader(Bytes picture)
     while (const auto marker = nextMarker(picture, offset)) {
         if (*marker == startOfScan || *marker == endOfImage)
             break;
-        if (*marker == 0x01 || (*marker >= 0xd0 && *marker <= 0xd8)) // these stand alone
+        if (*marker == 0x01 || (*marker >= 0xd0 && *marker <= 0xd8)) // these have no segment
             continue;
-        const auto size = big(picture, offset, 2);
+        const auto size = bigNumber(picture, offset, 2);
         if (!size || *size < 2)
             break;
         const Bytes segment = partOf(picture, offset + 2, *size - 2);
         offset += *size;
         if (isStartOfFrame(*marker) && header.components == 0) {
-            header.picture.height = big(segment, 1, 2).value_or(0);
-            header.picture.width = big(segment, 3, 2).value_or(0);
-            header.components = big(segment, 5, 1).value_or(0);
+            header.picture.height = bigNumber(segment, 1, 2).value_or(0);
+            header.picture.width = bigNumber(segment, 3, 2).value_or(0);
+            header.components = bigNumber(segment, 5, 1).value_or(0);
         } else if (*marker == 0xe1 && !hasExif && formats::holdsText(segment, 0, "Exif\0"sv)) {
             hasExif = true;
             header.picture.orientation = formats::exifOrientation(segment);
@@ -112,7 +107,7 @@ struct Destroy {
     void operator()(tjhandle decoder) const { tjDestroy(decoder); }
 };
 
-/// What is missing of a picture that was cut short stays grey.
+/// The missing part of a truncated picture stays grey.
 std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target)
 {
     const auto header = readJpegHeader(picture);
@@ -135,7 +130,7 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target)
 
 } // namespace
 
-/// Counted wherever a decoder might look. What merely looks like a marker, as in a video behind the picture, says another
+/// Counted wherever a decoder might look. Other bytes that look like a marker, as in a video after the picture, have another
 /// length, which decoders refuse.
 bool hasTooManyScans(Bytes jpeg)
 {
@@ -143,8 +138,8 @@ bool hasTooManyScans(Bytes jpeg)
     const std::string_view text(reinterpret_cast<const char*>(jpeg.data()), jpeg.size());
     std::size_t scans = 0;
     for (std::size_t at = text.find("\xff\xda"sv); at != text.npos; at = text.find("\xff\xda"sv, at + 2)) {
-        const std::uint32_t components = big(jpeg, at + 4, 1).value_or(0);
-        scans += components > 0 && big(jpeg, at + 2, 2) == 6 + 2 * components ? 1 : 0;
+        const std::uint32_t components = bigNumber(jpeg, at + 4, 1).value_or(0);
+        scans += components > 0 && bigNumber(jpeg, at + 2, 2) == 6 + 2 * components ? 1 : 0;
     }
     return scans > maximumScans;
 }

@@ -10,7 +10,7 @@
 
 namespace tamsel::host {
 
-/// The bytes of a JPEG file in memory of its encoder.
+/// The bytes of a JPEG file, in memory of the encoder.
 class JpegFile {
 public:
     JpegFile(unsigned char* bytes, std::size_t size) : bytes_(bytes), size_(size) { }

@@ -16,7 +16,7 @@ namespace tamsel::host {
 inline constexpr std::size_t maximumPixels = std::size_t{8192} * 8192;
 inline constexpr std::size_t maximumSide = 1'000'000;
 
-/// What a picture says of itself before any pixel is decoded.
+/// What the header of a picture states.
 struct PictureHeader {
     std::size_t width = 0; ///< as stored
     std::size_t height = 0;
@@ -30,9 +30,9 @@ struct PictureHeader {
 
 /// How pictures of one format are read. Both functions may be called from any thread and may throw.
 struct PictureFormat {
-    /// Absent when this is no picture of the format.
+    /// Absent if this is no picture of the format.
     std::optional<PictureHeader> (*readHeader)(Bytes picture);
-    /// Fills the buffer, which has the stored size, with the pixels as they are stored, alpha not multiplied in.
+    /// Fills the buffer, which has the stored size, with the pixels as they are stored; alpha is not premultiplied.
     std::expected<void, platform::Error> (*decode)(Bytes picture, platform::CVPixelBuffer& target);
 };
 
@@ -42,15 +42,15 @@ struct PictureFormat {
 [[nodiscard]] PictureFormat tiffFormat();
 [[nodiscard]] PictureFormat bitmapFormat();
 [[nodiscard]] PictureFormat gifFormat();
-/// HEIC and AVIF, whose own turns are part of the picture, so that it is upright whatever their Exif data says.
+/// HEIC and AVIF with their transformations applied: upright, whatever their Exif data says.
 [[nodiscard]] PictureFormat heifFormat();
-/// HEIC and AVIF without their own turns and cuts.
+/// HEIC and AVIF without their transformations.
 [[nodiscard]] PictureFormat heifAsStoredFormat();
 
-/// Whether a JPEG has more scans than an honest one. Each costs a pass over all pixels, however few bytes it has.
+/// Whether a JPEG has more scans than any real one. Each costs a pass over all pixels, however few bytes it has.
 [[nodiscard]] bool hasTooManyScans(Bytes jpeg);
 
-/// One line that says what is wrong with a picture.
+/// One line that states what is wrong with a picture.
 [[nodiscard]] platform::Error pictureError(std::string_view format, std::string_view reason);
 
 } // namespace tamsel::host

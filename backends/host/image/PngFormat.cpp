@@ -17,16 +17,11 @@ using namespace std::string_view_literals;
 
 constexpr auto signature = "\x89PNG\r\n\x1a\n"sv;
 
-std::optional<std::uint32_t> big(Bytes bytes, std::size_t offset, std::size_t size)
-{
-    return numberAt(bytes, offset, size, std::endian::big);
-}
-
-/// The orientation may stand behind the pixels.
+/// The orientation may follow the pixels.
 formats::Orientation orientationOf(Bytes picture)
 {
     std::size_t offset = signature.size();
-    while (const auto size = big(picture, offset, 4)) {
+    while (const auto size = bigNumber(picture, offset, 4)) {
         if (formats::holdsText(picture, offset + 4, "eXIf"sv))
             return formats::exifOrientation(partOf(picture, offset + 8, *size));
         offset += std::size_t{*size} + 12;
@@ -38,8 +33,8 @@ std::optional<PictureHeader> readHeader(Bytes picture)
 {
     if (!formats::holdsText(picture, 0, signature) || !formats::holdsText(picture, 12, "IHDR"sv))
         return std::nullopt;
-    const auto width = big(picture, 16, 4);
-    const auto height = big(picture, 20, 4);
+    const auto width = bigNumber(picture, 16, 4);
+    const auto height = bigNumber(picture, 20, 4);
     if (!width || !height)
         return std::nullopt;
     return PictureHeader{.width = *width, .height = *height, .orientation = orientationOf(picture)};
@@ -91,8 +86,8 @@ void takeRow(png_structp png, png_bytep pixels, png_uint_32 y, int pass)
     reading->isComplete = pass + 1 == reading->passes && y + 1 == target.height();
 }
 
-/// No C++ object may live in here: libpng leaves by longjmp. Read as it comes, a picture costs no more than its pixels:
-/// what is packed behind the last row stays packed, and so do texts and colour profiles.
+/// No C++ object may live in here: libpng leaves by longjmp. Progressive reading needs no more memory than the pixels: data
+/// after the last row, texts and colour profiles are not unpacked.
 bool readRows(png_structp png, png_infop info, Reading& reading, Bytes picture)
 {
     if (setjmp(png_jmpbuf(png)) != 0) // NOLINT

@@ -24,7 +24,7 @@ using ConstRow = const std::uint8_t*;
 
 /// Room before each row for the pixel to the left of the first, which counts as zero.
 constexpr std::size_t margin = 4;
-/// So that the sum over a row does not run over.
+/// So that the sum over a row does not overflow.
 constexpr std::size_t maximumSide = 1'000'000;
 
 bool isOpaque(const CVPixelBuffer& picture)
@@ -53,8 +53,8 @@ template <std::size_t Channels> void takeRow(const CVPixelBuffer& picture, std::
     }
 }
 
-// The filters say of each byte how it differs from what its neighbours foretell. `distance` is that to the pixel on the
-// left.
+// The filters store the difference between each byte and the value predicted from its neighbours. `distance` is that to
+// the pixel on the left.
 
 void filterSub(ConstRow row, ConstRow, Row out, std::size_t size, std::size_t distance)
 {
@@ -93,7 +93,7 @@ struct Filter {
 };
 constexpr std::array filters{Filter{1, &filterSub}, Filter{2, &filterUp}, Filter{4, &filterPaeth}};
 
-/// How far a filtered row is from zeros, which pack best.
+/// How far a filtered row is from zeros, which compress best.
 std::uint32_t weight(ConstRow row, std::size_t size)
 {
     std::uint32_t sum = 0;
@@ -102,7 +102,7 @@ std::uint32_t weight(ConstRow row, std::size_t size)
     return sum;
 }
 
-/// All rows, each after the number of the filter that suits it best.
+/// All rows, each preceded by the number of the filter that suits it best.
 template <std::size_t Channels>
 std::unique_ptr<std::uint8_t[]> filterRows(const CVPixelBuffer& picture, std::size_t size)
 {
@@ -152,7 +152,7 @@ public:
         appendNumber(0);
         append(kind);
     }
-    /// At the end of the chunk, to be cut to what is needed of it.
+    /// At the end of the chunk; `cut` removes what is not needed.
     std::span<std::byte> appendSpace(std::size_t size)
     {
         bytes_.resize(bytes_.size() + size);
@@ -195,7 +195,7 @@ std::optional<std::vector<std::byte>> writePng(const CVPixelBuffer& picture)
         return std::nullopt;
     const bool hasAlpha = !isOpaque(picture);
     const std::size_t size = (picture.width() * (hasAlpha ? 4 : 3) + 1) * picture.height();
-    // One pass of plain matching: photographs hold little for a thorough search to find.
+    // The fastest level: a thorough search finds little in photographs.
     const std::unique_ptr<libdeflate_compressor, Free> compressor(libdeflate_alloc_compressor(1));
     const std::size_t bound = libdeflate_zlib_compress_bound(compressor.get(), size);
     if (!compressor || bound > std::numeric_limits<std::int32_t>::max())

@@ -24,7 +24,7 @@ const std::uint8_t* rawBytes(Bytes picture)
 formats::Orientation orientationOf(Bytes picture)
 {
     std::size_t offset = 12;
-    while (const auto size = numberAt(picture, offset + 4, 4, std::endian::little)) {
+    while (const auto size = littleNumber(picture, offset + 4, 4)) {
         if (formats::holdsText(picture, offset, "EXIF"sv))
             return formats::exifOrientation(partOf(picture, offset + 8, *size));
         offset += 8 + std::size_t{*size} + *size % 2;
@@ -47,7 +47,7 @@ struct Destroy {
     void operator()(WebPAnimDecoder* decoder) const { WebPAnimDecoderDelete(decoder); }
 };
 
-/// The first picture of a moving one.
+/// The first picture of an animation.
 bool decodeFirst(Bytes picture, CVPixelBuffer& target)
 {
     const WebPData data{rawBytes(picture), picture.size()};

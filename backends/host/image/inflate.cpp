@@ -23,7 +23,7 @@ std::optional<std::vector<std::byte>> inflate(std::span<const std::byte> zlib, s
     const std::unique_ptr<libdeflate_decompressor, Free> decompressor(libdeflate_alloc_decompressor());
     if (!decompressor)
         return std::nullopt;
-    // The stream does not say how much it holds.
+    // The stream does not state its uncompressed size.
     for (std::size_t space = std::min(limit, zlib.size() * 8 + 4096);; space = std::min(limit, space * 4)) {
         std::vector<std::byte> bytes(space);
         std::size_t size = 0;
