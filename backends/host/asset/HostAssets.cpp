@@ -15,7 +15,7 @@ using namespace platform;
 
 namespace {
 
-/// A client that is slow holds a few frames; one that keeps them costs fresh memory, since none may be left out.
+/// A slow client holds a few frames. One that keeps more of them costs fresh memory, because no frame may be dropped.
 constexpr std::size_t pooledBuffers = 4;
 
 Error noFile()
@@ -34,7 +34,7 @@ private:
     const CGAffineTransform preferredTransform_;
 };
 
-/// A file. It is opened once for what it holds, and what has been opened is what the first reader reads.
+/// A file. It is opened once to find its tracks; the first reader then takes that container.
 class Asset final : public AVAsset {
 public:
     explicit Asset(std::filesystem::path url) : url_(std::move(url)) { }
@@ -54,7 +54,7 @@ public:
         return asset && asset->url_ == url_;
     }
 
-    /// A container that nobody has read from yet.
+    /// A container from which no frame has been read.
     [[nodiscard]] Container take() const
     {
         const MutexLock lock(guard_);
@@ -64,7 +64,7 @@ public:
     }
 
 private:
-    /// Files only: a reader of movies takes other texts for devices and addresses.
+    /// Regular files only: the reader would open other texts as devices and addresses.
     [[nodiscard]] Container open() const
     {
         if (const std::string reason = whyNoFile(url_); !reason.empty())
@@ -88,7 +88,7 @@ private:
     mutable std::unique_ptr<VideoReader> opened_;
 };
 
-/// Where a reader and its output meet.
+/// What a reader and its output share.
 struct Reading {
     std::unique_ptr<VideoReader> movie;
     AVAssetReaderStatus status = AVAssetReaderStatus::unknown;
@@ -156,7 +156,7 @@ class Generator final : public AVAssetImageGenerator {
 public:
     explicit Generator(std::shared_ptr<const Asset> asset) : asset_(std::move(asset)) { }
 
-    /// Decodes from the start, and takes the last frame that is not later; the first frame where all are.
+    /// Decodes from the start up to the last frame that is not later; the first frame if all are later.
     [[nodiscard]] std::expected<std::shared_ptr<CGImage>, Error> copyCGImage(CMTime time) override
     {
         if (!asset_)

@@ -4,7 +4,7 @@
 
 namespace tamsel::host {
 
-/// Recordings in files, read through the FFmpeg libraries.
+/// Videos in files, read through the FFmpeg libraries.
 class HostAssets final : public platform::AssetServices {
 public:
     [[nodiscard]] std::shared_ptr<platform::AVAsset> assetWithURL(const std::filesystem::path& url) override;

@@ -13,7 +13,7 @@ namespace tamsel::host {
 namespace {
 
 constexpr int firstHighDefinitionLines = 720;
-/// Of rows that are copied: few, so that the copies stay in the cache, and an even number.
+/// Rows that are copied at a time: few, so that the copies stay in the cache; an even number.
 constexpr int rowsAtOnce = 16;
 
 struct Colour {
@@ -31,7 +31,7 @@ Colour colourOf(const AVFrame& frame)
     return {space, isFullRange};
 }
 
-/// Of full range; null for other matrices.
+/// For full range; null for other matrices.
 const libyuv::YuvConstants* constantsFor(AVColorSpace space)
 {
     switch (space) {
@@ -61,7 +61,7 @@ struct Target {
     int stride;
 };
 
-/// Makes full values of limited ones. `share` is what full values have more, in 512ths: 16 bits hold all of it, so that many
+/// Expands limited range to full range. `share` is the increase in 512ths, so that 16 bits hold every product and many
 /// samples fit into a register; the error is below a twelfth of a step.
 template <int offset, int share, int base> void expand(std::span<std::uint8_t> samples)
 {
@@ -156,7 +156,7 @@ struct Halving {
 
 int halved(int count, int times)
 {
-    return -(-count >> times); // what is left over has a sample, too
+    return -(-count >> times); // rounded up
 }
 
 /// The bytes of a row of a plane.
@@ -180,7 +180,7 @@ Rows rowsOf(const AVFrame& frame, int first, int count)
     return rows;
 }
 
-/// Copies of them, split where they are packed, in memory that is used again.
+/// Copies of the rows in planes, in memory that is reused.
 Rows copyRows(const AVFrame& frame, const Rows& rows, bool isExpanded, std::vector<std::uint8_t>& memory)
 {
     const int stride = frame.width + 1; // both colours of NV12 take that much
@@ -232,8 +232,8 @@ decltype(&libyuv::I420ToARGBMatrix) planarConversion(int format)
     }
 }
 
-/// 8-bit 4:2:0 of even size has a way of its own through libswscale, fast and exact. It may write up to the end of a row's
-/// padding, and read beyond a row's end, for which the memory of the FFmpeg libraries has room.
+/// For 8-bit 4:2:0 of even size libswscale has a special conversion, fast and exact. It may write up to the end of a row's
+/// padding and read beyond the end of a row, for which only memory of the FFmpeg libraries is known to have room.
 bool hasFastScaling(const AVFrame& frame)
 {
     return (frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P) && frame.buf[0]
@@ -269,7 +269,7 @@ bool FrameConverter::convertYuv(const AVFrame& frame, platform::CVPixelBuffer& b
     }
     if (is601Limited)
         constants = &libyuv::kYuvI601Constants;
-    // libyuv's factors end at 2, too small for the blue of other limited colours: those are made full beforehand.
+    // libyuv's factors end at 2, too small for the blue of other limited colours: those are expanded to full range first.
     const bool isExpanded = !colour.isFullRange && !is601Limited;
     if (isExpanded && hasFastScaling(frame))
         return false;
@@ -293,7 +293,7 @@ bool FrameConverter::convertYuv(const AVFrame& frame, platform::CVPixelBuffer& b
 
 bool FrameConverter::scale(const AVFrame& frame, platform::CVPixelBuffer& buffer)
 {
-    // Rounding accurately also keeps off the ways that leave the last columns unwritten.
+    // Accurate rounding also avoids the conversions that leave the last columns unwritten.
     const int flags = hasFastScaling(frame) ? SWS_BILINEAR : SWS_BILINEAR | SWS_ACCURATE_RND;
     scaler_.reset(sws_getCachedContext(scaler_.release(), frame.width, frame.height,
         static_cast<AVPixelFormat>(frame.format), frame.width, frame.height, AV_PIX_FMT_BGRA, flags, nullptr,

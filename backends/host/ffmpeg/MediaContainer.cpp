@@ -31,7 +31,7 @@ constexpr const char* pulseFragment
 constexpr const char* networkTimeout = "10000000"; // microseconds
 constexpr std::chrono::milliseconds pauseBetweenLooks{50};
 
-/// What a PNG file says of itself; without a size for other files.
+/// The header of a PNG file; without a size for other files.
 PictureHeader pngHeader(const MediaInput& input)
 {
     if (input.kind != MediaKind::file)
@@ -41,12 +41,12 @@ PictureHeader pngHeader(const MediaInput& input)
     return pngFormat().readHeader(std::as_bytes(std::span(start))).value_or(PictureHeader{});
 }
 
-/// The format that the input must have; null where that is to be found out.
+/// The format of the input; null if it must be probed.
 const AVInputFormat* formatOf(const MediaInput& input, MediaFormats formats, const PictureHeader& png)
 {
     if (formats == MediaFormats::assets && av_match_ext(input.name.c_str(), "mjpeg,mjpg") != 0)
-        return av_find_input_format("mjpeg"); // which begins as a picture does
-    // Of a moving one the first picture.
+        return av_find_input_format("mjpeg"); // which would be probed as a picture
+    // Of an animation the first picture.
     return png.width > 0 ? av_find_input_format("png_pipe") : input.device;
 }
 
@@ -55,7 +55,7 @@ int interrupt(void* interest)
     return static_cast<const MediaInterest*>(interest)->hasEnded() ? 1 : 0;
 }
 
-/// Finds out what the input holds, with decoders that keep to the largest picture.
+/// Finds the tracks of the input, with decoders that refuse larger pictures than we do.
 int findStreams(AVFormatContext& format)
 {
     std::vector<AVDictionary*> options(format.nb_streams);
@@ -82,7 +82,7 @@ std::expected<MediaContainer, Error> openNow(
     opened->pb = pipe ? pipe->io() : nullptr;
     opened->codec_whitelist = av_strdup(probingDecoders().c_str());
     Dictionary options;
-    // Of a file nothing else is opened: neither what a list names, nor the files of a pattern.
+    // A file must not open anything else: neither what a list names, nor the files of a pattern.
     const bool isRestricted
         = input.isOnDisk || input.kind == MediaKind::file || formats == MediaFormats::assets;
     if (isRestricted) {
@@ -90,7 +90,7 @@ std::expected<MediaContainer, Error> openNow(
         options.set("pattern_type", "none");
     }
     if (input.device) {
-        opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be left
+        opened->flags |= AVFMT_FLAG_NONBLOCK; // a blocking device could not be interrupted
         if (std::string_view(input.device->name) == "pulse")
             options.set("fragment_size", pulseFragment);
     } else if (input.kind == MediaKind::stream) {
@@ -108,7 +108,7 @@ std::expected<MediaContainer, Error> openNow(
         container->streams[0]->codecpar->width = static_cast<int>(png.width);
         container->streams[0]->codecpar->height = static_cast<int>(png.height);
     }
-    // A device says what it delivers; probing it would take its first frames.
+    // A device declares what it delivers; probing would consume its first frames.
     if (!input.device) {
         if (const int code = findStreams(*container); code < 0)
             return failure(input.name, messageOf(code), code);

@@ -20,7 +20,7 @@ MediaInput::MediaInput(std::string text) : name(std::move(text)), url(name)
         url.insert(0, "file:");
         return;
     }
-    prepareLibraries(); // else they know no devices
+    prepareLibraries(); // makes the devices known
     const std::size_t colon = url.find(':');
     if (colon == std::string::npos)
         return;

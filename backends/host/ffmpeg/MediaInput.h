@@ -10,8 +10,8 @@ struct AVInputFormat;
 namespace tamsel::host {
 
 enum class MediaKind : std::uint8_t {
-    file, ///< a regular file, or none: it has a start that one can go back to
-    stream, ///< a URL, a pipe, a device of libavdevice: frames come once
+    file, ///< a regular file, or none: it can be rewound
+    stream, ///< a URL, a pipe, a device of libavdevice: each frame is read once
 };
 
 /// What a text names for the FFmpeg libraries: an existing file is taken as it is; "name:rest" is a device of that name;
@@ -19,12 +19,12 @@ enum class MediaKind : std::uint8_t {
 struct MediaInput {
     explicit MediaInput(std::string text);
 
-    /// Whether it is there, and may be read. What is no file is taken to be: that shows when it is opened.
+    /// Whether it exists and may be read. URLs and devices count as readable until they are opened.
     [[nodiscard]] InputAccess access() const;
 
     std::string name; ///< the text
-    std::string url; ///< as the libraries want it
-    const AVInputFormat* device = nullptr; ///< absent when it is no device of libavdevice
+    std::string url; ///< in the form that the libraries expect
+    const AVInputFormat* device = nullptr; ///< of libavdevice; absent if it is none
     bool isOnDisk = false; ///< as a file, or as a node that is no file
     MediaKind kind = MediaKind::file;
 };

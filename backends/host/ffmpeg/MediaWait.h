@@ -12,13 +12,13 @@ namespace tamsel::host {
 struct MediaWait {
     /// True ends it, while the input is opened and while it is read.
     std::shared_ptr<const std::atomic<bool>> isCancelled = nullptr;
-    /// The same while it is opened; asked on the thread that waits.
+    /// The same while it is opened; called on the waiting thread.
     std::function<bool()> isUnwanted = nullptr;
-    /// How long an input that is no file may take to open.
+    /// The timeout for opening a stream.
     std::chrono::nanoseconds limit = std::chrono::seconds(15);
 };
 
-/// Whether anybody still waits for an input, or reads it. Thread-safe.
+/// Whether an input is still waited for, or read. Thread-safe.
 class MediaInterest {
 public:
     explicit MediaInterest(std::shared_ptr<const std::atomic<bool>> isCancelled)

@@ -11,7 +11,7 @@ namespace tamsel::host {
 
 PictureDecoder::PictureDecoder(AVCodecID kind)
 {
-    prepareLibraries(); // broken pictures are usual: no lines about them
+    prepareLibraries(); // they would report every broken picture
     const AVCodec* codec = avcodec_find_decoder(kind);
     codec_.reset(codec ? avcodec_alloc_context3(codec) : nullptr);
     if (!codec_)
@@ -26,7 +26,7 @@ AVFrame* PictureDecoder::decode(std::span<const std::byte> picture)
 {
     if (!codec_ || !packet_ || !frame_ || picture.size() > std::numeric_limits<int>::max() / 2)
         return nullptr;
-    // Copied, because the decoder reads beyond the end and wants zeros there.
+    // Copied, because the decoder reads beyond the end and expects zeros there.
     if (av_new_packet(packet_.get(), static_cast<int>(picture.size())) < 0)
         return nullptr;
     std::memcpy(packet_->data, picture.data(), picture.size());

@@ -12,12 +12,12 @@ class PictureDecoder {
 public:
     explicit PictureDecoder(AVCodecID kind);
 
-    /// The first picture of these bytes, for the caller to change, until the next call; null when it is damaged, too large, or
-    /// of another kind.
+    /// The first picture in these bytes; the caller may change it and use it until the next call. Null if it is damaged, too
+    /// large, or of another kind.
     [[nodiscard]] AVFrame* decode(std::span<const std::byte> picture);
 
 private:
-    OwnedCodec codec_; ///< absent when there is no such decoder
+    OwnedCodec codec_; ///< absent if there is no such decoder
     const OwnedPacket packet_{av_packet_alloc()};
     const OwnedFrame frame_{av_frame_alloc()};
 };

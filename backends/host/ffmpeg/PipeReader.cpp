@@ -32,7 +32,7 @@ int PipeReader::read(void* self, std::uint8_t* bytes, int size)
 {
     const auto& [interest, descriptor, io] = *static_cast<const PipeReader*>(self);
     while (!interest.hasEnded()) {
-        // A pipe that nobody has opened for writing yet is silent here, and would be at its end for a read.
+        // Before a writer has opened the pipe, `poll` waits, while `read` would report the end.
         pollfd polled{.fd = descriptor, .events = POLLIN, .revents = 0};
         if (::poll(&polled, 1, pauseBetweenLooks) <= 0)
             continue;

@@ -7,10 +7,10 @@
 
 namespace tamsel::host {
 
-/// Lets the FFmpeg libraries read a pipe or another node that is no file, until nobody is interested in it any more.
+/// Lets the FFmpeg libraries read a pipe or another node that is no file, until the interest in it ends.
 class PipeReader {
 public:
-    /// Owns the descriptor from now on. The interest must outlive this.
+    /// Takes ownership of the descriptor. The interest must outlive this object.
     PipeReader(int descriptor, const MediaInterest& interest);
     ~PipeReader();
     PipeReader(const PipeReader&) = delete;

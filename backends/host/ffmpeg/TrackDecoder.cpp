@@ -28,7 +28,7 @@ TrackDecoder::TrackDecoder(MediaContainer container, AVStream* track)
 std::expected<void, platform::Error> TrackDecoder::start(const std::string& input)
 {
     const AVCodecID kind = track_->codecpar->codec_id;
-    // The decoder of moving PNG pictures unpacks whatever they hold.
+    // The decoder of animated PNG pictures unpacks whatever they hold.
     const AVCodec* decoder = kind == AV_CODEC_ID_APNG ? nullptr : avcodec_find_decoder(kind);
     if (!decoder)
         return failure(input, std::string("no decoder for ") + avcodec_get_name(kind));
@@ -57,7 +57,7 @@ TrackDecoder::Step TrackDecoder::next()
     }
 }
 
-/// As avcodec_receive_frame.
+/// Returns what avcodec_receive_frame returns.
 int TrackDecoder::takeFrame()
 {
     if (!pngFrame_)
@@ -66,14 +66,14 @@ int TrackDecoder::takeFrame()
     return 0;
 }
 
-/// Gives the decoder one more packet.
+/// Sends the next packet to the decoder.
 TrackDecoder::Step TrackDecoder::feed()
 {
     const int code = av_read_frame(container_.get(), packet_.get());
     if (code == AVERROR(EAGAIN))
         return Step::again;
     if (code < 0) {
-        // The end, or something that cannot be read: what has been read so far still comes out.
+        // The end, or an error: the decoder still delivers what it has.
         if (std::exchange(isDraining_, true))
             return Step::end;
         avcodec_send_packet(codec_.get(), nullptr);
@@ -85,7 +85,7 @@ TrackDecoder::Step TrackDecoder::feed()
     return Step::frame;
 }
 
-/// A packet that is refused is left out, and so is one that is encrypted: it would decode to noise at best.
+/// Packets that the decoder refuses are skipped, and so are encrypted ones, which would decode to noise.
 void TrackDecoder::send()
 {
     std::size_t size = 0;

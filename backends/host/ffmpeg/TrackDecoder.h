@@ -16,15 +16,15 @@ class TrackDecoder {
 public:
     enum class Step : std::uint8_t {
         frame, ///< there is a frame now
-        again, ///< there is none yet: ask again after a moment
-        end, ///< the input has ended, or cannot be read any further
+        again, ///< there is none yet: try again later
+        end, ///< the input has ended, or can no longer be read
     };
 
     TrackDecoder() = default;
-    /// The other tracks are skipped. Without a decoder: what the container says of the track is known.
+    /// The other tracks are skipped. `start` opens the decoder.
     TrackDecoder(MediaContainer container, AVStream* track);
 
-    /// Makes it ready to decode. The error names the input.
+    /// Opens the decoder. The error names the input.
     [[nodiscard]] std::expected<void, platform::Error> start(const std::string& input);
 
     [[nodiscard]] AVFormatContext& container() const { return *container_; }
@@ -34,9 +34,9 @@ public:
     [[nodiscard]] Step next();
     [[nodiscard]] AVFrame& frame() const { return *frame_; }
 
-    /// Goes to the frame that needs no other one, at this time of the track or before it; false when that is not possible.
+    /// Seeks to the key frame at this time of the track or before it; false if that is not possible.
     [[nodiscard]] bool seek(std::int64_t time);
-    /// The same to the first byte.
+    /// Seeks to the first byte.
     [[nodiscard]] bool seekToFirstByte();
 
 private:
@@ -50,7 +50,7 @@ private:
     OwnedCodec codec_;
     OwnedPacket packet_{av_packet_alloc()};
     OwnedFrame frame_{av_frame_alloc()};
-    OwnedFrame pngFrame_; ///< decoded, and not yet taken
+    OwnedFrame pngFrame_; ///< decoded, not yet returned
     bool isDraining_ = false;
 };
 

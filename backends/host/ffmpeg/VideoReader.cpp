@@ -21,7 +21,7 @@ using platform::Error;
 
 namespace {
 
-constexpr std::int64_t latestTime = std::int64_t{1} << 50; // in any time base of a sound file
+constexpr std::int64_t latestTime = std::int64_t{1} << 50; // in any time base of a valid file
 
 constexpr std::size_t displayMatrixSize = 9 * sizeof(std::int32_t);
 
@@ -139,12 +139,12 @@ void VideoReader::noteTime()
     std::int64_t time = frame.best_effort_timestamp;
     if (time == AV_NOPTS_VALUE)
         time = last_ ? *last_ - offset_ + lastDuration_ : 0;
-    time = std::clamp(time, -latestTime, latestTime); // what nobody has recorded
+    time = std::clamp(time, -latestTime, latestTime); // later times are damage
     if (!first_)
         first_ = time;
     time += offset_;
     if (last_)
-        time = std::max(time, *last_ + 1); // times that run backwards are pushed on
+        time = std::max(time, *last_ + 1); // times never go backwards
     last_ = time;
     lastDuration_ = duration;
 }
@@ -175,11 +175,11 @@ bool VideoReader::rewind()
 {
     if (kind_ != MediaKind::file || !last_)
         return false;
-    // The demuxers of single pictures say that they can seek, and give nothing afterwards.
+    // The demuxers of single pictures report a successful seek, and then deliver nothing.
     const std::string_view name = decoder_.container().iformat->name;
     const bool isPicture = name.ends_with("_pipe") || name == "image2";
     if (isPicture || (!decoder_.seek(*first_) && !decoder_.seekToFirstByte())) {
-        // Some demuxers cannot seek at all: begin anew.
+        // Some demuxers cannot seek at all: reopen the file.
         decoder_ = {};
         if (!openInput({}) || !startDecoding()) // a file
             return false;

@@ -19,8 +19,8 @@
 
 namespace tamsel::host {
 
-/// Reads the frames of a file, a stream or a device, one after the other, through the FFmpeg libraries. Takes the first
-/// video track; a cover picture is none. Not thread-safe; every call may wait for the input.
+/// Reads the frames of the first video track of a file, a stream or a device through the FFmpeg libraries. A cover picture is
+/// no track. Not thread-safe; every call may wait for the input.
 class VideoReader {
 public:
     using Step = TrackDecoder::Step;
@@ -29,8 +29,7 @@ public:
     [[nodiscard]] static std::expected<std::unique_ptr<VideoReader>, platform::Error> open(
         const std::string& input, const MediaWait& wait);
 
-    /// The same without a decoder: what the input holds is known, and `startDecoding` makes it ready. An input without video
-    /// can be opened like this.
+    /// The same without a decoder, which `startDecoding` opens. An input without video can be opened like this.
     [[nodiscard]] static std::expected<std::unique_ptr<VideoReader>, platform::Error> openContainer(
         const std::string& input, const MediaWait& wait, MediaFormats formats);
     [[nodiscard]] std::expected<void, platform::Error> startDecoding();
@@ -38,11 +37,11 @@ public:
     [[nodiscard]] MediaKind kind() const { return kind_; }
 
     [[nodiscard]] bool hasVideo() const { return decoder_.track() != nullptr; }
-    /// The track's display matrix, with y growing downwards and scaled to w = 1 (ISO/IEC 14496-12, 8.3.2); the identity where
-    /// there is none.
+    /// The track's display matrix, with y growing downwards and scaled to w = 1 (ISO/IEC 14496-12, 8.3.2); the identity
+    /// if there is none.
     [[nodiscard]] platform::CGAffineTransform preferredTransform() const;
 
-    /// Of the track, in pixels, with the pixel aspect ratio applied; zero when it is not known before the first frame.
+    /// Of the track, in pixels, with the pixel aspect ratio applied; zero if it is unknown before the first frame.
     [[nodiscard]] platform::CGSize presentationDimensions() const;
 
     [[nodiscard]] Step next();
@@ -53,22 +52,22 @@ public:
     [[nodiscard]] std::size_t height() const { return static_cast<std::size_t>(decoder_.frame().height); }
     /// In the input's own time. It grows from frame to frame, also across `rewind`.
     [[nodiscard]] platform::CMTime time() const { return timeOf(last_.value_or(0)); }
-    /// The same, without what `rewind` has added to it.
+    /// The same, without what `rewind` has added.
     [[nodiscard]] platform::CMTime timeInLoop() const { return timeOf(last_.value_or(0) - offset_); }
-    /// When the input begins, in its own time and the timescale of `time`: 0 but for formats whose clocks start anywhere.
+    /// When the input begins, in its own time and the timescale of `time`: 0 except for formats whose clocks start anywhere.
     [[nodiscard]] platform::CMTime startTime() const;
-    /// Converts to BGRA. The buffer must have the frame's size. False when there is no way to convert the format.
+    /// Converts to BGRA. The buffer must have the frame's size. False if the format cannot be converted.
     [[nodiscard]] bool convert(platform::CVPixelBuffer& buffer)
     {
         return converter_.convert(decoder_.frame(), buffer);
     }
 
-    /// As it was decoded.
+    /// The frame as it was decoded.
     [[nodiscard]] std::shared_ptr<const engine::NativePicture> picture() const;
 
-    /// Goes to the last picture of a file that needs no other one; false when that is not possible.
+    /// Seeks to the last key frame of a file; false if that is not possible.
     [[nodiscard]] bool skipToLastWhole();
-    /// Goes back to the start of a file; false when that is not possible.
+    /// Seeks to the start of a file; false if that is not possible.
     [[nodiscard]] bool rewind();
 
 private:

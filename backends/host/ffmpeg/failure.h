@@ -10,7 +10,7 @@
 
 namespace tamsel::host {
 
-/// What the FFmpeg libraries call an error.
+/// The FFmpeg libraries' text for an error code.
 [[nodiscard]] inline std::string messageOf(int code)
 {
     std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};

@@ -10,11 +10,10 @@ enum class MediaFormats : std::uint8_t {
     assets, ///< neither pictures and texts that could be shown as a video, nor lists that name other files
 };
 
-/// The names of the formats that a file may have, as the FFmpeg libraries want them: none that names other files or addresses.
+/// The names of the formats that a file may have, for the FFmpeg libraries' list: none that names other files or addresses.
 [[nodiscard]] std::string formatsOfFiles(MediaFormats formats);
 
-/// The names of the decoders that may look into an input to learn what it holds: all but those of PNG pictures, for which see
-/// `decodePngFrame`.
+/// The names of the decoders that may probe an input: all but those of PNG pictures, for which see `decodePngFrame`.
 [[nodiscard]] std::string probingDecoders();
 
 } // namespace tamsel::host

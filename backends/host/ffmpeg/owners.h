@@ -50,7 +50,7 @@ using OwnedCodec = std::unique_ptr<AVCodecContext, DeletePointer<avcodec_free_co
 using OwnedMuxer = std::unique_ptr<AVFormatContext, DeleteObject<avformat_free_context>>;
 /// Of `avio_alloc_context`, with its buffer.
 using OwnedIo = std::unique_ptr<AVIOContext, DeleteIo>;
-/// What has been taken from the pool keeps its memory.
+/// Buffers that were taken from the pool stay valid.
 using OwnedBufferPool = std::unique_ptr<AVBufferPool, DeletePointer<av_buffer_pool_uninit>>;
 using OwnedScaler = std::unique_ptr<SwsContext, DeleteObject<sws_freeContext>>;
 using OwnedResampler = std::unique_ptr<SwrContext, DeletePointer<swr_free>>;
@@ -65,7 +65,7 @@ public:
 
     void set(const char* key, const char* value) { av_dict_set(&entries_, key, value, 0); }
     void set(const char* key, std::int64_t value) { av_dict_set_int(&entries_, key, value, 0); }
-    /// For the call, which leaves what it does not know.
+    /// For the call, which removes the options that it knows.
     [[nodiscard]] AVDictionary** get() { return &entries_; }
 
 private:

@@ -2,8 +2,8 @@
 
 namespace tamsel::host {
 
-/// Before anything else is done with the FFmpeg libraries: makes the devices of libavdevice known, and asks the libraries,
-/// which write on the standard error stream of the whole process, to be silent. What matters is returned as an error.
+/// Must be called before anything else of the FFmpeg libraries. Registers the devices of libavdevice and silences the
+/// libraries, which otherwise write to the standard error stream of the process; failures are returned as errors.
 void prepareLibraries();
 
 } // namespace tamsel::host

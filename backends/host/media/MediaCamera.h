@@ -35,7 +35,7 @@ public:
     void stop() override;
     void setZoomFactor(double /*factor*/) override { }
 
-    /// Runs while a file is played, and not for streams.
+    /// Runs while a file is played, not for streams.
     [[nodiscard]] const std::shared_ptr<PlaybackClock>& clock() const { return clock_; }
 
 private:
@@ -50,7 +50,7 @@ private:
     std::shared_ptr<std::atomic<bool>> isCancelled_;
     bool isAbandoned_ = false;
 
-    std::unique_ptr<VideoReader> reader_; ///< opened and not yet played
+    std::unique_ptr<VideoReader> reader_; ///< opened, not yet playing
     std::shared_ptr<MediaPlayback> playback_;
 };
 

@@ -26,7 +26,7 @@ nanoseconds toNanoseconds(CMTime time)
     return nanoseconds(static_cast<std::int64_t>(time.seconds() * 1e9));
 }
 
-/// The current frame; without a buffer when there is no free one, or no way to convert it.
+/// The current frame; without a buffer if none is free or the frame cannot be converted.
 engine::CapturedFrame takeFrame(VideoReader& reader, engine::FrameSink& sink)
 {
     std::shared_ptr<CVPixelBuffer> buffer = sink.acquireBuffer(reader.width(), reader.height());
@@ -66,7 +66,7 @@ std::expected<std::shared_ptr<MediaPlayback>, Error> FilePlayback::start(std::un
         std::move(reader), std::move(sink), std::move(clock), services, repeats);
     playback->timer_ = services.events.makeTimer([weak = std::weak_ptr(playback)] {
         if (const std::shared_ptr<FilePlayback> self = weak.lock())
-            self->handOn();
+            self->deliverPrepared();
     });
     if (!playback->timer_)
         return std::unexpected(Error{.localizedDescription = "no descriptor is left"});
@@ -104,7 +104,7 @@ void FilePlayback::prepareNext()
         if (!hadFrames || !repeats_ || !reader_->rewind()) {
             end_ = Error{.localizedDescription
                 = hadFrames && !repeats_ ? "the file has ended" : "there is no frame that can be decoded"};
-            timer_->armAt(due_); // behind the frame that is being handed on
+            timer_->armAt(due_); // after the frame that is being delivered
             return;
         }
         ++loop_;
@@ -117,7 +117,7 @@ void FilePlayback::prepareNext()
     timer_->armAt(due_);
 }
 
-void FilePlayback::handOn()
+void FilePlayback::deliverPrepared()
 {
     if (isStopped_)
         return;
@@ -127,14 +127,14 @@ void FilePlayback::handOn()
         sink_->lose(*end_);
         return;
     }
-    // Every buffer was held when the frame was decoded; one may be free by now.
+    // No buffer was free when the frame was decoded; one may be free by now.
     engine::CapturedFrame frame = std::exchange(prepared_, {});
     if (!frame.buffer)
         frame = takeFrame(*reader_, *sink_);
     const nanoseconds due = due_;
     decodeQueue_->async(
         platform::whileAlive(weak_from_this(), [](FilePlayback& self) { self.prepareNext(); }));
-    // Last, so that this thread goes on with the frame and another one decodes.
+    // Last, so that this thread continues with the frame while another one decodes.
     handOver(std::move(frame), due, *sink_);
 }
 

@@ -15,8 +15,8 @@
 
 namespace tamsel::host {
 
-/// Says when a frame is due: as long after the first as its time says. An input that has fallen behind for long is not
-/// hurried after, but goes on from where it is.
+/// Computes when a frame is due: its time after the first frame. When the input has fallen far behind, the time base moves,
+/// so that it continues at its normal pace.
 class FramePace {
 public:
     [[nodiscard]] std::chrono::nanoseconds dueTime(platform::CMTime mediaTime, std::chrono::nanoseconds now);
@@ -25,16 +25,17 @@ private:
     std::optional<std::chrono::nanoseconds> anchor_;
 };
 
-/// One start of a movie camera, until it is stopped or its input is lost.
+/// One start of a media camera, until it is stopped or its input is lost.
 class MediaPlayback {
 public:
     virtual ~MediaPlayback() = default;
 
-    /// Asks it to end; frames that come after this are ignored by their sink. Never waits.
+    /// Requests the end; the sink ignores later frames. Never waits.
     virtual void stop() = 0;
 };
 
-/// Plays a file, in a loop when it repeats. A timer's thread hands the frame that is due on, while another one decodes the next.
+/// Plays a file, in a loop if it repeats. The timer's thread delivers the frame that is due while another thread decodes the
+/// next.
 class FilePlayback final : public MediaPlayback, public std::enable_shared_from_this<FilePlayback> {
 public:
     [[nodiscard]] static std::expected<std::shared_ptr<MediaPlayback>, platform::Error> start(
@@ -47,7 +48,7 @@ public:
 
 private:
     void prepareNext();
-    void handOn();
+    void deliverPrepared();
 
     const std::shared_ptr<engine::FrameSink> sink_;
     const std::shared_ptr<platform::DispatchQueue> decodeQueue_;
@@ -57,7 +58,7 @@ private:
     std::atomic<bool> isStopped_ = false;
     std::unique_ptr<engine::EventSource> timer_;
 
-    // Touched by one at a time: preparing arms the timer, and handing on asks for the next to be prepared.
+    // Used by one thread at a time: `prepareNext` arms the timer, and `deliverPrepared` requests the next frame.
     std::unique_ptr<VideoReader> reader_;
     engine::CapturedFrame prepared_;
     FramePace pace_;

@@ -14,16 +14,16 @@ namespace tamsel::host {
 
 class ReaderThreads;
 
-/// What the microphones of the host stand on; all of it outlives them.
+/// What the microphones of the host use; all of it outlives them.
 struct MicrophoneServices {
     ReaderThreads& readers;
-    /// Of the camera that plays the same file; absent when none does.
+    /// Of the camera that plays the same file, if any.
     std::shared_ptr<const PlaybackClock> camera = nullptr;
 };
 
 /// The microphone for an input: a file with sound, played in a loop; a device or a URL of the FFmpeg libraries
 /// ("alsa:default", "pulse:default", "lavfi:sine"); "test:tone[@HERTZ]", a sine; "test:beeps", a beep of 1 kHz and 50 ms at
-/// each second from its start. The error is one line, for an input that names nothing that could ever be opened.
+/// each second from its start. The error is one line, for an input that can never be opened.
 [[nodiscard]] std::expected<std::shared_ptr<engine::MicrophoneDriver>, platform::Error> makeHostMicrophone(
     const std::string& input, MicrophoneServices services);
 

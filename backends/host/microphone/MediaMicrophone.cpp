@@ -25,11 +25,11 @@ using std::chrono::nanoseconds;
 namespace {
 
 constexpr nanoseconds pauseBetweenTries = 5ms;
-/// Between looks at the camera's clock, which says a frame ahead what comes next.
+/// Between reads of the camera's clock, which is set one frame ahead.
 constexpr nanoseconds pauseBetweenLooks = 20ms;
-/// Further behind, and it goes on from where the clock is.
+/// When it is further behind, it continues at the current time.
 constexpr nanoseconds longDelay = 200ms;
-/// Times of devices are those of the wall clock: nothing else is as near to it.
+/// Devices use the wall clock for their timestamps; those of other inputs are further from it than this.
 constexpr nanoseconds nearWallClock = 1h;
 constexpr std::string_view pulsePrefix = "pulse:";
 constexpr std::size_t channels = SoundChunk::channelCount;
@@ -41,13 +41,14 @@ std::size_t samplesIn(nanoseconds duration)
         * channels;
 }
 
-/// Devices give sound without holes, and say when they were asked for it rather than when it was heard: their times jitter. A
-/// piece follows the one before, drawn slowly to its own time, unless times stay far off, as after a real hole.
+/// Devices deliver sound without gaps, and their timestamps say when the sound was read, not when it was heard: they jitter.
+/// Each piece therefore follows the one before and moves slowly towards its own timestamp; after a real gap, when the
+/// timestamps stay far off, it is placed anew.
 class DeviceClock {
 public:
     [[nodiscard]] nanoseconds place(nanoseconds age, nanoseconds duration)
     {
-        // It has been heard, and not long ago, whatever somebody does to the wall clock.
+        // The wall clock may be changed at any time: an age in the future or the distant past is not used.
         const bool isPlausible = age >= duration && age < oldest;
         const nanoseconds measured = engine::monotonicNow() - (isPlausible ? age : duration);
         nanoseconds begin = measured;
@@ -73,7 +74,7 @@ private:
     nanoseconds farFor_{};
 };
 
-/// The sound of a file with the pictures of the camera that plays it.
+/// Plays the sound of a file in sync with the camera that plays its pictures.
 void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& clock)
 {
     std::optional<PlaybackClock::Loop> current;
@@ -115,7 +116,7 @@ void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& 
     }
 }
 
-/// At its own pace, again and again where that is possible; a device at the pace of the device.
+/// At the pace of its timestamps, in a loop if it can be rewound; a device at the pace of the device.
 void play(MicrophoneRun& run, SoundReader& reader)
 {
     std::optional<nanoseconds> zero; ///< when the input's time zero is due
@@ -189,8 +190,8 @@ std::expected<std::unique_ptr<engine::SoundStream>, Error> MediaMicrophone::star
         else
             play(*run, **reader);
     };
-    // PulseAudio's reader waits for as long as its source is suspended, and nothing ends that: its thread, which touches
-    // nothing of others once the run is stopped, is left to itself.
+    // PulseAudio's reader blocks while its source is suspended and cannot be interrupted. Its thread is detached; after the
+    // run has stopped it uses nothing that others own.
     if (input_.starts_with(pulsePrefix)) {
         std::thread thread = engine::startThread(std::move(hear));
         if (!thread.joinable())

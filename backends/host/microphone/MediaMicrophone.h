@@ -4,7 +4,7 @@
 
 namespace tamsel::host {
 
-/// Hears the sound of a file, a stream or a device that the FFmpeg libraries open, on a thread of its own for each start.
+/// The sound of a file, a stream or a device that the FFmpeg libraries open, read on a thread of its own for each start.
 class MediaMicrophone final : public engine::MicrophoneDriver {
 public:
     MediaMicrophone(std::string input, MicrophoneServices services);

@@ -9,7 +9,7 @@
 
 namespace tamsel::host {
 
-/// One start of a microphone, shared by the thread that hears and by its stream. Thread-safe.
+/// One start of a microphone, shared by the thread that reads the sound and by its stream. Thread-safe.
 class MicrophoneRun final : public StopSignal {
 public:
     explicit MicrophoneRun(std::shared_ptr<engine::SoundSink> sink) : sink_(std::move(sink)) { }

@@ -8,7 +8,7 @@
 
 namespace tamsel::host {
 
-/// Where a file that a camera plays in a loop stands on the monotonic clock, so that its sound can be played with it.
+/// The position of a file that a camera plays in a loop, on the monotonic clock, so that its sound can be played in sync.
 /// Thread-safe.
 class PlaybackClock {
 public:
@@ -20,21 +20,21 @@ public:
         std::chrono::nanoseconds zero;
     };
 
-    /// A new run of the camera; an earlier one says nothing any more.
+    /// Begins a new run of the camera; calls for an earlier one are ignored from now on.
     [[nodiscard]] std::uint64_t begin()
     {
         const MutexLock lock(guard_);
         loop_.reset();
         return ++run_;
     }
-    /// The camera has begun this loop. Ignored when it is of an earlier run.
+    /// The camera has begun this loop. Ignored for an earlier run.
     void set(const Loop& loop)
     {
         const MutexLock lock(guard_);
         if (loop.run == run_)
             loop_ = loop;
     }
-    /// The run has ended. Ignored when it is not the latest.
+    /// The run has ended. Ignored unless it is the latest.
     void end(std::uint64_t run)
     {
         const MutexLock lock(guard_);

@@ -36,7 +36,7 @@ std::expected<void, Error> SoundReader::openInput(const MediaWait& wait)
     auto container = openMedia(input_, MediaFormats::any, wait);
     if (!container)
         return std::unexpected(std::move(container.error()));
-    const AVCodec* decoder = nullptr; // a track without one is not taken
+    const AVCodec* decoder = nullptr; // only tracks with a decoder count
     const int track = av_find_best_stream(container->get(), AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
     if (track < 0)
         return failure(input_, "there is no sound in it");
@@ -73,11 +73,11 @@ bool SoundReader::prepareResampler()
         static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
     av_channel_layout_uninit(&given);
     resampler_.reset(context);
-    av_opt_set_double(context, "rematrix_maxval", 1, 0); // many channels together must not be too loud
+    av_opt_set_double(context, "rematrix_maxval", 1, 0); // a mix of many channels must not clip
     format_ = frame.format;
     rate_ = frame.sample_rate;
     channels_ = frame.ch_layout.nb_channels;
-    // One channel sounds on both sides as loud as it is, and not as half of a pair.
+    // A mono channel keeps its level on both sides.
     constexpr std::array<double, 2> both{1, 1};
     if (code < 0 || (channels_ == 1 && swr_set_matrix(context, both.data(), 1) < 0)
         || swr_init(context) < 0) {
@@ -87,7 +87,7 @@ bool SoundReader::prepareResampler()
     return true;
 }
 
-/// The decoded frame as samples; false when it gives none.
+/// Resamples the decoded frame; false if there are no samples yet.
 bool SoundReader::convert()
 {
     if (!prepareResampler())
@@ -118,7 +118,7 @@ bool SoundReader::rewind()
         return false;
     resampler_.reset();
     end_ = {};
-    // Sound that has been sought to begins elsewhere in an Ogg file.
+    // A seek in an Ogg file does not reach the first sample.
     const bool isOgg = std::string_view(decoder_.container().iformat->name) == "ogg";
     const std::int64_t start = decoder_.track()->start_time;
     if (!isOgg && decoder_.seek(start == AV_NOPTS_VALUE ? 0 : start))

@@ -33,7 +33,7 @@ public:
     /// Of the first sample, in the input's own time.
     [[nodiscard]] std::chrono::nanoseconds time() const { return time_; }
 
-    /// Goes back to the start of a file; false when that is not possible.
+    /// Seeks to the start of a file; false if that is not possible.
     [[nodiscard]] bool rewind();
 
 private:
@@ -52,7 +52,7 @@ private:
     int channels_ = 0;
 
     std::chrono::nanoseconds time_{};
-    std::chrono::nanoseconds end_{}; ///< of what came last
+    std::chrono::nanoseconds end_{}; ///< of the previous sound
     std::vector<float> samples_;
 };
 

@@ -11,7 +11,7 @@ namespace tamsel::host {
 
 class ReaderThreads;
 
-/// Hears a sine all the time, or a beep of 1 kHz and 50 ms at each second from its start.
+/// Generates a continuous sine, or a beep of 1 kHz and 50 ms each second from its start.
 class ToneMicrophone final : public engine::MicrophoneDriver {
 public:
     /// "tone", "tone@HERTZ" or "beeps"; the error is one line.

@@ -135,7 +135,7 @@ void drawPattern(platform::CVPixelBuffer& buffer, std::uint64_t number)
     drawNumber(buffer, number);
 }
 
-/// One start. Each frame's timer call plans the next before it draws, so that another thread can wait meanwhile.
+/// One start. Each timer call arms the timer for the next frame before it draws, so that another thread can wait.
 class PatternCamera::Playback final : public std::enable_shared_from_this<Playback> {
 public:
     Playback(PatternFormat format, std::shared_ptr<engine::FrameSink> sink)
@@ -145,7 +145,7 @@ public:
     {
     }
 
-    /// False when there is no timer to be had.
+    /// False if no timer is available.
     [[nodiscard]] bool begin(engine::EventSources& events)
     {
         timer_ = events.makeTimer([weak = weak_from_this()] {
@@ -172,7 +172,7 @@ private:
             return;
         const nanoseconds now = engine::monotonicNow();
         const std::uint64_t number = next_;
-        // A camera does not catch up: what could not be drawn in time is left out.
+        // A camera does not catch up: frames that could not be drawn in time are skipped.
         const std::int64_t intervals = std::max<std::int64_t>(1, (now - due_) / interval_ + 1);
         next_ += static_cast<std::uint64_t>(intervals);
         due_ += intervals * interval_;

@@ -49,7 +49,7 @@ std::expected<void, platform::Error> V4L2Camera::takeDevice()
     auto device = V4L2Device::open(path_, calls_);
     if (!device)
         return std::unexpected(std::move(device.error()));
-    // A node may be opened many times; only who has buffers holds the device.
+    // A node may be opened many times; buffers reserve the device.
     if (const int count = (*device)->requestBuffers(1); count < 1)
         return std::unexpected((*device)->error("cannot be taken", count < 0 ? -count : ENOMEM));
     device_ = std::move(*device);
@@ -75,7 +75,7 @@ std::expected<void, platform::Error> V4L2Camera::start(
     if (!isOpen_)
         return std::unexpected(v4l2Error(path_, "is not open", EBADF));
     stop();
-    // The format cannot change while there are buffers. A device that was lost unnoticed fails here.
+    // The format cannot change while there are buffers. A device that has disappeared fails here.
     if (device_ && device_->requestBuffers(0) < 0)
         device_.reset();
     if (!device_) {
@@ -85,7 +85,7 @@ std::expected<void, platform::Error> V4L2Camera::start(
     }
     auto started = startStream(preset, std::move(sink));
     if (!started) {
-        // Nothing is left half done, and a device that went away meanwhile is tried anew by the next start.
+        // Restores the reservation; the next start reopens a device that has disappeared.
         (void)device_->requestBuffers(0);
         if (device_->requestBuffers(1) < 1)
             device_.reset();

@@ -16,12 +16,12 @@ namespace tamsel::host {
 class V4L2Device;
 class V4L2Stream;
 
-/// A camera that the kernel shows as a video node. While it is open it holds the device against other processes, also
-/// when it does not run. Waits in no call for another thread; may be destroyed on any. Errors name the node and carry
-/// `errno` as their code.
+/// A camera that the kernel shows as a video node. While it is open, no other process can use the device, even if it does not
+/// run. No call waits for another thread; it may be destroyed on any thread. Errors name the node and carry `errno` as their
+/// code.
 class V4L2Camera final : public engine::CameraDriver {
 public:
-    /// The seed is the description until the device tells its own size and, where the seed has none, its name. The
+    /// The seed is the description until the device reports its size and, if the seed has none, its name. The
     /// sources must outlive the camera.
     V4L2Camera(std::string path, engine::CameraDescription seed, engine::EventSources& sources,
         V4L2Calls calls = systemV4L2Calls());
@@ -33,7 +33,7 @@ public:
     [[nodiscard]] std::expected<void, platform::Error> open() override;
     void close() override;
 
-    /// Tries a device that was lost anew.
+    /// Reopens a device that was lost.
     [[nodiscard]] std::expected<void, platform::Error> start(
         platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
     void stop() override;

@@ -48,7 +48,7 @@ std::expected<void, platform::Error> V4L2Device::identify()
     v4l2_capability capability{};
     if (const int number = control(VIDIOC_QUERYCAP, &capability); number != 0)
         return std::unexpected(error("is no video device", number));
-    // A device of several nodes tells what the node can apart from what the whole can.
+    // A device with several nodes reports the capabilities of the node and of the whole device separately.
     const bool tellsOfNode = (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0;
     const std::uint32_t can = tellsOfNode ? capability.device_caps : capability.capabilities;
     if ((can & V4L2_CAP_VIDEO_CAPTURE) == 0)

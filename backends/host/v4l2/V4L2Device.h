@@ -26,14 +26,14 @@ public:
 
     [[nodiscard]] int descriptor() const { return descriptor_; }
     [[nodiscard]] const V4L2Calls& calls() const { return *calls_; }
-    /// The name that the device gives itself.
+    /// The name that the device reports.
     [[nodiscard]] const std::string& card() const { return card_; }
 
     /// 0 or the number of the error.
     [[nodiscard]] int control(unsigned long request, void* argument) const;
 
-    /// Asks for buffers in the device's memory: their number, which may differ, or the number of the error, negative.
-    /// Who has some, holds the device against other processes; none gives it free.
+    /// Requests buffers in the device's memory. Returns their number, which may differ, or the negative number of the error.
+    /// Buffers keep other processes from using the device; a request for none releases it.
     [[nodiscard]] int requestBuffers(std::uint32_t count) const;
 
     /// "node: what: reason"

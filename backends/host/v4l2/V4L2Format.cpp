@@ -45,7 +45,7 @@ AVColorSpace matrixOf(std::uint32_t encoding)
 
 V4L2FrameFormat frameFormatOf(const v4l2_pix_format& pixels, PixelLayout layout)
 {
-    // Without the mark the driver knows nothing of the fields behind it.
+    // Without the magic number the driver does not know the fields after it.
     const bool namesColours = pixels.priv == V4L2_PIX_FMT_PRIV_MAGIC;
     std::uint32_t space = pixels.colorspace;
     if (space == V4L2_COLORSPACE_DEFAULT)
@@ -86,7 +86,7 @@ std::optional<V4L2Mode::Interval> bestInterval(const V4L2Device& device, const V
     entry.pixel_format = mode.pixelFormat;
     entry.width = mode.width;
     entry.height = mode.height;
-    constexpr std::uint32_t enough = 256; // a driver might never end
+    constexpr std::uint32_t enough = 256; // a driver might list entries for ever
     for (; entry.index < enough && device.control(VIDIOC_ENUM_FRAMEINTERVALS, &entry) == 0; ++entry.index) {
         if (entry.type == V4L2_FRMIVAL_TYPE_DISCRETE) {
             preferInterval(best, {entry.discrete.numerator, entry.discrete.denominator});
@@ -150,7 +150,7 @@ void setRate(const V4L2Device& device, const V4L2Mode& mode)
     v4l2_streamparm parameters{};
     parameters.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     parameters.parm.capture.timeperframe = {mode.interval->numerator, mode.interval->denominator};
-    // A device that does not follow runs at the rate that it likes.
+    // A device that ignores this runs at its own rate.
     (void)device.control(VIDIOC_S_PARM, &parameters);
 }
 
@@ -254,7 +254,7 @@ std::expected<V4L2FrameFormat, platform::Error> setFormat(
                 continue;
             break;
         }
-        // The device may have made another size or format of it.
+        // The device may have chosen another size or format.
         const v4l2_pix_format& pixels = format.fmt.pix;
         const std::optional<PixelLayout> layout = layoutOf(pixels.pixelformat);
         if (!layout || pixels.width == 0 || pixels.height == 0 || pixels.width > largestSide

@@ -25,9 +25,9 @@ struct V4L2FrameFormat {
     AVColorSpace matrix = AVCOL_SPC_SMPTE170M;
     AVColorRange range = AVCOL_RANGE_MPEG;
 
-    /// What a frame takes at the least: the padding of its last row may be missing.
+    /// The least size of a frame: the padding of its last row may be missing.
     [[nodiscard]] std::size_t minimumBytes() const;
-    /// The frame that these bytes hold, at least `minimumBytes()` and no JPEG picture, without a copy.
+    /// Makes the frame refer to these bytes, which are no JPEG picture and at least `minimumBytes()`.
     void wrap(std::span<std::byte> bytes, AVFrame& frame) const;
 
 private:

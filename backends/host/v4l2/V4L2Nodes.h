@@ -8,8 +8,8 @@
 
 namespace tamsel::host {
 
-/// The nodes `video0`, `video1`, … of a folder that capture and stream, in the order of their numbers. Each is opened for
-/// a moment: nodes of metadata and nodes that cannot be opened are left out.
+/// The nodes `video0`, `video1`, … of a folder that capture and stream, in the order of their numbers. Each is opened
+/// briefly: nodes for metadata and nodes that cannot be opened are left out.
 [[nodiscard]] std::vector<std::string> captureNodes(
     const V4L2Calls& calls = systemV4L2Calls(), const std::filesystem::path& folder = "/dev");
 

@@ -16,9 +16,9 @@ using std::chrono::nanoseconds;
 
 constexpr std::uint32_t wantedBuffers = 4;
 constexpr int fewestBuffers = 2;
-/// A broken device can be readable for ever without a frame.
+/// A broken device can stay readable without a frame.
 constexpr int mostEmptyWakes = 16;
-/// A larger step forward is a counter that was set anew.
+/// A larger step means that the counter was reset.
 constexpr std::uint32_t largestGap = 1000;
 
 v4l2_buffer captureBuffer(std::uint32_t index)
@@ -170,7 +170,7 @@ int V4L2Stream::dequeue(v4l2_buffer& buffer)
 
 int V4L2Stream::queueAgain(v4l2_buffer& buffer)
 {
-    // Ended meanwhile: the number may already mean a buffer of the next start.
+    // After an end the number may already belong to a buffer of the next start.
     const MutexLock lock(guard_);
     if (!source_)
         return EAGAIN;

@@ -23,8 +23,8 @@ struct v4l2_buffer;
 
 namespace tamsel::host {
 
-/// One start of a device: its mapped buffers and the event source that empties them. Whoever converts a frame holds the
-/// stream, so the memory is unmapped by the last one to leave and an end waits for nobody.
+/// One start of a device: its mapped buffers and the event source that empties them. A conversion owns
+/// the stream while it runs, so the last owner unmaps the memory, and `stop` does not wait.
 class V4L2Stream : public std::enable_shared_from_this<V4L2Stream> {
 public:
     /// The device has the format set and no buffers.
@@ -38,11 +38,11 @@ public:
     V4L2Stream(const V4L2Stream&) = delete;
     V4L2Stream& operator=(const V4L2Stream&) = delete;
 
-    /// No frame is taken from the device or handed on once this has returned, except one that is being handed on. The
-    /// device keeps its buffers. Thread-safe.
+    /// After this no frame is taken from the device or delivered, except one whose delivery has begun. The device keeps its
+    /// buffers. Thread-safe.
     void stop();
 
-    /// The device is gone and the sink was told. Thread-safe.
+    /// The device has disappeared, and the sink has been notified. Thread-safe.
     [[nodiscard]] bool isLost() const;
 
 private:
@@ -50,7 +50,7 @@ private:
     [[nodiscard]] std::expected<void, platform::Error> begin(engine::EventSources& sources);
 
     void takeFrame();
-    /// 0, EAGAIN when there is nothing to do, or what the device is lost with.
+    /// 0, EAGAIN if there is nothing to do, or the error with which the device is lost.
     [[nodiscard]] int dequeue(v4l2_buffer& buffer);
     [[nodiscard]] int queueAgain(v4l2_buffer& buffer);
     [[nodiscard]] std::uint32_t missingBefore(std::uint32_t sequence);
@@ -65,7 +65,7 @@ private:
     const std::shared_ptr<engine::FrameSink> sink_;
     std::vector<std::span<std::byte>> buffers_;
 
-    // Of the calls of the event source, which never overlap.
+    // Used by the event source only, whose calls never overlap.
     const OwnedFrame frame_{av_frame_alloc()};
     FrameConverter converter_;
     MotionJpegDecoder jpeg_;
@@ -74,7 +74,7 @@ private:
     std::chrono::nanoseconds lastTime_{};
     int emptyWakes_ = 0;
 
-    /// Held for single calls that do not wait, never during a conversion or a call of the sink.
+    /// Locked for short calls only, never during a conversion or a call of the sink.
     mutable Mutex guard_;
     std::unique_ptr<engine::EventSource> source_; ///< absent once it has ended
     bool isLost_ = false;
