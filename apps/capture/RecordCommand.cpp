@@ -6,6 +6,7 @@
 #include "limits.h"
 #include "seconds.h"
 
+#include <host/recording/repairMovie.h>
 #include <tamsel/platform/CALayer.h>
 
 #include <array>
@@ -24,8 +25,6 @@ RecordCommand::RecordCommand(const Options& options, Environment& environment)
     : options_(options),
       environment_(environment),
       console_(options.json),
-      files_(std::filesystem::path(options.outputFile).parent_path(), recordingNames(options.outputFile)),
-      name_(std::filesystem::path(options.outputFile).filename()),
       waiter_(environment)
 {
 }
@@ -56,7 +55,7 @@ std::string RecordCommand::status() const
 {
     const FrameCounts counts = manager_->frameCounts();
     std::error_code error;
-    const auto bytes = std::filesystem::file_size(files_.placeOf(name_), error);
+    const auto bytes = std::filesystem::file_size(host::partOfMovie(file_), error);
     std::array<char, 120> text{};
     std::snprintf(text.data(), text.size(), "recording %.1f s%s  %llu frames  %llu dropped  %.1f MB",
         seconds(environment_.platform().clock.monotonic() - begun_),
@@ -66,17 +65,17 @@ std::string RecordCommand::status() const
     return text.data();
 }
 
-void RecordCommand::record()
+bool RecordCommand::record()
 {
     if (!waiter_.waitFor(cameraLimit, [this] { return hasFrame_ || hasFailed_; })) {
         if (!waiter_.isInterrupted())
             console_.fail("the camera delivers no frame");
-        return;
+        return false;
     }
     if (hasFailed_)
-        return;
+        return false;
     begun_ = environment_.platform().clock.monotonic();
-    manager_->startVideoRecording(files_.placeOf(name_));
+    manager_->startVideoRecording(file_);
     const nanoseconds length = options_.seconds ? nanosecondsOf(*options_.seconds) : forEver;
     bool hasVideo = false;
     {
@@ -90,20 +89,19 @@ void RecordCommand::record()
         hasVideo
             = waiter_.waitFor(hasFailed_ ? failureLimit : filmLimit, [this] { return hasVideo_.load(); });
     }
-    if (!hasVideo)
-        console_.fail(files_.placeOf(name_) + ": the recording was left before it was complete; see repair");
-    else if (!tellRecording(
-                 files_.placeOf(name_), options_.outputFile, manager_->frameCounts(), environment_, console_)
-                 .empty()
-        && !console_.hasFailed())
-        files_.keep();
+    if (!hasVideo) {
+        console_.fail(file_ + ": the recording was left before it was complete; see repair");
+        return false;
+    }
+    return !tellRecording(file_, options_.outputFile, manager_->frameCounts(), environment_, console_).empty()
+        && !console_.hasFailed();
 }
 
 ExitStatus RecordCommand::run()
 {
-    if (!mayWrite(options_.outputFile, options_.record.overwrites, console_)
-        || !files_.begin(name_ + ".new", console_))
+    if (!mayWrite(options_.outputFile, options_.record.overwrites, console_))
         return ExitStatus::unusable;
+    file_ = freeNameFor(options_.outputFile);
     const SourceType source = options_.source();
     manager_ = OvriSourceManager::create({source}, options_.sessionPreset(),
         environment_.makeQueue("org.tamsel.capture.response"), environment_.platform());
@@ -111,7 +109,7 @@ ExitStatus RecordCommand::run()
     if (const auto started = manager_->startSession(source, weak_from_this(), {}, view); !started)
         console_.fail(started.error());
     else
-        record();
+        replaceMovie(file_, options_.outputFile, record(), console_);
     manager_->stopAllSessions();
     manager_ = nullptr;
     return console_.endSession(waiter_.isInterrupted());

@@ -3,7 +3,6 @@
 #include "Console.h"
 #include "Environment.h"
 #include "Options.h"
-#include "Replacement.h"
 #include "Waiter.h"
 
 #include <tamsel/facade/OvriSourceManager.h>
@@ -27,14 +26,14 @@ public:
     void sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error) override;
 
 private:
-    void record();
+    /// Whether that left what was wanted.
+    bool record();
     [[nodiscard]] std::string status() const;
 
     const Options options_;
     Environment& environment_;
     Console console_;
-    Replacement files_; ///< the movie, and what stands beside it
-    const std::string name_; ///< the movie's, in its folder
+    std::string file_; ///< where the movie is made
     Waiter waiter_;
     std::shared_ptr<OvriSourceManager> manager_;
     std::chrono::nanoseconds begun_{};

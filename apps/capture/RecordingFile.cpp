@@ -17,7 +17,7 @@ namespace files = std::filesystem;
 
 bool mayWrite(const std::string& file, bool overwrites, Console& console)
 {
-    const bool isKilled = isThere(host::recoveryFileOf(file));
+    const bool isKilled = isThere(host::partOfMovie(file));
     if (!isKilled && !isThere(file))
         return true;
     std::error_code error;
@@ -41,7 +41,38 @@ bool mayWrite(const std::string& file, bool overwrites, Console& console)
 std::vector<std::string> recordingNames(const std::string& movie)
 {
     const files::path name = files::path(movie).filename();
-    return {name, host::recoveryFileOf(name)};
+    return {name, host::partOfMovie(name)};
+}
+
+std::string freeNameFor(const std::string& movie)
+{
+    const auto isTaken
+        = [](const files::path& name) { return isThere(name) || isThere(host::partOfMovie(name)); };
+    const files::path path = movie;
+    files::path name = path;
+    for (int number = 1; isTaken(name); ++number) {
+        name = path.parent_path() / path.stem();
+        name += number == 1 ? ".new" : ".new-" + std::to_string(number);
+        name += path.extension();
+    }
+    return name;
+}
+
+void replaceMovie(const std::string& made, const std::string& movie, bool isWhole, Console& console)
+{
+    if (made == movie)
+        return;
+    if (!isWhole) {
+        if (isThere(made))
+            console.note("what was there before has been kept; what came now is in " + made);
+        return;
+    }
+    std::error_code error;
+    files::rename(made, movie, error);
+    if (!error)
+        files::remove(host::partOfMovie(movie), error); // of a killed recording
+    if (error)
+        console.fail(movie + ": " + error.message());
 }
 
 std::string tellRecording(const std::string& file, const std::string& name,

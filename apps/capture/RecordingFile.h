@@ -16,6 +16,12 @@ namespace tamsel::capture {
 /// A movie's name, and that of what stands beside it while it is being recorded.
 [[nodiscard]] std::vector<std::string> recordingNames(const std::string& movie);
 
+/// A name at which a movie can be made: its own when that is free, or else one beside what is there.
+[[nodiscard]] std::string freeNameFor(const std::string& movie);
+
+/// Puts a whole movie that was made beside an earlier one in its place. What is not whole stays, which is reported.
+void replaceMovie(const std::string& made, const std::string& movie, bool isWhole, Console& console);
+
 /// Tells what has been recorded, by the name that the file will have: an event, or a line; or why there is nothing. Returns what
 /// it told of a recording.
 std::string tellRecording(const std::string& file, const std::string& name,

@@ -13,18 +13,19 @@ namespace tamsel::capture {
 ExitStatus repairRecording(const Options& options)
 {
     Console console(options.json);
-    if (const auto repaired = host::repairMovie(options.file); !repaired) {
-        console.fail(repaired.error().localizedDescription);
+    const auto movie = host::repairMovie(options.file);
+    if (!movie) {
+        console.fail(movie.error().localizedDescription);
         return ExitStatus::failed;
     }
-    const auto facts = host::readMovieFacts(options.file);
+    const auto facts = host::readMovieFacts(*movie);
     if (!facts) {
         console.fail(facts.error().localizedDescription);
         return ExitStatus::failed;
     }
     if (options.json) {
         console.write(JsonLine("repaired")
-                .text("file", std::string_view(options.file))
+                .text("file", std::string_view(movie->native()))
                 .number("duration", facts->duration)
                 .integer("frames", facts->frames)
                 .string());
@@ -32,7 +33,7 @@ ExitStatus repairRecording(const Options& options)
         std::array<char, 80> text{};
         std::snprintf(text.data(), text.size(), ": plays now, %.2f s, %llu frames", facts->duration,
             static_cast<unsigned long long>(facts->frames));
-        console.write(options.file + text.data());
+        console.write(movie->string() + text.data());
     }
     return ExitStatus::done;
 }

@@ -198,7 +198,7 @@ TEST(CaptureCommand, LeavesAWholeFolderWhenItIsInterrupted)
     const std::string out = folder.file("session");
     const CommandResult captured = runCommand(captureProgram() + " --json --back test:320x240@30 capture '"
         + out + "' --require code --record & pid=$!; until [ -s '" + out
-        + "/film.mp4' ]; do sleep 0.05; done; kill -INT $pid; wait $pid 2>/dev/null");
+        + "/film.part.mp4' ]; do sleep 0.05; done; kill -INT $pid; wait $pid 2>/dev/null");
     EXPECT_EQ(captured.status, 130);
     EXPECT_EQ(MovieProbe(out + "/film.mp4").decodingErrors, "");
     expectWholePage(out);

@@ -110,20 +110,30 @@ TEST(MovieWriter, LeavesOthersFilesAloneAndNoEmptyOnes)
     writeFile(file, "something");
     EXPECT_EQ(errorOf(writers.makeWriter({.url = file})->open()), file + ": File exists");
     EXPECT_EQ(readFile(file), "something");
-    EXPECT_FALSE(std::filesystem::exists(file + ".recovery"));
     std::filesystem::remove(file);
-    writeFile(file + ".recovery", "somebody's");
-    EXPECT_EQ(errorOf(writers.makeWriter({.url = file})->open()), file + ".recovery: File exists");
-    EXPECT_FALSE(std::filesystem::exists(file));
-    EXPECT_EQ(readFile(file + ".recovery"), "somebody's");
-    std::filesystem::remove(file + ".recovery");
+    const std::string part = folder.file("out.part.mp4");
+    for (const std::string& other : {part, part + ".tmp"}) {
+        writeFile(other, "somebody's");
+        EXPECT_EQ(errorOf(writers.makeWriter({.url = file})->open()), other + ": File exists");
+        EXPECT_EQ(readFile(other), "somebody's");
+        std::filesystem::remove(other);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.file("")));
+
+    const auto late = writers.makeWriter({.url = file});
+    ASSERT_TRUE(late->open().has_value());
+    writeFrames(*late, {1s, 2s});
+    writeFile(file, "meanwhile");
+    EXPECT_EQ(errorOf(late->finish()), file + ": File exists; the movie is in " + part);
+    EXPECT_EQ(readFile(file), "meanwhile");
+    EXPECT_EQ(MovieProbe(part).frameTimes.size(), 2U);
+    std::filesystem::remove(file);
+    std::filesystem::remove(part);
 
     const auto writer = writers.makeWriter({.url = file, .hasSound = true});
     ASSERT_TRUE(writer->open().has_value());
     ASSERT_TRUE(writer->writeSound({.samples = std::vector<float>(960), .captureTime = 1s}).has_value());
     EXPECT_EQ(errorOf(writer->finish()), file + ": no frame was recorded");
-    EXPECT_FALSE(std::filesystem::exists(file));
-    EXPECT_FALSE(std::filesystem::exists(file + ".recovery"));
 
     host::HostMovieWriters none({"no_such_encoder", "aac"});
     const auto unable = none.makeWriter({.url = file});
@@ -131,7 +141,7 @@ TEST(MovieWriter, LeavesOthersFilesAloneAndNoEmptyOnes)
     const auto frame = keepGrey(*unable, 64, 48, 0);
     EXPECT_NE(errorOf(unable->writeFrame(*frame, 1s)).find("no_such_encoder"), std::string::npos);
     EXPECT_NE(errorOf(unable->finish()), "");
-    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.file("")));
 }
 
 /// Ten minutes with a microphone whose clock runs 200 ppm fast and whose chunks come with wrong times, on a phone with virtual

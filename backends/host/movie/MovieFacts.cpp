@@ -1,6 +1,7 @@
 #include <host/movie/MovieFacts.h>
 
 #include <host/ffmpeg/failure.h>
+#include <host/ffmpeg/owners.h>
 #include <host/movie/MovieContainer.h>
 
 namespace tamsel::host {
@@ -15,9 +16,15 @@ std::expected<MovieFacts, platform::Error> readMovieFacts(const std::string& fil
     if (picture < 0)
         return failure(file, "there is no video in it");
     const AVStream* stream = format->streams[picture];
+    auto frames = static_cast<std::uint64_t>(stream->nb_frames);
+    if (frames == 0) { // in fragments, which are known when they have been read
+        const OwnedPacket packet(av_packet_alloc());
+        for (; av_read_frame(format, packet.get()) >= 0; av_packet_unref(packet.get()))
+            frames += packet->stream_index == picture ? 1 : 0;
+    }
     return MovieFacts{
         .duration = static_cast<double>(stream->duration) * av_q2d(stream->time_base),
-        .frames = static_cast<std::uint64_t>(stream->nb_frames),
+        .frames = frames,
         .hasSound = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0) >= 0,
     };
 }

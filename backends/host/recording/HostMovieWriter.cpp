@@ -1,6 +1,6 @@
 #include <host/recording/HostMovieWriter.h>
 
-#include <host/movie/movieFailure.h>
+#include <host/ffmpeg/failure.h>
 #include <host/recording/MovieFile.h>
 #include <host/recording/PictureStore.h>
 #include <host/recording/SoundEncoder.h>
@@ -22,9 +22,12 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-constexpr std::uint32_t pictureTrack = 0;
-constexpr std::uint32_t soundTrack = 1;
+constexpr int pictureTrack = 0;
+constexpr int soundTrack = 1;
 constexpr std::int64_t usualInterval = VideoEncoder::timescale / 30;
+/// For how long the first fragment waits for sound, and how much of it makes sure of a packet.
+constexpr std::int64_t longestSilence = VideoEncoder::timescale;
+constexpr std::int64_t firstPackets = 2048;
 
 std::int64_t unitsOf(nanoseconds time, std::int64_t timescale)
 {
@@ -57,6 +60,8 @@ public:
 
 private:
     [[nodiscard]] std::expected<void, Error> begin(const AVFrame& picture, nanoseconds captureTime);
+    [[nodiscard]] std::expected<void, Error> writePicture(AVPacket& packet);
+    [[nodiscard]] std::expected<void, Error> writeSoundPacket(AVPacket& packet);
     [[nodiscard]] std::expected<void, Error> flush();
     [[nodiscard]] std::unexpected<Error> about(Error error) const;
 
@@ -76,6 +81,7 @@ private:
     std::int64_t lastPicture_ = 0; ///< when the last one that has been written begins, and ends
     std::int64_t pictureEnd_ = 0;
     bool isPictureWhole_ = true; ///< no packet is missing
+    bool hasSoundBegun_ = false; ///< there is a packet
     bool hasFailed_ = false; ///< and has told so
 };
 
@@ -101,37 +107,50 @@ std::expected<void, Error> HostMovieWriter::open()
 
 std::expected<void, Error> HostMovieWriter::begin(const AVFrame& picture, nanoseconds captureTime)
 {
-    auto video = VideoEncoder::open(encoders_, picture, [this](AVPacket& packet) {
-        // A picture stays until the next one; the last stays as long as the one before it.
-        packet.duration = pictureEnd_ == 0 ? usualInterval : packet.pts - lastPicture_;
-        auto written = file_->write(packet, pictureTrack);
-        isPictureWhole_ = written.has_value();
-        if (written) {
-            lastPicture_ = packet.pts;
-            pictureEnd_ = packet.pts + packet.duration;
-        }
-        return written;
-    });
+    auto video
+        = VideoEncoder::open(encoders_, picture, [this](AVPacket& packet) { return writePicture(packet); });
     if (!video)
         return about(std::move(video.error()));
-    std::vector<TrackDescription> tracks{(*video)->description()};
-    tracks.front().quarterTurns = settings_.quarterTurns;
+    std::vector<MovieTrack> tracks{{.codec = (*video)->codec(), .quarterTurns = settings_.quarterTurns}};
     if (placement_) {
-        auto sound
-            = SoundEncoder::open([this](AVPacket& packet) { return file_->write(packet, soundTrack); });
+        auto sound = SoundEncoder::open([this](AVPacket& packet) { return writeSoundPacket(packet); });
         if (!sound)
             return about(std::move(sound.error()));
         sound_ = std::move(*sound);
-        tracks.push_back(sound_->description());
+        tracks.push_back({.codec = sound_->codec()});
         placement_->begin(captureTime);
     }
-    if (auto begun = file_->begin(std::move(tracks)); !begun)
+    if (auto begun = file_->begin(tracks); !begun)
         return begun;
     video_ = std::move(*video);
     width_ = picture.width;
     height_ = picture.height;
     origin_ = captureTime;
     return {};
+}
+
+std::expected<void, Error> HostMovieWriter::writePicture(AVPacket& packet)
+{
+    // A microphone that is not heard in time does not keep the picture from the disk.
+    if (sound_ && !hasSoundBegun_ && packet.pts > longestSilence) {
+        if (auto silent = sound_->encode(placement_->takeAll(firstPackets)); !silent)
+            return silent;
+    }
+    // A picture stays until the next one; the last stays as long as the one before it.
+    packet.duration = pictureEnd_ == 0 ? usualInterval : packet.pts - lastPicture_;
+    auto written = file_->write(packet, pictureTrack);
+    isPictureWhole_ = written.has_value();
+    if (written) {
+        lastPicture_ = packet.pts;
+        pictureEnd_ = packet.pts + packet.duration;
+    }
+    return written;
+}
+
+std::expected<void, Error> HostMovieWriter::writeSoundPacket(AVPacket& packet)
+{
+    hasSoundBegun_ = true;
+    return file_->write(packet, soundTrack);
 }
 
 std::expected<void, Error> HostMovieWriter::writeFrame(const MovieFrame& frame, nanoseconds captureTime)
@@ -192,12 +211,7 @@ std::expected<void, Error> HostMovieWriter::finish()
         flushed = flush();
     video_.reset();
     sound_.reset();
-    const std::unique_ptr<MovieFile> file = std::move(file_);
-    if (file->packetCount() == 0) {
-        file->remove();
-        return about(Error{.localizedDescription = "no frame was recorded"});
-    }
-    if (auto finished = file->finish(); !finished)
+    if (auto finished = std::exchange(file_, nullptr)->finish(); !finished)
         return finished;
     return flushed || hasFailed_ ? std::expected<void, Error>{} : about(std::move(flushed.error()));
 }

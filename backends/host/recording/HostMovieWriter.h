@@ -11,8 +11,8 @@ namespace tamsel::host {
 
 /// Movies through the FFmpeg libraries: H.264 where an encoder for it works, MPEG-4 otherwise, and AAC; MP4, or QuickTime
 /// where the name ends in ".mov"; in one piece, with the index in front. Pictures are turned by a display matrix, and cut to
-/// even sizes. While a movie is being recorded a file with the suffix ".recovery" stands beside it, from which `repairMovie`
-/// completes what a killed process has left.
+/// even sizes. While a movie is being recorded it is in fragments, in a file beside its later place that plays at any time
+/// and that `repairMovie` completes when the process was killed.
 class HostMovieWriters final : public engine::MovieWriters {
 public:
     /// libx264 (GPL), libopenh264 (BSD), mpeg4 (LGPL, in every build of the libraries).

@@ -1,16 +1,11 @@
 #include <host/recording/MovieFile.h>
 
+#include <host/ffmpeg/failure.h>
 #include <host/movie/MovieContainer.h>
-#include <host/movie/ffmpegOwners.h>
-#include <host/movie/movieFailure.h>
-#include <host/recording/FrontMover.h>
-#include <host/recording/Muxer.h>
 
-#include <algorithm>
-#include <cctype>
+#include <array>
 #include <chrono>
 #include <cstring>
-#include <optional>
 #include <utility>
 
 namespace tamsel::host {
@@ -19,16 +14,22 @@ using platform::Error;
 
 namespace {
 
-/// What an index needs, for the movie and for each packet: entries of stts, stsz, stsc, co64, stss (ISO/IEC 14496-12).
-constexpr std::uint64_t indexBase = std::uint64_t{16} * 1024;
-constexpr std::uint64_t indexPerPacket = 44;
-constexpr std::uint64_t boxHead = 16;
-
-const char* containerFor(const std::filesystem::path& path)
+/// By which a player turns the stored picture clockwise, with the translation that brings it back to the origin
+/// (ISO/IEC 14496-12, 8.3.2; y grows downwards).
+std::array<std::int32_t, 9> displayMatrix(int quarterTurns, std::int32_t width, std::int32_t height)
 {
-    std::string suffix = path.extension().string();
-    std::ranges::transform(suffix, suffix.begin(), [](unsigned char letter) { return std::tolower(letter); });
-    return suffix == ".mov" ? "mov" : "mp4";
+    constexpr std::int32_t one = 1 << 16;
+    constexpr std::int32_t w = 1 << 30;
+    switch (quarterTurns & 3) {
+    case 1:
+        return {0, one, 0, -one, 0, 0, height * one, 0, w};
+    case 2:
+        return {-one, 0, 0, 0, -one, 0, width * one, height * one, w};
+    case 3:
+        return {0, -one, 0, one, 0, 0, 0, width * one, w};
+    default:
+        return {one, 0, 0, 0, one, 0, 0, 0, w};
+    }
 }
 
 std::int64_t now()
@@ -38,256 +39,99 @@ std::int64_t now()
         .count();
 }
 
-/// Turns NAL units behind their lengths, as a file has them (ISO/IEC 14496-15), into units behind start codes, as the encoder
-/// gave them. False when the lengths do not add up.
-bool restoreStartCodes(std::span<std::uint8_t> packet)
-{
-    constexpr std::size_t lengthSize = 4;
-    while (packet.size() > lengthSize) {
-        const std::size_t length = static_cast<std::size_t>(packet[0]) << 24
-            | static_cast<std::size_t>(packet[1]) << 16 | static_cast<std::size_t>(packet[2]) << 8
-            | packet[3];
-        if (length == 0 || length > packet.size() - lengthSize)
-            return false;
-        packet[0] = packet[1] = packet[2] = 0;
-        packet[3] = 1;
-        packet = packet.subspan(lengthSize + length);
-    }
-    return packet.empty();
-}
-
 } // namespace
 
-struct MovieFile::Parts {
-    ReservedFile movie;
-    RecoveryFile recovery;
-    MovieDescription description;
-    std::unique_ptr<Muxer> muxer;
-    std::uint64_t packets = 0;
-    bool hasFailed = false; ///< the muxer counts on bytes that are not there
-    std::optional<FrontMover> mover;
-    std::uint64_t finalSize = 0; ///< once there is an index
-
-    [[nodiscard]] std::expected<void, Error> reserve(std::uint64_t size);
-    [[nodiscard]] std::expected<void, Error> replay(const std::vector<PacketRecord>& packets);
-    [[nodiscard]] std::expected<bool, Error> makeIndex();
-    [[nodiscard]] std::expected<bool, Error> complete();
-};
-
-MovieFile::MovieFile(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) { }
-MovieFile::~MovieFile() = default;
+MovieFile::MovieFile(MoviePart part) : part_(std::move(part)) { }
 
 std::expected<std::unique_ptr<MovieFile>, Error> MovieFile::create(const std::filesystem::path& path)
 {
     prepareMovieLibraries();
-    auto movie = ReservedFile::create(path);
-    if (!movie)
-        return std::unexpected(std::move(movie.error()));
-    auto recovery = RecoveryFile::create(path);
-    if (!recovery) {
-        movie->remove();
-        return std::unexpected(std::move(recovery.error()));
+    auto part = MoviePart::create(path);
+    if (!part)
+        return std::unexpected(std::move(part.error()));
+    return std::unique_ptr<MovieFile>(new MovieFile(std::move(*part)));
+}
+
+std::expected<void, Error> MovieFile::begin(std::span<const MovieTrack> tracks)
+{
+    constexpr int bufferSize = 1 << 16;
+    AVFormatContext* format = nullptr;
+    avformat_alloc_output_context2(&format, nullptr, part_.container(), nullptr);
+    muxer_.reset(format);
+    auto* buffer = static_cast<unsigned char*>(av_malloc(bufferSize));
+    io_.reset(avio_alloc_context(buffer, bufferSize, 1, this, nullptr, &keepBytes, nullptr));
+    format->pb = io_.get();
+    format->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_BITEXACT;
+    av_dict_set_int(&format->metadata, "creation_time", now() * AV_TIME_BASE, 0);
+    for (const MovieTrack& track : tracks) {
+        AVStream* stream = avformat_new_stream(format, nullptr);
+        avcodec_parameters_from_context(stream->codecpar, &track.codec);
+        stream->time_base = track.codec.time_base;
+        stream->sample_aspect_ratio = track.codec.sample_aspect_ratio;
+        if (track.quarterTurns % 4 == 0)
+            continue;
+        const auto matrix = displayMatrix(track.quarterTurns, track.codec.width, track.codec.height);
+        constexpr std::size_t size = sizeof matrix;
+        std::memcpy(av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, size), matrix.data(), size);
     }
-    auto parts = std::make_unique<Parts>(Parts{.movie = std::move(*movie),
-        .recovery = std::move(*recovery),
-        .description = {.container = containerFor(path), .creationTime = now(), .tracks = {}},
-        .muxer = nullptr,
-        .mover = std::nullopt});
-    return std::unique_ptr<MovieFile>(new MovieFile(std::move(parts)));
+    Dictionary options;
+    // The index waits for the first fragment: by then it is known when each track begins.
+    options.set("movflags", "frag_keyframe+empty_moov+delay_moov+skip_trailer");
+    return wrote(avformat_write_header(format, options.get()));
 }
 
-std::expected<std::unique_ptr<MovieFile>, Error> MovieFile::resume(const std::filesystem::path& path)
+int MovieFile::keepBytes(void* opaque, std::uint8_t* bytes, int count)
 {
-    prepareMovieLibraries();
-    auto movie = ReservedFile::open(path);
-    if (!movie)
-        return std::unexpected(std::move(movie.error()));
-    auto recovery = RecoveryFile::open(path);
-    if (!recovery)
-        return std::unexpected(std::move(recovery.error()));
-    std::unique_ptr<MovieFile> file(new MovieFile(std::make_unique<Parts>(Parts{.movie = std::move(*movie),
-        .recovery = std::move(*recovery),
-        .description = {},
-        .muxer = nullptr,
-        .mover = std::nullopt})));
-    Parts& parts = *file->parts_;
-    if (const std::optional<FrontMove>& move = parts.recovery.move()) {
-        if (move->end > parts.movie.size())
-            return failure(path.string(), "is shorter than what stands beside it says");
-        parts.finalSize = move->end + move->index.size();
-        parts.mover.emplace(parts.movie, parts.recovery, *move);
-        return file;
-    }
-    if (auto replayed = parts.replay(parts.recovery.packets()); !replayed)
-        return std::unexpected(std::move(replayed.error()));
-    return file;
+    auto& fragment = static_cast<MovieFile*>(opaque)->fragment_;
+    fragment.insert(fragment.end(), bytes, bytes + count);
+    return count;
 }
 
-std::expected<void, Error> MovieFile::begin(std::vector<TrackDescription> tracks)
+std::expected<void, Error> MovieFile::wrote(int code)
 {
-    Parts& parts = *parts_;
-    parts.description.tracks = std::move(tracks);
-    if (auto reserved = parts.reserve(0); !reserved)
-        return reserved;
-    if (auto described = parts.recovery.describe(parts.description); !described)
-        return described;
-    auto muxer = Muxer::begin(parts.movie, parts.description, Muxer::Mode::write);
-    if (!muxer)
-        return std::unexpected(std::move(muxer.error()));
-    parts.muxer = std::move(*muxer);
-    return {};
-}
-
-/// Room for a packet of that size, and for everything that finishing takes afterwards.
-std::expected<void, Error> MovieFile::Parts::reserve(std::uint64_t size)
-{
-    const std::uint64_t index = indexBase + indexPerPacket * (packets + 1);
-    if (auto reserved = movie.reserve((muxer ? muxer->position() : 0) + size + boxHead + index); !reserved)
-        return reserved;
-    return recovery.reserve(index + 2 * RecoveryFile::recordSize);
-}
-
-std::expected<void, Error> MovieFile::write(AVPacket& packet, std::uint32_t track)
-{
-    Parts& parts = *parts_;
-    if (parts.hasFailed)
-        return failure(parts.movie.path().string(), "cannot be written any more");
-    // Annex B start codes may be three bytes long, the lengths that replace them are four.
-    const auto size = static_cast<std::uint64_t>(packet.size);
-    if (auto reserved = parts.reserve(size + size / 64 + 64); !reserved)
-        return reserved;
-    PacketRecord record{.track = track,
-        .offset = parts.muxer->position(),
-        .pts = packet.pts,
-        .dts = packet.dts,
-        .duration = packet.duration,
-        .isKey = (packet.flags & AV_PKT_FLAG_KEY) != 0};
-    auto written = parts.muxer->write(packet, track);
-    if (written) {
-        record.size = static_cast<std::uint32_t>(parts.muxer->position() - record.offset);
-        written = parts.recovery.add(record);
-    }
-    if (written)
-        ++parts.packets;
-    else
-        parts.hasFailed = true;
+    avio_flush(io_.get());
+    std::expected<void, Error> written;
+    if (code < 0)
+        written = failure(part_.movie().string(), messageOf(code), code);
+    else if (!fragment_.empty())
+        written = part_.append(fragment_);
+    fragment_.clear();
+    hasFailed_ = !written;
     return written;
 }
 
-std::uint64_t MovieFile::packetCount() const
+std::expected<void, Error> MovieFile::write(AVPacket& packet, int track)
 {
-    return parts_->packets;
+    if (hasFailed_)
+        return failure(part_.movie().string(), "cannot be written any more");
+    packet.stream_index = track;
+    auto written = wrote(av_write_frame(muxer_.get(), &packet));
+    if (written)
+        ++packets_;
+    return written;
 }
 
-/// Brings the muxer to where it was when it had written these packets.
-std::expected<void, Error> MovieFile::Parts::replay(const std::vector<PacketRecord>& records)
+std::expected<void, Error> MovieFile::end()
 {
-    description = recovery.description();
-    packets = 0;
-    auto begun = Muxer::begin(movie, description, Muxer::Mode::replay);
-    if (!begun)
-        return std::unexpected(std::move(begun.error()));
-    muxer = std::move(*begun);
-    bool hasPicture = false;
-    const std::uint64_t size = movie.size();
-    for (const PacketRecord& record : records) {
-        const TrackDescription& track = description.tracks[record.track];
-        if (record.offset < muxer->position() || record.offset > size || record.size > size - record.offset)
-            break; // was never written whole
-        const OwnedPacket packet(av_packet_alloc());
-        if (av_new_packet(packet.get(), static_cast<int>(record.size)) < 0)
-            break;
-        const std::span<std::uint8_t> bytes(packet->data, record.size);
-        if (auto read = movie.read(record.offset, std::as_writable_bytes(bytes)); !read)
-            return read;
-        if (track.codec == AV_CODEC_ID_H264 && !restoreStartCodes(bytes))
-            break;
-        packet->pts = record.pts;
-        packet->dts = record.dts;
-        packet->duration = record.duration;
-        packet->flags = record.isKey ? AV_PKT_FLAG_KEY : 0;
-        muxer->moveTo(record.offset);
-        if (auto written = muxer->write(*packet, record.track); !written)
-            return written;
-        ++packets;
-        hasPicture = hasPicture || track.isPicture;
+    std::expected<void, Error> ended;
+    if (packets_ > 0 && !hasFailed_)
+        ended = wrote(av_write_trailer(muxer_.get()));
+    muxer_.reset();
+    if (ended && part_.isEmpty())
+        return failure(part_.movie().string(), "no frame was recorded");
+    return ended;
+}
+
+std::expected<void, Error> MovieFile::finish()
+{
+    auto ended = end();
+    if (part_.isEmpty()) {
+        part_.remove();
+        return ended;
     }
-    if (!hasPicture)
-        packets = 0; // sound alone is no movie
-    return {};
-}
-
-std::expected<bool, Error> MovieFile::Parts::makeIndex()
-{
-    if (packets == 0)
-        return failure(movie.path().string(), "no frame was recorded");
-    if (std::exchange(hasFailed, false)) {
-        if (auto loaded = recovery.reload(); !loaded)
-            return std::unexpected(std::move(loaded.error()));
-        if (auto replayed = replay(recovery.packets()); !replayed)
-            return std::unexpected(std::move(replayed.error()));
-    }
-    auto index = muxer->end();
-    if (!index)
-        return std::unexpected(std::move(index.error()));
-    const std::uint64_t dataEnd = muxer->dataEnd();
-    finalSize = dataEnd + index->size();
-    std::vector<std::byte> shifted = *index;
-    if (!shiftChunks(shifted, shifted.size())) {
-        auto written = movie.write(dataEnd, *index);
-        if (written)
-            written = movie.write(muxer->headerEnd(), muxer->head());
-        if (!written)
-            return std::unexpected(std::move(written.error()));
-        return complete();
-    }
-    FrontMove move{.begin = muxer->headerEnd(),
-        .end = dataEnd,
-        .moved = dataEnd,
-        .head = muxer->head(),
-        .index = std::move(shifted)};
-    if (auto begun = recovery.beginMove(move); !begun)
-        return std::unexpected(std::move(begun.error()));
-    mover.emplace(movie, recovery, std::move(move));
-    return false;
-}
-
-std::expected<bool, Error> MovieFile::Parts::complete()
-{
-    if (auto cut = movie.cut(finalSize); !cut)
-        return std::unexpected(std::move(cut.error()));
-    return true;
-}
-
-std::expected<bool, Error> MovieFile::finishStep()
-{
-    Parts& parts = *parts_;
-    if (!parts.mover)
-        return parts.makeIndex();
-    auto moved = parts.mover->step();
-    if (!moved || !*moved)
-        return moved;
-    return parts.complete();
-}
-
-std::expected<void, Error> MovieFile::finish(const Check& check)
-{
-    for (bool isDone = false; !isDone;) {
-        auto stepped = finishStep();
-        if (!stepped)
-            return std::unexpected(std::move(stepped.error()));
-        isDone = *stepped;
-    }
-    if (auto checked = check ? check() : std::expected<void, Error>{}; !checked)
-        return checked;
-    parts_->recovery.remove();
-    return {};
-}
-
-void MovieFile::remove()
-{
-    parts_->movie.remove();
-    parts_->recovery.remove();
+    (void)part_.complete(packets_).has_value(); // else it keeps its fragments
+    auto published = part_.publish();
+    return published ? ended : published;
 }
 
 } // namespace tamsel::host

@@ -1,58 +1,55 @@
 #pragma once
 
-#include <host/recording/RecoveryFile.h>
-#include <host/recording/ReservedFile.h>
+#include <host/ffmpeg/owners.h>
+#include <host/recording/MoviePart.h>
 
 #include <cstdint>
 #include <expected>
 #include <filesystem>
-#include <functional>
 #include <memory>
-
-struct AVPacket;
+#include <span>
+#include <vector>
 
 namespace tamsel::host {
 
-/// A movie on its way into a file without fragments, whose index comes to the front when it is finished: MP4, or QuickTime
-/// where the name ends in ".mov". Whatever has been written is also noted beside it, so that a movie that is never finished
-/// can be completed; and what finishing takes is reserved on the disk, so that a full one does not prevent it. Errors are
-/// one line that names the file. Not thread-safe.
+/// What is fixed about one track of a movie.
+struct MovieTrack {
+    const AVCodecContext& codec; ///< with its time base
+    int quarterTurns = 0; ///< clockwise, by which a player turns the picture
+};
+
+/// A movie on its way into a file. While it is recorded its part has a fragment for each group of pictures, and the disk has each
+/// before the next is begun: what a killed process or a failure of power leaves plays up to there. When it is finished it
+/// has no fragments, and its index in front. Errors are one line that names the file. Not thread-safe.
 class MovieFile {
 public:
     /// Files that are there already are errors, and are left alone.
     [[nodiscard]] static std::expected<std::unique_ptr<MovieFile>, platform::Error> create(
         const std::filesystem::path& path);
-    /// What a killed recorder has left, ready to be finished.
-    [[nodiscard]] static std::expected<std::unique_ptr<MovieFile>, platform::Error> resume(
-        const std::filesystem::path& path);
 
-    ~MovieFile();
-    MovieFile(const MovieFile&) = delete;
-    MovieFile& operator=(const MovieFile&) = delete;
+    /// Begins with tracks, in the order of their numbers; the first is the picture's. Once, before the first packet.
+    [[nodiscard]] std::expected<void, platform::Error> begin(std::span<const MovieTrack> tracks);
+    /// Times are in units of the track. No fragment is written before each track has a packet. After an error no more can be
+    /// written, and what came after the last fragment is lost.
+    [[nodiscard]] std::expected<void, platform::Error> write(AVPacket& packet, int track);
 
-    /// Begins with tracks, in the order of their numbers. Once, before the first packet.
-    [[nodiscard]] std::expected<void, platform::Error> begin(std::vector<TrackDescription> tracks);
-    /// Times are in units of the track. After an error no more can be written, and the packet is not in the movie.
-    [[nodiscard]] std::expected<void, platform::Error> write(AVPacket& packet, std::uint32_t track);
-    [[nodiscard]] std::uint64_t packetCount() const;
-
-    /// Completes the file, in steps that may each be the last that happens: the index is made, then one block after the other
-    /// is moved. True when the movie is whole.
-    [[nodiscard]] std::expected<bool, platform::Error> finishStep();
-    /// Whether a movie that has been completed is as it should be.
-    using Check = std::function<std::expected<void, platform::Error>()>;
-    /// All steps, and then, unless the check has an objection, takes away what stands beside the movie. After an error of
-    /// writing the movie holds what was written until then.
-    [[nodiscard]] std::expected<void, platform::Error> finish(const Check& check = nullptr);
-    /// Leaves no file.
-    void remove();
+    /// Completes the movie. Where there is no room for that it keeps its fragments. Of a movie without any picture no file is
+    /// left, and that is an error.
+    [[nodiscard]] std::expected<void, platform::Error> finish();
 
 private:
-    struct Parts;
+    explicit MovieFile(MoviePart part);
 
-    explicit MovieFile(std::unique_ptr<Parts> parts);
+    static int keepBytes(void* opaque, std::uint8_t* bytes, int count);
+    [[nodiscard]] std::expected<void, platform::Error> wrote(int code);
+    [[nodiscard]] std::expected<void, platform::Error> end();
 
-    std::unique_ptr<Parts> parts_;
+    MoviePart part_;
+    OwnedIo io_;
+    OwnedMuxer muxer_;
+    std::vector<std::uint8_t> fragment_; ///< that is not in the part yet
+    std::uint64_t packets_ = 0;
+    bool hasFailed_ = false;
 };
 
 } // namespace tamsel::host

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <host/movie/ffmpegOwners.h>
+#include <host/ffmpeg/DecodedPicture.h>
 
 #include <engine/capture/MovieWriter.h>
 

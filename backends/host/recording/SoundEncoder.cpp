@@ -1,6 +1,6 @@
 #include <host/recording/SoundEncoder.h>
 
-#include <host/movie/movieFailure.h>
+#include <host/ffmpeg/failure.h>
 
 #include <engine/capture/MicrophoneDriver.h>
 
@@ -40,20 +40,6 @@ SoundEncoder::SoundEncoder(OwnedCodec codec, PacketSink sink)
     : codec_(std::move(codec)),
       sink_(std::move(sink))
 {
-}
-
-TrackDescription SoundEncoder::description() const
-{
-    const auto* extradata = reinterpret_cast<const std::byte*>(codec_->extradata);
-    return {.codec = codec_->codec_id,
-        .sampleRate = codec_->sample_rate,
-        .channels = SoundChunk::channelCount,
-        .frameSize = codec_->frame_size,
-        .initialPadding = codec_->initial_padding,
-        .profile = codec_->profile,
-        .level = codec_->level,
-        .timescale = codec_->sample_rate,
-        .extradata = {extradata, extradata + codec_->extradata_size}};
 }
 
 std::expected<void, Error> SoundEncoder::encode(std::span<const float> samples)

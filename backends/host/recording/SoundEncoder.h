@@ -16,7 +16,7 @@ class SoundEncoder {
 public:
     [[nodiscard]] static std::expected<std::unique_ptr<SoundEncoder>, platform::Error> open(PacketSink sink);
 
-    [[nodiscard]] TrackDescription description() const;
+    [[nodiscard]] const AVCodecContext& codec() const { return *codec_; }
     /// The next samples, interleaved.
     [[nodiscard]] std::expected<void, platform::Error> encode(std::span<const float> samples);
     /// Gives out what it still holds.

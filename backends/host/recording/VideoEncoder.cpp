@@ -70,24 +70,6 @@ VideoEncoder::VideoEncoder(OwnedCodec codec, PacketSink sink)
 {
 }
 
-TrackDescription VideoEncoder::description() const
-{
-    const auto* extradata = reinterpret_cast<const std::byte*>(codec_->extradata);
-    return {.codec = codec_->codec_id,
-        .isPicture = true,
-        .width = codec_->width,
-        .height = codec_->height,
-        .pixelFormat = codec_->pix_fmt,
-        .colourRange = codec_->color_range,
-        .colourPrimaries = codec_->color_primaries,
-        .colourTransfer = codec_->color_trc,
-        .colourSpace = codec_->colorspace,
-        .profile = codec_->profile,
-        .level = codec_->level,
-        .timescale = timescale,
-        .extradata = {extradata, extradata + codec_->extradata_size}};
-}
-
 std::expected<void, Error> VideoEncoder::encode(AVFrame& frame, std::int64_t time)
 {
     frame.pts = time;

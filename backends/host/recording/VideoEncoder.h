@@ -1,7 +1,6 @@
 #pragma once
 
-#include <host/movie/ffmpegOwners.h>
-#include <host/recording/RecoveryFile.h>
+#include <host/ffmpeg/owners.h>
 
 #include <tamsel/platform/Error.h>
 
@@ -28,7 +27,7 @@ public:
     [[nodiscard]] static std::expected<std::unique_ptr<VideoEncoder>, platform::Error> open(
         const std::vector<std::string>& names, const AVFrame& picture, PacketSink sink);
 
-    [[nodiscard]] TrackDescription description() const;
+    [[nodiscard]] const AVCodecContext& codec() const { return *codec_; }
     /// Times grow. The frame's own time is set.
     [[nodiscard]] std::expected<void, platform::Error> encode(AVFrame& frame, std::int64_t time);
     /// Gives out what it still holds.

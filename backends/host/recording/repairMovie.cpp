@@ -1,13 +1,13 @@
 #include <host/recording/repairMovie.h>
 
+#include <host/ffmpeg/failure.h>
 #include <host/movie/MovieFacts.h>
 #include <host/movie/MovieReader.h>
-#include <host/movie/movieFailure.h>
-#include <host/recording/MovieFile.h>
-#include <host/recording/RecoveryFile.h>
-#include <host/recording/ReservedFile.h>
+#include <host/recording/MoviePart.h>
 
+#include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace tamsel::host {
 
@@ -15,46 +15,67 @@ using platform::Error;
 
 namespace {
 
-/// Decodes the first picture and the last ones.
-std::expected<void, Error> checkMovie(const std::string& movie)
+bool isThere(const std::filesystem::path& file)
 {
-    auto reader = MovieReader::openContainer(movie, {}, MovieFormats::recordings);
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::symlink_status(file, error));
+}
+
+/// Decodes the first picture and the last ones.
+std::expected<void, Error> checkMovie(const std::filesystem::path& movie)
+{
+    auto reader = MovieReader::openContainer(movie.string(), {}, MovieFormats::recordings);
     if (!reader)
         return std::unexpected(std::move(reader.error()));
     if (auto started = (*reader)->startDecoding(); !started)
         return started;
     using enum MovieReader::Step;
     if ((*reader)->next() != frame || !(*reader)->skipToLastWhole() || (*reader)->next() != frame)
-        return failure(movie, "was completed and does not play; what it was made from stays beside it");
+        return failure(movie.string(), "does not play; what it was made from has been kept");
     return {};
+}
+
+/// Why a movie that is there is not repaired.
+std::unexpected<Error> refusal(const std::filesystem::path& movie, const std::filesystem::path& part)
+{
+    if (isThere(part))
+        return failure(movie.string(), "is there already, and so is " + part.string());
+    if (isThere(movie.string() + ".recovery"))
+        return failure(
+            movie.string(), "was left by an earlier version of this program, which alone can repair it");
+    return failure(movie.string(),
+        readMovieFacts(movie.string()) ? std::string("plays already")
+                                       : "there is nothing to repair it from (" + part.string() + ")");
 }
 
 } // namespace
 
-std::filesystem::path recoveryFileOf(const std::filesystem::path& movie)
+std::filesystem::path partOfMovie(const std::filesystem::path& movie)
 {
-    return RecoveryFile::pathOf(movie);
+    return MoviePart::pathOf(movie);
 }
 
 bool isBeingRecorded(const std::filesystem::path& movie)
 {
-    const auto recovery = ReservedFile::open(recoveryFileOf(movie));
-    return recovery && !recovery->lock();
+    const auto part = MoviePart::open(movie);
+    return !part && part.error().code == EWOULDBLOCK;
 }
 
-std::expected<void, Error> repairMovie(const std::filesystem::path& movie)
+std::expected<std::filesystem::path, Error> repairMovie(const std::filesystem::path& file)
 {
-    const std::filesystem::path recovery = recoveryFileOf(movie);
-    std::error_code ignored;
-    if (std::filesystem::exists(movie, ignored) && !std::filesystem::exists(recovery, ignored))
-        return failure(movie.string(),
-            readMovieFacts(movie.string())
-                ? std::string("plays already")
-                : "there is nothing to repair it from (" + recovery.string() + ")");
-    auto file = MovieFile::resume(movie);
-    if (!file)
-        return std::unexpected(std::move(file.error()));
-    return (*file)->finish([&] { return checkMovie(movie.string()); });
+    const auto named = isThere(partOfMovie(file)) || !isThere(file) ? std::nullopt : MoviePart::movieOf(file);
+    const std::filesystem::path movie = named.value_or(file);
+    if (isThere(movie))
+        return refusal(movie, partOfMovie(movie));
+    auto part = MoviePart::open(movie);
+    if (!part)
+        return std::unexpected(std::move(part.error()));
+    auto repaired = part->complete(std::nullopt, checkMovie);
+    if (repaired)
+        repaired = part->publish();
+    if (!repaired)
+        return std::unexpected(std::move(repaired.error()));
+    return movie;
 }
 
 } // namespace tamsel::host

@@ -7,15 +7,16 @@
 
 namespace tamsel::host {
 
-/// The file beside a movie while it is being recorded.
-[[nodiscard]] std::filesystem::path recoveryFileOf(const std::filesystem::path& movie);
+/// The file in which a movie is being recorded, or was when its recorder was killed: "film.part.mp4" beside "film.mp4". It plays.
+[[nodiscard]] std::filesystem::path partOfMovie(const std::filesystem::path& movie);
 
 /// Whether some process is recording this movie now.
 [[nodiscard]] bool isBeingRecorded(const std::filesystem::path& movie);
 
-/// Completes a movie whose recorder was killed, in its place, from what stands beside it; everything that was encoded by then
-/// plays afterwards. May itself be killed, and done again. The error is one line that says why there is nothing to do, or
-/// what is wrong.
-[[nodiscard]] std::expected<void, platform::Error> repairMovie(const std::filesystem::path& movie);
+/// Completes a movie whose recorder was killed, named by itself or by its part; everything that has reached the file by then is
+/// in it. May itself be killed, and done again. Returns the movie's name. The error is one line that says why there is
+/// nothing to do, or what is wrong; nothing has changed then.
+[[nodiscard]] std::expected<std::filesystem::path, platform::Error> repairMovie(
+    const std::filesystem::path& file);
 
 } // namespace tamsel::host
