@@ -94,10 +94,10 @@ TEST(MovieRecovery, CompletesWhatAKilledProcessHasLeft)
     }
 }
 
-/// What a disk may hold when power fails between two syncs: of each block the earlier content or the later one, and any length.
+/// What a disk may hold when power fails between two syncs: of each sector the earlier content or the later one, and any length.
 std::string tornBetween(const std::string& before, const std::string& after, std::mt19937& random)
 {
-    constexpr std::size_t block = 4096;
+    constexpr std::size_t block = 512; // a sector
     std::string torn = before;
     torn.resize(before.size() + random() % (after.size() - before.size() + 1));
     for (std::size_t begin = 0; begin < torn.size(); begin += block) {
