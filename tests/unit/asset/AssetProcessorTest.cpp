@@ -18,10 +18,10 @@ struct Read {
     {
     }
 
-    void start(const std::shared_ptr<AVAsset>& asset)
+    void start(const AssetScript& script)
     {
         processor->process(
-            asset,
+            SimulatedAssets::makeAsset(script),
             [this](const std::shared_ptr<CMSampleBuffer>& sample) {
                 EXPECT_TRUE(held.expired()) << "one frame at a time";
                 held = sample;
@@ -29,7 +29,6 @@ struct Read {
             },
             [this] { note("end"); });
     }
-    void start(const AssetScript& script) { start(SimulatedAssets::makeAsset(script)); }
 
     void note(const std::string& what)
     {
@@ -63,30 +62,6 @@ TEST(AssetProcessor, HandsOutOneFrameATickAndEndsOnce)
     empty.start({.frames = 0});
     phone.advance(1s);
     EXPECT_EQ(empty.calls.size(), 1U) << "a track without frames ends with the first tick";
-
-    Read long25(phone);
-    long25.start({.frames = 25});
-    phone.advance(2599ms);
-    EXPECT_EQ(long25.calls.size(), 25U);
-    phone.advance(1ms);
-    EXPECT_TRUE(long25.calls.back().ends_with("end"));
-}
-
-TEST(AssetProcessor, PassesOverInSilenceWhatCannotBeReadAtAll)
-{
-    simulated::Phone phone;
-    for (const AssetScript& script :
-        {AssetScript{.canBeOpened = false}, AssetScript{.hasVideoTrack = false}}) {
-        Read read(phone);
-        read.start(script);
-        EXPECT_EQ(read.processor->assetReaderTimer(), nullptr);
-        phone.advance(5s);
-        EXPECT_EQ(read.calls, Texts{});
-    }
-    Read foreign(phone);
-    foreign.start(std::make_shared<AVAsset>());
-    phone.advance(5s);
-    EXPECT_EQ(foreign.calls, Texts{});
 }
 
 TEST(AssetProcessor, EndsAReadThatFailsAsAtTheEnd)
@@ -154,22 +129,6 @@ TEST(AssetProcessor, AsksForNothingOnceItsReaderDoesNotRead)
     EXPECT_EQ(read.calls, (Texts{"100 end"}));
 }
 
-TEST(AssetProcessor, GoesOnToItsEndWhenItIsReleased)
-{
-    simulated::Phone phone;
-    Read first(phone);
-    Read second(phone);
-    first.start({.frames = 3});
-    phone.advance(150ms);
-    second.start({.frames = 1});
-    const std::weak_ptr<AssetProcessor> released = first.processor;
-    first.processor.reset();
-    EXPECT_TRUE(released.expired());
-    phone.advance(5s);
-    EXPECT_EQ(first.calls, (Texts{"100 frame 0", "200 frame 1", "300 frame 2", "400 end"}));
-    EXPECT_EQ(second.calls, (Texts{"250 frame 0", "350 end"}));
-}
-
 TEST(AssetProcessor, TicksOnTheRunLoopOfTheThreadThatStartsIt)
 {
     simulated::Phone phone;
@@ -195,27 +154,6 @@ TEST(AssetProcessor, WaitsForeverWhereNoLoopRuns)
     phone.advance(5s);
     EXPECT_EQ(read.calls, Texts{}) << "a thread of queues has items to run, and no loop";
     EXPECT_TRUE(phone.isIdle());
-}
-
-TEST(VideoTrackTransform, IsTheInverseOfThePreferredTransform)
-{
-    const auto transformOf = [](const CGAffineTransform& preferred) {
-        return videoTrackTransform(*SimulatedAssets::makeAsset({.preferredTransform = preferred}));
-    };
-    EXPECT_EQ(transformOf({}), CGAffineTransform{});
-    EXPECT_EQ(transformOf({0, 1, -1, 0, 360, 0}), (CGAffineTransform{0, -1, 1, 0, 0, 360}));
-    const CGAffineTransform skewed{1.5, 0.25, -0.5, 2, 7, -3};
-    const CGAffineTransform both = CGAffineTransformConcat(skewed, transformOf(skewed));
-    EXPECT_NEAR(both.a, 1, 1e-15);
-    EXPECT_NEAR(both.b, 0, 1e-15);
-    EXPECT_NEAR(both.c, 0, 1e-15);
-    EXPECT_NEAR(both.d, 1, 1e-15);
-    EXPECT_NEAR(both.tx, 0, 1e-14);
-    EXPECT_NEAR(both.ty, 0, 1e-14);
-    EXPECT_EQ(videoTrackTransform(
-                  *SimulatedAssets::makeAsset({.preferredTransform = skewed, .hasVideoTrack = false})),
-        CGAffineTransform{});
-    EXPECT_EQ(videoTrackTransform(AVAsset()), CGAffineTransform{});
 }
 
 } // namespace tamsel::tests

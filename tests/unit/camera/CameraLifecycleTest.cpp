@@ -78,17 +78,6 @@ TEST(CameraLifecycle, HandsOverAFrameOnItsWayAlthoughTheCameraIsLetGo)
     EXPECT_EQ(lone.delegate->calls, Texts{"frame"});
 }
 
-TEST(CameraLifecycle, DiscardsAFrameWhenTheCameraGoesBeforeTheVideoQueueRuns)
-{
-    LoneCamera lone;
-    lone.start();
-    lone.back().produceFrame();
-    lone.camera.reset();
-    lone.phone.run();
-    EXPECT_EQ(lone.delegate->calls, Texts{});
-    EXPECT_FALSE(lone.back().isOpen());
-}
-
 TEST(CameraLifecycle, StopsBetweenPauseAndResume)
 {
     LoneCamera lone;

@@ -104,25 +104,6 @@ TEST(FrameDelivery, TellsEachDropOnceAndReportsIt)
     expectClosed(screen.manager->frameCounts());
 }
 
-TEST(FrameDelivery, GatesFramesAndDropsWhileTheCameraIsNotActive)
-{
-    CaptureScreen screen;
-    screen.startAndRun();
-    screen.back().produceFrame();
-    screen.back().dropFrame();
-    screen.manager->pauseCamera(); // before the video queue has run
-    screen.phone.run();
-    EXPECT_EQ(screen.client->calls, Texts{});
-    EXPECT_EQ(screen.phone.journal().texts("report"), Texts{});
-    EXPECT_EQ(screen.manager->frameCounts().gated, 2U);
-    expectClosed(screen.manager->frameCounts());
-
-    screen.manager->resumeCamera();
-    screen.phone.run();
-    screen.frame();
-    EXPECT_EQ(screen.client->calls, Texts{"frame"});
-}
-
 TEST(FrameDelivery, DeliversWhatIsPastTheVideoQueueAndLooksTheClientUpAtTheEnd)
 {
     CaptureScreen screen;

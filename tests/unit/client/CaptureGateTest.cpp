@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 namespace tamsel::tests {
 
 using namespace platform;
@@ -242,49 +240,6 @@ TEST_F(CaptureGateTest, MayBeReplacedInTheCallThatItMakes)
     screen_.phone.run();
     EXPECT_EQ(openings_, 1);
     EXPECT_TRUE(first.expired());
-}
-
-TEST(CaptureGate, AsTheDelegateOfAManagerTakesOneStillOfASheet)
-{
-    simulated::PhoneConfiguration configuration;
-    configuration.cameras.front().frameInterval = 33ms;
-    configuration.motion.gyro = [](std::chrono::nanoseconds time) {
-        return engine::GyroReading{
-            .sample = CMGyroData{.rotationRate = {.x = time < 2s ? std::sin(time / 10ms) : 0.0}}};
-    };
-    configuration.motion.deviceMotion = [](std::chrono::nanoseconds time) {
-        return engine::DeviceMotionReading{
-            .sample = CMDeviceMotion{.attitude = {.pitch = time < 1s ? 0.1 : 1.0}}};
-    };
-    CaptureScreen screen(std::move(configuration));
-    screen.manager = OvriSourceManager::create({SourceType::cameraBack(false), SourceType::stability()},
-        CameraConfiguration::SessionPreset::photo, screen.responseQueue, screen.phone.platform());
-    std::vector<std::chrono::nanoseconds> openings;
-    const auto gate = CaptureGate::create(
-        {Condition::still(), Condition::tilted(), Condition::code(Type::qr)}, screen.responseQueue,
-        [&] {
-            openings.push_back(screen.phone.now());
-            screen.manager->captureStillImage(OvriImageSource::photo, std::nullopt);
-        },
-        screen.phone.platform());
-    gate->arm();
-    screen.manager->setMetadataDetection({Type::qr}, gate);
-    screen.manager->startMotionDetection({SourceType::stability(), SourceType::facingAngle()}, gate, {});
-    screen.client->onFrame = [&] { screen.client->frames.clear(); };
-    screen.startAndRun();
-    const AVMetadataObjects sheet{std::make_shared<AVMetadataMachineReadableCodeObject>(
-        "org.iso.QRCode", std::vector<CGPoint>{{0.1, 0.1}, {0.2, 0.1}, {0.2, 0.2}, {0.1, 0.2}}, "sheet")};
-
-    screen.phone.detector().show(sheet);
-    screen.phone.advance(1s);
-    screen.phone.detector().show({});
-    screen.phone.advance(4s);
-    EXPECT_TRUE(openings.empty()) << "all three held, and never together";
-    screen.phone.detector().show(sheet);
-    screen.phone.advance(5s);
-    ASSERT_EQ(openings.size(), 1U);
-    EXPECT_LT(openings.front(), 5s + 100ms);
-    EXPECT_EQ(screen.client->samples.size(), 1U);
 }
 
 } // namespace tamsel::tests

@@ -73,9 +73,10 @@ TEST(AssetSession, StaysInSilenceWithoutAReadableRecording)
 {
     CaptureScreen screen;
     for (const SourceType& source : {recording({.canBeOpened = false}), recording({.hasVideoTrack = false}),
-             SourceType::asset(nullptr)}) {
+             SourceType::asset(std::make_shared<AVAsset>()), SourceType::asset(nullptr)}) {
         ASSERT_TRUE(screen.start(source).has_value());
         EXPECT_EQ(screen.manager->activeType(), source);
+        EXPECT_EQ(screen.manager->assetProcessor()->assetReaderTimer(), nullptr);
         screen.phone.advance(2s);
         EXPECT_NE(screen.manager->assetProcessor(), nullptr) << "set until the next start";
     }
@@ -123,6 +124,7 @@ TEST(AssetStill, IsThePngOfTheImageAtASixtiethOfASecond)
     const CaptureSampleUpdate& still = *screen.client->samples[0];
     EXPECT_EQ(beginning(still.sample()), "\x89PNG");
     EXPECT_EQ(still.source(), OvriImageSource::photo);
+    EXPECT_TRUE(still.isCamera());
     EXPECT_EQ(still.exifOrientation(), CGImagePropertyOrientation::right);
     const auto encoded = screen.phone.images().openImage(still.sharedSample(), {});
     ASSERT_NE(encoded, nullptr);

@@ -44,31 +44,6 @@ TEST(SourceTypes, AreEqualByCaseAndPayload)
     EXPECT_NE(SourceType::asset(std::make_shared<AVAsset>()), SourceType::asset(std::make_shared<AVAsset>()));
 }
 
-TEST(Records, AnswerFromTheSourceThatTheyHaveNow)
-{
-    CaptureSampleUpdate sample({}, OvriImageSource::album, CGImagePropertyOrientation::left);
-    EXPECT_TRUE(sample.isAlbum());
-    EXPECT_FALSE(sample.isCamera());
-    for (const auto camera : {OvriImageSource::video, OvriImageSource::photo}) {
-        sample.setSource(camera);
-        EXPECT_FALSE(sample.isAlbum());
-        EXPECT_TRUE(sample.isCamera());
-    }
-    EXPECT_EQ(static_cast<int>(OvriImageSource::video), 0);
-    EXPECT_EQ(static_cast<int>(OvriImageSource::album), 2);
-
-    const auto buffer = std::make_shared<CVPixelBuffer>(3, 2);
-    const auto matrix = std::make_shared<CameraIntrinsicMatrix>();
-    OvriCaptureFrameUpdate frame(
-        buffer, matrix, CGImagePropertyOrientation::down, CGAffineTransform{.tx = 5});
-    EXPECT_EQ(frame.imageBuffer(), buffer);
-    EXPECT_EQ(frame.cameraIntrinsicData(), matrix);
-    EXPECT_EQ(frame.exifOrientation(), CGImagePropertyOrientation::down);
-    EXPECT_EQ(frame.preferredTransform(), CGAffineTransform{.tx = 5});
-    frame.setImageBuffer(nullptr);
-    EXPECT_EQ(frame.imageBuffer(), nullptr);
-}
-
 TEST(MetadataKinds, ConvertToTheirIdentifiersAndBack)
 {
     const std::vector<std::string> identifiers{"org.iso.Code39", "org.iso.Code39Mod43", "com.intermec.Code93",
@@ -107,16 +82,6 @@ TEST(CameraPositions, ConvertExactlyFromText)
     EXPECT_EQ(Position::fromRawValue(""), std::nullopt);
     EXPECT_EQ(Position::decode("Front").error().localizedDescription,
         "'Front' is no camera position: it is none of front, back and unspecified");
-}
-
-TEST(CameraErrors, CarryTheirTexts)
-{
-    const Error cause{.localizedDescription = "no torch"};
-    EXPECT_EQ(CameraError::cameraModeError(cause).reason(), "no torch");
-    EXPECT_EQ(CameraError::recordVideoFailed(cause).reason(), "no torch");
-    EXPECT_EQ(CameraError::noPermission().reason(), std::nullopt);
-    EXPECT_EQ(CameraError::captureImageFailed().reason(), "Capture image failed");
-    EXPECT_NE(CameraError::cameraModeError(cause), CameraError::recordVideoFailed(cause));
 }
 
 } // namespace tamsel::tests

@@ -63,17 +63,6 @@ TEST(Queries, FindACameraByThePositionWhateverElseTheSourceSays)
     EXPECT_TRUE(manager->isSourceAvailable(SourceType::cameraBack(false)));
 }
 
-TEST(Queries, AskForTheLensesThatTheSystemKnows)
-{
-    for (const auto& [version, lookups] :
-        std::vector<std::pair<std::string, int>>{{"12.4", 1}, {"16.4", 2}}) {
-        simulated::Phone phone(
-            {.cameras = {{.type = AVCaptureDeviceType::builtInDualWideCamera}}, .systemVersion = version});
-        const auto manager = managerFor(phone, {});
-        EXPECT_EQ(manager->isSourceAvailable(SourceType::cameraBack(true)), lookups == 2);
-    }
-}
-
 TEST(Queries, KnowAGyroscopeOnlyWithAMotionSource)
 {
     simulated::Phone phone;
@@ -82,20 +71,13 @@ TEST(Queries, KnowAGyroscopeOnlyWithAMotionSource)
     for (const SourceType& motion : {SourceType::stability(), SourceType::facingAngle()}) {
         const auto manager = managerFor(phone, {motion});
         EXPECT_TRUE(manager->isSourceAvailable(SourceType::stability()));
-        EXPECT_FALSE(manager->isSourceAvailable(SourceType::facingAngle()));
+        for (const SourceType& other : {SourceType::facingAngle(), SourceType::asset(nullptr),
+                 SourceType::undefined(), SourceType::mic(), SourceType::nfc()})
+            EXPECT_FALSE(manager->isSourceAvailable(other));
         phone.motion().script().hasGyro = false;
         EXPECT_FALSE(manager->isSourceAvailable(SourceType::stability()));
         phone.motion().script().hasGyro = true;
     }
-}
-
-TEST(Queries, FindNothingElse)
-{
-    simulated::Phone phone;
-    const auto manager = managerFor(phone, {SourceType::stability(), SourceType::facingAngle()});
-    for (const SourceType& type : {SourceType::asset(phone.platform().assets.assetWithURL("clip.mp4")),
-             SourceType::asset(nullptr), SourceType::undefined(), SourceType::mic(), SourceType::nfc()})
-        EXPECT_FALSE(manager->isSourceAvailable(type));
 }
 
 TEST(Queries, SayWhatCanBeCapturedFromTheStartOnAndWhenTheCameraIsActive)
@@ -187,19 +169,6 @@ TEST(Queries, AFilledPreviewIsForCamerasThatAreStartedAfterwards)
         screen.startAndRun();
         EXPECT_EQ(screen.previewLayer()->videoGravity(), AVLayerVideoGravity::resizeAspectFill);
     }
-}
-
-TEST(Queries, ChangeNothingAndAskNobody)
-{
-    CaptureScreen screen;
-    screen.startAndRun();
-    screen.phone.journal().clear();
-    (void)screen.manager->isCameraActive();
-    (void)screen.manager->canCaptureStillImage();
-    (void)screen.manager->imageResolution();
-    (void)screen.manager->isSourceAvailable(SourceType::stability());
-    EXPECT_EQ(screen.phone.journal().texts(), (Texts{"authorizationStatus video"}));
-    EXPECT_TRUE(screen.phone.isIdle());
 }
 
 } // namespace tamsel::tests

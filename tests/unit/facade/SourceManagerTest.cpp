@@ -48,21 +48,6 @@ TEST(SourceManager, StartsNothingForSourcesThatHaveNothingToStart)
     EXPECT_EQ(screen.phone.journal().texts(), Texts{});
 }
 
-TEST(SourceManager, TellsNobodyWhileItHasNoDelegate)
-{
-    CaptureScreen screen;
-    ASSERT_TRUE(screen.manager->startSession(SourceType::cameraBack(false), nullptr, {}, screen.view));
-    screen.phone.run();
-    screen.frame();
-    EXPECT_EQ(screen.client->calls, Texts{});
-    screen.manager->setDelegate(screen.client);
-    screen.frame();
-    screen.manager->setDelegate(nullptr);
-    screen.frame();
-    EXPECT_EQ(screen.client->calls, Texts{"frame"});
-    EXPECT_EQ(screen.manager->delegate(), nullptr);
-}
-
 TEST(SourceManager, ShowsThePreviewInTheViewOnTheMainQueue)
 {
     CaptureScreen screen;
@@ -108,21 +93,6 @@ TEST(SourceManager, AddsOnePreviewLayerForACameraWhoseLayerStillStands)
     layer->removeSublayer(layer->sublayers().front());
     camera->addPreviewLayer(layer);
     EXPECT_EQ(layer->sublayers().size(), 1U);
-}
-
-TEST(SourceManager, PausesAndResumesTheSameCamera)
-{
-    CaptureScreen screen;
-    screen.startAndRun();
-    screen.manager->pauseCamera();
-    screen.phone.run();
-    EXPECT_FALSE(screen.back().isStarted());
-    screen.phone.journal().clear();
-    screen.manager->resumeCamera();
-    screen.phone.run();
-    EXPECT_EQ(screen.phone.journal().texts(), (Texts{"setSampleBufferDelegate delegate", "startRunning"}));
-    screen.frame();
-    EXPECT_EQ(screen.client->calls, Texts{"frame"});
 }
 
 TEST(SourceManager, StopsTearsDownAndDropsTheCamera)
@@ -198,19 +168,6 @@ TEST(SourceManager, TakesTheDeviceOverWhenASecondCameraStarts)
         EXPECT_EQ(screen.client->calls, (Texts{"frame", "frame"}));
         EXPECT_EQ(screen.manager->frameCounts().produced, 2U) << "counted by the second session alone";
     }
-    // Also from one manager to another.
-    CaptureScreen screen;
-    screen.startAndRun();
-    const auto other = std::make_shared<RecordingClient>();
-    const auto second = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::none,
-        screen.phone.makeQueue("second"), screen.phone.platform());
-    ASSERT_TRUE(second->startSession(SourceType::cameraBack(false), other, {}, screen.view).has_value());
-    screen.back().produceFrame(); // on its way in the first session
-    screen.phone.run();
-    screen.frame();
-    screen.frame();
-    EXPECT_EQ(other->calls, (Texts{"frame", "frame"}));
-    EXPECT_LE(screen.client->calls.size(), 1U);
 }
 
 TEST(SourceManager, StopsTheCameraAndSaysSoWhenItIsDestroyed)

@@ -100,56 +100,46 @@ struct FacingAngle : Bench {
 
 } // namespace
 
-TEST(StabilityWorker, SaysStableOnceAFullDurationAfterTheFirstStableEvaluation)
+TEST(StabilityWorker, SaysStableAFullDurationAfterTheFirstStableEvaluationAndUnstableAtOnce)
 {
-    Stability stability;
-    EXPECT_EQ(stability.sample(100), "");
-    EXPECT_EQ(stability.worker.latestStableTimestamp(), 0) << "one sample is not evaluated";
-    EXPECT_EQ(stability.sample(100.25), "");
-    EXPECT_EQ(stability.worker.latestStableTimestamp(), 100.25);
-    EXPECT_EQ(stability.samples({100.5, 100.75, 101, 101.2}), "");
-    EXPECT_FALSE(stability.worker.latestStatus().has_value());
-    EXPECT_EQ(stability.sample(101.25), "+") << "exactly the duration counts";
-    EXPECT_EQ(stability.samples({101.5, 101.75, 102, 103}), "");
-    EXPECT_EQ(stability.worker.latestStableTimestamp(), 100.25);
-}
-
-TEST(StabilityWorker, EndsTheStablePeriodWithOneUnstableEvaluation)
-{
-    Stability stability;
-    EXPECT_EQ(stability.samples({10, 10.25, 10.5, 10.75, 11, 11.25}), "+");
-    EXPECT_EQ(stability.sample(11.5, 2), "-");
-    EXPECT_EQ(stability.worker.latestStableTimestamp(), 0);
-    EXPECT_EQ(stability.samples({11.75, 12, 12.25}), "") << "the shaken sample is still in the window";
-    EXPECT_EQ(stability.sample(12.5), "") << "exactly the duration old: no longer in the window";
-    EXPECT_EQ(stability.worker.latestStableTimestamp(), 12.5);
-    EXPECT_EQ(stability.samples({12.75, 13, 13.25}), "");
-    EXPECT_EQ(stability.sample(13.5), "+");
-
-    Stability broken;
-    EXPECT_EQ(broken.samples({20, 20.25, 20.5}), "");
-    EXPECT_EQ(broken.sample(20.75, -2), "-") << "the first verdict of all may be that it moves";
-    EXPECT_EQ(broken.samples({21, 21.25, 21.5}), "");
-    EXPECT_EQ(broken.samples({21.75, 22, 22.25, 22.5, 22.75}), "+");
-}
-
-TEST(StabilityWorker, ComparesEachSampleOfTheWindowWithTheOldest)
-{
-    Stability steady;
-    EXPECT_EQ(steady.samples({10, 10.25, 10.5, 10.75, 11, 11.25}, 40), "+") << "a steady turn is stable";
-
-    Stability drift(0.5, 1);
-    EXPECT_EQ(drift.rates({{0, 0, 0}, {0.4, 0, 0}}), "");
-    EXPECT_EQ(drift.sample(10.5, 0.8), "-") << "each is near its neighbour, but not near the oldest";
-
-    Stability back(0.5, 1);
-    EXPECT_EQ(back.rates({{0, 0, 0}, {0.6, 0, 0}}), "-");
-    EXPECT_EQ(back.sample(10.5, 0), "");
-    EXPECT_EQ(back.worker.latestStableTimestamp(), 0) << "one in the middle is enough";
-
-    Stability aside(0.5, 1);
-    EXPECT_EQ(aside.rates({{0.4, 0, 0}, {-0.05, 0, 0}, {0.85, 0, 0}}), "")
-        << "0.9 apart, each within 0.5 of the oldest";
+    struct Sample {
+        double time;
+        double x = 0;
+    };
+    struct Case {
+        const char* what;
+        std::vector<Sample> samples;
+        const char* told; ///< at each sample
+        double stableSince;
+    };
+    for (const auto& [what, samples, told, stableSince] :
+        std::vector<Case>{{"one sample is not evaluated", {{100}}, ".", 0},
+            {"exactly the duration counts, once",
+                {{100}, {100.25}, {100.5}, {100.75}, {101}, {101.2}, {101.25}, {101.5}, {102}, {103}},
+                "......+...", 100.25},
+            {"a shaken sample is in the window until it is exactly the duration old",
+                {{10}, {10.25}, {10.5}, {10.75}, {11}, {11.25}, {11.5, 2}, {11.75}, {12}, {12.25}, {12.5},
+                    {12.75}, {13}, {13.25}, {13.5}},
+                ".....+-.......+", 12.5},
+            {"the first verdict of all may be that it moves", {{20}, {20.25}, {20.5, -2}}, "..-", 0},
+            {"a steady turn is stable", {{10, 40}, {10.25, 40}, {10.75, 40}, {11.25, 40}}, "...+", 10.25},
+            {"each near its neighbour, but not near the oldest", {{10}, {10.25, 0.4}, {10.5, 0.8}}, "..-", 0},
+            {"one in the middle is enough", {{10}, {10.25, 0.6}, {10.5}}, ".-.", 0},
+            {"0.9 apart, each within 0.5 of the oldest", {{10, 0.4}, {10.25, -0.05}, {10.5, 0.85}}, "...",
+                10.25},
+            {"a sample alone says nothing, and the stable period goes on",
+                {{10}, {10.25}, {10.5}, {11.5, 7}, {11.75, 7}}, "....+", 10.25},
+            {"the wall clock is set back: the oldest is still the first that came",
+                {{100, 3}, {50, 3}, {50.25}, {51.5, 3}}, "..-.", 51.5}}) {
+        Stability stability;
+        std::string heard;
+        for (const Sample& sample : samples) {
+            const std::string verdict = stability.sample(sample.time, sample.x);
+            heard += verdict.empty() ? "." : verdict;
+        }
+        EXPECT_EQ(heard, told) << what;
+        EXPECT_EQ(stability.worker.latestStableTimestamp(), stableSince) << what;
+    }
 }
 
 TEST(StabilityWorker, AllowsExactlyTheThreshold)
@@ -179,15 +169,6 @@ TEST(StabilityWorker, AllowsExactlyTheThreshold)
     EXPECT_EQ(undefined.rates({{}, {}}), "-");
 }
 
-TEST(StabilityWorker, IsSilentWithOneSampleInTheWindow)
-{
-    Stability stability;
-    EXPECT_EQ(stability.samples({10, 10.25, 10.5}), "");
-    EXPECT_EQ(stability.sample(11.5, 7), "") << "the others are exactly a duration old, or older";
-    EXPECT_EQ(stability.worker.latestStableTimestamp(), 10.25) << "the stable period goes on";
-    EXPECT_EQ(stability.sample(11.75, 7), "+");
-}
-
 TEST(StabilityWorker, ReadsTheClockInEachStepAnew)
 {
     Stability stability;
@@ -208,16 +189,6 @@ TEST(StabilityWorker, ReadsTheClockInEachStepAnew)
     EXPECT_EQ(stability.clock.reads, 12);
     stability.worker.handleGyroData(std::nullopt, std::nullopt);
     EXPECT_EQ(stability.clock.reads, 12);
-}
-
-TEST(StabilityWorker, KeepsTheWindowInOrderWhenTheWallClockIsSetBack)
-{
-    Stability stability;
-    EXPECT_EQ(stability.sample(100, 3), "");
-    EXPECT_EQ(stability.sample(50, 3), "") << "a time from the future is younger than a second";
-    EXPECT_EQ(stability.sample(50.25, 0), "-") << "the oldest is still the first that came";
-    EXPECT_EQ(stability.sample(51.5, 3), "") << "the sample between has been dropped, the first has not";
-    EXPECT_EQ(stability.worker.latestStableTimestamp(), 51.5);
 }
 
 TEST(StabilityWorker, PassesOnEachMissingSampleAndNothingElseChanges)
@@ -262,20 +233,6 @@ TEST(FacingAngleWorker, TellsTheFirstVerdictAndEachChange)
     // The product first: dividing first gives another last digit for this angle.
     EXPECT_EQ(FacingAngle(12).worker.minAngle(), 12 * std::numbers::pi / 180.0);
     EXPECT_NE(12 * std::numbers::pi / 180.0, 12 * (std::numbers::pi / 180.0));
-}
-
-TEST(FacingAngleWorker, PassesOnEachMissingSampleAndKeepsItsVerdict)
-{
-    FacingAngle facing(10);
-    EXPECT_EQ(facing.pitch(1), "+");
-    const Error broken{.localizedDescription = "broken"};
-    for (const MotionHelperWorker::SampleError& error : {MotionHelperWorker::SampleError(broken),
-             MotionHelperWorker::SampleError(), MotionHelperWorker::SampleError(broken)}) {
-        facing.worker.handleDeviceMotion(std::nullopt, error);
-        EXPECT_EQ(facing.take(), "!");
-        EXPECT_EQ(facing.errors.back(), MotionHelperError::frameworkError(error));
-    }
-    EXPECT_EQ(facing.pitch(1), "");
 }
 
 TEST(MotionWorkers, DecideWithoutAListenerAndFallBackToTheMainQueue)

@@ -196,7 +196,7 @@ TEST(AlbumImage, ComesBackStampedWithTheGivenOrientation)
     screen.phone.run();
     ASSERT_EQ(screen.client->samples.size(), 1U);
     const CaptureSampleUpdate& sample = *screen.client->samples.front();
-    EXPECT_TRUE(sample.isAlbum());
+    EXPECT_TRUE(sample.isAlbum() && !sample.isCamera());
     EXPECT_EQ(sample.exifOrientation(), CGImagePropertyOrientation::leftMirrored);
     const PropertyDictionary properties
         = screen.phone.platform().images.makeImageSource(sample.sample())->copyProperties();

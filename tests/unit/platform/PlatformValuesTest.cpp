@@ -118,16 +118,6 @@ TEST(WorkItems, MoveWhatTheyHoldAndDestroyItOnce)
     EXPECT_EQ(counted.use_count(), 1);
 }
 
-TEST(WorkItems, DoNothingWhenTheirSubjectHasGone)
-{
-    auto subject = std::make_shared<int>(0);
-    WorkItem item(whileAlive(std::weak_ptr(subject), [](int& value) { ++value; }));
-    item();
-    EXPECT_EQ(*subject, 1);
-    subject.reset();
-    item();
-}
-
 TEST(PixelBuffers, PadTheirRowsAndTakeAnySize)
 {
     CVPixelBuffer odd(17, 3);
