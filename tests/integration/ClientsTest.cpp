@@ -106,32 +106,6 @@ TEST(Clients, ThatNeverReturnCostTheirOwnFramesOnly)
     EXPECT_EQ(counts.produced, counts.delivered + counts.dropped() + counts.gated);
 }
 
-TEST(Clients, MayCallAnythingAtAnyTime)
-{
-    HostScreen screen(sample());
-    std::mt19937 random(7);
-    for (int number = 0; number < 60; ++number) {
-        switch (random() % 5) {
-        case 0:
-            screen.manager = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::none,
-                screen.host.makeQueue("response"), screen.host.platform());
-            break;
-        case 1:
-            screen.manager->stopCameraSession();
-            break;
-        case 2:
-            screen.manager->pauseCamera();
-            break;
-        case 3:
-            screen.manager->resumeCamera();
-            break;
-        default:
-            EXPECT_TRUE(screen.start());
-        }
-        screen.host.runOnce(std::chrono::milliseconds(random() % 20));
-    }
-}
-
 TEST(Clients, MayLeaveTheHostInTheMiddleOfEverything)
 {
     const ScratchFolder folder;

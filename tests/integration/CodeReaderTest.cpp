@@ -1,7 +1,6 @@
 #include "support/Media.h"
 #include "support/Pictures.h"
 
-#include <host/image/HostImages.h>
 #include <host/metadata/CodeReader.h>
 #include <host/metadata/CodeSearch.h>
 
@@ -60,8 +59,7 @@ LumaPicture plain(int width, int height, std::uint8_t luma = 255)
 
 LumaPicture load(const std::string& file)
 {
-    const auto image = host::HostImages().openImage(imageData(readFile(file)), {});
-    const Pixels pixels = image ? Pixels(**image->decode()) : Pixels();
+    const Pixels pixels = decoded(readFile(file));
     LumaPicture picture = plain(pixels.width, pixels.height);
     std::ranges::transform(pixels.words, picture.pixels.begin(), [](std::uint32_t word) {
         return static_cast<std::uint8_t>(

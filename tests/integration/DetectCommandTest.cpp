@@ -2,8 +2,6 @@
 #include "support/Pictures.h"
 #include "support/Program.h"
 
-#include <host/image/HostImages.h>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -50,11 +48,7 @@ std::string fixture(const std::string& name)
 
 Pixels pixelsOf(const std::string& file)
 {
-    const auto image = host::HostImages().openImage(imageData(readFile(file)), {});
-    if (!image)
-        return {};
-    const auto pixels = image->decode();
-    return pixels ? Pixels(**pixels) : Pixels();
+    return decoded(readFile(file));
 }
 
 /// How an event tells such a code, up to its corners.

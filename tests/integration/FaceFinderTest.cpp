@@ -3,7 +3,6 @@
 #include "support/Media.h"
 #include "support/Pictures.h"
 
-#include <host/image/HostImages.h>
 #include <host/metadata/FaceFinder.h>
 #include <host/metadata/PictureView.h>
 
@@ -26,11 +25,9 @@ LumaPicture plain(int width, int height)
     return {width, height, std::vector<std::uint8_t>(static_cast<std::size_t>(width * height), 128)};
 }
 
-LumaPicture decoded(const std::string& file)
+LumaPicture load(const std::string& file)
 {
-    const auto image = host::HostImages().openImage(
-        imageData(readFile(testData(file))), {.appliesOrientationProperty = true});
-    const Pixels pixels(**image->decode());
+    const Pixels pixels = decoded(readFile(testData(file)), {.appliesOrientationProperty = true});
     LumaPicture picture = plain(pixels.width, pixels.height);
     std::ranges::transform(pixels.words, picture.pixels.begin(),
         [](std::uint32_t word) { return static_cast<std::uint8_t>(word >> 8); }); // green
@@ -40,7 +37,7 @@ LumaPicture decoded(const std::string& file)
 /// One woman who looks into the camera.
 LumaPicture portrait()
 {
-    return decoded("face/astronaut_grey.jpg");
+    return load("face/astronaut_grey.jpg");
 }
 
 /// From her eyebrows to her chin, measured by eye.
@@ -149,8 +146,8 @@ TEST(FaceFinder, NothingIsFoundWhereNoFaceIs)
     paste(covered, plain(90, 100), 130, 55);
     FaceFinder finder;
     for (const LumaPicture& picture :
-        {covered, decoded("image/photograph_odd_exif.jpg"), decoded("image/generated_exif_6.jpg"),
-            plain(640, 480), plain(1, 1), plain(1, 3000), plain(3000, 1), LumaPicture()}) {
+        {covered, load("image/photograph_odd_exif.jpg"), load("image/generated_exif_6.jpg"), plain(640, 480),
+            plain(1, 1), plain(1, 3000), plain(3000, 1), LumaPicture()}) {
         SCOPED_TRACE(std::to_string(picture.width) + " x " + std::to_string(picture.height));
         expectAt(finder.find(picture, 1), {});
         expectAt(finder.search(picture, 0), {});

@@ -80,7 +80,7 @@ TEST(HostLocationGpsd, KeepsTheLastWholeFix)
                 + "{\"class\":\"ATT\",\"heading\":5.5}\r\n");
     });
     Place place(HostLocationSource{.gpsd = GpsdAddress{.host = "localhost", .port = daemon.port()}});
-    ASSERT_TRUE(place.waitUntil([&] { return place.manager->heading() == CLHeading{5.5}; }));
+    ASSERT_TRUE(waitUntil([&] { return place.manager->heading() == CLHeading{5.5}; }));
     EXPECT_EQ(place.manager->location(), (CLLocation{2, -30.5, -12.5, 7.5, 1709208000.25}));
     EXPECT_EQ(place.location->problem(), "");
 }
@@ -100,7 +100,7 @@ TEST(HostLocationGpsd, SaysWhyThereIsNoLocation)
     Place refused(freePort());
     EXPECT_TRUE(refused.waitForProblem(": can't connect to host/port pair"));
     Place unknown(HostLocationSource{.gpsd = GpsdAddress{.host = "no such host", .port = 1}});
-    EXPECT_TRUE(unknown.waitUntil([&] { return !unknown.location->problem().ends_with(": connecting"); }));
+    EXPECT_TRUE(waitUntil([&] { return !unknown.location->problem().ends_with(": connecting"); }));
     EXPECT_TRUE(unknown.location->problem().starts_with("gpsd at no such host:1: "));
     EXPECT_FALSE(unknown.manager->location());
 }
@@ -173,7 +173,7 @@ TEST(HostLocationGpsd, FollowsARealDaemonThatGoesAndComesBack)
     Place place(port);
     EXPECT_TRUE(place.waitForProblem(": can't connect to host/port pair")) << "it is not there yet";
     std::optional<ChildProcess> daemon(std::in_place, daemonArguments(*program, port, first));
-    ASSERT_TRUE(place.waitUntil([&] { return place.manager->location() && place.manager->heading(); }))
+    ASSERT_TRUE(waitUntil([&] { return place.manager->location() && place.manager->heading(); }))
         << place.location->problem();
     const auto fix = place.manager->location().value_or(CLLocation{});
     EXPECT_NEAR(fix.latitude, 10.5, 1e-9);
@@ -187,12 +187,11 @@ TEST(HostLocationGpsd, FollowsARealDaemonThatGoesAndComesBack)
     EXPECT_EQ(place.location->problem(), "");
 
     daemon.reset();
-    EXPECT_TRUE(place.waitUntil([&] { return !place.location->problem().empty(); })) << "it went";
+    EXPECT_TRUE(waitUntil([&] { return !place.location->problem().empty(); })) << "it went";
     EXPECT_NEAR(place.manager->location().value_or(CLLocation{}).latitude, 10.5, 1e-9)
         << "still the last known";
     daemon.emplace(daemonArguments(*program, port, second));
-    EXPECT_TRUE(
-        place.waitUntil([&] { return place.manager->location().value_or(CLLocation{}).latitude > 11; }));
+    EXPECT_TRUE(waitUntil([&] { return place.manager->location().value_or(CLLocation{}).latitude > 11; }));
     EXPECT_EQ(place.location->problem(), "");
 }
 

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <random>
 #include <span>
@@ -31,14 +30,6 @@ constexpr CIImageOptions turned{.appliesOrientationProperty = true};
 std::shared_ptr<const EncodedImage> open(const std::string& file, const CIImageOptions& options = asStored)
 {
     return host::HostImages().openImage(imageData(file), options);
-}
-
-/// Without pixels when the file does not open or decode.
-Pixels decoded(const std::string& file, const CIImageOptions& options = asStored)
-{
-    const auto image = open(file, options);
-    const auto result = image ? image->decode() : std::unexpected(Error{"did not open"});
-    return result ? Pixels(**result) : Pixels();
 }
 
 CGSize sizeOf(const Pixels& picture)
@@ -372,18 +363,6 @@ TEST(PngRepresentation, OfTheSimulatedPhoneIsARealFile)
     const auto rows = host::inflate(std::span(*file).subspan(data, text.find("IEND") - 8 - data), 1 << 20);
     ASSERT_TRUE(rows) << "its sum is checked, too";
     EXPECT_EQ(rows->size(), (190U * 3 + 1) * 130);
-}
-
-TEST(PngRepresentation, OtherProgramsReadIt)
-{
-    const ScratchFolder folder;
-    const Pixels picture = slopes(67, 41);
-    writeFile(folder.file("picture.png"), pngFile(picture));
-    ASSERT_TRUE(
-        makeVideo("-i '" + folder.file("picture.png") + "' -f rawvideo -pix_fmt bgra", folder.file("raw")));
-    const std::string raw = readFile(folder.file("raw"));
-    ASSERT_EQ(raw.size(), picture.words.size() * 4);
-    EXPECT_EQ(std::memcmp(raw.data(), picture.words.data(), raw.size()), 0);
 }
 
 TEST(PngRepresentation, IsAbsentWithoutPixels)

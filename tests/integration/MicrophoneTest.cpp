@@ -18,9 +18,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <functional>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 namespace tamsel::tests {
@@ -34,18 +32,6 @@ namespace {
 double secondsOf(nanoseconds time)
 {
     return std::chrono::duration<double>(time).count();
-}
-
-/// False after a time that no test should take.
-bool waitUntil(const std::function<bool()>& condition)
-{
-    const auto end = std::chrono::steady_clock::now() + 60s;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
 }
 
 /// Keeps what it hears.

@@ -1,14 +1,14 @@
 #pragma once
 
+#include "support/Media.h"
+
 #include <host/location/HostLocation.h>
 #include <host/location/HostLocationSource.h>
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace tamsel::tests {
@@ -39,18 +39,6 @@ struct Place {
     {
     }
 
-    /// False after 20 seconds.
-    static bool waitUntil(const std::function<bool()>& condition)
-    {
-        using namespace std::chrono_literals;
-        const auto end = std::chrono::steady_clock::now() + 20s;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
-            std::this_thread::sleep_for(2ms);
-        }
-        return true;
-    }
     bool waitForProblem(const std::string& end)
     {
         return waitUntil([&] { return location->problem().ends_with(end); });

@@ -1,11 +1,13 @@
 #include "support/Media.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 namespace tamsel::tests {
 
@@ -54,6 +56,17 @@ CommandResult runCommand(const std::string& command)
 bool makeVideo(const std::string& arguments, const std::string& file)
 {
     return runCommand("timeout 120 ffmpeg -v error -y " + arguments + " '" + file + "' 2>&1").status == 0;
+}
+
+bool waitUntil(const std::function<bool()>& condition)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
 }
 
 std::string readFile(const std::string& file)

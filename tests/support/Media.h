@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -38,6 +39,9 @@ struct CommandResult {
 
 /// A video made by the ffmpeg command from its test sources.
 [[nodiscard]] bool makeVideo(const std::string& arguments, const std::string& file);
+
+/// False after a time that no test should take.
+[[nodiscard]] bool waitUntil(const std::function<bool()>& condition);
 
 [[nodiscard]] std::string readFile(const std::string& file);
 void writeFile(const std::string& file, const std::string& content);

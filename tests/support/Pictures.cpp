@@ -361,4 +361,11 @@ ImageData imageData(const std::string& file)
     return std::make_shared<const std::vector<std::byte>>(bytes, bytes + file.size());
 }
 
+Pixels decoded(const std::string& file, const CIImageOptions& options)
+{
+    const auto image = host::HostImages().openImage(imageData(file), options);
+    const auto pixels = image ? image->decode() : std::unexpected(Error{});
+    return pixels ? Pixels(**pixels) : Pixels();
+}
+
 } // namespace tamsel::tests

@@ -70,5 +70,7 @@ struct RawPng {
 [[nodiscard]] std::string flatJpegFile(int width, int height, const std::vector<std::uint8_t>& channels);
 
 [[nodiscard]] platform::ImageData imageData(const std::string& file);
+/// As it is stored, unless the options say otherwise; without pixels when the file does not open or decode.
+[[nodiscard]] Pixels decoded(const std::string& file, const platform::CIImageOptions& options = {});
 
 } // namespace tamsel::tests
