@@ -4,7 +4,7 @@
 #include "JsonLine.h"
 #include "SessionErrors.h"
 
-#include <host/movie/MovieFacts.h>
+#include <host/recording/MovieFacts.h>
 #include <host/recording/repairMovie.h>
 
 #include <array>

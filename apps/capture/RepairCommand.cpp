@@ -2,7 +2,7 @@
 
 #include "JsonLine.h"
 
-#include <host/movie/MovieFacts.h>
+#include <host/recording/MovieFacts.h>
 #include <host/recording/repairMovie.h>
 
 #include <array>

@@ -5,7 +5,7 @@
 #include <median.h>
 
 #include <host/Host.h>
-#include <host/movie/MovieFacts.h>
+#include <host/recording/MovieFacts.h>
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/platform/RunLoop.h>
 

@@ -2,9 +2,9 @@
 #include "support/Media.h"
 #include "support/MovieProbe.h"
 
-#include <host/movie/MovieFacts.h>
-#include <host/movie/MovieReader.h>
+#include <host/ffmpeg/VideoReader.h>
 #include <host/recording/HostMovieWriter.h>
+#include <host/recording/MovieFacts.h>
 #include <host/recording/repairMovie.h>
 
 #include <gtest/gtest.h>
@@ -53,9 +53,9 @@ template <typename Value> std::string errorOf(const std::expected<Value, platfor
 /// How many frames this project's reader decodes.
 std::size_t decodedFrames(const std::string& file)
 {
-    const auto reader = host::MovieReader::open(file, {});
+    const auto reader = host::VideoReader::open(file, {});
     std::size_t count = 0;
-    while (reader && (*reader)->next() == host::MovieReader::Step::frame)
+    while (reader && (*reader)->next() == host::VideoReader::Step::frame)
         ++count;
     return count;
 }

@@ -1,7 +1,7 @@
 #include <host/recording/MovieFile.h>
 
 #include <host/ffmpeg/failure.h>
-#include <host/movie/MovieContainer.h>
+#include <host/ffmpeg/prepareLibraries.h>
 
 #include <array>
 #include <chrono>
@@ -45,7 +45,7 @@ MovieFile::MovieFile(MoviePart part) : part_(std::move(part)) { }
 
 std::expected<std::unique_ptr<MovieFile>, Error> MovieFile::create(const std::filesystem::path& path)
 {
-    prepareMovieLibraries();
+    prepareLibraries();
     auto part = MoviePart::create(path);
     if (!part)
         return std::unexpected(std::move(part.error()));

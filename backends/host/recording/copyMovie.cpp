@@ -2,8 +2,8 @@
 
 #include <host/ffmpeg/failure.h>
 #include <host/ffmpeg/owners.h>
+#include <host/ffmpeg/prepareLibraries.h>
 #include <host/image/PictureFormats.h>
-#include <host/movie/MovieContainer.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -36,7 +36,7 @@ constexpr std::int64_t indexPerPacket = 44;
 
 std::expected<OpenMovie, Error> openPart(const MovieCopy& copy)
 {
-    prepareMovieLibraries();
+    prepareLibraries();
     AVFormatContext* opened = nullptr;
     Dictionary options;
     options.set("advanced_editlist", std::int64_t{0}); // all packets, with their times

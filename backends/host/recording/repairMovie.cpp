@@ -1,8 +1,8 @@
 #include <host/recording/repairMovie.h>
 
+#include <host/ffmpeg/VideoReader.h>
 #include <host/ffmpeg/failure.h>
-#include <host/movie/MovieFacts.h>
-#include <host/movie/MovieReader.h>
+#include <host/recording/MovieFacts.h>
 #include <host/recording/MoviePart.h>
 
 #include <cerrno>
@@ -24,12 +24,12 @@ bool isThere(const std::filesystem::path& file)
 /// Decodes the first picture and the last ones.
 std::expected<void, Error> checkMovie(const std::filesystem::path& movie)
 {
-    auto reader = MovieReader::openContainer(movie.string(), {}, MovieFormats::recordings);
+    auto reader = VideoReader::openContainer(movie.string(), {}, MediaFormats::assets);
     if (!reader)
         return std::unexpected(std::move(reader.error()));
     if (auto started = (*reader)->startDecoding(); !started)
         return started;
-    using enum MovieReader::Step;
+    using enum VideoReader::Step;
     if ((*reader)->next() != frame || !(*reader)->skipToLastWhole() || (*reader)->next() != frame)
         return failure(movie.string(), "does not play; what it was made from has been kept");
     return {};

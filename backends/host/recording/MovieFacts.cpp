@@ -1,14 +1,14 @@
-#include <host/movie/MovieFacts.h>
+#include <host/recording/MovieFacts.h>
 
+#include <host/ffmpeg/MediaContainer.h>
 #include <host/ffmpeg/failure.h>
 #include <host/ffmpeg/owners.h>
-#include <host/movie/MovieContainer.h>
 
 namespace tamsel::host {
 
 std::expected<MovieFacts, platform::Error> readMovieFacts(const std::string& file)
 {
-    const auto movie = openMovie(file, MovieFormats::recordings, {});
+    const auto movie = openMedia(file, MediaFormats::assets, {});
     if (!movie)
         return std::unexpected(movie.error());
     AVFormatContext* format = movie->get();

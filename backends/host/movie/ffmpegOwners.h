@@ -1,4 +1,0 @@
-#pragma once
-
-#include <host/ffmpeg/DecodedPicture.h>
-#include <host/ffmpeg/owners.h>
