@@ -117,13 +117,13 @@ struct Host::Parts {
                 .events = dispatch,
                 .clock = clock,
                 .writers = movies,
-                .tell = [this](const Error& error) { recordingProblem.set(error.localizedDescription); }},
+                .report = [this](const Error& error) { recordingProblem.set(error.localizedDescription); }},
             .cameras = std::move(drivers),
             .authorization = [this](AVMediaType type) { return authorization(type); },
             .microphone = makeMicrophone(),
             .metadata = {.detector = std::make_shared<HostDetector>(HostDetector::Effort::live),
                 .queue = [this] { return detectionQueue(); },
-                .tell = [this](const Error& error) { lines.writeLine(error.localizedDescription); }},
+                .report = [this](const Error& error) { lines.writeLine(error.localizedDescription); }},
             .bufferCount = configuration.bufferCount,
         };
     }

@@ -79,7 +79,7 @@ struct Phone::Parts {
                 .events = scheduler,
                 .clock = scheduler,
                 .writers = movieWriters ? *movieWriters : movies,
-                .tell =
+                .report =
                     [this](const Error& error) {
                         recordingProblem = error.localizedDescription;
                         journal.write(scheduler.monotonic(), "recording " + error.localizedDescription);
@@ -90,7 +90,7 @@ struct Phone::Parts {
             .microphone = microphone,
             .metadata = {.detector = given.metadataDetector ? std::move(given.metadataDetector) : detector,
                 .queue = [this] { return scheduler.makeSerialQueue("detection"); },
-                .tell =
+                .report =
                     [this](const Error& error) {
                         journal.write(scheduler.monotonic(), "detector " + error.localizedDescription);
                     }},

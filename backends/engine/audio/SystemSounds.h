@@ -10,7 +10,7 @@
 
 namespace tamsel::engine {
 
-/// What a back end makes sounds with. Thread-safe; no call waits for a sound to end.
+/// Plays the sounds of a back end. Thread-safe; no call waits for a sound to end.
 class SoundDriver {
 public:
     virtual ~SoundDriver() = default;
@@ -38,7 +38,7 @@ public:
         driver_->stop(id);
     }
 
-    /// Makes the call, in an item of the queue, and returns whether it disposed of the shutter.
+    /// Makes the call, within an item of the queue. Returns whether it disposed of the shutter sound.
     template <typename Call>
     [[nodiscard]] bool disposesShutter(const platform::DispatchQueue& queue, Call call)
     {
@@ -52,11 +52,10 @@ public:
         std::erase(questions_, &question);
         return question.isDisposed;
     }
-    /// As the shutter opens.
     void playShutter() { driver_->play(shutter); }
 
 private:
-    /// Of one still, to its delegate.
+    /// Whether a call on the queue disposes of the shutter sound.
     struct Question {
         const platform::DispatchQueue& queue;
         bool isDisposed = false;

@@ -11,24 +11,24 @@
 
 namespace tamsel::engine {
 
-/// The application as the engine sees it: in front or in the background, and which way up its interface is.
-/// Changes are told through the notification centre, on the main queue. Thread-safe.
+/// Whether the application is in the foreground, and the orientation of its interface. Changes are posted to the
+/// notification centre, on the main queue. Thread-safe.
 class ApplicationState final : public platform::UIApplication {
 public:
     ApplicationState(
         std::shared_ptr<platform::DispatchQueue> mainQueue, platform::NotificationCenter& center);
 
     [[nodiscard]] platform::UIInterfaceOrientation statusBarOrientation() const override;
-    /// Tells it when it changes.
+    /// Posts a notification when it changes.
     void setStatusBarOrientation(platform::UIInterfaceOrientation orientation);
 
     [[nodiscard]] bool isInBackground() const;
-    /// Tells it once; does nothing in the background.
+    /// Posts a notification; does nothing in the background.
     void enterBackground();
-    /// Tells it once, then those who wait; does nothing in front.
+    /// Posts a notification, then calls those who wait; does nothing in the foreground.
     void enterForeground();
 
-    /// Calls back, on the main queue, each time the application has returned to the front. The owner is held weakly.
+    /// Calls back, on the main queue, each time the application has returned to the foreground. The owner is held weakly.
     void whenForeground(std::weak_ptr<void> owner, std::function<void()> callback);
 
 private:

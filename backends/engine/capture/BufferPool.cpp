@@ -37,7 +37,7 @@ void BlockStore::giveBack(void* block, std::size_t size)
     free_.push_back({block, size});
 }
 
-/// The buffers that nobody holds. Kept alive by every buffer that is out.
+/// The buffers that are not in use. Kept alive by every buffer in use.
 struct BufferPool::Shelf {
     explicit Shelf(std::size_t capacity) : count(capacity) { free.reserve(capacity); }
 
@@ -63,14 +63,14 @@ std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_
         const MutexLock lock(shelf_->guard);
         auto& free = shelf_->free;
         const auto fits = [&](const auto& one) { return one->width() == width && one->height() == height; };
-        // The one that came back last: it is the likeliest to be in a cache, and what is never needed stays unmade.
+        // The one that returned last: it is most likely in a cache, and no more buffers are made than needed.
         if (const auto found = std::ranges::find_if(free.rbegin(), free.rend(), fits); found != free.rend()) {
             buffer = std::move(*found);
             free.erase(std::next(found).base());
         } else if (shelf_->made < shelf_->count) {
             ++shelf_->made;
         } else if (!free.empty()) {
-            free.pop_back(); // of another size: its place is used for a new one
+            free.pop_back(); // of another size: replaced by a new one
         } else {
             return nullptr;
         }

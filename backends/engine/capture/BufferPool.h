@@ -10,7 +10,7 @@
 
 namespace tamsel::engine {
 
-/// Memory blocks that are used again and again, so that handing out a shared pointer allocates nothing in steady state.
+/// Memory blocks that are used again, so that a shared pointer needs no allocation in steady state. Thread-safe.
 class BlockStore {
 public:
     BlockStore() = default;
@@ -18,7 +18,7 @@ public:
     BlockStore(const BlockStore&) = delete;
     BlockStore& operator=(const BlockStore&) = delete;
 
-    /// A block of exactly this size: one that was given back, or a new one.
+    /// A block of exactly this size: a returned one, or a new one.
     [[nodiscard]] void* take(std::size_t size);
     /// The same size as it was taken with.
     void giveBack(void* block, std::size_t size);
@@ -58,14 +58,14 @@ private:
     std::shared_ptr<BlockStore> store_;
 };
 
-/// A fixed number of pixel buffers. A buffer comes back when its last holder lets go, wherever and whenever that is:
-/// what is kept outlives the pool. Thread-safe.
+/// A fixed number of pixel buffers. A buffer returns when its last reference is released, on any thread; a buffer that
+/// somebody keeps outlives the pool. Thread-safe.
 class BufferPool {
 public:
-    /// At least one. A buffer is made when it is first needed.
+    /// At least two. A buffer is made when it is first needed.
     explicit BufferPool(std::size_t count);
 
-    /// Absent when all buffers are held.
+    /// Absent when all buffers are in use.
     [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquire(std::size_t width, std::size_t height);
 
     /// A sample around the buffer; allocates nothing in steady state.

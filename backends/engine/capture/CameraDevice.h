@@ -11,21 +11,21 @@
 
 namespace tamsel::engine {
 
-/// Somebody who can hold a device, told when another takes it over.
+/// Holds a device.
 class DeviceHolder {
 public:
     virtual ~DeviceHolder() = default;
 
-    /// Called while the device is locked: to note it, not to call back.
+    /// Another holder takes the device over. Called while the device is locked, so it must not call the device.
     virtual void deviceWasTaken() = 0;
 };
 
-/// A camera of this machine: its facts, and who in this process holds it. Thread-safe.
+/// A camera of this machine: its description, and who in this process holds it. Thread-safe.
 class CameraDevice final : public platform::AVCaptureDevice {
 public:
-    /// The right of one holder. It lapses when another takes the device over; calls with a lapsed claim do nothing.
+    /// The right of one holder. It lapses when another takes the device over; calls with a lapsed claim have no effect.
     using Claim = std::uint64_t;
-    /// What nobody has.
+    /// The claim that nobody has.
     static constexpr Claim noClaim = 0;
 
     CameraDevice(std::shared_ptr<CameraDriver> driver, std::shared_ptr<CaptureHook> hook,
@@ -68,11 +68,11 @@ public:
 
     // The following may take as long as the device needs.
 
-    /// Takes the device when nobody in this process has it; the holder's old claim when it has it already. Without a
-    /// value when somebody else here has it, an error when the device cannot be had.
+    /// Takes the device when nobody in this process has it; the present claim when this holder has it. Absent when another
+    /// holder has it, an error when it cannot be opened.
     [[nodiscard]] std::expected<std::optional<Claim>, platform::Error> claimIfFree(
         const std::shared_ptr<DeviceHolder>& holder);
-    /// Takes the device, from whoever in this process has it.
+    /// Takes the device, also from another holder.
     [[nodiscard]] std::expected<Claim, platform::Error> claim(const std::shared_ptr<DeviceHolder>& holder);
     /// Fills the sink, for the holder of the claim; an error when it has lapsed or the device does not start.
     [[nodiscard]] std::expected<void, platform::Error> start(

@@ -11,29 +11,29 @@
 
 namespace tamsel::engine {
 
-/// What is fixed about a camera.
+/// The fixed properties of a camera.
 struct CameraDescription {
     std::string uniqueID;
     std::string name;
     platform::AVCaptureDeviceType type = platform::AVCaptureDeviceType::builtInWideAngleCamera;
     platform::AVCaptureDevicePosition position = platform::AVCaptureDevicePosition::back;
-    /// Of the active format; absent when the device cannot tell before it runs.
+    /// Of the active format; absent when it is not known before the device runs.
     std::optional<platform::CGSize> presentationDimensions;
     float videoFieldOfView = 60; ///< degrees
     int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
     double minZoomFactor = 1;
     double maxZoomFactor = 1;
-    /// What a still can ask for; a camera without a flash offers `off` alone.
+    /// The modes that a still can ask for; a camera without a flash has `off` only.
     std::vector<platform::AVCaptureFlashMode> flashModes{platform::AVCaptureFlashMode::off};
     bool hasTorch = false;
-    /// The way up of the stored pixels: a connection of this orientation passes them unturned.
+    /// How the sensor is mounted: a connection of this orientation delivers the stored pixels unturned.
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     /// Absent when the input does not know it.
     std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix;
 };
 
-/// A frame in a driver's own form, before it became pixels: for a movie writer of the same back end, which then need not go
-/// back from pixels, with a loss each time.
+/// A frame in a driver's own format, before the conversion to pixels. A movie writer of the same back end can encode it
+/// without converting back, which would lose quality.
 class NativePicture {
 public:
     virtual ~NativePicture() = default;
@@ -48,14 +48,14 @@ struct CapturedFrame {
     std::shared_ptr<const NativePicture> nativePicture = nullptr;
 };
 
-/// Where a driver puts its frames. One sink serves one start; once the session has let go of it every call is
-/// ignored, so a driver need not wait for its device when it is stopped. Thread-safe, but frames come from one
-/// thread at a time and in order; the next buffer may be acquired meanwhile.
+/// Receives a driver's frames. A sink serves one start; after the end of the stream every call is ignored, so a driver need
+/// not wait for its device when it is stopped. Thread-safe, but frames come from one thread at a time and in order; the next
+/// buffer may be acquired meanwhile.
 class FrameSink {
 public:
     virtual ~FrameSink() = default;
 
-    /// A free buffer of the session's pool; absent when all are held: the driver then calls `drop(noBuffer)`.
+    /// A free buffer of the session's pool; absent when all are in use: the driver then calls `drop(noBuffer)`.
     [[nodiscard]] virtual std::shared_ptr<platform::CVPixelBuffer> acquireBuffer(
         std::size_t width, std::size_t height)
         = 0;
@@ -69,10 +69,10 @@ public:
     /// The next frame. Must be the caller's last act: what follows may run on the same thread.
     virtual void deliver(CapturedFrame frame) = 0;
 
-    /// The device produced a frame that went nowhere.
+    /// The device produced a frame that could not be delivered.
     virtual void drop(platform::DropCause cause) = 0;
 
-    /// The device is gone: the session stops and one drop is told.
+    /// The device is gone: the session stops and one drop is reported.
     virtual void lose(const platform::Error& reason) = 0;
 };
 
@@ -84,12 +84,12 @@ public:
     /// Thread-safe.
     [[nodiscard]] virtual CameraDescription description() const = 0;
 
-    /// False for a device that is not there, or no longer. Thread-safe.
+    /// False for a device that is not connected, or not any more. Thread-safe.
     [[nodiscard]] virtual bool isPresent() const = 0;
 
-    /// Takes the device for this process; fails when another process holds it or it is not there.
+    /// Opens the device; fails when another process holds it or it is not connected.
     [[nodiscard]] virtual std::expected<void, platform::Error> open() = 0;
-    /// Gives it back. Does nothing when it is not open.
+    /// Does nothing when it is not open.
     virtual void close() = 0;
 
     /// Begins to fill the sink. An open device only; may take as long as the device needs to start.
@@ -101,7 +101,7 @@ public:
 
     /// Applies a factor within the description's range.
     virtual void setZoomFactor(double factor) = 0;
-    /// Switches the torch that the description promises.
+    /// For a camera whose description has a torch.
     virtual void setTorchMode(platform::AVCaptureTorchMode /*mode*/) { }
 };
 

@@ -14,14 +14,14 @@
 #include <tamsel/platform/Dispatch.h>
 #include <vector>
 
-/// How a phone behaves, whatever its samples come from; and the interfaces that drivers implement.
+/// How a phone behaves, whatever the source of its samples; and the interfaces that drivers implement.
 namespace tamsel::engine {
 
 class ApplicationState;
 struct CaptureContext;
 
-/// What the engine's capture services stand on. All references must outlive the services and everything made by them,
-/// except sessions and buffers that are only kept, no longer used.
+/// What the engine's capture services need. All references must outlive the services and everything made by them, except
+/// sessions and buffers that are kept but not used any more.
 struct CaptureConfiguration {
     platform::Dispatch& dispatch;
     ApplicationState& application;
@@ -29,7 +29,7 @@ struct CaptureConfiguration {
     MovieServices movies;
     /// Every camera of this machine; several may share a position, the first of a type and position is the default.
     std::vector<std::shared_ptr<CameraDriver>> cameras;
-    /// Asked at each question.
+    /// Called for each question.
     std::function<platform::AVAuthorizationStatus(platform::AVMediaType)> authorization;
     /// Absent when there is none.
     std::shared_ptr<MicrophoneDriver> microphone = nullptr;
@@ -41,8 +41,8 @@ struct CaptureConfiguration {
         = [] { return std::make_unique<ThreadOperationLock>(); };
 };
 
-/// The capture services of a phone on top of camera drivers: which devices there are, and sessions that join them to
-/// outputs. The same for every back end.
+/// The capture services of a phone on top of camera drivers: the devices, and sessions that connect them to outputs. The
+/// same for every back end. Thread-safe.
 class Capture final : public platform::CaptureServices {
 public:
     /// Opens no device.
@@ -64,7 +64,7 @@ public:
     [[nodiscard]] std::shared_ptr<platform::AVCaptureVideoPreviewLayer> makePreviewLayer(
         const std::shared_ptr<platform::AVCaptureSession>& session) override;
 
-    /// The cameras that are there now, in the order of the configuration.
+    /// The cameras that are present now, in the order of the configuration.
     [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;
 
 private:

@@ -2,7 +2,6 @@
 
 #include <engine/capture/ApplicationState.h>
 #include <engine/capture/CaptureContext.h>
-#include <engine/capture/SessionRun.h>
 
 #include <utility>
 
@@ -79,11 +78,6 @@ void CaptureSession::removeInput(const std::shared_ptr<AVCaptureInput>& input)
         run_->release(*camera);
 }
 
-std::vector<std::shared_ptr<AVCaptureInput>> CaptureSession::inputs() const
-{
-    return graph_.inputs();
-}
-
 bool CaptureSession::canAddOutput(const std::shared_ptr<AVCaptureOutput>& output)
 {
     return context_->hook().permits(CaptureCall::canAddOutput, SessionGraph::describe(output))
@@ -102,11 +96,6 @@ void CaptureSession::removeOutput(const std::shared_ptr<AVCaptureOutput>& output
     graph_.remove(output);
 }
 
-std::vector<std::shared_ptr<AVCaptureOutput>> CaptureSession::outputs() const
-{
-    return graph_.outputs();
-}
-
 void CaptureSession::startRunning()
 {
     if (context_->hook().permits(CaptureCall::startRunning, {}))
@@ -117,21 +106,6 @@ void CaptureSession::stopRunning()
 {
     context_->hook().called(CaptureCall::stopRunning, {});
     run_->stop();
-}
-
-bool CaptureSession::isRunning() const
-{
-    return run_->isRunning();
-}
-
-std::shared_ptr<const FrameLedger> CaptureSession::frameLedger() const
-{
-    return run_->frameLedger();
-}
-
-std::shared_ptr<AVCaptureConnection> CaptureSession::previewConnection() const
-{
-    return graph_.previewConnection();
 }
 
 } // namespace tamsel::engine

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <engine/capture/SessionGraph.h>
+#include <engine/capture/SessionRun.h>
 
 #include <tamsel/platform/AVCaptureSession.h>
 
@@ -8,8 +9,6 @@
 #include <vector>
 
 namespace tamsel::engine {
-
-class SessionRun;
 
 /// A capture session as a phone has it. Questions and settings never wait; `canAddInput`, `addInput`, `removeInput`,
 /// `startRunning`, `stopRunning` and a commit that starts may take as long as the device needs.
@@ -26,18 +25,30 @@ public:
     [[nodiscard]] bool canAddInput(const std::shared_ptr<platform::AVCaptureInput>& input) override;
     void addInput(std::shared_ptr<platform::AVCaptureInput> input) override;
     void removeInput(const std::shared_ptr<platform::AVCaptureInput>& input) override;
-    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureInput>> inputs() const override;
+    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureInput>> inputs() const override
+    {
+        return graph_.inputs();
+    }
     [[nodiscard]] bool canAddOutput(const std::shared_ptr<platform::AVCaptureOutput>& output) override;
     void addOutput(std::shared_ptr<platform::AVCaptureOutput> output) override;
     void removeOutput(const std::shared_ptr<platform::AVCaptureOutput>& output) override;
-    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureOutput>> outputs() const override;
+    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureOutput>> outputs() const override
+    {
+        return graph_.outputs();
+    }
     void startRunning() override;
     void stopRunning() override;
-    [[nodiscard]] bool isRunning() const override;
-    [[nodiscard]] std::shared_ptr<const platform::FrameLedger> frameLedger() const override;
+    [[nodiscard]] bool isRunning() const override { return run_->isRunning(); }
+    [[nodiscard]] std::shared_ptr<const platform::FrameLedger> frameLedger() const override
+    {
+        return run_->frameLedger();
+    }
 
     /// Absent while the session has no camera.
-    [[nodiscard]] std::shared_ptr<platform::AVCaptureConnection> previewConnection() const;
+    [[nodiscard]] std::shared_ptr<platform::AVCaptureConnection> previewConnection() const
+    {
+        return graph_.previewConnection();
+    }
 
 private:
     const std::shared_ptr<CaptureContext> context_;

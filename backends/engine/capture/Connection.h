@@ -11,7 +11,7 @@
 
 namespace tamsel::engine {
 
-/// A connection is three settings that the frame's way reads, and the camera at its beginning.
+/// The settings of a connection, and its camera. Thread-safe.
 class Connection final : public platform::AVCaptureConnection {
 public:
     Connection(std::shared_ptr<CaptureHook> hook, std::weak_ptr<CameraDevice> camera)
@@ -43,7 +43,7 @@ public:
 
 private:
     const std::shared_ptr<CaptureHook> hook_;
-    const std::weak_ptr<CameraDevice> camera_; ///< its driver holds the stream, and that the outputs
+    const std::weak_ptr<CameraDevice> camera_; ///< weak: its driver holds the stream, which holds the outputs
     std::atomic<bool> isEnabled_ = true;
     std::atomic<bool> adjustsMirroring_ = true;
     std::atomic<platform::AVCaptureVideoOrientation> orientation_

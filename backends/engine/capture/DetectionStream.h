@@ -7,24 +7,24 @@
 
 namespace tamsel::engine {
 
-/// Looks at the frames of one start, one at a time: the frame that comes when the look before is over is taken on the
-/// driver's thread and looked at on the detection queue; those in between are passed over. A batch goes out when something
-/// was found, and one empty batch when it is gone again; at most one waits for the delegate. A look that fails says nothing.
-/// What is under way still arrives when the device is lost; once closed, nothing does.
+/// Detects in the frames of one start, one frame at a time: it is copied on the driver's thread and searched on the detection
+/// queue; frames that come meanwhile are skipped. A batch is delivered when something was found, and one empty batch when
+/// nothing is found any more; at most one waits for the delegate. A detection that fails delivers nothing. Batches on their
+/// way are still delivered when the device is lost, but not after `close`.
 class DetectionStream final : public std::enable_shared_from_this<DetectionStream> {
 public:
     DetectionStream(std::shared_ptr<MetadataOutput> output, MetadataServices services,
         std::shared_ptr<platform::DispatchQueue> queue, std::unique_ptr<MetadataDetection> detection);
 
-    /// True when a frame that comes now would be looked at.
+    /// Whether a frame would be searched now.
     [[nodiscard]] bool wantsFrame() const { return !isBusy_ && !output_->receiver().delegate.expired(); }
-    /// A frame of the session, before it is turned and before anybody else has it; on the driver's thread.
+    /// A frame as the sensor stores it, before it is delivered; on the driver's thread.
     void offer(const MetadataDetection::Frame& frame)
     {
         if (wantsFrame())
             take(frame);
     }
-    /// Lets nothing pass any more.
+    /// Delivers nothing from now on.
     void close() { isClosed_ = true; }
 
 private:
@@ -36,10 +36,10 @@ private:
     const MetadataServices services_;
     const std::shared_ptr<platform::DispatchQueue> queue_;
     std::atomic<bool> isClosed_ = false;
-    /// From the taking of a frame until its batch reaches the delegate. Whoever clears it hands `detection_` over.
+    /// From the copy of a frame until its batch reaches the delegate; it says which thread may use `detection_`.
     std::atomic<bool> isBusy_ = false;
     const std::unique_ptr<MetadataDetection> detection_;
-    bool hasFound_ = false; ///< in the look before; on the detection queue only
+    bool hasFound_ = false; ///< in the frame before; on the detection queue only
 };
 
 } // namespace tamsel::engine

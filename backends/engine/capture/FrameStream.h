@@ -20,11 +20,11 @@ namespace tamsel::engine {
 /// Numbers the frames of a session, over all its starts. Thread-safe.
 class FrameCounter {
 public:
-    /// The timing of the next frame: one later in everything than the frame before. `isFirst` says that a source has
-    /// begun anew, so that its own time may have fallen back and is moved on from there.
+    /// The timing of the next frame: number and times are greater than those of the frame before. `isFirst` marks the first
+    /// frame of a start, whose media time may be earlier than the last; it is then shifted, with those that follow.
     [[nodiscard]] platform::FrameTiming next(
         platform::CMTime mediaTime, std::chrono::nanoseconds captureTime, bool isFirst);
-    /// The number of a frame that was produced and went nowhere.
+    /// Uses up the number of a frame that could not be delivered.
     void skip();
 
     [[nodiscard]] const std::shared_ptr<platform::FrameLedger>& ledger() const { return ledger_; }
@@ -38,11 +38,11 @@ private:
     std::int64_t mediaOffset_ TAMSEL_GUARDED_BY(guard_) = 0;
 };
 
-/// The way of one start's frames, from the driver to the video data output. When the device is lost it takes no further
-/// frames, and those on their way arrive; once closed it lets nothing pass any more.
+/// Takes the frames of one start from the driver to the outputs. When the device is lost it takes no more frames, and those
+/// on their way are still delivered; after `close` nothing is delivered.
 class FrameStream final : public FrameSink, public std::enable_shared_from_this<FrameStream> {
 public:
-    /// What the frames of one start pass.
+    /// What the frames of one start need.
     struct Parts {
         std::shared_ptr<FrameCounter> counter;
         std::shared_ptr<BufferPool> pool;
@@ -85,14 +85,14 @@ private:
     const Parts parts_;
     std::atomic<State> state_ = State::open;
 
-    // Of the driver's thread.
+    // On the driver's thread.
     bool isFirst_ = true;
     int matrixTurns_ = 0;
     std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix_;
 
     /// A driver may acquire the next buffer while another thread delivers the one before.
     Mutex spareGuard_;
-    /// For stills, recordings and detection while clients hold all buffers of the pool.
+    /// For stills, recordings and detection while all buffers of the pool are in use.
     std::shared_ptr<platform::CVPixelBuffer> spare_ TAMSEL_GUARDED_BY(spareGuard_);
 };
 

@@ -12,12 +12,12 @@ namespace tamsel::engine {
 
 class DetectionStream;
 
-/// Detects codes and faces in the session's frames, for as long as it is in the session and its delegate is there. What is
-/// looked for is settled when the session starts. Thread-safe.
+/// Detects codes and faces in the session's frames, while it is in the session and its delegate exists. The types are fixed
+/// when the session starts. Thread-safe.
 class MetadataOutput final : public Output<platform::AVCaptureMetadataOutput>,
                              public std::enable_shared_from_this<MetadataOutput> {
 public:
-    /// Who is told, and where.
+    /// The delegate and its queue.
     struct Receiver {
         std::weak_ptr<platform::AVCaptureMetadataOutputObjectsDelegate> delegate;
         std::shared_ptr<platform::DispatchQueue> queue;
@@ -33,10 +33,10 @@ public:
     void setMetadataObjectsDelegate(std::weak_ptr<platform::AVCaptureMetadataOutputObjectsDelegate> delegate,
         std::shared_ptr<platform::DispatchQueue> queue) override;
 
-    /// For the session that starts. Absent when nothing of what is asked for can be detected.
+    /// For the session that starts. Absent when none of the requested types can be detected.
     [[nodiscard]] std::shared_ptr<DetectionStream> beginStream();
 
-    /// Who is to be told; nobody while the output is in no session.
+    /// Absent while the output is in no session.
     [[nodiscard]] Receiver receiver() const;
 
 private:
@@ -44,7 +44,7 @@ private:
 
     const MetadataServices services_;
     const std::shared_ptr<CaptureHook> hook_;
-    /// Of the output, not of a start: so what an earlier start still looks at comes before the frames of the next.
+    /// Of the output, not of a start, so that a detection of an earlier start ends before those of the next begin.
     const std::shared_ptr<platform::DispatchQueue> queue_;
 
     mutable Mutex guard_;

@@ -12,25 +12,25 @@
 
 namespace tamsel::engine {
 
-/// What metadata outputs stand on; all of it outlives their last call.
+/// What metadata outputs need; all of it must outlive their last call.
 struct MetadataServices {
     /// Absent: nothing can be detected.
     std::shared_ptr<MetadataDetector> detector = nullptr;
-    /// The queue on which an output looks at frames, which may take long; asked for once by each output that can detect.
+    /// Makes the queue on which an output detects, which may take long; called once for each output.
     std::function<std::shared_ptr<platform::DispatchQueue>()> queue = nullptr;
-    /// Told that the detector threw, since no client is. Called on any thread.
-    std::function<void(const platform::Error&)> tell = [](const platform::Error&) { };
+    /// Called when the detector threw, which no client learns. On any thread.
+    std::function<void(const platform::Error&)> report = [](const platform::Error&) { };
 
-    /// Calls the detector. What it throws ends nothing: it is told, and the answer is false.
+    /// Calls the detector. An exception is reported, and the result is false.
     template <typename Call> bool attempt(Call call) const
     {
         try {
             call();
             return true;
         } catch (const std::exception& exception) {
-            tell({.localizedDescription = std::string("detection failed: ") + exception.what()});
+            report({.localizedDescription = std::string("detection failed: ") + exception.what()});
         } catch (...) {
-            tell({.localizedDescription = "detection failed"});
+            report({.localizedDescription = "detection failed"});
         }
         return false;
     }

@@ -20,7 +20,7 @@ struct SoundChunk {
     /// When the first sample was heard, on the platform's monotonic clock.
     std::chrono::nanoseconds captureTime{};
 
-    /// How many moments it holds.
+    /// In moments: samples of one channel.
     [[nodiscard]] std::size_t length() const { return samples.size() / channelCount; }
     [[nodiscard]] std::chrono::nanoseconds duration() const
     {
@@ -28,8 +28,8 @@ struct SoundChunk {
     }
 };
 
-/// Where a microphone puts its sound. One sink serves one start; once the session has let go of it every call is ignored.
-/// Chunks come from one thread at a time and in order.
+/// Receives a microphone's sound. A sink serves one start; after the end of the stream every call is ignored. Chunks come
+/// from one thread at a time and in order.
 class SoundSink {
 public:
     virtual ~SoundSink() = default;
@@ -40,7 +40,7 @@ public:
     virtual void lose(const platform::Error& reason) = 0;
 };
 
-/// One start of a microphone. Its destruction asks for the end and does not wait: what comes later is ignored by the sink.
+/// One start of a microphone. Its destruction asks for the end and does not wait; the sink ignores later calls.
 class SoundStream {
 public:
     virtual ~SoundStream() = default;
@@ -51,11 +51,11 @@ class MicrophoneDriver {
 public:
     virtual ~MicrophoneDriver() = default;
 
-    /// Tells it from every other device, and stays the same.
+    /// Differs from that of every other device, and stays the same.
     [[nodiscard]] virtual std::string uniqueID() const = 0;
     /// For people.
     [[nodiscard]] virtual std::string name() const = 0;
-    /// False for a device that is not there, or no longer. Answers at once.
+    /// False for a device that is not connected, or not any more. Returns at once.
     [[nodiscard]] virtual bool isPresent() const = 0;
 
     /// Begins to fill the sink; several streams may run at a time. May take as long as the device needs to start.

@@ -11,7 +11,7 @@ using namespace platform;
 
 namespace {
 
-void report(const std::weak_ptr<AVCaptureFileOutputRecordingDelegate>& delegate,
+void notify(const std::weak_ptr<AVCaptureFileOutputRecordingDelegate>& delegate,
     const std::filesystem::path& url, const std::optional<Error>& error)
 {
     if (const std::shared_ptr<AVCaptureFileOutputRecordingDelegate> receiver = delegate.lock())
@@ -42,17 +42,17 @@ void MovieFileOutput::startRecording(
         source = source_;
     }
     if (const std::shared_ptr<Recording> running = current(); running && running->takesFrames()) {
-        services_.tell({.localizedDescription = url.string() + ": another recording is under way"});
+        services_.report({.localizedDescription = url.string() + ": another recording is under way"});
         return;
     }
     const std::shared_ptr<Connection> connection = videoConnection();
     if (!isPermitted || !source || !connection) {
         Error error{.localizedDescription = url.string() + ": the camera does not run"};
-        services_.tell(error);
+        services_.report(error);
         services_.dispatch.makeSerialQueue("org.tamsel.engine.movie")
             ->async(
                 [url = std::move(url), delegate = std::move(delegate),
-                    error = std::make_unique<Error>(std::move(error))] { report(delegate, url, *error); });
+                    error = std::make_unique<Error>(std::move(error))] { notify(delegate, url, *error); });
         return;
     }
     const int turns = quarterTurns(source->sensorOrientation, connection->videoOrientation());
@@ -64,10 +64,10 @@ void MovieFileOutput::startRecording(
                                .hasSound = source->hasSound,
                                .finished =
                                    [url = std::move(url), delegate = std::move(delegate),
-                                       tell = services_.tell](const std::optional<Error>& error) {
+                                       report = services_.report](const std::optional<Error>& error) {
                                        if (error)
-                                           tell(*error);
-                                       report(delegate, url, error);
+                                           report(*error);
+                                       notify(delegate, url, error);
                                    }},
             services_);
     bool hasStream = false;

@@ -16,14 +16,14 @@
 
 namespace tamsel::engine {
 
-/// Records the session's frames, as the camera stores them, with the way up that the connection has at the start as a
-/// turn for the player; and the sound of the session's microphone. Frames are converted on the driver's thread, everything
-/// else happens on queues of the recordings. A movie is written in one piece whatever the fragment interval. When the output
-/// is released the recording ends, and its file is completed. Thread-safe.
+/// Records the session's frames and the sound of its microphone. Frames are recorded as the camera stores them; the
+/// orientation of the connection at the start becomes a rotation for the player. They are copied on the driver's thread,
+/// everything else happens on queues of the recordings. A movie is written in one piece whatever the fragment interval.
+/// When the output is released the recording ends, and its file is completed. Thread-safe.
 class MovieFileOutput final : public Output<platform::AVCaptureMovieFileOutput>,
                               public std::enable_shared_from_this<MovieFileOutput> {
 public:
-    /// What a running session gives.
+    /// The running session.
     struct Source {
         platform::AVCaptureVideoOrientation sensorOrientation;
         std::shared_ptr<platform::FrameLedger> ledger;
@@ -45,23 +45,23 @@ public:
 
     // For the session.
 
-    /// Recordings can be started from now on.
+    /// From now on recordings can be started.
     void streamBegan(Source source);
-    /// No frame will come any more from the stream that began last.
+    /// The stream that began last has no more frames.
     void streamEnded(const platform::Error& reason);
 
     [[nodiscard]] bool isRecording() const { return isRecording_.load(std::memory_order_relaxed); }
-    /// A frame of the session, before it is turned and before anybody else has it; on the driver's thread.
+    /// A frame as the sensor stores it, before it is delivered; on the driver's thread.
     void offer(const CapturedFrame& frame)
     {
         if (isRecording())
             take(frame);
     }
-    /// A frame of the session came to nothing before it could be offered; on the driver's thread.
+    /// A frame was dropped before it could be offered; on the driver's thread.
     void miss();
-    /// Sound of the session, for whoever records.
+    /// Sound of the session.
     void offerSound(const SoundChunk& chunk);
-    /// No more sound will come.
+    /// There is no more sound.
     void soundEnded();
 
 private:

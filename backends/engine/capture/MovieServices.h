@@ -10,14 +10,14 @@
 
 namespace tamsel::engine {
 
-/// What movie outputs and their microphones stand on; all of it outlives their last call.
+/// What movie outputs and their microphones need; all of it must outlive their last call.
 struct MovieServices {
     platform::Dispatch& dispatch;
     EventSources& events;
     const platform::Clock& clock;
     MovieWriters& writers;
-    /// Told why a recording is not what was asked for, since no client is: it failed, or has no sound. Called on any thread.
-    std::function<void(const platform::Error&)> tell = [](const platform::Error&) { };
+    /// Called when a recording fails or has no sound, with the reason, which no client learns. On any thread.
+    std::function<void(const platform::Error&)> report = [](const platform::Error&) { };
 };
 
 } // namespace tamsel::engine

@@ -22,7 +22,7 @@ struct SessionOutputs {
     std::shared_ptr<MetadataOutput> metadata;
 };
 
-/// An output's place: the one session that it is in, and its connection there. Thread-safe.
+/// Whether an output is in a session, and its connection there. Thread-safe.
 class OutputPlace {
 public:
     virtual ~OutputPlace() = default;
@@ -45,7 +45,7 @@ public:
         const MutexLock lock(guard_);
         return !std::exchange(isInSession_, true);
     }
-    /// For the session that removes it; the connection goes.
+    /// For the session that removes it.
     void leaveSession()
     {
         std::shared_ptr<Connection> connection; // released after the lock
@@ -72,7 +72,7 @@ private:
     std::shared_ptr<Connection> connection_ TAMSEL_GUARDED_BY(guard_);
 };
 
-/// The part of an output role that is the same for all.
+/// What all output roles have in common.
 template <typename Role> class Output : public Role, public OutputPlace {
 public:
     [[nodiscard]] std::shared_ptr<platform::AVCaptureConnection> connection(

@@ -10,11 +10,11 @@
 
 namespace tamsel::engine {
 
-/// What is known about a still when its frame has been taken.
+/// The facts of a still.
 struct PhotoFacts {
     double takenAt = 0; ///< seconds since 1970-01-01 00:00 UTC
     int secondsFromUTC = 0; ///< of the local time at that moment
-    int quarterTurns = 0; ///< clockwise, that bring the stored pixels upright
+    int quarterTurns = 0; ///< clockwise, that make the stored pixels upright
     std::size_t width = 0; ///< as stored
     std::size_t height = 0;
     bool hasFlash = false;
@@ -24,7 +24,7 @@ struct PhotoFacts {
 };
 
 /// The facts in the layout of image properties, with the tags of EXIF 2.32 (CIPA DC-008): local times with their offset
-/// from UTC, the way up as a tag.
+/// from UTC, the orientation as a tag.
 [[nodiscard]] platform::PropertyDictionary photoMetadata(const PhotoFacts& facts);
 
 /// A still: the pixels of one frame.

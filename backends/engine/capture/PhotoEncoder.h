@@ -14,7 +14,7 @@ class PhotoEncoder {
 public:
     virtual ~PhotoEncoder() = default;
 
-    /// The pixels as they are stored, in a file that states the properties; absent when it cannot be made.
+    /// A file with the pixels as they are stored and the properties; absent when it cannot be made.
     [[nodiscard]] virtual std::optional<std::vector<std::byte>> encodePhoto(
         const platform::CVPixelBuffer& pixels, const platform::PropertyDictionary& properties)
         = 0;

@@ -17,11 +17,11 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-/// From the asking, for a frame to come.
+/// From the request to its frame.
 constexpr nanoseconds frameLimit = 3s;
-/// From the asking, for a still to be finished as far as one can know: what would end too late is not begun.
+/// From the request to the expected end: a still that would end later is not begun.
 constexpr nanoseconds finishLimit = 4500ms;
-/// Copies of frames at a time; the next still waits for its frame.
+/// Copies of frames at a time; further stills wait for a frame.
 constexpr int framesAtOnce = 2;
 
 std::shared_ptr<const CVPixelBuffer> copyOf(const CVPixelBuffer& pixels)
@@ -31,7 +31,7 @@ std::shared_ptr<const CVPixelBuffer> copyOf(const CVPixelBuffer& pixels)
     return copy;
 }
 
-/// Beside the flash.
+/// Without the flash mode.
 std::string describe(const AVCapturePhotoSettings& settings)
 {
     using Prioritization = AVCapturePhotoQualityPrioritization;
@@ -66,7 +66,7 @@ struct PhotoOutput::Still {
     std::weak_ptr<AVCapturePhotoCaptureDelegate> delegate;
     std::shared_ptr<Connection> connection; ///< absent when the output was in no session with a camera
     AVCaptureVideoOrientation orientation;
-    nanoseconds askedAt;
+    nanoseconds requestedAt;
     bool isSilent = false; ///< known after `begin`
 
     [[nodiscard]] AVCaptureResolvedPhotoSettings resolved() const { return {settings.uniqueID()}; }
@@ -103,7 +103,7 @@ void PhotoOutput::capturePhoto(
         .delegate = std::move(delegate),
         .connection = connection,
         .orientation = connection ? connection->videoOrientation() : AVCaptureVideoOrientation::portrait,
-        .askedAt = services_.clock.monotonic(),
+        .requestedAt = services_.clock.monotonic(),
     });
     if (!isPermitted) {
         fail(still, "the camera takes no still");
@@ -117,7 +117,7 @@ void PhotoOutput::capturePhoto(
         fail(still, "the machine has no timer left");
         return;
     }
-    // Posted before it can be given a frame, so that its calls come in their order.
+    // Posted before it can get a frame, so that the delegate's calls are in order.
     queue_->async([self = shared_from_this(), still] { self->begin(*still); });
     {
         const MutexLock lock(guard_);
@@ -127,18 +127,18 @@ void PhotoOutput::capturePhoto(
     armTimer();
 }
 
-/// For the still that has waited longest. Of two calls at once the later one may arm for one that waits no more: the timer
-/// then fires early, and is armed anew.
+/// For the still that has waited longest. Two calls at once may leave it armed for one that does not wait any more: it then
+/// fires early, and is armed again.
 void PhotoOutput::armTimer()
 {
-    std::optional<nanoseconds> askedAt;
+    std::optional<nanoseconds> requestedAt;
     {
         const MutexLock lock(guard_);
         if (!waiting_.empty())
-            askedAt = waiting_.front()->askedAt;
+            requestedAt = waiting_.front()->requestedAt;
     }
-    if (askedAt)
-        timer_->armAt(*askedAt + frameLimit);
+    if (requestedAt)
+        timer_->armAt(*requestedAt + frameLimit);
 }
 
 void PhotoOutput::begin(Still& still)
@@ -180,8 +180,8 @@ void PhotoOutput::finish(const Still& still, const Frame& frame)
         return;
     const Clock& clock = services_.clock;
     const nanoseconds begun = clock.monotonic();
-    if (begun - still.askedAt + lastDuration_ > finishLimit) {
-        lastDuration_ /= 2; // one that was slow must not keep all later ones from being tried
+    if (begun - still.requestedAt + lastDuration_ > finishLimit) {
+        lastDuration_ /= 2; // so that one slow still does not block all later ones
         delegate->captureOutputDidFinishCapture(
             still.resolved(), Error{.localizedDescription = "too many stills were asked for at once"});
         return;
@@ -246,7 +246,7 @@ void PhotoOutput::expire()
     std::vector<std::shared_ptr<Still>> expired;
     {
         const MutexLock lock(guard_);
-        while (!waiting_.empty() && waiting_.front()->askedAt + frameLimit <= now) {
+        while (!waiting_.empty() && waiting_.front()->requestedAt + frameLimit <= now) {
             expired.push_back(std::move(waiting_.front()));
             waiting_.pop_front();
         }

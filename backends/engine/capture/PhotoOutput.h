@@ -15,11 +15,10 @@
 
 namespace tamsel::engine {
 
-/// Takes stills from the session's frames: each is a copy of the first whole frame that arrives after it was asked for, as
-/// the camera stores it, with the way up as a tag. Every still ends, and its delegate is told, at most 5 s after it was
-/// asked for: one that waits for a frame fails at once when its session stops or loses the device, and at the latest after
-/// 3 s; one that would be finished too late, by what the one before it took, is not begun. Stills are encoded on a queue
-/// of their own, while live frames go on. Thread-safe.
+/// Takes stills from the session's frames: each is a copy of the first frame after the request, as the camera stores it, with
+/// the orientation as a tag. Every still ends with a call of its delegate, at most 5 s after the request: one that waits for
+/// a frame fails when its session stops or loses the device, at the latest after 3 s; one that would take too long, judged
+/// by the one before, is not begun. Stills are encoded on a queue of the output. Thread-safe.
 class PhotoOutput final : public Output<platform::AVCapturePhotoOutput>,
                           public std::enable_shared_from_this<PhotoOutput> {
 public:
@@ -27,7 +26,7 @@ public:
 
     [[nodiscard]] const char* kind() const override { return "AVCapturePhotoOutput"; }
     void addTo(SessionOutputs& outputs) override { outputs.photo = shared_from_this(); }
-    /// Frames are whole already.
+    /// Has no effect: frames have the full resolution already.
     void setHighResolutionCaptureEnabled(bool enabled) override
     {
         hook_->setting("setHighResolutionCaptureEnabled", enabled ? "yes" : "no");
@@ -37,14 +36,14 @@ public:
         std::weak_ptr<platform::AVCapturePhotoCaptureDelegate> delegate) override;
 
     [[nodiscard]] bool isWaiting() const { return isWaiting_.load(std::memory_order_relaxed); }
-    /// A frame of the session, before it is turned and before anybody else has it; for the stream, on the driver's thread.
-    /// Costs nothing while no still waits, else a copy: a client may draw into the frame that it gets.
+    /// A frame as the sensor stores it, before it is delivered; on the driver's thread. It is copied for a still that waits,
+    /// since a client may draw into its frames.
     void offer(const CapturedFrame& frame, platform::AVCaptureVideoOrientation sensorOrientation)
     {
         if (isWaiting())
             take(frame, sensorOrientation);
     }
-    /// No frame will come any more from the stream that gave them.
+    /// The stream has no more frames.
     void streamEnded();
 
 private:
@@ -71,7 +70,7 @@ private:
     Mutex guard_;
     /// For a frame, in the order of the requests.
     std::deque<std::shared_ptr<Still>> waiting_ TAMSEL_GUARDED_BY(guard_);
-    int framesHeld_ TAMSEL_GUARDED_BY(guard_) = 0; ///< copies, by stills that are being finished
+    int framesHeld_ TAMSEL_GUARDED_BY(guard_) = 0; ///< copies for stills that are not finished
 };
 
 } // namespace tamsel::engine

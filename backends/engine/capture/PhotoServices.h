@@ -12,14 +12,14 @@
 
 namespace tamsel::engine {
 
-/// What photo outputs stand on; all of it outlives their last call.
+/// What photo outputs need; all of it must outlive their last call.
 struct PhotoServices {
     EventSources& events;
     const platform::Clock& clock;
     const platform::UIDevice& device;
     SystemSounds& sounds;
     PhotoEncoder& encoder;
-    /// How far the local time is ahead of UTC at a moment, which is given in seconds since 1970.
+    /// The offset of the local time from UTC at a time in seconds since 1970.
     std::function<int(double)> secondsFromUTC = [](double) { return 0; };
 };
 

@@ -10,7 +10,7 @@
 
 namespace tamsel::engine {
 
-/// A preview layer knows its session, weakly, and that session's connection for previews.
+/// A preview layer, with its session's connection for previews. Thread-safe.
 class PreviewLayer final : public platform::AVCaptureVideoPreviewLayer {
 public:
     explicit PreviewLayer(std::weak_ptr<CaptureSession> session) : session_(std::move(session)) { }

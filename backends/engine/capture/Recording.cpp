@@ -102,7 +102,7 @@ void Recording::takeSound(const SoundChunk& chunk)
     bool isLast = false;
     {
         const MutexLock lock(guard_);
-        // Sound that finds no room leaves a silent hole.
+        // Sound that finds no room leaves a silent gap.
         if (!parts_.hasSound || phase_ == Phase::ended || soundWaiting_ > soundWaitingLimit)
             return;
         soundEnd_ = chunk.captureTime + chunk.duration();
@@ -206,7 +206,7 @@ std::expected<void, Error> Recording::write(const Entry& entry)
     return written;
 }
 
-/// Nothing more can be written: what waits is given up, and the file completed with what it has.
+/// Nothing more can be written: what waits is dropped, and the file is completed with what it has.
 void Recording::abandon(Error error)
 {
     std::deque<Entry> lost;

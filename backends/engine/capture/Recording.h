@@ -15,18 +15,17 @@
 
 namespace tamsel::engine {
 
-/// One movie, from its start to its finished file. Frames and sound wait in order for a queue of the recording's own, which
-/// encodes and writes them; a frame that comes while too many wait is left out, and counted. A recording that is asked to
-/// stop waits a moment for the sound of its last frames. Whatever ends it, the file is completed: also when nobody is left
-/// to run the queue, by whoever lets go of the recording last. Thread-safe; frames come from one thread at a time.
+/// One movie, from its start to its finished file. Frames and sound wait in order for a queue of the recording, which encodes
+/// and writes them; while too many wait, frames are skipped and counted. A recording that is asked to stop waits a moment for
+/// the sound of its last frames. The file is always completed: when the queue does not run any more, by the destructor.
+/// Thread-safe; frames come from one thread at a time.
 class Recording final : public std::enable_shared_from_this<Recording> {
 public:
-    /// What a recording is made of.
     struct Parts {
         std::unique_ptr<MovieWriter> writer;
         std::shared_ptr<platform::FrameLedger> ledger;
         bool hasSound = false;
-        /// Called once, on the queue, when the file is complete or will never be.
+        /// Called once, on the queue, when the file is complete or has failed.
         std::function<void(const std::optional<platform::Error>&)> finished;
     };
 
@@ -36,24 +35,24 @@ public:
     Recording(Parts parts, const MovieServices& services);
     ~Recording();
 
-    /// False once it takes no more.
+    /// False after its end.
     [[nodiscard]] bool takesFrames() const;
     [[nodiscard]] bool takesSound() const;
     void takeFrame(const CapturedFrame& frame);
     /// A frame of the camera that is not in the movie.
     void missFrame();
-    /// The next sound; ignored when none is taken.
+    /// The next sound; ignored by a recording without sound.
     void takeSound(const SoundChunk& chunk);
 
-    /// After the sound of the last frame has come, or a moment later.
+    /// Ends with the sound of the last frame, or a moment later.
     void stop();
-    /// Now, for that reason, with the sound that is there.
+    /// Ends now, for that reason, with the sound that has come.
     void end(const platform::Error& reason);
-    /// No more sound will come.
+    /// There is no more sound.
     void soundEnded();
 
 private:
-    /// What a recording that is being stopped still waits for.
+    /// `awaitingSound`: asked to stop, it waits for the sound of the last frame.
     enum class Phase : std::uint8_t { recording, awaitingSound, ended };
     struct Frame {
         std::unique_ptr<MovieFrame> picture;

@@ -69,12 +69,6 @@ bool SessionGraph::remove(const std::shared_ptr<AVCaptureInput>& input)
     return true;
 }
 
-std::vector<std::shared_ptr<AVCaptureInput>> SessionGraph::inputs() const
-{
-    const MutexLock lock(guard_);
-    return inputs_;
-}
-
 bool SessionGraph::accepts(const std::shared_ptr<AVCaptureOutput>& output) const
 {
     const std::shared_ptr<OutputPlace> place = placeOf(output);
@@ -102,12 +96,6 @@ void SessionGraph::remove(const std::shared_ptr<AVCaptureOutput>& output)
         placeOf(output)->leaveSession();
 }
 
-std::vector<std::shared_ptr<AVCaptureOutput>> SessionGraph::outputs() const
-{
-    const MutexLock lock(guard_);
-    return outputs_;
-}
-
 SessionOutputs SessionGraph::outputsByKind() const
 {
     SessionOutputs all;
@@ -116,29 +104,11 @@ SessionOutputs SessionGraph::outputsByKind() const
     return all;
 }
 
-void SessionGraph::setPreset(AVCaptureSessionPreset preset)
-{
-    const MutexLock lock(guard_);
-    preset_ = preset;
-}
-
-AVCaptureSessionPreset SessionGraph::preset() const
-{
-    const MutexLock lock(guard_);
-    return preset_;
-}
-
 std::shared_ptr<CameraDevice> SessionGraph::camera(const std::shared_ptr<AVCaptureInput>& input) const
 {
     const auto& cameras = context_->cameras;
     const auto found = std::ranges::find(cameras, deviceOf(input));
     return found != cameras.end() ? *found : nullptr;
-}
-
-std::shared_ptr<CameraDevice> SessionGraph::camera() const
-{
-    const MutexLock lock(guard_);
-    return firstCamera();
 }
 
 std::shared_ptr<CameraDevice> SessionGraph::firstCamera() const
@@ -158,12 +128,6 @@ std::shared_ptr<MicrophoneDriver> SessionGraph::microphone() const
         && std::ranges::any_of(inputs_,
             [&](const std::shared_ptr<AVCaptureInput>& input) { return deviceOf(input) == microphone; });
     return isInput ? microphone->driver() : nullptr;
-}
-
-std::shared_ptr<Connection> SessionGraph::previewConnection() const
-{
-    const MutexLock lock(guard_);
-    return previewConnection_;
 }
 
 /// Connections that are there stay while there is a camera.

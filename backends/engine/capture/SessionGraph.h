@@ -34,7 +34,11 @@ public:
     void add(std::shared_ptr<platform::AVCaptureInput> input);
     /// False when the session does not have it.
     bool remove(const std::shared_ptr<platform::AVCaptureInput>& input);
-    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureInput>> inputs() const;
+    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureInput>> inputs() const
+    {
+        const MutexLock lock(guard_);
+        return inputs_;
+    }
 
     /// Whether it is in no session and the session has no output of its kind.
     [[nodiscard]] bool accepts(const std::shared_ptr<platform::AVCaptureOutput>& output) const;
@@ -42,21 +46,41 @@ public:
     void add(std::shared_ptr<platform::AVCaptureOutput> output);
     /// Does nothing when the session does not have it.
     void remove(const std::shared_ptr<platform::AVCaptureOutput>& output);
-    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureOutput>> outputs() const;
+    [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureOutput>> outputs() const
+    {
+        const MutexLock lock(guard_);
+        return outputs_;
+    }
     [[nodiscard]] SessionOutputs outputsByKind() const;
 
-    void setPreset(platform::AVCaptureSessionPreset preset);
-    [[nodiscard]] platform::AVCaptureSessionPreset preset() const;
+    void setPreset(platform::AVCaptureSessionPreset preset)
+    {
+        const MutexLock lock(guard_);
+        preset_ = preset;
+    }
+    [[nodiscard]] platform::AVCaptureSessionPreset preset() const
+    {
+        const MutexLock lock(guard_);
+        return preset_;
+    }
 
     /// The camera behind an input; absent when it is not a camera's.
     [[nodiscard]] std::shared_ptr<CameraDevice> camera(
         const std::shared_ptr<platform::AVCaptureInput>& input) const;
     /// The session's camera; absent when it has none.
-    [[nodiscard]] std::shared_ptr<CameraDevice> camera() const;
+    [[nodiscard]] std::shared_ptr<CameraDevice> camera() const
+    {
+        const MutexLock lock(guard_);
+        return firstCamera();
+    }
     /// The driver of the session's microphone; absent when it has none.
     [[nodiscard]] std::shared_ptr<MicrophoneDriver> microphone() const;
     /// Absent while the session has no camera.
-    [[nodiscard]] std::shared_ptr<Connection> previewConnection() const;
+    [[nodiscard]] std::shared_ptr<Connection> previewConnection() const
+    {
+        const MutexLock lock(guard_);
+        return previewConnection_;
+    }
 
 private:
     [[nodiscard]] std::shared_ptr<CameraDevice> firstCamera() const TAMSEL_REQUIRES(guard_);

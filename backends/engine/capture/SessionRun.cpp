@@ -151,24 +151,6 @@ void SessionRun::stop()
     end();
 }
 
-bool SessionRun::isRunning() const
-{
-    const MutexLock lock(guard_);
-    return state_ == State::running;
-}
-
-bool SessionRun::startsInForeground() const
-{
-    const MutexLock lock(guard_);
-    return state_ == State::startsInForeground;
-}
-
-std::shared_ptr<FrameStream> SessionRun::currentStream() const
-{
-    const MutexLock lock(guard_);
-    return stream_;
-}
-
 void SessionRun::closeStream()
 {
     if (const std::shared_ptr<FrameStream> stream = currentStream())

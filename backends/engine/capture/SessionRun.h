@@ -36,8 +36,16 @@ public:
     /// background.
     void start(const SessionGraph& graph);
     void stop();
-    [[nodiscard]] bool isRunning() const;
-    [[nodiscard]] bool startsInForeground() const;
+    [[nodiscard]] bool isRunning() const
+    {
+        const MutexLock lock(guard_);
+        return state_ == State::running;
+    }
+    [[nodiscard]] bool startsInForeground() const
+    {
+        const MutexLock lock(guard_);
+        return state_ == State::startsInForeground;
+    }
     [[nodiscard]] std::shared_ptr<const platform::FrameLedger> frameLedger() const
     {
         return counter_->ledger();
@@ -53,7 +61,11 @@ private:
     void openStreams(const SessionGraph& graph, const CameraDescription& camera);
     void startDevice(CameraDevice& device, platform::AVCaptureSessionPreset preset)
         TAMSEL_REQUIRES(*operation_);
-    [[nodiscard]] std::shared_ptr<FrameStream> currentStream() const;
+    [[nodiscard]] std::shared_ptr<FrameStream> currentStream() const
+    {
+        const MutexLock lock(guard_);
+        return stream_;
+    }
     void closeStream();
     void end();
     void noteEnd();

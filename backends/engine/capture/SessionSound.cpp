@@ -11,15 +11,15 @@ using platform::Error;
 std::shared_ptr<SessionSound> SessionSound::start(std::shared_ptr<MicrophoneDriver> microphone,
     std::shared_ptr<MovieFileOutput> output, const MovieServices& services)
 {
-    auto sound = std::make_shared<SessionSound>(std::move(output), services.tell);
+    auto sound = std::make_shared<SessionSound>(std::move(output), services.report);
     services.dispatch.globalQueue()->async(platform::whileAlive(std::weak_ptr(sound),
         [microphone = std::move(microphone)](SessionSound& self) { self.run(*microphone); }));
     return sound;
 }
 
-SessionSound::SessionSound(std::shared_ptr<MovieFileOutput> output, std::function<void(const Error&)> tell)
+SessionSound::SessionSound(std::shared_ptr<MovieFileOutput> output, std::function<void(const Error&)> report)
     : output_(std::move(output)),
-      tell_(std::move(tell))
+      report_(std::move(report))
 {
 }
 
@@ -52,7 +52,7 @@ void SessionSound::lose(const Error& reason)
 {
     if (isClosed_.exchange(true))
         return;
-    tell_(reason);
+    report_(reason);
     output_->soundEnded();
 }
 

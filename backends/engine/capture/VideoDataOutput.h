@@ -26,7 +26,7 @@ public:
         hook_->setting("setAlwaysDiscardsLateVideoFrames", discards ? "yes" : "no");
         discardsLateFrames_ = discards;
     }
-    /// All frames are BGRA, whatever is asked for.
+    /// Has no effect: all frames are BGRA.
     void setVideoSettings(std::uint32_t pixelFormat) override
     {
         hook_->setting("setVideoSettings",

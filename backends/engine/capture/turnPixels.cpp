@@ -12,7 +12,7 @@ using namespace platform;
 
 namespace {
 
-// A tile of 32 by 32 pixels is 4 KiB on each side, so rows that are read across stay in the first cache.
+// A tile of 32 by 32 pixels is 4 KiB in the source and in the target, so both stay in the first-level cache.
 constexpr std::size_t tile = 32;
 
 // From a device held with the home side at the right to one held in portrait is a quarter turn clockwise. The scene then

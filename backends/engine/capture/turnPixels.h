@@ -6,19 +6,19 @@
 
 namespace tamsel::engine {
 
-/// How many quarter turns clockwise, 0 to 3, bring the stored pictures of a sensor upright for an interface. To portrait
-/// that is none from portrait, one from landscape right, two from upside down, three from landscape left.
+/// How many quarter turns clockwise, 0 to 3, make the stored pictures of a sensor upright for an interface. For portrait:
+/// none from portrait, one from landscape right, two from upside down, three from landscape left.
 [[nodiscard]] int quarterTurns(
     platform::AVCaptureVideoOrientation sensor, platform::AVCaptureVideoOrientation interface);
 
-/// How a sensor is mounted whose stored pictures a number of quarter turns clockwise, 0 to 3, brings upright in portrait.
+/// The mounting of a sensor whose stored pictures this number of quarter turns clockwise, 0 to 3, makes upright in portrait.
 [[nodiscard]] platform::AVCaptureVideoOrientation sensorUprightAfter(int quarterTurns);
 
-/// The orientation of a stored picture that a number of quarter turns clockwise, 0 to 3, brings upright.
+/// The orientation of a stored picture that this number of quarter turns clockwise, 0 to 3, makes upright.
 [[nodiscard]] platform::CGImagePropertyOrientation orientationAfter(int quarterTurns);
 
 /// Copies `source` into `target`, turned clockwise. After an odd number of turns the target's width is the source's
-/// height and the other way round.
+/// height, and vice versa.
 void turnPixels(const platform::CVPixelBuffer& source, platform::CVPixelBuffer& target, int quarterTurns);
 
 /// The pinhole matrix of a frame of this size after the same turn.

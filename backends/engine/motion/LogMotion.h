@@ -9,9 +9,9 @@
 
 namespace tamsel::engine {
 
-/// Sensors that say again what a log has recorded. Its first row is at the moment when the first stream starts; a tick
-/// gets the newest row that is not later, and nothing after the last. A log without rotation rates is a device without
-/// gyroscope, one without pitch a device without device motion. Thread-safe.
+/// Sensors that replay a motion log, from the start of the first stream. A tick gets the newest row that is not later, and
+/// nothing after the last row. A log without rotation rates is a device without gyroscope, one without pitch a device without
+/// device motion. Thread-safe.
 class LogMotion final : public MotionDriver {
 public:
     explicit LogMotion(std::shared_ptr<const formats::MotionLog> log);

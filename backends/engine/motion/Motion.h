@@ -11,8 +11,8 @@
 
 namespace tamsel::engine {
 
-/// The motion services of a phone on top of a driver; without a driver neither service is available. The same for every
-/// back end. All references must outlive the managers. Thread-safe.
+/// The motion services of a phone on top of a driver; without one no service is available. The same for every back end. All
+/// references must outlive the managers. Thread-safe.
 class Motion final : public platform::MotionServices {
 public:
     /// The driver may be absent.
@@ -20,7 +20,7 @@ public:
 
     [[nodiscard]] std::shared_ptr<platform::CMMotionManager> makeMotionManager() override;
 
-    /// Posts a reading to everyone who has ever started the stream and is still there, also after a stop.
+    /// Posts a reading to every manager that has ever started the stream, also after a stop.
     void deliver(const GyroReading& reading) { deliverToAll(reading); }
     void deliver(const DeviceMotionReading& reading) { deliverToAll(reading); }
 

@@ -51,7 +51,7 @@ void MotionStream<Sample>::start(
         return;
     isActive_ = true;
     ++starts_;
-    queue_.swap(queue); // the earlier ones go after the lock
+    queue_.swap(queue); // the earlier ones are released after the lock
     handler_.swap(shared);
     origin_ = clock_.monotonic();
     next_ = 1;
@@ -74,7 +74,7 @@ template <typename Sample> void MotionStream<Sample>::tick()
         const nanoseconds now = clock_.monotonic();
         due = tickTime(next_);
         if (!isActive_ || now < due)
-            return; // meant for an earlier start or pace; the timer is armed for the present one
+            return; // of an earlier start or interval; the timer is armed for the present one
         start = starts_;
         next_ = std::max(next_ + 1,
             static_cast<std::uint64_t>(std::chrono::duration<double>(now - origin_).count() / interval_) + 1);

@@ -12,15 +12,15 @@
 
 namespace tamsel::engine {
 
-/// One stream of motion samples: asks its sensor at start + k·interval, k ≥ 1, and posts what it says. A stream that
-/// comes late leaves out the ticks that it has missed. Thread-safe.
+/// One stream of motion samples: reads its sensor at start + k·interval, k ≥ 1, and posts the reading. A stream that is late
+/// skips the ticks that it has missed. Thread-safe.
 template <typename Sample>
 class MotionStream final : public std::enable_shared_from_this<MotionStream<Sample>> {
     struct Private { };
 
 public:
     using Reading = MotionReading<Sample>;
-    /// Asks the sensor what it says at a time.
+    /// Reads the sensor at a time.
     using Read = std::function<std::optional<Reading>(std::chrono::nanoseconds)>;
 
     /// Not active yet.
@@ -43,15 +43,15 @@ public:
         return isActive_;
     }
 
-    /// Seconds; brought between `shortestInterval` and `longestInterval`. A running stream goes on from its latest tick.
+    /// In seconds, limited to `shortestInterval` and `longestInterval`. A running stream counts on from its latest tick.
     void setInterval(double interval);
 
     /// Does nothing when the stream is active already.
     void start(std::shared_ptr<platform::DispatchQueue> queue, platform::CMHandler<Sample> handler);
-    /// What has been posted still calls the handler.
+    /// Posted readings are still delivered.
     void stop();
 
-    /// Posts a reading to whoever has started the stream last, whether or not it is active.
+    /// Posts a reading to the queue and handler of the last start, whether or not the stream is active.
     void deliver(const Reading& reading);
 
 private:
