@@ -21,6 +21,7 @@ namespace tamsel::engine {
 /// Thread-safe; frames come from one thread at a time.
 class Recording final : public std::enable_shared_from_this<Recording> {
 public:
+    /// What a recording needs.
     struct Parts {
         std::unique_ptr<MovieWriter> writer;
         std::shared_ptr<platform::FrameLedger> ledger;

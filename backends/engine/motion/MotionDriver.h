@@ -14,6 +14,7 @@ template <typename Sample> struct MotionReading {
     std::optional<platform::Error> error = std::nullopt;
 };
 
+/// Of the gyroscope.
 using GyroReading = MotionReading<platform::CMGyroData>;
 /// Of the service that combines the sensors.
 using DeviceMotionReading = MotionReading<platform::CMDeviceMotion>;
