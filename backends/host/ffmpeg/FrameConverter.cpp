@@ -86,10 +86,11 @@ void expandChroma(std::span<std::uint8_t> samples)
 void copyOpaque(const AVFrame& frame, const Target& target)
 {
     constexpr std::uint32_t opaque = 0xff000000; // BGRA on a little-endian machine
+    const int width = frame.width; // which pixels cannot alias
     for (int y = 0; y < frame.height; ++y) {
         const std::uint8_t* from = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
         std::uint8_t* to = target.row(y);
-        for (int x = 0; x < frame.width; ++x, from += 4, to += 4) {
+        for (int x = 0; x < width; ++x, from += 4, to += 4) {
             std::uint32_t pixel = 0;
             std::memcpy(&pixel, from, 4);
             pixel |= opaque;
@@ -132,84 +133,63 @@ bool isPacked(const AVFrame& frame)
     return frame.format == AV_PIX_FMT_YUYV422 || frame.format == AV_PIX_FMT_UYVY422;
 }
 
-/// Some rows of a YUV frame in planes. NV12 has both colours in its second plane, and no third one.
-struct Rows {
-    std::array<const std::uint8_t*, 3> planes{};
-    std::array<int, 3> strides{};
-    int count = 0;
-};
-
-/// How often the rows and columns of a plane are halved.
-struct Halving {
-    Halving(const AVFrame& frame, std::size_t plane)
-    {
-        if (plane == 0)
-            return;
-        const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-        columns = format.log2_chroma_w;
-        rows = format.log2_chroma_h;
-    }
-
-    int columns = 0;
+/// Some rows of a plane. NV12 has both colours in its second plane, and no third one.
+struct Plane {
+    const std::uint8_t* samples = nullptr;
+    int stride = 0;
+    int width = 0; ///< bytes
     int rows = 0;
 };
+using Planes = std::array<Plane, 3>;
 
-int halved(int count, int times)
+Planes planesOf(const AVFrame& frame, int firstRow, int rows)
 {
-    return -(-count >> times); // rounded up
-}
-
-/// The bytes of a row of a plane.
-int widthOf(const AVFrame& frame, std::size_t plane)
-{
-    const int samples = halved(frame.width, Halving(frame, plane).columns);
-    if (frame.format != AV_PIX_FMT_NV12 || plane == 0)
-        return samples;
-    return plane == 1 ? 2 * samples : 0;
-}
-
-Rows rowsOf(const AVFrame& frame, int first, int count)
-{
-    Rows rows{.count = count};
-    for (std::size_t plane = 0; plane < 3; ++plane) {
-        rows.strides[plane] = frame.linesize[plane];
-        if (frame.data[plane])
-            rows.planes[plane] = frame.data[plane]
-                + static_cast<std::ptrdiff_t>(first >> Halving(frame, plane).rows) * frame.linesize[plane];
+    const AVPixFmtDescriptor& layout = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const auto halved = [](int count, int times) { return -(-count >> times); }; // rounded up
+    Planes planes{};
+    for (std::size_t index = 0; index < 3; ++index) {
+        const int across = index == 0 ? 0 : layout.log2_chroma_w;
+        const int down = index == 0 ? 0 : layout.log2_chroma_h;
+        const int stride = frame.linesize[index];
+        if (frame.data[index] || isPacked(frame))
+            planes[index] = {frame.data[index] + static_cast<std::ptrdiff_t>(firstRow >> down) * stride,
+                stride, halved(frame.width, across), halved(rows, down)};
     }
-    return rows;
+    if (frame.format == AV_PIX_FMT_NV12)
+        planes[1].width *= 2;
+    return planes;
 }
 
-/// Copies of the rows in planes, in memory that is reused.
-Rows copyRows(const AVFrame& frame, const Rows& rows, bool isExpanded, std::vector<std::uint8_t>& memory)
+/// Copies of the planes, split if they are packed, in memory that is reused.
+Planes copyPlanes(const AVFrame& frame, Planes planes, bool isExpanded, std::vector<std::uint8_t>& memory)
 {
     const int stride = frame.width + 1; // both colours of NV12 take that much
     const std::size_t size = std::size_t{rowsAtOnce} * static_cast<std::size_t>(stride);
     memory.resize(3 * size);
-    const std::array<std::uint8_t*, 3> copies{memory.data(), memory.data() + size, memory.data() + 2 * size};
+    std::uint8_t* copy = memory.data();
     if (isPacked(frame)) {
         const bool isUyvy = frame.format == AV_PIX_FMT_UYVY422;
         const auto split = isUyvy ? libyuv::UYVYToI422 : libyuv::YUY2ToI422;
-        split(rows.planes[0], rows.strides[0], copies[0], stride, copies[1], stride, copies[2], stride,
-            frame.width, rows.count);
+        split(planes[0].samples, planes[0].stride, copy, stride, copy + size, stride, copy + 2 * size, stride,
+            frame.width, planes[0].rows);
     }
-    for (std::size_t plane = 0; plane < 3; ++plane) {
-        const auto width = static_cast<std::size_t>(widthOf(frame, plane));
-        const int count = width > 0 ? halved(rows.count, Halving(frame, plane).rows) : 0;
-        const std::uint8_t* from = rows.planes[plane];
-        std::uint8_t* to = copies[plane];
-        for (int row = 0; row < count; ++row, from += rows.strides[plane], to += stride) {
+    for (Plane& plane : planes) {
+        std::uint8_t* to = copy;
+        for (int row = 0; row < plane.rows; ++row, to += stride) {
+            const std::span samples(to, static_cast<std::size_t>(plane.width));
             if (!isPacked(frame))
-                std::memcpy(to, from, width);
-            if (isExpanded && plane == 0)
-                expandLuma({to, width});
+                std::memcpy(
+                    to, plane.samples + static_cast<std::ptrdiff_t>(row) * plane.stride, samples.size());
+            if (isExpanded && copy == memory.data())
+                expandLuma(samples);
             else if (isExpanded)
-                expandChroma({to, width});
+                expandChroma(samples);
         }
+        plane.samples = copy;
+        plane.stride = stride;
+        copy += size;
     }
-    return {.planes = {copies[0], copies[1], copies[2]},
-        .strides = {stride, stride, stride},
-        .count = rows.count};
+    return planes;
 }
 
 /// The conversion for three planes of 8 bits, as packed formats have them once they are split; null for other formats.
@@ -277,16 +257,16 @@ bool FrameConverter::convertYuv(const AVFrame& frame, platform::CVPixelBuffer& b
     const bool isCopied = isExpanded || isPacked(frame);
     const int step = isCopied ? rowsAtOnce : frame.height;
     for (int first = 0; first < frame.height; first += step) {
-        Rows rows = rowsOf(frame, first, std::min(step, frame.height - first));
+        Planes planes = planesOf(frame, first, std::min(step, frame.height - first));
         if (isCopied)
-            rows = copyRows(frame, rows, isExpanded, copies_);
-        const auto& [planes, strides, count] = rows;
+            planes = copyPlanes(frame, planes, isExpanded, copies_);
+        const auto& [luma, blue, red] = planes;
         if (planar)
-            planar(planes[0], strides[0], planes[1], strides[1], planes[2], strides[2], target.row(first),
-                target.stride, constants, frame.width, count);
+            planar(luma.samples, luma.stride, blue.samples, blue.stride, red.samples, red.stride,
+                target.row(first), target.stride, constants, frame.width, luma.rows);
         else
-            libyuv::NV12ToARGBMatrix(planes[0], strides[0], planes[1], strides[1], target.row(first),
-                target.stride, constants, frame.width, count);
+            libyuv::NV12ToARGBMatrix(luma.samples, luma.stride, blue.samples, blue.stride, target.row(first),
+                target.stride, constants, frame.width, luma.rows);
     }
     return true;
 }
