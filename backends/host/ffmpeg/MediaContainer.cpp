@@ -6,14 +6,12 @@
 
 #include <engine/dispatch/startThread.h>
 
-#include <tamsel/Mutex.h>
-
 #include <fcntl.h>
 
 #include <array>
 #include <cerrno>
 #include <fstream>
-#include <optional>
+#include <future>
 #include <span>
 #include <string_view>
 #include <thread>
@@ -116,13 +114,6 @@ std::expected<MediaContainer, Error> openNow(
     return container;
 }
 
-/// What the thread that opens an input shares with the one that waits for it.
-struct Opening {
-    Mutex guard;
-    Condition isDone;
-    std::optional<std::expected<MediaContainer, Error>> result TAMSEL_GUARDED_BY(guard);
-};
-
 } // namespace
 
 std::expected<MediaContainer, Error> openMedia(
@@ -133,27 +124,24 @@ std::expected<MediaContainer, Error> openMedia(
     auto interest = std::make_shared<MediaInterest>(wait.isCancelled);
     if (input.kind == MediaKind::file)
         return openNow(input, formats, std::move(interest));
-    const auto opening = std::make_shared<Opening>();
-    std::thread thread = engine::startThread([opening, input, formats, interest] {
-        auto result = openNow(input, formats, interest);
-        const MutexLock lock(opening->guard);
-        opening->result.emplace(std::move(result));
-        opening->isDone.notifyOne();
-    });
+    std::promise<std::expected<MediaContainer, Error>> promise;
+    auto result = promise.get_future();
+    std::thread thread
+        = engine::startThread([promise = std::move(promise), input, formats, interest]() mutable {
+              promise.set_value(openNow(input, formats, interest));
+          });
     if (!thread.joinable())
         return failure(text, "no thread is left");
     thread.detach();
     const auto end = std::chrono::steady_clock::now() + wait.limit;
-    MutexLock lock(opening->guard);
-    while (!opening->result) {
+    do {
         const bool isUnwanted = interest->hasEnded() || (wait.isUnwanted && wait.isUnwanted());
         if (isUnwanted || std::chrono::steady_clock::now() >= end) {
             interest->end();
             return failure(text, isUnwanted ? "is not wanted any more" : "takes too long to open");
         }
-        opening->isDone.waitUntil(lock, std::chrono::steady_clock::now() + pauseBetweenLooks);
-    }
-    return *std::move(opening->result);
+    } while (result.wait_for(pauseBetweenLooks) != std::future_status::ready);
+    return result.get();
 }
 
 } // namespace tamsel::host
