@@ -1,5 +1,6 @@
 #include <host/ffmpeg/MediaContainer.h>
 
+#include <host/ffmpeg/PipeReader.h>
 #include <host/ffmpeg/failure.h>
 #include <host/ffmpeg/prepareLibraries.h>
 #include <host/image/PictureFormats.h>

@@ -2,7 +2,6 @@
 
 #include <host/ffmpeg/MediaInput.h>
 #include <host/ffmpeg/MediaWait.h>
-#include <host/ffmpeg/PipeReader.h>
 #include <host/ffmpeg/formatLists.h>
 #include <host/ffmpeg/owners.h>
 
@@ -13,6 +12,8 @@
 #include <string>
 
 namespace tamsel::host {
+
+class PipeReader;
 
 struct CloseMedia {
     void operator()(AVFormatContext* format) const { avformat_close_input(&format); }

@@ -98,26 +98,13 @@ void TrackDecoder::send()
         avcodec_send_packet(codec_.get(), packet_.get());
 }
 
-bool TrackDecoder::seek(std::int64_t time)
+bool TrackDecoder::seek(int track, std::int64_t position, int flags)
 {
-    if (av_seek_frame(container_.get(), track_->index, time, AVSEEK_FLAG_BACKWARD) < 0)
+    if (av_seek_frame(container_.get(), track, position, flags) < 0)
         return false;
-    flush();
-    return true;
-}
-
-bool TrackDecoder::seekToFirstByte()
-{
-    if (av_seek_frame(container_.get(), -1, 0, AVSEEK_FLAG_BYTE) < 0)
-        return false;
-    flush();
-    return true;
-}
-
-void TrackDecoder::flush()
-{
     avcodec_flush_buffers(codec_.get());
     isDraining_ = false;
+    return true;
 }
 
 } // namespace tamsel::host

@@ -35,15 +35,14 @@ public:
     [[nodiscard]] AVFrame& frame() const { return *frame_; }
 
     /// Seeks to the key frame at this time of the track or before it; false if that is not possible.
-    [[nodiscard]] bool seek(std::int64_t time);
-    /// Seeks to the first byte.
-    [[nodiscard]] bool seekToFirstByte();
+    [[nodiscard]] bool seek(std::int64_t time) { return seek(track_->index, time, AVSEEK_FLAG_BACKWARD); }
+    [[nodiscard]] bool seekToFirstByte() { return seek(-1, 0, AVSEEK_FLAG_BYTE); }
 
 private:
     [[nodiscard]] Step feed();
     void send();
     [[nodiscard]] int takeFrame();
-    void flush();
+    [[nodiscard]] bool seek(int track, std::int64_t position, int flags);
 
     MediaContainer container_;
     AVStream* track_ = nullptr;
