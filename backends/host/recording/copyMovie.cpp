@@ -30,9 +30,10 @@ struct CloseOutput {
 };
 using MovieOutput = std::unique_ptr<AVFormatContext, CloseOutput>;
 
-/// What an index needs, for the movie and for each packet: entries of stts, stsz, stsc, co64, stss (ISO/IEC 14496-12).
+/// What an index usually needs at most, for the movie and for each packet: stts 8, stsz 4, co64 8 and stsc 12, which few
+/// packets need (ISO/IEC 14496-12).
 constexpr std::int64_t indexBase = std::int64_t{16} * 1024;
-constexpr std::int64_t indexPerPacket = 44;
+constexpr std::int64_t indexPerPacket = 24;
 
 std::expected<OpenMovie, Error> openPart(const MovieCopy& copy)
 {
@@ -52,7 +53,8 @@ std::expected<OpenMovie, Error> openPart(const MovieCopy& copy)
             av_dict_free(&limit);
     }
     if (code < 0)
-        return failure(copy.from.string(), messageOf(code), code);
+        return failure(
+            copy.from.string(), code == AVERROR_INVALIDDATA ? "holds no movie" : messageOf(code), code);
     return part;
 }
 
