@@ -55,7 +55,7 @@ Commands
     --silent                  no sound
     --overwrite               replace a file that is there, once the new one is whole
     --encoder NAME            of the FFmpeg libraries; repeated, the first that works (libx264, libopenh264, mpeg4)
-  repair FILE                 complete a recording whose program was killed
+  repair FILE                 complete a recording whose program was killed; film.mp4 or film.part.mp4
   detect INPUT                find codes and faces in a picture (JPEG, PNG, WebP, TIFF, HEIC), in a video, which is
                               played once, or before a camera (as for --back), until interrupted or told otherwise
     --kinds K,K,...           of codes: code39, code39Mod43, code93, code128, ean8, ean13, interleaved2of5, itf14,

@@ -17,8 +17,8 @@ namespace files = std::filesystem;
 
 bool mayWrite(const std::string& file, bool overwrites, Console& console)
 {
-    const bool isKilled = isThere(host::partOfMovie(file));
-    if (!isKilled && !isThere(file))
+    const bool isKilled = !isThere(file);
+    if (isKilled && !isThere(host::partOfMovie(file)))
         return true;
     std::error_code error;
     const files::file_type kind = files::symlink_status(file, error).type();
@@ -41,7 +41,7 @@ bool mayWrite(const std::string& file, bool overwrites, Console& console)
 std::vector<std::string> recordingNames(const std::string& movie)
 {
     const files::path name = files::path(movie).filename();
-    return {name, host::partOfMovie(name)};
+    return {name, host::partOfMovie(name), host::copyOfMovie(name)};
 }
 
 std::string freeNameFor(const std::string& movie)
@@ -69,8 +69,11 @@ void replaceMovie(const std::string& made, const std::string& movie, bool isWhol
     }
     std::error_code error;
     files::rename(made, movie, error);
-    if (!error)
-        files::remove(host::partOfMovie(movie), error); // of a killed recording
+    for (const files::path& left :
+        {host::partOfMovie(movie), host::copyOfMovie(movie)}) { // of a killed recording
+        if (!error)
+            files::remove(left, error);
+    }
     if (error)
         console.fail(movie + ": " + error.message());
 }

@@ -13,7 +13,7 @@ namespace tamsel::capture {
 /// False, and reported, when something is there that may not, or cannot, be replaced.
 [[nodiscard]] bool mayWrite(const std::string& file, bool overwrites, Console& console);
 
-/// A movie's name, and that of what stands beside it while it is being recorded.
+/// A movie's name, and those of what is beside it while it is being recorded and completed.
 [[nodiscard]] std::vector<std::string> recordingNames(const std::string& movie);
 
 /// A name at which a movie can be made: its own when that is free, or else one beside what is there.

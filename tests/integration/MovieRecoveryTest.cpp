@@ -72,7 +72,7 @@ TEST(MovieRecovery, CompletesWhatAKilledProcessHasLeft)
             (void)record(file, 150, {encoder});
             EXPECT_EQ(MovieProbe(folder.file(part)).decodingErrors, "");
             EXPECT_GE(decodedFrames(folder.file(part)), 120U); // all but the last group
-            writeFile(folder.file(part) + ".tmp", "of a repair that was killed, too");
+            writeFile(host::copyOfMovie(file), "of a repair that was killed, too");
             // By either name.
             const auto repaired = host::repairMovie(encoder == "mpeg4" ? folder.file(part) : file);
             ASSERT_EQ(errorOf(repaired), "");
@@ -193,8 +193,10 @@ TEST(MovieRecovery, RefusesWhatNeedsNoRepairOrMustNotBeTouched)
     }
     EXPECT_EQ(errorOf(host::repairMovie(file)), file + ": plays already");
     writeFile(part, "somebody's");
-    EXPECT_EQ(errorOf(host::repairMovie(file)), file + ": is there already, and so is " + part);
-    EXPECT_EQ(errorOf(host::repairMovie(part)), file + ": is there already, and so is " + part);
+    EXPECT_EQ(errorOf(host::repairMovie(file)),
+        file + ": is there already, and " + part + " has been left as it is");
+    EXPECT_EQ(errorOf(host::repairMovie(part)),
+        file + ": is there already, and " + part + " has been left as it is");
     EXPECT_EQ(readFile(part), "somebody's");
 
     const std::string text = folder.file("text.mp4");

@@ -242,7 +242,7 @@ TEST(RecordCommand, FillsADiskWithAFileThatPlays)
     const ScratchFolder folder;
     const std::string disk = folder.file("disk");
     std::filesystem::create_directory(disk);
-    if (runCommand("mount -t tmpfs -o size=24m tamsel " + disk + " 2>/dev/null").status != 0)
+    if (runCommand("mount -t tmpfs -o size=8m tamsel " + disk + " 2>/dev/null").status != 0)
         GTEST_SKIP() << "no file system can be mounted here";
     const std::string clip = folder.file("noise.mp4");
     const bool isMade = makeVideo(

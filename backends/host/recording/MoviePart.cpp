@@ -34,13 +34,6 @@ bool isThere(const files::path& file)
     return files::exists(files::symlink_status(file, error));
 }
 
-/// Where the whole movie is written before it takes the part's place.
-files::path copyOf(files::path part)
-{
-    part += ".tmp";
-    return part;
-}
-
 /// Names that were made or changed in the file's folder; some file systems cannot, and need not.
 void syncFolderOf(const files::path& file)
 {
@@ -85,6 +78,13 @@ files::path MoviePart::pathOf(const files::path& movie)
     return path;
 }
 
+files::path MoviePart::copyOf(const files::path& movie)
+{
+    files::path path = pathOf(movie);
+    path += ".tmp";
+    return path;
+}
+
 std::optional<files::path> MoviePart::movieOf(const files::path& part)
 {
     files::path movie = part.parent_path() / part.stem();
@@ -100,7 +100,7 @@ std::optional<files::path> MoviePart::movieOf(const files::path& part)
 std::expected<MoviePart, Error> MoviePart::create(files::path movie)
 {
     const files::path path = pathOf(movie);
-    for (const files::path& name : {movie, path, copyOf(path)}) {
+    for (const files::path& name : {movie, path, copyOf(movie)}) {
         if (isThere(name))
             return failure(name.string(), std::strerror(EEXIST), EEXIST);
     }
@@ -197,7 +197,7 @@ void MoviePart::remove() const
 
 std::expected<void, Error> MoviePart::complete(std::optional<std::uint64_t> packets, const Check& check)
 {
-    const files::path path = copyOf(path_);
+    const files::path path = copyOf(movie_);
     ::unlink(path.c_str()); // of an attempt that was killed: it was not there when this part was made
     const MoviePart copy(movie_, createFile(path));
     auto done = result(copy.descriptor_ >= 0);

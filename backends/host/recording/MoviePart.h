@@ -17,6 +17,8 @@ namespace tamsel::host {
 class MoviePart {
 public:
     [[nodiscard]] static std::filesystem::path pathOf(const std::filesystem::path& movie);
+    /// Where the whole movie is written before it takes the part's place.
+    [[nodiscard]] static std::filesystem::path copyOf(const std::filesystem::path& movie);
     /// The movie to which a part of that name would belong; absent for other names.
     [[nodiscard]] static std::optional<std::filesystem::path> movieOf(const std::filesystem::path& part);
 

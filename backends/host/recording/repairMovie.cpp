@@ -39,7 +39,7 @@ std::expected<void, Error> checkMovie(const std::filesystem::path& movie)
 std::unexpected<Error> refusal(const std::filesystem::path& movie, const std::filesystem::path& part)
 {
     if (isThere(part))
-        return failure(movie.string(), "is there already, and so is " + part.string());
+        return failure(movie.string(), "is there already, and " + part.string() + " has been left as it is");
     if (isThere(movie.string() + ".recovery"))
         return failure(
             movie.string(), "was left by an earlier version of this program, which alone can repair it");
@@ -53,6 +53,11 @@ std::unexpected<Error> refusal(const std::filesystem::path& movie, const std::fi
 std::filesystem::path partOfMovie(const std::filesystem::path& movie)
 {
     return MoviePart::pathOf(movie);
+}
+
+std::filesystem::path copyOfMovie(const std::filesystem::path& movie)
+{
+    return MoviePart::copyOf(movie);
 }
 
 bool isBeingRecorded(const std::filesystem::path& movie)

@@ -9,6 +9,8 @@ namespace tamsel::host {
 
 /// The file in which a movie is being recorded, or was when its recorder was killed: "film.part.mp4" beside "film.mp4". It plays.
 [[nodiscard]] std::filesystem::path partOfMovie(const std::filesystem::path& movie);
+/// The file to which the part is copied when the movie is completed; nothing is lost with it.
+[[nodiscard]] std::filesystem::path copyOfMovie(const std::filesystem::path& movie);
 
 /// Whether some process is recording this movie now.
 [[nodiscard]] bool isBeingRecorded(const std::filesystem::path& movie);
