@@ -37,9 +37,9 @@ std::unique_ptr<engine::MovieWriter> record(
                 = static_cast<std::byte>(random() % 32 + static_cast<unsigned>(number) / 2);
         const auto frame = writer->keep(pixels, nullptr);
         EXPECT_TRUE(writer->writeFrame(*frame, time).has_value());
-        engine::SoundChunk sound{.samples = std::vector<float>(2 * 1584), .captureTime = time};
+        engine::SoundChunk sound{.samples = std::vector<float>(std::size_t{2} * 1584), .captureTime = time};
         for (std::size_t at = 0; at < sound.samples.size(); ++at)
-            sound.samples[at] = 0.3F * std::sin(0.05F * static_cast<float>(at / 2));
+            sound.samples[at] = 0.3F * std::sin(0.05F * static_cast<float>(at) / 2);
         EXPECT_TRUE(writer->writeSound(sound).has_value());
     }
     return writer;

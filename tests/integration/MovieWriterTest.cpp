@@ -53,6 +53,7 @@ TEST(MovieWriter, KeepsTheTimesOfTheFrames)
     for (const std::string encoder : {"libx264", "mpeg4"}) {
         host::HostMovieWriters writers({encoder});
         const std::string file = folder.file(encoder + ".mp4");
+        const std::string begun = runCommand("date -u +%FT%T").output;
         const auto writer = writers.makeWriter({.url = file});
         ASSERT_TRUE(writer->open().has_value());
         const std::vector<nanoseconds> times{5s, 5010ms, 5100ms, 6s, 6001ms, 9s, 9040ms};
@@ -65,6 +66,11 @@ TEST(MovieWriter, KeepsTheTimesOfTheFrames)
             EXPECT_NEAR(movie.frameTimes[frame],
                 std::chrono::duration<double>(times[frame] - times.front()).count(), 0.0001);
         EXPECT_NEAR(movie.duration, 4.08, 0.001); // the last frame lasts as long as the one before
+        const std::string created
+            = runCommand("ffprobe -v error -show_entries format_tags=creation_time -of csv=p=0 " + file)
+                  .output;
+        EXPECT_GE(created, begun);
+        EXPECT_LE(created, runCommand("date -u +%FT%T.999999Z").output);
     }
 }
 

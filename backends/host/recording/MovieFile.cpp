@@ -4,8 +4,9 @@
 #include <host/ffmpeg/prepareLibraries.h>
 
 #include <array>
-#include <chrono>
 #include <cstring>
+#include <ctime>
+#include <string>
 #include <utility>
 
 namespace tamsel::host {
@@ -32,11 +33,14 @@ std::array<std::int32_t, 9> displayMatrix(int quarterTurns, std::int32_t width, 
     }
 }
 
-std::int64_t now()
+/// In UTC (ISO 8601).
+std::string now()
 {
-    return std::chrono::duration_cast<std::chrono::seconds>(
-        std::chrono::system_clock::now().time_since_epoch())
-        .count();
+    const std::time_t time = std::time(nullptr);
+    std::tm parts{};
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%FT%TZ", ::gmtime_r(&time, &parts));
+    return text.data();
 }
 
 } // namespace
@@ -62,7 +66,7 @@ std::expected<void, Error> MovieFile::begin(std::span<const MovieTrack> tracks)
     io_.reset(avio_alloc_context(buffer, bufferSize, 1, this, nullptr, &keepBytes, nullptr));
     format->pb = io_.get();
     format->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_BITEXACT;
-    av_dict_set_int(&format->metadata, "creation_time", now() * AV_TIME_BASE, 0);
+    av_dict_set(&format->metadata, "creation_time", now().c_str(), 0);
     for (const MovieTrack& track : tracks) {
         AVStream* stream = avformat_new_stream(format, nullptr);
         avcodec_parameters_from_context(stream->codecpar, &track.codec);

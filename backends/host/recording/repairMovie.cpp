@@ -69,7 +69,7 @@ bool isBeingRecorded(const std::filesystem::path& movie)
 std::expected<std::filesystem::path, Error> repairMovie(const std::filesystem::path& file)
 {
     const auto named = isThere(partOfMovie(file)) || !isThere(file) ? std::nullopt : MoviePart::movieOf(file);
-    const std::filesystem::path movie = named.value_or(file);
+    std::filesystem::path movie = named.value_or(file);
     if (isThere(movie))
         return refusal(movie, partOfMovie(movie));
     auto part = MoviePart::open(movie);
