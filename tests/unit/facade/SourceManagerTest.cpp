@@ -130,25 +130,6 @@ TEST(SourceManager, KeepsACameraThatWasNotRunningWhenItWasStopped)
     screen.manager->resumeCamera();
     screen.phone.run();
     EXPECT_TRUE(screen.back().isStarted());
-
-    CaptureScreen late; // while its device starts
-    late.back().script().timeToStart = 100ms;
-    late.startAndRun();
-    late.manager->stopCameraSession();
-    late.phone.advance(1s);
-    late.frame();
-    EXPECT_EQ(late.client->calls, Texts{});
-    late.manager->resumeCamera();
-    late.phone.run();
-    late.frame();
-    EXPECT_EQ(late.client->calls, Texts{"frame"});
-
-    CaptureScreen idle;
-    idle.manager->stopCameraSession();
-    idle.manager->pauseCamera();
-    idle.manager->resumeCamera();
-    idle.phone.run();
-    EXPECT_EQ(idle.phone.journal().texts(), Texts{});
 }
 
 TEST(SourceManager, TakesTheDeviceOverWhenASecondCameraStarts)

@@ -1,3 +1,5 @@
+#include "unit/image/PictureFiles.h"
+
 #include <simulated/Phone.h>
 #include <simulated/showPlaces.h>
 
@@ -23,14 +25,6 @@ std::shared_ptr<CVPixelBuffer> picture(std::size_t width, std::size_t height)
     return buffer;
 }
 
-std::vector<std::byte> bytes(const std::string& text)
-{
-    std::vector<std::byte> result;
-    for (const char character : text)
-        result.push_back(static_cast<std::byte>(character));
-    return result;
-}
-
 OvriCaptureFrameUpdate frame(
     std::shared_ptr<CVPixelBuffer> buffer, std::optional<CGAffineTransform> transform = std::nullopt)
 {
@@ -51,8 +45,8 @@ TEST(ImageFromSample, IsDecodedUprightAndOnlyWhenSomebodyRendersIt)
 {
     simulated::Phone phone;
     const auto script = std::make_shared<simulated::PictureScript>(picture(6, 4), picture(4, 6));
-    phone.images().put(bytes("photo"), script);
-    CaptureSampleUpdate update(bytes("photo"), OvriImageSource::photo, CGImagePropertyOrientation::left);
+    phone.images().put(bytesOf("photo"), script);
+    CaptureSampleUpdate update(bytesOf("photo"), OvriImageSource::photo, CGImagePropertyOrientation::left);
     update.setSource(OvriImageSource::album);
     const auto image = makeImage(update, phone.platform());
     ASSERT_TRUE(image.has_value());
@@ -66,7 +60,7 @@ TEST(ImageFromSample, IsDecodedUprightAndOnlyWhenSomebodyRendersIt)
 
     for (const char* none : {"", "letter"})
         EXPECT_FALSE(makeImage(
-            CaptureSampleUpdate(bytes(none), OvriImageSource::photo, CGImagePropertyOrientation::up),
+            CaptureSampleUpdate(bytesOf(none), OvriImageSource::photo, CGImagePropertyOrientation::up),
             phone.platform())
                 .has_value());
 

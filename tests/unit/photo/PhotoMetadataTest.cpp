@@ -1,5 +1,6 @@
 #include "support/CaptureScreen.h"
 #include "support/ReplacedServices.h"
+#include "unit/image/PictureFiles.h"
 
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
 #include <tamsel/photo/makeImage.h>
@@ -172,16 +173,6 @@ TEST(PropertyDictionary, KeepsTheOrderOfFirstSetting)
     EXPECT_EQ(describe(dictionary), R"({"a": "text", "c": {"inner": [1, "two"]}, "b": <3 bytes>})");
     EXPECT_FALSE(PropertyValue(1) == PropertyValue(1.0)) << "an integer is no real";
 }
-
-namespace {
-
-std::vector<std::byte> bytesOf(std::string_view text)
-{
-    const auto bytes = std::as_bytes(std::span(text));
-    return {bytes.begin(), bytes.end()};
-}
-
-} // namespace
 
 TEST(AlbumImage, ComesBackStampedWithTheGivenOrientation)
 {
