@@ -77,12 +77,6 @@ TEST(AssetCommand, SaysInOneLineWhatHasNoVideo)
             EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
         }
     }
-    for (const char* arguments : {"asset", "asset a b", "asset a --seconds 3", "asset-still a", "thumbnail",
-             "image a b c", "--backend simulated asset a", "image --fast a b"}) {
-        const Outcome refused = outcomeOf(arguments);
-        EXPECT_EQ(refused.status, 2) << arguments;
-        EXPECT_EQ(count(refused.errors, "\n"), 1U) << arguments;
-    }
 }
 
 TEST(AssetCommand, EndsOnWhatIsNoFileAndWhenNobodyTakesItsOutput)

@@ -32,18 +32,10 @@ std::string motionLog(const ScratchFolder& folder, double movedUntil, double lif
     return file;
 }
 
-/// The events of a folder, a line each, in which an event of that kind stands.
+/// The events of that kind, a line each.
 std::vector<std::string> eventsOf(const std::string& events, const std::string& kind)
 {
-    std::vector<std::string> found;
-    std::size_t start = 0;
-    for (std::size_t end = events.find('\n'); end != std::string::npos; end = events.find('\n', start)) {
-        const std::string line = events.substr(start, end - start);
-        if (line.starts_with("{\"event\": \"" + kind + "\""))
-            found.push_back(line);
-        start = end + 1;
-    }
-    return found;
+    return linesIn(events, "{\"event\": \"" + kind + "\"");
 }
 
 /// Each file that the page names is there, and not empty.

@@ -13,17 +13,6 @@ namespace {
 
 const std::string program = captureProgram();
 
-std::vector<std::string> lines(const std::string& text)
-{
-    std::vector<std::string> result;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find('\n', at), text.size());
-        result.push_back(text.substr(at, end - at));
-        at = end + 1;
-    }
-    return result;
-}
-
 struct Lines {
     int status;
     std::vector<std::string> output;
@@ -33,7 +22,7 @@ struct Lines {
 Lines linesOf(const std::string& arguments)
 {
     const Outcome outcome = outcomeOf(arguments);
-    return {outcome.status, lines(outcome.output), lines(outcome.errors)};
+    return {outcome.status, linesIn(outcome.output), linesIn(outcome.errors)};
 }
 
 std::size_t count(const std::vector<std::string>& among, const std::string& beginning)
@@ -73,12 +62,21 @@ TEST(CommandLine, WritesNothingButOneJsonObjectALine)
 
 TEST(CommandLine, RefusesWrongUsageAndUnusableInputsWithOneLine)
 {
-    for (const char* arguments : {"", "frame", "--json", "--frobnicate frames", "frames --count 0",
-             "frames --count 1.5", "frames --seconds -1", "frames --seconds nan", "frames --save-every",
-             "--preset best frames", "--device-orientation up frames", "devices --count 3",
-             "--backend simulated --back x frames", "--back missing.mp4 frames", "--back test:4 frames",
-             "--back /dev/video99 frames", "--back /dev/null frames", "--back '' frames",
-             "--back no-such-protocol://x frames", "--back . frames"}) {
+    for (const char* arguments :
+        {"", "frame", "--json", "--frobnicate frames", "frames --count 0", "frames --count 1.5",
+            "frames --seconds -1", "frames --seconds nan", "frames --save-every", "--preset best frames",
+            "--device-orientation up frames", "devices --count 3", "--backend simulated --back x frames",
+            "--back missing.mp4 frames", "--back test:4 frames", "--back /dev/video99 frames",
+            "--back /dev/null frames", "--back '' frames", "--back no-such-protocol://x frames",
+            "--back . frames", "frames --motion", "status now", "--back /nowhere.mp4 status", "asset",
+            "asset a b", "asset a --seconds 3", "asset-still a", "image a b c", "image --fast a b",
+            "--backend simulated asset a", "motion", "motion a b", "motion nowhere.csv", "motion sensor a",
+            "motion sensor --plot x.svg", "--backend simulated motion sensor",
+            "--backend simulated motion a --real-time", "motion a --threshold -1", "motion a --duration 0",
+            "motion a --duration 1e-300", "motion a --angle up", "--back test:64x48 still",
+            "--back test:64x48 still a.jpg b.jpg", "--back test:64x48 still a.jpg --location 91,0",
+            "--back test:64x48 still a.jpg --heading north", "--back test:64x48 still a.jpg --flash maybe",
+            "--back test:64x48 still a.jpg --loud", "detect", "detect test:4", "detect a b"}) {
         const Lines refused = linesOf(arguments);
         EXPECT_EQ(refused.status, 2) << arguments;
         EXPECT_EQ(refused.errors.size(), 1U) << arguments;
@@ -214,7 +212,7 @@ TEST(CommandLine, FollowsSignals)
         + "' 2>/dev/null & process=$!; " + await("frame") + "kill -USR1 $process; " + await("suspend")
         + "kill -USR2 $process; " + await("resume") + "kill -INT $process; wait $process");
     EXPECT_EQ(result.status, 130);
-    const std::vector<std::string> told = lines(readFile(output));
+    const std::vector<std::string> told = linesIn(readFile(output));
     EXPECT_EQ(count(told, "{\"event\": \"suspend\"}"), 1U);
     EXPECT_EQ(count(told, "{\"event\": \"resume\"}"), 1U);
     EXPECT_TRUE(told.back().starts_with("{\"event\": \"summary\""));

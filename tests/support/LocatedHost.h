@@ -1,24 +1,17 @@
 #pragma once
 
 #include "support/Media.h"
+#include "support/ReplacedServices.h"
 
 #include <host/location/HostLocation.h>
 #include <host/location/HostLocationSource.h>
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
 
 namespace tamsel::tests {
-
-/// Stands still until a test moves it.
-struct StandingClock final : platform::Clock {
-    [[nodiscard]] double timeIntervalSince1970() const override { return now; }
-    [[nodiscard]] std::chrono::nanoseconds monotonic() const override { return {}; }
-    double now = 1'700'000'000;
-};
 
 /// What is wrong with a text that should name a location.
 [[nodiscard]] inline std::string errorOf(const std::string& text)
@@ -44,7 +37,7 @@ struct Place {
         return waitUntil([&] { return location->problem().ends_with(end); });
     }
 
-    StandingClock clock;
+    ScriptedClock clock;
     std::unique_ptr<host::HostLocation> location;
     std::unique_ptr<platform::CLLocationManager> manager;
 };

@@ -3,6 +3,7 @@
 #include "support/Media.h"
 
 #include <cstdlib>
+#include <sstream>
 
 namespace tamsel::tests {
 
@@ -18,6 +19,17 @@ Outcome outcomeOf(const std::string& arguments)
     const CommandResult result
         = runCommand("timeout 60 " + captureProgram() + " " + arguments + " 2>'" + errors + "'");
     return {result.status, result.output, readFile(errors)};
+}
+
+std::vector<std::string> linesIn(const std::string& text, const std::string& beginning)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        if (line.starts_with(beginning))
+            lines.push_back(line);
+    }
+    return lines;
 }
 
 std::size_t count(const std::string& text, const std::string& part)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace tamsel::tests {
 
@@ -16,6 +17,9 @@ struct Outcome {
 
 /// Runs it with these arguments of a shell, for a minute at most.
 [[nodiscard]] Outcome outcomeOf(const std::string& arguments);
+
+/// The lines of a text that begin so.
+[[nodiscard]] std::vector<std::string> linesIn(const std::string& text, const std::string& beginning = {});
 
 /// How often the part stands in the text.
 [[nodiscard]] std::size_t count(const std::string& text, const std::string& part);
