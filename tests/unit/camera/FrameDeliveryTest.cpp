@@ -120,12 +120,6 @@ TEST(FrameDelivery, DeliversWhatIsPastTheVideoQueueAndLooksTheClientUpAtTheEnd)
     screen.phone.run();
     EXPECT_EQ(droppedBy(screen.manager->frameCounts(), DropCause::noReceiver), 1U);
     expectClosed(screen.manager->frameCounts());
-
-    screen.manager->setDelegate(screen.client);
-    screen.back().produceFrame();
-    screen.manager.reset();
-    screen.phone.run();
-    EXPECT_EQ(screen.client->calls, Texts{});
 }
 
 TEST(FrameDelivery, TurnsPixelsAndMatrixToTheInterfaceOrientation)
