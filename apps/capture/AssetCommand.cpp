@@ -4,7 +4,9 @@
 #include "StatusLine.h"
 
 #include <tamsel/platform/AVAsset.h>
+#include <tamsel/platform/AssetServices.h>
 #include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <cstdio>
 

@@ -17,7 +17,9 @@
 #include <engine/capture/turnPixels.h>
 
 #include <tamsel/camera/videoOrientation.h>
+#include <tamsel/platform/Clock.h>
 #include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <algorithm>
 #include <utility>

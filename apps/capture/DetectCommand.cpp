@@ -11,7 +11,7 @@
 
 #include <tamsel/camera/videoOrientation.h>
 #include <tamsel/platform/CALayer.h>
-#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/Clock.h>
 
 #include <algorithm>
 #include <array>

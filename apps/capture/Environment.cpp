@@ -15,6 +15,8 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <tamsel/platform/CaptureServices.h>
+
 #include <array>
 #include <cmath>
 #include <csignal>

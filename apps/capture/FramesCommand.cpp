@@ -7,6 +7,7 @@
 #include "seconds.h"
 
 #include <tamsel/platform/CALayer.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <array>
 #include <cstdio>

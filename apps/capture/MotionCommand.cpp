@@ -5,6 +5,8 @@
 #include "StatusLine.h"
 #include "seconds.h"
 
+#include <tamsel/platform/RunLoops.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>

@@ -3,7 +3,7 @@
 #include "JsonLine.h"
 #include "seconds.h"
 
-#include <tamsel/platform/CMMotionManager.h>
+#include <tamsel/platform/MotionServices.h>
 #include <tamsel/platform/Platform.h>
 
 #include <array>

@@ -5,7 +5,7 @@
 
 #include <tamsel/Mutex.h>
 #include <tamsel/facade/OvriSourceManager.h>
-#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/Clock.h>
 
 #include <formats/MotionLog.h>
 

@@ -4,6 +4,7 @@
 
 #include <tamsel/camera/CameraConfiguration.h>
 #include <tamsel/facade/types/SourceType.h>
+#include <tamsel/platform/UIApplication.h>
 #include <tamsel/platform/UIDevice.h>
 
 #include <host/location/HostLocationSource.h>

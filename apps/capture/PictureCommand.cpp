@@ -11,9 +11,9 @@
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
 #include <tamsel/photo/makeImage.h>
-#include <tamsel/platform/AVAsset.h>
-#include <tamsel/platform/CIImage.h>
+#include <tamsel/platform/AssetServices.h>
 #include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/ImageServices.h>
 
 #include <algorithm>
 #include <array>

@@ -8,6 +8,8 @@
 
 #include <host/recording/repairMovie.h>
 #include <tamsel/platform/CALayer.h>
+#include <tamsel/platform/Clock.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <array>
 #include <cstdio>

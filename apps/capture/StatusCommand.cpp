@@ -8,7 +8,8 @@
 
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/platform/CALayer.h>
-#include <tamsel/platform/CMMotionManager.h>
+#include <tamsel/platform/CaptureServices.h>
+#include <tamsel/platform/MotionServices.h>
 #include <tamsel/platform/Platform.h>
 
 #include <array>

@@ -1,6 +1,8 @@
 #include "Waiter.h"
 
+#include <tamsel/platform/Clock.h>
 #include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <atomic>
 #include <memory>

@@ -1,7 +1,9 @@
 #include "prepareStill.h"
 
 #include <tamsel/camera/videoOrientation.h>
-#include <tamsel/platform/CLLocationManager.h>
+#include <tamsel/platform/AVCaptureVideoPreviewLayer.h>
+#include <tamsel/platform/CaptureServices.h>
+#include <tamsel/platform/LocationServices.h>
 
 namespace tamsel::capture {
 

@@ -2,7 +2,7 @@
 
 #include <formats/imageMetadata.h>
 
-#include <tamsel/platform/CIImage.h>
+#include <tamsel/platform/ImageServices.h>
 
 #include <utility>
 

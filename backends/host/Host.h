@@ -5,6 +5,7 @@
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/Platform.h>
+#include <tamsel/platform/UIApplication.h>
 #include <tamsel/platform/UIDevice.h>
 
 #include <chrono>

@@ -3,7 +3,7 @@
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
 
-#include <tamsel/platform/AVCaptureOutput.h>
+#include <tamsel/platform/AVCaptureConnection.h>
 #include <tamsel/platform/Geometry.h>
 
 #include <functional>

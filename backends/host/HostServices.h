@@ -3,9 +3,10 @@
 #include <host/HostConfiguration.h>
 
 #include <tamsel/Mutex.h>
-#include <tamsel/platform/Diagnostics.h>
-#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/Clock.h>
+#include <tamsel/platform/DiagnosticLines.h>
 #include <tamsel/platform/UIDevice.h>
+#include <tamsel/platform/core/ReportSink.h>
 #include <tamsel/platform/core/Reports.h>
 
 #include <atomic>

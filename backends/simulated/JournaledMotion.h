@@ -3,7 +3,8 @@
 #include <simulated/Journal.h>
 
 #include <tamsel/platform/CMMotionManager.h>
-#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/Clock.h>
+#include <tamsel/platform/MotionServices.h>
 
 #include <memory>
 

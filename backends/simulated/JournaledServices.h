@@ -5,8 +5,9 @@
 #include <engine/audio/SystemSounds.h>
 
 #include <tamsel/platform/AudioServices.h>
-#include <tamsel/platform/Diagnostics.h>
-#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/Clock.h>
+#include <tamsel/platform/DiagnosticLines.h>
+#include <tamsel/platform/core/ReportSink.h>
 #include <tamsel/platform/core/Reports.h>
 
 #include <string>

@@ -13,6 +13,7 @@
 #include <engine/capture/CaptureHook.h>
 
 #include <tamsel/platform/Platform.h>
+#include <tamsel/platform/UIApplication.h>
 #include <tamsel/platform/UIDevice.h>
 #include <tamsel/platform/core/Reports.h>
 

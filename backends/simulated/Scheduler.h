@@ -5,8 +5,10 @@
 #include <engine/capture/OperationLock.h>
 #include <engine/dispatch/EventSource.h>
 
+#include <tamsel/platform/Clock.h>
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <chrono>
 #include <deque>

@@ -2,7 +2,7 @@
 
 #include <engine/capture/PhotoEncoder.h>
 
-#include <tamsel/platform/CIImage.h>
+#include <tamsel/platform/ImageServices.h>
 
 #include <map>
 #include <memory>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tamsel/platform/CLLocationManager.h>
+#include <tamsel/platform/LocationServices.h>
 
 #include <memory>
 #include <optional>

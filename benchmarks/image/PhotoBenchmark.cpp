@@ -10,7 +10,7 @@
 #include <formats/pictureDataIsEqual.h>
 
 #include <tamsel/facade/OvriSourceManager.h>
-#include <tamsel/platform/CIImage.h>
+#include <tamsel/platform/ImageServices.h>
 
 #include <turbojpeg.h>
 

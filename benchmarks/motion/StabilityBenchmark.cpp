@@ -6,6 +6,7 @@
 #include <simulated/Phone.h>
 
 #include <tamsel/motion/StabilityWorker.h>
+#include <tamsel/platform/Clock.h>
 #include <tamsel/platform/RunLoop.h>
 
 #include <algorithm>

@@ -8,6 +8,7 @@
 #include <host/recording/MovieFacts.h>
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <benchmark/benchmark.h>
 

@@ -2,6 +2,7 @@
 
 #include <tamsel/camera/VideoFrameHandler.h>
 #include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/CaptureServices.h>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,8 @@
 #include "contract/PlatformUnderTest.h"
 
 #include <tamsel/platform/CMMotionManager.h>
-#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/Clock.h>
+#include <tamsel/platform/MotionServices.h>
 
 #include <gtest/gtest.h>
 

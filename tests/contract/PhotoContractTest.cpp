@@ -1,7 +1,8 @@
 #include "contract/PlatformUnderTest.h"
 
 #include <tamsel/platform/AVCaptureSession.h>
-#include <tamsel/platform/CIImage.h>
+#include <tamsel/platform/CaptureServices.h>
+#include <tamsel/platform/ImageServices.h>
 
 #include <gtest/gtest.h>
 

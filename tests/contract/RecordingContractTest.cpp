@@ -1,7 +1,8 @@
 #include "contract/PlatformUnderTest.h"
 
-#include <tamsel/platform/AVAsset.h>
 #include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/AssetServices.h>
+#include <tamsel/platform/CaptureServices.h>
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -15,7 +15,7 @@
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/photo/makeImage.h>
 #include <tamsel/platform/AudioServices.h>
-#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/DiagnosticLines.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/core/Tamsel.h>

@@ -4,8 +4,8 @@
 #include <formats/MotionLog.h>
 #include <host/location/HostLocationSource.h>
 
-#include <tamsel/platform/AVAsset.h>
-#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/AssetServices.h>
+#include <tamsel/platform/DiagnosticLines.h>
 
 #include <gtest/gtest.h>
 

@@ -15,6 +15,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <tamsel/platform/CaptureServices.h>
+
 namespace tamsel::tests {
 
 using namespace std::chrono_literals;

@@ -4,6 +4,7 @@
 
 #include <simulated/Phone.h>
 
+#include <tamsel/platform/AVCaptureVideoPreviewLayer.h>
 #include <tamsel/platform/NotificationCenter.h>
 
 #include <gtest/gtest.h>

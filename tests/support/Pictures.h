@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tamsel/platform/CIImage.h>
+#include <tamsel/platform/ImageServices.h>
 
 #include <cstdint>
 #include <optional>

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <tamsel/platform/Clock.h>
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/core/ReportSink.h>
 #include <tamsel/platform/core/Reports.h>
 
 #include <type_traits>

@@ -3,7 +3,7 @@
 #include <tamsel/Mutex.h>
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/NotificationCenter.h>
-#include <tamsel/platform/UIDevice.h>
+#include <tamsel/platform/UIApplication.h>
 
 #include <functional>
 #include <memory>

@@ -11,7 +11,10 @@
 #include <functional>
 #include <memory>
 #include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/AVCaptureVideoPreviewLayer.h>
+#include <tamsel/platform/CaptureServices.h>
 #include <tamsel/platform/Dispatch.h>
+
 #include <vector>
 
 /// How a phone behaves, whatever the source of its samples; and the interfaces that drivers implement.

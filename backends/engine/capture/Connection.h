@@ -3,7 +3,7 @@
 #include <engine/capture/CameraDevice.h>
 #include <engine/capture/CaptureHook.h>
 
-#include <tamsel/platform/AVCaptureOutput.h>
+#include <tamsel/platform/AVCaptureConnection.h>
 
 #include <atomic>
 #include <memory>

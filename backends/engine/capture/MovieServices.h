@@ -3,8 +3,8 @@
 #include <engine/capture/MovieWriter.h>
 #include <engine/dispatch/EventSource.h>
 
+#include <tamsel/platform/Clock.h>
 #include <tamsel/platform/Dispatch.h>
-#include <tamsel/platform/RunLoop.h>
 
 #include <functional>
 

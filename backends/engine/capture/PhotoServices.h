@@ -4,8 +4,8 @@
 #include <engine/capture/PhotoEncoder.h>
 #include <engine/dispatch/EventSource.h>
 
+#include <tamsel/platform/Clock.h>
 #include <tamsel/platform/Dispatch.h>
-#include <tamsel/platform/RunLoop.h>
 #include <tamsel/platform/UIDevice.h>
 
 #include <functional>

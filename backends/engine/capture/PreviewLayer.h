@@ -2,7 +2,7 @@
 
 #include <engine/capture/CaptureSession.h>
 
-#include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/AVCaptureVideoPreviewLayer.h>
 
 #include <atomic>
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tamsel/platform/AVCaptureOutput.h>
+#include <tamsel/platform/AVCaptureConnection.h>
 #include <tamsel/platform/CVPixelBuffer.h>
 #include <tamsel/platform/Geometry.h>
 

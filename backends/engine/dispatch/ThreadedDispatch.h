@@ -4,6 +4,7 @@
 
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <cstdint>
 #include <memory>

@@ -4,7 +4,8 @@
 #include <engine/motion/MotionDriver.h>
 
 #include <tamsel/Mutex.h>
-#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/Clock.h>
+#include <tamsel/platform/MotionServices.h>
 
 #include <memory>
 #include <vector>

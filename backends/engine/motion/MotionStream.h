@@ -4,7 +4,7 @@
 #include <engine/motion/MotionDriver.h>
 
 #include <tamsel/Mutex.h>
-#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/Clock.h>
 
 #include <cstdint>
 #include <functional>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tamsel/platform/AVAsset.h>
+#include <tamsel/platform/AssetServices.h>
 
 namespace tamsel::host {
 

@@ -3,7 +3,8 @@
 #include <host/location/HostLocationSource.h>
 
 #include <tamsel/platform/CLLocationManager.h>
-#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/Clock.h>
+#include <tamsel/platform/LocationServices.h>
 
 #include <memory>
 #include <string>

@@ -1,6 +1,8 @@
 #include <tamsel/asset/AssetProcessor.h>
 
+#include <tamsel/platform/AssetServices.h>
 #include <tamsel/platform/Platform.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <utility>
 

@@ -3,6 +3,7 @@
 #include <tamsel/camera/CameraConfiguration.h>
 #include <tamsel/camera/CameraDelegate.h>
 #include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/core/OvriImage.h>
 #include <tamsel/platform/core/TamselCameraSettings.h>
 

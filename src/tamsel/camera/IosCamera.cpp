@@ -1,6 +1,7 @@
 #include <tamsel/camera/IosCamera.h>
 
 #include <tamsel/camera/VideoFrameHandler.h>
+#include <tamsel/platform/CaptureServices.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/Platform.h>
 

@@ -2,8 +2,9 @@
 
 #include <tamsel/Mutex.h>
 #include <tamsel/camera/Camera.h>
+#include <tamsel/platform/AVCaptureVideoPreviewLayer.h>
 #include <tamsel/platform/Dispatch.h>
-#include <tamsel/platform/UIDevice.h>
+#include <tamsel/platform/UIApplication.h>
 
 #include <atomic>
 #include <cstdint>

@@ -1,8 +1,9 @@
 #include <tamsel/camera/IosCamera.h>
 
 #include <tamsel/camera/videoOrientation.h>
-#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/DiagnosticLines.h>
 #include <tamsel/platform/Platform.h>
+#include <tamsel/platform/UIDevice.h>
 
 #include <algorithm>
 #include <bit>

@@ -4,6 +4,7 @@
 
 #include <tamsel/camera/PhotoCaptureProcessor.h>
 #include <tamsel/platform/Platform.h>
+#include <tamsel/platform/UIDevice.h>
 #include <tamsel/platform/core/Tamsel.h>
 
 #include <algorithm>

@@ -2,6 +2,7 @@
 
 #include <tamsel/camera/VideoFrameHandler.h>
 #include <tamsel/metadata/MetadataOutputHandler.h>
+#include <tamsel/platform/CaptureServices.h>
 #include <tamsel/platform/DispatchGroup.h>
 #include <tamsel/platform/Platform.h>
 

@@ -1,9 +1,10 @@
 #include <tamsel/camera/PhotoCaptureProcessor.h>
 
 #include <tamsel/platform/AudioServices.h>
-#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/DiagnosticLines.h>
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/UIDevice.h>
+#include <tamsel/platform/debugDescription.h>
 
 #include <string>
 #include <variant>

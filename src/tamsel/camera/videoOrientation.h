@@ -1,7 +1,7 @@
 #pragma once
 
-#include <tamsel/platform/AVCaptureOutput.h>
-#include <tamsel/platform/UIDevice.h>
+#include <tamsel/platform/AVCaptureConnection.h>
+#include <tamsel/platform/UIApplication.h>
 
 namespace tamsel {
 

@@ -1,5 +1,6 @@
 #include <tamsel/client/CaptureGate.h>
 
+#include <tamsel/platform/Clock.h>
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/RunLoop.h>
 

@@ -4,9 +4,11 @@
 #include <tamsel/camera/IosCamera.h>
 #include <tamsel/facade/OvriSourceManagerRelay.h>
 #include <tamsel/facade/doubleFor.h>
-#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/CaptureServices.h>
+#include <tamsel/platform/DiagnosticLines.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/Platform.h>
+#include <tamsel/platform/debugDescription.h>
 
 #include <utility>
 

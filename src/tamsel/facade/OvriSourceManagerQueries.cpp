@@ -4,6 +4,7 @@
 
 #include <tamsel/camera/IosCamera.h>
 #include <tamsel/motion/MotionHelper.h>
+#include <tamsel/platform/CaptureServices.h>
 #include <tamsel/platform/Platform.h>
 
 namespace tamsel {

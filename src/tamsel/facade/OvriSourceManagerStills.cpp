@@ -1,13 +1,13 @@
 // What the manager does about single images: stills of its source, images of an album, thumbnails.
 
-#include <tamsel/facade/OvriSourceManager.h>
-
 #include <tamsel/camera/Camera.h>
+#include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/facade/OvriSourceManagerRelay.h>
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
 #include <tamsel/platform/AVAsset.h>
-#include <tamsel/platform/CIImage.h>
-#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/AssetServices.h>
+#include <tamsel/platform/DiagnosticLines.h>
+#include <tamsel/platform/ImageServices.h>
 #include <tamsel/platform/Platform.h>
 
 #include <utility>

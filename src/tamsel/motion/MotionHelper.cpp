@@ -2,6 +2,7 @@
 
 #include <tamsel/motion/FacingAngleWorker.h>
 #include <tamsel/motion/StabilityWorker.h>
+#include <tamsel/platform/MotionServices.h>
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/core/Reports.h>
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tamsel/motion/MotionHelperWorker.h>
+#include <tamsel/motion/MotionWorkerKind.h>
 #include <tamsel/platform/Dispatch.h>
 
 #include <memory>
@@ -12,43 +13,6 @@ struct Platform;
 }
 
 namespace tamsel {
-
-/// Which worker to make.
-class MotionWorkerKind {
-public:
-    /// Held still: the threshold in radians per second, the duration in seconds.
-    struct Stability {
-        double threshold;
-        double duration;
-        bool operator==(const Stability&) const = default;
-    };
-    /// Tilted far enough: the angle in degrees.
-    struct FacingAngle {
-        double angle;
-        bool operator==(const FacingAngle&) const = default;
-    };
-    using Value = std::variant<Stability, FacingAngle>;
-
-    /// `threshold` in radians per second, `duration` in seconds.
-    [[nodiscard]] static MotionWorkerKind stability(double threshold, double duration)
-    {
-        return MotionWorkerKind(Stability{threshold, duration});
-    }
-    /// The smallest pitch that counts, in degrees.
-    [[nodiscard]] static MotionWorkerKind facingAngle(double angle)
-    {
-        return MotionWorkerKind(FacingAngle{angle});
-    }
-
-    [[nodiscard]] const Value& value() const { return value_; }
-
-    bool operator==(const MotionWorkerKind&) const = default;
-
-private:
-    explicit MotionWorkerKind(Value value) : value_(value) { }
-
-    Value value_;
-};
 
 /// Owns the motion manager and the registered workers. It merges what the workers need into at most one running stream
 /// for each motion service, at the shortest interval that any of them asks for, and hands every sample to every worker.

@@ -1,7 +1,7 @@
 #include <tamsel/motion/StabilityWorker.h>
 
+#include <tamsel/platform/Clock.h>
 #include <tamsel/platform/Platform.h>
-#include <tamsel/platform/RunLoop.h>
 
 #include <algorithm>
 #include <cmath>

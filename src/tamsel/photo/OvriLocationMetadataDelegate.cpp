@@ -1,6 +1,7 @@
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
 
 #include <tamsel/platform/CLLocationManager.h>
+#include <tamsel/platform/LocationServices.h>
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/UIDevice.h>
 

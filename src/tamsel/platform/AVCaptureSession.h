@@ -3,10 +3,8 @@
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/AVCaptureOutput.h>
 #include <tamsel/platform/AVCapturePhotoOutput.h>
-#include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/FrameLedger.h>
 
-#include <expected>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -67,44 +65,6 @@ public:
 
     /// What became of this session's frames.
     [[nodiscard]] virtual std::shared_ptr<const FrameLedger> frameLedger() const = 0;
-};
-
-/// Shows what a session sees, which it holds weakly. The layer's connection is there while the session has a camera.
-class AVCaptureVideoPreviewLayer : public CALayer {
-public:
-    [[nodiscard]] virtual AVLayerVideoGravity videoGravity() const = 0;
-    virtual void setVideoGravity(AVLayerVideoGravity gravity) = 0;
-    /// Absent while the session has no camera, or is gone.
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureConnection> connection() const = 0;
-};
-
-/// Devices, permission to use them, and the parts that a capture session is built from. Thread-safe.
-class CaptureServices {
-public:
-    virtual ~CaptureServices() = default;
-
-    [[nodiscard]] virtual AVAuthorizationStatus authorizationStatus(AVMediaType mediaType) const = 0;
-    /// Absent when there is no such device.
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> defaultDevice(
-        AVCaptureDeviceType type, AVMediaType mediaType, AVCaptureDevicePosition position)
-        = 0;
-    /// Absent when there is no microphone.
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> defaultAudioDevice() = 0;
-
-    /// Without inputs and outputs.
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureSession> makeSession() = 0;
-    /// Fails when the device cannot be used.
-    [[nodiscard]] virtual std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error> makeDeviceInput(
-        const std::shared_ptr<AVCaptureDevice>& device)
-        = 0;
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureVideoDataOutput> makeVideoDataOutput() = 0;
-    [[nodiscard]] virtual std::shared_ptr<AVCapturePhotoOutput> makePhotoOutput() = 0;
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureMovieFileOutput> makeMovieFileOutput() = 0;
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureMetadataOutput> makeMetadataOutput() = 0;
-    /// Holds the session weakly.
-    [[nodiscard]] virtual std::shared_ptr<AVCaptureVideoPreviewLayer> makePreviewLayer(
-        const std::shared_ptr<AVCaptureSession>& session)
-        = 0;
 };
 
 } // namespace tamsel::platform

@@ -1,6 +1,6 @@
 #include <tamsel/platform/CGImageProperties.h>
 
-#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/debugDescription.h>
 
 #include <algorithm>
 #include <array>

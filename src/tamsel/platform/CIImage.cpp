@@ -1,5 +1,7 @@
 #include <tamsel/platform/CIImage.h>
 
+#include <tamsel/platform/ImageServices.h>
+
 namespace tamsel::platform {
 
 std::optional<CIImage> CIImage::initWithData(

@@ -34,13 +34,4 @@ public:
     [[nodiscard]] virtual std::optional<CLHeading> heading() const = 0;
 };
 
-/// Knows the place of the device. Thread-safe.
-class LocationServices {
-public:
-    virtual ~LocationServices() = default;
-
-    /// Asks for nothing.
-    [[nodiscard]] virtual std::unique_ptr<CLLocationManager> makeLocationManager() = 0;
-};
-
 } // namespace tamsel::platform

@@ -78,13 +78,4 @@ public:
     virtual void stopDeviceMotionUpdates() = 0;
 };
 
-/// The motion sensors of the place where the library runs. Thread-safe.
-class MotionServices {
-public:
-    virtual ~MotionServices() = default;
-
-    /// A manager whose streams do not run.
-    [[nodiscard]] virtual std::shared_ptr<CMMotionManager> makeMotionManager() = 0;
-};
-
 } // namespace tamsel::platform

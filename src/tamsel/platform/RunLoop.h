@@ -28,25 +28,4 @@ public:
         = 0;
 };
 
-/// Knows the run loop of the calling thread. Thread-safe.
-class RunLoops {
-public:
-    virtual ~RunLoops() = default;
-
-    /// The calling thread's loop, made on first use.
-    [[nodiscard]] virtual RunLoop& current() = 0;
-};
-
-/// Wall-clock and monotonic time. Thread-safe.
-class Clock {
-public:
-    virtual ~Clock() = default;
-
-    /// Seconds since 1970-01-01 00:00 UTC.
-    [[nodiscard]] virtual double timeIntervalSince1970() const = 0;
-
-    /// Time since a fixed but unnamed point; never runs backwards.
-    [[nodiscard]] virtual std::chrono::nanoseconds monotonic() const = 0;
-};
-
 } // namespace tamsel::platform

@@ -17,16 +17,6 @@ enum class UIDeviceOrientation : std::uint8_t {
     faceDown = 6,
 };
 
-/// How the device is held when the application's interface is upright on it, by the home side as in
-/// `AVCaptureVideoOrientation`.
-enum class UIInterfaceOrientation : std::uint8_t {
-    unknown = 0,
-    portrait = 1,
-    portraitUpsideDown = 2,
-    landscapeRight = 3,
-    landscapeLeft = 4,
-};
-
 /// Facts about the device. Thread-safe.
 class UIDevice {
 public:
@@ -36,14 +26,6 @@ public:
     /// For example "16.4".
     [[nodiscard]] virtual std::string systemVersion() const = 0;
     [[nodiscard]] virtual std::string model() const = 0;
-};
-
-/// The running application. Thread-safe.
-class UIApplication {
-public:
-    virtual ~UIApplication() = default;
-
-    [[nodiscard]] virtual UIInterfaceOrientation statusBarOrientation() const = 0;
 };
 
 /// True when the device's system version is `major`.`minor` or later. A text that is no version counts as 0.0.

@@ -1,6 +1,7 @@
 #include "support/CaptureScreen.h"
 
 #include <tamsel/asset/AssetProcessor.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 #include <simulated/Phone.h>
 
 #include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/CaptureServices.h>
 
 #include <gtest/gtest.h>
 

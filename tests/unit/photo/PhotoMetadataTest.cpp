@@ -4,7 +4,7 @@
 
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
 #include <tamsel/photo/makeImage.h>
-#include <tamsel/platform/CIImage.h>
+#include <tamsel/platform/ImageServices.h>
 
 #include <engine/image/renderImage.h>
 

@@ -1,11 +1,11 @@
 #include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/CVPixelBuffer.h>
-#include <tamsel/platform/Diagnostics.h>
 #include <tamsel/platform/FrameLedger.h>
 #include <tamsel/platform/Geometry.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/UIDevice.h>
 #include <tamsel/platform/WorkItem.h>
+#include <tamsel/platform/debugDescription.h>
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,7 @@
 #include <tamsel/platform/core/Reports.h>
 
+#include <tamsel/platform/core/ReportSink.h>
+
 namespace tamsel::platform {
 
 namespace {

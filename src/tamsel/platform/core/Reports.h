@@ -93,15 +93,6 @@ private:
 /// Any of the three.
 using TamselError = std::variant<DeviceError, FlowError, NativeError>;
 
-/// Where `report()` goes. Thread-safe.
-class ReportSink {
-public:
-    virtual ~ReportSink() = default;
-
-    /// Receives one report; not to wait for anything.
-    virtual void report(const TamselError& error) = 0;
-};
-
 /// The report in one line, for example `flow error: Video frame error (AVCaptureSession)`.
 [[nodiscard]] std::string describe(const TamselError& error);
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
 namespace tamsel::platform {
@@ -13,9 +12,5 @@ public:
     /// Writes one line; the line feed is added.
     virtual void writeLine(std::string_view line) = 0;
 };
-
-/// The debug representation of a text: enclosed in double quotation marks; quotation marks, backslashes and
-/// control characters escaped.
-[[nodiscard]] std::string debugDescription(std::string_view text);
 
 } // namespace tamsel::platform

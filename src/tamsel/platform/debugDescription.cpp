@@ -1,4 +1,6 @@
-#include <tamsel/platform/Diagnostics.h>
+#include <tamsel/platform/debugDescription.h>
+
+#include <tamsel/platform/debugDescription.h>
 
 namespace tamsel::platform {
 

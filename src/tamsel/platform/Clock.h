@@ -1,0 +1,19 @@
+#pragma once
+
+#include <chrono>
+
+namespace tamsel::platform {
+
+/// Wall-clock and monotonic time. Thread-safe.
+class Clock {
+public:
+    virtual ~Clock() = default;
+
+    /// Seconds since 1970-01-01 00:00 UTC.
+    [[nodiscard]] virtual double timeIntervalSince1970() const = 0;
+
+    /// Time since a fixed but unnamed point; never runs backwards.
+    [[nodiscard]] virtual std::chrono::nanoseconds monotonic() const = 0;
+};
+
+} // namespace tamsel::platform
