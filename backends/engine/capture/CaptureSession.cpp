@@ -9,7 +9,7 @@ namespace tamsel::engine {
 
 using namespace platform;
 
-std::shared_ptr<CaptureSession> CaptureSession::create(std::shared_ptr<CaptureContext> context)
+std::shared_ptr<CaptureSession> CaptureSession::create(const std::shared_ptr<CaptureContext>& context)
 {
     auto session = std::make_shared<CaptureSession>(context);
     context->configuration.application.whenForeground(session,

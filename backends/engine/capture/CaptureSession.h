@@ -15,7 +15,8 @@ namespace tamsel::engine {
 class CaptureSession final : public platform::AVCaptureSession {
 public:
     /// Without inputs and outputs. A start that was asked for in the background is made when the application returns.
-    [[nodiscard]] static std::shared_ptr<CaptureSession> create(std::shared_ptr<CaptureContext> context);
+    [[nodiscard]] static std::shared_ptr<CaptureSession> create(
+        const std::shared_ptr<CaptureContext>& context);
 
     explicit CaptureSession(std::shared_ptr<CaptureContext> context);
 

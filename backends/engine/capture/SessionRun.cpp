@@ -36,9 +36,10 @@ void SessionRun::beginConfiguration()
 bool SessionRun::commitConfiguration()
 {
     const MutexLock lock(guard_);
-    if (openConfigurations_ == 0 || --openConfigurations_ > 0)
+    if (openConfigurations_ == 0)
         return false;
-    return state_ == State::startsAtCommit;
+    --openConfigurations_;
+    return openConfigurations_ == 0 && state_ == State::startsAtCommit;
 }
 
 bool SessionRun::claimIfFree(const std::shared_ptr<CameraDevice>& device)
