@@ -2,7 +2,6 @@
 
 #include <host/ffmpeg/PipeReader.h>
 #include <host/ffmpeg/failure.h>
-#include <host/ffmpeg/prepareLibraries.h>
 #include <host/image/PictureFormats.h>
 
 #include <engine/dispatch/startThread.h>

@@ -1,7 +1,6 @@
 #include <host/ffmpeg/MediaInput.h>
 
 #include <host/ffmpeg/owners.h>
-#include <host/ffmpeg/prepareLibraries.h>
 
 #include <unistd.h>
 

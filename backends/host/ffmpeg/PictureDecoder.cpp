@@ -1,6 +1,5 @@
 #include <host/ffmpeg/PictureDecoder.h>
 
-#include <host/ffmpeg/prepareLibraries.h>
 #include <host/image/PictureFormats.h>
 
 #include <cstdint>

@@ -27,6 +27,10 @@ extern "C" {
 
 namespace tamsel::host {
 
+/// Must be called before anything else of the FFmpeg libraries. Registers the devices of libavdevice and silences the
+/// libraries, which otherwise write to the standard error stream of the process; failures are returned as errors.
+void prepareLibraries();
+
 /// Deletes with a function of the libraries that takes the object.
 template <auto function> struct DeleteObject {
     void operator()(auto* object) const { function(object); }

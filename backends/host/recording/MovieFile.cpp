@@ -1,7 +1,7 @@
 #include <host/recording/MovieFile.h>
 
 #include <host/ffmpeg/failure.h>
-#include <host/ffmpeg/prepareLibraries.h>
+#include <host/ffmpeg/owners.h>
 
 #include <array>
 #include <cstring>

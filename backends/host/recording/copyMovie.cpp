@@ -2,7 +2,7 @@
 
 #include <host/ffmpeg/failure.h>
 #include <host/ffmpeg/owners.h>
-#include <host/ffmpeg/prepareLibraries.h>
+#include <host/ffmpeg/owners.h>
 #include <host/image/PictureFormats.h>
 
 #include <algorithm>

@@ -1,5 +1,3 @@
-#include <host/ffmpeg/prepareLibraries.h>
-
 #include <host/ffmpeg/owners.h>
 
 #include <mutex>
