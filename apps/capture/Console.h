@@ -51,7 +51,7 @@ public:
     [[nodiscard]] ExitStatus endSession(bool wasInterrupted);
 
 private:
-    void print(const std::string& text);
+    void print(const std::string& text) TAMSEL_REQUIRES(guard_);
     void failAs(const std::string& kind, const std::optional<std::string>& reason);
 
     struct Close {
@@ -61,9 +61,9 @@ private:
     const bool json_;
     std::unique_ptr<std::FILE, Close> events_; ///< set before there are threads
     Mutex guard_;
-    bool hasLostEvents_ = false;
-    bool isUnread_ = false; ///< nobody reads the standard output any more
-    std::string firstFailure_;
+    bool hasLostEvents_ TAMSEL_GUARDED_BY(guard_) = false;
+    bool isUnread_ TAMSEL_GUARDED_BY(guard_) = false; ///< nobody reads the standard output any more
+    std::string firstFailure_ TAMSEL_GUARDED_BY(guard_);
     std::atomic<bool> hasFailed_ = false;
 };
 

@@ -58,10 +58,10 @@ private:
     std::atomic<std::uint64_t> count_ = 0;
     std::atomic<std::uint64_t> picturesUnderWay_ = 0;
 
-    mutable Mutex guard_; ///< of what the last frame was like
-    Summary last_;
-    std::optional<std::chrono::nanoseconds> firstFrame_;
-    std::chrono::nanoseconds lastFrame_{};
+    mutable Mutex guard_;
+    Summary last_ TAMSEL_GUARDED_BY(guard_);
+    std::optional<std::chrono::nanoseconds> firstFrame_ TAMSEL_GUARDED_BY(guard_);
+    std::chrono::nanoseconds lastFrame_ TAMSEL_GUARDED_BY(guard_){};
 
     ContactSheet sheet_; ///< of the picture queue, until the end
 };

@@ -51,7 +51,7 @@ private:
     const std::shared_ptr<const formats::MotionLog> log_;
     std::chrono::nanoseconds start_{};
     mutable Mutex guard_;
-    std::vector<MotionVerdict> verdicts_;
+    std::vector<MotionVerdict> verdicts_ TAMSEL_GUARDED_BY(guard_);
 };
 
 /// The options asking for every verdict that the log or the machine's sensors can give.

@@ -31,7 +31,7 @@ private:
     };
 
     Mutex guard_;
-    std::list<Reader> readers_;
+    std::list<Reader> readers_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::host

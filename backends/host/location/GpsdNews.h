@@ -42,10 +42,10 @@ private:
 
     mutable Mutex guard_;
     mutable Condition closed_;
-    bool isClosed_ = false;
-    std::optional<platform::CLLocation> location_;
-    std::optional<platform::CLHeading> heading_;
-    std::string problem_ = connecting;
+    bool isClosed_ TAMSEL_GUARDED_BY(guard_) = false;
+    std::optional<platform::CLLocation> location_ TAMSEL_GUARDED_BY(guard_);
+    std::optional<platform::CLHeading> heading_ TAMSEL_GUARDED_BY(guard_);
+    std::string problem_ TAMSEL_GUARDED_BY(guard_) = connecting;
 };
 
 } // namespace tamsel::host

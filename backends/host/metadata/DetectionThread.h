@@ -30,8 +30,8 @@ private:
     const std::shared_ptr<engine::ThreadRunLoop> loop_;
     const std::shared_ptr<engine::SerialQueue> queue_;
     Mutex guard_;
-    std::thread thread_;
-    bool hasEnded_ = false;
+    std::thread thread_ TAMSEL_GUARDED_BY(guard_);
+    bool hasEnded_ TAMSEL_GUARDED_BY(guard_) = false;
 };
 
 } // namespace tamsel::host

@@ -26,11 +26,12 @@ public:
     void stop(platform::SystemSoundID id) override;
 
 private:
-    void end();
+    void end() TAMSEL_REQUIRES(guard_);
 
     Mutex guard_;
-    std::optional<std::vector<std::string>> command_; ///< found at first use; empty: there is none
-    pid_t player_ = 0; ///< the process that plays; 0: none
+    std::optional<std::vector<std::string>> command_ TAMSEL_GUARDED_BY(
+        guard_); ///< found at first use; empty: there is none
+    pid_t player_ TAMSEL_GUARDED_BY(guard_) = 0; ///< the process that plays; 0: none
 };
 
 /// The words of a command that plays the sound; empty when there is none. Looks at PATH, XDG_DATA_HOME, XDG_DATA_DIRS and

@@ -129,9 +129,9 @@ private:
 
     // Read on the client's thread, by `pause`, `resume` and `captureStillImage`, while the set-up may be writing them.
     mutable Mutex guard_;
-    std::weak_ptr<CameraDelegate> delegate_;
-    std::shared_ptr<platform::AVCaptureVideoDataOutput> videoDataOutput_;
-    std::weak_ptr<platform::AVCaptureVideoPreviewLayer> previewLayer_;
+    std::weak_ptr<CameraDelegate> delegate_ TAMSEL_GUARDED_BY(guard_);
+    std::shared_ptr<platform::AVCaptureVideoDataOutput> videoDataOutput_ TAMSEL_GUARDED_BY(guard_);
+    std::weak_ptr<platform::AVCaptureVideoPreviewLayer> previewLayer_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel

@@ -72,7 +72,7 @@ private:
     };
 
     [[nodiscard]] bool holds(const State& state, std::chrono::nanoseconds now) const;
-    [[nodiscard]] bool isWhole(std::chrono::nanoseconds now) const;
+    [[nodiscard]] bool isWhole(std::chrono::nanoseconds now) const TAMSEL_REQUIRES(guard_);
     /// Takes news in, and opens when now all is well.
     void take(const std::function<void(State&, std::chrono::nanoseconds now)>& news);
 
@@ -82,9 +82,9 @@ private:
     const std::chrono::nanoseconds viewTime_;
 
     mutable Mutex guard_;
-    std::vector<State> states_;
-    bool isArmed_ = false;
-    bool hasOpened_ = false; ///< and since then all conditions have held
+    std::vector<State> states_ TAMSEL_GUARDED_BY(guard_);
+    bool isArmed_ TAMSEL_GUARDED_BY(guard_) = false;
+    bool hasOpened_ TAMSEL_GUARDED_BY(guard_) = false; ///< and since then all conditions have held
 };
 
 } // namespace tamsel

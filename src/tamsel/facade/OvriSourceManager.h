@@ -158,8 +158,8 @@ private:
         std::span<const std::byte> image, const platform::PropertyDictionary& exif) const;
     void startStabilityDetection(const Configurations& configurations);
     void startFacingAngleDetection(const Configurations& configurations);
-    void replaceWorker(
-        std::optional<platform::UUID>& workerId, const MotionWorkerKind& kind, TellVerdict tellVerdict);
+    void replaceWorker(std::optional<platform::UUID>& workerId, const MotionWorkerKind& kind,
+        TellVerdict tellVerdict) TAMSEL_REQUIRES(motionGuard_);
 
     platform::Platform& platform_;
     const CameraConfiguration::SessionPreset preset_;
@@ -170,21 +170,21 @@ private:
     // The client's thread, the main queue, the session queue and the response queue meet here. Nothing is called,
     // and nothing released, while it is held.
     mutable Mutex guard_;
-    std::shared_ptr<Camera> camera_;
-    std::vector<WhenCameraStopped> whenCameraStopped_;
-    std::shared_ptr<AssetProcessor> assetProcessor_;
-    std::shared_ptr<const platform::FrameLedger> frameLedger_;
-    std::weak_ptr<OvriSourceToSession> delegate_;
-    std::weak_ptr<OvriMotionSourceDelegate> motionDelegate_;
-    std::weak_ptr<OvriMetadataOutputDelegate> metadataDelegate_;
-    std::optional<SourceType> activeType_;
-    std::vector<platform::AVMetadataObjectType> metadataDetectionTypes_;
-    std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_;
+    std::shared_ptr<Camera> camera_ TAMSEL_GUARDED_BY(guard_);
+    std::vector<WhenCameraStopped> whenCameraStopped_ TAMSEL_GUARDED_BY(guard_);
+    std::shared_ptr<AssetProcessor> assetProcessor_ TAMSEL_GUARDED_BY(guard_);
+    std::shared_ptr<const platform::FrameLedger> frameLedger_ TAMSEL_GUARDED_BY(guard_);
+    std::weak_ptr<OvriSourceToSession> delegate_ TAMSEL_GUARDED_BY(guard_);
+    std::weak_ptr<OvriMotionSourceDelegate> motionDelegate_ TAMSEL_GUARDED_BY(guard_);
+    std::weak_ptr<OvriMetadataOutputDelegate> metadataDelegate_ TAMSEL_GUARDED_BY(guard_);
+    std::optional<SourceType> activeType_ TAMSEL_GUARDED_BY(guard_);
+    std::vector<platform::AVMetadataObjectType> metadataDetectionTypes_ TAMSEL_GUARDED_BY(guard_);
+    std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_ TAMSEL_GUARDED_BY(guard_);
 
     // One start or stop of a worker at a time, so that each kind has one worker at most.
     Mutex motionGuard_;
-    std::optional<platform::UUID> stabilityWorkerId_;
-    std::optional<platform::UUID> facingAngleWorkerId_;
+    std::optional<platform::UUID> stabilityWorkerId_ TAMSEL_GUARDED_BY(motionGuard_);
+    std::optional<platform::UUID> facingAngleWorkerId_ TAMSEL_GUARDED_BY(motionGuard_);
 };
 
 } // namespace tamsel

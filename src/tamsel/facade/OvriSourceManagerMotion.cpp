@@ -55,6 +55,7 @@ void OvriSourceManager::startStabilityDetection(const Configurations& configurat
 {
     const double threshold = doubleFor("stabilityThreshold", configurations).value_or(defaultThreshold);
     const double duration = doubleFor("stabilityDuration", configurations).value_or(defaultDuration);
+    const MutexLock lock(motionGuard_);
     replaceWorker(stabilityWorkerId_, MotionWorkerKind::stability(threshold, duration),
         &OvriMotionSourceDelegate::sourceManagerDidDetectStability);
 }
@@ -62,6 +63,7 @@ void OvriSourceManager::startStabilityDetection(const Configurations& configurat
 void OvriSourceManager::startFacingAngleDetection(const Configurations& configurations)
 {
     const double angle = doubleFor("angle", configurations).value_or(defaultAngle);
+    const MutexLock lock(motionGuard_);
     replaceWorker(facingAngleWorkerId_, MotionWorkerKind::facingAngle(angle),
         &OvriMotionSourceDelegate::sourceManagerDidDetectFacingAngle);
 }
@@ -71,7 +73,6 @@ void OvriSourceManager::replaceWorker(
 {
     if (!motionHelper_)
         return;
-    const MutexLock lock(motionGuard_);
     if (workerId)
         motionHelper_->unregisterWorker(*workerId);
     // Called on the response queue already, so it delivers at once.

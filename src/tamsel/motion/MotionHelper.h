@@ -5,7 +5,6 @@
 #include <tamsel/platform/Dispatch.h>
 
 #include <memory>
-#include <variant>
 #include <vector>
 
 namespace tamsel::platform {

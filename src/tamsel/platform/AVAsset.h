@@ -9,7 +9,6 @@
 
 #include <cstdint>
 #include <expected>
-#include <filesystem>
 #include <memory>
 #include <vector>
 

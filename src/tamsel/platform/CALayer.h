@@ -35,9 +35,9 @@ public:
 
 private:
     mutable Mutex guard_;
-    std::string name_;
-    CGRect frame_;
-    std::vector<std::shared_ptr<CALayer>> sublayers_;
+    std::string name_ TAMSEL_GUARDED_BY(guard_);
+    CGRect frame_ TAMSEL_GUARDED_BY(guard_);
+    std::vector<std::shared_ptr<CALayer>> sublayers_ TAMSEL_GUARDED_BY(guard_);
 };
 
 /// What a client shows the preview in. It owns its layer.

@@ -26,8 +26,8 @@ private:
     };
 
     Mutex guard_;
-    std::size_t entered_ = 0;
-    std::vector<Waiting> waiting_;
+    std::size_t entered_ TAMSEL_GUARDED_BY(guard_) = 0;
+    std::vector<Waiting> waiting_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::platform

@@ -64,11 +64,12 @@ private:
     using Registrations = std::vector<std::shared_ptr<const Registration>>;
 
     void add(Registration registration);
-    /// With the guard held. What it takes out may hold an observer's last reference: it is released without the guard.
-    [[nodiscard]] Registrations takeOut(const std::function<bool(const Registration&)>& condition);
+    /// What it takes out may hold an observer's last reference: it is to be released without the guard.
+    [[nodiscard]] Registrations takeOut(const std::function<bool(const Registration&)>& condition)
+        TAMSEL_REQUIRES(guard_);
 
     Mutex guard_;
-    Registrations registrations_;
+    Registrations registrations_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::platform

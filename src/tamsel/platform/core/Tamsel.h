@@ -23,7 +23,7 @@ public:
 
 private:
     mutable Mutex guard_;
-    TamselCameraSettings cameraSettings_;
+    TamselCameraSettings cameraSettings_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::platform
