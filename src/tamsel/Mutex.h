@@ -11,7 +11,7 @@
 #define TAMSEL_THREAD_SAFETY(attribute)
 #endif
 
-/// A member that is read and written only while this mutex is held.
+/// A member that is read and written only while this mutex is held, or only in items of this queue.
 #define TAMSEL_GUARDED_BY(mutex) TAMSEL_THREAD_SAFETY(guarded_by(mutex))
 /// A function that is called only while this mutex is held.
 #define TAMSEL_REQUIRES(mutex) TAMSEL_THREAD_SAFETY(requires_capability(mutex))

@@ -120,12 +120,12 @@ private:
     std::shared_ptr<platform::AVCaptureMovieFileOutput> movieFileOutput_;
     std::shared_ptr<platform::AVCapturePhotoOutput> photoOutput_;
 
-    // On the session queue only.
-    std::shared_ptr<MetadataOutputHandler> metadataHandler_;
-    std::shared_ptr<platform::AVCaptureMetadataOutput> metadataOutput_;
+    std::shared_ptr<MetadataOutputHandler> metadataHandler_ TAMSEL_GUARDED_BY(*sessionQueue_);
+    std::shared_ptr<platform::AVCaptureMetadataOutput> metadataOutput_ TAMSEL_GUARDED_BY(*sessionQueue_);
     /// The captures under way, by the numbers of their settings.
-    std::map<std::int64_t, std::shared_ptr<PhotoCaptureProcessor>> inProgressPhotoCaptureDelegates_;
-    bool isTornDown_ = false;
+    std::map<std::int64_t, std::shared_ptr<PhotoCaptureProcessor>>
+        inProgressPhotoCaptureDelegates_ TAMSEL_GUARDED_BY(*sessionQueue_);
+    bool isTornDown_ = false; ///< set by `tearDown`, read by the destructor
 
     // Read on the client's thread, by `pause`, `resume` and `captureStillImage`, while the set-up may be writing them.
     mutable Mutex guard_;

@@ -142,6 +142,7 @@ bool IosCamera::addInputsAndOutputs(UIInterfaceOrientation orientation)
 
 void IosCamera::setUpMetadataOutput(const std::vector<AVMetadataObjectType>& types)
 {
+    sessionQueue_->assertCurrent();
     if (types.empty())
         return;
     const std::shared_ptr<AVCaptureMetadataOutput> output = platform_.capture.makeMetadataOutput();

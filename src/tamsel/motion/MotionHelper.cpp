@@ -89,6 +89,7 @@ UUID MotionHelper::registerWorker(const MotionWorkerKind& kind, MotionHelperWork
     const UUID id = worker->id();
     // Strong: a registration takes place even when the owner releases the helper meanwhile.
     queue_->async([self = shared_from_this(), worker] {
+        self->queue_->assertCurrent();
         worker->setResponseQueue(self->responseQueue_);
         self->workers_.push_back(worker);
         self->reconcileUpdates();
@@ -99,6 +100,7 @@ UUID MotionHelper::registerWorker(const MotionWorkerKind& kind, MotionHelperWork
 void MotionHelper::unregisterWorker(const UUID& id)
 {
     queue_->async(whileAlive(weak_from_this(), [id](MotionHelper& self) {
+        self.queue_->assertCurrent();
         std::erase_if(self.workers_,
             [&](const std::shared_ptr<MotionHelperWorker>& worker) { return worker->id() == id; });
         self.reconcileUpdates();
@@ -162,6 +164,7 @@ void MotionHelper::receive(const std::optional<Sample>& sample, const std::share
 
 template <typename Sample> void MotionHelper::handOut(const std::optional<Sample>& sample, const Error* error)
 {
+    queue_->assertCurrent();
     if (error && Service<Sample>::reportsErrors)
         NativeError::error({.error = *error}).report(platform_.reports);
     const MotionHelperWorker::SampleError sampleError

@@ -42,7 +42,7 @@ private:
     [[nodiscard]] std::shared_ptr<MotionHelperWorker> makeWorker(const MotionWorkerKind& kind) const;
     void reconcileUpdates();
     template <typename Sample> void stopUpdates();
-    template <typename Sample> void configureUpdates(double interval);
+    template <typename Sample> void configureUpdates(double interval) TAMSEL_REQUIRES(*queue_);
     template <typename Sample>
     void receive(const std::optional<Sample>& sample, const std::shared_ptr<const platform::Error>& error);
     template <typename Sample>
@@ -54,7 +54,8 @@ private:
     /// Receives the platform's samples, one at a time.
     const std::shared_ptr<platform::DispatchQueue> motionManagerQueue_;
     const std::shared_ptr<platform::DispatchQueue> responseQueue_;
-    std::vector<std::shared_ptr<MotionHelperWorker>> workers_; ///< in the order of registration; of `queue_`
+    /// In the order of registration.
+    std::vector<std::shared_ptr<MotionHelperWorker>> workers_ TAMSEL_GUARDED_BY(*queue_);
 };
 
 } // namespace tamsel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tamsel/Mutex.h>
 #include <tamsel/platform/WorkItem.h>
 
 #include <cassert>
@@ -13,7 +14,7 @@ namespace tamsel::platform {
 /// The global queue is the one exception: its items may run at the same time as each other.
 /// An item never runs inside the call that posted it. Items that were posted run even when nobody holds the queue
 /// any more; they are destroyed unrun only when the platform ends. Thread-safe.
-class DispatchQueue {
+class TAMSEL_THREAD_SAFETY(capability("queue")) DispatchQueue {
 public:
     virtual ~DispatchQueue() = default;
 
@@ -29,7 +30,7 @@ public:
     /// True while the calling thread runs an item of this queue.
     [[nodiscard]] virtual bool isCurrent() const = 0;
 
-    void assertCurrent() const { assert(isCurrent()); }
+    void assertCurrent() const TAMSEL_THREAD_SAFETY(assert_capability(this)) { assert(isCurrent()); }
 };
 
 /// Makes queues and knows the two that everybody shares. Thread-safe.
