@@ -38,7 +38,7 @@ public:
 
 private:
     const std::shared_ptr<std::atomic<bool>> isStopped_;
-    Mutex guard_; ///< so that no change is missed
+    Mutex guard_; ///< of nothing but the wait, so that it misses no change
     Condition changed_;
 };
 

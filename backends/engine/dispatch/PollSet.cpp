@@ -125,11 +125,11 @@ private:
     const std::uint64_t identifier_;
     const std::function<void()> fire_;
     Mutex guard_;
-    std::chrono::nanoseconds time_{};
-    bool isArmed_ = false;
-    bool isDue_ = false;
-    bool isFiring_ = false;
-    bool ended_ = false;
+    std::chrono::nanoseconds time_ TAMSEL_GUARDED_BY(guard_){};
+    bool isArmed_ TAMSEL_GUARDED_BY(guard_) = false;
+    bool isDue_ TAMSEL_GUARDED_BY(guard_) = false;
+    bool isFiring_ TAMSEL_GUARDED_BY(guard_) = false;
+    bool ended_ TAMSEL_GUARDED_BY(guard_) = false;
 };
 
 class PollSet::Handle final : public EventSource {

@@ -60,9 +60,9 @@ private:
     int pollDescriptor_;
     int wakeDescriptor_;
     Mutex guard_;
-    bool closed_ = false;
-    std::uint64_t lastIdentifier_ = 0;
-    std::unordered_map<std::uint64_t, std::shared_ptr<Source>> sources_;
+    bool closed_ TAMSEL_GUARDED_BY(guard_) = false;
+    std::uint64_t lastIdentifier_ TAMSEL_GUARDED_BY(guard_) = 0;
+    std::unordered_map<std::uint64_t, std::shared_ptr<Source>> sources_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::engine

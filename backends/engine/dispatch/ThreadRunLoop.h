@@ -60,8 +60,8 @@ private:
     int timerDescriptor_;
     std::vector<std::shared_ptr<LoopTimer>> timers_;
     Mutex guard_;
-    SerialQueue* ready_ = nullptr;
-    bool isClosed_ = false;
+    SerialQueue* ready_ TAMSEL_GUARDED_BY(guard_) = nullptr;
+    bool isClosed_ TAMSEL_GUARDED_BY(guard_) = false;
     std::atomic<bool> isStopped_ = false;
 };
 

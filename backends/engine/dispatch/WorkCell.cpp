@@ -39,7 +39,7 @@ public:
 
 private:
     Mutex guard_;
-    std::vector<WorkCell*> magazines_;
+    std::vector<WorkCell*> magazines_ TAMSEL_GUARDED_BY(guard_);
 };
 
 /// Lives as long as the process: threads may return cells while it ends.

@@ -65,7 +65,7 @@ public:
 
 private:
     /// Regular files only: the reader would open other texts as devices and addresses.
-    [[nodiscard]] Container open() const
+    [[nodiscard]] Container open() const TAMSEL_REQUIRES(guard_)
     {
         if (const std::string reason = whyNoFile(url_); !reason.empty())
             return std::unexpected(Error{.localizedDescription = url_.string() + ": " + reason});
@@ -75,7 +75,7 @@ private:
         return container;
     }
 
-    void note(const VideoReader& container) const
+    void note(const VideoReader& container) const TAMSEL_REQUIRES(guard_)
     {
         if (!std::exchange(isKnown_, true) && container.hasVideo())
             videoTrack_ = std::make_shared<Track>(container.preferredTransform());
@@ -83,9 +83,9 @@ private:
 
     const std::filesystem::path url_;
     mutable Mutex guard_;
-    mutable bool isKnown_ = false;
-    mutable std::shared_ptr<AVAssetTrack> videoTrack_;
-    mutable std::unique_ptr<VideoReader> opened_;
+    mutable bool isKnown_ TAMSEL_GUARDED_BY(guard_) = false;
+    mutable std::shared_ptr<AVAssetTrack> videoTrack_ TAMSEL_GUARDED_BY(guard_);
+    mutable std::unique_ptr<VideoReader> opened_ TAMSEL_GUARDED_BY(guard_);
 };
 
 /// What a reader and its output share.

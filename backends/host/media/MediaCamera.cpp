@@ -75,9 +75,14 @@ std::expected<void, Error> MediaCamera::start(
         if (auto opened = open([&sink] { return !sink->isOpen(); }); !opened)
             return opened;
     }
+    std::shared_ptr<std::atomic<bool>> isCancelled;
+    {
+        const MutexLock lock(guard_);
+        isCancelled = isCancelled_;
+    }
     auto playback = reader_->kind() == MediaKind::file
         ? FilePlayback::start(std::move(reader_), std::move(sink), clock_, services_, repeats_)
-        : StreamPlayback::start(std::move(reader_), isCancelled_, std::move(sink), services_);
+        : StreamPlayback::start(std::move(reader_), std::move(isCancelled), std::move(sink), services_);
     if (!playback)
         return failure(input_, playback.error().localizedDescription);
     playback_ = std::move(*playback);

@@ -45,10 +45,10 @@ private:
     const bool repeats_;
     const DriverServices services_;
     const std::shared_ptr<PlaybackClock> clock_ = std::make_shared<PlaybackClock>();
-    mutable Mutex guard_; ///< of the next three
-    engine::CameraDescription description_;
-    std::shared_ptr<std::atomic<bool>> isCancelled_;
-    bool isAbandoned_ = false;
+    mutable Mutex guard_;
+    engine::CameraDescription description_ TAMSEL_GUARDED_BY(guard_);
+    std::shared_ptr<std::atomic<bool>> isCancelled_ TAMSEL_GUARDED_BY(guard_);
+    bool isAbandoned_ TAMSEL_GUARDED_BY(guard_) = false;
 
     std::unique_ptr<VideoReader> reader_; ///< opened, not yet playing
     std::shared_ptr<MediaPlayback> playback_;

@@ -53,8 +53,8 @@ public:
 
 private:
     mutable Mutex guard_;
-    std::uint64_t run_ = 0;
-    std::optional<Loop> loop_;
+    std::uint64_t run_ TAMSEL_GUARDED_BY(guard_) = 0;
+    std::optional<Loop> loop_ TAMSEL_GUARDED_BY(guard_);
 };
 
 } // namespace tamsel::host

@@ -2,7 +2,6 @@
 
 #include <host/ffmpeg/failure.h>
 #include <host/ffmpeg/owners.h>
-#include <host/ffmpeg/owners.h>
 #include <host/image/PictureFormats.h>
 
 #include <algorithm>

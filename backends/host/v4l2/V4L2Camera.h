@@ -55,7 +55,7 @@ private:
     std::shared_ptr<V4L2Stream> stream_;
 
     mutable Mutex descriptionGuard_;
-    engine::CameraDescription description_;
+    engine::CameraDescription description_ TAMSEL_GUARDED_BY(descriptionGuard_);
 };
 
 } // namespace tamsel::host

@@ -76,8 +76,8 @@ private:
 
     /// Locked for short calls only, never during a conversion or a call of the sink.
     mutable Mutex guard_;
-    std::unique_ptr<engine::EventSource> source_; ///< absent once it has ended
-    bool isLost_ = false;
+    std::unique_ptr<engine::EventSource> source_ TAMSEL_GUARDED_BY(guard_); ///< absent once it has ended
+    bool isLost_ TAMSEL_GUARDED_BY(guard_) = false;
 };
 
 } // namespace tamsel::host
