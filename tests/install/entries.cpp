@@ -19,6 +19,7 @@
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/core/Tamsel.h>
+#include <tamsel/tamsel.h>
 
 #ifdef WITH_HOST
 #include <host/Host.h>

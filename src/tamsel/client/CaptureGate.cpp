@@ -39,6 +39,21 @@ void CaptureGate::arm()
         if (std::exchange(isArmed_, true))
             return;
     }
+    look();
+}
+
+void CaptureGate::retry()
+{
+    {
+        const MutexLock lock(guard_);
+        isArmed_ = true;
+        hasOpened_ = false;
+    }
+    look();
+}
+
+void CaptureGate::look()
+{
     responseQueue_->async(whileAlive(weak_from_this(), [](CaptureGate& self) { self.take({}); }));
 }
 

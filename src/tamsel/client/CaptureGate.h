@@ -49,6 +49,9 @@ public:
 
     /// Waits for the conditions from now on; what has been reported before counts. Has no effect while it waits already.
     void arm();
+    /// `arm`, for another try of what it has opened for, as after a still that failed: opens also when all conditions have
+    /// held ever since.
+    void retry();
     /// Waits no more. Called on the response queue, or when nothing is under way there, it is certain that the gate does not
     /// open until it is armed anew.
     void cancel();
@@ -71,6 +74,7 @@ private:
         std::optional<std::chrono::nanoseconds> lastSeen; ///< of a code or a face
     };
 
+    void look();
     [[nodiscard]] bool holds(const State& state, std::chrono::nanoseconds now) const;
     [[nodiscard]] bool isWhole(std::chrono::nanoseconds now) const TAMSEL_REQUIRES(guard_);
     /// Takes news in, and opens when now all is well.

@@ -1,25 +1,25 @@
 #pragma once
 
+#include <tamsel/platform/AssetServices.h>
+#include <tamsel/platform/AudioServices.h>
+#include <tamsel/platform/CaptureServices.h>
+#include <tamsel/platform/Clock.h>
+#include <tamsel/platform/DiagnosticLines.h>
+#include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/ImageServices.h>
+#include <tamsel/platform/LocationServices.h>
+#include <tamsel/platform/MotionServices.h>
+#include <tamsel/platform/NotificationCenter.h>
+#include <tamsel/platform/RunLoops.h>
+#include <tamsel/platform/UIApplication.h>
+#include <tamsel/platform/UIDevice.h>
+#include <tamsel/platform/core/ReportSink.h>
+#include <tamsel/platform/core/Tamsel.h>
+
 /// Roles and values: everything that the library asks of the place where it runs.
 namespace tamsel::platform {
 
-class AssetServices;
-class AudioServices;
-class CaptureServices;
-class Clock;
-class DiagnosticLines;
-class Dispatch;
-class ImageServices;
-class LocationServices;
-class MotionServices;
-class NotificationCenter;
-class ReportSink;
-class RunLoops;
-class Tamsel;
-class UIApplication;
-class UIDevice;
-
-/// Everything that the library asks of the place where it runs. Whoever makes it owns the services and keeps them
+/// Everything that the library asks of the place where it runs. Its maker owns the services and keeps them
 /// until every manager is gone.
 struct Platform {
     Dispatch& dispatch;

@@ -167,6 +167,15 @@ TEST_F(CaptureGateTest, TakesNoSecondShotOfTheSameThing)
     arm();
     screen_.phone.advance(1min);
     EXPECT_EQ(openings_, 1) << "nothing has moved since";
+    whenOpen_ = nullptr;
+    gate_->retry();
+    gate_->retry();
+    EXPECT_EQ(openings_, 1) << "never inside an operation of its own";
+    screen_.phone.run();
+    EXPECT_EQ(openings_, 2) << "all conditions hold still";
+    openings_ = 1;
+    whenOpen_ = [this] { gate_->arm(); };
+    arm();
     still(false);
     still(true);
     EXPECT_EQ(openings_, 2);

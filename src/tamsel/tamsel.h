@@ -1,0 +1,12 @@
+#pragma once
+
+// Everything that a capture screen uses. A back end is included by its own header: <host/Host.h> or <simulated/Phone.h>.
+
+#include <tamsel/client/CaptureGate.h>
+#include <tamsel/client/ForwardingDelegate.h>
+#include <tamsel/client/SourceCallbacks.h>
+#include <tamsel/client/options.h>
+#include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/photo/makeImage.h>
+#include <tamsel/platform/CALayer.h>
+#include <tamsel/platform/Platform.h>

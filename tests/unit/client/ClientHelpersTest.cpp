@@ -1,0 +1,78 @@
+#include "support/CaptureScreen.h"
+
+#include <tamsel/tamsel.h>
+
+#include <gtest/gtest.h>
+
+namespace tamsel::tests {
+
+TEST(ClientHelpers, OptionsBecomeTheDictionaryThatTheOperationsRead)
+{
+    const auto valueOf = [](const Configurations& configurations, const std::string& key) {
+        return configurations.contains(key) ? std::any_cast<double>(configurations.at(key)) : -1;
+    };
+    EXPECT_TRUE(Configurations(CameraOptions{}).empty());
+    EXPECT_TRUE(Configurations(MotionOptions{}).empty());
+    EXPECT_EQ(valueOf(CameraOptions{.minimumFocusObjectSize = 40}, "minimumFocusObjectSize"), 40);
+    const Configurations motion
+        = MotionOptions{.stabilityThreshold = 0.5F, .stabilityDuration = 2, .angle = 30};
+    EXPECT_EQ(valueOf(motion, "stabilityThreshold"), 0.5);
+    EXPECT_EQ(valueOf(motion, "stabilityDuration"), 2);
+    EXPECT_EQ(valueOf(motion, "angle"), 30);
+}
+
+TEST(ClientHelpers, EveryCallReachesTheFunctionOfItsNameAndAllDelegatesInOrder)
+{
+    CaptureScreen screen;
+    Texts calls;
+    const auto note = [&calls](const char* name) {
+        return [&calls, name](OvriSourceManager&, const auto&...) { calls.emplace_back(name); };
+    };
+    const auto callbacks = makeDelegate({.didGetFrame = note("frame"),
+        .didGetSample = note("sample"),
+        .didGetVideo = note("video"),
+        .didGetSourceError = note("error"),
+        .cameraDidSuspend = note("suspend"),
+        .cameraDidResume = note("resume"),
+        .didDetectStability = note("stability"),
+        .didDetectFacingAngle = note("facing angle"),
+        .didDetectFace = note("face"),
+        .didDetectCodes = note("codes")});
+    const auto all = std::make_shared<ForwardingDelegate>();
+    all->add(makeDelegate({})); // is gone at once
+    const auto silent = makeDelegate({});
+    all->add(silent);
+    all->add(callbacks);
+    all->add(screen.client);
+
+    screen.client->onFrame = [&calls] { calls.emplace_back("frame of the next delegate"); };
+    screen.client->onDetection = [&calls] { calls.emplace_back("detection of the next delegate"); };
+    screen.manager->setMetadataDetection({MetadataObjectType::qr, MetadataObjectType::face}, all);
+    ASSERT_TRUE(screen.manager->startSession(SourceType::cameraBack(false), all, {}, screen.view));
+    screen.phone.run();
+    screen.frame();
+    EXPECT_EQ(calls, (Texts{"frame", "frame of the next delegate"}));
+    screen.phone.detector().show({std::make_shared<platform::AVMetadataFaceObject>(platform::CGRect{}, 1)});
+    screen.frame();
+    std::erase_if(calls, [](const std::string& call) { return call.starts_with("frame"); });
+    EXPECT_EQ(calls, (Texts{"face", "detection of the next delegate"}));
+
+    calls.clear();
+    screen.client->onFrame = nullptr;
+    screen.client->onDetection = nullptr;
+    screen.client->calls.clear();
+    OvriSourceManager& manager = *screen.manager;
+    all->sourceManagerDidGetSample(manager, nullptr);
+    all->sourceManagerDidGetVideo(manager, "film.mp4");
+    all->sourceManagerDidGetSourceError(manager, CameraError::videoFrameError());
+    all->sourceManagerCameraDidSuspend(manager);
+    all->sourceManagerCameraDidResume(manager);
+    all->sourceManagerDidDetectStability(manager, true);
+    all->sourceManagerDidDetectFacingAngle(manager, false);
+    all->sourceManagerDidDetect(manager, std::vector<OvriMetadataMachineReadableCodeObject>{});
+    EXPECT_EQ(calls,
+        (Texts{"sample", "video", "error", "suspend", "resume", "stability", "facing angle", "codes"}));
+    EXPECT_EQ(screen.client->calls.size(), calls.size());
+}
+
+} // namespace tamsel::tests
