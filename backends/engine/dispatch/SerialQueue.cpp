@@ -82,6 +82,11 @@ bool SerialQueue::becomeIdle()
             expected, nullptr, std::memory_order_acq_rel, std::memory_order_relaxed);
 }
 
+bool SerialQueue::hasMore() const
+{
+    return taken_ != nullptr || newest_.load(std::memory_order_relaxed) != busyMarker();
+}
+
 bool SerialQueue::run(int limit)
 {
     const void* outer = std::exchange(currentIdentity, identity_);

@@ -40,6 +40,8 @@ public:
 
     /// Runs up to `limit` items; true when it is still ready, else it has become idle.
     [[nodiscard]] bool run(int limit);
+    /// Whether items wait behind the one that runs. For that item.
+    [[nodiscard]] bool hasMore() const;
     /// Destroys all items unrun and becomes idle.
     void discard();
     /// Gives up the hold on itself that a ready queue has.

@@ -80,8 +80,11 @@ bool WorkerPool::addWorker()
 
 void WorkerPool::scheduleNext(SerialQueue& queue)
 {
-    if (currentPool == this && currentWorker->next == nullptr)
-        currentWorker->next = &queue;
+    Worker* worker = currentPool == this ? currentWorker : nullptr;
+    // With items behind this one, the turn does not end here: all of them hand over more cheaply through the list.
+    if (worker != nullptr && worker->next == nullptr
+        && (worker->running == nullptr || !worker->running->hasMore()))
+        worker->next = &queue;
     else
         ready_.push(queue);
 }
@@ -122,12 +125,14 @@ void WorkerPool::runQueue(Worker& worker, SerialQueue* queue)
 {
     // Alive for the whole turn: an item may drop the last reference to its own queue.
     const std::shared_ptr<SerialQueue> alive = queue->release();
+    worker.running = queue;
     bool isReady = true;
     // What is handed over must not wait for the items behind it.
     for (int items = 0; isReady && items < itemsPerTurn && worker.next == nullptr; ++items) {
         beginItem(worker);
         isReady = alive->run(1);
     }
+    worker.running = nullptr;
     if (isReady) {
         alive->retain();
         ready_.push(*alive);

@@ -45,6 +45,7 @@ private:
         std::atomic<std::uint64_t> begunItems = 0; ///< also of events
         std::atomic<bool> isDone = false;
         // Its own.
+        SerialQueue* running = nullptr;
         SerialQueue* next = nullptr; ///< handed over by the last item
         int turnsInARow = 0; ///< of queues that were handed over
         std::chrono::steady_clock::time_point lookedAtDevices;
