@@ -12,8 +12,8 @@
 
 namespace tamsel::host {
 
-/// The threads of inputs that can only be waited for by blocking. The host owns them and joins them at its end; whoever
-/// gives one work makes sure that it ends soon after it is asked to. Thread-safe.
+/// The threads of inputs that can only be waited for by blocking. The host owns them and joins them at its end, so
+/// their work must end soon after it is stopped. Thread-safe.
 class ReaderThreads {
 public:
     ReaderThreads() = default;

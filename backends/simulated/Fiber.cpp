@@ -45,7 +45,7 @@ thread_local Fiber* entering = nullptr;
 
 } // namespace
 
-/// A stack, where the body stands on it, and where whoever switched to it stands.
+/// A stack, where the body is on it, and where its caller is.
 struct Fiber::Context {
     void* stack = mmap(nullptr, stackSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ucontext_t inside{};

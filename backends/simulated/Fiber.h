@@ -16,9 +16,9 @@ public:
 
     /// Runs `body` until it ends or suspends. The fiber must be idle.
     void run(std::move_only_function<void()> body);
-    /// Goes on after a `suspend`.
+    /// Continues after a `suspend`.
     void resume();
-    /// Called from inside the body: returns to whoever ran or resumed the fiber.
+    /// Called from inside the body: returns to the caller of `run` or `resume`.
     void suspend();
 
     [[nodiscard]] bool isIdle() const { return !body_; }

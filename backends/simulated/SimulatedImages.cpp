@@ -192,7 +192,7 @@ public:
     }
 
 private:
-    /// Its pixels stay as they are stored; another orientation shows them another way up.
+    /// Its pixels stay as they are stored; another orientation turns only how they are shown.
     [[nodiscard]] std::shared_ptr<PictureScript> pictureOf(const std::vector<std::byte>& result) const
     {
         const formats::Orientation orientation = orientationIn(formats::readImageProperties(result));

@@ -14,7 +14,7 @@ namespace tamsel::simulated {
 /// A picture that a test has put behind some bytes.
 struct PictureScript {
     std::shared_ptr<platform::CGImage> pixels; ///< upright
-    std::shared_ptr<platform::CGImage> stored = nullptr; ///< as they are stored, where that is another way up
+    std::shared_ptr<platform::CGImage> stored = nullptr; ///< as they are stored, where that differs
     bool canBeDecoded = true; ///< otherwise only its beginning is sound
     int decodes = 0; ///< how often somebody wanted the pixels
 };

@@ -21,7 +21,7 @@ struct GpsdAddress {
 
 /// Where the host's location comes from: from the first of these that is there, or from nowhere.
 struct HostLocationSource {
-    /// A place that does not change. Its timestamp is not looked at: whoever asks gets the time of the question.
+    /// A place that does not change. Its timestamp is ignored: each query returns the time of the query.
     std::optional<platform::CLLocation> fixed = std::nullopt;
     /// A daemon that is asked for as long as the host lives; its last fix.
     std::optional<GpsdAddress> gpsd = std::nullopt;

@@ -24,7 +24,7 @@ constexpr double patientArea = 4.0 * 1920 * 1080;
 /// The detector knows faces of 80 pixels; enlarging more than twice shows it nothing new.
 constexpr double greatestScale = 2;
 
-/// What is no face stays below, but for a face that nobody said to be this way up.
+/// Confidences above which a find counts as a face: in the stated orientation, and in the others.
 constexpr double certain = 0.2;
 constexpr double certainOtherwiseTurned = 0.5;
 

@@ -24,7 +24,7 @@ struct FrameTiming {
 
 /// The pixels of one frame: `height` rows of `bytesPerRow` bytes, top row first, 4 bytes a pixel.
 /// Rows are padded to a multiple of 64 bytes. Passed by reference count and never copied on the way to the client;
-/// whoever fills it does so before it is handed on, so readers need no lock.
+/// its producer fills it before it is delivered, so readers need no lock.
 class CVPixelBuffer {
 public:
     /// A buffer of BGRA pixels; its content is undefined until it is filled.

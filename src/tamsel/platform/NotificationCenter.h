@@ -24,7 +24,7 @@ struct Notification {
     std::shared_ptr<void> object;
 };
 
-/// Brings notifications to whoever asked for their name. Observers are held weakly and kept alive for the length of
+/// Delivers notifications to the observers of their name. Observers are held weakly and kept alive for the length of
 /// the call, which is made on the thread that posts. Thread-safe.
 class NotificationCenter {
 public:

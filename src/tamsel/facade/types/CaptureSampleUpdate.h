@@ -25,7 +25,7 @@ public:
 
     /// The encoded image file.
     [[nodiscard]] const std::vector<std::byte>& sample() const { return *sample_; }
-    /// The same bytes, for whoever needs them longer than the update.
+    /// The same bytes, for a client that needs them longer than the update.
     [[nodiscard]] const platform::ImageData& sharedSample() const { return sample_; }
     [[nodiscard]] platform::OvriImageSource source() const { return source_; }
     void setSource(platform::OvriImageSource source) { source_ = source; }
