@@ -53,18 +53,6 @@ int interrupt(void* interest)
     return static_cast<const MediaInterest*>(interest)->hasEnded() ? 1 : 0;
 }
 
-/// Finds the tracks of the input, with decoders that refuse larger pictures than we do.
-int findStreams(AVFormatContext& format)
-{
-    std::vector<AVDictionary*> options(format.nb_streams);
-    for (AVDictionary*& option : options)
-        av_dict_set_int(&option, "max_pixels", static_cast<std::int64_t>(maximumPixels), 0);
-    const int result = avformat_find_stream_info(&format, options.data());
-    for (AVDictionary*& option : options)
-        av_dict_free(&option);
-    return result;
-}
-
 std::expected<MediaContainer, Error> openNow(
     const MediaInput& input, MediaFormats formats, std::shared_ptr<MediaInterest> interest)
 {
@@ -115,6 +103,17 @@ std::expected<MediaContainer, Error> openNow(
 }
 
 } // namespace
+
+int findStreams(AVFormatContext& format)
+{
+    std::vector<AVDictionary*> options(format.nb_streams);
+    for (AVDictionary*& option : options)
+        av_dict_set_int(&option, "max_pixels", static_cast<std::int64_t>(maximumPixels), 0);
+    const int result = avformat_find_stream_info(&format, options.data());
+    for (AVDictionary*& option : options)
+        av_dict_free(&option);
+    return result;
+}
 
 std::expected<MediaContainer, Error> openMedia(
     const std::string& text, MediaFormats formats, const MediaWait& wait)

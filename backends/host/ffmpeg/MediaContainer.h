@@ -31,4 +31,8 @@ using MediaContainer = std::unique_ptr<AVFormatContext, CloseMedia>;
 [[nodiscard]] std::expected<MediaContainer, platform::Error> openMedia(
     const std::string& input, MediaFormats formats, const MediaWait& wait);
 
+/// Finds the tracks of an opened input, with decoders that refuse larger pictures than we do. Returns what
+/// avformat_find_stream_info returns.
+[[nodiscard]] int findStreams(AVFormatContext& format);
+
 } // namespace tamsel::host

@@ -28,12 +28,6 @@ namespace {
 constexpr const char* mark = ".part";
 constexpr std::uint8_t hidden = 'n'; // in place of the "m" of "moof"
 
-bool isThere(const files::path& file)
-{
-    std::error_code error;
-    return files::exists(files::symlink_status(file, error));
-}
-
 /// Names that were made or changed in the file's folder; some file systems cannot, and need not.
 void syncFolderOf(const files::path& file)
 {
@@ -69,6 +63,12 @@ bool renameToFree(const files::path& from, const files::path& to)
 }
 
 } // namespace
+
+bool isThere(const files::path& file)
+{
+    std::error_code error;
+    return files::exists(files::symlink_status(file, error));
+}
 
 files::path MoviePart::pathOf(const files::path& movie)
 {

@@ -11,6 +11,9 @@
 
 namespace tamsel::host {
 
+/// Whether the folder has an entry of this name, also a link to nothing.
+[[nodiscard]] bool isThere(const std::filesystem::path& file);
+
 /// The file in which a movie is recorded, beside its later place: "film.part.mp4" for "film.mp4". A whole movie takes that place
 /// and replaces nothing there. Whatever happens, also to the system, one of the two files is there and plays what was synced.
 /// A part is locked against other processes. Errors are one line that names the movie. Not thread-safe.

@@ -1,8 +1,8 @@
 #include <host/recording/copyMovie.h>
 
+#include <host/ffmpeg/MediaContainer.h>
 #include <host/ffmpeg/failure.h>
 #include <host/ffmpeg/owners.h>
-#include <host/image/PictureFormats.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -43,14 +43,8 @@ std::expected<OpenMovie, Error> openPart(const MovieCopy& copy)
     int code = avformat_open_input(
         &opened, ("file:" + copy.from.string()).c_str(), av_find_input_format("mov"), options.get());
     OpenMovie part(opened);
-    if (code >= 0) { // sizes that MPEG-4 states in its pictures only
-        std::vector<AVDictionary*> limits(part->nb_streams);
-        for (AVDictionary*& limit : limits)
-            av_dict_set_int(&limit, "max_pixels", static_cast<std::int64_t>(maximumPixels), 0);
-        code = avformat_find_stream_info(part.get(), limits.data());
-        for (AVDictionary*& limit : limits)
-            av_dict_free(&limit);
-    }
+    if (code >= 0)
+        code = findStreams(*part); // MPEG-4 states its size in the pictures only
     if (code < 0)
         return failure(
             copy.from.string(), code == AVERROR_INVALIDDATA ? "holds no movie" : messageOf(code), code);

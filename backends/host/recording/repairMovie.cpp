@@ -6,7 +6,6 @@
 #include <host/recording/MoviePart.h>
 
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 namespace tamsel::host {
@@ -14,12 +13,6 @@ namespace tamsel::host {
 using platform::Error;
 
 namespace {
-
-bool isThere(const std::filesystem::path& file)
-{
-    std::error_code error;
-    return std::filesystem::exists(std::filesystem::symlink_status(file, error));
-}
 
 /// Decodes the first picture and the last ones.
 std::expected<void, Error> checkMovie(const std::filesystem::path& movie)
