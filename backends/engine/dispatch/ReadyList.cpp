@@ -10,7 +10,7 @@ namespace tamsel::engine {
 namespace {
 
 constexpr std::size_t maximumPollers = 2;
-constexpr std::chrono::microseconds spinLimit{30};
+constexpr std::chrono::microseconds spinLimit{10};
 constexpr int pausesBetweenYields = 16;
 
 void pauseProcessor()
