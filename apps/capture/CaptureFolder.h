@@ -1,9 +1,9 @@
 #pragma once
 
-#include "CapturePage.h"
-#include "Console.h"
-#include "Options.h"
 #include "Replacement.h"
+#include "options/Options.h"
+#include "report/CapturePage.h"
+#include "report/Console.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "Environment.h"
 
 #include "Files.h"
-#include "Utf8.h"
+#include "report/Utf8.h"
 #include "seconds.h"
 
 #include <host/Host.h>

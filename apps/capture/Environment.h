@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Options.h"
+#include "options/Options.h"
 
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/Dispatch.h>

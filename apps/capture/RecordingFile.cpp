@@ -1,8 +1,8 @@
 #include "RecordingFile.h"
 
 #include "Files.h"
-#include "JsonLine.h"
-#include "SessionErrors.h"
+#include "report/JsonLine.h"
+#include "report/SessionErrors.h"
 
 #include <host/recording/MovieFacts.h>
 #include <host/recording/repairMovie.h>

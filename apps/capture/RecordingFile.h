@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Console.h"
 #include "Environment.h"
+#include "report/Console.h"
 
 #include <tamsel/platform/FrameLedger.h>
 

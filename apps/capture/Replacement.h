@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Console.h"
+#include "report/Console.h"
 
 #include <filesystem>
 #include <string>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Console.h"
 #include "Environment.h"
-#include "Options.h"
 #include "Waiter.h"
+#include "options/Options.h"
+#include "report/Console.h"
 
 #include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/core/TamselCameraSettings.h>

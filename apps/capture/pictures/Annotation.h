@@ -1,0 +1,23 @@
+#pragma once
+
+#include "pictures/Picture.h"
+
+#include <tamsel/platform/Geometry.h>
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace tamsel::capture {
+
+/// Something that was found in a picture, to be drawn into it.
+struct Finding {
+    std::vector<platform::CGPoint> corners; ///< in order around it, relative to the picture: 0 to 1
+    std::string label;
+    bool isFace = false;
+};
+
+/// Draws closed outlines, of which the first corner is marked, and labels near them; and a caption at the lower left.
+void annotate(Picture& picture, std::span<const Finding> findings, const std::string& caption = {});
+
+} // namespace tamsel::capture

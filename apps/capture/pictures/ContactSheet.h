@@ -1,0 +1,38 @@
+#pragma once
+
+#include "pictures/Annotation.h"
+#include "pictures/Picture.h"
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tamsel::capture {
+
+/// What is drawn into a thumbnail.
+struct FrameNotes {
+    std::vector<Finding> findings;
+    std::string caption;
+};
+
+/// Collects evenly spaced thumbnails of a session whose length is not known in advance: when it has too many, it
+/// keeps every second one and takes half as many from then on.
+class ContactSheet {
+public:
+    /// To be asked once for each frame, on one thread; `add` takes those that are wanted, perhaps on another.
+    [[nodiscard]] bool wantsNext() { return seen_++ % stride_ == 0; }
+    void add(const platform::CVPixelBuffer& frame, const FrameNotes& notes);
+
+    [[nodiscard]] bool isEmpty() const { return thumbnails_.empty(); }
+
+    /// The thumbnails in rows of four.
+    [[nodiscard]] Picture compose() const;
+
+private:
+    std::vector<Picture> thumbnails_;
+    std::uint64_t seen_ = 0;
+    std::atomic<std::uint64_t> stride_ = 1;
+};
+
+} // namespace tamsel::capture

@@ -1,0 +1,127 @@
+#include "report/Console.h"
+
+#include "Files.h"
+#include "report/JsonLine.h"
+#include "report/Utf8.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+namespace tamsel::capture {
+
+namespace {
+
+std::optional<std::string> reasonOf(const MotionHelperError& error)
+{
+    const auto underlying = error.underlyingError();
+    if (!underlying)
+        return std::nullopt;
+    const auto* cause = std::get_if<platform::Error>(&*underlying);
+    return cause ? cause->localizedDescription : "serviceNotAvailable";
+}
+
+} // namespace
+
+bool Console::keepEvents(const std::string& file)
+{
+    const auto descriptor = createFile(file);
+    if (!descriptor) {
+        fail(descriptor.error());
+        return false;
+    }
+    events_.reset(::fdopen(*descriptor, "w"));
+    return true;
+}
+
+void Console::write(const JsonLine& event)
+{
+    const std::string line = event.string() + "\n";
+    bool isLost = false;
+    {
+        const MutexLock lock(guard_); // one for both, which have the same order then
+        if (json_)
+            print(line);
+        if (events_) {
+            std::fputs(line.c_str(), events_.get());
+            std::fflush(events_.get());
+            isLost = std::ferror(events_.get()) != 0 && !std::exchange(hasLostEvents_, true);
+        }
+    }
+    if (isLost)
+        fail("not all events could be written into their file");
+}
+
+void Console::write(const std::string& line)
+{
+    const MutexLock lock(guard_);
+    print(printable(line) + "\n");
+}
+
+/// When nobody reads any more a session ends in order, as if it had been interrupted.
+void Console::print(const std::string& text)
+{
+    errno = 0;
+    std::fputs(text.c_str(), stdout);
+    if (std::fflush(stdout) != 0 && errno == EPIPE && !std::exchange(isUnread_, true))
+        ::kill(::getpid(), SIGTERM);
+}
+
+void Console::fail(const std::string& line)
+{
+    {
+        const MutexLock lock(guard_);
+        if (!hasFailed_)
+            firstFailure_ = line;
+        hasFailed_ = true;
+    }
+    note(line);
+}
+
+std::string Console::firstFailure()
+{
+    const MutexLock lock(guard_);
+    return firstFailure_;
+}
+
+void Console::note(const std::string& line)
+{
+    const MutexLock lock(guard_);
+    std::fprintf(stderr, "tamsel-capture: %s\n", printable(line).c_str());
+}
+
+void Console::writeError(std::string_view kind, const std::optional<std::string>& reason)
+{
+    if (wantsEvents())
+        write(JsonLine("error").text("kind", kind).text("reason", reason));
+}
+
+void Console::fail(const CameraError& error)
+{
+    failAs(std::string(error.name()), error.reason());
+}
+
+void Console::fail(const MotionHelperError& error)
+{
+    failAs(error.isFrameworkError() ? "frameworkError" : "serviceNotAvailable", reasonOf(error));
+}
+
+void Console::failAs(const std::string& kind, const std::optional<std::string>& reason)
+{
+    writeError(kind, reason);
+    fail(kind + (reason ? ": " + *reason : ""));
+}
+
+ExitStatus Console::endSession(bool wasInterrupted)
+{
+    if (wasInterrupted) {
+        note("interrupted");
+        return ExitStatus::interrupted;
+    }
+    return hasFailed() ? ExitStatus::failed : ExitStatus::done;
+}
+
+} // namespace tamsel::capture
