@@ -2,6 +2,7 @@
 
 #include "Files.h"
 #include "RecordingFile.h"
+#include "options/Unusable.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -54,33 +55,28 @@ std::vector<std::string> CaptureFolder::namesOfFiles()
     return names;
 }
 
-bool CaptureFolder::isLocked(Console& console)
+void CaptureFolder::lock()
 {
     lock_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (lock_ < 0)
-        console.fail(path_ + ": " + std::strerror(errno));
-    else if (::flock(lock_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-        console.fail(path_ + ": another capture is writing there");
-    else
-        return true; // or there are no locks here
-    return false;
+        throw Unusable(path_ + ": " + std::strerror(errno));
+    // Or there are no locks here.
+    if (::flock(lock_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        throw Unusable(path_ + ": another capture is writing there");
 }
 
-bool CaptureFolder::makeRoom(const Options& options, Console& console)
+void CaptureFolder::makeRoom(bool overwrites, Console& console)
 {
     std::error_code error;
     std::filesystem::create_directories(path_, error);
-    if (error) {
-        console.fail("cannot make the folder " + path_ + ": " + error.message());
-        return false;
-    }
-    if (!isLocked(console) || !std::ranges::all_of(namesOfFiles(), [&](const std::string& name) {
-            return mayWrite(targetOf(name), options.capture.overwrites, console);
-        }))
-        return false;
+    if (error)
+        throw Unusable("cannot make the folder " + path_ + ": " + error.message());
+    lock();
+    for (const std::string& name : namesOfFiles())
+        requireMovieName(targetOf(name), overwrites);
     hasEarlierResult_
         = std::filesystem::exists(targetOf(still), error) || std::filesystem::exists(targetOf(film), error);
-    return files_.begin("new", console);
+    files_.begin("new", console);
 }
 
 bool CaptureFolder::finish(CapturePage shown, const std::string& plotted, bool isWhole, Console& console)

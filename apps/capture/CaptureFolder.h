@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Replacement.h"
-#include "options/Options.h"
 #include "report/CapturePage.h"
 #include "report/Console.h"
 
@@ -29,8 +28,8 @@ public:
     /// All that a capture may put there.
     [[nodiscard]] static std::vector<std::string> namesOfFiles();
 
-    /// Makes the folder, with room for all files. False when that cannot or may not be, which has been told.
-    [[nodiscard]] bool makeRoom(const Options& options, Console& console);
+    /// Makes the folder, with room for all files. Throws `Unusable` when that cannot or may not be.
+    void makeRoom(bool overwrites, Console& console);
 
     /// Where a file is made, and then where it is.
     [[nodiscard]] std::string placeOf(const std::string& name) const { return files_.placeOf(name); }
@@ -38,11 +37,12 @@ public:
     [[nodiscard]] std::string targetOf(const std::string& name) const { return files_.targetOf(name); }
 
     /// Writes the plot and the page, which shows the first of the events, and puts all files of a whole capture where they are
-    /// to be. False when that failed, which has been told.
+    /// to be. False when that failed, which has been reported.
     [[nodiscard]] bool finish(CapturePage shown, const std::string& plotted, bool isWhole, Console& console);
 
 private:
-    [[nodiscard]] bool isLocked(Console& console);
+    /// Throws `Unusable` when another capture has locked it.
+    void lock();
 
     const std::string path_;
     Replacement files_;

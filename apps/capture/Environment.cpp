@@ -1,6 +1,7 @@
 #include "Environment.h"
 
 #include "Files.h"
+#include "options/Unusable.h"
 #include "report/Utf8.h"
 #include "seconds.h"
 
@@ -32,7 +33,6 @@ using platform::AVCaptureDevicePosition;
 
 namespace {
 
-constexpr const char* defaultPattern = "test:720p";
 constexpr auto simulatedFrameInterval = std::chrono::nanoseconds(1'000'000'000 / 30);
 constexpr auto simulatedSlice = 100ms;
 
@@ -85,7 +85,7 @@ void writeToStandardError(std::string_view line)
     std::fprintf(stderr, "%s\n", printable(line).c_str());
 }
 
-/// Debug output, which is quoted, is not for whoever started a command.
+/// Debug output, which is quoted, is not for the person who started a command.
 void writeUnlessDebugOutput(std::string_view line)
 {
     if (!line.starts_with('"'))
@@ -159,10 +159,7 @@ public:
         return found;
     }
 
-    [[nodiscard]] std::string locationProblem() override
-    {
-        return "the simulated phone hears of no further fix";
-    }
+    [[nodiscard]] std::string locationProblem() override { return "the simulated phone gets no further fix"; }
     [[nodiscard]] bool isLocationAwaited() override { return false; }
     [[nodiscard]] std::string recordingProblem() override { return phone_.recordingProblem(); }
 
@@ -185,95 +182,79 @@ float tone(double seconds)
     return static_cast<float>(0.25 * std::sin(2 * std::numbers::pi * 440 * seconds));
 }
 
-std::expected<std::unique_ptr<HostEnvironment>, std::string> makeHost(host::HostConfiguration configuration)
+/// Opens the microphone that is asked for, or the sound of the camera's own file.
+void addMicrophone(host::HostConfiguration& configuration, const RecordOptions& options,
+    const std::optional<host::HostInput>& camera)
 {
-    auto environment = std::make_unique<HostEnvironment>(std::move(configuration));
-    if (std::string problem = environment->host().problem(); !problem.empty())
-        return std::unexpected(std::move(problem));
-    return environment;
+    configuration.microphone = options.microphone;
+    if (options.microphone) {
+        if (const auto probed = host::probeMicrophone(*options.microphone); !probed)
+            throw Unusable(probed.error().localizedDescription);
+    } else if (!options.isSilent && camera && host::hasSound(camera->input)) {
+        configuration.microphone = camera->input;
+    }
+    if (!options.encoders.empty())
+        configuration.videoEncoders = options.encoders;
 }
 
-std::expected<std::unique_ptr<Environment>, std::string> makeHost(const Options& options)
+void addCameras(host::HostConfiguration& configuration, const GlobalOptions& options, const Needs& needs)
 {
-    host::HostConfiguration configuration{.motionLog = options.motion.log};
-    if (options.location)
-        configuration.location = *options.location;
-    if (options.command == Command::album || options.command == Command::detect)
-        configuration.writeLine = [](std::string_view) { }; // what is to be said, the command says
-    else
-        configuration.writeLine = writeUnlessDebugOutput;
-    configuration.writeReport = writeToStandardError;
-    if (options.needsCameras())
-        configuration.writeReport = [](std::string_view) { }; // the command tells its errors itself
-    if (!options.needsCameras())
-        return makeHost(std::move(configuration));
-    if (options.command == Command::detect) {
-        configuration.backCamera = host::HostInput{.input = options.file, .repeats = false};
-    } else if (options.back) {
-        configuration.backCamera = host::HostInput{.input = *options.back};
-    }
-    if (options.useFrontCamera && !options.front)
-        return std::unexpected("there is no front camera: --front names one");
-    if (!configuration.backCamera) {
-        const std::vector<std::string> nodes = host::Host::videoNodes();
-        configuration.backCamera = host::HostInput{.input = nodes.empty() ? defaultPattern : nodes.front()};
-    }
+    if (needs.usesFrontCamera && !options.front)
+        throw Unusable("there is no front camera: --front names one");
+    configuration.backCamera
+        = host::HostInput{.input = backInput(options).value_or(defaultPattern), .repeats = !needs.playsOnce};
     if (options.front)
         configuration.frontCamera = host::HostInput{.input = *options.front};
-    if (options.command == Command::status)
-        configuration.microphone = options.record.microphone;
-    if (options.records()) {
-        const auto& camera = options.useFrontCamera ? configuration.frontCamera : configuration.backCamera;
-        configuration.microphone = options.record.microphone;
-        if (options.record.microphone) {
-            if (const auto probed = host::probeMicrophone(*options.record.microphone); !probed)
-                return std::unexpected(probed.error().localizedDescription);
-        }
-        if (!options.record.microphone && !options.record.isSilent && camera && host::hasSound(camera->input))
-            configuration.microphone = camera->input;
-        if (!options.record.encoders.empty())
-            configuration.videoEncoders = options.record.encoders;
-    }
-    // A recording's seconds begin with its first frame.
+    if (needs.recording)
+        addMicrophone(configuration, *needs.recording,
+            needs.usesFrontCamera ? configuration.frontCamera : configuration.backCamera);
     std::optional<std::chrono::nanoseconds> limit;
-    if (options.seconds && !options.records())
-        limit = nanosecondsOf(*options.seconds);
+    if (needs.seconds)
+        limit = nanosecondsOf(*needs.seconds);
     for (std::optional<host::HostInput>* input : {&configuration.backCamera, &configuration.frontCamera}) {
         if (!*input)
             continue;
         (*input)->sensorOrientation = options.sensorOrientation.value_or((*input)->sensorOrientation);
         const auto probed = host::Host::probe((*input)->input, limit);
         if (!probed)
-            return std::unexpected(probed.error().localizedDescription);
+            throw Unusable(probed.error().localizedDescription);
         (*input)->presentationDimensions = *probed;
     }
-    auto environment = makeHost(std::move(configuration));
-    if (environment) {
-        (*environment)->host().setDeviceOrientation(options.deviceOrientation);
-        (*environment)->host().setInterfaceOrientation(options.interfaceOrientation);
+}
+
+std::unique_ptr<Environment> makeHost(const GlobalOptions& options, const Needs& needs)
+{
+    host::HostConfiguration configuration{.motionLog = needs.motionLog};
+    if (needs.location)
+        configuration.location = *needs.location;
+    configuration.writeLine = needs.isSilent ? [](std::string_view) { } : writeUnlessDebugOutput;
+    configuration.writeReport = writeToStandardError;
+    if (needs.cameras) {
+        configuration.writeReport = [](std::string_view) { }; // the command reports its errors itself
+        addCameras(configuration, options, needs);
     }
+    auto environment = std::make_unique<HostEnvironment>(std::move(configuration));
+    if (const std::string problem = environment->host().problem(); !problem.empty())
+        throw Unusable(problem);
+    environment->host().setDeviceOrientation(options.deviceOrientation);
+    environment->host().setInterfaceOrientation(options.interfaceOrientation);
     return environment;
 }
 
-std::unique_ptr<Environment> makePhone(const Options& options)
+std::unique_ptr<Environment> makePhone(const GlobalOptions& options, const Needs& needs)
 {
-    simulated::PhoneConfiguration configuration{.motionLog = options.motion.log};
-    if (options.command == Command::motion)
-        configuration.timeIntervalSince1970 = 1; // no date is reported, and the doubles are the finer
-    if (options.command == Command::asset) {
-        configuration.assets = std::make_shared<host::HostAssets>();
-        configuration.images = std::make_shared<host::HostImages>();
-    }
-    if (options.command == Command::still || options.command == Command::capture) {
-        const auto pictures = std::make_shared<host::HostImages>(); // a JPEG, as of a real camera
-        configuration.images = pictures;
-        configuration.photoEncoder = pictures;
-    }
-    if (options.records()) {
-        configuration.movieWriters = options.record.encoders.empty()
+    simulated::PhoneConfiguration configuration{.motionLog = needs.motionLog};
+    if (!needs.cameras && needs.motionLog)
+        configuration.timeIntervalSince1970 = 1; // no date is reported, and small numbers are the more exact
+    const auto images = std::make_shared<host::HostImages>(); // a JPEG, as of a real camera
+    configuration.assets = std::make_shared<host::HostAssets>();
+    configuration.images = images;
+    configuration.photoEncoder = images;
+    if (needs.recording) {
+        configuration.movieWriters = needs.recording->encoders.empty()
             ? std::make_shared<host::HostMovieWriters>()
-            : std::make_shared<host::HostMovieWriters>(options.record.encoders);
-        if (!options.record.isSilent)
+            : std::make_shared<host::HostMovieWriters>(needs.recording->encoders);
+        if (!needs.recording->isSilent)
             configuration.microphone = simulated::MicrophoneScript{.sound = tone};
     }
     for (simulated::CameraScript& camera : configuration.cameras) {
@@ -285,18 +266,29 @@ std::unique_ptr<Environment> makePhone(const Options& options)
     auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration));
     environment->phone().setDeviceOrientation(options.deviceOrientation);
     environment->phone().setInterfaceOrientation(options.interfaceOrientation);
-    if (options.location)
-        environment->place(*options.location);
+    if (needs.location)
+        environment->place(*needs.location);
     return environment;
 }
 
 } // namespace
 
-std::expected<std::unique_ptr<Environment>, std::string> makeEnvironment(const Options& options)
+std::optional<std::string> backInput(const GlobalOptions& options)
 {
-    if (options.isOnVirtualTime())
-        return makePhone(options);
-    return makeHost(options);
+    if (options.back)
+        return options.back;
+    const std::vector<std::string> nodes = host::Host::videoNodes();
+    return nodes.empty() ? std::nullopt : std::optional(nodes.front());
+}
+
+std::unique_ptr<Environment> makeEnvironment(const GlobalOptions& options, const Needs& needs)
+{
+    if (options.isSimulated() && (options.back || options.front))
+        throw Unusable(
+            "the simulated back end has its own cameras: --back and --front go with --backend host");
+    if (options.isSimulated() || needs.isOnVirtualTime)
+        return makePhone(options, needs);
+    return makeHost(options, needs);
 }
 
 } // namespace tamsel::capture

@@ -6,9 +6,9 @@
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/Platform.h>
 
-#include <expected>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,8 +38,26 @@ public:
         = 0;
 };
 
-/// The error is one line about an input that cannot be used.
-[[nodiscard]] std::expected<std::unique_ptr<Environment>, std::string> makeEnvironment(
-    const Options& options);
+/// What a command needs of the back end, besides what the global options say.
+struct Needs {
+    bool cameras = false;
+    bool usesFrontCamera = false;
+    bool playsOnce = false; ///< a camera that is a file
+    bool isOnVirtualTime = false; ///< on both back ends: nothing real takes part
+    bool isSilent = false; ///< the command says itself what the library would say
+    std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
+    std::optional<host::HostLocationSource> location = std::nullopt;
+    std::optional<RecordOptions> recording = std::nullopt;
+    std::optional<double> seconds = std::nullopt; ///< an input may take so long to open at most
+};
+
+/// Opens what is needed. Throws `Unusable` for an input that cannot be used.
+[[nodiscard]] std::unique_ptr<Environment> makeEnvironment(const GlobalOptions& options, const Needs& needs);
+
+/// The input of the back camera: the one that is named, else the first V4L2 camera, else absent.
+[[nodiscard]] std::optional<std::string> backInput(const GlobalOptions& options);
+
+/// What stands in for a camera where there is none.
+inline constexpr const char* defaultPattern = "test:720p";
 
 } // namespace tamsel::capture

@@ -1,5 +1,7 @@
 #include "Files.h"
 
+#include "options/Unusable.h"
+
 #include <host/InputAccess.h>
 
 #include <fcntl.h>
@@ -10,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -59,6 +62,9 @@ std::atomic<unsigned> interruptions = 0;
 /// Files that are the standard output, by the names that were given, and where it is since text goes elsewhere.
 std::vector<std::string> standardOutputs;
 int standardOutput = -1;
+bool mayReplace = false;
+std::string standardInput; ///< the name of its copy, once it has been read
+constexpr const char* standardInputAsGiven = "standard input";
 
 /// Waits for readers until the program is asked to end: by `interruptWrites`, or by a signal that has not been handled yet.
 class Patience {
@@ -123,8 +129,14 @@ bool writeWhole(std::span<const std::byte> content, const files::path& target, c
         return false;
     if (replaced != nullptr)
         ::fchmod(descriptor, replaced->st_mode & 07777U); // where the file system has modes
-    if (closeAfter(writeAll(content, descriptor, {}), descriptor)
-        && std::rename(partial.c_str(), target.c_str()) == 0)
+    const auto rename = [&] {
+        return mayReplace
+            ? std::rename(partial.c_str(), target.c_str()) == 0
+            : ::renameat2(AT_FDCWD, partial.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0
+                || ((errno == EINVAL || errno == ENOSYS) && !isThere(target)
+                    && std::rename(partial.c_str(), target.c_str()) == 0);
+    };
+    if (closeAfter(writeAll(content, descriptor, {}), descriptor) && rename())
         return true;
     const int reason = errno;
     ::unlink(partial.c_str());
@@ -193,9 +205,58 @@ void interruptWrites()
     ++interruptions;
 }
 
-void keepTextOutOf(std::span<const std::string> files)
+std::string readableInput(const std::string& named)
 {
-    std::ranges::copy_if(files, std::back_inserter(standardOutputs), isStandardOutput);
+    if (named != "-")
+        return named;
+    if (!standardInput.empty())
+        return standardInput;
+    // Closed with the program. It has no name, so it goes when the program goes, however that ends.
+    std::FILE* copy = std::tmpfile();
+    if (copy == nullptr)
+        throw Unusable(std::string(standardInputAsGiven) + ": " + std::strerror(errno));
+    std::array<char, 65536> block{};
+    ssize_t count = 0;
+    while ((count = ::read(STDIN_FILENO, block.data(), block.size())) > 0) {
+        if (std::fwrite(block.data(), 1, static_cast<std::size_t>(count), copy)
+            != static_cast<std::size_t>(count))
+            break;
+    }
+    if (count != 0 || std::fflush(copy) != 0)
+        throw Unusable(std::string(standardInputAsGiven) + ": " + std::strerror(errno));
+    standardInput = "/proc/self/fd/" + std::to_string(::fileno(copy));
+    return standardInput;
+}
+
+std::string withNamesAsGiven(std::string text)
+{
+    for (std::size_t at = 0;
+        !standardInput.empty() && (at = text.find(standardInput, at)) != std::string::npos;)
+        text.replace(at, standardInput.size(), standardInputAsGiven);
+    return text;
+}
+
+void claimOutputs(
+    const std::vector<std::string*>& outputs, const std::vector<std::string>& inputs, bool overwrites)
+{
+    mayReplace = overwrites;
+    for (std::string* output : outputs) {
+        if (*output == "-")
+            *output = "/dev/stdout";
+        std::error_code error;
+        const files::file_status status = files::status(*output, error);
+        for (const std::string& input : inputs) {
+            if (files::is_regular_file(input, error) && files::equivalent(input, *output, error))
+                throw Unusable(*output + " is an input of this command: choose another output");
+        }
+        if (files::is_directory(status))
+            throw Unusable(*output + " is a folder");
+        if (isStandardOutput(*output))
+            standardOutputs.push_back(*output);
+        else if (!overwrites && isThere(*output)
+            && (files::is_regular_file(status) || !files::exists(status)))
+            throw Unusable(*output + " exists: --overwrite replaces it");
+    }
     if (standardOutputs.empty())
         return;
     standardOutput = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
@@ -203,6 +264,61 @@ void keepTextOutOf(std::span<const std::string> files)
         ::dup2(STDERR_FILENO, STDOUT_FILENO);
     else
         standardOutput = STDOUT_FILENO;
+}
+
+std::string endingOf(const std::string& file)
+{
+    std::string ending = files::path(file).extension();
+    std::ranges::transform(ending, ending.begin(), [](unsigned char letter) { return std::tolower(letter); });
+    return ending;
+}
+
+void requireEnding(const std::string& output, std::initializer_list<std::string_view> endings)
+{
+    std::error_code error;
+    const files::file_status status = files::status(output, error);
+    if (output == "-" || output.starts_with("/dev/")
+        || (files::exists(status) && !files::is_regular_file(status)))
+        return;
+    if (std::ranges::find(endings, endingOf(output)) != endings.end())
+        return;
+    std::string kinds;
+    for (const std::string_view ending : endings)
+        kinds.append(kinds.empty() ? "" : ", ").append(ending);
+    throw Unusable(output + ": this command writes " + kinds);
+}
+
+std::string outputOf(const std::string& input, const std::string& outputs, std::string_view ending)
+{
+    constexpr std::string_view mark = "{}";
+    const files::path name = input == "-" ? files::path("stdin") : files::path(input).filename();
+    if (const std::size_t at = outputs.find(mark); at != std::string::npos)
+        return std::string(outputs).replace(at, mark.size(), name.stem().string());
+    files::path file = name;
+    if (!ending.empty())
+        file.replace_extension(ending);
+    return (files::path(outputs) / file).string();
+}
+
+std::vector<FilePair> pairsOf(std::vector<std::string> names, std::string_view ending)
+{
+    if (names.size() < 2)
+        throw Unusable("an output is missing behind " + names.front());
+    const std::string output = std::move(names.back());
+    names.pop_back();
+    std::error_code error;
+    const bool isFolder = files::is_directory(output, error);
+    const bool isPattern = output.contains("{}");
+    if (names.size() > 1 && !isFolder && !isPattern)
+        throw Unusable(output + ": several inputs need a folder, or a name with {} for the name of each");
+    std::vector<FilePair> pairs;
+    for (std::string& name : names) {
+        std::string made = isFolder || isPattern ? outputOf(name, output, ending) : output;
+        if (std::ranges::find(pairs, made, &FilePair::output) != pairs.end())
+            throw Unusable(made + " would be the output of two inputs");
+        pairs.push_back({std::move(name), std::move(made)});
+    }
+    return pairs;
 }
 
 } // namespace tamsel::capture

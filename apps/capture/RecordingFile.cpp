@@ -1,7 +1,7 @@
 #include "RecordingFile.h"
 
 #include "Files.h"
-#include "report/JsonLine.h"
+#include "options/Unusable.h"
 #include "report/SessionErrors.h"
 
 #include <host/recording/MovieFacts.h>
@@ -15,27 +15,24 @@ namespace tamsel::capture {
 
 namespace files = std::filesystem;
 
-bool mayWrite(const std::string& file, bool overwrites, Console& console)
+void requireMovieName(const std::string& file, bool overwrites)
 {
     const bool isKilled = !isThere(file);
     if (isKilled && !isThere(host::partOfMovie(file)))
-        return true;
+        return;
     std::error_code error;
     const files::file_type kind = files::symlink_status(file, error).type();
     if (host::isBeingRecorded(file))
-        console.fail(file + " is being recorded");
-    else if (!overwrites)
-        console.fail(file
+        throw Unusable(file + " is being recorded");
+    if (!overwrites)
+        throw Unusable(file
             + (isKilled ? " is what a killed recording has left: repair completes it, --overwrite replaces it"
-                        : " is there already: --overwrite replaces it"));
-    else if (kind == files::file_type::directory)
-        console.fail(file + ": Is a directory");
-    else if (kind != files::file_type::regular && kind != files::file_type::symlink
+                        : " exists: --overwrite replaces it"));
+    if (kind == files::file_type::directory)
+        throw Unusable(file + " is a folder");
+    if (kind != files::file_type::regular && kind != files::file_type::symlink
         && kind != files::file_type::not_found)
-        console.fail(file + " is no regular file");
-    else
-        return true;
-    return false;
+        throw Unusable(file + " is no regular file");
 }
 
 std::vector<std::string> recordingNames(const std::string& movie)
@@ -78,7 +75,7 @@ void replaceMovie(const std::string& made, const std::string& movie, bool isWhol
         console.fail(movie + ": " + error.message());
 }
 
-std::string tellRecording(const std::string& file, const std::string& name,
+std::string reportRecording(const std::string& file, const std::string& name,
     const platform::FrameCounts& counts, Environment& environment, Console& console)
 {
     const std::string problem = environment.recordingProblem();
@@ -91,12 +88,9 @@ std::string tellRecording(const std::string& file, const std::string& name,
             console.fail(facts.error().localizedDescription);
         return {};
     }
-    if (console.wantsEvents())
-        console.write(JsonLine("video")
-                .text("file", std::string_view(name))
-                .number("duration", facts->duration)
-                .integer("frames", facts->frames)
-                .integer("dropped", counts.notRecorded));
+    console.writeEvent("video",
+        {{"file", name}, {"duration", numberOf(facts->duration)}, {"frames", facts->frames},
+            {"dropped", counts.notRecorded}});
     std::array<char, 120> text{};
     std::snprintf(text.data(), text.size(), "%.2f s, %llu frames, %llu dropped%s", facts->duration,
         static_cast<unsigned long long>(facts->frames), static_cast<unsigned long long>(counts.notRecorded),

@@ -10,8 +10,8 @@
 
 namespace tamsel::capture {
 
-/// False, and reported, when something is there that may not, or cannot, be replaced.
-[[nodiscard]] bool mayWrite(const std::string& file, bool overwrites, Console& console);
+/// Refuses a name when something is there that may not, or cannot, be replaced. Throws `Unusable`.
+void requireMovieName(const std::string& file, bool overwrites);
 
 /// A movie's name, and those of what is beside it while it is being recorded and completed.
 [[nodiscard]] std::vector<std::string> recordingNames(const std::string& movie);
@@ -22,9 +22,9 @@ namespace tamsel::capture {
 /// Puts a whole movie that was made beside an earlier one in its place. What is not whole stays, which is reported.
 void replaceMovie(const std::string& made, const std::string& movie, bool isWhole, Console& console);
 
-/// Tells what has been recorded, by the name that the file will have: an event, or a line; or why there is nothing. Returns what
-/// it told of a recording.
-std::string tellRecording(const std::string& file, const std::string& name,
+/// Reports what has been recorded, by the name that the file will have: an event, or a line; or why there is nothing. Returns
+/// the line of a recording.
+std::string reportRecording(const std::string& file, const std::string& name,
     const platform::FrameCounts& counts, Environment& environment, Console& console);
 
 } // namespace tamsel::capture

@@ -1,6 +1,7 @@
 #include "Replacement.h"
 
 #include "Files.h"
+#include "options/Unusable.h"
 
 #include <algorithm>
 #include <system_error>
@@ -16,21 +17,18 @@ Replacement::Replacement(files::path folder, std::vector<std::string> names)
 {
 }
 
-bool Replacement::begin(const std::string& name, Console& console)
+void Replacement::begin(const std::string& name, Console& console)
 {
     if (std::ranges::none_of(names_, [&](const std::string& file) { return isThere(folder_ / file); }))
-        return true;
+        return;
     std::error_code error;
     files::path place = folder_ / name;
     for (int number = 2; !files::create_directory(place, error) && !error; ++number)
         place = folder_ / (name + "-" + std::to_string(number)); // what is there is somebody's
-    if (error) {
-        console.fail(place.string() + ": " + error.message());
-        return false;
-    }
+    if (error)
+        throw Unusable(place.string() + ": " + error.message());
     place_ = std::move(place);
     console_ = &console;
-    return true;
 }
 
 bool Replacement::keep()

@@ -19,16 +19,16 @@ public:
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
 
-    /// To be called first. False, and told, when there is no place for new files; they are in a folder of that name when
-    /// anything is in their way.
-    [[nodiscard]] bool begin(const std::string& name, Console& console);
+    /// To be called first. New files are made in a folder of that name when anything is in their way. Throws `Unusable` when
+    /// there is no place for them.
+    void begin(const std::string& name, Console& console);
 
     /// Where a file is made, and then where it is.
     [[nodiscard]] std::string placeOf(const std::string& name) const { return (place_ / name).string(); }
     /// Where it is to be.
     [[nodiscard]] std::string targetOf(const std::string& name) const { return (folder_ / name).string(); }
 
-    /// Puts the new files where they are to be; no earlier one is left. False, and told, when that failed.
+    /// Puts the new files where they are to be; no earlier one is left. False, and reported, when that failed.
     bool keep();
 
 private:

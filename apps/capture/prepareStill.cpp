@@ -25,7 +25,7 @@ void turnPreview(const UIView& view, UIInterfaceOrientation orientation)
     }
 }
 
-void waitForLocation(const Options& options, Environment& environment, Waiter& waiter, Console& console)
+void waitForLocation(const StillOptions& options, Environment& environment, Waiter& waiter, Console& console)
 {
     if (!options.location)
         return;
@@ -36,19 +36,18 @@ void waitForLocation(const Options& options, Environment& environment, Waiter& w
         console.note("no location: " + environment.locationProblem());
 }
 
-void tellWhatIsMissing(const Options& options, Environment& environment, Console& console)
+void reportWhatIsMissing(const StillOptions& options, Environment& environment, Console& console)
 {
     const AVCaptureDevicePosition position
-        = options.useFrontCamera ? AVCaptureDevicePosition::front : AVCaptureDevicePosition::back;
+        = options.usesFrontCamera ? AVCaptureDevicePosition::front : AVCaptureDevicePosition::back;
     const std::shared_ptr<AVCaptureDevice> camera = environment.platform().capture.defaultDevice(
         AVCaptureDeviceType::builtInWideAngleCamera, AVMediaType::video, position);
     if (!camera)
         return;
-    if (options.still.flash.value_or(AVCaptureFlashMode::off) != AVCaptureFlashMode::off
+    if (options.flash.value_or(AVCaptureFlashMode::off) != AVCaptureFlashMode::off
         && !camera->isFlashAvailable())
         console.note("the camera has no flash");
-    if (options.still.torch.value_or(AVCaptureTorchMode::off) != AVCaptureTorchMode::off
-        && !camera->hasTorch())
+    if (options.torch.value_or(AVCaptureTorchMode::off) != AVCaptureTorchMode::off && !camera->hasTorch())
         console.note("the camera has no torch");
 }
 

@@ -10,16 +10,16 @@
 
 namespace tamsel::capture {
 
-/// A screen turns its preview with its interface; a still is taken the way up of the preview.
+/// A screen turns its preview with its interface; a still is taken in the orientation of the preview.
 void turnPreview(const platform::UIView& view, platform::UIInterfaceOrientation orientation);
 
-/// Where the options ask for a place, and for a while; tells when there is none.
-void waitForLocation(const Options& options, Environment& environment, Waiter& waiter, Console& console);
+/// Waits a while for a location where the options ask for one, and reports when there is none.
+void waitForLocation(const StillOptions& options, Environment& environment, Waiter& waiter, Console& console);
 
-/// Tells which of the wishes the camera cannot fulfil.
-void tellWhatIsMissing(const Options& options, Environment& environment, Console& console);
+/// Reports what the camera has not: a flash, a torch.
+void reportWhatIsMissing(const StillOptions& options, Environment& environment, Console& console);
 
-/// The product's, where the options leave it open.
+/// With the product's settings where the options name none.
 [[nodiscard]] platform::TamselCameraSettings settingsFor(const StillOptions& options);
 
 } // namespace tamsel::capture

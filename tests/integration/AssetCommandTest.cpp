@@ -63,14 +63,14 @@ TEST(AssetCommand, SaysInOneLineWhatHasNoVideo)
     for (const std::string& file : {song, folder.file("letter.mp4"), folder.file("missing.mp4")}) {
         for (const char* options : {" --fast", ""}) {
             const Outcome outcome = outcomeOf("--json asset '" + file + "'" + options);
-            EXPECT_EQ(outcome.status, 1) << file;
+            EXPECT_EQ(outcome.status, 2) << file;
             EXPECT_EQ(outcome.output, "") << file;
             EXPECT_EQ(count(outcome.errors, "\n"), 1U) << outcome.errors;
         }
         for (const char* command : {"asset-still", "thumbnail", "image"}) {
             const Outcome outcome = outcomeOf(
                 "--json " + std::string(command) + " '" + file + "' '" + folder.file("out.png") + "'");
-            EXPECT_EQ(outcome.status, 1) << command << " " << file;
+            EXPECT_EQ(outcome.status, 2) << command << " " << file;
             EXPECT_EQ(outcome.output, "");
             EXPECT_GE(count(outcome.errors, "\n"), 1U);
             EXPECT_LE(count(outcome.errors, "\n"), 2U) << outcome.errors; // a manager says its last line too
@@ -89,11 +89,11 @@ TEST(AssetCommand, EndsOnWhatIsNoFileAndWhenNobodyTakesItsOutput)
         for (const auto& [file, words] :
             {std::pair(pipe, ": is a pipe"), {folder.file(""), ": is a folder"}}) {
             const Outcome refused = outcomeOf(command + " '" + file + "'" + out);
-            EXPECT_EQ(refused.status, 1);
+            EXPECT_EQ(refused.status, 2);
             EXPECT_EQ(count(refused.errors, file + words), 1U) << command << ": " << refused.errors;
         }
     }
-    EXPECT_EQ(outcomeOf("image /dev/zero '" + folder.file("out.png") + "'").status, 1);
+    EXPECT_EQ(outcomeOf("image /dev/zero '" + folder.file("out.png") + "'").status, 2);
     EXPECT_EQ(outcomeOf("--json asset '" + makeClip(folder) + "' --fast >/dev/full").status, 1);
 }
 
@@ -138,7 +138,7 @@ TEST(PictureCommand, RendersAPictureUpright)
     // It says "right": to be turned clockwise.
     writeFile(folder.file("turned.png"), pngFile(slopes(90, 62), 6));
     writeFile(stored, pngFile(slopes(90, 62)));
-    EXPECT_EQ(outcomeOf("image '" + folder.file("turned.png") + "' '" + out + "'").status, 0);
+    EXPECT_EQ(outcomeOf("image '" + folder.file("turned.png") + "' '" + out + "' --overwrite").status, 0);
     const std::string expected
         = runCommand("ffmpeg -v error -i '" + stored + "' -vf transpose=clock -f rawvideo -pix_fmt rgb24 -")
               .output;

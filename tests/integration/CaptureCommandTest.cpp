@@ -168,7 +168,7 @@ TEST(CaptureCommand, KeepsAnEarlierStillUntilANewOneIsWhole)
         EXPECT_EQ(captured.status, status) << captured.errors;
         EXPECT_TRUE((captured.output + captured.errors).contains(said)) << captured.output << captured.errors;
     };
-    attempt("none", 2, "index.html: Is a directory");
+    attempt("none", 2, "index.html is a folder");
     std::filesystem::remove(out + "/index.html");
     attempt("code --timeout 0.1", 1, "what came now is in " + out + "/new\n");
     EXPECT_EQ(readFile(out + "/still.jpg"), "an earlier one");
@@ -232,15 +232,15 @@ TEST(CaptureCommand, RefusesWhatCannotWorkWithOneLine)
         std::string complaint;
     };
     const std::vector<Case> cases{
-        {"--back test:64x48 capture", "needs a folder"},
+        {"--back test:64x48 capture", "needs FOLDER"},
         {"--back test:64x48 capture " + out, "--motion LOG"},
         {"--back test:64x48 capture " + out + " --require still,code:pdf", "'code:pdf'"},
         {"--back test:64x48 capture " + out + " --require code:", "'code:'"},
         {"--back test:64x48 capture " + out + " --require ''", "needs a value"},
-        {"--back test:64x48 capture " + out + " --require none --timeout 0", "above 0"},
+        {"--back test:64x48 capture " + out + " --require none --timeout 0", "from 0.001 to 1000000000"},
         {"--back test:64x48 capture " + out + " --require none --microphone test:tone", "--record"},
         {"--back test:64x48 capture " + out + " --motion " + folder.file("nothing.csv"), "nothing.csv"},
-        {"--backend simulated capture " + out + " --require face", "nothing to look at"},
+        {"--backend simulated capture " + out + " --require face", "no codes and faces"},
         {"--back test:64x48 capture " + folder.file("file") + "/session --require none", "folder"},
         {"--back test:64x48 capture " + folder.file("used") + " --require none", "--overwrite"},
     };

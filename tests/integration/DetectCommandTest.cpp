@@ -125,9 +125,9 @@ TEST(DetectCommand, ReadsEveryKindOfCode)
         EXPECT_EQ(count(found.output, "\n"), 1U);
     }
     const Outcome controls = outcomeOf("--json detect '" + fixture("controls") + "'");
-    EXPECT_EQ(count(controls.output, told({"qr", R"(a\u0000b\u0009\u001bÿ\")"})), 1U) << controls.output;
+    EXPECT_EQ(count(controls.output, told({"qr", R"(a\u0000b\t\u001bÿ\")"})), 1U) << controls.output;
     const Outcome line = outcomeOf("detect '" + fixture("controls") + "'");
-    EXPECT_TRUE(line.output.starts_with(R"(qr               "a\u0000b\u0009\u001bÿ\"" )")) << line.output;
+    EXPECT_TRUE(line.output.starts_with(R"(qr               "a\u0000b\t\u001bÿ\"" )")) << line.output;
 }
 
 TEST(DetectCommand, FindsAllCodesOfASheetOrTheKindsThatAreAskedFor)
@@ -158,7 +158,8 @@ TEST(DetectCommand, TellsPlacesInTheStoredPictureAndDrawsThemIntoTheUprightOne)
         const std::string file = folder.file("stored.png");
         const std::string drawn = folder.file("drawn.png");
         writeFile(file, pngFile(stored, orientation));
-        const Outcome found = outcomeOf("--json detect '" + file + "' --annotate '" + drawn + "'");
+        const Outcome found
+            = outcomeOf("--json detect '" + file + "' --overwrite --annotate '" + drawn + "'");
         EXPECT_EQ(found.status, 0) << found.errors;
         EXPECT_EQ(found.output, untagged);
         const Pixels picture = pixelsOf(drawn);
@@ -236,10 +237,13 @@ TEST(DetectCommand, SaysInOneLineWhatItCannotDo)
     writeFile(folder.file("letter.txt"), "Dear all,");
     writeFile(folder.file("letter.png"), "Dear all,");
     const std::string sheet = fixture("sheet");
+    const std::string whole = readFile(sheet);
+    writeFile(folder.file("cut.png"), whole.substr(0, whole.size() / 2));
     for (const std::string& arguments : std::vector<std::string>{"detect '" + sheet + "' --kinds qr,foo",
              "detect '" + sheet + "' --kinds ''", "detect '" + sheet + "' --orientation 9",
              "--backend simulated detect '" + sheet + "'", "--back test:720p detect '" + sheet + "'",
-             "detect '" + folder.file("missing.png") + "'", "detect '" + folder.file("letter.txt") + "'"}) {
+             "detect '" + folder.file("missing.png") + "'", "detect '" + folder.file("letter.txt") + "'",
+             "detect '" + folder.file("cut.png") + "'", "detect '" + folder.file("letter.png") + "'"}) {
         const Outcome refused = outcomeOf(arguments);
         EXPECT_EQ(refused.status, 2) << arguments;
         EXPECT_EQ(refused.output, "") << arguments;
@@ -252,12 +256,8 @@ TEST(DetectCommand, SaysInOneLineWhatItCannotDo)
             1U)
             << unknown.errors;
 
-    const std::string whole = readFile(sheet);
-    writeFile(folder.file("cut.png"), whole.substr(0, whole.size() / 2));
-    for (const std::string& arguments :
-        {"detect '" + folder.file("cut.png") + "'", "detect '" + folder.file("letter.png") + "'",
-            "detect '" + sheet + "' --annotate /no/such/folder/out.png",
-            std::string("detect lavfi:testsrc2=s=64x48:r=50:d=0.2"), "detect '" + sheet + "' >/dev/full"}) {
+    for (const std::string& arguments : {"detect '" + sheet + "' --annotate /no/such/folder/out.png",
+             std::string("detect lavfi:testsrc2=s=64x48:r=50:d=0.2"), "detect '" + sheet + "' >/dev/full"}) {
         const Outcome failed = outcomeOf(arguments);
         EXPECT_EQ(failed.status, 1) << arguments;
         EXPECT_EQ(count(failed.errors, "\n"), 1U) << failed.errors;

@@ -154,9 +154,9 @@ TEST(MotionCommand, SaysInOneLineWhatIsWrong)
     }
     writeFile(folder.file("orientation.csv"), "time,seconds_elapsed,pitch\n1628772230165000123,0,1\n2,2,1\n");
     for (const auto& [arguments, missing] :
-        std::vector<std::pair<std::string, std::string>>{{"sensor", "this machine has no motion sensors"},
-            {"sensor --stability", "there is no gyroscope"},
-            {"sensor --facing-angle", "there is no attitude"},
+        std::vector<std::pair<std::string, std::string>>{{"sensors", "this machine has no motion sensors"},
+            {"sensors --stability", "there is no gyroscope"},
+            {"sensors --facing-angle", "there is no attitude"},
             {"'" + folder.file("gyro.csv") + "' --facing-angle", "gyro.csv has no attitude"},
             {"'" + folder.file("orientation.csv") + "' --stability",
                 "orientation.csv has no rotation rates"}}) {
@@ -196,12 +196,14 @@ TEST(MotionCommand, DrawsTheLogAndItsVerdicts)
     EXPECT_EQ(count(picture, "nan") + count(picture, "inf"), 0U);
 
     writeFile(folder.file("wild.csv"), "t,x,y,z\n0,1e308,0,0\n1,-1e308,0,0\n2,0,0,0\n");
-    ASSERT_EQ(
-        outcomeOf("motion '" + folder.file("wild.csv") + "' --threshold 1e308 --plot '" + plot + "'").status,
+    ASSERT_EQ(outcomeOf("motion '" + folder.file("wild.csv") + "' --threshold 1e308 --overwrite --plot '"
+                  + plot + "'")
+                  .status,
         0);
     EXPECT_EQ(count(readFile(plot), "nan"), 0U);
     writeFile(folder.file("one.csv"), "t,x,y,z\n3,1,1,1\n");
-    ASSERT_EQ(outcomeOf("motion '" + folder.file("one.csv") + "' --plot '" + plot + "'").status, 0);
+    ASSERT_EQ(
+        outcomeOf("motion '" + folder.file("one.csv") + "' --overwrite --plot '" + plot + "'").status, 0);
     EXPECT_EQ(count(readFile(plot), "nan"), 0U) << "a log of a single moment";
 }
 

@@ -71,12 +71,13 @@ TEST(StillCommand, TellsTheCameraAndTheWayUp)
     for (const auto& [orientation, tag] : {std::pair("portrait", "1"), std::pair("landscapeRight", "8"),
              std::pair("portraitUpsideDown", "3"), std::pair("landscapeLeft", "6")}) {
         const Outcome still = outcomeOf("--front test:64x48@60 --interface-orientation "
-            + std::string(orientation) + " still " + photo + " --camera front");
+            + std::string(orientation) + " still " + photo + " --camera front --overwrite");
         EXPECT_EQ(still.status, 0) << still.errors;
         EXPECT_EQ(
             exif(photo, "-Orientation -Model -GPSLatitude"), tag + std::string("\nLinux facing front\n-\n"));
     }
-    const Outcome simulated = outcomeOf("--backend simulated still " + photo + " --location 1,2 --flash on");
+    const Outcome simulated
+        = outcomeOf("--backend simulated --overwrite still " + photo + " --location 1,2 --flash on");
     EXPECT_EQ(simulated.status, 0) << simulated.errors;
     EXPECT_EQ(
         exif(photo, "-FileType -Model -Flash -GPSAltitude"), "JPEG\nSimulated phone facing back\n9\n0\n");
@@ -91,17 +92,20 @@ TEST(PhotoCommands, NeverTouchTheirInputsOrFilesOfOthers)
     std::filesystem::copy_file(testData("image/generated_exif_6.jpg"), photo);
     std::filesystem::copy_file(testData("video/generated_card.mp4"), clip);
     std::filesystem::create_symlink(photo, link);
+    std::filesystem::create_symlink(clip, folder.file("link.png"));
     const auto before = std::pair(readFile(photo), readFile(clip));
     for (const std::string& arguments : {"image " + photo + " " + link, "album " + link + " " + photo,
-             "detect " + photo + " --annotate " + photo, "thumbnail " + clip + " " + clip,
-             "--back " + clip + " still " + clip}) {
+             "detect " + photo + " --annotate " + photo, "thumbnail " + clip + " " + folder.file("link.png"),
+             "--back " + photo + " still " + link}) {
         const Outcome refused = outcomeOf(arguments);
         EXPECT_EQ(refused.status, 2) << arguments;
         EXPECT_EQ(count(refused.errors, "is an input of this command"), 1U) << arguments;
     }
     EXPECT_EQ(std::pair(readFile(photo), readFile(clip)), before);
     writeFile(photo + ".partial", "precious");
-    EXPECT_EQ(outcomeOf("--back test:64x48@60 still " + photo).status, 0);
+    EXPECT_EQ(outcomeOf("--back test:64x48@60 still " + photo).status, 2);
+    EXPECT_EQ(readFile(photo), before.first);
+    EXPECT_EQ(outcomeOf("--back test:64x48@60 still --overwrite " + photo).status, 0);
     EXPECT_EQ(readFile(photo + ".partial"), "precious");
     EXPECT_NE(readFile(photo), before.first);
 }
@@ -110,7 +114,7 @@ TEST(PhotoCommands, NeverTouchTheirInputsOrFilesOfOthers)
 TEST(PhotoCommands, CostNoMoreThanThePicturesAreWorth)
 {
     const ScratchFolder folder;
-    const std::string out = folder.file("out");
+    const std::string out = folder.file("out.jpg");
     const auto boundedOutcome = [](const std::string& arguments) {
         return runCommand("ulimit -t 10; " + captureProgram() + " " + arguments + " 2>&1");
     };
@@ -127,9 +131,9 @@ TEST(PhotoCommands, CostNoMoreThanThePicturesAreWorth)
         = pngChunk("acTL" + std::string("\0\0\0\2\0\0\0\0", 8)) + pngChunk("fcTL" + control);
     writeFile(folder.file("texts.png"), pngFile(slopes(8, 8)).insert(33, texts));
     writeFile(folder.file("moving.png"), pngFile(slopes(8, 8)).insert(33, moves + texts));
-    for (const std::string& command :
-        {"image " + folder.file("texts.png") + " ", "--back " + folder.file("texts.png") + " still ",
-            "--back " + folder.file("moving.png") + " still "}) {
+    for (const std::string& command : {"image " + folder.file("texts.png") + " ",
+             "--overwrite --back " + folder.file("texts.png") + " still ",
+             "--overwrite --back " + folder.file("moving.png") + " still "}) {
         const CommandResult result = boundedOutcome(command + out);
         EXPECT_EQ(result.status, 0) << command << result.output;
         EXPECT_EQ(exif(out, "-ImageSize"), "8 8\n");
@@ -140,9 +144,10 @@ TEST(PhotoCommands, CostNoMoreThanThePicturesAreWorth)
     for (int count = 0; count < 1000; ++count)
         scans += scan;
     writeFile(folder.file("scans.jpg"), scans + jpeg.substr(jpeg.size() - 2));
-    EXPECT_EQ(
-        count(boundedOutcome("image " + folder.file("scans.jpg") + " " + out).output, "too many scans"), 1U);
-    EXPECT_EQ(count(boundedOutcome("--back " + folder.file("scans.jpg") + " still " + out).output,
+    EXPECT_EQ(count(boundedOutcome("image --overwrite " + folder.file("scans.jpg") + " " + out).output,
+                  "too many scans"),
+        1U);
+    EXPECT_EQ(count(boundedOutcome("--overwrite --back " + folder.file("scans.jpg") + " still " + out).output,
                   "the camera was lost"),
         1U);
 }
@@ -151,7 +156,7 @@ TEST(StillCommand, SaysWhatIsMissing)
 {
     const ScratchFolder folder;
     const std::string photo = folder.file("photo.jpg");
-    const std::string camera = "--back test:64x48@60 still " + photo;
+    const std::string camera = "--overwrite --back test:64x48@60 still " + photo;
     Outcome still = outcomeOf(camera + " --flash on --torch auto --heading 3");
     EXPECT_EQ(still.status, 0);
     EXPECT_EQ(count(still.errors, "the camera has no flash"), 1U);
@@ -163,7 +168,7 @@ TEST(StillCommand, SaysWhatIsMissing)
     EXPECT_EQ(count(still.errors, "\n"), 1U) << still.errors;
     EXPECT_EQ(exif(photo, "-Model -GPSLatitude"), "Linux facing back\n-\n");
 
-    still = outcomeOf("--back lavfi:testsrc2=s=64x48:r=50:d=0.02 still " + photo);
+    still = outcomeOf("--overwrite --back lavfi:testsrc2=s=64x48:r=50:d=0.02 still " + photo);
     EXPECT_EQ(still.status, 1);
     EXPECT_EQ(count(still.errors, "the camera was lost"), 1U) << still.errors;
     EXPECT_EQ(count(still.errors, "did not come"), 0U) << still.errors;
@@ -204,7 +209,7 @@ TEST(StillCommand, IsAsLargeAsTheInput)
         makeVideo("-f lavfi -i testsrc2=s=3840x2160:r=5 -t 1 -pix_fmt yuv420p -preset ultrafast", video));
     EXPECT_EQ(outcomeOf("--back " + video + " still " + photo).status, 0);
     EXPECT_EQ(exif(photo, "-ImageSize"), "3840 2160\n");
-    EXPECT_EQ(outcomeOf("--back test:4032x3024@10 still " + photo).status, 0);
+    EXPECT_EQ(outcomeOf("--overwrite --back test:4032x3024@10 still " + photo).status, 0);
     EXPECT_EQ(exif(photo, "-ImageSize"), "4032 3024\n");
     // A picture is a video that shows it again and again.
     EXPECT_EQ(outcomeOf("--back " + photo + " still " + folder.file("again.jpg")).status, 0);
@@ -224,7 +229,7 @@ TEST(StillCommand, PlaysTheShutterOfTheSoundThemeUnlessSilent)
     std::filesystem::permissions(bin + "/pw-play", std::filesystem::perms::owner_all);
     const std::string still = "/usr/bin/env PATH=" + bin
         + ":/usr/bin:/bin XDG_DATA_DIRS=" + folder.file("data") + " " + captureProgram()
-        + " --back test:64x48@60 still " + folder.file("photo.jpg");
+        + " --overwrite --back test:64x48@60 still " + folder.file("photo.jpg");
     const CommandResult told
         = runCommand(still + " --silent >/dev/null; " + still + " >/dev/null; for try in $(seq 600); do [ -s "
             + heard + " ] && break; sleep 0.1; done; cat " + heard);
@@ -246,7 +251,7 @@ TEST(AlbumCommand, ChangesSoftwareAndModelAndNothingElse)
     }
     for (const std::string& file : files) {
         const std::string out = folder.file("out");
-        const Outcome outcome = outcomeOf("--json album " + file + " " + out);
+        const Outcome outcome = outcomeOf("--json --overwrite album " + file + " " + out);
         EXPECT_EQ(outcome.status, 0) << file;
         EXPECT_EQ(count(outcome.errors, "tamsel-capture:"), 0U) << outcome.errors;
         const std::string own = exif(file, "-IFD0:Orientation");
@@ -276,14 +281,15 @@ TEST(AlbumCommand, WritesWhatItCannotChangeAsItIs)
         {album + "generated_turned.heic", album + "generated.avif", album + "generated.bmp",
             album + "generated_two_frames.gif", folder.file("text.jpg"), folder.file("empty")}) {
         const std::string out = folder.file("out");
-        const Outcome outcome = outcomeOf("--json album " + file + " " + out + " --orientation 3");
+        const Outcome outcome
+            = outcomeOf("--json --overwrite album " + file + " " + out + " --orientation 3");
         EXPECT_EQ(outcome.status, 0) << file;
         EXPECT_EQ(count(outcome.errors, "tamsel-capture:"), 1U) << outcome.errors;
         EXPECT_EQ(count(outcome.errors, "unchanged"), 1U) << outcome.errors;
         EXPECT_EQ(count(outcome.output, "\"source\": 2, \"exifOrientation\": 3"), 1U) << outcome.output;
         EXPECT_TRUE(readFile(out) == readFile(file)) << file;
     }
-    EXPECT_EQ(outcomeOf("album missing.jpg " + folder.file("out")).status, 1);
+    EXPECT_EQ(outcomeOf("album missing.jpg " + folder.file("new")).status, 2);
     EXPECT_EQ(outcomeOf("album missing.jpg out --orientation 9").status, 2);
     EXPECT_EQ(outcomeOf("album " + album + "generated_grey.jpg").status, 2);
 }
@@ -295,14 +301,14 @@ TEST(AlbumCommand, ReplacesAFileAsAWholeOrNotAtAll)
     const std::string result = folder.file("result.jpg");
     writeFile(file, jpegFile(slopes(64, 64), 1));
     writeFile(result, "precious");
-    const CommandResult cut = runCommand("(ulimit -f 1; " + captureProgram() + " album " + file + " " + result
-        + " >/dev/null 2>&1); echo $?; ls " + folder.file("") + " | wc -l");
+    const CommandResult cut = runCommand("(ulimit -f 1; " + captureProgram() + " --overwrite album " + file
+        + " " + result + " >/dev/null 2>&1); echo $?; ls " + folder.file("") + " | wc -l");
     EXPECT_EQ(cut.output, "1\n2\n");
     const CommandResult none = runCommand("(ulimit -f 1; " + captureProgram() + " album " + file + " "
         + folder.file("new.jpg") + " >/dev/null 2>&1); echo $?; ls -A " + folder.file("") + " | wc -l");
     EXPECT_EQ(none.output, "1\n2\n") << "no part of a new file";
     EXPECT_EQ(readFile(result), "precious");
-    EXPECT_EQ(outcomeOf("album " + file + " " + result).status, 0);
+    EXPECT_EQ(outcomeOf("album --overwrite " + file + " " + result).status, 0);
     EXPECT_EQ(exif(result, "-Model"), "Linux photo album\n");
 }
 

@@ -59,7 +59,7 @@ CommandResult recordUntil(const std::string& file, const std::string& signal)
 TEST(RecordCommand, WritesAMovieWithPictureAndSound)
 {
     const ScratchFolder folder;
-    for (const std::string name : {"out.mp4", "out.mov", "no suffix"}) {
+    for (const std::string name : {"out.mp4", "out.mov", "a film.m4v"}) {
         const std::string file = folder.file(name);
         const bool isFree = name == "out.mov"; // without GPL
         const Outcome recorded = outcomeOf("--json --back test:640x480@30 record '" + file
@@ -222,9 +222,9 @@ TEST(RecordCommand, CanBeRepairedAfterItWasKilled)
     EXPECT_EQ(movie.soundCodec, "aac");
     EXPECT_EQ(numberIn(repaired.output, "frames"), static_cast<double>(movie.frameTimes.size()));
     repaired = outcomeOf("repair " + file);
-    EXPECT_EQ(repaired.status, 1);
+    EXPECT_EQ(repaired.status, 2);
     expectPlayable(MovieProbe(file), Ending::early);
-    EXPECT_EQ(outcomeOf("repair " + folder.file("nothing.mp4")).status, 1);
+    EXPECT_EQ(outcomeOf("repair " + folder.file("nothing.mp4")).status, 2);
 }
 
 TEST(RecordCommand, FillsADiskWithAFileThatPlays)

@@ -1,20 +1,26 @@
 #include "options/Options.h"
 
-#include "options/CommandOptions.h"
-#include "options/OptionReader.h"
+#include "Files.h"
+#include "options/values.h"
 
 #include <array>
+#include <limits>
 #include <utility>
 
 namespace tamsel::capture {
 
+using platform::AVCaptureFlashMode;
+using platform::AVCaptureTorchMode;
 using platform::AVCaptureVideoOrientation;
 using platform::UIDeviceOrientation;
 using platform::UIInterfaceOrientation;
 
 namespace {
 
-constexpr std::array<std::pair<std::string_view, UIDeviceOrientation>, 7> deviceOrientations{{
+template <typename Value, std::size_t count>
+using Names = std::array<std::pair<std::string_view, Value>, count>;
+
+constexpr Names<UIDeviceOrientation, 7> deviceOrientations{{
     {"unknown", UIDeviceOrientation::unknown},
     {"portrait", UIDeviceOrientation::portrait},
     {"portraitUpsideDown", UIDeviceOrientation::portraitUpsideDown},
@@ -24,7 +30,7 @@ constexpr std::array<std::pair<std::string_view, UIDeviceOrientation>, 7> device
     {"faceDown", UIDeviceOrientation::faceDown},
 }};
 
-constexpr std::array<std::pair<std::string_view, UIInterfaceOrientation>, 5> interfaceOrientations{{
+constexpr Names<UIInterfaceOrientation, 5> interfaceOrientations{{
     {"unknown", UIInterfaceOrientation::unknown},
     {"portrait", UIInterfaceOrientation::portrait},
     {"portraitUpsideDown", UIInterfaceOrientation::portraitUpsideDown},
@@ -32,67 +38,142 @@ constexpr std::array<std::pair<std::string_view, UIInterfaceOrientation>, 5> int
     {"landscapeRight", UIInterfaceOrientation::landscapeRight},
 }};
 
-constexpr std::array<std::pair<std::string_view, AVCaptureVideoOrientation>, 4> sensorOrientations{{
+constexpr Names<AVCaptureVideoOrientation, 4> sensorOrientations{{
     {"portrait", AVCaptureVideoOrientation::portrait},
     {"portraitUpsideDown", AVCaptureVideoOrientation::portraitUpsideDown},
     {"landscapeLeft", AVCaptureVideoOrientation::landscapeLeft},
     {"landscapeRight", AVCaptureVideoOrientation::landscapeRight},
 }};
 
-constexpr std::array<std::pair<std::string_view, Backend>, 2> backends{{
-    {"host", Backend::host},
-    {"simulated", Backend::simulated},
-}};
+constexpr double infinity = std::numeric_limits<double>::infinity();
 
-constexpr std::array<std::pair<std::string_view, CameraConfiguration::SessionPreset>, 2> presets{{
-    {"photo", CameraConfiguration::SessionPreset::photo},
-    {"none", CameraConfiguration::SessionPreset::none},
+constexpr Names<Backend, 2> backends{{{"host", Backend::host}, {"simulated", Backend::simulated}}};
+constexpr Names<GlobalOptions::Preset, 2> presets{
+    {{"photo", GlobalOptions::Preset::photo}, {"none", GlobalOptions::Preset::none}}};
+constexpr Names<bool, 2> cameras{{{"back", false}, {"front", true}}};
+constexpr Names<AVCaptureFlashMode, 3> flashModes{{
+    {"off", AVCaptureFlashMode::off},
+    {"on", AVCaptureFlashMode::on},
+    {"auto", AVCaptureFlashMode::automatic},
+}};
+constexpr Names<AVCaptureTorchMode, 3> torchModes{{
+    {"off", AVCaptureTorchMode::off},
+    {"on", AVCaptureTorchMode::on},
+    {"auto", AVCaptureTorchMode::automatic},
 }};
 
 } // namespace
 
-std::expected<Options, std::string> parseOptions(std::span<const char* const> arguments)
+void GlobalOptions::requireHost(const std::string& reason) const
 {
-    Options options;
-    OptionReader reader(arguments);
-    bool hasCommand = false;
-    while (const auto argument = reader.next()) {
-        if (*argument == "--help" || *argument == "-h")
-            return Options{};
-        if (*argument == "--backend")
-            options.backend = reader.choice<Backend>(*argument, backends);
-        else if (*argument == "--back")
-            options.back = reader.text(*argument);
-        else if (*argument == "--front")
-            options.front = reader.text(*argument);
-        else if (*argument == "--preset")
-            options.preset = reader.choice<CameraConfiguration::SessionPreset>(*argument, presets);
-        else if (*argument == "--device-orientation")
-            options.deviceOrientation = reader.choice<UIDeviceOrientation>(*argument, deviceOrientations);
-        else if (*argument == "--interface-orientation")
-            options.interfaceOrientation
-                = reader.choice<UIInterfaceOrientation>(*argument, interfaceOrientations);
-        else if (*argument == "--sensor-orientation")
-            options.sensorOrientation
-                = reader.choice<AVCaptureVideoOrientation>(*argument, sensorOrientations);
-        else if (*argument == "--json")
-            options.json = true;
-        else if (*argument == "--out")
-            options.outputFolder = reader.text(*argument);
-        else if (argument->starts_with("-"))
-            reader.fail(std::string("'").append(*argument) + "' is no global option; see --help");
-        else {
-            hasCommand = true;
-            readCommand(reader, *argument, options);
-        }
-    }
-    if (!reader.error() && !hasCommand)
-        reader.fail(std::string("a command is missing: ").append(commandNames()) + "; see --help");
-    if (!reader.error() && options.backend == Backend::simulated && (options.back || options.front))
-        reader.fail("the simulated back end has its own cameras: --back and --front go with --backend host");
-    if (reader.error())
-        return std::unexpected(*reader.error());
-    return options;
+    if (isSimulated())
+        throw Unusable("the simulated back end " + reason);
+}
+
+void addGlobalOptions(CLI::App& app, GlobalOptions& options)
+{
+    addChoice(app, "--backend", options.backend, backends,
+        "real inputs (host), or a scripted phone on virtual time (simulated)");
+    addValue(app, "--back", options.back, "INPUT",
+        "the back camera: /dev/video0; a video file, which is played in a loop at its own speed; a URL or "
+        "FFmpeg input, "
+        "as rtsp://... or lavfi:testsrc2; a test pattern, as test:720p, test:1080p or test:640x480@60. "
+        "Without it the "
+        "first V4L2 camera",
+        text);
+    addValue(app, "--front", options.front, "INPUT", "the front camera, as for --back", text);
+    addChoice(app, "--preset", options.preset, presets,
+        "the camera's largest format (photo), or its best for video (none). Default: photo; of record: none");
+    addChoice(app, "--device-orientation", options.deviceOrientation, deviceOrientations,
+        "how the device is held (portrait)");
+    addChoice(app, "--interface-orientation", options.interfaceOrientation, interfaceOrientations,
+        "how the device is held when the interface is upright (portrait). Live frames are turned to it; "
+        "stills and "
+        "movies carry it as a tag. landscapeRight has the home side at the right");
+    addChoice(app, "--sensor-orientation", options.sensorOrientation, sensorOrientations,
+        "how the device is held when the stored pictures of its cameras are upright (portrait)");
+    app.add_flag(
+        "--json", options.json, "write one JSON object a line on standard output, and nothing else there");
+    addValue(
+        app, "--out", options.outputFolder, "FOLDER", "where frames are saved (the current folder)", text);
+    app.add_flag(
+        "--overwrite", options.overwrites, "replace files that exist, once the new ones are complete");
+}
+
+void addCamera(CLI::App& app, bool& usesFrontCamera)
+{
+    addChoice(app, "--camera", usesFrontCamera, cameras, "which camera (back)");
+}
+
+void addFramePictures(CLI::App& app, FramePictures& pictures)
+{
+    addValue(app, "--save-every", pictures.saveEvery, "K",
+        "save every K-th frame as PNG into the folder of --out", count);
+    addValue(
+        app, "--contact-sheet", pictures.contactSheet, "FILE", "a picture of evenly spaced frames", text);
+}
+
+void MotionOptions::readLog()
+{
+    if (!logFile)
+        return;
+    auto read = formats::MotionLog::read(readableInput(*logFile));
+    if (!read)
+        throw Unusable(read.error().localizedDescription);
+    log = std::move(*read);
+}
+
+void addVerdictOptions(CLI::App& app, MotionOptions& motion)
+{
+    addValue(app, "--threshold", motion.threshold, "R",
+        "held still: how far rotation rates may differ, in radians per second (0.3)",
+        [](const std::string& given) { return number(given, "radians per second", 0, infinity); });
+    addValue(app, "--duration", motion.duration, "S", "held still: for how long, in seconds (0.8)",
+        secondsAboveZero);
+    addValue(app, "--angle", motion.angle, "DEG", "tilted: degrees of pitch (45)",
+        [](const std::string& given) { return number(given, "degrees", -infinity, infinity); });
+}
+
+void addStillOptions(CLI::App& app, StillOptions& still)
+{
+    addCamera(app, still.usesFrontCamera);
+    app.add_option_function<std::string>(
+           "--location",
+           [&still](const std::string& given) {
+               auto source = host::parseLocation(given);
+               if (!source)
+                   throw Unusable("--location: " + source.error().localizedDescription);
+               source->heading = still.location ? still.location->heading : std::nullopt;
+               still.location = std::move(*source);
+           },
+           "where it is taken: LAT,LON[,ALT] in degrees and metres; or gpsd:HOST[:PORT], the last "
+           "three-dimensional fix of that daemon")
+        ->type_name("PLACE")
+        ->take_last();
+    app.add_option_function<std::string>(
+           "--heading",
+           [&still](const std::string& given) {
+               auto heading = host::parseHeading(given);
+               if (!heading)
+                   throw Unusable("--heading: " + heading.error().localizedDescription);
+               if (!still.location)
+                   still.location.emplace();
+               still.location->heading = *heading;
+           },
+           "where the camera points to, in degrees clockwise from north")
+        ->type_name("DEG")
+        ->take_last();
+    app.add_flag("--silent", still.isSilent, "without the sound of a shutter");
+    addChoice(app, "--flash", still.flash, flashModes, "if the camera has a flash");
+    addChoice(app, "--torch", still.torch, torchModes, "if the camera has a torch");
+}
+
+void addMicrophone(CLI::App& app, RecordOptions& record)
+{
+    addValue(app, "--microphone", record.microphone, "INPUT",
+        "the sound: a file, in a loop; a device, as alsa:default or pulse:default; a URL or FFmpeg input; "
+        "test:tone[@HERTZ] or test:beeps. Without it the sound of the camera's own file, if it has some",
+        text);
 }
 
 } // namespace tamsel::capture

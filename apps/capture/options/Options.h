@@ -1,104 +1,107 @@
 #pragma once
 
-#include "options/OptionGroups.h"
-
 #include <tamsel/camera/CameraConfiguration.h>
 #include <tamsel/facade/types/SourceType.h>
+#include <tamsel/platform/AVCaptureDevice.h>
+#include <tamsel/platform/AVCaptureOutput.h>
 #include <tamsel/platform/UIApplication.h>
 #include <tamsel/platform/UIDevice.h>
 
 #include <host/location/HostLocationSource.h>
 
+#include <formats/MotionLog.h>
+
 #include <cstdint>
-#include <expected>
+#include <memory>
 #include <optional>
-#include <span>
 #include <string>
-#include <string_view>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+// What a command line asks for, by theme, and the options that several commands share.
 
 namespace tamsel::capture {
 
 enum class Backend : std::uint8_t { host, simulated };
-enum class Command : std::uint8_t {
-    help,
-    devices,
-    frames,
-    motion,
-    asset,
-    assetStill,
-    thumbnail,
-    image,
-    still,
-    record,
-    repair,
-    album,
-    detect,
-    status,
-    capture
-};
 
-/// What the command line asks for.
-struct Options {
+/// The options of all commands.
+struct GlobalOptions {
+    using Preset = CameraConfiguration::SessionPreset;
+
     Backend backend = Backend::host;
     std::optional<std::string> back;
     std::optional<std::string> front;
-    std::optional<CameraConfiguration::SessionPreset> preset;
+    std::optional<Preset> preset;
     platform::UIDeviceOrientation deviceOrientation = platform::UIDeviceOrientation::portrait;
     platform::UIInterfaceOrientation interfaceOrientation = platform::UIInterfaceOrientation::portrait;
-    /// Of all cameras. Absent: portrait, or what the file says in which detection looks.
+    /// Of all cameras. Absent: portrait, or what a video file says.
     std::optional<platform::AVCaptureVideoOrientation> sensorOrientation;
     bool json = false;
+    bool overwrites = false;
     std::string outputFolder = ".";
 
-    Command command = Command::help;
-    bool useFrontCamera = false;
-    std::optional<std::uint64_t> count;
-    std::optional<double> seconds;
-    std::optional<std::uint64_t> saveEvery;
-    std::optional<std::string> contactSheet;
-    MotionOptions motion;
-    StillOptions still;
-    RecordOptions record;
-    DetectOptions detect;
-    CaptureOptions capture;
-    std::optional<host::HostLocationSource> location;
-    std::optional<std::int64_t> orientation; ///< of a picture, 1 to 8
-    std::string file; ///< a recording, a picture, or what detection looks at
-    std::string outputFile;
-    bool fast = false;
-
-    /// What depends on nothing real needs no real clock.
-    [[nodiscard]] bool isOnVirtualTime() const
-    {
-        return backend == Backend::simulated || (command == Command::motion && motion.log && !motion.realTime)
-            || (command == Command::asset && fast);
-    }
-    /// The camera's best for video where it does nothing but record, else its largest format.
-    [[nodiscard]] CameraConfiguration::SessionPreset sessionPreset() const
-    {
-        using Preset = CameraConfiguration::SessionPreset;
-        return preset.value_or(command == Command::record ? Preset::none : Preset::photo);
-    }
-    [[nodiscard]] bool records() const
-    {
-        return command == Command::record || (command == Command::capture && capture.records);
-    }
-    /// The camera that is asked for, recording where the command does.
-    [[nodiscard]] SourceType source() const
-    {
-        return useFrontCamera ? SourceType::cameraFront(records()) : SourceType::cameraBack(records());
-    }
-    [[nodiscard]] bool needsCameras() const
-    {
-        return command == Command::devices || command == Command::frames || command == Command::still
-            || command == Command::record || command == Command::detect || command == Command::status
-            || command == Command::capture;
-    }
+    [[nodiscard]] Preset sessionPreset() const { return preset.value_or(Preset::photo); }
+    [[nodiscard]] bool isSimulated() const { return backend == Backend::simulated; }
+    /// Throws `Unusable` on the simulated back end, with the reason why it cannot.
+    void requireHost(const std::string& reason) const;
 };
 
-/// Without the program's name. The error is one line that says what is wrong.
-[[nodiscard]] std::expected<Options, std::string> parseOptions(std::span<const char* const> arguments);
+void addGlobalOptions(CLI::App& app, GlobalOptions& options);
 
-[[nodiscard]] std::string_view helpText();
+/// Which camera, `--camera`.
+void addCamera(CLI::App& app, bool& usesFrontCamera);
+
+[[nodiscard]] inline SourceType cameraSource(bool isFront, bool records)
+{
+    return isFront ? SourceType::cameraFront(records) : SourceType::cameraBack(records);
+}
+
+/// Which pictures of frames are kept.
+struct FramePictures {
+    std::optional<std::uint64_t> saveEvery = std::nullopt;
+    std::string folder = {}; ///< where those are saved
+    std::optional<std::string> contactSheet = std::nullopt;
+};
+
+void addFramePictures(CLI::App& app, FramePictures& pictures);
+
+/// How motion is judged.
+struct MotionOptions {
+    std::optional<std::string> logFile;
+    std::shared_ptr<const formats::MotionLog> log; ///< what the file says
+    bool stability = false;
+    bool facingAngle = false;
+    double threshold = 0.3; ///< radians per second
+    double duration = 0.8; ///< seconds
+    double angle = 45; ///< degrees
+
+    /// Reads the log that is named, if any. Throws `Unusable`.
+    void readLog();
+};
+
+void addVerdictOptions(CLI::App& app, MotionOptions& motion);
+
+/// What a still is taken with; absent values are the product's.
+struct StillOptions {
+    bool usesFrontCamera = false;
+    std::optional<host::HostLocationSource> location;
+    bool isSilent = false;
+    std::optional<platform::AVCaptureFlashMode> flash;
+    std::optional<platform::AVCaptureTorchMode> torch;
+};
+
+void addStillOptions(CLI::App& app, StillOptions& still);
+
+/// What a movie is recorded with.
+struct RecordOptions {
+    std::optional<std::string> microphone; ///< absent: the sound of the camera's own file
+    bool isSilent = false;
+    std::vector<std::string> encoders; ///< empty: the best that is there
+};
+
+void addMicrophone(CLI::App& app, RecordOptions& record);
 
 } // namespace tamsel::capture

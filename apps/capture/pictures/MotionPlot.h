@@ -2,7 +2,7 @@
 
 #include "options/Options.h"
 #include "pictures/SvgPlot.h"
-#include "report/MotionTeller.h"
+#include "report/MotionReport.h"
 
 #include <formats/MotionLog.h>
 

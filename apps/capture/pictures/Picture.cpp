@@ -8,7 +8,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <memory>
 
 namespace tamsel::capture {
@@ -41,15 +40,23 @@ Picture makePicture(const platform::CVPixelBuffer& frame, std::size_t maximumWid
     return picture;
 }
 
-std::expected<void, std::string> writePng(const platform::UIImage& image, const std::string& file)
+void requirePictureEnding(const std::string& file)
 {
-    const auto content = host::HostImages().pngRepresentation(image);
+    requireEnding(file, {".png", ".jpg", ".jpeg"});
+}
+
+std::expected<void, std::string> writePicture(const platform::UIImage& image, const std::string& file)
+{
+    const std::string ending = endingOf(file);
+    const bool isJpeg = ending == ".jpg" || ending == ".jpeg";
+    host::HostImages images;
+    const auto content = isJpeg ? images.encodePhoto(*image.cgImage(), {}) : images.pngRepresentation(image);
     if (!content)
-        return std::unexpected("cannot write " + file + ": there is no PNG of this picture");
+        return std::unexpected("cannot write " + file + ": the picture cannot be encoded");
     return writeFile(*content, file);
 }
 
-std::expected<void, std::string> writePng(const Picture& picture, const std::string& file)
+std::expected<void, std::string> writePicture(const Picture& picture, const std::string& file)
 {
     const auto buffer = std::make_shared<platform::CVPixelBuffer>(picture.width, picture.height);
     const std::uint8_t* rgb = picture.rgb.data();
@@ -61,7 +68,7 @@ std::expected<void, std::string> writePng(const Picture& picture, const std::str
             pixel[3] = std::byte{255};
         }
     }
-    return writePng(platform::UIImage(buffer), file);
+    return writePicture(platform::UIImage(buffer), file);
 }
 
 } // namespace tamsel::capture

@@ -21,9 +21,13 @@ struct Picture {
 /// The frame, at most `maximumWidth` wide; made smaller by averaging.
 [[nodiscard]] Picture makePicture(const platform::CVPixelBuffer& frame, std::size_t maximumWidth);
 
-/// Write a PNG file. The error is one line that names the file.
-[[nodiscard]] std::expected<void, std::string> writePng(
+/// Refuses the name of a file that would be no kind of picture that can be written. Throws `Unusable`.
+void requirePictureEnding(const std::string& file);
+
+// Write a picture of the kind that the name ends in, PNG or JPEG; PNG where it ends in neither. The error is one line that
+// names the file.
+[[nodiscard]] std::expected<void, std::string> writePicture(
     const platform::UIImage& image, const std::string& file);
-[[nodiscard]] std::expected<void, std::string> writePng(const Picture& picture, const std::string& file);
+[[nodiscard]] std::expected<void, std::string> writePicture(const Picture& picture, const std::string& file);
 
 } // namespace tamsel::capture

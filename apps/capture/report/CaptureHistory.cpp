@@ -73,19 +73,19 @@ std::vector<Finding> CaptureHistory::findings(double time) const
     return found;
 }
 
-std::string CaptureHistory::plot(const Options& options, const std::vector<MotionVerdict>& verdicts,
-    std::optional<double> shot, double end) const
+std::string CaptureHistory::plot(const MotionOptions& motion, const std::vector<CaptureCondition>& conditions,
+    const std::vector<MotionVerdict>& verdicts, std::optional<double> shot, double end) const
 {
     using Kind = MotionVerdict::Kind;
     SvgPlot plot({0, std::max(end, 0.1)});
-    if (options.motion.log) {
-        drawMotion(plot, *options.motion.log, 0, options.motion, verdicts);
+    if (motion.log) {
+        drawMotion(plot, *motion.log, 0, motion, verdicts);
     } else if (!verdicts.empty()) {
         drawVerdicts(plot, Kind::stability, verdicts, 0);
         drawVerdicts(plot, Kind::facingAngle, verdicts, 0);
     }
     std::map<std::string, std::vector<double>> shown = sightings_;
-    for (const CaptureCondition& condition : options.capture.conditions) { // also what was missed
+    for (const CaptureCondition& condition : conditions) { // also what was missed
         if (condition.kind() == CaptureCondition::Kind::face)
             (void)shown[faceName];
         else if (condition.kind() == CaptureCondition::Kind::code && (condition.codeType() || shown.empty()))

@@ -1,9 +1,10 @@
 #pragma once
 
 #include "options/Options.h"
-#include "report/DetectionTeller.h"
-#include "report/MotionTeller.h"
+#include "report/DetectionReport.h"
+#include "report/MotionReport.h"
 
+#include <tamsel/client/CaptureCondition.h>
 #include <tamsel/platform/Geometry.h>
 
 #include <map>
@@ -23,7 +24,8 @@ public:
     [[nodiscard]] std::vector<Finding> findings(double time) const;
 
     /// The session as an SVG picture: what the motion sensors said, the verdicts, what was in view, and the shot.
-    [[nodiscard]] std::string plot(const Options& options, const std::vector<MotionVerdict>& verdicts,
+    [[nodiscard]] std::string plot(const MotionOptions& motion,
+        const std::vector<CaptureCondition>& conditions, const std::vector<MotionVerdict>& verdicts,
         std::optional<double> shot, double end) const;
 
 private:

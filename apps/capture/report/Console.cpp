@@ -1,7 +1,6 @@
 #include "report/Console.h"
 
 #include "Files.h"
-#include "report/JsonLine.h"
 #include "report/Utf8.h"
 
 #include <signal.h>
@@ -37,12 +36,14 @@ bool Console::keepEvents(const std::string& file)
     return true;
 }
 
-void Console::write(const JsonLine& event)
+void Console::writeEvent(std::string_view name, const Json& members)
 {
-    const std::string line = event.string() + "\n";
+    if (!wantsEvents())
+        return;
+    const std::string line = lineOf(event(name, members)) + "\n";
     bool isLost = false;
     {
-        const MutexLock lock(guard_); // one for both, which have the same order then
+        const MutexLock lock(guard_); // of both, so that they have the same order
         if (json_)
             print(line);
         if (events_) {
@@ -58,10 +59,10 @@ void Console::write(const JsonLine& event)
 void Console::write(const std::string& line)
 {
     const MutexLock lock(guard_);
-    print(printable(line) + "\n");
+    print(printable(withNamesAsGiven(line)) + "\n");
 }
 
-/// When nobody reads any more a session ends in order, as if it had been interrupted.
+/// When the reader has ended, the session ends in order, as if it had been interrupted.
 void Console::print(const std::string& text)
 {
     errno = 0;
@@ -90,13 +91,12 @@ std::string Console::firstFailure()
 void Console::note(const std::string& line)
 {
     const MutexLock lock(guard_);
-    std::fprintf(stderr, "tamsel-capture: %s\n", printable(line).c_str());
+    std::fprintf(stderr, "tamsel-capture: %s\n", printable(withNamesAsGiven(line)).c_str());
 }
 
 void Console::writeError(std::string_view kind, const std::optional<std::string>& reason)
 {
-    if (wantsEvents())
-        write(JsonLine("error").text("kind", kind).text("reason", reason));
+    writeEvent("error", {{"kind", kind}, {"reason", textOf(reason)}});
 }
 
 void Console::fail(const CameraError& error)
@@ -117,6 +117,11 @@ void Console::failAs(const std::string& kind, const std::optional<std::string>& 
 
 ExitStatus Console::endSession(bool wasInterrupted)
 {
+    {
+        const MutexLock lock(guard_);
+        if (isUnread_)
+            return ExitStatus::unread;
+    }
     if (wasInterrupted) {
         note("interrupted");
         return ExitStatus::interrupted;

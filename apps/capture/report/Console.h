@@ -1,5 +1,7 @@
 #pragma once
 
+#include "report/Json.h"
+
 #include <tamsel/Mutex.h>
 #include <tamsel/facade/types/OvriSourceToSession.h>
 
@@ -13,12 +15,17 @@
 
 namespace tamsel::capture {
 
-class JsonLine;
-
 /// What the program returns.
-enum class ExitStatus : std::uint8_t { done = 0, failed = 1, unusable = 2, interrupted = 130 };
+enum class ExitStatus : std::uint8_t {
+    done = 0,
+    failed = 1,
+    unusable = 2,
+    nothingFound = 4,
+    interrupted = 130,
+    unread = 141, ///< whoever read the standard output has ended, as a shell says of SIGPIPE
+};
 
-/// The program's two streams, whole lines at a time; what is foreign in them reaches a terminal as text only. Thread-safe.
+/// The program's two streams, whole lines at a time. Texts of others appear as text only, whatever they contain. Thread-safe.
 class Console {
 public:
     /// With `json` every event is one JSON object a line.
@@ -26,15 +33,15 @@ public:
 
     [[nodiscard]] bool isJson() const { return json_; }
 
-    /// Keeps all events in a new file, too, from now on. False when it cannot be made, which has been told.
+    /// From now on writes all events into a new file, too. False when it cannot be made, which has been reported.
     [[nodiscard]] bool keepEvents(const std::string& file);
-    /// Whether it is of use to make any.
+    /// Whether there is a reader of events.
     [[nodiscard]] bool wantsEvents() const { return json_ || events_; }
-    /// An event, for the files and programs that want them.
-    void write(const JsonLine& event);
-    /// A line of the output.
+    /// Writes an event for the files and programs that want events.
+    void writeEvent(std::string_view name, const Json& members = Json::object());
+    /// Writes a line of the output.
     void write(const std::string& line);
-    /// A line for the person in front of it.
+    /// Writes a line for the person in front of it, on the standard error.
     void note(const std::string& line);
     /// The same, and the program will return `failed`.
     void fail(const std::string& line);
@@ -45,7 +52,7 @@ public:
     void fail(const MotionHelperError& error);
 
     [[nodiscard]] bool hasFailed() const { return hasFailed_; }
-    /// The first line that was told as a failure; empty before.
+    /// The first line that was reported as a failure; empty before.
     [[nodiscard]] std::string firstFailure();
     /// What the program returns after a session, which the person in front of it may have ended.
     [[nodiscard]] ExitStatus endSession(bool wasInterrupted);
@@ -62,7 +69,7 @@ private:
     std::unique_ptr<std::FILE, Close> events_; ///< set before there are threads
     Mutex guard_;
     bool hasLostEvents_ TAMSEL_GUARDED_BY(guard_) = false;
-    bool isUnread_ TAMSEL_GUARDED_BY(guard_) = false; ///< nobody reads the standard output any more
+    bool isUnread_ TAMSEL_GUARDED_BY(guard_) = false; ///< the standard output has no reader any more
     std::string firstFailure_ TAMSEL_GUARDED_BY(guard_);
     std::atomic<bool> hasFailed_ = false;
 };

@@ -15,7 +15,7 @@ constexpr std::array<std::pair<const char*, const char*>, dropCauseCount> causes
     {"noBuffer", "no free buffer"},
     {"late", "the client was late"},
     {"deviceLost", "the camera was lost"},
-    {"noReceiver", "nobody to receive them"},
+    {"noReceiver", "no receiver"},
 }};
 
 } // namespace
@@ -33,17 +33,13 @@ std::vector<LedgerRow> ledgerRows(const FrameCounts& counts)
     return rows;
 }
 
-JsonLine& addLedger(JsonLine& event, const FrameCounts& counts)
+Json ledgerJson(const FrameCounts& counts)
 {
-    JsonLine dropped = JsonLine::nested();
+    Json dropped = Json::object();
     for (std::size_t cause = 0; cause < causes.size(); ++cause)
-        dropped.integer(causes[cause].first, counts.droppedBy[cause]);
-    return event.integer("produced", counts.produced)
-        .integer("delivered", counts.delivered)
-        .integer("dropped", counts.dropped())
-        .object("droppedBy", dropped)
-        .integer("gated", counts.gated)
-        .integer("inFlight", counts.inFlight);
+        dropped[causes[cause].first] = counts.droppedBy[cause];
+    return {{"produced", counts.produced}, {"delivered", counts.delivered}, {"dropped", counts.dropped()},
+        {"droppedBy", dropped}, {"gated", counts.gated}, {"inFlight", counts.inFlight}};
 }
 
 void printLedger(const FrameCounts& counts)

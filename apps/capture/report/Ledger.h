@@ -1,6 +1,6 @@
 #pragma once
 
-#include "report/JsonLine.h"
+#include "report/Json.h"
 
 #include <tamsel/platform/FrameLedger.h>
 
@@ -19,8 +19,8 @@ struct LedgerRow {
 
 [[nodiscard]] std::vector<LedgerRow> ledgerRows(const platform::FrameCounts& counts);
 
-/// The same as members of an event.
-JsonLine& addLedger(JsonLine& event, const platform::FrameCounts& counts);
+/// The same as an object.
+[[nodiscard]] Json ledgerJson(const platform::FrameCounts& counts);
 
 /// The rows on the standard output.
 void printLedger(const platform::FrameCounts& counts);

@@ -13,7 +13,7 @@ bool isCameraLost(const platform::FrameCounts& counts)
     return counts.droppedBy[static_cast<std::size_t>(platform::DropCause::deviceLost)] > 0;
 }
 
-bool tellIfOver(Console& console, OvriSourceManager& manager, const SourceError& error)
+bool reportIfOver(Console& console, OvriSourceManager& manager, const SourceError& error)
 {
     if (const auto* motionError = std::get_if<MotionHelperError>(&error)) {
         console.fail(*motionError);

@@ -10,8 +10,8 @@ namespace tamsel::capture {
 /// The camera has gone away, and its session stopped.
 [[nodiscard]] bool isCameraLost(const platform::FrameCounts& counts);
 
-/// Tells an error after which the session cannot go on. False for one that does not matter: a live frame less, unless it was
-/// the last.
-[[nodiscard]] bool tellIfOver(Console& console, OvriSourceManager& manager, const SourceError& error);
+/// Reports an error that ends the session. False for one that does not matter: a dropped live frame of a camera that still
+/// runs.
+[[nodiscard]] bool reportIfOver(Console& console, OvriSourceManager& manager, const SourceError& error);
 
 } // namespace tamsel::capture

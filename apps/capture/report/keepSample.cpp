@@ -1,7 +1,6 @@
 #include "report/keepSample.h"
 
 #include "Files.h"
-#include "report/JsonLine.h"
 
 #include <formats/imageMetadata.h>
 
@@ -57,13 +56,10 @@ std::string keepSample(
     }
     const PropertyDictionary properties = formats::readImageProperties(sample.sample());
     const PropertyValue* orientation = properties.find(kCGImagePropertyOrientation);
-    if (console.wantsEvents())
-        console.write(JsonLine("sample")
-                .integer("bytes", sample.sample().size())
-                .integer("source", static_cast<std::uint64_t>(sample.source()))
-                .integer("exifOrientation", static_cast<std::uint64_t>(sample.exifOrientation()))
-                .text("file", std::string_view(name))
-                .number("fileOrientation", orientation ? orientation->number() : std::nullopt));
+    console.writeEvent("sample",
+        {{"bytes", sample.sample().size()}, {"source", static_cast<unsigned>(sample.source())},
+            {"exifOrientation", static_cast<unsigned>(sample.exifOrientation())}, {"file", name},
+            {"fileOrientation", numberOf(orientation ? orientation->number() : std::nullopt)}});
     std::string facts = std::to_string(sample.sample().size()) + " bytes" + describeProperties(properties);
     if (!console.isJson())
         console.write(name + ": " + facts);

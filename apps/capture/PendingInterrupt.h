@@ -1,0 +1,43 @@
+#pragma once
+
+#include <signal.h>
+
+#include <ctime>
+
+namespace tamsel::capture {
+
+/// Keeps the signals that end the program waiting, for work that looks for them itself between two steps. To be made on the
+/// main thread where nothing else handles signals.
+class PendingInterrupt {
+public:
+    PendingInterrupt()
+    {
+        sigemptyset(&signals_);
+        for (const int signal : {SIGHUP, SIGINT, SIGTERM})
+            sigaddset(&signals_, signal);
+        pthread_sigmask(SIG_BLOCK, &signals_, &before_);
+    }
+    ~PendingInterrupt()
+    {
+        (void)isAsked(); // a signal that came late has been obeyed by then
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+    PendingInterrupt(const PendingInterrupt&) = delete;
+    PendingInterrupt& operator=(const PendingInterrupt&) = delete;
+
+    /// Whether the program has been asked to end.
+    [[nodiscard]] bool isAsked()
+    {
+        const timespec now{};
+        while (sigtimedwait(&signals_, nullptr, &now) > 0)
+            isAsked_ = true;
+        return isAsked_;
+    }
+
+private:
+    sigset_t signals_{};
+    sigset_t before_{};
+    bool isAsked_ = false;
+};
+
+} // namespace tamsel::capture

@@ -1,0 +1,588 @@
+#include "commands/commands.h"
+
+#include "CaptureFolder.h"
+#include "Environment.h"
+#include "Files.h"
+#include "RecordingFile.h"
+#include "Waiter.h"
+#include "commands/detection.h"
+#include "options/CodeKinds.h"
+#include "options/Unusable.h"
+#include "options/values.h"
+#include "pictures/SvgPlot.h"
+#include "pictures/Upright.h"
+#include "prepareStill.h"
+#include "report/CaptureHistory.h"
+#include "report/CapturePage.h"
+#include "report/DetectionReport.h"
+#include "report/FrameReport.h"
+#include "report/Ledger.h"
+#include "report/MotionReport.h"
+#include "report/SessionErrors.h"
+#include "report/StatusLine.h"
+#include "report/keepSample.h"
+#include "requireCamera.h"
+#include "seconds.h"
+#include "timeLimits.h"
+
+#include <engine/capture/turnPixels.h>
+#include <tamsel/camera/videoOrientation.h>
+#include <tamsel/client/CaptureGate.h>
+#include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/platform/CALayer.h>
+#include <tamsel/platform/Clock.h>
+#include <tamsel/platform/RunLoop.h>
+#include <tamsel/platform/RunLoops.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <ranges>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tamsel::capture {
+
+using namespace std::chrono_literals;
+using namespace platform;
+using std::chrono::nanoseconds;
+using Kind = CaptureCondition::Kind;
+
+namespace {
+
+/// What is waited for before a still is taken, and what is kept beside it.
+struct CaptureOptions {
+    std::string folder;
+    std::vector<CaptureCondition> conditions{CaptureCondition::still(), CaptureCondition::tilted()};
+    double timeout = 30; ///< seconds
+    bool looksForFaces = false;
+    bool records = false;
+    bool failsIfNone = false;
+    StillOptions still;
+    MotionOptions motion;
+    RecordOptions record;
+
+    [[nodiscard]] bool waitsFor(Kind kind) const
+    {
+        return std::ranges::find(conditions, kind, &CaptureCondition::kind) != conditions.end();
+    }
+    /// What is looked for: codes of all kinds, since outlines of others help, too.
+    [[nodiscard]] std::vector<MetadataObjectType> kinds() const
+    {
+        std::vector<MetadataObjectType> kinds = allBarcodes();
+        if (looksForFaces || waitsFor(Kind::face))
+            kinds.emplace_back(MetadataObjectType::face);
+        return kinds;
+    }
+    [[nodiscard]] bool needsMotion() const { return waitsFor(Kind::still) || waitsFor(Kind::tilted); }
+};
+
+/// Runs a camera with detection and both motion verdicts, as a capture screen does, and takes one still at the moment when all
+/// conditions hold. Leaves a folder with the results, and a page that shows them.
+class CaptureCommand final : public OvriSourceToSession,
+                             public OvriMotionSourceDelegate,
+                             public OvriMetadataOutputDelegate,
+                             public std::enable_shared_from_this<CaptureCommand> {
+public:
+    CaptureCommand(const GlobalOptions& global, const CaptureOptions& options, Environment& environment);
+
+    [[nodiscard]] ExitStatus run();
+
+    // On the response queue.
+    void sourceManagerDidGetFrame(OvriSourceManager& manager, const OvriCaptureFrameUpdate& frame) override;
+    void sourceManagerDidGetSample(
+        OvriSourceManager& manager, const std::shared_ptr<CaptureSampleUpdate>& sample) override;
+    void sourceManagerDidGetVideo(OvriSourceManager& manager, const std::filesystem::path& url) override;
+    void sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error) override;
+    void sourceManagerCameraDidSuspend(OvriSourceManager& manager) override;
+    void sourceManagerCameraDidResume(OvriSourceManager& manager) override;
+    void sourceManagerDidDetectStability(OvriSourceManager& manager, bool isStable) override;
+    void sourceManagerDidDetectFacingAngle(OvriSourceManager& manager, bool isFacing) override;
+    void sourceManagerDidDetect(OvriSourceManager& manager, const OvriMetadataFaceObject& face) override;
+    void sourceManagerDidDetect(
+        OvriSourceManager& manager, const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override;
+
+private:
+    /// The verdicts that the sensors allow; absent, and reported, when a required one is not among them.
+    [[nodiscard]] std::optional<MotionOptions> verdicts();
+    void startSession();
+    void takeOne();
+    /// On the response queue.
+    void shoot();
+    void cancel();
+    void stopRecording();
+    void stopSessions();
+    void reportOutcome();
+    void writeFolder();
+    [[nodiscard]] double now() const;
+    [[nodiscard]] std::string status() const;
+
+    const GlobalOptions& global_;
+    const CaptureOptions options_;
+    Environment& environment_;
+    Console console_;
+    CaptureFolder folder_; ///< reports to the console at its end what it keeps
+    Waiter waiter_;
+    const std::shared_ptr<platform::DispatchQueue> responseQueue_;
+    const std::shared_ptr<platform::UIView> view_
+        = std::make_shared<platform::UIView>(platform::CGSize{640, 480});
+    std::shared_ptr<FrameReport> frameReport_;
+    std::shared_ptr<MotionReport> motionReport_;
+    std::shared_ptr<OvriSourceManager> manager_;
+    std::shared_ptr<CaptureGate> gate_;
+    std::chrono::nanoseconds start_{};
+    bool isRecording_ = false;
+
+    std::atomic<bool> hasFrame_ = false; ///< since the start, or since the gate opened
+    std::atomic<bool> hasOpened_ = false;
+    std::atomic<bool> hasSample_ = false;
+    std::atomic<bool> hasVideo_ = false;
+    std::atomic<bool> hasFailed_ = false; ///< the session cannot go on
+
+    // Of the response queue, until it is drained.
+    std::optional<DetectionReport> detectionReport_;
+    CaptureHistory history_;
+    std::optional<double> shot_; ///< when the gate opened
+    std::string still_; ///< what is known about it, in one line; empty while there is none
+
+    std::string lacking_; ///< the conditions that did not hold at the end
+
+    std::string film_; ///< what is known about it, as well
+    std::string outcome_;
+    std::string problem_; ///< beside a still
+    double end_ = 0; ///< of the waiting
+    bool isMissingOnly_ = false; ///< no still, because a condition did not hold in time
+};
+
+constexpr nanoseconds sheetLimit = 1s;
+constexpr nanoseconds stopLimit = 2s;
+constexpr nanoseconds drainLimit = 1min;
+
+/// As it is written on the command line.
+std::string textOf(const CaptureCondition& condition)
+{
+    switch (condition.kind()) {
+    case Kind::still:
+        return "still";
+    case Kind::tilted:
+        return "tilted";
+    case Kind::face:
+        return "face";
+    case Kind::code:
+        break;
+    }
+    const auto kind = nameOf(condition.codeType());
+    return kind ? "code:" + std::string(*kind) : "code";
+}
+
+std::string joined(const std::vector<CaptureCondition>& conditions)
+{
+    std::string text;
+    for (const CaptureCondition& condition : conditions)
+        text += (text.empty() ? "" : ", ") + textOf(condition);
+    return text;
+}
+
+CaptureCommand::CaptureCommand(
+    const GlobalOptions& global, const CaptureOptions& options, Environment& environment)
+    : global_(global),
+      options_(options),
+      environment_(environment),
+      console_(global.json),
+      folder_(options.folder),
+      waiter_(environment),
+      responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
+      motionReport_(std::make_shared<MotionReport>(console_, environment.platform().clock, nullptr))
+{
+}
+
+double CaptureCommand::now() const
+{
+    return seconds(environment_.platform().clock.monotonic() - start_);
+}
+
+void CaptureCommand::sourceManagerDidGetFrame(
+    OvriSourceManager& /*manager*/, const OvriCaptureFrameUpdate& frame)
+{
+    FrameNotes notes{.findings = history_.findings(now()), .caption = formatted("%.2f s", now())};
+    const CGImagePropertyOrientation orientation = engine::orientationAfter(
+        engine::quarterTurns(global_.sensorOrientation.value_or(AVCaptureVideoOrientation::portrait),
+            videoOrientation(global_.interfaceOrientation)));
+    turnUpright(notes.findings, orientation);
+    frameReport_->show(frame, std::move(notes));
+    if (!hasFrame_.exchange(true))
+        waiter_.wake();
+}
+
+void CaptureCommand::sourceManagerDidGetSample(
+    OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample)
+{
+    still_ = keepSample(console_, *sample, folder_.placeOf(folder_.still), folder_.targetOf(folder_.still));
+    hasSample_ = true;
+    waiter_.wake();
+}
+
+void CaptureCommand::sourceManagerDidGetVideo(
+    OvriSourceManager& /*manager*/, const std::filesystem::path& /*url*/)
+{
+    hasVideo_ = true;
+    waiter_.wake();
+}
+
+void CaptureCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error)
+{
+    if (!reportIfOver(console_, manager, error))
+        return;
+    hasFailed_ = true;
+    waiter_.wake();
+}
+
+void CaptureCommand::sourceManagerCameraDidSuspend(OvriSourceManager& /*manager*/)
+{
+    console_.writeEvent("suspend", {{"time", numberOf(now())}});
+    console_.note("suspended: the application is in the background");
+}
+
+void CaptureCommand::sourceManagerCameraDidResume(OvriSourceManager& /*manager*/)
+{
+    console_.writeEvent("resume", {{"time", numberOf(now())}});
+    console_.note("resumed");
+}
+
+void CaptureCommand::sourceManagerDidDetectStability(OvriSourceManager& manager, bool isStable)
+{
+    motionReport_->sourceManagerDidDetectStability(manager, isStable);
+    gate_->sourceManagerDidDetectStability(manager, isStable);
+}
+
+void CaptureCommand::sourceManagerDidDetectFacingAngle(OvriSourceManager& manager, bool isFacing)
+{
+    motionReport_->sourceManagerDidDetectFacingAngle(manager, isFacing);
+    gate_->sourceManagerDidDetectFacingAngle(manager, isFacing);
+}
+
+void CaptureCommand::sourceManagerDidDetect(OvriSourceManager& manager, const OvriMetadataFaceObject& face)
+{
+    const AVMetadataFaceObject& object = *face.face();
+    detectionReport_->addFace(object.bounds(), object.faceID(), environment_.platform().clock.monotonic());
+    history_.addFace(object.bounds(), now());
+    gate_->sourceManagerDidDetect(manager, face);
+}
+
+void CaptureCommand::sourceManagerDidDetect(
+    OvriSourceManager& manager, const std::vector<OvriMetadataMachineReadableCodeObject>& codes)
+{
+    detectionReport_->addCodes(codes, environment_.platform().clock.monotonic());
+    history_.addCodes(codes, now());
+    gate_->sourceManagerDidDetect(manager, codes);
+}
+
+void CaptureCommand::shoot()
+{
+    shot_ = now();
+    console_.writeEvent("opened", {{"time", numberOf(*shot_)}});
+    if (!console_.isJson())
+        console_.write(formatted("%10.3f s  all conditions hold: a still is taken", *shot_));
+    manager_->captureStillImage(OvriImageSource::photo, settingsFor(options_.still));
+    hasFrame_ = false;
+    hasOpened_ = true;
+    waiter_.wake();
+}
+
+std::optional<MotionOptions> CaptureCommand::verdicts()
+{
+    Platform& platform = environment_.platform();
+    MotionOptions needed = options_.motion;
+    needed.stability = options_.waitsFor(Kind::still);
+    needed.facingAngle = options_.waitsFor(Kind::tilted);
+    if (options_.needsMotion()) {
+        if (const auto missing = missingFor(needed, platform)) {
+            console_.writeError("serviceNotAvailable", missing);
+            console_.fail(*missing);
+            return std::nullopt;
+        }
+    }
+    return withPossibleVerdicts(std::move(needed), platform);
+}
+
+void CaptureCommand::startSession()
+{
+    const SourceType camera = cameraSource(options_.still.usesFrontCamera, options_.records);
+    manager_ = OvriSourceManager::create({camera, SourceType::stability(), SourceType::facingAngle()},
+        global_.sessionPreset(), responseQueue_, environment_.platform());
+    gate_ = CaptureGate::create(
+        options_.conditions, responseQueue_,
+        [weakSelf = weak_from_this()] {
+            if (const std::shared_ptr<CaptureCommand> self = weakSelf.lock())
+                self->shoot();
+        },
+        environment_.platform());
+    start_ = environment_.platform().clock.monotonic();
+    detectionReport_.emplace(console_, start_);
+
+    const std::optional<MotionOptions> motion = verdicts();
+    if (!motion) {
+        hasFailed_ = true;
+        return;
+    }
+    manager_->setMetadataDetection(options_.kinds(), weak_from_this());
+    if (const auto started = manager_->startSession(camera, weak_from_this(), {}, view_); !started) {
+        console_.fail(started.error());
+        hasFailed_ = true;
+        return;
+    }
+    if (motion->stability || motion->facingAngle)
+        motionReport_->start(*manager_, shared_from_this(), *motion, start_);
+}
+
+std::string CaptureCommand::status() const
+{
+    const std::string wanted = joined(gate_->missing());
+    return formatted("%5.1f s  ", now()) + (wanted.empty() ? "taking a still" : "waiting for: " + wanted)
+        + std::string(30, ' ');
+}
+
+void CaptureCommand::takeOne()
+{
+    if (!waiter_.waitFor(cameraLimit, [this] { return hasFrame_ || hasFailed_; })) {
+        if (!waiter_.isInterrupted())
+            console_.fail("the camera delivers no frame");
+        return;
+    }
+    if (hasFailed_)
+        return;
+    if (options_.records) {
+        manager_->startVideoRecording(folder_.placeOf(folder_.film));
+        isRecording_ = true;
+    }
+    turnPreview(*view_, global_.interfaceOrientation);
+    waitForLocation(options_.still, environment_, waiter_, console_);
+    if (waiter_.isInterrupted())
+        return;
+    reportWhatIsMissing(options_.still, environment_, console_);
+
+    gate_->arm();
+    {
+        const StatusLine line(
+            console_, environment_.platform().runLoops.current(), [this] { return status(); });
+        (void)waiter_.waitFor(nanosecondsOf(options_.timeout), [this] { return hasOpened_ || hasFailed_; });
+    }
+    cancel();
+    if (!hasOpened_)
+        return;
+    if (!waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasFailed_; }) && !waiter_.isInterrupted())
+        console_.fail("the still did not come");
+    // The contact sheet is to show what the gate has seen: later frames are drawn with that.
+    (void)waiter_.waitFor(sheetLimit, [this] { return hasFrame_ || hasFailed_; });
+}
+
+/// On the response queue, so that the gate is either open then or stays closed.
+void CaptureCommand::cancel()
+{
+    waiter_.runBehind(*responseQueue_, [self = shared_from_this()] {
+        self->gate_->cancel();
+        if (!self->hasOpened_)
+            self->lacking_ = joined(self->gate_->missing());
+    });
+    waiter_.goOn();
+}
+
+/// The sessions must not be stopped before: the file would not be reported.
+void CaptureCommand::stopRecording()
+{
+    if (!isRecording_)
+        return;
+    if (!hasVideo_ && !isCameraLost(manager_->frameCounts()))
+        manager_->stopVideoRecording();
+    waiter_.goOn();
+    if (waiter_.waitFor(hasFailed_ ? failureLimit : filmLimit, [this] { return hasVideo_.load(); }))
+        film_ = reportRecording(folder_.placeOf(folder_.film), folder_.targetOf(folder_.film),
+            manager_->frameCounts(), environment_, console_);
+    else
+        console_.fail(
+            folder_.placeOf(folder_.film) + ": the recording was left before it was complete; see repair");
+}
+
+void CaptureCommand::stopSessions()
+{
+    stopRecording();
+    manager_->stopAllSessions();
+    // A camera that has failed does not run, nor does one whose input is still waited for: it is left alone.
+    if (hasFrame_ && !hasFailed_)
+        (void)waiter_.waitThrough(stopLimit, [this] { return !manager_->canRecordVideo(); });
+    waiter_.runBehind(*responseQueue_, [self = shared_from_this()] {
+        self->manager_->setDelegate({});
+        self->manager_->setMotionDelegate({});
+        self->manager_->setMetadataDelegate({});
+    });
+    (void)waiter_.waitThrough(drainLimit, [this] { return !frameReport_->hasPicturesUnderWay(); });
+}
+
+void CaptureCommand::reportOutcome()
+{
+    if (!still_.empty())
+        outcome_ = formatted("A still was taken at %.2f s.", *shot_);
+    else if (waiter_.isInterrupted())
+        outcome_ = formatted("Interrupted after %.1f s, before a still was taken.", end_);
+    else if (console_.hasFailed())
+        outcome_ = "No still was taken: " + console_.firstFailure() + ".";
+    else
+        outcome_ = formatted("No still was taken within %.4g s. ", options_.timeout)
+            + "At the end these were missing: " + lacking_ + ".";
+    if (!still_.empty())
+        problem_ = console_.firstFailure();
+    else if (!waiter_.isInterrupted() && !console_.hasFailed()) {
+        isMissingOnly_ = true;
+        console_.fail(outcome_);
+    } else if (!waiter_.isInterrupted())
+        console_.note("no still was taken");
+    Json summary{{"taken", !still_.empty()}, {"time", numberOf(shot_)}, {"missing", lacking_}};
+    summary.update(ledgerJson(manager_->frameCounts()));
+    console_.writeEvent("summary", summary);
+}
+
+void CaptureCommand::writeFolder()
+{
+    CapturePage page;
+    page.outcome = outcome_;
+    page.problem = problem_;
+    page.isGood = !still_.empty();
+    page.conditions = joined(options_.conditions);
+    page.still.facts = still_;
+    page.film.facts = film_;
+    page.hasContactSheet = frameReport_->count() > 0 && frameReport_->finishPictures();
+    page.ledger = ledgerRows(manager_->frameCounts());
+    const std::string plot
+        = history_.plot(options_.motion, options_.conditions, motionReport_->verdicts(), shot_, end_);
+    const bool isWhole = !still_.empty() && !console_.hasFailed();
+    if (folder_.finish(std::move(page), plot, isWhole, console_) && !console_.isJson())
+        console_.write(
+            (still_.empty() ? "What was seen: " : outcome_ + " Look at ") + folder_.placeOf(folder_.page));
+}
+
+ExitStatus CaptureCommand::run()
+{
+    folder_.makeRoom(global_.overwrites, console_);
+    if (!console_.keepEvents(folder_.placeOf(folder_.events)))
+        return ExitStatus::unusable;
+    frameReport_ = std::make_shared<FrameReport>(
+        FramePictures{.contactSheet = folder_.placeOf(folder_.contactSheet)}, environment_, console_);
+    startSession();
+    if (!hasFailed_)
+        takeOne();
+    end_ = now();
+    stopSessions();
+    reportOutcome();
+    writeFolder();
+    manager_ = nullptr;
+    const ExitStatus status = console_.endSession(waiter_.isInterrupted());
+    return status == ExitStatus::failed && isMissingOnly_ && options_.failsIfNone ? ExitStatus::nothingFound
+                                                                                  : status;
+}
+
+/// "still,tilted,code:pdf417,face"; "none" for nothing.
+Parsed<std::vector<CaptureCondition>> readConditions(const std::string& given)
+{
+    std::vector<CaptureCondition> conditions;
+    if (given == "none")
+        return conditions;
+    for (const auto part : std::views::split(given, ',')) {
+        const std::string_view name(part.begin(), part.end());
+        constexpr std::string_view codeOf = "code:";
+        const auto* known = std::ranges::find(
+            codeKinds, name.starts_with(codeOf) ? name.substr(codeOf.size()) : name, &CodeKind::first);
+        if (name == "still")
+            conditions.push_back(CaptureCondition::still());
+        else if (name == "tilted")
+            conditions.push_back(CaptureCondition::tilted());
+        else if (name == "face")
+            conditions.push_back(CaptureCondition::face());
+        else if (name == "code")
+            conditions.push_back(CaptureCondition::code());
+        else if (name.starts_with(codeOf) && known != codeKinds.end())
+            conditions.push_back(CaptureCondition::code(known->second));
+        else
+            return std::unexpected(std::string("'").append(name)
+                + "' is none of still, tilted, face, code, code:KIND (as code:pdf417), or none alone");
+    }
+    return conditions;
+}
+
+void check(const GlobalOptions& global, const CaptureOptions& options)
+{
+    if (options.needsMotion() && !options.motion.logFile && !global.isSimulated())
+        throw Unusable("capture waits until the device is held still and tilted, and this machine has no "
+                       "motion sensors: "
+                       "--motion LOG gives it those of a log; or name other conditions with --require, as "
+                       "--require code:pdf417 or --require none");
+    if (options.waitsFor(Kind::code) || options.waitsFor(Kind::face))
+        global.requireHost("has no codes and faces: they go with --backend host");
+    if (options.record.microphone && !options.records)
+        throw Unusable("--microphone goes with --record");
+    if (options.record.microphone)
+        global.requireHost("has its own microphone: --microphone goes with --backend host");
+    if (!canDetect(options.kinds()))
+        throw Unusable("this build cannot detect faces");
+}
+
+ExitStatus capture(const GlobalOptions& global, CaptureOptions options)
+{
+    check(global, options);
+    std::vector<std::string> names;
+    for (const std::string& name : CaptureFolder::namesOfFiles())
+        names.push_back((std::filesystem::path(options.folder) / name).string());
+    std::vector<std::string*> outputs;
+    for (std::string& name : names)
+        outputs.push_back(&name);
+    // An earlier capture is looked at when there is room to be made, once the folder is locked.
+    claimOutputs(outputs,
+        {global.back.value_or(""), global.front.value_or(""), options.motion.logFile.value_or(""),
+            options.record.microphone.value_or("")},
+        true);
+    options.motion.readLog();
+    noteTestPattern(global, options.still.usesFrontCamera);
+    const auto environment = makeEnvironment(global,
+        {.cameras = true,
+            .usesFrontCamera = options.still.usesFrontCamera,
+            .motionLog = options.motion.log,
+            .location = options.still.location,
+            .recording = options.records ? std::optional(options.record) : std::nullopt});
+    return std::make_shared<CaptureCommand>(global, options, *environment)->run();
+}
+
+} // namespace
+
+void addCapture(Program& program)
+{
+    const auto options = std::make_shared<CaptureOptions>();
+    CLI::App& command = addCommand(program, "capture",
+        "what a capture screen does: run a camera with detection and both motion verdicts, take one still "
+        "when everything "
+        "that is required holds at the same time, and stop. Writes the still, a contact sheet with outlines, "
+        "the verdicts "
+        "over time and all events into the folder; its index.html shows them",
+        [&global = program.global, options] { return capture(global, *options); });
+    addValue(command, "FOLDER", options->folder, "", "where the results are written", text)->required();
+    addValue(command, "--require", options->conditions, "R,R,...",
+        "still, tilted; face, code, code:KIND (as code:pdf417, see detect), seen within the last 0.3 s; or "
+        "none "
+        "(still,tilted)",
+        readConditions);
+    addValue(command, "--motion", options->motion.logFile, "LOG",
+        "a log of motion sensors, replayed meanwhile", text);
+    addVerdictOptions(command, options->motion);
+    addValue(command, "--timeout", options->timeout, "S", "give up after S seconds (30)", secondsAboveZero);
+    command.add_flag(
+        "--fail-if-none", options->failsIfNone, "return 4, not 1, when the time has passed without a still");
+    command.add_flag("--record", options->records, "record a movie, too");
+    addMicrophone(command, options->record);
+    command.add_flag("--faces", options->looksForFaces, "look for faces even when none is required");
+    addStillOptions(command, options->still);
+}
+
+} // namespace tamsel::capture

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "options/Program.h"
+
+namespace tamsel::capture {
+
+// Each adds its command to the program.
+
+void addCapture(Program& program);
+void addStatus(Program& program);
+void addDevices(Program& program);
+void addFrames(Program& program);
+void addStill(Program& program);
+void addRecord(Program& program);
+void addRepair(Program& program);
+void addDetect(Program& program);
+void addMotion(Program& program);
+void addAsset(Program& program);
+void addAssetStill(Program& program);
+void addThumbnail(Program& program);
+void addImage(Program& program);
+void addAlbum(Program& program);
+
+} // namespace tamsel::capture
