@@ -10,3 +10,4 @@
 #include <tamsel/photo/makeImage.h>
 #include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/Platform.h>
+#include <tamsel/version.h>

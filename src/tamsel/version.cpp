@@ -1,0 +1,6 @@
+#include <tamsel/version.h>
+
+std::string_view tamsel::version()
+{
+    return TAMSEL_VERSION;
+}
