@@ -12,33 +12,11 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <span>
 #include <system_error>
 #include <utility>
 
 namespace tamsel::capture {
-
-namespace {
-
-constexpr std::size_t eventsShown = 2000;
-
-/// The first lines of a file, and how many more there are.
-std::string firstLines(const std::string& file)
-{
-    std::ifstream stream(file);
-    std::string text;
-    std::size_t count = 0;
-    for (std::string line; std::getline(stream, line); ++count) {
-        if (count < eventsShown)
-            text += line + "\n";
-    }
-    if (count > eventsShown)
-        text += "and " + std::to_string(count - eventsShown) + " more\n";
-    return text;
-}
-
-} // namespace
 
 CaptureFolder::CaptureFolder(const std::string& path) : path_(path), files_(path, namesOfFiles()) { }
 
@@ -82,7 +60,7 @@ void CaptureFolder::makeRoom(bool overwrites, Console& console)
 bool CaptureFolder::finish(CapturePage shown, const std::string& plotted, bool isWhole, Console& console)
 {
     shown.plot = plot;
-    shown.events = {events, firstLines(placeOf(events))};
+    shown.eventsFile = events;
     if (!shown.still.facts.empty())
         shown.still.name = still;
     if (!shown.film.facts.empty())

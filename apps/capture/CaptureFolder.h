@@ -25,19 +25,19 @@ public:
     static constexpr const char* events = "events.jsonl";
     static constexpr const char* page = "index.html";
 
-    /// All that a capture may put there.
+    /// All files that a capture may write.
     [[nodiscard]] static std::vector<std::string> namesOfFiles();
 
     /// Makes the folder, with room for all files. Throws `Unusable` when that cannot or may not be.
     void makeRoom(bool overwrites, Console& console);
 
-    /// Where a file is made, and then where it is.
+    /// Where a file is written, and where it is afterwards.
     [[nodiscard]] std::string placeOf(const std::string& name) const { return files_.placeOf(name); }
-    /// Where it is to be.
+    /// Where it will be.
     [[nodiscard]] std::string targetOf(const std::string& name) const { return files_.targetOf(name); }
 
-    /// Writes the plot and the page, which shows the first of the events, and puts all files of a whole capture where they are
-    /// to be. False when that failed, which has been reported.
+    /// Writes the plot and the page, and puts all files of a whole capture in their places. False when that failed, which is
+    /// reported.
     [[nodiscard]] bool finish(CapturePage shown, const std::string& plotted, bool isWhole, Console& console);
 
 private:

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -38,28 +39,17 @@ std::vector<std::string> eventsOf(const std::string& events, const std::string& 
     return linesIn(events, "{\"event\": \"" + kind + "\"");
 }
 
-/// Each file that the page names is there, and not empty.
+/// Each file that the page names is there and not empty, and its list is in the order of time.
 void expectWholePage(const std::string& folder)
 {
     const std::string page = readFile(folder + "/index.html");
+    const std::regex link("(?:src|href|poster)=\"([^\"]*)\"");
     std::size_t named = 0;
-    for (const char* attribute : {"src=\"", "href=\""}) {
-        for (std::size_t at = page.find(attribute); at != std::string::npos;
-            at = page.find(attribute, at + 1)) {
-            const std::size_t start = page.find('"', at) + 1;
-            const std::string name = page.substr(start, page.find('"', start) - start);
-            std::error_code error;
-            EXPECT_GT(std::filesystem::file_size(folder + "/" + name, error), 0U) << name;
-            EXPECT_FALSE(error) << name;
-            ++named;
-        }
-    }
+    for (std::sregex_iterator found(page.begin(), page.end(), link), end; found != end; ++found, ++named)
+        EXPECT_NE(readFile(folder + "/" + found->str(1)), "") << found->str(1);
     EXPECT_GE(named, 3U);
-}
-
-bool showsOutlines(const std::string& sheet)
-{
-    return std::ranges::count(decoded(readFile(sheet)).words, outlineColour) > 50;
+    const auto timeOf = [](const std::string& entry) { return std::stod(entry.substr(10)); };
+    EXPECT_TRUE(std::ranges::is_sorted(linesIn(page, "<li><time>"), {}, timeOf)) << page;
 }
 
 } // namespace
@@ -79,10 +69,7 @@ TEST(CaptureCommand, TakesOneStillWhenTheDeviceIsHeldStillAndTilted)
     ASSERT_EQ(opened.size(), 1U);
     EXPECT_GE(numberIn(opened.front(), "time"), 3);
     EXPECT_LT(numberIn(opened.front(), "time"), 6) << "on a busy machine as well";
-    EXPECT_LT(events.find("\"stable\": true"), events.find("\"facing\": true"));
-    EXPECT_LT(events.find("\"facing\": true"), events.find("opened"));
-    ASSERT_EQ(eventsOf(events, "sample").size(), 1U);
-    ASSERT_EQ(eventsOf(events, "video").size(), 1U);
+    EXPECT_EQ(eventsOf(events, "sample").size() + eventsOf(events, "video").size(), 2U);
     const auto summary = eventsOf(events, "summary");
     ASSERT_EQ(summary.size(), 1U);
     EXPECT_TRUE(summary.front().contains("\"taken\": true"));
@@ -97,7 +84,16 @@ TEST(CaptureCommand, TakesOneStillWhenTheDeviceIsHeldStillAndTilted)
     EXPECT_GT(film.duration, 2);
     EXPECT_NE(film.soundCodec, "") << "the sound of the clip";
     expectWholePage(out);
-    EXPECT_TRUE(readFile(out + "/verdicts.svg").contains("still taken at"));
+    const std::string page = readFile(out + "/index.html");
+    std::size_t at = 0;
+    for (const char* text : {">held still<", ">tilted far enough<", ">all conditions hold",
+             ">still received<", ">film complete<"})
+        EXPECT_NE(at = page.find(text, at), std::string::npos) << text << " in its place in " << page;
+    const std::string shot = page.substr(page.rfind("<time>", page.find(">all conditions hold")));
+    EXPECT_NEAR(std::stod(shot.substr(6)), numberIn(opened.front(), "time"), 0.006);
+    const std::string chart = readFile(out + "/verdicts.svg");
+    EXPECT_EQ(count(chart, "; at the still: <tspan font-weight=\"bold\">yes<"), 2U);
+    EXPECT_TRUE(chart.contains("tilted far enough at the end: yes")) << "the last state, however short";
 }
 
 TEST(CaptureCommand, WaitsForACodeAndDrawsItsOutline)
@@ -111,12 +107,9 @@ TEST(CaptureCommand, WaitsForACodeAndDrawsItsOutline)
     EXPECT_EQ(count(captured.output, "pdf417"), 1U) << captured.output;
     EXPECT_EQ(count(captured.output, "/index.html"), 1U) << captured.output;
     expectWholePage(out);
-    EXPECT_TRUE(showsOutlines(out + "/contact-sheet.png"));
-    const std::string page = readFile(out + "/index.html");
-    EXPECT_FALSE(page.contains("<b>"));
-    EXPECT_TRUE(page.contains("/&lt;b&gt; &amp; ")) << "the path in an event";
-    EXPECT_TRUE(page.contains("Waited for: code:pdf417, code, code:qr."));
-    EXPECT_TRUE(readFile(out + "/verdicts.svg").contains("pdf417 in view"));
+    EXPECT_GT(std::ranges::count(decoded(readFile(out + "/contact-sheet.png")).words, outlineColour), 50);
+    EXPECT_TRUE(readFile(out + "/index.html").contains("Waited for: code:pdf417, code, code:qr."));
+    EXPECT_TRUE(readFile(out + "/verdicts.svg").contains("pdf417 in view; at the still: "));
     EXPECT_FALSE(std::filesystem::exists(out + "/film.mp4"));
 }
 
@@ -129,15 +122,18 @@ TEST(CaptureCommand, SaysWhatWasMissingWhenTheTimeIsOver)
     for (const char* backEnd : {"simulated", "host"}) {
         const bool isReal = std::string_view(backEnd) == "host";
         const Outcome captured = outcomeOf(std::string("--backend ") + backEnd
-            + (isReal ? " --back test:64x48@30" : "") + " capture '" + out + "' --overwrite --motion '" + log
-            + "' --timeout 3" + (isReal ? " --require tilted,code:aztec,still" : ""));
+            + (isReal ? " --back '" + testData("codes/sheet.png") + "'" : "") + " capture '" + out
+            + "' --overwrite --motion '" + log + "' --timeout 3"
+            + (isReal ? " --require tilted,code:aztec,still" : ""));
         EXPECT_EQ(captured.status, 1);
         EXPECT_EQ(count(captured.errors, isReal ? "missing: tilted, code:aztec." : "missing: tilted."), 1U)
             << captured.errors;
         EXPECT_FALSE(std::filesystem::exists(out + "/still.jpg"));
         expectWholePage(out);
         EXPECT_TRUE(readFile(out + "/index.html").contains("No still was taken within 3 s"));
-        EXPECT_EQ(readFile(out + "/verdicts.svg").contains("no aztec"), isReal);
+        const std::string chart = readFile(out + "/verdicts.svg");
+        EXPECT_TRUE(chart.contains("tilted far enough; at the end: <tspan font-weight=\"bold\">no<"));
+        EXPECT_EQ(chart.contains("aztec in view; at the end: "), isReal);
     }
 }
 
@@ -150,8 +146,10 @@ TEST(CaptureCommand, EndsItsFilmWhenTheStillFails)
         "--back lavfi:testsrc2=size=64x48:rate=1/5 capture '" + out + "' --require none --record");
     EXPECT_EQ(captured.status, 1);
     EXPECT_TRUE(captured.errors.contains("captureImageFailed")) << captured.errors;
-    EXPECT_FALSE(captured.errors.contains("repair")) << "the end of the film is told: " << captured.errors;
-    EXPECT_TRUE(readFile(out + "/index.html").contains("No still was taken: captureImageFailed"));
+    EXPECT_FALSE(captured.errors.contains("repair"))
+        << "the end of the film is reported: " << captured.errors;
+    EXPECT_EQ(count(readFile(out + "/index.html"), ": captureImageFailed"), 2U) << "the outcome and the list";
+    EXPECT_TRUE(readFile(out + "/verdicts.svg").contains(">failed still at "));
     expectWholePage(out);
 }
 
@@ -197,11 +195,12 @@ TEST(CaptureCommand, EndsInOrderWhenNobodyReadsItsOutputAnyMore)
 {
     const ScratchFolder folder;
     const std::string out = folder.file("session");
-    const std::string sheet = testData("codes/sheet.png");
-    const CommandResult captured = runCommand(captureProgram() + " --json --back '" + sheet + "' capture '"
-        + out + "' --require code:aztec 2>/dev/null | head -1");
+    const CommandResult captured
+        = runCommand(captureProgram() + " --json --back '" + testData("codes/markup.png") + "' capture '"
+            + out + "' --require code:aztec 2>/dev/null | head -1");
     EXPECT_EQ(count(captured.output, "\n"), 1U);
-    EXPECT_TRUE(readFile(out + "/index.html").contains("Interrupted after"));
+    const std::string page = readFile(out + "/index.html");
+    EXPECT_TRUE(page.contains("in view: qr &lt;script&gt;alert(&quot;&amp;&quot;)&lt;/script&gt;\\u001b<"));
     expectWholePage(out);
 }
 
@@ -253,12 +252,13 @@ TEST(CaptureCommand, RefusesWhatCannotWorkWithOneLine)
     EXPECT_EQ(readFile(folder.file("used") + "/index.html"), "somebody's page");
     EXPECT_FALSE(std::filesystem::exists(out));
 
-    const std::string gyroOnly = folder.file("gyro.csv");
+    const std::string gyroOnly = folder.file("<b> & gyro.csv");
     writeFile(gyroOnly, "time (s),x (rad/s),y (rad/s),z (rad/s)\n0,0,0,0\n0.02,0,0,0\n");
     const Outcome untold
-        = outcomeOf("--back test:64x48 capture " + out + " --require tilted --motion " + gyroOnly);
+        = outcomeOf("--back test:64x48 capture " + out + " --require tilted --motion '" + gyroOnly + "'");
     EXPECT_EQ(untold.status, 1);
     EXPECT_TRUE(untold.errors.contains("no attitude")) << untold.errors;
+    EXPECT_TRUE(readFile(out + "/index.html").contains("/&lt;b&gt; &amp; gyro.csv has no attitude"));
 }
 
 } // namespace tamsel::tests

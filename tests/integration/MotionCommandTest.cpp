@@ -188,9 +188,9 @@ TEST(MotionCommand, DrawsTheLogAndItsVerdicts)
     const std::string picture = readFile(plot);
     EXPECT_TRUE(picture.starts_with("<svg xmlns="));
     EXPECT_TRUE(picture.ends_with("</svg>\n"));
-    EXPECT_EQ(count(picture, ">held still</text>"), 3U);
-    EXPECT_EQ(count(picture, ">moved</text>"), 2U);
-    EXPECT_EQ(count(picture, ">tilted far enough</text>"), 1U);
+    EXPECT_EQ(count(picture, " s: yes</title>"), 4U) << "three times held still, once tilted far enough";
+    EXPECT_EQ(count(picture, " s: no</title>"), 3U);
+    EXPECT_EQ(count(picture, " at the end: yes</title>"), 2U);
     EXPECT_EQ(count(picture, "stroke-dasharray"), 3U) << "the threshold on both sides, and the angle";
     EXPECT_EQ(count(picture, "<path "), 4U);
     EXPECT_EQ(count(picture, "nan") + count(picture, "inf"), 0U);

@@ -223,6 +223,7 @@ void CaptureCommand::sourceManagerDidGetSample(
     OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample)
 {
     still_ = keepSample(console_, *sample, folder_.placeOf(folder_.still), folder_.targetOf(folder_.still));
+    history_.addNote(now(), still_.empty() ? "the still could not be written" : "still received", still_);
     hasSample_ = true;
     waiter_.wake();
 }
@@ -230,6 +231,7 @@ void CaptureCommand::sourceManagerDidGetSample(
 void CaptureCommand::sourceManagerDidGetVideo(
     OvriSourceManager& /*manager*/, const std::filesystem::path& /*url*/)
 {
+    history_.addNote(now(), "film complete");
     hasVideo_ = true;
     waiter_.wake();
 }
@@ -238,6 +240,7 @@ void CaptureCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, 
 {
     if (!reportIfOver(console_, manager, error))
         return;
+    history_.addNote(now(), "error: " + console_.firstFailure());
     hasFailed_ = true;
     waiter_.wake();
 }
@@ -245,12 +248,14 @@ void CaptureCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, 
 void CaptureCommand::sourceManagerCameraDidSuspend(OvriSourceManager& /*manager*/)
 {
     console_.writeEvent("suspend", {{"time", numberOf(now())}});
+    history_.addNote(now(), "suspended", "The application is in the background.");
     console_.note("suspended: the application is in the background");
 }
 
 void CaptureCommand::sourceManagerCameraDidResume(OvriSourceManager& /*manager*/)
 {
     console_.writeEvent("resume", {{"time", numberOf(now())}});
+    history_.addNote(now(), "resumed");
     console_.note("resumed");
 }
 
@@ -457,8 +462,11 @@ void CaptureCommand::writeFolder()
     page.film.facts = film_;
     page.hasContactSheet = frameReport_->count() > 0 && frameReport_->finishPictures();
     page.ledger = ledgerRows(manager_->frameCounts());
-    const std::string plot
-        = history_.plot(options_.motion, options_.conditions, motionReport_->verdicts(), shot_, end_);
+    const std::vector<MotionVerdict> verdicts = motionReport_->verdicts();
+    page.events = history_.events(verdicts, shot_);
+    const auto still = shot_.transform(
+        [&](double time) { return SvgPlot::Moment{time, still_.empty() ? "failed still" : "still"}; });
+    const std::string plot = history_.plot(options_.motion, options_.conditions, verdicts, still, end_);
     const bool isWhole = !still_.empty() && !console_.hasFailed();
     if (folder_.finish(std::move(page), plot, isWhole, console_) && !console_.isJson())
         console_.write(

@@ -97,7 +97,7 @@ struct Pen {
 std::vector<CGPoint> toPixels(const Canvas& canvas, const std::vector<CGPoint>& corners)
 {
     std::vector<CGPoint> points;
-    for (const CGPoint& corner : corners) // what ends at the edge is drawn on the last pixels
+    for (const CGPoint& corner : corners) // a corner on the edge is drawn on the last pixels
         points.push_back({std::min(corner.x * canvas.width, canvas.width - 1.0),
             std::min(corner.y * canvas.height, canvas.height - 1.0)});
     return points;
@@ -133,7 +133,7 @@ class Labels {
 public:
     Labels(Canvas& canvas, Pen pen) : canvas_(canvas), pen_(pen) { }
 
-    /// What a label should rather not cover.
+    /// Labels keep off this box where they can.
     void avoid(Box box) { taken_.push_back(box); }
 
     void draw(const std::string& text, Box subject, Colour colour)

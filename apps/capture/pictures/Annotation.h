@@ -10,7 +10,7 @@
 
 namespace tamsel::capture {
 
-/// Something that was found in a picture, to be drawn into it.
+/// A code or a face that was found in a picture.
 struct Finding {
     std::vector<platform::CGPoint> corners; ///< in order around it, relative to the picture: 0 to 1
     std::string label;

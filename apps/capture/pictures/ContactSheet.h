@@ -10,7 +10,7 @@
 
 namespace tamsel::capture {
 
-/// What is drawn into a thumbnail.
+/// The drawing on a thumbnail.
 struct FrameNotes {
     std::vector<Finding> findings;
     std::string caption;
@@ -20,7 +20,7 @@ struct FrameNotes {
 /// keeps every second one and takes half as many from then on.
 class ContactSheet {
 public:
-    /// To be asked once for each frame, on one thread; `add` takes those that are wanted, perhaps on another.
+    /// Called once for each frame, on one thread. `add` takes the frames that are wanted and may run on another thread.
     [[nodiscard]] bool wantsNext() { return seen_++ % stride_ == 0; }
     void add(const platform::CVPixelBuffer& frame, const FrameNotes& notes);
 

@@ -11,15 +11,11 @@
 
 namespace tamsel::capture {
 
-/// What a log says from a time on, and what was decided on it.
-void drawMotion(SvgPlot& plot, const formats::MotionLog& log, double start, const MotionOptions& options,
+/// The curves of a log from a time on, if there is one, and the verdicts.
+void drawMotion(SvgPlot& plot, const formats::MotionLog* log, double start, const MotionOptions& options,
     const std::vector<MotionVerdict>& verdicts);
 
-/// The verdicts of one kind alone.
-void drawVerdicts(
-    SvgPlot& plot, MotionVerdict::Kind kind, const std::vector<MotionVerdict>& verdicts, double start);
-
-/// A whole log and what was decided on it, as a picture.
+/// A whole log and its verdicts, as a picture.
 [[nodiscard]] std::string plotOf(
     const formats::MotionLog& log, const MotionOptions& options, const std::vector<MotionVerdict>& verdicts);
 

@@ -11,14 +11,19 @@ namespace tamsel::capture {
 
 namespace {
 
-constexpr double width = 960;
-constexpr double left = 64;
-constexpr double right = 932;
-constexpr double panelHeight = 170;
-constexpr double stripHeight = 22;
-constexpr double gap = 34;
+// Across in per cent, so that the picture fills any width, and down in pixels, so that no text shrinks with it.
+constexpr double left = 9;
+constexpr double right = 96;
+constexpr double panelHeight = 150;
+constexpr double lineHeight = 18;
+constexpr double stripHeight = 14;
+constexpr double failsHeight = 4;
+constexpr double gap = 18;
+constexpr double curveWidth = 1000; ///< the units of a curve, which is stretched
 constexpr double mostShown = 1e9; ///< so that scales stay finite
 
+constexpr const char* textStyle = "<style>:root { color-scheme: light dark } text { fill: #4b525b }\n"
+                                  "@media (prefers-color-scheme: dark) { text { fill: #b4bbc4 } }</style>\n";
 constexpr const char* ink = "#757b83";
 constexpr const char* holdsColour = "#2f855a";
 constexpr const char* failsColour = "#b45309";
@@ -37,17 +42,17 @@ double niceStep(double range, double count)
     return 10 * power;
 }
 
-std::string label(double x, double y, const char* anchor, const std::string& text, const char* colour = ink)
+std::string label(double x, double y, const char* anchor, const std::string& text, const char* style = "")
 {
-    return formatted("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"%s\" fill=\"%s\">", x, y, anchor, colour)
+    return formatted("<text x=\"%.2f%%\" y=\"%.1f\" text-anchor=\"%s\" %s>", x, y, anchor, style)
         .append(text)
         .append("</text>\n");
 }
 
 std::string line(double x1, double y1, double x2, double y2, const char* style, const char* colour = ink)
 {
-    return formatted("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"%s\" %s/>\n", x1, y1, x2,
-        y2, colour, style);
+    return formatted("<line x1=\"%.2f%%\" y1=\"%.1f\" x2=\"%.2f%%\" y2=\"%.1f\" stroke=\"%s\" %s/>\n", x1, y1,
+        x2, y2, colour, style);
 }
 
 /// The multiples of a nice step within a range.
@@ -88,19 +93,21 @@ double SvgPlot::x(double time) const
     return left + (right - left) * std::clamp((time - times_.low) / length, 0.0, 1.0);
 }
 
-/// The highest and the lowest value of each half pixel, so that a long log does not make a large file.
+/// The highest and the lowest value of each half unit, so that a long log does not make a large file.
 template <typename Y>
 std::string SvgPlot::curve(const std::vector<Point>& points, Y y, const char* colour) const
 {
     std::string path;
+    const auto across
+        = [&](const Point& point) { return (x(point.time) - left) / (right - left) * curveWidth; };
     const auto add = [&](const Point& point) {
-        path += formatted("%s%.1f %.1f", path.empty() ? "M" : " ", x(point.time), y(point.value));
+        path += formatted("%s%.1f %.1f", path.empty() ? "M" : " ", across(point), y(point.value));
     };
     for (std::size_t first = 0; first < points.size();) {
         std::size_t last = first;
         std::size_t lowest = first;
         std::size_t highest = first;
-        for (; last < points.size() && x(points[last].time) - x(points[first].time) < 0.5; ++last) {
+        for (; last < points.size() && across(points[last]) - across(points[first]) < 0.5; ++last) {
             lowest = points[last].value < points[lowest].value ? last : lowest;
             highest = points[last].value > points[highest].value ? last : highest;
         }
@@ -109,13 +116,15 @@ std::string SvgPlot::curve(const std::vector<Point>& points, Y y, const char* co
             add(points[std::max(lowest, highest)]);
         first = std::max(last, first + 1);
     }
-    return formatted("<path fill=\"none\" stroke=\"%s\" stroke-width=\"1.2\" d=\"", colour)
+    return formatted("<path fill=\"none\" stroke=\"%s\" stroke-width=\"1.4\" "
+                     "vector-effect=\"non-scaling-stroke\" d=\"",
+        colour)
         .append(path)
         .append("\"/>\n");
 }
 
-void SvgPlot::panel(
-    const std::string& name, std::vector<std::vector<Point>> curves, std::vector<double> levels)
+void SvgPlot::panel(const std::string& name, const std::string& note, std::vector<std::vector<Point>> curves,
+    std::vector<double> levels)
 {
     for (auto& curve : curves) {
         std::erase_if(
@@ -132,70 +141,90 @@ void SvgPlot::panel(
     }
     for (const double level : levels)
         values = {std::min(values.low, level), std::max(values.high, level)};
-    const double margin = std::max((values.high - values.low) * 0.05, 1e-9);
+    const double margin = values.high > values.low ? (values.high - values.low) * 0.05 : 1;
     values = {values.low - margin, values.high + margin};
-    body_ += label(left, top_ + 12, "start", name);
-    top_ += 20;
-    const auto y = [&](double value) {
-        return top_ + panelHeight * (values.high - value) / (values.high - values.low);
-    };
-    for (const double mark : marks(values, 5)) {
-        body_ += line(left, y(mark), right, y(mark), "stroke-opacity=\"0.25\"");
-        body_ += label(left - 8, y(mark) + 4, "end", formatted("%.6g", mark));
+    top_ += top_ > 0 ? gap : 0;
+    for (const std::string& text : {name, note}) {
+        if (!text.empty())
+            body_ += label(left, top_ += lineHeight, "start", text);
     }
+    top_ += 12;
+    const auto down
+        = [&](double value) { return panelHeight * (values.high - value) / (values.high - values.low); };
+    for (const double mark : marks(values, 5)) {
+        body_ += line(left, top_ + down(mark), right, top_ + down(mark), "stroke-opacity=\"0.25\"");
+        body_ += label(0.5, top_ + down(mark) + 4, "start", formatted("%.6g", mark));
+    }
+    body_ += formatted(
+        "<svg x=\"%.2f%%\" y=\"%.1f\" width=\"%.2f%%\" height=\"%.1f\" viewBox=\"0 0 %.0f %.1f\" "
+        "preserveAspectRatio=\"none\">\n",
+        left, top_, right - left, panelHeight, curveWidth, panelHeight);
     for (std::size_t index = 0; index < curves.size(); ++index)
-        body_ += curve(curves[index], y, curveColours[index % curveColours.size()]);
+        body_ += curve(curves[index], down, curveColours[index % curveColours.size()]);
+    body_ += "</svg>\n";
     for (const double level : levels)
-        body_ += line(left, y(level), right, y(level), "stroke-width=\"1.5\" stroke-dasharray=\"7 5\"");
+        body_ += line(left, top_ + down(level), right, top_ + down(level),
+            "stroke-width=\"1.5\" stroke-dasharray=\"7 5\"");
     top_ += panelHeight + 6;
 }
 
-void SvgPlot::strip(const std::vector<Stretch>& stretches)
+void SvgPlot::bar(
+    double from, double to, std::optional<bool> holds, const char* style, const std::string& title)
 {
-    for (std::size_t index = 0; index < stretches.size(); ++index) {
-        const Stretch& stretch = stretches[index];
-        if (stretch.from >= times_.high)
-            break;
-        const double until = index + 1 < stretches.size() ? stretches[index + 1].from : times_.high;
-        const double from = x(stretch.from);
-        const double to = std::max(x(until), from);
-        const char* colour = !stretch.holds ? ink : *stretch.holds ? holdsColour : failsColour;
-        body_ += formatted("<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"%s\"%s/>\n",
-            from, top_, to - from, stripHeight, colour, stretch.holds ? "" : " fill-opacity=\"0.25\"");
-        if (to - from > 7 * static_cast<double>(stretch.text.size()))
-            body_
-                += label((from + to) / 2, top_ + 15, "middle", stretch.text, stretch.holds ? "#ffffff" : ink);
+    const double height = holds.value_or(false) ? stripHeight : failsHeight;
+    const char* colour = !holds ? ink : *holds ? holdsColour : failsColour;
+    // The stroke shows what has no width.
+    body_ += formatted("<rect x=\"%.2f%%\" y=\"%.1f\" width=\"%.2f%%\" height=\"%.1f\" fill=\"%s\" "
+                       "stroke=\"%s\" stroke-width=\"0.5\" %s><title>",
+                 from, top_ + stripHeight - height, to - from, height, colour, colour, style)
+        + title + "</title></rect>\n";
+}
+
+void SvgPlot::strip(const std::string& name, const std::vector<Stretch>& stretches)
+{
+    const auto word = [](std::optional<bool> holds) { return !holds ? "unknown" : *holds ? "yes" : "no"; };
+    std::optional<bool> then;
+    for (const Stretch& stretch : stretches) {
+        if (stretch.from <= moment_.time)
+            then = stretch.holds;
     }
-    top_ += stripHeight + gap;
-}
-
-void SvgPlot::skip()
-{
-    top_ += gap;
-}
-
-void SvgPlot::mark(double time, const std::string& text)
-{
-    marks_.push_back({time, text});
+    body_ += label(left, top_ += lineHeight, "start",
+        name + "; at the " + moment_.name + ": <tspan font-weight=\"bold\">" + word(then) + "</tspan>");
+    top_ += 6;
+    for (std::size_t index = 0; index < stretches.size(); ++index) {
+        const auto [from, holds] = stretches[index];
+        if (from > times_.high)
+            break;
+        const bool isLast = index + 1 == stretches.size() || stretches[index + 1].from > times_.high;
+        const double until = isLast ? times_.high : stretches[index + 1].from;
+        bar(x(from), x(until), holds, "",
+            name + formatted(", %.2f s to %.2f s: ", std::max(from, times_.low), until) + word(holds));
+        if (isLast)
+            bar(right, 100, holds, "opacity=\"0.5\"", name + " at the end: " + word(holds));
+    }
+    top_ += stripHeight + 6;
 }
 
 std::string SvgPlot::finish()
 {
-    const double axis = top_ - gap + 6;
-    for (const double mark : marks(times_, 10)) {
+    const double axis = top_ + 2;
+    for (const double mark : marks(times_, 6)) {
         body_ += line(x(mark), axis, x(mark), axis + 6, "");
-        body_ += label(x(mark), axis + 20, "middle", formatted("%.6g s", mark));
+        body_ += label(x(mark), axis + 20, x(mark) > right - 2 ? "end" : "middle", formatted("%.6g s", mark));
     }
-    for (const Mark& mark : marks_) {
-        body_ += line(x(mark.time), 4, x(mark.time), axis + 26, "stroke-width=\"1.5\"", markColour);
-        const bool isRight = x(mark.time) > (left + right) / 2;
-        body_ += label(
-            x(mark.time) + (isRight ? -5 : 5), axis + 36, isRight ? "end" : "start", mark.text, markColour);
+    double height = axis + 28;
+    if (isMarked_) {
+        const double at = x(moment_.time);
+        body_ += line(at, lineHeight + 8, at, axis + 26, "stroke-width=\"1.5\"", markColour);
+        body_ += label(at, axis + 40, at > 50 ? "end" : "start",
+            formatted("%s at %.2f s", moment_.name.c_str(), moment_.time),
+            formatted("font-weight=\"bold\" style=\"fill:%s\"", markColour).c_str());
+        height += 20;
     }
-    const double height = axis + (marks_.empty() ? 30 : 46);
-    return formatted("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %.0f %.0f\" width=\"%.0f\" "
-                     "height=\"%.0f\" font-family=\"sans-serif\" font-size=\"13\">\n",
-        width, height, width, height)
+    return formatted("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"100%%\" height=\"%.0f\" "
+                     "font-family=\"sans-serif\" font-size=\"12\">\n",
+        height)
+        .append(textStyle)
         .append(body_)
         .append("</svg>\n");
 }

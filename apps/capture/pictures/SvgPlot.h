@@ -2,12 +2,13 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tamsel::capture {
 
-/// Curves and verdicts over time, from the top down, as an SVG picture without a background, in colours that stand out on a
-/// light and on a dark page alike.
+/// Curves and states over time, from the top down, as an SVG picture without a background. It fills the width that it is given,
+/// and its text keeps its size.
 class SvgPlot {
 public:
     struct Range {
@@ -18,23 +19,30 @@ public:
         double time; ///< seconds
         double value;
     };
-    /// What was so from a time on, up to the next stretch.
+    /// A moment, for example of the still.
+    struct Moment {
+        double time;
+        std::string name;
+    };
+    /// Whether something holds from a time on, up to the next stretch.
     struct Stretch {
         double from;
-        std::string text;
-        std::optional<bool> holds; ///< absent while nobody knows
+        std::optional<bool> holds; ///< absent while it is unknown
     };
 
-    explicit SvgPlot(Range times) : times_(times) { }
+    /// Each strip says the state at the moment, and a line marks it. Without one it is the end.
+    explicit SvgPlot(Range times, std::optional<Moment> moment = std::nullopt)
+        : times_(times),
+          isMarked_(moment.has_value()),
+          moment_(std::move(moment).value_or(Moment{times.high, "end"}))
+    {
+    }
 
-    /// Curves with a scale, and level lines where a verdict turns.
-    void panel(
-        const std::string& name, std::vector<std::vector<Point>> curves, std::vector<double> levels = {});
-    /// The last stretch ends with the picture.
-    void strip(const std::vector<Stretch>& stretches);
-    void skip();
-    /// A line through everything.
-    void mark(double time, const std::string& text);
+    /// Curves with a scale, and dashed lines at some levels, which the note explains.
+    void panel(const std::string& name, const std::string& note, std::vector<std::vector<Point>> curves,
+        std::vector<double> levels = {});
+    /// A bar where it holds, a thin line where not. The last stretch reaches beyond the end, so that it shows however short it is.
+    void strip(const std::string& name, const std::vector<Stretch>& stretches);
 
     [[nodiscard]] std::string finish();
 
@@ -42,19 +50,17 @@ public:
     [[nodiscard]] static std::string inColourOf(std::size_t curve, const std::string& text);
 
 private:
-    struct Mark {
-        double time;
-        std::string text;
-    };
-
+    /// In per cent of the width.
     [[nodiscard]] double x(double time) const;
     template <typename Y>
     [[nodiscard]] std::string curve(const std::vector<Point>& points, Y y, const char* colour) const;
+    void bar(double from, double to, std::optional<bool> holds, const char* style, const std::string& title);
 
     Range times_;
-    std::vector<Mark> marks_;
+    bool isMarked_;
+    Moment moment_;
     std::string body_;
-    double top_ = 6;
+    double top_ = 0;
 };
 
 /// As for printf, at most 511 characters.

@@ -2,14 +2,12 @@
 
 #include "options/CodeKinds.h"
 #include "pictures/MotionPlot.h"
-#include "pictures/SvgPlot.h"
 #include "seconds.h"
 
 #include <tamsel/client/CaptureGate.h>
 
 #include <algorithm>
 #include <iterator>
-#include <set>
 #include <utility>
 
 namespace tamsel::capture {
@@ -25,41 +23,35 @@ std::string nameOfKind(std::optional<MetadataObjectType> kind)
     return std::string(nameOf(kind).value_or("code"));
 }
 
-/// Whether it was in view, over time: from each sighting on for a while.
-std::vector<SvgPlot::Stretch> stretchesOf(const std::string& name, const std::vector<double>& sightings)
-{
-    std::vector<SvgPlot::Stretch> result{{0, "no " + name, false}};
-    double until = 0;
-    for (const double time : sightings) {
-        if (*result.back().holds && time > until)
-            result.push_back({until, "no " + name, false});
-        if (!*result.back().holds)
-            result.push_back({time, name + " in view", true});
-        until = time + viewTime;
-    }
-    if (*result.back().holds)
-        result.push_back({until, "no " + name, false});
-    return result;
-}
-
 } // namespace
+
+void CaptureHistory::see(const std::string& kind, const std::string& label, double time)
+{
+    std::vector<Sighting>& sightings = sightings_[{kind, label}];
+    if (sightings.empty() || time - sightings.back().last > viewTime)
+        sightings.push_back({time, time, 0});
+    sightings.back().last = time;
+    ++sightings.back().count;
+}
 
 void CaptureHistory::addCodes(const std::vector<DetectedCode>& codes, double time)
 {
-    std::set<std::string> names;
     for (const DetectedCode& code : codes)
-        names.insert(nameOfKind(code.type()));
-    for (const std::string& name : names)
-        sightings_[name].push_back(time);
+        see(nameOfKind(code.type()), findingOf(code).label, time);
     codes_ = codes;
     codesTime_ = time;
 }
 
 void CaptureHistory::addFace(platform::CGRect bounds, double time)
 {
-    sightings_[faceName].push_back(time);
+    see(faceName, faceName, time);
     face_ = bounds;
     faceTime_ = time;
+}
+
+void CaptureHistory::addNote(double time, std::string text, std::string details)
+{
+    notes_.push_back({time, std::move(text), std::move(details)});
 }
 
 std::vector<Finding> CaptureHistory::findings(double time) const
@@ -74,28 +66,55 @@ std::vector<Finding> CaptureHistory::findings(double time) const
 }
 
 std::string CaptureHistory::plot(const MotionOptions& motion, const std::vector<CaptureCondition>& conditions,
-    const std::vector<MotionVerdict>& verdicts, std::optional<double> shot, double end) const
+    const std::vector<MotionVerdict>& verdicts, std::optional<SvgPlot::Moment> still, double end) const
 {
-    using Kind = MotionVerdict::Kind;
-    SvgPlot plot({0, std::max(end, 0.1)});
-    if (motion.log) {
-        drawMotion(plot, *motion.log, 0, motion, verdicts);
-    } else if (!verdicts.empty()) {
-        drawVerdicts(plot, Kind::stability, verdicts, 0);
-        drawVerdicts(plot, Kind::facingAngle, verdicts, 0);
-    }
-    std::map<std::string, std::vector<double>> shown = sightings_;
+    SvgPlot plot({0, std::max(end, 0.1)}, std::move(still));
+    drawMotion(plot, motion.log.get(), 0, motion, verdicts);
+    std::map<std::string, std::vector<Sighting>> shown;
+    for (const auto& [key, sightings] : sightings_)
+        shown[key.first].insert(shown[key.first].end(), sightings.begin(), sightings.end());
     for (const CaptureCondition& condition : conditions) { // also what was missed
         if (condition.kind() == CaptureCondition::Kind::face)
             (void)shown[faceName];
         else if (condition.kind() == CaptureCondition::Kind::code && (condition.codeType() || shown.empty()))
             (void)shown[nameOfKind(condition.codeType())];
     }
-    for (const auto& [name, sightings] : shown)
-        plot.strip(stretchesOf(name, sightings));
-    if (shot)
-        plot.mark(*shot, formatted("still taken at %.2f s", *shot));
+    for (auto& [kind, sightings] : shown) {
+        std::ranges::sort(sightings, {}, &Sighting::first);
+        std::vector<SvgPlot::Stretch> stretches{{0, false}};
+        double until = 0;
+        for (const Sighting& sighting : sightings) {
+            if (*stretches.back().holds && sighting.first > until)
+                stretches.push_back({until, false});
+            if (!*stretches.back().holds)
+                stretches.push_back({sighting.first, true});
+            until = std::max(until, sighting.last + viewTime);
+        }
+        if (*stretches.back().holds)
+            stretches.push_back({until, false});
+        plot.strip(kind + " in view", stretches);
+    }
     return plot.finish();
+}
+
+std::vector<CapturePage::Event> CaptureHistory::events(
+    const std::vector<MotionVerdict>& verdicts, std::optional<double> shot) const
+{
+    std::vector<CapturePage::Event> events;
+    events.reserve(verdicts.size());
+    for (const MotionVerdict& verdict : verdicts)
+        events.push_back({verdict.time, describe(verdict.kind, verdict.holds), ""});
+    for (const auto& [key, sightings] : sightings_) {
+        for (const auto& [first, last, count] : sightings)
+            events.push_back({first, "in view: " + key.second,
+                formatted(
+                    "detected %llu times, until %.2f s", static_cast<unsigned long long>(count), last)});
+    }
+    if (shot)
+        events.push_back({*shot, "all conditions hold: a still is requested", ""});
+    events.insert(events.end(), notes_.begin(), notes_.end());
+    std::ranges::stable_sort(events, {}, &CapturePage::Event::time);
+    return events;
 }
 
 } // namespace tamsel::capture

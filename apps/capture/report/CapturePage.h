@@ -7,15 +7,21 @@
 
 namespace tamsel::capture {
 
-/// What a page shows of a session. Files are named relative to the page, and left out when empty.
+/// What a page shows of a session. Files are named relative to the page; an empty name is left out.
 struct CapturePage {
     struct File {
         std::string name;
         std::string facts; ///< in one line
     };
 
+    struct Event {
+        double time; ///< seconds since the start
+        std::string text;
+        std::string details; ///< may be empty
+    };
+
     std::string outcome;
-    std::string problem; ///< what went wrong beside it; may be empty
+    std::string problem; ///< an error all the same; may be empty
     bool isGood = false;
     std::string conditions;
     File still;
@@ -23,11 +29,12 @@ struct CapturePage {
     bool hasContactSheet = false;
     std::string contactSheet;
     std::string plot;
-    File events; ///< its facts are the lines themselves
+    std::vector<Event> events; ///< in the order of time
+    std::string eventsFile;
     std::vector<LedgerRow> ledger;
 };
 
-/// A page that needs nothing but the files beside it.
+/// A page that needs nothing but the files in its folder.
 [[nodiscard]] std::string htmlOf(const CapturePage& page);
 
 } // namespace tamsel::capture
