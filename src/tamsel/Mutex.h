@@ -4,18 +4,18 @@
 #include <condition_variable>
 #include <mutex>
 
-/// What clang's -Wthread-safety checks; other compilers ignore it.
+/// Annotations for clang's -Wthread-safety; other compilers ignore them.
 #if defined(__clang__)
 #define TAMSEL_THREAD_SAFETY(attribute) __attribute__((attribute))
 #else
 #define TAMSEL_THREAD_SAFETY(attribute)
 #endif
 
-/// A member that is read and written only while this mutex is held, or only in items of this queue.
+/// A member that is accessed only while this mutex is held, or only in items of this queue.
 #define TAMSEL_GUARDED_BY(mutex) TAMSEL_THREAD_SAFETY(guarded_by(mutex))
 /// A function that is called only while this mutex is held.
 #define TAMSEL_REQUIRES(mutex) TAMSEL_THREAD_SAFETY(requires_capability(mutex))
-/// A function that takes this mutex, and so is not called while it is held.
+/// A function that takes this mutex, so it must not be called while the mutex is held.
 #define TAMSEL_EXCLUDES(mutex) TAMSEL_THREAD_SAFETY(locks_excluded(mutex))
 
 namespace tamsel {
@@ -32,7 +32,7 @@ private:
     std::mutex mutex_;
 };
 
-/// Holds a mutex until it is destroyed, or between calls of unlock and lock. For one thread.
+/// Holds a mutex until it is destroyed, or between calls of unlock and lock. Used by one thread.
 class TAMSEL_THREAD_SAFETY(scoped_lockable) MutexLock {
 public:
     explicit MutexLock(Mutex& mutex) TAMSEL_THREAD_SAFETY(acquire_capability(mutex)) : lock_(mutex.mutex_) { }
@@ -48,15 +48,15 @@ private:
     std::unique_lock<std::mutex> lock_;
 };
 
-/// A std::condition_variable for a MutexLock. The caller checks what it waits for in a loop of its own, where the compiler
-/// sees that the mutex is held.
+/// A std::condition_variable for a MutexLock. The caller checks its condition in its own loop, where the compiler sees
+/// that the mutex is held.
 class Condition {
 public:
     void notifyOne() { condition_.notify_one(); }
     void notifyAll() { condition_.notify_all(); }
     void wait(MutexLock& lock) { condition_.wait(lock.lock_); }
 
-    /// Whether it was woken, also without a reason, before the time.
+    /// True when woken, possibly spuriously, before the time.
     template <typename Clock, typename Duration>
     bool waitUntil(MutexLock& lock, std::chrono::time_point<Clock, Duration> time)
     {

@@ -35,7 +35,7 @@ void AssetProcessor::process(
     const std::shared_ptr<AVAssetReaderTrackOutput> output
         = platform_.assets.makeTrackOutput(tracks.front(), {.pixelFormat = kCVPixelFormatType_32BGRA});
     reader->addOutput(output);
-    reader->startReading(); // a reader that has not started is found out by the first tick
+    reader->startReading(); // the first tick detects a reader that has not started
 
     assetReaderTimer_ = platform_.runLoops.current().scheduleTimer(tickInterval, true,
         [reader, output, weakSelf = weak_from_this(), frameHandler = std::move(frameHandler),

@@ -17,9 +17,9 @@ class UIDevice;
 
 namespace tamsel {
 
-/// What a camera session is set up for. Fixed once it is made: a camera gets another one as a whole.
+/// The configuration of a camera session. Immutable: a camera gets another one as a whole.
 struct CameraConfiguration {
-    /// Which camera. Raw values are the cases' names.
+    /// The position of a camera. Raw values are the cases' names.
     class Position {
     public:
         enum Case : std::uint8_t { front, back, unspecified };
@@ -31,7 +31,7 @@ struct CameraConfiguration {
         [[nodiscard]] std::string_view rawValue() const;
         /// As one text value, which is the raw value.
         [[nodiscard]] std::string encode() const { return std::string(rawValue()); }
-        /// The error is one line that names the text and what it may be.
+        /// The error is one line with the text and the valid values.
         [[nodiscard]] static std::expected<Position, platform::Error> decode(std::string_view text);
         /// The position that device lookup takes.
         [[nodiscard]] platform::AVCaptureDevicePosition capturePosition() const;
@@ -42,7 +42,7 @@ struct CameraConfiguration {
         Case value_;
     };
 
-    /// Session quality. `none` selects the high preset; it does not leave the preset alone.
+    /// Session quality. `none` selects the high preset; it does not keep the current preset.
     enum class SessionPreset : std::uint8_t { photo, none };
 
     const Position position;
@@ -52,10 +52,10 @@ struct CameraConfiguration {
     bool operator==(const CameraConfiguration&) const = default;
 };
 
-/// The preset of the platform that a quality selects.
+/// The preset of the platform for a quality.
 [[nodiscard]] platform::AVCaptureSessionPreset capturePreset(CameraConfiguration::SessionPreset preset);
 
-/// The kinds of device to look for at a position, in the order of asking.
+/// The device types to search for at a position, in order.
 [[nodiscard]] std::vector<platform::AVCaptureDeviceType> deviceTypes(
     CameraConfiguration::Position position, const platform::UIDevice& device);
 

@@ -13,7 +13,7 @@
 
 namespace tamsel {
 
-/// Through which a camera reports. Calls come on the camera's queues or the main queue.
+/// Receives the events of a camera. Calls come on the camera's queues or the main queue.
 class CameraDelegate {
 public:
     virtual ~CameraDelegate() = default;
@@ -22,17 +22,17 @@ public:
     virtual void didOutputSampleBuffer(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer,
         std::optional<platform::CGAffineTransform> preferredTransform)
         = 0;
-    /// The file of a still, with the source that it was asked for with.
+    /// The file of a still, with the source of the request.
     virtual void didCapturePhoto(std::vector<std::byte> data, platform::OvriImageSource source) = 0;
-    /// A recording has ended, and its file is complete, or is not there.
+    /// A recording has ended. Its file is complete, or does not exist.
     virtual void didRecordVideo(std::filesystem::path url) = 0;
     /// The error has already been reported to the product.
     virtual void didFail(CameraError error) = 0;
-    /// The session starts again because the application came back.
+    /// The session starts again because the application has returned to the foreground.
     virtual void cameraDidResume() = 0;
     /// The session stops because the application went to the background.
     virtual void cameraDidSuspend() = 0;
-    /// What was found in one frame.
+    /// The objects that were detected in one frame.
     virtual void didOutputMetadataObjects(platform::AVMetadataObjects objects) = 0;
 };
 

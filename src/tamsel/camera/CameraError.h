@@ -19,14 +19,14 @@ class CameraError {
 public:
     enum class Case : std::uint8_t {
         cameraModeError, ///< the torch cannot be switched; reported, but delivered to no client
-        recordVideoFailed, ///< not made by this library
-        noPermission, ///< raised by a start: the use of cameras is denied, or nobody has been asked yet
-        cameraRestricted, ///< raised by a start: the use of cameras is not this user's to allow
-        canNotAddInput, ///< the session does not start: there is no device, or it cannot be had
+        recordVideoFailed, ///< not used by this library
+        noPermission, ///< raised by a start: the use of cameras is denied, or was never requested
+        cameraRestricted, ///< raised by a start: this user cannot allow the use of cameras
+        canNotAddInput, ///< the session does not start: there is no device, or it is not available
         canNotAddVideoOutput, ///< the session does not start
         canNotAddPhotoOutput, ///< the session does not start
         videoFrameError, ///< a frame was dropped; or the device is lost, and the session has stopped
-        captureImageFailed, ///< no still; or a recording that was asked for while the session did not run
+        captureImageFailed, ///< no still; or a recording was requested while the session did not run
     };
 
     [[nodiscard]] static CameraError cameraModeError(platform::Error error)
@@ -46,9 +46,9 @@ public:
     [[nodiscard]] static CameraError captureImageFailed() { return {Case::captureImageFailed, {}}; }
 
     [[nodiscard]] Case kind() const { return kind_; }
-    /// The kind's name as it is written above.
+    /// The name of the kind, as written above.
     [[nodiscard]] std::string_view name() const;
-    /// What the platform said; absent for kinds that carry nothing.
+    /// The platform's message; absent for kinds without one.
     [[nodiscard]] const std::optional<platform::Error>& error() const { return error_; }
     /// Absent for the two permission errors.
     [[nodiscard]] std::optional<std::string> reason() const;

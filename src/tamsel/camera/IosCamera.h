@@ -32,10 +32,10 @@ class IosCamera final : public Camera,
     struct Private { };
 
 public:
-    /// Opens no device yet. The platform must outlive the camera.
+    /// Does not open a device yet. The platform must outlive the camera.
     [[nodiscard]] static std::shared_ptr<IosCamera> create(
         CameraConfiguration configuration, platform::Platform& platform);
-    /// True when a camera can be found at the position.
+    /// True when there is a camera at the position.
     [[nodiscard]] static bool isAvailable(
         CameraConfiguration::Position position, platform::Platform& platform);
 
@@ -65,14 +65,14 @@ public:
         const std::filesystem::path& url, const std::optional<platform::Error>& error) override;
 
 private:
-    /// The element that failures of the session are reported with.
+    /// The element in reports of session failures.
     static constexpr const char* sessionElement = "AVCaptureSession";
 
     [[nodiscard]] std::shared_ptr<CameraDelegate> delegate() const;
     void observeApplication();
     void receiveFrames();
 
-    // Set-up, in IosCameraSetup.cpp. The first four run at the same time as each other on the global queue.
+    // // Set-up, in IosCameraSetup.cpp. The first four run in parallel on the global queue.
     void applySessionPreset();
     void setUpDeviceInputs();
     void setUpVideoOutputs();
@@ -109,10 +109,10 @@ private:
     const std::shared_ptr<platform::DispatchQueue> sessionQueue_;
     const std::shared_ptr<VideoFrameHandler> handler_;
 
-    // Set by the owner before the start; what is posted afterwards sees them.
+    // // Set by the owner before the start; items that are posted afterwards see them.
     std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_;
     std::optional<double> minimumFocusObjectSize_;
-    std::optional<CameraConfiguration> configuration_; ///< always there; replaced as a whole
+    std::optional<CameraConfiguration> configuration_; ///< never empty; replaced as a whole
 
     // Each written by one of the set-up steps, read on the session queue after all of them.
     std::shared_ptr<platform::AVCaptureDeviceInput> captureDeviceInput_;
@@ -122,7 +122,7 @@ private:
 
     std::shared_ptr<MetadataOutputHandler> metadataHandler_ TAMSEL_GUARDED_BY(*sessionQueue_);
     std::shared_ptr<platform::AVCaptureMetadataOutput> metadataOutput_ TAMSEL_GUARDED_BY(*sessionQueue_);
-    /// The captures under way, by the numbers of their settings.
+    /// The pending captures, by the numbers of their settings.
     std::map<std::int64_t, std::shared_ptr<PhotoCaptureProcessor>>
         inProgressPhotoCaptureDelegates_ TAMSEL_GUARDED_BY(*sessionQueue_);
     bool isTornDown_ = false; ///< set by `tearDown`, read by the destructor

@@ -1,4 +1,4 @@
-// What the camera does about stills.
+// // The camera's stills.
 
 #include <tamsel/camera/IosCamera.h>
 
@@ -65,7 +65,7 @@ void IosCamera::capturePhoto(
             const std::shared_ptr<IosCamera> self = weakSelf.lock();
             if (!self)
                 return;
-            // Strong: a still that has come this far is handed over even when the owner releases the camera meanwhile.
+            // // Strong: a still that has come this far is delivered even when the owner releases the camera meanwhile.
             self->sessionQueue_->async(
                 [self, finished = std::move(finished), source] { self->deliverPhoto(*finished, source); });
         },
@@ -78,7 +78,7 @@ void IosCamera::capturePhoto(
         photoOutput_->capturePhoto(photoSettings, processor);
 }
 
-/// Leaves the torch as it is when the device cannot be locked.
+/// Does not change the torch when the device cannot be locked.
 void IosCamera::switchTorch(AVCaptureDevice& device, AVCaptureTorchMode mode)
 {
     if (!device.hasTorch())
@@ -94,7 +94,7 @@ void IosCamera::switchTorch(AVCaptureDevice& device, AVCaptureTorchMode mode)
 void IosCamera::deliverPhoto(PhotoCaptureProcessor& processor, OvriImageSource source)
 {
     sessionQueue_->assertCurrent();
-    // A failed capture leaves the table as well: nothing will ask for it again.
+    // // A failed capture leaves the table as well, or it would stay there.
     inProgressPhotoCaptureDelegates_.erase(processor.requestedPhotoSettings().uniqueID());
     auto data = processor.takePhotoData();
     if (!data)

@@ -1,4 +1,4 @@
-// What the camera does about recordings.
+// // The camera's recordings.
 
 #include <tamsel/camera/IosCamera.h>
 
@@ -38,7 +38,7 @@ bool IosCamera::isReadyToRecord() const
     return false;
 }
 
-/// A recording that failed is delivered like any other: the file holds what could be recorded.
+/// A failed recording is delivered like any other: the file contains what could be recorded.
 void IosCamera::captureOutputDidFinishRecording(
     const std::filesystem::path& url, const std::optional<Error>& /*error*/)
 {

@@ -17,13 +17,13 @@ struct Platform;
 
 namespace tamsel {
 
-/// Follows one still from the shutter to the bytes of its file. Whoever starts the capture keeps it until then: the
-/// platform holds it weakly.
+/// Follows one still from the shutter to the bytes of its file. The object that starts the capture keeps it until then,
+/// because the platform holds it weakly.
 class PhotoCaptureProcessor final : public platform::AVCapturePhotoCaptureDelegate,
                                     public std::enable_shared_from_this<PhotoCaptureProcessor> {
 public:
     using CameraModel = OvriLocationMetadataDelegate::CameraModel;
-    /// Called once, on the platform's queue, when the capture has ended one way or the other.
+    /// Called once, on the platform's queue, when the capture has ended, with or without a photo.
     using CompletionHandler = std::move_only_function<void(std::shared_ptr<PhotoCaptureProcessor>)>;
 
     PhotoCaptureProcessor(platform::AVCapturePhotoSettings requestedPhotoSettings,
@@ -41,7 +41,7 @@ public:
     {
         return requestedPhotoSettings_;
     }
-    /// Absent until a photo has been processed without an error; handed out once, after the completion.
+    /// Absent until a photo has been processed without an error. The completion takes it once.
     [[nodiscard]] std::optional<std::vector<std::byte>> takePhotoData()
     {
         return std::exchange(photoData_, {});

@@ -17,7 +17,7 @@ namespace tamsel {
 /// Receives live frames and drops from the platform, on the camera's video queue, and passes them on while active.
 class VideoFrameHandler final : public platform::AVCaptureVideoDataOutputSampleBufferDelegate {
 public:
-    /// A frame, or that one was dropped.
+    /// A frame, or the report of a drop.
     using Result = std::variant<std::shared_ptr<platform::CMSampleBuffer>, CameraError>;
 
     explicit VideoFrameHandler(platform::Platform& platform) : platform_(platform) { }
@@ -25,7 +25,7 @@ public:
     [[nodiscard]] bool isActive() const { return isActive_.load(std::memory_order_relaxed); }
     void setIsActive(bool isActive) { isActive_.store(isActive, std::memory_order_relaxed); }
 
-    /// To be set once, before the first frame.
+    /// Set once, before the first frame.
     void setCompletion(std::move_only_function<void(Result)> completion)
     {
         completion_ = std::move(completion);

@@ -5,8 +5,8 @@
 
 namespace tamsel {
 
-/// The orientation of a connection whose picture is to be upright in an interface of this orientation; portrait where that
-/// is not known. Screens turn their preview with it.
+/// The orientation of a connection whose picture is upright in an interface of this orientation; portrait if the latter
+/// is unknown. Screens rotate their preview with it.
 [[nodiscard]] platform::AVCaptureVideoOrientation videoOrientation(
     platform::UIInterfaceOrientation orientation);
 

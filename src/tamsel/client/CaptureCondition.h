@@ -7,14 +7,14 @@
 
 namespace tamsel {
 
-/// One thing that a capture screen waits for.
+/// One condition of a capture.
 class CaptureCondition {
 public:
     enum class Kind : std::uint8_t { still, tilted, code, face };
 
-    /// The latest verdict says that the device is held still.
+    /// The latest verdict is "held still".
     [[nodiscard]] static CaptureCondition still() { return CaptureCondition(Kind::still); }
-    /// The latest verdict says that the device is tilted far enough.
+    /// The latest verdict is "tilted far enough".
     [[nodiscard]] static CaptureCondition tilted() { return CaptureCondition(Kind::tilted); }
     /// A code of this kind, by default of any, is in view.
     [[nodiscard]] static CaptureCondition code(std::optional<MetadataObjectType> type = std::nullopt)
@@ -25,7 +25,7 @@ public:
     [[nodiscard]] static CaptureCondition face() { return CaptureCondition(Kind::face); }
 
     [[nodiscard]] Kind kind() const { return kind_; }
-    /// Of a code; absent when any will do.
+    /// Of a code; absent for any kind.
     [[nodiscard]] std::optional<MetadataObjectType> codeType() const { return codeType_; }
 
     bool operator==(const CaptureCondition&) const = default;

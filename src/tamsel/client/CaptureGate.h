@@ -19,13 +19,13 @@ struct Platform;
 
 namespace tamsel {
 
-/// Opens once all conditions of a capture hold at the same time: that is the moment for `captureStillImage`. For a capture
-/// screen, which hands it to `startMotionDetection` and `setMetadataDetection` as the delegate, or forwards what its own
-/// delegates receive.
+/// Opens once all conditions of a capture hold at the same time: the moment for `captureStillImage`. A capture screen
+/// passes it to `startMotionDetection` and `setMetadataDetection` as the delegate, or forwards the calls of its own
+/// delegates to it.
 ///
-/// Each `arm` opens it once at the most. After it has opened, at least one condition must have ceased to hold before it opens
-/// again, so that a device that is kept still before one sheet does not take it twice. Verdicts are reported when they change,
-/// so a gate belongs to one run of motion detection: make a new one for the next. Thread-safe.
+/// Each `arm` opens it at most once. Before it opens again, at least one condition must have failed meanwhile, so a
+/// device that is held still before one sheet does not capture it twice. Verdicts are reported when they change, so a
+/// gate belongs to one run of motion detection: make a new one for the next. Thread-safe.
 class CaptureGate final : public OvriMotionSourceDelegate,
                           public OvriMetadataOutputDelegate,
                           public std::enable_shared_from_this<CaptureGate> {
@@ -36,9 +36,9 @@ public:
     /// A code or a face that was reported within this time counts as in view.
     static constexpr std::chrono::nanoseconds defaultViewTime = std::chrono::milliseconds(300);
 
-    /// Not armed. `whenOpen` is called on the response queue, which must be the manager's, when the last condition is met; never
-    /// inside `arm`. Neither may be empty. In the call the client may do anything with the gate, also release it. Without
-    /// conditions every `arm` opens. The platform must outlive the gate.
+    /// Not armed. `whenOpen` is called on the response queue, which must be the manager's, when the last condition is
+    /// met; never inside `arm`. Neither may be empty. The callback may do anything with the gate, also release it.
+    /// Without conditions every `arm` opens. The platform must outlive the gate.
     [[nodiscard]] static std::shared_ptr<CaptureGate> create(std::vector<CaptureCondition> conditions,
         std::shared_ptr<platform::DispatchQueue> responseQueue, WhenOpen whenOpen,
         platform::Platform& platform, std::chrono::nanoseconds viewTime = defaultViewTime);
@@ -47,17 +47,17 @@ public:
         std::shared_ptr<platform::DispatchQueue> responseQueue, WhenOpen whenOpen,
         platform::Platform& platform, std::chrono::nanoseconds viewTime);
 
-    /// Waits for the conditions from now on; what has been reported before counts. Has no effect while it waits already.
+    /// Waits for the conditions from now on; earlier reports count. Has no effect on an armed gate.
     void arm();
-    /// `arm`, for another try of what it has opened for, as after a still that failed: opens also when all conditions have
-    /// held ever since.
+    /// Like `arm`, to repeat an attempt, for example after a failed still: also opens when all conditions have held
+    /// ever since.
     void retry();
-    /// Waits no more. Called on the response queue, or when nothing is under way there, it is certain that the gate does not
-    /// open until it is armed anew.
+    /// Stops waiting. The gate certainly stays closed until it is armed again if this is called on the response queue,
+    /// or while nothing is posted there.
     void cancel();
     [[nodiscard]] bool isArmed() const;
 
-    /// The conditions that do not hold now, in the order given.
+    /// The conditions that do not hold now, in the given order.
     [[nodiscard]] std::vector<CaptureCondition> missing() const;
 
     // On the response queue.
@@ -77,7 +77,7 @@ private:
     void look();
     [[nodiscard]] bool holds(const State& state, std::chrono::nanoseconds now) const;
     [[nodiscard]] bool isWhole(std::chrono::nanoseconds now) const TAMSEL_REQUIRES(guard_);
-    /// Takes news in, and opens when now all is well.
+    /// Applies a report, and opens if all conditions hold now.
     void take(const std::function<void(State&, std::chrono::nanoseconds now)>& news);
 
     const std::shared_ptr<platform::DispatchQueue> responseQueue_;
@@ -88,7 +88,7 @@ private:
     mutable Mutex guard_;
     std::vector<State> states_ TAMSEL_GUARDED_BY(guard_);
     bool isArmed_ TAMSEL_GUARDED_BY(guard_) = false;
-    bool hasOpened_ TAMSEL_GUARDED_BY(guard_) = false; ///< and since then all conditions have held
+    bool hasOpened_ TAMSEL_GUARDED_BY(guard_) = false; ///< and all conditions have held since then
 };
 
 } // namespace tamsel

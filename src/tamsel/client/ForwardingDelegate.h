@@ -13,13 +13,13 @@
 
 namespace tamsel {
 
-/// A delegate that calls several others, in the order in which they were added; a manager takes one of each protocol. Holds
-/// them weakly, so one that is gone is skipped, and an `add` takes effect with the next call. Thread-safe.
+/// A delegate that calls several others in the order in which they were added, because a manager takes one of each
+/// protocol. It holds them weakly and skips destroyed ones; an `add` takes effect with the next call. Thread-safe.
 class ForwardingDelegate final : public OvriSourceToSession,
                                  public OvriMotionSourceDelegate,
                                  public OvriMetadataOutputDelegate {
 public:
-    /// For each protocol that the delegate's type implements. Not empty.
+    /// Adds the delegate for each protocol that its type implements. Not empty.
     template <typename Delegate>
         requires(std::derived_from<Delegate, OvriSourceToSession>
             || std::derived_from<Delegate, OvriMotionSourceDelegate>

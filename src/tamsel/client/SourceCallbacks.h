@@ -12,8 +12,8 @@
 
 namespace tamsel {
 
-/// What a capture screen wants to hear of, as functions. Empty ones are skipped. Each is called where the protocol's function
-/// of that name is: on the response queue, and never inside a public operation.
+/// The callbacks of a capture screen as functions. Empty ones are skipped. Each is called like the delegate's function
+/// of that name: on the response queue, and never inside a public operation.
 struct SourceCallbacks {
     std::function<void(OvriSourceManager&, const OvriCaptureFrameUpdate&)> didGetFrame = nullptr;
     std::function<void(OvriSourceManager&, const std::shared_ptr<CaptureSampleUpdate>&)> didGetSample

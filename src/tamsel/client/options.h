@@ -6,10 +6,10 @@
 
 namespace tamsel {
 
-/// The options of a camera session as types: in the dictionary itself a number of any other type than `double` counts as
-/// absent. Converts to the dictionary that `startSession` takes.
+/// The options of a camera session with types, because the dictionary ignores numbers of any other type than `double`.
+/// Converts to the dictionary that `startSession` takes.
 struct CameraOptions {
-    /// Millimetres: the camera zooms in once, at its start, so that an object of this size can be in focus.
+    /// Millimetres: at its start the camera zooms in once, so that an object of this size can be in focus.
     std::optional<double> minimumFocusObjectSize = std::nullopt;
 
     operator Configurations() const // NOLINT: implicit by intent

@@ -189,7 +189,7 @@ void OvriSourceManager::setCamera(std::shared_ptr<Camera> camera)
         const MutexLock lock(guard_);
         if (!camera)
             stopped.swap(whenCameraStopped_);
-        camera_.swap(camera); // the earlier camera goes with the argument, after the lock
+        camera_.swap(camera); // the earlier camera is released with the argument, after the lock
         if (ledger)
             frameLedger_.swap(ledger);
     }

@@ -29,15 +29,15 @@ class Camera;
 class MotionHelper;
 class MotionWorkerKind;
 
-/// The public entry: one for each capture screen. It owns at most one camera, holds its three delegates weakly and
-/// calls them on the response queue only. When its last reference goes, the camera stops. Thread-safe.
+/// The public entry point: one for each capture screen. It owns at most one camera, holds its three delegates weakly
+/// and calls them on the response queue only. When its last reference is released, the camera stops. Thread-safe.
 class OvriSourceManager final : public TamselSourceManagerProtocol,
                                 public std::enable_shared_from_this<OvriSourceManager> {
     struct Private { };
 
 public:
-    /// `types` are the sources that will be used: without `stability` or `facingAngle` among them there will be no
-    /// verdicts. Nothing is started. The platform must outlive the manager.
+    /// `types` are the sources that will be used: without `stability` or `facingAngle` among them there are no
+    /// verdicts. Starts nothing. The platform must outlive the manager.
     [[nodiscard]] static std::shared_ptr<OvriSourceManager> create(const std::vector<SourceType>& types,
         CameraConfiguration::SessionPreset preset, std::shared_ptr<platform::DispatchQueue> responseQueue,
         platform::Platform& platform);
@@ -46,8 +46,8 @@ public:
         std::shared_ptr<platform::DispatchQueue> responseQueue, platform::Platform& platform);
     ~OvriSourceManager() override;
 
-    /// Reads the key "minimumFocusObjectSize" (millimetres): a camera zooms in once, at its start, so that an object of
-    /// this size can be in focus. For `stability` and `facingAngle` the keys of `startMotionDetection`; verdicts go to
+    /// Reads the key "minimumFocusObjectSize" (millimetres): at its start a camera zooms in once, so that an object of
+    /// this size can be in focus. `stability` and `facingAngle` use the keys of `startMotionDetection`; verdicts go to
     /// the motion delegate, failures to the session delegate.
     std::expected<void, CameraError> startSession(const SourceType& type,
         std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
@@ -73,13 +73,13 @@ public:
         const std::optional<platform::TamselCameraSettings>& settings) override;
     void provide(std::span<const std::byte> image, const platform::PropertyDictionary& exif,
         platform::CGImagePropertyOrientation orientation) override;
-    /// The image of a video file at 1/60 s, as it is stored (not turned upright), made on the calling thread. Absent, after one
-    /// diagnostic line, when there is none.
+    /// The image of a video file at 1/60 s, as it is stored (not rotated upright), made on the calling thread. Absent,
+    /// after one diagnostic line, when there is none.
     [[nodiscard]] static std::optional<platform::UIImage> provideThumbnailImage(
         const std::filesystem::path& url, platform::Platform& platform);
 
-    /// Starts the verdicts among `sources`, each once, in place of an earlier one of its kind. Verdicts go to `delegate`,
-    /// held weakly (an empty one clears it), failures to the session delegate as a `MotionHelperError`.
+    /// Starts the verdicts among `sources`, each once, and replaces earlier ones of the same kind. Verdicts go to
+    /// `delegate`, held weakly (an empty one clears it), failures to the session delegate as a `MotionHelperError`.
     /// Keys: "stabilityThreshold" (radians per second, 0.3), "stabilityDuration" (seconds, 0.8), "angle" (degrees of
     /// pitch, 45.0).
     void startMotionDetection(const std::vector<SourceType>& sources,
@@ -87,7 +87,7 @@ public:
     /// Ends both verdicts; they can be started again.
     void stopMotionWorkers();
 
-    /// The three delegates, held weakly and looked up with each delivery: absent once gone.
+    /// The three delegates. Held weakly, so absent once they are destroyed.
     /// @{
     [[nodiscard]] std::shared_ptr<OvriSourceToSession> delegate() const;
     void setDelegate(std::weak_ptr<OvriSourceToSession> delegate);
@@ -118,22 +118,23 @@ public:
     }
     /// @}
 
-    /// What the latest `startSession` asked for; absent before the first.
+    /// The type of the latest `startSession`; absent before the first.
     [[nodiscard]] std::optional<SourceType> activeType() const;
 
-    /// The reader of the latest recording; absent before the first and once its end has been read. A recording that cannot
-    /// be read never ends, so its reader stays.
+    /// The reader of the latest asset session; absent before the first and after the end of the asset. An asset that
+    /// cannot be read never ends, so its reader stays.
     [[nodiscard]] std::shared_ptr<AssetProcessor> assetProcessor() const;
 
     using WhenCameraStopped = std::move_only_function<void()>;
-    /// Calls back once, on the response queue and never inside this call: as soon as no camera is held, which is at once when
-    /// there is none. That is the moment to start another one after `stopCameraSession`. It stops nothing itself, so it
-    /// waits for as long as a camera is held, also for one that a stop has left as it was. The manager keeps the callback
-    /// until then, so hold the manager weakly in it; when the manager goes first, it is not called. It must not be empty.
+    /// Calls back once, on the response queue and never inside this call, as soon as the manager holds no camera: at
+    /// once when there is none. That is the moment to start another one after `stopCameraSession`. It stops nothing
+    /// itself, so it waits as long as a camera is held, also one that a stop did not stop. The manager keeps the
+    /// callback until then, so capture the manager weakly in it; when the manager is released first, the callback is
+    /// not called. It must not be empty.
     void whenCameraStopped(WhenCameraStopped callback);
 
-    /// What became of the frames of the latest camera session, also after its end; all zero before the first. A client that
-    /// reads it in the call that reports a frame of that session, or the loss of one, finds that frame counted.
+    /// The frame counts of the latest camera session, also after its end; all zero before the first. In a callback that
+    /// reports a frame of that session, or the loss of one, that frame is already counted.
     [[nodiscard]] platform::FrameCounts frameCounts() const;
 
 private:
@@ -167,8 +168,8 @@ private:
     std::shared_ptr<Relay> relay_;
     std::shared_ptr<MotionHelper> motionHelper_; ///< fixed after creation; absent without a motion source
 
-    // The client's thread, the main queue, the session queue and the response queue meet here. Nothing is called,
-    // and nothing released, while it is held.
+    // // Accessed from the client's thread, the main queue, the session queue and the response queue. Nothing is called
+    // or released while it is held.
     mutable Mutex guard_;
     std::shared_ptr<Camera> camera_ TAMSEL_GUARDED_BY(guard_);
     std::vector<WhenCameraStopped> whenCameraStopped_ TAMSEL_GUARDED_BY(guard_);
@@ -181,7 +182,7 @@ private:
     std::vector<platform::AVMetadataObjectType> metadataDetectionTypes_ TAMSEL_GUARDED_BY(guard_);
     std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_ TAMSEL_GUARDED_BY(guard_);
 
-    // One start or stop of a worker at a time, so that each kind has one worker at most.
+    // // One start or stop of a worker at a time, so there is at most one worker of each kind.
     Mutex motionGuard_;
     std::optional<platform::UUID> stabilityWorkerId_ TAMSEL_GUARDED_BY(motionGuard_);
     std::optional<platform::UUID> facingAngleWorkerId_ TAMSEL_GUARDED_BY(motionGuard_);

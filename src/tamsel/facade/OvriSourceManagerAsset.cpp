@@ -1,4 +1,4 @@
-// What the manager does about recordings.
+// // The manager's asset sessions.
 
 #include <tamsel/facade/OvriSourceManager.h>
 
@@ -40,7 +40,7 @@ std::shared_ptr<AssetProcessor> OvriSourceManager::assetProcessor() const
 void OvriSourceManager::setAssetProcessor(std::shared_ptr<AssetProcessor> processor)
 {
     const MutexLock lock(guard_);
-    assetProcessor_.swap(processor); // the earlier one goes with the argument, after the lock
+    assetProcessor_.swap(processor); // the earlier one is released with the argument, after the lock
 }
 
 } // namespace tamsel

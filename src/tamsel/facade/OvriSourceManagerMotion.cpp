@@ -1,4 +1,4 @@
-// What the manager does about motion: workers of the helper, one of each kind.
+// // The manager's motion detection: workers of the helper, one of each kind.
 
 #include <tamsel/facade/OvriSourceManager.h>
 
@@ -24,7 +24,7 @@ template <typename Case> bool contains(const std::vector<SourceType>& types)
         types, [](const SourceType& type) { return std::holds_alternative<Case>(type.value()); });
 }
 
-/// Spelled out: a conversion in the call makes g++ 12 warn of a value that it thinks unset.
+/// Spelled out: with a conversion in the call g++ 12 warns of an uninitialised value.
 SourceError sourceError(const MotionHelperError& error)
 {
     return SourceError(std::in_place_type<MotionHelperError>, error);

@@ -8,8 +8,8 @@
 
 namespace tamsel {
 
-/// Moves every event of a camera onto the response queue. It holds the manager weakly, so that no queue of the camera
-/// ever keeps a manager alive.
+/// Moves every event of a camera to the response queue. It holds the manager weakly, so the queues of the camera never
+/// keep a manager alive.
 class OvriSourceManager::Relay final : public CameraDelegate {
 public:
     Relay(std::weak_ptr<OvriSourceManager> manager, std::shared_ptr<platform::DispatchQueue> responseQueue)

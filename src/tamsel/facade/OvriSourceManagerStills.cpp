@@ -1,4 +1,4 @@
-// What the manager does about single images: stills of its source, images of an album, thumbnails.
+// // The manager's single images: stills of its source, album images, thumbnails.
 
 #include <tamsel/camera/Camera.h>
 #include <tamsel/facade/OvriSourceManager.h>
@@ -18,7 +18,7 @@ using namespace platform;
 
 namespace {
 
-/// The time of the image that represents a recording.
+/// The time of the thumbnail and of a still of an asset.
 constexpr CMTime stillTime{.value = 1, .timescale = 60};
 
 } // namespace
@@ -54,7 +54,7 @@ void OvriSourceManager::provide(
         }));
 }
 
-/// The image with rewritten metadata; as it was given when that cannot be done.
+/// The image with rewritten metadata; unchanged when that is not possible.
 std::vector<std::byte> OvriSourceManager::albumImage(
     std::span<const std::byte> image, const PropertyDictionary& exif) const
 {

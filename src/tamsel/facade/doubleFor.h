@@ -7,7 +7,7 @@
 
 namespace tamsel {
 
-/// The value of a key; absent when there is none, or when it is anything but a `double`.
+/// The value of a key; absent when there is none, or when it is not a `double`.
 [[nodiscard]] inline std::optional<double> doubleFor(
     const std::string& key, const Configurations& configurations)
 {

@@ -9,7 +9,7 @@
 namespace tamsel {
 
 /// The kinds of metadata that can be detected: nine one-dimensional codes, four two-dimensional ones, and faces.
-/// A kind's raw value is the platform's own identifier for it, so both convert into each other as text.
+/// A kind's raw value is the platform's identifier for it, so both convert into each other as text.
 class MetadataObjectType {
 public:
     enum Case : std::uint8_t {
@@ -46,7 +46,7 @@ private:
 [[nodiscard]] std::vector<MetadataObjectType> all1DBarcodes();
 /// The four two-dimensional kinds, in declaration order.
 [[nodiscard]] std::vector<MetadataObjectType> all2DBarcodes();
-/// The one-dimensional kinds, then the two-dimensional ones. Faces are no barcode.
+/// The one-dimensional kinds, then the two-dimensional ones. Faces are not included.
 [[nodiscard]] std::vector<MetadataObjectType> allBarcodes();
 
 } // namespace tamsel

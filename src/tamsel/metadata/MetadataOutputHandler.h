@@ -10,7 +10,7 @@ namespace tamsel {
 class Camera;
 class CameraDelegate;
 
-/// Passes batches of detected objects to the camera's delegate while both that and the camera are there.
+/// Passes batches of detected objects to the camera's delegate while both it and the camera exist.
 class MetadataOutputHandler final : public platform::AVCaptureMetadataOutputObjectsDelegate {
 public:
     MetadataOutputHandler(std::weak_ptr<CameraDelegate> delegate, std::weak_ptr<Camera> captureSessionHost)

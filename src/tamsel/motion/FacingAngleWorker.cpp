@@ -32,7 +32,7 @@ void FacingAngleWorker::handleDeviceMotion(
         deliver(std::unexpected(MotionHelperError::frameworkError(error)));
         return;
     }
-    const bool isFacing = minAngle_ <= sample->attitude.pitch; // false for what is not a number
+    const bool isFacing = minAngle_ <= sample->attitude.pitch; // false for NaN
     if (latestStatus_ == isFacing)
         return;
     latestStatus_ = isFacing;

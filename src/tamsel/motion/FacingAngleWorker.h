@@ -11,7 +11,7 @@ struct Platform;
 
 namespace tamsel {
 
-/// Decides whether the device is tilted up far enough: its pitch has reached `minAngle`. Tells each change once.
+/// Decides whether the device is tilted up far enough: its pitch has reached `minAngle`. Reports each change once.
 class FacingAngleWorker final : public MotionWorker {
 public:
     /// `angle` in degrees.

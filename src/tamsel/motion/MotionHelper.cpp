@@ -19,7 +19,7 @@ namespace {
 constexpr const char* queueLabel = "org.tamsel.sourcemanager.sdk.motion-manager";
 constexpr const char* samplesLabel = "org.tamsel.sourcemanager.MotionHelper.motionManagerQueue";
 
-/// The shortest interval that anyone asks for; absent when nobody does.
+/// The shortest interval that any worker needs; absent without workers.
 template <typename Need>
 std::optional<double> shortestInterval(const std::vector<CoreMotionCapability>& capabilities)
 {
@@ -36,7 +36,7 @@ std::optional<double> shortestInterval(const std::vector<CoreMotionCapability>& 
 
 } // namespace
 
-/// The two motion services differ in these names, and in whose errors are reported.
+/// The two motion services differ in these names, and in the source of the reported errors.
 template <> struct MotionHelper::Service<CMGyroData> {
     static constexpr auto isAvailable = &CMMotionManager::isGyroAvailable;
     static constexpr auto isActive = &CMMotionManager::isGyroActive;
@@ -141,7 +141,7 @@ template <typename Sample> void MotionHelper::configureUpdates(double interval)
         }
         return;
     }
-    (manager.*Names::setUpdateInterval)(interval); // also for a stream that runs
+    (manager.*Names::setUpdateInterval)(interval); // also for a running stream
     if ((manager.*Names::isActive)())
         return;
     (manager.*Names::start)(motionManagerQueue_,
@@ -157,7 +157,7 @@ template <typename Sample>
 void MotionHelper::receive(const std::optional<Sample>& sample, const std::shared_ptr<const Error>& error)
 {
     if (!((*motionManager_).*Service<Sample>::isActive)())
-        return; // came after a stop
+        return; // arrived after a stop
     queue_->async(whileAlive(
         weak_from_this(), [sample, error](MotionHelper& self) { self.handOut(sample, error.get()); }));
 }

@@ -13,9 +13,9 @@ struct Platform;
 
 namespace tamsel {
 
-/// Owns the motion manager and the registered workers. It merges what the workers need into at most one running stream
-/// for each motion service, at the shortest interval that any of them asks for, and hands every sample to every worker.
-/// Streams start with the first worker that needs them and stop with the last. Thread-safe.
+/// Owns the motion manager and the registered workers. It runs at most one stream for each motion service, at the
+/// shortest interval that any worker needs, and passes every sample to every worker. Streams start with the first
+/// worker that needs them and stop with the last. Thread-safe.
 class MotionHelper final : public std::enable_shared_from_this<MotionHelper> {
     struct Private { };
 
@@ -27,13 +27,14 @@ public:
     MotionHelper(
         Private, std::shared_ptr<platform::DispatchQueue> responseQueue, platform::Platform& platform);
 
-    /// The worker joins a moment later, on the helper's queue; its identifier is good for `unregisterWorker` at once.
+    /// The worker is added a moment later, on the helper's queue; its identifier is valid for `unregisterWorker` at
+    /// once.
     [[nodiscard]] platform::UUID registerWorker(
         const MotionWorkerKind& kind, MotionHelperWorker::UpdateCallback callback);
-    /// Does nothing when no worker has this identifier. Outcomes that are under way still arrive.
+    /// Does nothing when no worker has this identifier. Posted outcomes still arrive.
     void unregisterWorker(const platform::UUID& id);
 
-    /// To ask what the device has.
+    /// For queries of the device's sensors.
     [[nodiscard]] const platform::CMMotionManager& motionManager() const { return *motionManager_; }
 
 private:

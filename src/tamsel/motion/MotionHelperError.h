@@ -8,14 +8,14 @@
 
 namespace tamsel {
 
-/// Why motion verdicts cannot be given.
+/// The reason why there are no motion verdicts.
 class MotionHelperError {
 public:
     /// The motion service that a worker needs does not exist on this device.
     struct ServiceNotAvailable {
         bool operator==(const ServiceNotAvailable&) const = default;
     };
-    /// What came with a missing sample: an error of the motion service, or the news that there is no service.
+    /// The cause of a missing sample: an error of the motion service, or the absence of the service.
     using Underlying = std::variant<platform::Error, ServiceNotAvailable>;
 
     /// A sample could not be obtained.
@@ -31,14 +31,14 @@ public:
     [[nodiscard]] bool isFrameworkError() const { return std::holds_alternative<FrameworkError>(value_); }
     [[nodiscard]] bool isServiceNotAvailable() const { return !isFrameworkError(); }
 
-    /// Absent when no error came with the missing sample, or for `serviceNotAvailable`.
+    /// Absent when the missing sample had no error, or for `serviceNotAvailable`.
     [[nodiscard]] std::optional<Underlying> underlyingError() const
     {
         const auto* framework = std::get_if<FrameworkError>(&value_);
         return framework ? framework->error : std::nullopt;
     }
 
-    /// As what came with a missing sample: the news that there is no service, or what a `frameworkError` carries.
+    /// As the cause of a missing sample: the absence of the service, or the payload of a `frameworkError`.
     operator Underlying() const // NOLINT: an error may be the cause of another
     {
         return underlyingError().value_or(Underlying(ServiceNotAvailable{}));

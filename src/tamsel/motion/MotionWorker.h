@@ -10,7 +10,7 @@ class Dispatch;
 
 namespace tamsel {
 
-/// What the workers of this library have in common: who they are, and how their outcomes go out.
+/// The common part of the library's workers: identity, and delivery of outcomes.
 class MotionWorker : public MotionHelperWorker {
 public:
     [[nodiscard]] const platform::UUID& id() const final { return id_; }
@@ -22,7 +22,7 @@ public:
     }
     void setResponseQueue(std::shared_ptr<platform::DispatchQueue> queue) final;
 
-    /// Nothing; a worker overrides what it needs.
+    /// Does nothing; a worker overrides what it needs.
     void handleGyroData(const std::optional<platform::CMGyroData>& sample, const SampleError& error) override;
     /// The same.
     void handleDeviceMotion(
@@ -38,7 +38,7 @@ private:
     platform::Dispatch& dispatch_;
     const platform::UUID id_ = platform::UUID::random();
     std::shared_ptr<platform::DispatchQueue> responseQueue_;
-    std::shared_ptr<const UpdateCallback> updateCallback_; ///< shared with the items that will call it
+    std::shared_ptr<const UpdateCallback> updateCallback_; ///< shared with posted items
 };
 
 } // namespace tamsel

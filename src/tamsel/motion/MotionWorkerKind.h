@@ -4,7 +4,7 @@
 
 namespace tamsel {
 
-/// Which worker to make.
+/// The kind of worker to make.
 class MotionWorkerKind {
 public:
     /// Held still: the threshold in radians per second, the duration in seconds.

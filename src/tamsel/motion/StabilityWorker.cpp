@@ -50,7 +50,7 @@ void StabilityWorker::handleGyroData(const std::optional<CMGyroData>& sample, co
     }
     gyroDataStack_.push_back({now(), *sample});
     const double limit = now() - duration_;
-    // All are looked at: wall-clock time may have been set back. The negation also drops what cannot be compared.
+    // // All are checked: the wall clock may have been set back. The negation also drops NaN.
     std::erase_if(gyroDataStack_, [limit](const Entry& entry) { return !(entry.timestamp > limit); });
     evaluateStability();
 }
@@ -66,7 +66,7 @@ bool StabilityWorker::isWindowStable() const
 {
     const CMRotationRate& reference = gyroDataStack_.front().data.rotationRate;
     return std::ranges::all_of(gyroDataStack_, [&](const Entry& entry) {
-        return distance(entry.data.rotationRate, reference) <= threshold_; // false for what is not a number
+        return distance(entry.data.rotationRate, reference) <= threshold_; // false for NaN
     });
 }
 

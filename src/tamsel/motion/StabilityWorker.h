@@ -12,11 +12,11 @@ struct Platform;
 namespace tamsel {
 
 /// Decides whether the device is held still: every rotation rate of the last `duration` seconds lies within `threshold`
-/// of the oldest one, and has done so for a further `duration` seconds. Tells each change once. The comparison is with
-/// the oldest sample, not with rest, so a device that turns steadily counts as held still.
+/// of the oldest one, and has done so for a further `duration` seconds. Reports each change once. The comparison is
+/// with the oldest sample, not with rest, so a device that rotates steadily counts as held still.
 class StabilityWorker final : public MotionWorker {
 public:
-    /// A sample, and when it came.
+    /// A sample, and its time of arrival.
     struct Entry {
         double timestamp; ///< seconds since 1970
         platform::CMGyroData data;
@@ -31,11 +31,11 @@ public:
 
     [[nodiscard]] double threshold() const { return threshold_; }
     [[nodiscard]] double duration() const { return duration_; }
-    /// Seconds since 1970 of the first stable evaluation of the stable period that runs; 0 when none runs.
+    /// Seconds since 1970 of the first stable evaluation of the current stable period; 0 when there is none.
     [[nodiscard]] double latestStableTimestamp() const { return latestStableTimestamp_; }
     /// The last verdict that was reported; absent before the first verdict.
     [[nodiscard]] std::optional<bool> latestStatus() const { return latestStatus_; }
-    /// The samples that the next evaluation looks at, oldest first.
+    /// The samples for the next evaluation, oldest first.
     [[nodiscard]] const std::vector<Entry>& gyroDataStack() const { return gyroDataStack_; }
 
 private:

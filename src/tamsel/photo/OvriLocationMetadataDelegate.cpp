@@ -29,8 +29,7 @@ struct Stamps {
     std::string time; ///< HH:mm:ss
 };
 
-/// UTC. Fractions of a second are cut off. A moment that four digits cannot name counts as the nearest that they can, one
-/// that is no number as 1970.
+/// UTC, truncated to seconds. A time outside of four-digit years counts as the nearest valid one, NaN as 1970.
 Stamps stampsOf(double secondsSince1970)
 {
     using namespace std::chrono;

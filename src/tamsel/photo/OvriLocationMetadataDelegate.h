@@ -13,10 +13,10 @@ struct Platform;
 
 namespace tamsel {
 
-/// Says what a photo's file states about where, with what and by which camera it was taken. Callable on any thread.
+/// Adds the location, the software and the camera to the metadata of a photo. Callable on any thread.
 class OvriLocationMetadataDelegate final : public platform::AVCapturePhotoFileDataRepresentationCustomizer {
 public:
-    /// Where a picture came from, as it is written behind the device's model.
+    /// The origin of a picture, as it is appended to the device's model.
     class CameraModel {
     public:
         enum Case : std::uint8_t { facingFront, facingBack, album };
@@ -39,8 +39,8 @@ public:
     {
     }
 
-    /// The photo's own metadata with the GPS dictionary of the last known location, if there is one, in place of its own,
-    /// and with the TIFF entries of `addingTIFFMetadata`.
+    /// The photo's own metadata, with the TIFF entries of `addingTIFFMetadata`; if there is a last known location, its
+    /// GPS dictionary replaces the photo's.
     [[nodiscard]] platform::PropertyDictionary replacementMetadataForPhoto(
         const platform::AVCapturePhoto& photo) override;
 
@@ -48,8 +48,9 @@ public:
     /// signs are in the references; the stamps are the fix's own time, UTC. Absent without a location.
     [[nodiscard]] std::optional<platform::PropertyDictionary> gpsMetadata() const;
 
-    /// The dictionary with its TIFF Software and Model rewritten: Software is prefixed, Model is followed by the camera
-    /// model; the device replaces a value that is missing or no text. A second call adds everything again.
+    /// The dictionary with its TIFF Software and Model rewritten: Software gets a prefix, Model gets the camera model
+    /// as a suffix; the device's values replace a value that is missing or not a text. A second call adds everything
+    /// again.
     [[nodiscard]] static platform::PropertyDictionary addingTIFFMetadata(
         platform::PropertyDictionary dictionary, CameraModel cameraModel, platform::Platform& platform);
 

@@ -12,12 +12,12 @@ struct Platform;
 
 namespace tamsel {
 
-/// The still image, turned upright as its own data says, whatever the update's orientation is; absent when the data is no
-/// image. Decodes nothing yet. Callable on any thread.
+/// The still image, rotated upright by its own metadata, whatever the update's orientation is; absent when the data is
+/// not an image. Decodes nothing yet. Callable on any thread.
 [[nodiscard]] std::optional<platform::OvriImage> makeImage(
     const CaptureSampleUpdate& captureSampleUpdate, platform::Platform& platform);
 
-/// The frame, moved by its `preferredTransform` and by nothing else; it shares the frame's pixels. Callable on any thread.
+/// The frame, transformed by its `preferredTransform` only; it shares the frame's pixels. Callable on any thread.
 [[nodiscard]] platform::OvriImage makeImage(const OvriCaptureFrameUpdate& captureFrameUpdate);
 
 } // namespace tamsel

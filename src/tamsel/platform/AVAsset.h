@@ -14,21 +14,21 @@
 
 namespace tamsel::platform {
 
-/// One track of a recording.
+/// One track of an asset.
 class AVAssetTrack {
 public:
     virtual ~AVAssetTrack() = default;
 
-    /// How stored pixels must be moved to be shown, in pixels, with y growing downwards.
+    /// The transform that shows stored pixels upright, in pixels, with y growing downwards.
     [[nodiscard]] virtual CGAffineTransform preferredTransform() const = 0;
 };
 
-/// A recording. Thread-safe.
+/// A recorded video. Thread-safe.
 class AVAsset {
 public:
     virtual ~AVAsset() = default;
 
-    /// The tracks of a kind in the order of the file; none when the file cannot be read. May wait for the file.
+    /// The tracks of a kind in the order of the file; empty when the file cannot be read. May wait for the file.
     [[nodiscard]] virtual std::vector<std::shared_ptr<AVAssetTrack>> tracks(AVMediaType /*mediaType*/) const
     {
         return {};
@@ -38,7 +38,7 @@ public:
     [[nodiscard]] virtual bool isEqual(const AVAsset& other) const { return this == &other; }
 };
 
-/// How far a reading has come.
+/// The progress of a reading.
 enum class AVAssetReaderStatus : std::uint8_t {
     unknown = 0,
     reading = 1,
@@ -47,7 +47,7 @@ enum class AVAssetReaderStatus : std::uint8_t {
     cancelled = 4,
 };
 
-/// What a reader's samples are decoded to.
+/// The format of a reader's samples.
 struct TrackOutputSettings {
     std::uint32_t pixelFormat = kCVPixelFormatType_32BGRA; ///< kCVPixelBufferPixelFormatTypeKey
 };
@@ -57,7 +57,7 @@ class AVAssetReaderTrackOutput {
 public:
     virtual ~AVAssetReaderTrackOutput() = default;
 
-    /// Reads and decodes the next sample, on the calling thread; absent when there is none: the reader's status says why.
+    /// Reads and decodes the next sample on the calling thread; absent when there is none: see the reader's status.
     [[nodiscard]] virtual std::shared_ptr<CMSampleBuffer> copyNextSampleBuffer() = 0;
 };
 
@@ -78,8 +78,8 @@ class AVAssetImageGenerator {
 public:
     virtual ~AVAssetImageGenerator() = default;
 
-    /// The image that is shown at a time, as it is stored: the track's preferred transform is not applied. Decodes on the
-    /// calling thread.
+    /// The image at a time, as it is stored: the track's preferred transform is not applied. Decodes on the calling
+    /// thread.
     [[nodiscard]] virtual std::expected<std::shared_ptr<CGImage>, Error> copyCGImage(CMTime time) = 0;
 };
 

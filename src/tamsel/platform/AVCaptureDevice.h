@@ -12,7 +12,7 @@
 
 namespace tamsel::platform {
 
-/// What the user has said about the use of a camera or a microphone.
+/// The user's permission to use a camera or a microphone.
 enum class AVAuthorizationStatus : std::uint8_t {
     notDetermined = 0,
     restricted = 1,
@@ -20,10 +20,10 @@ enum class AVAuthorizationStatus : std::uint8_t {
     authorized = 3
 };
 
-/// Where a camera stands on the device.
+/// The position of a camera on the device.
 enum class AVCaptureDevicePosition : std::uint8_t { unspecified = 0, back = 1, front = 2 };
 
-/// The kinds of device.
+/// The types of device.
 enum class AVCaptureDeviceType : std::uint8_t {
     builtInWideAngleCamera,
     builtInDualWideCamera,
@@ -36,9 +36,9 @@ enum class AVCaptureFlashMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
 /// When the torch is on.
 enum class AVCaptureTorchMode : std::uint8_t { off = 0, on = 1, automatic = 2 };
 
-/// What a device delivers at the moment.
+/// The current format of a device.
 struct AVCaptureDeviceFormat {
-    /// Pixels, with pixel aspect ratio and clean aperture applied; absent when the device cannot tell.
+    /// Pixels, with pixel aspect ratio and clean aperture applied; absent when the device does not know it.
     std::optional<CGSize> presentationDimensions;
     /// Horizontal, in degrees.
     float videoFieldOfView = 0;
@@ -51,7 +51,7 @@ class AVCaptureDevice {
 public:
     virtual ~AVCaptureDevice() = default;
 
-    /// Tells it from every other device, and stays the same.
+    /// Unique and constant.
     [[nodiscard]] virtual std::string uniqueID() const = 0;
     [[nodiscard]] virtual std::string localizedName() const = 0;
     [[nodiscard]] virtual AVMediaType mediaType() const = 0;
@@ -62,21 +62,21 @@ public:
     /// Millimetres; -1 when unknown.
     [[nodiscard]] virtual int minimumFocusDistance() const = 0;
 
-    /// Fails when somebody else has it locked or the device is gone; balanced by `unlockForConfiguration`.
+    /// Fails when another client has it locked or the device is gone; balanced by `unlockForConfiguration`.
     [[nodiscard]] virtual std::expected<void, Error> lockForConfiguration() = 0;
-    /// Ends what `lockForConfiguration` began.
+    /// Balances `lockForConfiguration`.
     virtual void unlockForConfiguration() = 0;
 
-    /// What `setVideoZoomFactor` accepts; the device must be locked for the latter.
+    /// The range of `setVideoZoomFactor`, which needs the lock.
     [[nodiscard]] virtual double minAvailableVideoZoomFactor() const = 0;
     [[nodiscard]] virtual double maxAvailableVideoZoomFactor() const = 0;
     [[nodiscard]] virtual double videoZoomFactor() const = 0;
     virtual void setVideoZoomFactor(double factor) = 0;
 
-    /// A flash that could fire now.
+    /// Whether the flash could fire now.
     [[nodiscard]] virtual bool isFlashAvailable() const = 0;
     [[nodiscard]] virtual bool hasTorch() const = 0;
-    /// The device must be locked. It stays so until it is set anew.
+    /// The device must be locked. The mode stays until it is set again.
     virtual void setTorchMode(AVCaptureTorchMode mode) = 0;
 };
 

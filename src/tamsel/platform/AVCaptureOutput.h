@@ -19,7 +19,7 @@ class AVCaptureOutput {
 public:
     virtual ~AVCaptureOutput() = default;
 
-    /// Absent while the output is in no session that has an input of this media type.
+    /// Absent while the output is not in a session that has an input of this media type.
     [[nodiscard]] virtual std::shared_ptr<AVCaptureConnection> connection(AVMediaType mediaType) const = 0;
 };
 
@@ -34,10 +34,10 @@ public:
     virtual void captureOutputDidDropSampleBuffer(CMSampleBuffer& sampleBuffer) = 0;
 };
 
-/// Delivers live frames, at most one of them waiting for the delegate.
+/// Delivers live frames; at most one of them waits for the delegate.
 class AVCaptureVideoDataOutput : public AVCaptureOutput {
 public:
-    /// Whether a frame that comes while another waits is dropped.
+    /// Whether a frame is dropped that arrives while another waits.
     virtual void setAlwaysDiscardsLateVideoFrames(bool discards) = 0;
     /// The setting kCVPixelBufferPixelFormatTypeKey, a four-character code.
     virtual void setVideoSettings(std::uint32_t pixelFormat) = 0;
@@ -47,25 +47,25 @@ public:
         = 0;
 };
 
-/// Is told about finished recordings.
+/// Receives the ends of recordings.
 class AVCaptureFileOutputRecordingDelegate {
 public:
     virtual ~AVCaptureFileOutputRecordingDelegate() = default;
 
-    /// Once for each recording, on a queue of the platform's choice. With an error the file holds what was recorded until
-    /// then, or is not there.
+    /// Once for each recording, on a queue of the platform's choice. With an error the file contains what was recorded
+    /// until then, or does not exist.
     virtual void captureOutputDidFinishRecording(
         const std::filesystem::path& url, const std::optional<Error>& error)
         = 0;
 };
 
-/// Writes movie files, one recording at a time: whatever ends a recording, it leaves a file that plays, if it had a frame.
+/// Writes movie files, one recording at a time. However a recording ends, its file plays, if it had a frame.
 class AVCaptureMovieFileOutput : public AVCaptureOutput {
 public:
-    /// An invalid time: no movie fragments are written.
+    /// An invalid time disables movie fragments.
     virtual void setMovieFragmentInterval(CMTime interval) = 0;
-    /// Begins with the next frame. A file that is there already is left alone, and the recording ends at once with an error.
-    /// While a recording is under way the call does nothing. The delegate is held weakly. Returns at once.
+    /// Begins with the next frame. An existing file is not touched, and the recording ends at once with an error.
+    /// During a recording the call does nothing. The delegate is held weakly. Returns at once.
     virtual void startRecording(
         std::filesystem::path url, std::weak_ptr<AVCaptureFileOutputRecordingDelegate> delegate)
         = 0;
@@ -78,18 +78,18 @@ class AVCaptureMetadataOutputObjectsDelegate {
 public:
     virtual ~AVCaptureMetadataOutputObjectsDelegate() = default;
 
-    /// What was found in one frame; empty once after the last find, to say that nothing is there any more.
+    /// The objects that were detected in one frame; empty once after the last detection.
     virtual void captureOutputDidOutputMetadataObjects(const AVMetadataObjects& objects) = 0;
 };
 
 /// Detects codes and faces.
 class AVCaptureMetadataOutput : public AVCaptureOutput {
 public:
-    /// Known only once the output has been added to a session with a camera.
+    /// Known only after the output has been added to a session with a camera.
     [[nodiscard]] virtual std::vector<AVMetadataObjectType> availableMetadataObjectTypes() const = 0;
-    /// What to look for, from the next start of the session on.
+    /// The types to detect, from the next start of the session on.
     virtual void setMetadataObjectTypes(std::vector<AVMetadataObjectType> types) = 0;
-    /// Who is told, and on which queue. Held weakly.
+    /// The delegate, held weakly, and its queue.
     virtual void setMetadataObjectsDelegate(
         std::weak_ptr<AVCaptureMetadataOutputObjectsDelegate> delegate, std::shared_ptr<DispatchQueue> queue)
         = 0;

@@ -14,13 +14,13 @@ namespace tamsel::platform {
 
 /// The format of a still.
 enum class AVVideoCodecType : std::uint8_t { jpeg };
-/// What matters most about a still.
+/// The priority between the speed and the quality of a still.
 enum class AVCapturePhotoQualityPrioritization : std::uint8_t { speed = 1, balanced = 2, quality = 3 };
 
-/// What one still is to be like. A value: changing a copy does not reach a capture that has been started.
+/// The settings of one still. A value: changes of a copy do not affect a capture that has been started.
 class AVCapturePhotoSettings {
 public:
-    /// With a number that no other settings of this process have.
+    /// With a number that is unique in this process.
     [[nodiscard]] static AVCapturePhotoSettings photoSettingsWithFormat(AVVideoCodecType codec);
 
     [[nodiscard]] std::int64_t uniqueID() const { return uniqueID_; }
@@ -41,19 +41,19 @@ private:
     AVVideoCodecType codec_;
 };
 
-/// Which capture a call belongs to.
+/// The settings of the capture that a call belongs to.
 struct AVCaptureResolvedPhotoSettings {
     std::int64_t uniqueID = 0;
 };
 
 class AVCapturePhoto;
 
-/// Changes what is written into a photo's file beside the picture.
+/// Replaces metadata in a photo's file.
 class AVCapturePhotoFileDataRepresentationCustomizer {
 public:
     virtual ~AVCapturePhotoFileDataRepresentationCustomizer() = default;
 
-    /// The properties that the file is to state, in place of those of the photo. On the thread that makes the file.
+    /// The properties of the file, in place of the photo's. Called on the thread that makes the file.
     [[nodiscard]] virtual PropertyDictionary replacementMetadataForPhoto(const AVCapturePhoto& photo) = 0;
 };
 
@@ -62,9 +62,9 @@ class AVCapturePhoto {
 public:
     virtual ~AVCapturePhoto() = default;
 
-    /// What is known about it, in the layout of image properties.
+    /// Its metadata, in the layout of image properties.
     [[nodiscard]] virtual const PropertyDictionary& metadata() const = 0;
-    /// The bytes of its file, made on the calling thread; absent when it cannot be encoded.
+    /// The bytes of its file, made on the calling thread; absent when encoding fails.
     [[nodiscard]] virtual std::optional<std::vector<std::byte>> fileDataRepresentation() const = 0;
     /// The same with the customizer's metadata.
     [[nodiscard]] virtual std::optional<std::vector<std::byte>> fileDataRepresentation(
@@ -73,18 +73,18 @@ public:
 };
 
 /// Follows one capture. Calls come one at a time, on a queue of the platform's choice, in this order; the last one
-/// comes in any case.
+/// always comes.
 class AVCapturePhotoCaptureDelegate {
 public:
     virtual ~AVCapturePhotoCaptureDelegate() = default;
 
     /// The capture is about to begin.
     virtual void captureOutputWillBeginCapture(const AVCaptureResolvedPhotoSettings& settings) = 0;
-    /// The shutter is about to open: the moment to silence its sound.
+    /// The shutter is about to open: the last moment to silence its sound.
     virtual void captureOutputWillCapturePhoto(const AVCaptureResolvedPhotoSettings& settings) = 0;
     /// The shutter has closed.
     virtual void captureOutputDidCapturePhoto(const AVCaptureResolvedPhotoSettings& settings) = 0;
-    /// Left out when no picture was taken.
+    /// Omitted when no picture was taken.
     virtual void captureOutputDidFinishProcessingPhoto(
         const AVCapturePhoto& photo, const std::optional<Error>& error)
         = 0;
@@ -100,7 +100,7 @@ public:
     virtual void setHighResolutionCaptureEnabled(bool enabled) = 0;
     /// Of the session's camera.
     [[nodiscard]] virtual std::vector<AVCaptureFlashMode> supportedFlashModes() const = 0;
-    /// Takes one still. The delegate is held weakly; once it is gone nothing comes.
+    /// Takes one still. The delegate is held weakly; there are no calls after it is destroyed.
     virtual void capturePhoto(
         const AVCapturePhotoSettings& settings, std::weak_ptr<AVCapturePhotoCaptureDelegate> delegate)
         = 0;

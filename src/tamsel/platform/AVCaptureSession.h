@@ -11,7 +11,7 @@
 
 namespace tamsel::platform {
 
-/// What the frames of a session are to be good for: stills, or films.
+/// The purpose of a session's frames: stills, or movies.
 enum class AVCaptureSessionPreset : std::uint8_t { photo, high };
 
 /// A source of a session.
@@ -20,7 +20,7 @@ public:
     virtual ~AVCaptureInput() = default;
 };
 
-/// The input that a device gives.
+/// The input of a device.
 class AVCaptureDeviceInput final : public AVCaptureInput {
 public:
     explicit AVCaptureDeviceInput(std::shared_ptr<AVCaptureDevice> device) : device_(std::move(device)) { }
@@ -31,39 +31,38 @@ private:
     std::shared_ptr<AVCaptureDevice> device_;
 };
 
-/// Joins inputs to outputs. Changes between `beginConfiguration` and `commitConfiguration` take effect together, and
-/// a start asked for inside takes effect at the commit. The session that adds a device last takes it over from any
-/// other session of the process. Thread-safe; calls may take as long as the device needs, and callers choose
-/// their queue accordingly.
+/// Connects inputs to outputs. Changes between `beginConfiguration` and `commitConfiguration` take effect together, and
+/// so does a start. The session that adds a device last takes it over from any other session of the process.
+/// Thread-safe; calls may take as long as the device needs, so choose their queue accordingly.
 class AVCaptureSession {
 public:
     virtual ~AVCaptureSession() = default;
 
     /// Opens a block of changes. Blocks may be nested.
     virtual void beginConfiguration() = 0;
-    /// Closes it; the outermost one puts the changes into effect.
+    /// Closes it; the outermost one applies the changes.
     virtual void commitConfiguration() = 0;
     virtual void setSessionPreset(AVCaptureSessionPreset preset) = 0;
 
-    /// False when the session would not take it, for example because it has a camera.
+    /// False when the session refuses it, for example because it has a camera.
     [[nodiscard]] virtual bool canAddInput(const std::shared_ptr<AVCaptureInput>& input) = 0;
     virtual void addInput(std::shared_ptr<AVCaptureInput> input) = 0;
     virtual void removeInput(const std::shared_ptr<AVCaptureInput>& input) = 0;
     [[nodiscard]] virtual std::vector<std::shared_ptr<AVCaptureInput>> inputs() const = 0;
 
-    /// False when the session would not take it, for example because it has one of this kind.
+    /// False when the session refuses it, for example because it has one of this kind.
     [[nodiscard]] virtual bool canAddOutput(const std::shared_ptr<AVCaptureOutput>& output) = 0;
     virtual void addOutput(std::shared_ptr<AVCaptureOutput> output) = 0;
     virtual void removeOutput(const std::shared_ptr<AVCaptureOutput>& output) = 0;
     [[nodiscard]] virtual std::vector<std::shared_ptr<AVCaptureOutput>> outputs() const = 0;
 
-    /// Asked for while the application is in the background, it takes effect on its return.
+    /// In the background the start is delayed until the application returns.
     virtual void startRunning() = 0;
-    /// Frames that have not reached their delegate yet are held back.
+    /// Frames that have not reached their delegate yet are gated.
     virtual void stopRunning() = 0;
     [[nodiscard]] virtual bool isRunning() const = 0;
 
-    /// What became of this session's frames.
+    /// The frame counts of this session.
     [[nodiscard]] virtual std::shared_ptr<const FrameLedger> frameLedger() const = 0;
 };
 

@@ -7,12 +7,12 @@
 
 namespace tamsel::platform {
 
-/// Shows what a session sees, which it holds weakly. The layer's connection is there while the session has a camera.
+/// Shows the picture of a session, which it holds weakly. The layer's connection exists while the session has a camera.
 class AVCaptureVideoPreviewLayer : public CALayer {
 public:
     [[nodiscard]] virtual AVLayerVideoGravity videoGravity() const = 0;
     virtual void setVideoGravity(AVLayerVideoGravity gravity) = 0;
-    /// Absent while the session has no camera, or is gone.
+    /// Absent while the session has no camera, or is destroyed.
     [[nodiscard]] virtual std::shared_ptr<AVCaptureConnection> connection() const = 0;
 };
 

@@ -4,7 +4,7 @@
 
 namespace tamsel::platform {
 
-/// What a device or a track gives.
+/// The medium of a device or a track.
 enum class AVMediaType : std::uint8_t { video, audio };
 
 } // namespace tamsel::platform

@@ -14,7 +14,7 @@ namespace tamsel::platform {
 /// The identifier of a kind of metadata, for example "org.iso.QRCode".
 using AVMetadataObjectType = std::string;
 
-/// Something that was detected in a frame.
+/// An object that was detected in a frame.
 class AVMetadataObject {
 public:
     explicit AVMetadataObject(AVMetadataObjectType type) : type_(std::move(type)) { }
@@ -37,7 +37,7 @@ public:
     }
 
     [[nodiscard]] CGRect bounds() const { return bounds_; }
-    /// The same for the same face, from frame to frame.
+    /// Constant for the same face, from frame to frame.
     [[nodiscard]] std::int64_t faceID() const { return faceID_; }
 
 private:
@@ -64,7 +64,7 @@ private:
     std::optional<std::string> stringValue_;
 };
 
-/// A batch: what was found in one frame.
+/// The objects that were detected in one frame.
 using AVMetadataObjects = std::vector<std::shared_ptr<const AVMetadataObject>>;
 
 } // namespace tamsel::platform

@@ -4,15 +4,15 @@
 
 namespace tamsel::platform {
 
-/// The number of a sound; the shutter has 1108.
+/// The number of a sound; 1108 is the shutter.
 using SystemSoundID = std::uint32_t;
 
-/// Sounds that the platform makes by itself. Thread-safe.
+/// The platform's own sounds. Thread-safe.
 class AudioServices {
 public:
     virtual ~AudioServices() = default;
 
-    /// The sound does not play, or plays no longer; the next occasion is not affected.
+    /// Suppresses the sound, or stops it; the next occasion is not affected.
     virtual void disposeSystemSoundID(SystemSoundID id) = 0;
 };
 

@@ -48,7 +48,7 @@ void CALayer::addSublayer(std::shared_ptr<CALayer> layer)
 
 void CALayer::removeSublayer(const std::shared_ptr<CALayer>& layer)
 {
-    std::shared_ptr<CALayer> removed; // released after the lock: its destructor may be the client's
+    std::shared_ptr<CALayer> removed; // released after the lock: its destructor may run client code
     const MutexLock lock(guard_);
     if (const auto found = std::ranges::find(sublayers_, layer); found != sublayers_.end()) {
         removed = std::move(*found);

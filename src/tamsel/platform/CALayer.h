@@ -29,7 +29,7 @@ public:
 
     /// Back to front.
     [[nodiscard]] std::vector<std::shared_ptr<CALayer>> sublayers() const;
-    /// Adds in front of all others.
+    /// Adds it in front of all others.
     void addSublayer(std::shared_ptr<CALayer> layer);
     void removeSublayer(const std::shared_ptr<CALayer>& layer);
 
@@ -40,7 +40,7 @@ private:
     std::vector<std::shared_ptr<CALayer>> sublayers_ TAMSEL_GUARDED_BY(guard_);
 };
 
-/// What a client shows the preview in. It owns its layer.
+/// A view in which a client shows the preview. It owns its layer.
 class UIView {
 public:
     explicit UIView(CGSize size = {}) { layer_->setFrame({.origin = {}, .size = size}); }

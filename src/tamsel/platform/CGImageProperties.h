@@ -32,7 +32,7 @@ public:
     [[nodiscard]] const PropertyValue* find(std::string_view key) const;
     [[nodiscard]] const std::string* findText(std::string_view key) const;
     [[nodiscard]] const PropertyDictionary* findDictionary(std::string_view key) const;
-    /// Replaces the value where it stands, or adds the key at the end.
+    /// Replaces the value in place, or adds the key at the end.
     void set(std::string_view key, PropertyValue value);
     /// False when there is no such key.
     bool remove(std::string_view key);
@@ -49,7 +49,7 @@ private:
     std::vector<Entry> entries_;
 };
 
-/// A value of any kind. Kinds do not convert into each other: an integer is no real.
+/// A value of any kind. Kinds do not convert into each other: an integer is not a real.
 class PropertyValue {
 public:
     using List = std::vector<PropertyValue>;
@@ -96,7 +96,7 @@ private:
     Variant value_;
 };
 
-/// The dictionary on one line, for people: `{"{TIFF}": {"Model": "Phone"}}`; bytes as their count.
+/// The dictionary on one line, for people: `{"{TIFF}": {"Model": "Phone"}}`; bytes are shown as their count.
 [[nodiscard]] std::string describe(const PropertyDictionary& dictionary);
 
 // The layout of image properties: facts about the picture and the orientation at the top, and a dictionary for each

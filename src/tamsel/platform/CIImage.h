@@ -11,26 +11,26 @@
 
 namespace tamsel::platform {
 
-/// A recipe for a picture: where its pixels come from and how they are moved. No pixel is touched before somebody renders
-/// it. Its coordinate space is in pixels, with the origin at the lower left.
+/// A recipe for a picture: a source of pixels and a transform. Nothing is decoded or drawn before it is rendered. Its
+/// coordinate space is in pixels, with the origin at the lower left.
 class CIImage {
 public:
     using Source = std::variant<std::shared_ptr<CGImage>, std::shared_ptr<const EncodedImage>>;
 
-    /// Absent when the data is no picture.
+    /// Absent when the data is not a picture.
     [[nodiscard]] static std::optional<CIImage> initWithData(
         ImageData data, const CIImageOptions& options, ImageServices& images);
     /// The image of these pixels, which it shares.
     [[nodiscard]] static CIImage initWithCVImageBuffer(std::shared_ptr<CVBuffer> imageBuffer);
 
-    /// Moves this image: what has been applied before stays.
+    /// Adds a transform after those that were applied before.
     [[nodiscard]] CIImage imageByApplyingTransform(const CGAffineTransform& transform) const;
 
     [[nodiscard]] const Source& source() const { return source_; }
     /// Of the source, in pixels.
     [[nodiscard]] CGSize sourceSize() const;
     [[nodiscard]] const CGAffineTransform& transform() const { return transform_; }
-    /// The smallest rectangle around the moved picture; it may begin at a negative coordinate.
+    /// The smallest rectangle around the transformed picture; it may begin at a negative coordinate.
     [[nodiscard]] CGRect extent() const;
 
 private:

@@ -16,21 +16,21 @@ struct CLLocation {
     bool operator==(const CLLocation&) const = default;
 };
 
-/// Where the device points to.
+/// The direction in which the device points.
 struct CLHeading {
     double trueHeading = 0; ///< degrees clockwise from geographic north
 
     bool operator==(const CLHeading&) const = default;
 };
 
-/// What is known about the place of the device, without asking for anything new. Thread-safe.
+/// The known location of the device; queries start nothing. Thread-safe.
 class CLLocationManager {
 public:
     virtual ~CLLocationManager() = default;
 
     /// The last known fix; absent when there is none.
     [[nodiscard]] virtual std::optional<CLLocation> location() const = 0;
-    /// Absent when it is not known.
+    /// Absent when it is unknown.
     [[nodiscard]] virtual std::optional<CLHeading> heading() const = 0;
 };
 

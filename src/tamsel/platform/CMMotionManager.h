@@ -9,7 +9,7 @@
 
 namespace tamsel::platform {
 
-/// How fast the device turns about its own axes: x to the right of the screen, y to its top, z out of it; right-handed,
+/// The rotation rates about the device's axes: x to the right of the screen, y to its top, z out of it; right-handed,
 /// radians per second.
 struct CMRotationRate {
     double x = 0;
@@ -19,7 +19,7 @@ struct CMRotationRate {
     bool operator==(const CMRotationRate&) const = default;
 };
 
-/// How the device is held, against a frame whose z axis points up.
+/// The attitude of the device relative to a frame whose z axis points up.
 struct CMAttitude {
     double pitch = 0; ///< radians, -π/2 to π/2; positive when the top of the device is lifted
     double roll = 0; ///< radians, -π to π, about the axis to the top of the screen
@@ -36,7 +36,7 @@ struct CMGyroData {
     bool operator==(const CMGyroData&) const = default;
 };
 
-/// One sample of the service that joins the sensors to an attitude.
+/// One sample of the service that fuses the sensors into an attitude.
 struct CMDeviceMotion {
     CMAttitude attitude = {};
     CMRotationRate rotationRate = {};
@@ -45,23 +45,23 @@ struct CMDeviceMotion {
     bool operator==(const CMDeviceMotion&) const = default;
 };
 
-/// Receives a sample, an error in place of one, or both; also neither when a sample is missing without a reason.
+/// Receives a sample, an error in place of one, or both; neither when a sample is missing without a reason.
 template <typename Sample>
 using CMHandler = std::function<void(const std::optional<Sample>&, const std::shared_ptr<const Error>&)>;
-/// Receives what the gyroscope says.
+/// Receives the samples of the gyroscope.
 using CMGyroHandler = CMHandler<CMGyroData>;
-/// Receives what the service that joins the sensors says.
+/// Receives the samples of device motion.
 using CMDeviceMotionHandler = CMHandler<CMDeviceMotion>;
 
-/// Two streams of motion samples, each with a pace of its own. A stream calls its handler in items of the queue that it
-/// was started with, the first time one interval after the start. An item that waits there when the stream is stopped
-/// still calls the handler. Starting an active stream, or stopping one that is not, does nothing. A manager that goes
-/// away ends its streams. Thread-safe.
+/// Two streams of motion samples, each at its own rate. A stream calls its handler in items of the queue that it was
+/// started with, the first time one interval after the start. An item that is queued when the stream is stopped still
+/// calls the handler. Starting an active stream, or stopping an inactive one, does nothing. The destructor stops both
+/// streams. Thread-safe.
 class CMMotionManager {
 public:
     virtual ~CMMotionManager() = default;
 
-    /// Whether the device has the service. The answer may change when sensors come or go.
+    /// Whether the device has the service. The answer may change when sensors appear or disappear.
     [[nodiscard]] virtual bool isGyroAvailable() const = 0;
     [[nodiscard]] virtual bool isGyroActive() const = 0;
     /// Seconds, from now on, also for a running stream. The device's own limits apply.

@@ -9,8 +9,8 @@
 
 namespace tamsel::platform {
 
-/// One frame on its way: its image, what is attached to it, and its entry in the session's ledger.
-/// It belongs to one queue at a time; what it refers to may be shared.
+/// One frame on its way: its image, its attachments, and its entry in the session's ledger. It belongs to one queue at
+/// a time; the objects that it refers to may be shared.
 class CMSampleBuffer {
 public:
     explicit CMSampleBuffer(std::shared_ptr<CVPixelBuffer> imageBuffer,
@@ -21,7 +21,7 @@ public:
     {
     }
 
-    /// Absent when the sample carries no image.
+    /// Absent when the sample has no image.
     [[nodiscard]] const std::shared_ptr<CVPixelBuffer>& imageBuffer() const { return imageBuffer_; }
 
     /// The attachment kCMSampleBufferAttachmentKey_CameraIntrinsicMatrix; absent when the input does not know it.
@@ -30,7 +30,7 @@ public:
         return cameraIntrinsicMatrix_;
     }
 
-    /// Says what became of the frame.
+    /// Settles the frame in the ledger.
     void settle(FrameLedger::Outcome outcome) { ticket_.settle(outcome); }
 
 private:

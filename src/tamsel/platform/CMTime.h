@@ -5,14 +5,14 @@
 
 namespace tamsel::platform {
 
-/// A time as a fraction: value / timescale seconds. A timescale of 0 means that the time is not known.
+/// A time as a fraction: value / timescale seconds. A timescale of 0 means that the time is unknown.
 struct CMTime {
     std::int64_t value = 0;
     std::int32_t timescale = 0;
 
     [[nodiscard]] bool isValid() const { return timescale != 0; }
 
-    /// Not-a-number when the time is not known.
+    /// NaN when the time is unknown.
     [[nodiscard]] double seconds() const
     {
         return isValid() ? static_cast<double>(value) / timescale : std::numeric_limits<double>::quiet_NaN();

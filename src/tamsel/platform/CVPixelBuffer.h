@@ -13,7 +13,7 @@ namespace tamsel::platform {
 /// Four-character code "BGRA": 32 bits a pixel, bytes in the order blue, green, red, alpha.
 inline constexpr std::uint32_t kCVPixelFormatType_32BGRA = 0x42475241;
 
-/// When a frame was captured and where it stands in its session; renewed each time a buffer is reused.
+/// The times and the sequence number of a frame; renewed each time a buffer is reused.
 struct FrameTiming {
     std::chrono::nanoseconds captureTime{}; ///< on the platform's monotonic clock
     CMTime mediaTime; ///< in the source's own time, growing across loops
@@ -22,9 +22,9 @@ struct FrameTiming {
     bool operator==(const FrameTiming&) const = default;
 };
 
-/// The pixels of one frame: `height` rows of `bytesPerRow` bytes, top row first, 4 bytes a pixel.
-/// Rows are padded to a multiple of 64 bytes. Passed by reference count and never copied on the way to the client;
-/// its producer fills it before it is delivered, so readers need no lock.
+/// The pixels of one frame: `height` rows of `bytesPerRow` bytes, top row first, 4 bytes a pixel. Rows are padded to a
+/// multiple of 64 bytes. Passed by reference count and never copied on the way to the client; its producer fills it
+/// before it is delivered, so readers need no lock.
 class CVPixelBuffer {
 public:
     /// A buffer of BGRA pixels; its content is undefined until it is filled.
@@ -47,7 +47,7 @@ public:
         return pixels_.get() + y * bytesPerRow_ + x * 4;
     }
 
-    /// Absent for pixels that no session has delivered.
+    /// Absent for pixels that did not come from a session.
     [[nodiscard]] const std::optional<FrameTiming>& timing() const { return timing_; }
     void setTiming(const std::optional<FrameTiming>& timing) { timing_ = timing; }
 
@@ -63,7 +63,7 @@ private:
     std::optional<FrameTiming> timing_;
 };
 
-/// The name by which frames are known to clients.
+/// The name of frames in client code.
 using CVBuffer = CVPixelBuffer;
 
 } // namespace tamsel::platform

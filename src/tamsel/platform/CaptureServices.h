@@ -8,7 +8,7 @@
 
 namespace tamsel::platform {
 
-/// Devices, permission to use them, and the parts that a capture session is built from. Thread-safe.
+/// Devices, permission to use them, and the parts of a capture session. Thread-safe.
 class CaptureServices {
 public:
     virtual ~CaptureServices() = default;

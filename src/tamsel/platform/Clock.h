@@ -12,7 +12,7 @@ public:
     /// Seconds since 1970-01-01 00:00 UTC.
     [[nodiscard]] virtual double timeIntervalSince1970() const = 0;
 
-    /// Time since a fixed but unnamed point; never runs backwards.
+    /// Time since a fixed but unspecified point; never decreases.
     [[nodiscard]] virtual std::chrono::nanoseconds monotonic() const = 0;
 };
 

@@ -4,7 +4,7 @@
 
 namespace tamsel::platform {
 
-/// Where diagnostic lines go: by default the standard output. Thread-safe; lines never mix.
+/// Receives diagnostic lines; by default they go to the standard output. Thread-safe; lines never mix.
 class DiagnosticLines {
 public:
     virtual ~DiagnosticLines() = default;

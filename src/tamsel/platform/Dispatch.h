@@ -10,10 +10,9 @@
 
 namespace tamsel::platform {
 
-/// A serial queue: its items run one at a time, first in first out, on whichever thread its back end chooses.
-/// The global queue is the one exception: its items may run at the same time as each other.
-/// An item never runs inside the call that posted it. Items that were posted run even when nobody holds the queue
-/// any more; they are destroyed unrun only when the platform ends. Thread-safe.
+/// A serial queue: its items run one at a time, first in first out, on any thread of the back end. The global queue is
+/// the one exception: its items may run in parallel. An item never runs inside the call that posted it. Posted items
+/// run even when the queue has no owner any more; they are destroyed unrun only when the platform ends. Thread-safe.
 class TAMSEL_THREAD_SAFETY(capability("queue")) DispatchQueue {
 public:
     virtual ~DispatchQueue() = default;
@@ -21,8 +20,8 @@ public:
     /// Adds an item at the end and returns at once.
     virtual void async(WorkItem item) = 0;
 
-    /// As `async`, as the caller's last act: the calling thread may run the item next, which saves a wake. What the caller
-    /// does afterwards may delay the item.
+    /// As `async`, as the caller's last act: the calling thread may run the item next, which saves a wake-up. Further
+    /// work of the caller may delay the item.
     virtual void handOver(WorkItem item) { async(std::move(item)); }
 
     [[nodiscard]] virtual const std::string& label() const = 0;
@@ -33,7 +32,7 @@ public:
     void assertCurrent() const TAMSEL_THREAD_SAFETY(assert_capability(this)) { assert(isCurrent()); }
 };
 
-/// Makes queues and knows the two that everybody shares. Thread-safe.
+/// Makes queues, and has the two shared ones. Thread-safe.
 class Dispatch {
 public:
     virtual ~Dispatch() = default;

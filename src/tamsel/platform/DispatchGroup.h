@@ -8,12 +8,12 @@
 
 namespace tamsel::platform {
 
-/// Counts pieces of work and posts the waiting items once the count falls to zero. Thread-safe.
+/// Counts pieces of work and posts the waiting items when the count reaches zero. Thread-safe.
 class DispatchGroup {
 public:
     void enter();
 
-    /// Ends what one `enter` began. The last one posts the items of `notify`, outside of the group's lock.
+    /// Balances one `enter`. The last one posts the items of `notify`, outside of the group's lock.
     void leave();
 
     /// Posts `item` to `queue` when the group is, or next becomes, empty.

@@ -6,7 +6,7 @@ namespace tamsel::platform {
 
 /// A failure of a platform service, as a value.
 struct Error {
-    /// What a person can read, in one line.
+    /// One line, for people.
     std::string localizedDescription;
     /// The service's own number; 0 where it has none.
     int code = 0;

@@ -10,14 +10,14 @@ namespace tamsel::platform {
 
 /// Why a frame was dropped.
 enum class DropCause : std::uint8_t {
-    noBuffer, ///< every buffer of the pool was held by somebody
+    noBuffer, ///< every buffer of the pool was in use
     late, ///< the frame before it still waited for its delegate
-    deviceLost, ///< the device went away
-    noReceiver, ///< camera, manager or client had gone, or no client was set, when it was its turn
+    deviceLost, ///< the device disappeared
+    noReceiver, ///< no client, or the camera, manager or client was released before the frame reached it
 };
 inline constexpr std::size_t dropCauseCount = 4;
 
-/// What became of the frames of a session at one moment: produced = delivered + all drops + gated + inFlight.
+/// The outcomes of a session's frames at one moment: produced = delivered + all drops + gated + inFlight.
 struct FrameCounts {
     std::uint64_t produced = 0;
     std::uint64_t delivered = 0; ///< the client's callback was called
@@ -25,17 +25,18 @@ struct FrameCounts {
     std::uint64_t gated = 0; ///< held back because the camera was not active
     std::uint64_t inFlight = 0;
 
-    // Of the frames produced while a recording was under way, whatever became of them otherwise.
+    // // Of the frames that were produced during a recording, whatever their outcome above.
     std::uint64_t recorded = 0; ///< encoded into a movie
-    std::uint64_t notRecorded = 0; ///< missing in the movie: dropped, late for the recorder, or not written
+    std::uint64_t notRecorded
+        = 0; ///< missing in the movie: dropped, too late for the recorder, or not written
 
     [[nodiscard]] std::uint64_t dropped() const;
 };
 
-/// Counts what became of every frame of one capture session. Thread-safe, lock-free.
+/// Counts the outcomes of all frames of one capture session. Thread-safe, lock-free.
 class FrameLedger {
 public:
-    /// What can become of a frame.
+    /// The outcome of a frame.
     enum class Outcome : std::uint8_t { delivered, gated, dropped };
 
     void countProduced() { produced_.fetch_add(1, std::memory_order_relaxed); }
@@ -46,7 +47,7 @@ public:
         (isInMovie ? recorded_ : notRecorded_).fetch_add(1, std::memory_order_relaxed);
     }
 
-    /// A snapshot whose sum closes, also while frames flow.
+    /// A consistent snapshot, also while frames flow.
     [[nodiscard]] FrameCounts counts() const;
 
 private:
@@ -58,8 +59,8 @@ private:
     std::atomic<std::uint64_t> notRecorded_ = 0;
 };
 
-/// One frame's entry in a ledger. It is settled once; a ticket that dies unsettled counts as a frame that nobody
-/// was left to receive.
+/// One frame's entry in a ledger. It is settled once; a ticket that is destroyed unsettled counts as a drop without a
+/// receiver.
 class FrameTicket {
 public:
     FrameTicket() = default;
@@ -70,11 +71,11 @@ public:
     FrameTicket& operator=(FrameTicket&& other) noexcept;
     ~FrameTicket() { abandon(); }
 
-    /// Why the frame is dropped if it is settled as dropped; without this call nobody was left to receive it.
+    /// The cause if the frame is settled as dropped; the default is `noReceiver`.
     void setDropCause(DropCause cause) { cause_ = cause; }
 
-    /// Closes the entry. A settled ticket ignores it. Settle a ticket before you report what became of the frame, so
-    /// that a client that reads the ledger in its callback finds that frame counted.
+    /// Closes the entry. A settled ticket ignores it. Settle a ticket before you report the frame, so a client that
+    /// reads the ledger in its callback finds that frame counted.
     void settle(FrameLedger::Outcome outcome);
 
 private:

@@ -44,17 +44,17 @@ struct CGAffineTransform {
 /// The inverse map; a transform that cannot be inverted is returned unchanged.
 [[nodiscard]] CGAffineTransform CGAffineTransformInvert(const CGAffineTransform& transform);
 
-/// The map that does `first`, and then `second`.
+/// The transform that applies `first`, and then `second`.
 [[nodiscard]] CGAffineTransform CGAffineTransformConcat(
     const CGAffineTransform& first, const CGAffineTransform& second);
 
-/// The moved point.
+/// The transformed point.
 [[nodiscard]] CGPoint CGPointApplyAffineTransform(const CGPoint& point, const CGAffineTransform& transform);
 
-/// The smallest rectangle around the moved one.
+/// The smallest rectangle around the transformed one.
 [[nodiscard]] CGRect CGRectApplyAffineTransform(const CGRect& rect, const CGAffineTransform& transform);
 
-/// How stored pixels must be turned or mirrored to be upright: the values of the EXIF tag Orientation (CIPA DC-008).
+/// The rotation or mirroring that makes stored pixels upright: the values of the EXIF tag Orientation (CIPA DC-008).
 enum class CGImagePropertyOrientation : std::uint32_t {
     up = 1,
     upMirrored = 2,
@@ -66,7 +66,7 @@ enum class CGImagePropertyOrientation : std::uint32_t {
     left = 8,
 };
 
-/// The pinhole matrix of a camera, row by row, in pixels of the frame that carries it.
+/// The pinhole matrix of a camera, row by row, in pixels of its frame.
 struct CameraIntrinsicMatrix {
     std::array<float, 9> rows{1, 0, 0, 0, 1, 0, 0, 0, 1};
 

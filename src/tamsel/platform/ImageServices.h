@@ -25,30 +25,30 @@ public:
 
     /// Pixels, upright when the orientation is applied.
     [[nodiscard]] virtual CGSize size() const = 0;
-    /// Decodes the pixels, anew each time.
+    /// Decodes the pixels again each time.
     [[nodiscard]] virtual std::expected<std::shared_ptr<CGImage>, Error> decode() const = 0;
 };
 
-/// An image file that is looked at and not decoded. Thread-safe; the bytes that it was made from must outlive it.
+/// An image file that is parsed but not decoded. Thread-safe; it refers to the bytes, which must outlive it.
 class CGImageSource {
 public:
     virtual ~CGImageSource() = default;
 
     /// The file's format as a uniform type identifier, for example "public.jpeg".
     [[nodiscard]] virtual std::optional<std::string> type() const = 0;
-    /// Of the first image, as the file states them.
+    /// Of the first image, as stored in the file.
     [[nodiscard]] virtual PropertyDictionary copyProperties() const = 0;
-    /// The whole file anew, in its own format, with the given properties set over those of its first image. No pixel is
-    /// decoded: what is compressed stays as it is, byte for byte, and so does everything that the properties do not name.
-    /// An error when this cannot be done.
+    /// A copy of the whole file, in its own format, with the given properties set over those of its first image. No
+    /// pixel is decoded: compressed data stays the same, byte for byte, and so does everything without a given
+    /// property. An error when this is not possible.
     [[nodiscard]] virtual std::expected<std::vector<std::byte>, Error> rewritten(
         const PropertyDictionary& properties) const
         = 0;
 };
 
-/// How encoded data is understood.
+/// Options for decoding.
 struct CIImageOptions {
-    /// kCIImageApplyOrientationProperty: whether the picture is turned upright as the data itself says.
+    /// kCIImageApplyOrientationProperty: whether the picture is rotated upright by its own metadata.
     bool appliesOrientationProperty = false;
 };
 
@@ -57,17 +57,17 @@ class ImageServices {
 public:
     virtual ~ImageServices() = default;
 
-    /// Looks at the data no further than to know its kind, size and orientation; absent when it is no picture.
+    /// Reads only the kind, size and orientation; absent when the data is not a picture.
     [[nodiscard]] virtual std::shared_ptr<const EncodedImage> openImage(
         ImageData data, const CIImageOptions& options)
         = 0;
-    /// Absent when the bytes are no image file.
+    /// Absent when the bytes are not an image file.
     [[nodiscard]] virtual std::shared_ptr<const CGImageSource> makeImageSource(
         std::span<const std::byte> /*data*/)
     {
         return nullptr;
     }
-    /// The picture as a PNG file without colour profile; absent when it cannot be encoded. Works on the calling thread.
+    /// The picture as a PNG file without colour profile; absent when encoding fails. Works on the calling thread.
     [[nodiscard]] virtual std::optional<std::vector<std::byte>> pngRepresentation(const UIImage& image) = 0;
 };
 

@@ -6,12 +6,12 @@
 
 namespace tamsel::platform {
 
-/// Knows the place of the device. Thread-safe.
+/// The location of the device. Thread-safe.
 class LocationServices {
 public:
     virtual ~LocationServices() = default;
 
-    /// Asks for nothing.
+    /// Starts nothing.
     [[nodiscard]] virtual std::unique_ptr<CLLocationManager> makeLocationManager() = 0;
 };
 

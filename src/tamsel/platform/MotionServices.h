@@ -6,12 +6,12 @@
 
 namespace tamsel::platform {
 
-/// The motion sensors of the place where the library runs. Thread-safe.
+/// The motion sensors of the platform. Thread-safe.
 class MotionServices {
 public:
     virtual ~MotionServices() = default;
 
-    /// A manager whose streams do not run.
+    /// A manager whose streams are stopped.
     [[nodiscard]] virtual std::shared_ptr<CMMotionManager> makeMotionManager() = 0;
 };
 

@@ -18,14 +18,14 @@ inline constexpr std::string_view UIApplicationWillEnterForegroundNotification
 inline constexpr std::string_view UIApplicationDidChangeStatusBarOrientationNotification
     = "UIApplicationDidChangeStatusBarOrientationNotification";
 
-/// Something that happened, and to whom; no object where nobody in particular is meant.
+/// An event and its object, which is empty for events without one.
 struct Notification {
     std::string name;
     std::shared_ptr<void> object;
 };
 
-/// Delivers notifications to the observers of their name. Observers are held weakly and kept alive for the length of
-/// the call, which is made on the thread that posts. Thread-safe.
+/// Delivers notifications to the observers of their name. Observers are held weakly and kept alive during the call,
+/// which is made on the posting thread. Thread-safe.
 class NotificationCenter {
 public:
     /// Calls `(observer.*handler)()` for every notification of that name.
@@ -47,10 +47,10 @@ public:
                 void*, const Notification& notification) { handler(notification); }});
     }
 
-    /// Ends all registrations of an observer; it may already be in its destructor.
+    /// Removes all registrations of an observer; it may already be in its destructor.
     void removeObserver(const void* observer);
 
-    /// Calls those who asked for the name, before it returns.
+    /// Calls the observers of the name before it returns.
     void post(std::string_view name, std::shared_ptr<void> object = nullptr);
 
 private:
@@ -64,7 +64,7 @@ private:
     using Registrations = std::vector<std::shared_ptr<const Registration>>;
 
     void add(Registration registration);
-    /// What it takes out may hold an observer's last reference: it is to be released without the guard.
+    /// The removed registrations may hold an observer's last reference: release them without the guard.
     [[nodiscard]] Registrations takeOut(const std::function<bool(const Registration&)>& condition)
         TAMSEL_REQUIRES(guard_);
 

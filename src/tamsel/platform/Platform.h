@@ -16,11 +16,10 @@
 #include <tamsel/platform/core/ReportSink.h>
 #include <tamsel/platform/core/Tamsel.h>
 
-/// Roles and values: everything that the library asks of the place where it runs.
+/// Roles and values: everything that the library needs of the platform.
 namespace tamsel::platform {
 
-/// Everything that the library asks of the place where it runs. Its maker owns the services and keeps them
-/// until every manager is gone.
+/// The services of a platform. Its maker owns them and keeps them until every manager is destroyed.
 struct Platform {
     Dispatch& dispatch;
     RunLoops& runLoops;

@@ -11,7 +11,7 @@ class Timer {
 public:
     virtual ~Timer() = default;
 
-    /// Ends the timer. A timer that is invalidated from inside its own block keeps the block until that call returns.
+    /// Stops the timer. A timer that is invalidated inside its own block keeps the block until that call returns.
     virtual void invalidate() = 0;
     [[nodiscard]] virtual bool isValid() const = 0;
 };
@@ -21,8 +21,8 @@ class RunLoop {
 public:
     virtual ~RunLoop() = default;
 
-    /// Makes a timer that first fires one interval from now. The loop holds it until it is invalidated, or, when it
-    /// does not repeat, has fired. A loop that comes late skips the missed ticks and keeps the phase.
+    /// Makes a timer that first fires one interval from now. The loop holds it until it is invalidated or, if it does
+    /// not repeat, has fired. A late loop skips the missed ticks and keeps the phase.
     virtual std::shared_ptr<Timer> scheduleTimer(
         std::chrono::nanoseconds interval, bool repeats, std::function<void(Timer&)> block)
         = 0;

@@ -4,7 +4,7 @@
 
 namespace tamsel::platform {
 
-/// Knows the run loop of the calling thread. Thread-safe.
+/// Gives access to the run loop of the calling thread. Thread-safe.
 class RunLoops {
 public:
     virtual ~RunLoops() = default;

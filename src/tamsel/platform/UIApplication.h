@@ -4,7 +4,7 @@
 
 namespace tamsel::platform {
 
-/// How the device is held when the application's interface is upright on it, by the home side as in
+/// The orientation of the device in which the application's interface is upright, by the home side as in
 /// `AVCaptureVideoOrientation`.
 enum class UIInterfaceOrientation : std::uint8_t {
     unknown = 0,

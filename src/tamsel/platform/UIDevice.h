@@ -5,8 +5,8 @@
 
 namespace tamsel::platform {
 
-/// How the device is held. Home side (see `AVCaptureVideoOrientation`) at the right: `landscapeLeft`; at the left:
-/// `landscapeRight`. The names are those of the device's top, opposite to the other two enumerations.
+/// The orientation of the device. Home side (see `AVCaptureVideoOrientation`) at the right: `landscapeLeft`; at the
+/// left: `landscapeRight`. The names refer to the device's top, so they are opposite to the other two enumerations.
 enum class UIDeviceOrientation : std::uint8_t {
     unknown = 0,
     portrait = 1,
@@ -28,7 +28,7 @@ public:
     [[nodiscard]] virtual std::string model() const = 0;
 };
 
-/// True when the device's system version is `major`.`minor` or later. A text that is no version counts as 0.0.
+/// True when the device's system version is `major`.`minor` or later. A text that is not a version counts as 0.0.
 [[nodiscard]] bool isSystemVersionAtLeast(const UIDevice& device, int major, int minor);
 
 } // namespace tamsel::platform

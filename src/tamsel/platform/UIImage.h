@@ -11,7 +11,7 @@ namespace tamsel::platform {
 /// A decoded picture.
 using CGImage = const CVPixelBuffer;
 
-/// A decoded picture to be shown.
+/// A decoded picture for display.
 class UIImage {
 public:
     explicit UIImage(std::shared_ptr<CGImage> cgImage) : cgImage_(std::move(cgImage)) { }

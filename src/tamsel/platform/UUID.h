@@ -10,7 +10,7 @@ namespace tamsel::platform {
 /// A universally unique identifier.
 class UUID {
 public:
-    /// A fresh random one: version 4 of RFC 9562. Thread-safe.
+    /// A new random one: version 4 of RFC 9562. Thread-safe.
     [[nodiscard]] static UUID random();
 
     /// For example "0E984725-C51C-4BF4-9960-E1C80E27ABA0".

@@ -9,8 +9,8 @@
 
 namespace tamsel::platform {
 
-/// One piece of work for a queue: a move-only callable that is stored in place and never on the heap.
-/// What it captures must fit `capacity` bytes and move without throwing; both are checked at compile time.
+/// One piece of work for a queue: a move-only callable that is stored in place and never on the heap. Its captures must
+/// fit `capacity` bytes and move without throwing; both are checked at compile time.
 class WorkItem {
 public:
     static constexpr std::size_t capacity = 96;
@@ -47,7 +47,7 @@ public:
     /// Runs the callable. Must hold one.
     void operator()() { operations_->call(storage_); }
 
-    /// Destroys the callable and with it everything that it captured.
+    /// Destroys the callable and its captures.
     void reset() noexcept
     {
         if (const Operations* operations = std::exchange(operations_, nullptr))
@@ -83,7 +83,7 @@ private:
     const Operations* operations_ = nullptr;
 };
 
-/// A work item body that holds its subject weakly and does nothing when the subject is gone.
+/// A work item body that holds its subject weakly and does nothing when the subject is destroyed.
 /// `whileAlive(weakCamera, [](IosCamera& camera) { … })`
 template <typename Subject, typename Body> auto whileAlive(std::weak_ptr<Subject> subject, Body body)
 {

@@ -29,7 +29,7 @@ public:
     [[nodiscard]] const platform::ImageData& sharedSample() const { return sample_; }
     [[nodiscard]] platform::OvriImageSource source() const { return source_; }
     void setSource(platform::OvriImageSource source) { source_ = source; }
-    /// In which orientation the image is to be shown or converted.
+    /// The orientation in which to show or convert the image.
     [[nodiscard]] platform::CGImagePropertyOrientation exifOrientation() const { return exifOrientation_; }
 
     [[nodiscard]] bool isAlbum() const { return source_ == platform::OvriImageSource::album; }

@@ -31,14 +31,14 @@ public:
         imageBuffer_ = std::move(imageBuffer);
     }
 
-    /// As the platform gave it; absent when it gave none.
+    /// As the platform delivered it; absent when there is none.
     [[nodiscard]] const std::shared_ptr<const platform::CameraIntrinsicMatrix>& cameraIntrinsicData() const
     {
         return cameraIntrinsicData_;
     }
 
-    /// How a buffer in the way of the sensor must be turned or mirrored to be upright. For live frames and those of
-    /// recordings it follows how the device is held, also where the pixels have been turned already.
+    /// The rotation or mirroring that makes a buffer in sensor orientation upright. For live frames and assets it
+    /// follows the device's orientation, even where the pixels are rotated already.
     [[nodiscard]] platform::CGImagePropertyOrientation exifOrientation() const { return exifOrientation_; }
 
     /// A display transform; absent for live camera frames.

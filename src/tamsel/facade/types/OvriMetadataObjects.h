@@ -23,7 +23,7 @@ public:
     {
     }
 
-    /// Absent when the platform's identifier is none of ours.
+    /// Absent when the platform's identifier is unknown to the library.
     [[nodiscard]] std::optional<MetadataObjectType> type() const { return type_; }
     /// In the platform's order and coordinate space.
     [[nodiscard]] const std::vector<platform::CGPoint>& corners() const { return corners_; }

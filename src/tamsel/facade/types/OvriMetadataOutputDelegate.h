@@ -8,9 +8,9 @@ namespace tamsel {
 
 class OvriSourceManager;
 
-/// Receives what was detected in frames.
-/// Who overrides one of the two calls alone brings the other in with a using declaration, or some compilers warn.
-/// Held weakly by the manager and called on its response queue, never inside a public operation. Override what you need.
+/// Receives the objects that were detected in frames. A class that overrides only one of the two calls adds a using
+/// declaration for the other, or some compilers warn. Held weakly by the manager and called on its response queue,
+/// never inside a public operation. Override what you need.
 class OvriMetadataOutputDelegate {
 public:
     virtual ~OvriMetadataOutputDelegate() = default;
@@ -20,7 +20,7 @@ public:
         OvriSourceManager& /*manager*/, const OvriMetadataFaceObject& /*face*/)
     {
     }
-    /// The codes of a batch, with every batch that has some.
+    /// The codes of a batch, with every batch that has any.
     virtual void sourceManagerDidDetect(
         OvriSourceManager& /*manager*/, const std::vector<OvriMetadataMachineReadableCodeObject>& /*codes*/)
     {

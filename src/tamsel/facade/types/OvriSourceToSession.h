@@ -42,14 +42,14 @@ public:
         OvriSourceManager& /*manager*/, const std::filesystem::path& /*url*/)
     {
     }
-    /// A running source failed, or lost something: `videoFrameError` is one frame that was dropped, and the session
-    /// continues, unless the device itself was lost.
+    /// A running source failed: `videoFrameError` is one dropped frame, and the session continues unless the device
+    /// itself was lost.
     virtual void sourceManagerDidGetSourceError(OvriSourceManager& /*manager*/, const SourceError& /*error*/)
     {
     }
     /// The session has stopped because the application went to the background.
     virtual void sourceManagerCameraDidSuspend(OvriSourceManager& /*manager*/) { }
-    /// The session runs again because the application came back to the foreground.
+    /// The session runs again because the application has returned to the foreground.
     virtual void sourceManagerCameraDidResume(OvriSourceManager& /*manager*/) { }
 };
 

@@ -2,7 +2,7 @@
 
 namespace tamsel {
 
-// All of this is out of line: where g++ 12 sees through it, it warns of values that it thinks unset.
+// // All of this is out of line: if g++ 12 inlines it, it warns of uninitialised values.
 
 SourceType::SourceType(Value value) : value_(std::move(value)) { }
 SourceType::SourceType(const SourceType&) = default;

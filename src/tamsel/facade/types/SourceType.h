@@ -6,11 +6,10 @@
 #include <utility>
 #include <variant>
 
-/// What a capture screen uses, and what stands behind it: the source manager, its records and delegates, cameras,
-/// motion.
+/// The library for capture screens: the source manager, its records and delegates, cameras, motion.
 namespace tamsel {
 
-/// Names a source of images or verdicts.
+/// A source of images or verdicts.
 class SourceType {
 public:
     /// Live frames of the front camera.
@@ -23,10 +22,10 @@ public:
         bool videoRecordingEnabled;
         bool operator==(const CameraBack&) const = default;
     };
-    /// The frames of a recording.
+    /// The frames of a recorded video.
     struct Asset {
         std::shared_ptr<platform::AVAsset> asset;
-        /// Two assets are equal when the platform's object equality says so.
+        /// Two assets are equal if `AVAsset::isEqual` is true.
         bool operator==(const Asset& other) const
         {
             return asset && other.asset ? asset->isEqual(*other.asset) : asset == other.asset;
@@ -54,11 +53,11 @@ public:
     };
     using Value = std::variant<CameraFront, CameraBack, Asset, Undefined, Mic, Nfc, Stability, FacingAngle>;
 
-    /// With `videoRecordingEnabled` a session can record films; it then opens the microphone, too.
+    /// With `videoRecordingEnabled` a session can record movies; it then opens the microphone, too.
     [[nodiscard]] static SourceType cameraFront(bool videoRecordingEnabled);
     /// The same for the back camera.
     [[nodiscard]] static SourceType cameraBack(bool videoRecordingEnabled);
-    /// A recording, as `AssetServices::assetWithURL` gives it.
+    /// A recorded video, as `AssetServices::assetWithURL` returns it.
     [[nodiscard]] static SourceType asset(std::shared_ptr<platform::AVAsset> asset);
     [[nodiscard]] static SourceType undefined();
     [[nodiscard]] static SourceType mic();
@@ -72,7 +71,7 @@ public:
     SourceType& operator=(SourceType&&) noexcept;
     ~SourceType();
 
-    /// The case with its payload, to match on.
+    /// The case with its payload, for `std::visit`.
     [[nodiscard]] const Value& value() const { return value_; }
 
     bool operator==(const SourceType&) const = default;

@@ -7,10 +7,10 @@
 
 namespace tamsel::platform {
 
-/// Where an image came from. The first two are cameras, the third is the photo album.
+/// The origin of an image. The first two are cameras, the third is the photo album.
 enum class OvriImageSource : std::int32_t { video = 0, photo = 1, album = 2 };
 
-/// The image class of the flows that work on delivered records: a picture that nobody has rendered yet, and its source.
+/// The image class for users of delivered records: a picture that is not rendered yet, and its source.
 class OvriImage {
 public:
     OvriImage(CIImage ciImage, OvriImageSource source) : ciImage_(std::move(ciImage)), source_(source) { }

@@ -4,12 +4,12 @@
 
 namespace tamsel::platform {
 
-/// Where `report()` goes. Thread-safe.
+/// The destination of `report()`. Thread-safe.
 class ReportSink {
 public:
     virtual ~ReportSink() = default;
 
-    /// Receives one report; not to wait for anything.
+    /// Receives one report. Must not wait.
     virtual void report(const TamselError& error) = 0;
 };
 

@@ -12,20 +12,20 @@ namespace tamsel::platform {
 
 /// The part of the product that reports: this library.
 enum class OvriErrorDomain : std::uint8_t { sm };
-/// How bad it is.
+/// The severity of a report.
 enum class OvriErrorSeverity : std::uint8_t { error };
-/// What the product counts separately.
+/// The categories that the product counts separately.
 enum class OvriErrorEvent : std::uint8_t { captureImageFailed };
 
 class ReportSink;
 
-/// A permission or a capability that the device does not give.
+/// A missing permission or capability of the device.
 class DeviceError {
 public:
     enum class Permission : std::uint8_t { camera };
     enum class Capability : std::uint8_t { gyro, motion };
 
-    /// What a report is made of.
+    /// The content of a report.
     struct Factory {
         OvriErrorDomain domain = OvriErrorDomain::sm;
         OvriErrorSeverity severity = OvriErrorSeverity::error;
@@ -44,10 +44,10 @@ private:
     Factory factory_;
 };
 
-/// Something that failed in the flow of a capture.
+/// A failure in the flow of a capture.
 class FlowError {
 public:
-    /// What a report is made of.
+    /// The content of a report.
     struct Factory {
         OvriErrorDomain domain = OvriErrorDomain::sm;
         OvriErrorSeverity severity = OvriErrorSeverity::error;
@@ -69,10 +69,10 @@ private:
     Factory factory_;
 };
 
-/// A platform error passed on as it came.
+/// An unchanged platform error.
 class NativeError {
 public:
-    /// What a report is made of.
+    /// The content of a report.
     struct Factory {
         OvriErrorDomain domain = OvriErrorDomain::sm;
         OvriErrorSeverity severity = OvriErrorSeverity::error;

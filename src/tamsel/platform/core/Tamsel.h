@@ -7,7 +7,7 @@
 
 namespace tamsel::platform {
 
-/// What the product's user has set for the whole product. Thread-safe.
+/// The user's settings for the whole product. Thread-safe.
 class Tamsel {
 public:
     [[nodiscard]] TamselCameraSettings cameraSettings() const

@@ -8,22 +8,22 @@
 
 namespace tamsel::platform {
 
-/// What the product's user has chosen for stills.
+/// The user's settings for stills.
 struct TamselCameraSettings {
-    /// One of the program's own.
+    /// A sound of the program.
     struct CustomSound {
         std::string name;
         bool operator==(const CustomSound&) const = default;
     };
-    /// The system's own.
+    /// The system's sound.
     struct DefaultSound {
         bool operator==(const DefaultSound&) const = default;
     };
-    /// None.
+    /// No sound.
     struct Silent {
         bool operator==(const Silent&) const = default;
     };
-    /// The sound of the shutter.
+    /// The shutter sound.
     struct CameraCaptureSound : std::variant<DefaultSound, Silent, CustomSound> {
         using variant::variant;
 
