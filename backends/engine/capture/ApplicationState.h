@@ -25,7 +25,7 @@ public:
     [[nodiscard]] bool isInBackground() const;
     /// Posts a notification; does nothing in the background.
     void enterBackground();
-    /// Posts a notification, then calls those who wait; does nothing in the foreground.
+    /// Posts a notification, then runs the callbacks of `whenForeground`; does nothing in the foreground.
     void enterForeground();
 
     /// Calls back, on the main queue, each time the application has returned to the foreground. The owner is held weakly.

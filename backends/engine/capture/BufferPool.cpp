@@ -49,7 +49,7 @@ struct BufferPool::Shelf {
 
 namespace {
 
-/// A frame that is turned needs a second one.
+/// A rotated frame needs a second one.
 constexpr std::size_t fewest = 2;
 
 } // namespace
@@ -63,7 +63,7 @@ std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_
         const MutexLock lock(shelf_->guard);
         auto& free = shelf_->free;
         const auto fits = [&](const auto& one) { return one->width() == width && one->height() == height; };
-        // The one that returned last: it is most likely in a cache, and no more buffers are made than needed.
+        // // The last one returned: it is most likely in a cache, and no more buffers are made than needed.
         if (const auto found = std::ranges::find_if(free.rbegin(), free.rend(), fits); found != free.rend()) {
             buffer = std::move(*found);
             free.erase(std::next(found).base());

@@ -10,7 +10,7 @@
 
 namespace tamsel::engine {
 
-/// Memory blocks that are used again, so that a shared pointer needs no allocation in steady state. Thread-safe.
+/// Memory blocks that are reused, so that a shared pointer needs no allocation in steady state. Thread-safe.
 class BlockStore {
 public:
     BlockStore() = default;
@@ -20,7 +20,7 @@ public:
 
     /// A block of exactly this size: a returned one, or a new one.
     [[nodiscard]] void* take(std::size_t size);
-    /// The same size as it was taken with.
+    /// With the size that it was taken with.
     void giveBack(void* block, std::size_t size);
 
 private:
@@ -58,8 +58,8 @@ private:
     std::shared_ptr<BlockStore> store_;
 };
 
-/// A fixed number of pixel buffers. A buffer returns when its last reference is released, on any thread; a buffer that
-/// somebody keeps outlives the pool. Thread-safe.
+/// A fixed number of pixel buffers. A buffer returns when its last reference is released, on any thread; a buffer in
+/// use outlives the pool. Thread-safe.
 class BufferPool {
 public:
     /// At least two. A buffer is made when it is first needed.

@@ -11,7 +11,7 @@
 
 namespace tamsel::engine {
 
-/// Holds a device.
+/// The owner of a claim to a device.
 class DeviceHolder {
 public:
     virtual ~DeviceHolder() = default;
@@ -20,12 +20,12 @@ public:
     virtual void deviceWasTaken() = 0;
 };
 
-/// A camera of this machine: its description, and who in this process holds it. Thread-safe.
+/// A camera of this machine: its description, and its holder in this process. Thread-safe.
 class CameraDevice final : public platform::AVCaptureDevice {
 public:
     /// The right of one holder. It lapses when another takes the device over; calls with a lapsed claim have no effect.
     using Claim = std::uint64_t;
-    /// The claim that nobody has.
+    /// A claim without a holder.
     static constexpr Claim noClaim = 0;
 
     CameraDevice(std::shared_ptr<CameraDriver> driver, std::shared_ptr<CaptureHook> hook,
@@ -68,18 +68,18 @@ public:
 
     // The following may take as long as the device needs.
 
-    /// Takes the device when nobody in this process has it; the present claim when this holder has it. Absent when another
-    /// holder has it, an error when it cannot be opened.
+    /// Takes the device if no holder in this process has it; returns the current claim if this holder has it. Absent if
+    /// another holder has it, an error if it cannot be opened.
     [[nodiscard]] std::expected<std::optional<Claim>, platform::Error> claimIfFree(
         const std::shared_ptr<DeviceHolder>& holder);
-    /// Takes the device, also from another holder.
+    /// Takes the device, even from another holder.
     [[nodiscard]] std::expected<Claim, platform::Error> claim(const std::shared_ptr<DeviceHolder>& holder);
-    /// Fills the sink, for the holder of the claim; an error when it has lapsed or the device does not start.
+    /// Starts to fill the sink, for the holder of the claim; an error when it has lapsed or the device does not start.
     [[nodiscard]] std::expected<void, platform::Error> start(
         Claim claim, platform::AVCaptureSessionPreset preset, std::shared_ptr<FrameSink> sink);
     /// Does nothing when the claim has lapsed.
     void stop(Claim claim);
-    /// Stops the device and gives it back.
+    /// Stops the device and closes it.
     void release(Claim claim);
 
 private:

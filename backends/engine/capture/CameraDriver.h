@@ -17,16 +17,16 @@ struct CameraDescription {
     std::string name;
     platform::AVCaptureDeviceType type = platform::AVCaptureDeviceType::builtInWideAngleCamera;
     platform::AVCaptureDevicePosition position = platform::AVCaptureDevicePosition::back;
-    /// Of the active format; absent when it is not known before the device runs.
+    /// Of the active format; absent when it is unknown before the device runs.
     std::optional<platform::CGSize> presentationDimensions;
     float videoFieldOfView = 60; ///< degrees
     int minimumFocusDistance = -1; ///< millimetres; -1 when unknown
     double minZoomFactor = 1;
     double maxZoomFactor = 1;
-    /// The modes that a still can ask for; a camera without a flash has `off` only.
+    /// The flash modes for stills; a camera without a flash has `off` only.
     std::vector<platform::AVCaptureFlashMode> flashModes{platform::AVCaptureFlashMode::off};
     bool hasTorch = false;
-    /// How the sensor is mounted: a connection of this orientation delivers the stored pixels unturned.
+    /// How the sensor is mounted: a connection of this orientation delivers the stored pixels unrotated.
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     /// Absent when the input does not know it.
     std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix;
@@ -41,16 +41,16 @@ public:
 
 /// One frame of a camera.
 struct CapturedFrame {
-    std::shared_ptr<platform::CVPixelBuffer> buffer; ///< one of the sink's, filled as the sensor stores it
+    std::shared_ptr<platform::CVPixelBuffer> buffer; ///< one of the sink's, filled in sensor orientation
     platform::CMTime mediaTime; ///< on the device's own clock
     std::chrono::nanoseconds captureTime{}; ///< on the platform's monotonic clock
     /// Absent when there is none, or the sink does not want it.
     std::shared_ptr<const NativePicture> nativePicture = nullptr;
 };
 
-/// Receives a driver's frames. A sink serves one start; after the end of the stream every call is ignored, so a driver need
-/// not wait for its device when it is stopped. Thread-safe, but frames come from one thread at a time and in order; the next
-/// buffer may be acquired meanwhile.
+/// Receives a driver's frames. A sink serves one start; after the end of the stream every call is ignored, so a driver
+/// need not wait for its device when it is stopped. Thread-safe, but frames come from one thread at a time and in
+/// order; the next buffer may be acquired meanwhile.
 class FrameSink {
 public:
     virtual ~FrameSink() = default;
@@ -60,13 +60,13 @@ public:
         std::size_t width, std::size_t height)
         = 0;
 
-    /// False once it takes no more frames: a start that still waits for its device may give up.
+    /// False once it accepts no more frames: a start that still waits for its device may give up.
     [[nodiscard]] virtual bool isOpen() const { return true; }
 
     /// Whether frames should have their native picture. Does not change.
     [[nodiscard]] virtual bool wantsNativePictures() const { return false; }
 
-    /// The next frame. Must be the caller's last act: what follows may run on the same thread.
+    /// The next frame. Must be the caller's last act: it may be processed on the same thread.
     virtual void deliver(CapturedFrame frame) = 0;
 
     /// The device produced a frame that could not be delivered.
@@ -84,7 +84,7 @@ public:
     /// Thread-safe.
     [[nodiscard]] virtual CameraDescription description() const = 0;
 
-    /// False for a device that is not connected, or not any more. Thread-safe.
+    /// False for a device that is not, or no longer, connected. Thread-safe.
     [[nodiscard]] virtual bool isPresent() const = 0;
 
     /// Opens the device; fails when another process holds it or it is not connected.
@@ -92,11 +92,11 @@ public:
     /// Does nothing when it is not open.
     virtual void close() = 0;
 
-    /// Begins to fill the sink. An open device only; may take as long as the device needs to start.
+    /// Starts to fill the sink. An open device only; may take as long as the device needs to start.
     [[nodiscard]] virtual std::expected<void, platform::Error> start(
         platform::AVCaptureSessionPreset preset, std::shared_ptr<FrameSink> sink)
         = 0;
-    /// Asks the stream to end and does not wait for it. A later `start` works at once.
+    /// Requests the end of the stream and does not wait for it. A later `start` works at once.
     virtual void stop() = 0;
 
     /// Applies a factor within the description's range.

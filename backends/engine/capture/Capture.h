@@ -17,14 +17,14 @@
 
 #include <vector>
 
-/// How a phone behaves, whatever the source of its samples; and the interfaces that drivers implement.
+/// The behaviour of a phone, for any source of samples; and the interfaces that drivers implement.
 namespace tamsel::engine {
 
 class ApplicationState;
 struct CaptureContext;
 
-/// What the engine's capture services need. All references must outlive the services and everything made by them, except
-/// sessions and buffers that are kept but not used any more.
+/// The needs of the engine's capture services. All references must outlive the services and everything made by them,
+/// except sessions and buffers that are kept but no longer used.
 struct CaptureConfiguration {
     platform::Dispatch& dispatch;
     ApplicationState& application;
@@ -32,7 +32,7 @@ struct CaptureConfiguration {
     MovieServices movies;
     /// Every camera of this machine; several may share a position, the first of a type and position is the default.
     std::vector<std::shared_ptr<CameraDriver>> cameras;
-    /// Called for each question.
+    /// Called for each query.
     std::function<platform::AVAuthorizationStatus(platform::AVMediaType)> authorization;
     /// Absent when there is none.
     std::shared_ptr<MicrophoneDriver> microphone = nullptr;

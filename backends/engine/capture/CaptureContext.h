@@ -9,7 +9,7 @@
 
 namespace tamsel::engine {
 
-/// Shared by everything that `Capture` makes. Does not change after its construction.
+/// Shared by all objects that `Capture` makes. Does not change after its construction.
 struct CaptureContext {
     CaptureConfiguration configuration;
     std::vector<std::shared_ptr<CameraDevice>> cameras;

@@ -5,7 +5,7 @@
 
 namespace tamsel::engine {
 
-/// The calls of the capture roles, as a hook sees them.
+/// The calls of the capture roles, for a hook.
 enum class CaptureCall : std::uint8_t {
     beginConfiguration,
     commitConfiguration,
@@ -39,11 +39,11 @@ enum class CaptureCall : std::uint8_t {
     defaultAudioDevice,
 };
 
-/// The call's name as it is written above.
+/// The name of the call, as written above.
 [[nodiscard]] std::string_view name(CaptureCall call);
 
-/// Sees every call of the capture roles before it is carried out: a back end may write it down, let it take time, or refuse
-/// it. The default does nothing and permits everything. `detail` names the argument in one word where there is one
+/// Receives every call of the capture roles before it is carried out: a back end may log it, delay it, or refuse it.
+/// The default does nothing and permits everything. `detail` names the argument in one word, if there is one
 /// ("AVCaptureVideoDataOutput", "landscapeLeft").
 class CaptureHook {
 public:
@@ -55,7 +55,7 @@ public:
     /// capturePhoto, processPhoto, startRecording. False refuses it.
     [[nodiscard]] virtual bool permits(CaptureCall /*call*/, std::string_view /*detail*/) { return true; }
 
-    /// A setting of an output: its name, and in words its value.
+    /// A setting of an output: its name and its value in words.
     virtual void setting(std::string_view /*name*/, std::string_view /*value*/) { }
 };
 

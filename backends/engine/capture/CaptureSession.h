@@ -10,11 +10,11 @@
 
 namespace tamsel::engine {
 
-/// A capture session as a phone has it. Questions and settings never wait; `canAddInput`, `addInput`, `removeInput`,
+/// The capture session of a phone. Queries and settings never wait; `canAddInput`, `addInput`, `removeInput`,
 /// `startRunning`, `stopRunning` and a commit that starts may take as long as the device needs.
 class CaptureSession final : public platform::AVCaptureSession {
 public:
-    /// Without inputs and outputs. A start that was asked for in the background is made when the application returns.
+    /// Without inputs and outputs. A start that was requested in the background is made when the application returns.
     [[nodiscard]] static std::shared_ptr<CaptureSession> create(
         const std::shared_ptr<CaptureContext>& context);
 

@@ -26,7 +26,7 @@ void DetectionStream::take(const MetadataDetection::Frame& frame)
 void DetectionStream::detect()
 {
     if (isClosed_)
-        return; // and stays busy, so that no frame is taken any more
+        return; // and stays busy, so that no further frame is taken
     AVMetadataObjects objects;
     const bool isKnown = services_.attempt([&] { objects = detection_->detect(); });
     const bool isNews = isKnown && (!objects.empty() || hasFound_);

@@ -7,10 +7,10 @@
 
 namespace tamsel::engine {
 
-/// Detects in the frames of one start, one frame at a time: it is copied on the driver's thread and searched on the detection
-/// queue; frames that come meanwhile are skipped. A batch is delivered when something was found, and one empty batch when
-/// nothing is found any more; at most one waits for the delegate. A detection that fails delivers nothing. Batches on their
-/// way are still delivered when the device is lost, but not after `close`.
+/// Detects in the frames of one start, one frame at a time: it is copied on the driver's thread and searched on the
+/// detection queue; frames that arrive meanwhile are skipped. A batch is delivered when something was found, and one
+/// empty batch when nothing is found any more; at most one waits for the delegate. A failed detection delivers nothing.
+/// Posted batches are still delivered when the device is lost, but not after `close`.
 class DetectionStream final : public std::enable_shared_from_this<DetectionStream> {
 public:
     DetectionStream(std::shared_ptr<MetadataOutput> output, MetadataServices services,
@@ -36,10 +36,10 @@ private:
     const MetadataServices services_;
     const std::shared_ptr<platform::DispatchQueue> queue_;
     std::atomic<bool> isClosed_ = false;
-    /// From the copy of a frame until its batch reaches the delegate; it says which thread may use `detection_`.
+    /// From the copy of a frame until its batch reaches the delegate; determines the thread that may use `detection_`.
     std::atomic<bool> isBusy_ = false;
     const std::unique_ptr<MetadataDetection> detection_;
-    bool hasFound_ = false; ///< in the frame before; on the detection queue only
+    bool hasFound_ = false; ///< in the previous frame; on the detection queue only
 };
 
 } // namespace tamsel::engine

@@ -41,7 +41,7 @@ std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std
         return nullptr;
     if (std::shared_ptr<CVPixelBuffer> buffer = parts_.pool->acquire(width, height))
         return buffer;
-    // Stills, recordings and detection work also while a client keeps all buffers.
+    // // Stills, recordings and detection continue while a client keeps all buffers.
     const bool isWanted = (parts_.outputs.photo && parts_.outputs.photo->isWaiting())
         || (parts_.outputs.movie && parts_.outputs.movie->isRecording())
         || (parts_.detection && parts_.detection->wantsFrame());
@@ -113,7 +113,7 @@ void FrameStream::deliver(CapturedFrame frame)
         shared_from_this(), *demand.queue);
 }
 
-/// Why it cannot be made upright, if so.
+/// The reason why it cannot be made upright, if any.
 std::optional<DropCause> FrameStream::makeUpright(std::shared_ptr<CVPixelBuffer>& buffer, int turns)
 {
     if (turns == 0)
@@ -171,7 +171,7 @@ void FrameStream::reportDrop(DropCause cause)
     withhold(std::move(ticket), cause);
 }
 
-/// For a frame that is not delivered: without a cause, or anybody to report it to, it is gated.
+/// For a frame that is not delivered: without a cause, or without a delegate, it is gated.
 void FrameStream::withhold(FrameTicket ticket, std::optional<DropCause> cause)
 {
     if (cause && parts_.outputs.video)

@@ -24,7 +24,7 @@ public:
     /// frame of a start, whose media time may be earlier than the last; it is then shifted, with those that follow.
     [[nodiscard]] platform::FrameTiming next(
         platform::CMTime mediaTime, std::chrono::nanoseconds captureTime, bool isFirst);
-    /// Uses up the number of a frame that could not be delivered.
+    /// Skips the number of a frame that could not be delivered.
     void skip();
 
     [[nodiscard]] const std::shared_ptr<platform::FrameLedger>& ledger() const { return ledger_; }
@@ -38,17 +38,17 @@ private:
     std::int64_t mediaOffset_ TAMSEL_GUARDED_BY(guard_) = 0;
 };
 
-/// Takes the frames of one start from the driver to the outputs. When the device is lost it takes no more frames, and those
-/// on their way are still delivered; after `close` nothing is delivered.
+/// Delivers the frames of one start from the driver to the outputs. When the device is lost it accepts no more frames,
+/// and posted ones are still delivered; after `close` nothing is delivered.
 class FrameStream final : public FrameSink, public std::enable_shared_from_this<FrameStream> {
 public:
-    /// What the frames of one start need.
+    /// The targets of the frames of one start.
     struct Parts {
         std::shared_ptr<FrameCounter> counter;
         std::shared_ptr<BufferPool> pool;
         /// Without one for video all frames are gated.
         SessionOutputs outputs;
-        /// Absent when nothing is to be detected.
+        /// Absent when there is nothing to detect.
         std::shared_ptr<DetectionStream> detection;
         platform::AVCaptureVideoOrientation sensorOrientation;
         std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix;

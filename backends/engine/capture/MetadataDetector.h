@@ -15,7 +15,7 @@ class MetadataDetection {
 public:
     /// A frame. Its pixels are valid during the call only.
     struct Frame {
-        const platform::CVPixelBuffer& pixels; ///< as the camera stores them
+        const platform::CVPixelBuffer& pixels; ///< in sensor orientation
         /// Quarter turns, clockwise, that make the picture upright.
         int quarterTurns;
         std::chrono::nanoseconds captureTime;
@@ -26,8 +26,8 @@ public:
 
     /// Copies what it needs of a frame. Should be quick: the camera's thread waits.
     virtual void take(const Frame& frame) = 0;
-    /// What is in the frame that was taken last. Places are relative to its stored pixels: 0 to 1, from the top left corner.
-    /// May take long.
+    /// The objects in the frame that was taken last. Positions are relative to its stored pixels: 0 to 1, from the top
+    /// left corner. May take long.
     [[nodiscard]] virtual platform::AVMetadataObjects detect() = 0;
 };
 
@@ -36,7 +36,7 @@ class MetadataDetector {
 public:
     virtual ~MetadataDetector() = default;
 
-    /// What it can detect, by the platform's identifiers.
+    /// The detectable types, by the platform's identifiers.
     [[nodiscard]] virtual std::vector<platform::AVMetadataObjectType> detectableTypes() const = 0;
     /// For objects of these types, all of them detectable. Must return at once: leave slow preparations to the first `detect`.
     [[nodiscard]] virtual std::unique_ptr<MetadataDetection> begin(

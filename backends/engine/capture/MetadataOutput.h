@@ -36,7 +36,7 @@ public:
     /// For the session that starts. Absent when none of the requested types can be detected.
     [[nodiscard]] std::shared_ptr<DetectionStream> beginStream();
 
-    /// Absent while the output is in no session.
+    /// Absent while the output is not in a session.
     [[nodiscard]] Receiver receiver() const;
 
 private:

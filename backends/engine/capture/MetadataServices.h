@@ -12,13 +12,13 @@
 
 namespace tamsel::engine {
 
-/// What metadata outputs need; all of it must outlive their last call.
+/// The needs of metadata outputs; all of it must outlive their last call.
 struct MetadataServices {
-    /// Absent: nothing can be detected.
+    /// Absent: there is no detection.
     std::shared_ptr<MetadataDetector> detector = nullptr;
-    /// Makes the queue on which an output detects, which may take long; called once for each output.
+    /// Makes the detection queue of an output, whose items may take long; called once for each output.
     std::function<std::shared_ptr<platform::DispatchQueue>()> queue = nullptr;
-    /// Called when the detector threw, which no client learns. On any thread.
+    /// Called when the detector has thrown, which is not reported to clients. On any thread.
     std::function<void(const platform::Error&)> report = [](const platform::Error&) { };
 
     /// Calls the detector. An exception is reported, and the result is false.

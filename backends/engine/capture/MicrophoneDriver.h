@@ -16,11 +16,11 @@ struct SoundChunk {
     static constexpr int sampleRate = 48'000;
     static constexpr int channelCount = 2;
 
-    std::vector<float> samples; ///< `channelCount` for each moment
-    /// When the first sample was heard, on the platform's monotonic clock.
+    std::vector<float> samples; ///< `channelCount` for each sample time
+    /// The capture time of the first sample, on the platform's monotonic clock.
     std::chrono::nanoseconds captureTime{};
 
-    /// In moments: samples of one channel.
+    /// In sample times: the number of samples of one channel.
     [[nodiscard]] std::size_t length() const { return samples.size() / channelCount; }
     [[nodiscard]] std::chrono::nanoseconds duration() const
     {
@@ -36,11 +36,11 @@ public:
 
     /// The next sound.
     virtual void deliver(SoundChunk chunk) = 0;
-    /// The microphone is gone: nothing more will come.
+    /// The microphone is gone: no more sound will come.
     virtual void lose(const platform::Error& reason) = 0;
 };
 
-/// One start of a microphone. Its destruction asks for the end and does not wait; the sink ignores later calls.
+/// One start of a microphone. Its destructor requests the end and does not wait; the sink ignores later calls.
 class SoundStream {
 public:
     virtual ~SoundStream() = default;
@@ -51,14 +51,14 @@ class MicrophoneDriver {
 public:
     virtual ~MicrophoneDriver() = default;
 
-    /// Differs from that of every other device, and stays the same.
+    /// Unique and constant.
     [[nodiscard]] virtual std::string uniqueID() const = 0;
     /// For people.
     [[nodiscard]] virtual std::string name() const = 0;
-    /// False for a device that is not connected, or not any more. Returns at once.
+    /// False for a device that is not, or no longer, connected. Returns at once.
     [[nodiscard]] virtual bool isPresent() const = 0;
 
-    /// Begins to fill the sink; several streams may run at a time. May take as long as the device needs to start.
+    /// Starts to fill the sink; several streams may run at a time. May take as long as the device needs to start.
     [[nodiscard]] virtual std::expected<std::unique_ptr<SoundStream>, platform::Error> start(
         std::shared_ptr<SoundSink> sink)
         = 0;

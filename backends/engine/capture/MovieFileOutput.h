@@ -16,10 +16,10 @@
 
 namespace tamsel::engine {
 
-/// Records the session's frames and the sound of its microphone. Frames are recorded as the camera stores them; the
-/// orientation of the connection at the start becomes a rotation for the player. They are copied on the driver's thread,
-/// everything else happens on queues of the recordings. A movie is written in one piece whatever the fragment interval.
-/// When the output is released the recording ends, and its file is completed. Thread-safe.
+/// Records the session's frames and the sound of its microphone. Frames are recorded in sensor orientation; the
+/// orientation of the connection at the start becomes a rotation for the player. They are copied on the driver's
+/// thread, everything else happens on queues of the recordings. A movie is written in one piece whatever the fragment
+/// interval. When the output is released the recording ends, and its file is completed. Thread-safe.
 class MovieFileOutput final : public Output<platform::AVCaptureMovieFileOutput>,
                               public std::enable_shared_from_this<MovieFileOutput> {
 public:
@@ -47,7 +47,7 @@ public:
 
     /// From now on recordings can be started.
     void streamBegan(Source source);
-    /// The stream that began last has no more frames.
+    /// The stream of the latest start has no more frames.
     void streamEnded(const platform::Error& reason);
 
     [[nodiscard]] bool isRecording() const { return isRecording_.load(std::memory_order_relaxed); }
@@ -75,9 +75,9 @@ private:
 
     mutable Mutex guard_;
     std::optional<Source> source_ TAMSEL_GUARDED_BY(guard_); ///< while the session runs
-    /// Takes frames, unless it has ended by itself.
+    /// Records frames, unless it has ended by itself.
     std::shared_ptr<Recording> current_ TAMSEL_GUARDED_BY(guard_);
-    /// Take sound: the current one and those being stopped.
+    /// Record sound: the current one and those being stopped.
     std::vector<std::shared_ptr<Recording>> recordings_ TAMSEL_GUARDED_BY(guard_);
 };
 

@@ -10,13 +10,13 @@
 
 namespace tamsel::engine {
 
-/// What movie outputs and their microphones need; all of it must outlive their last call.
+/// The needs of movie outputs and their microphones; all of it must outlive their last call.
 struct MovieServices {
     platform::Dispatch& dispatch;
     EventSources& events;
     const platform::Clock& clock;
     MovieWriters& writers;
-    /// Called when a recording fails or has no sound, with the reason, which no client learns. On any thread.
+    /// Called with the reason when a recording fails or has no sound, which is not reported to clients. On any thread.
     std::function<void(const platform::Error&)> report = [](const platform::Error&) { };
 };
 

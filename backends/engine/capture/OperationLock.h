@@ -7,13 +7,13 @@
 
 namespace tamsel::engine {
 
-/// Mutual exclusion for calls that may take as long as a device needs. A back end without threads supplies one that lets
-/// other work continue meanwhile.
+/// Mutual exclusion for calls that may take as long as a device needs. A back end without threads supplies one that
+/// runs other work meanwhile.
 class TAMSEL_THREAD_SAFETY(capability("operation")) OperationLock {
 public:
     virtual ~OperationLock() = default;
 
-    /// Waits until nobody else has it.
+    /// Waits until the lock is free.
     virtual void lock() TAMSEL_THREAD_SAFETY(acquire_capability()) = 0;
     virtual void unlock() TAMSEL_THREAD_SAFETY(release_capability()) = 0;
 };

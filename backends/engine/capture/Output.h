@@ -14,7 +14,7 @@ class MovieFileOutput;
 class PhotoOutput;
 class VideoDataOutput;
 
-/// The outputs of a session, one of each kind. Those that it does not have are absent.
+/// The outputs of a session, one of each kind. Missing ones are null.
 struct SessionOutputs {
     std::shared_ptr<VideoDataOutput> video;
     std::shared_ptr<PhotoOutput> photo;
@@ -29,9 +29,9 @@ public:
 
     /// The platform's name of this kind of output; a session takes one of each.
     [[nodiscard]] virtual const char* kind() const = 0;
-    /// Puts itself where its kind belongs.
+    /// Stores itself in the field of its kind.
     virtual void addTo(SessionOutputs& outputs) = 0;
-    /// False for outputs that take no video.
+    /// False for outputs without video.
     [[nodiscard]] virtual bool takesVideo() const { return true; }
 
     [[nodiscard]] bool isInSession() const
@@ -72,7 +72,7 @@ private:
     std::shared_ptr<Connection> connection_ TAMSEL_GUARDED_BY(guard_);
 };
 
-/// What all output roles have in common.
+/// The common part of all output roles.
 template <typename Role> class Output : public Role, public OutputPlace {
 public:
     [[nodiscard]] std::shared_ptr<platform::AVCaptureConnection> connection(

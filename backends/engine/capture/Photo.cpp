@@ -46,8 +46,8 @@ Moment momentOf(double secondsSince1970, int secondsFromUTC)
     return moment;
 }
 
-/// The tag Flash: bit 0 fired, bits 3 and 4 the mode, bit 5 no flash there. Whether an automatic flash has fired is not
-/// known.
+/// The tag Flash: bit 0 fired, bits 3 and 4 the mode, bit 5 no flash there. Whether an automatic flash has fired is
+/// unknown.
 int flashValue(const PhotoFacts& facts)
 {
     if (!facts.hasFlash)

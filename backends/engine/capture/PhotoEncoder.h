@@ -14,7 +14,7 @@ class PhotoEncoder {
 public:
     virtual ~PhotoEncoder() = default;
 
-    /// A file with the pixels as they are stored and the properties; absent when it cannot be made.
+    /// A file with the stored pixels and the properties; absent when encoding fails.
     [[nodiscard]] virtual std::optional<std::vector<std::byte>> encodePhoto(
         const platform::CVPixelBuffer& pixels, const platform::PropertyDictionary& properties)
         = 0;

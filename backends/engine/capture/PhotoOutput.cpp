@@ -21,7 +21,7 @@ namespace {
 constexpr nanoseconds frameLimit = 3s;
 /// From the request to the expected end: a still that would end later is not begun.
 constexpr nanoseconds finishLimit = 4500ms;
-/// Copies of frames at a time; further stills wait for a frame.
+/// The number of copies at a time; further stills wait for a frame.
 constexpr int framesAtOnce = 2;
 
 std::shared_ptr<const CVPixelBuffer> copyOf(const CVPixelBuffer& pixels)
@@ -64,7 +64,7 @@ std::string_view name(AVCaptureFlashMode mode)
 struct PhotoOutput::Still {
     AVCapturePhotoSettings settings;
     std::weak_ptr<AVCapturePhotoCaptureDelegate> delegate;
-    std::shared_ptr<Connection> connection; ///< absent when the output was in no session with a camera
+    std::shared_ptr<Connection> connection; ///< absent when the output was not in a session with a camera
     AVCaptureVideoOrientation orientation;
     nanoseconds requestedAt;
     bool isSilent = false; ///< known after `begin`
@@ -127,7 +127,7 @@ void PhotoOutput::capturePhoto(
     armTimer();
 }
 
-/// For the still that has waited longest. Two calls at once may leave it armed for one that does not wait any more: it then
+/// For the still that has waited longest. Two calls at once may leave it armed for a still that has ended: it then
 /// fires early, and is armed again.
 void PhotoOutput::armTimer()
 {

@@ -15,10 +15,10 @@
 
 namespace tamsel::engine {
 
-/// Takes stills from the session's frames: each is a copy of the first frame after the request, as the camera stores it, with
-/// the orientation as a tag. Every still ends with a call of its delegate, at most 5 s after the request: one that waits for
-/// a frame fails when its session stops or loses the device, at the latest after 3 s; one that would take too long, judged
-/// by the one before, is not begun. Stills are encoded on a queue of the output. Thread-safe.
+/// Takes stills from the session's frames: each is a copy of the first frame after the request, in sensor orientation,
+/// with the orientation as a tag. Every still ends with a call of its delegate, at most 5 s after the request: one that
+/// waits for a frame fails when its session stops or loses the device, at the latest after 3 s; one that would take too
+/// long, judged by the one before, is not begun. Stills are encoded on a queue of the output. Thread-safe.
 class PhotoOutput final : public Output<platform::AVCapturePhotoOutput>,
                           public std::enable_shared_from_this<PhotoOutput> {
 public:
@@ -36,8 +36,8 @@ public:
         std::weak_ptr<platform::AVCapturePhotoCaptureDelegate> delegate) override;
 
     [[nodiscard]] bool isWaiting() const { return isWaiting_.load(std::memory_order_relaxed); }
-    /// A frame as the sensor stores it, before it is delivered; on the driver's thread. It is copied for a still that waits,
-    /// since a client may draw into its frames.
+    /// A frame in sensor orientation, before it is delivered; on the driver's thread. It is copied for a waiting still,
+    /// because a client may draw into its frames.
     void offer(const CapturedFrame& frame, platform::AVCaptureVideoOrientation sensorOrientation)
     {
         if (isWaiting())
@@ -62,15 +62,15 @@ private:
     const std::shared_ptr<CaptureHook> hook_;
     const std::shared_ptr<platform::DispatchQueue> queue_;
     std::atomic<bool> isWaiting_ = false;
-    std::chrono::nanoseconds lastDuration_{}; ///< of finishing a still; on the queue only
+    std::chrono::nanoseconds lastDuration_{}; ///< of encoding a still; on the queue only
 
     std::once_flag timerIsMade_;
     std::unique_ptr<EventSource> timer_; ///< with the first still
 
     Mutex guard_;
-    /// For a frame, in the order of the requests.
+    /// Waiting for a frame, in the order of the requests.
     std::deque<std::shared_ptr<Still>> waiting_ TAMSEL_GUARDED_BY(guard_);
-    int framesHeld_ TAMSEL_GUARDED_BY(guard_) = 0; ///< copies for stills that are not finished
+    int framesHeld_ TAMSEL_GUARDED_BY(guard_) = 0; ///< copies for unfinished stills
 };
 
 } // namespace tamsel::engine

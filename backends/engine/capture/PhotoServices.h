@@ -12,7 +12,7 @@
 
 namespace tamsel::engine {
 
-/// What photo outputs need; all of it must outlive their last call.
+/// The needs of photo outputs; all of it must outlive their last call.
 struct PhotoServices {
     EventSources& events;
     const platform::Clock& clock;

@@ -16,7 +16,7 @@ constexpr std::size_t waitingBytes = std::size_t{64} << 20;
 constexpr std::size_t fewestWaiting = 4;
 constexpr std::size_t mostWaiting = 64;
 constexpr std::size_t soundWaitingLimit = std::size_t{30} * SoundChunk::sampleRate;
-/// How long the sound of the last frames may take to come.
+/// How long the sound of the last frames may be delayed.
 constexpr nanoseconds soundDelay = 300ms;
 constexpr nanoseconds usualInterval = nanoseconds(1s) / 30;
 constexpr nanoseconds longestInterval = 200ms;
@@ -102,7 +102,7 @@ void Recording::takeSound(const SoundChunk& chunk)
     bool isLast = false;
     {
         const MutexLock lock(guard_);
-        // Sound that finds no room leaves a silent gap.
+        // // Sound that exceeds the limit leaves a silent gap.
         if (!parts_.hasSound || phase_ == Phase::ended || soundWaiting_ > soundWaitingLimit)
             return;
         soundEnd_ = chunk.captureTime + chunk.duration();
@@ -206,7 +206,7 @@ std::expected<void, Error> Recording::write(const Entry& entry)
     return written;
 }
 
-/// Nothing more can be written: what waits is dropped, and the file is completed with what it has.
+/// Nothing more can be written: waiting frames are dropped, and the file is completed as it is.
 void Recording::abandon(Error error)
 {
     std::deque<Entry> lost;

@@ -15,13 +15,13 @@
 
 namespace tamsel::engine {
 
-/// One movie, from its start to its finished file. Frames and sound wait in order for a queue of the recording, which encodes
-/// and writes them; while too many wait, frames are skipped and counted. A recording that is asked to stop waits a moment for
-/// the sound of its last frames. The file is always completed: when the queue does not run any more, by the destructor.
-/// Thread-safe; frames come from one thread at a time.
+/// One movie, from its start to its finished file. Frames and sound wait in order for a queue of the recording, which
+/// encodes and writes them; while too many wait, frames are skipped and counted. After a stop the recording waits a
+/// moment for the sound of its last frames. The file is always completed: when the queue does not run any more, by the
+/// destructor. Thread-safe; frames come from one thread at a time.
 class Recording final : public std::enable_shared_from_this<Recording> {
 public:
-    /// What a recording needs.
+    /// The needs of a recording.
     struct Parts {
         std::unique_ptr<MovieWriter> writer;
         std::shared_ptr<platform::FrameLedger> ledger;
@@ -47,13 +47,13 @@ public:
 
     /// Ends with the sound of the last frame, or a moment later.
     void stop();
-    /// Ends now, for that reason, with the sound that has come.
+    /// Ends now, for this reason, with the sound so far.
     void end(const platform::Error& reason);
     /// There is no more sound.
     void soundEnded();
 
 private:
-    /// `awaitingSound`: asked to stop, it waits for the sound of the last frame.
+    /// `awaitingSound`: stopped, but waiting for the sound of the last frame.
     enum class Phase : std::uint8_t { recording, awaitingSound, ended };
     struct Frame {
         std::unique_ptr<MovieFrame> picture;
@@ -80,13 +80,13 @@ private:
     Phase phase_ TAMSEL_GUARDED_BY(guard_) = Phase::recording;
     std::deque<Entry> waiting_ TAMSEL_GUARDED_BY(guard_);
     std::size_t framesWaiting_ TAMSEL_GUARDED_BY(guard_) = 0;
-    std::size_t soundWaiting_ TAMSEL_GUARDED_BY(guard_) = 0; ///< in moments
+    std::size_t soundWaiting_ TAMSEL_GUARDED_BY(guard_) = 0; ///< in sample times
     bool soundRuns_ TAMSEL_GUARDED_BY(guard_) = false;
-    /// Of the last frame, as far as it can be known.
+    /// Of the last frame, as far as it is known.
     std::chrono::nanoseconds pictureEnd_ TAMSEL_GUARDED_BY(guard_){};
     std::optional<std::chrono::nanoseconds> lastFrame_ TAMSEL_GUARDED_BY(guard_);
     std::chrono::nanoseconds soundEnd_ TAMSEL_GUARDED_BY(guard_){};
-    std::optional<platform::Error> error_ TAMSEL_GUARDED_BY(guard_); ///< the first thing that went wrong
+    std::optional<platform::Error> error_ TAMSEL_GUARDED_BY(guard_); ///< the first error
 
     // On the queue.
     bool isOpen_ = false;

@@ -130,7 +130,7 @@ std::shared_ptr<MicrophoneDriver> SessionGraph::microphone() const
     return isInput ? microphone->driver() : nullptr;
 }
 
-/// Connections that are there stay while there is a camera.
+/// Keeps existing connections while there is a camera.
 void SessionGraph::connect()
 {
     const std::shared_ptr<CameraDevice> device = firstCamera();

@@ -24,12 +24,12 @@ public:
     SessionGraph(const SessionGraph&) = delete;
     SessionGraph& operator=(const SessionGraph&) = delete;
 
-    /// "video", "audio" or, for an input that is not a device's, "none".
+    /// "video", "audio" or, for an input without a device, "none".
     [[nodiscard]] static std::string_view describe(const std::shared_ptr<platform::AVCaptureInput>& input);
-    /// The kind of the output; "none" when it belongs to another back end.
+    /// The kind of the output; "none" for an output of another back end.
     [[nodiscard]] static std::string_view describe(const std::shared_ptr<platform::AVCaptureOutput>& output);
 
-    /// Whether it is a device's and the session has no input of its media type.
+    /// True for an input of a device, if the session has no input of its media type.
     [[nodiscard]] bool accepts(const std::shared_ptr<platform::AVCaptureInput>& input) const;
     void add(std::shared_ptr<platform::AVCaptureInput> input);
     /// False when the session does not have it.
@@ -40,7 +40,7 @@ public:
         return inputs_;
     }
 
-    /// Whether it is in no session and the session has no output of its kind.
+    /// True for an output without a session, if this session has no output of its kind.
     [[nodiscard]] bool accepts(const std::shared_ptr<platform::AVCaptureOutput>& output) const;
     /// Does nothing when it is in a session.
     void add(std::shared_ptr<platform::AVCaptureOutput> output);
@@ -64,7 +64,7 @@ public:
         return preset_;
     }
 
-    /// The camera behind an input; absent when it is not a camera's.
+    /// The camera of an input; absent for other inputs.
     [[nodiscard]] std::shared_ptr<CameraDevice> camera(
         const std::shared_ptr<platform::AVCaptureInput>& input) const;
     /// The session's camera; absent when it has none.

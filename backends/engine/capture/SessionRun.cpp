@@ -22,7 +22,7 @@ SessionRun::SessionRun(std::shared_ptr<CaptureContext> context)
 SessionRun::~SessionRun()
 {
     end();
-    // This may be any thread, and the device may take its time.
+    // // Runs on any thread, and the device may take long.
     if (claimed_)
         globalQueue_->async([device = std::move(claimed_), claim = claim_] { device->release(claim); });
 }
@@ -93,7 +93,7 @@ bool SessionRun::postponesStart()
     return state != State::stopped;
 }
 
-/// A claim lapses when another session takes the device, which it may have given back since.
+/// A claim lapses when another session takes the device, which may be free again by now.
 bool SessionRun::renewClaim(CameraDevice& device)
 {
     const auto claimed = device.claimIfFree(shared_from_this());

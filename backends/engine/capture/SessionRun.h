@@ -14,7 +14,7 @@ namespace tamsel::engine {
 struct CaptureContext;
 class SessionGraph;
 
-/// Whether a session runs, with its claim to a camera and the streams of its present start. Thread-safe. `claim`,
+/// Whether a session runs, its claim to a camera and the streams of its current start. Thread-safe. `claim`,
 /// `claimIfFree`, `release`, `start` and `stop` may take as long as the device needs, everything else returns at once.
 class SessionRun final : public DeviceHolder, public std::enable_shared_from_this<SessionRun> {
 public:
@@ -22,14 +22,14 @@ public:
     ~SessionRun() override;
 
     void beginConfiguration();
-    /// Whether a start has waited for this.
+    /// Whether a start is waiting for this.
     [[nodiscard]] bool commitConfiguration();
 
     /// Takes the camera unless another session of this process holds it. False when it cannot be opened.
     [[nodiscard]] bool claimIfFree(const std::shared_ptr<CameraDevice>& device);
-    /// Takes the camera, also from another session. One that cannot be opened is tried again at the start.
+    /// Takes the camera, even from another session. A camera that cannot be opened is tried again at the start.
     void claim(const std::shared_ptr<CameraDevice>& device);
-    /// Ends the streams and gives the camera back.
+    /// Ends the streams and releases the camera.
     void release(CameraDevice& device);
 
     /// Waits for the commit while a configuration is open, and for the foreground while the application is in the
@@ -75,7 +75,7 @@ private:
     const std::shared_ptr<FrameCounter> counter_ = std::make_shared<FrameCounter>();
     const std::shared_ptr<BufferPool> pool_;
 
-    /// One change of what the device does at a time.
+    /// Serialises changes of the device's state.
     const std::unique_ptr<OperationLock> operation_;
     std::shared_ptr<CameraDevice> claimed_ TAMSEL_GUARDED_BY(*operation_);
     CameraDevice::Claim claim_ TAMSEL_GUARDED_BY(*operation_) = CameraDevice::noClaim;

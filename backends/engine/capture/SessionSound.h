@@ -13,8 +13,8 @@ namespace tamsel::engine {
 
 class MovieFileOutput;
 
-/// Takes the sound of one start from the microphone to the movie output. The microphone is started on the global queue, so
-/// that a slow one blocks nothing; until it runs a recording is silent. Thread-safe.
+/// Delivers the sound of one start from the microphone to the movie output. The microphone is started on the global
+/// queue, so that a slow one blocks nothing; until it runs a recording is silent. Thread-safe.
 class SessionSound final : public SoundSink, public std::enable_shared_from_this<SessionSound> {
 public:
     /// Posts the start of the microphone and returns at once.
@@ -27,7 +27,7 @@ public:
     void deliver(SoundChunk chunk) override;
     void lose(const platform::Error& reason) override;
 
-    /// Delivers nothing from now on, and asks the microphone to end.
+    /// Delivers nothing from now on, and requests the end of the microphone's stream.
     void close();
 
 private:

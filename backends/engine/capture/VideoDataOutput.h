@@ -12,7 +12,7 @@ namespace tamsel::engine {
 
 class FrameStream;
 
-/// Brings frames and drops to the delegate on its queue. At most one frame waits there; the next is dropped as late.
+/// Delivers frames and drops to the delegate on its queue. At most one frame waits there; the next is dropped as late.
 /// Thread-safe; frames come from one thread at a time.
 class VideoDataOutput final : public Output<platform::AVCaptureVideoDataOutput>,
                               public std::enable_shared_from_this<VideoDataOutput> {
@@ -36,18 +36,18 @@ public:
         std::weak_ptr<platform::AVCaptureVideoDataOutputSampleBufferDelegate> delegate,
         std::shared_ptr<platform::DispatchQueue> queue) override;
 
-    /// How a frame is wanted that comes now.
+    /// The demand for a frame that arrives now.
     struct Demand {
         /// Of the connection; absent without one.
         std::optional<platform::AVCaptureVideoOrientation> orientation;
-        /// The delegate's; absent when nobody is to receive the frame.
+        /// The delegate's queue; absent without a receiver.
         std::shared_ptr<platform::DispatchQueue> queue;
-        /// The frame before it still waits, and late frames are discarded.
+        /// The previous frame still waits, and late frames are discarded.
         bool isLate = false;
     };
     [[nodiscard]] Demand demand() const;
 
-    /// On the queue of the demand. The frame is gated when its stream is closed before its turn.
+    /// On the queue of the demand. The frame is gated if its stream is closed before that.
     void deliver(std::shared_ptr<platform::CMSampleBuffer> sampleBuffer, std::shared_ptr<FrameStream> stream,
         platform::DispatchQueue& queue);
     /// Without a delegate the frame is gated; but a lost device is reported to the first delegate that is set.

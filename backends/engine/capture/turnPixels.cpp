@@ -12,11 +12,11 @@ using namespace platform;
 
 namespace {
 
-// A tile of 32 by 32 pixels is 4 KiB in the source and in the target, so both stay in the first-level cache.
+// // A tile of 32 by 32 pixels is 4 KiB in the source and in the target, so both stay in the L1 cache.
 constexpr std::size_t tile = 32;
 
-// From a device held with the home side at the right to one held in portrait is a quarter turn clockwise. The scene then
-// lies in the stored picture a quarter turn counter-clockwise, and the picture needs a quarter turn clockwise.
+// // From a device held with the home side at the right to one held in portrait is a quarter turn clockwise. So the
+// scene is stored a quarter turn counter-clockwise, and the picture needs a quarter turn clockwise.
 int turnsToPortrait(AVCaptureVideoOrientation orientation)
 {
     switch (orientation) {

@@ -17,11 +17,11 @@ namespace tamsel::engine {
 /// The orientation of a stored picture that this number of quarter turns clockwise, 0 to 3, makes upright.
 [[nodiscard]] platform::CGImagePropertyOrientation orientationAfter(int quarterTurns);
 
-/// Copies `source` into `target`, turned clockwise. After an odd number of turns the target's width is the source's
+/// Copies `source` into `target`, rotated clockwise. After an odd number of turns the target's width is the source's
 /// height, and vice versa.
 void turnPixels(const platform::CVPixelBuffer& source, platform::CVPixelBuffer& target, int quarterTurns);
 
-/// The pinhole matrix of a frame of this size after the same turn.
+/// The pinhole matrix of a frame of this size after the same rotation.
 [[nodiscard]] platform::CameraIntrinsicMatrix turnMatrix(
     const platform::CameraIntrinsicMatrix& matrix, std::size_t width, std::size_t height, int quarterTurns);
 

@@ -8,10 +8,10 @@
 
 namespace tamsel::engine {
 
-/// A thread that looks every 10 ms, but only while there is something to look after. Thread-safe.
+/// A thread that calls a check every 10 ms while it is on. Thread-safe.
 class HeldUpWatch {
 public:
-    /// `look` is called on the watch's thread and returns whether it wants to look again.
+    /// `look` runs on the watch's thread and returns whether the watch stays on.
     explicit HeldUpWatch(std::function<bool()> look) : look_(std::move(look)) { }
 
     /// Does nothing when the system has no thread left.
@@ -19,7 +19,7 @@ public:
     /// Ends and joins the thread.
     void stop();
 
-    /// There is something to look after. Costs nothing while the watch is on.
+    /// Turns the watch on. Costs nothing while it is on.
     void begin()
     {
         if (!isOn_.load())

@@ -31,8 +31,8 @@ void setTimer(int descriptor, std::chrono::nanoseconds time)
 
 } // namespace
 
-/// One event source. A descriptor is a one-shot entry of the poll set, armed anew each time. A timer is edge-triggered and
-/// never read: each time that it is set makes one edge.
+/// One event source. A descriptor is a one-shot entry of the poll set that is armed again each time. A timer is
+/// edge-triggered and never read: each setting makes one edge.
 class PollSet::Source {
 public:
     Source(int pollDescriptor, int descriptor, bool isTimer, std::uint64_t identifier,
@@ -98,7 +98,7 @@ public:
     {
         {
             const MutexLock lock(guard_);
-            // An event of an arming that has since been replaced comes early.
+            // // An event of an earlier arming, which has been replaced since.
             if (!isArmed_ || (isTimer_ && monotonicNow() < time_))
                 return;
             isArmed_ = false;
@@ -162,7 +162,7 @@ PollSet::PollSet()
     : pollDescriptor_(epoll_create1(EPOLL_CLOEXEC)),
       wakeDescriptor_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
 {
-    // Edge-triggered: each write wakes one thread, and nobody has to read it.
+    // // Edge-triggered: each write wakes one thread, and no thread has to read it.
     epoll_event event{.events = EPOLLIN | EPOLLET, .data = {.u64 = wakeIdentifier}};
     epoll_ctl(pollDescriptor_, EPOLL_CTL_ADD, wakeDescriptor_, &event);
 }

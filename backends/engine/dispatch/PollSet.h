@@ -20,18 +20,18 @@ public:
     PollSet(const PollSet&) = delete;
     PollSet& operator=(const PollSet&) = delete;
 
-    /// Otherwise the system had no descriptor left, and waiting returns at once.
+    /// False when the system had no descriptor left; waiting then returns at once.
     [[nodiscard]] bool isOpen() const { return pollDescriptor_ >= 0 && wakeDescriptor_ >= 0; }
 
     [[nodiscard]] std::unique_ptr<EventSource> makeTimer(std::function<void()> fire);
     [[nodiscard]] std::unique_ptr<EventSource> makeDescriptor(int descriptor, std::function<void()> fire);
 
-    /// Wakes one thread that waits, or the next one that comes.
+    /// Wakes one waiting thread, or the next one that waits.
     void wake();
 
     enum Wait : bool { atOnce, forEver };
 
-    /// Waits for one event, calls `awake`, and then carries the event out. True when it was a `wake`.
+    /// Waits for one event, calls `awake`, and then handles the event. True when it was a `wake`.
     template <typename Awake> bool wait(Wait limit, Awake awake)
     {
         const Event event = waitForEvent(limit);
@@ -41,7 +41,7 @@ public:
         return event.isWake;
     }
 
-    /// Every later call of a source does nothing; calls that run are not waited for.
+    /// Later calls of a source do nothing; running callbacks are not waited for.
     void close();
 
 private:

@@ -36,7 +36,7 @@ void ReadyList::push(SerialQueue& queue)
             (newest_ != nullptr ? newest_->nextReady : oldest_) = &queue;
             newest_ = &queue;
             count_.fetch_add(1);
-            // A spinning worker ends its spin with a look at this list.
+            // // A spinning worker checks this list at the end of its spin.
             if (!isSpinning_ && !wakeIsUnderway_)
                 wake = chooseWake();
         }
@@ -95,7 +95,7 @@ bool ReadyList::spin()
         for (int pauses = 0; pauses < pausesBetweenYields && count_.load(std::memory_order_relaxed) == 0;
             ++pauses)
             pauseProcessor();
-        std::this_thread::yield(); // to a thread that would post, on the same processor
+        std::this_thread::yield(); // to a posting thread on the same processor
     }
     isSpinning_.store(false);
     if (count_.load() == 0)
@@ -104,7 +104,7 @@ bool ReadyList::spin()
     return true;
 }
 
-/// Before the event is carried out: this worker no longer waits by then, and another one takes its place.
+/// Before the event is handled: this worker no longer waits by then, and another one takes its place.
 void ReadyList::leavePoll()
 {
     Wake wake;
@@ -117,8 +117,8 @@ void ReadyList::leavePoll()
     carryOut(wake);
 }
 
-/// By a worker that takes what is ready next: wakes another one if there is more than that, or if nobody else would wait
-/// for the devices.
+/// Called by a worker that takes the next ready queue: wakes another one if more queues are ready, or if no other
+/// worker would poll the devices.
 void ReadyList::passWakeOn(bool wasWoken)
 {
     Wake wake;

@@ -13,15 +13,15 @@
 
 namespace tamsel::engine {
 
-/// The queues that are ready, the workers that wait, and which of them is woken. Two waiting workers poll the devices, so
-/// the one that sees an event also runs the queues that it leads to; the others are parked, because a parked thread is
-/// woken faster. Thread-safe.
+/// The ready queues, the waiting workers, and the choice of the worker to wake. Two waiting workers poll the devices,
+/// so the one that receives an event also runs the queues that it leads to. The others are parked, because a parked
+/// thread wakes up faster. Thread-safe.
 class ReadyList {
 public:
-    /// What the list keeps of one worker.
+    /// The list's state of one worker.
     struct Waiter {
-        std::atomic<std::uint32_t> isWoken = 0; ///< from being parked
-        bool restedShortly = false; ///< the last time; the worker's own
+        std::atomic<std::uint32_t> isWoken = 0; ///< from parking
+        bool restedShortly = false; ///< the last time; used by the worker only
     };
 
     /// At most `maximumWaiters` workers wait at a time.
@@ -36,11 +36,11 @@ public:
     /// The oldest queue; null when there is none.
     [[nodiscard]] SerialQueue* take();
 
-    /// Waits until there may be something to take or to end for. An event of a device is carried out inside, after a call of
+    /// Waits until there may be a queue to take, or the end. An event of a device is handled inside, after a call of
     /// `beginEvent`. False when enough others wait.
     template <typename BeginEvent> [[nodiscard]] bool wait(Waiter& waiter, BeginEvent beginEvent)
     {
-        // Spinning pays while work comes in quick succession; at the pace of frames it never does.
+        // // Spinning pays while work comes in quick succession, but never at the rate of frames.
         if (waiter.restedShortly && spin())
             return true;
         const auto begin = std::chrono::steady_clock::now();
@@ -60,13 +60,13 @@ public:
         return place != Place::none;
     }
 
-    /// Carries out one event of a device, if there is one.
+    /// Handles one event of a device, if there is one.
     void lookAtDevices();
 
     [[nodiscard]] bool isAnybodyPolling() const { return pollers_.load(std::memory_order_relaxed) > 0; }
     [[nodiscard]] bool isAnybodyWaiting() const { return waiters_.load(std::memory_order_relaxed) > 0; }
 
-    /// From now on nobody waits. Each worker that ends calls `wakeNextPoller`.
+    /// From now on no worker waits. Each worker that ends calls `wakeNextPoller`.
     void stop();
     [[nodiscard]] bool isStopping() const { return isStopping_.load(std::memory_order_relaxed); }
     void wakeNextPoller() { pollSet_.wake(); }
@@ -76,7 +76,7 @@ public:
 private:
     enum class Place { notNeeded, none, parked, poll };
 
-    /// Who is to be woken once the guard is free.
+    /// The worker to wake once the guard is free.
     struct Wake {
         Waiter* parked = nullptr;
         bool isForPoller = false;
@@ -98,15 +98,15 @@ private:
     SerialQueue* oldest_ TAMSEL_GUARDED_BY(guard_) = nullptr;
     SerialQueue* newest_ TAMSEL_GUARDED_BY(guard_) = nullptr;
     std::vector<Waiter*> parked_ TAMSEL_GUARDED_BY(guard_); ///< the last one is woken first
-    /// Somebody has been woken and will see to the rest.
+    /// A worker has been woken and will take or wake for the rest.
     bool wakeIsUnderway_ TAMSEL_GUARDED_BY(guard_) = false;
     bool isClosed_ TAMSEL_GUARDED_BY(guard_) = false;
     // Written under the guard, read also without it.
     std::atomic<std::size_t> count_ = 0;
     std::atomic<std::size_t> pollers_ = 0;
-    std::atomic<std::size_t> waiters_ = 0; ///< who polls or is parked
+    std::atomic<std::size_t> waiters_ = 0; ///< polling or parked workers
     std::atomic<bool> isStopping_ = false;
-    /// One worker at most looks out for queues without sleeping.
+    /// At most one worker spins.
     std::atomic<bool> isSpinning_ = false;
 };
 

@@ -12,14 +12,15 @@ namespace tamsel::engine {
 
 class SerialQueue;
 
-/// Runs queues that have something to run.
+/// Runs ready queues.
 class QueueExecutor {
 public:
     virtual ~QueueExecutor() = default;
 
-    /// The queue has just become ready and retains itself. Calls `SerialQueue::run` soon, or `discard` once it is closed.
+    /// The queue has just become ready and retains itself. Calls `SerialQueue::run` soon, or `discard` once it is
+    /// closed.
     virtual void schedule(SerialQueue& queue) = 0;
-    /// The same, by an item that ends now: the calling thread may run the queue next.
+    /// The same, from an item that is ending: the calling thread may run the queue next.
     virtual void scheduleNext(SerialQueue& queue) { schedule(queue); }
 };
 
@@ -40,11 +41,11 @@ public:
 
     /// Runs up to `limit` items; true when it is still ready, else it has become idle.
     [[nodiscard]] bool run(int limit);
-    /// Whether items wait behind the one that runs. For that item.
+    /// Whether items wait behind the running one. Called by that item.
     [[nodiscard]] bool hasMore() const;
     /// Destroys all items unrun and becomes idle.
     void discard();
-    /// Gives up the hold on itself that a ready queue has.
+    /// Releases the reference that a ready queue holds to itself.
     [[nodiscard]] std::shared_ptr<SerialQueue> release() { return std::move(retained_); }
     void retain() { retained_ = shared_from_this(); }
 
@@ -52,7 +53,7 @@ public:
     SerialQueue* nextReady = nullptr;
 
 private:
-    /// True when the queue was idle and has to be scheduled.
+    /// True when the queue was idle and must be scheduled.
     [[nodiscard]] bool add(platform::WorkItem item);
     [[nodiscard]] WorkCell* nextCell();
     [[nodiscard]] bool becomeIdle();
@@ -61,7 +62,7 @@ private:
     const std::shared_ptr<QueueExecutor> executor_;
     const void* const identity_;
     std::atomic<WorkCell*> newest_ = nullptr;
-    /// Taken from the chain and turned round: oldest first. For the thread that runs the queue.
+    /// Taken from the chain and reversed: oldest first. For the thread that runs the queue.
     WorkCell* taken_ = nullptr;
     std::shared_ptr<SerialQueue> retained_;
 };

@@ -43,12 +43,12 @@ public:
     {
         isValid_ = false;
         if (!isFiring_)
-            std::exchange(block_, nullptr); // may be what keeps this timer
+            std::exchange(block_, nullptr); // may hold the last reference to this timer
     }
     [[nodiscard]] bool isValid() const override { return isValid_; }
     [[nodiscard]] std::chrono::nanoseconds due() const { return due_; }
 
-    /// Also false inside its own block, so that a loop that is run from there does not enter the block again.
+    /// Also false inside its own block, so a nested loop does not enter the block again.
     [[nodiscard]] bool isDue(std::chrono::nanoseconds now) const
     {
         return isValid_ && !isFiring_ && due_ <= now;
@@ -201,7 +201,7 @@ void ThreadRunLoop::schedule(SerialQueue& queue)
     {
         const MutexLock lock(guard_);
         if (!isClosed_) {
-            assert(ready_ == nullptr); // a second queue would push the first one out
+            assert(ready_ == nullptr); // a second queue would be lost
             ready_ = &queue;
             wake();
             return;
@@ -221,7 +221,7 @@ void ThreadRunLoop::close()
         const std::shared_ptr<SerialQueue> alive = queue->release();
         alive->discard();
     }
-    // A block may hold what holds this loop.
+    // // A block may hold a reference to an object that holds this loop.
     for (const std::shared_ptr<LoopTimer>& timer : std::exchange(timers_, {}))
         timer->invalidate();
 }

@@ -12,8 +12,8 @@
 
 namespace tamsel::engine {
 
-/// The run loop of one real thread: its timers and at most one queue, which names it as its executor. Its descriptor
-/// becomes readable when there is something to do, so that it can be driven from any other event loop.
+/// The run loop of one real thread: its timers and at most one queue, which uses it as its executor. Its descriptor
+/// becomes readable when there is something to do, so any other event loop can drive it.
 class ThreadRunLoop final : public platform::RunLoop, public QueueExecutor {
 public:
     ThreadRunLoop();
@@ -26,28 +26,28 @@ public:
 
     /// Until `stop` is called. On the loop's thread.
     void run();
-    /// Runs what is ready, after waiting at most `limit` for the first of it. True when anything ran. On the loop's
+    /// Runs what is ready, after waiting at most `limit` for the first item. True when anything ran. On the loop's
     /// thread.
     bool runOnce(std::chrono::nanoseconds limit);
     /// Ends `run`, or the next one. Thread-safe.
     void stop();
 
-    /// Otherwise the system had no descriptor left, and this loop looks now and then for what there is to do.
+    /// False when the system had no descriptor left; the loop then checks for work at intervals.
     [[nodiscard]] bool isOpen() const
     {
         return pollDescriptor_ >= 0 && wakeDescriptor_ >= 0 && timerDescriptor_ >= 0;
     }
-    /// Readable while a main-queue item waits or a timer is due. Call `runOnce` with a limit of zero then.
+    /// Readable while a main-queue item waits or a timer is due. Then call `runOnce` with a limit of zero.
     [[nodiscard]] int descriptor() const { return pollDescriptor_; }
 
     void schedule(SerialQueue& queue) override;
-    /// Destroys what has not run, and the timers; what is scheduled later is destroyed at once. On the loop's thread.
+    /// Destroys unrun items and the timers, and what is scheduled later at once. On the loop's thread.
     void close();
 
 private:
     class LoopTimer;
 
-    /// One turn, as `runOnce`; as part of `run` it also ends when that is to end.
+    /// One turn, as `runOnce`; a turn of `run` also ends when `run` is to end.
     bool turn(std::chrono::nanoseconds limit, bool endsWhenStopped);
     [[nodiscard]] SerialQueue* takeReady();
     [[nodiscard]] bool fireTimers();

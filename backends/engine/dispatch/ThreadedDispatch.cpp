@@ -13,7 +13,7 @@ namespace tamsel::engine {
 
 namespace {
 
-/// Never given twice, unlike a thread's identifier.
+/// Unique for the process, unlike a thread's identifier.
 std::uint64_t currentThreadNumber()
 {
     constinit static std::atomic<std::uint64_t> lastNumber = 0;
@@ -26,8 +26,8 @@ struct LoopOfThread {
     std::unique_ptr<ThreadRunLoop> loop;
 };
 
-/// The calling thread's loops, which end with it. One whose dispatch has gone first waits for its thread's next look.
-/// A loop is taken out before it is destroyed: what its timers hold may ask for a loop again.
+/// The calling thread's loops, which end with it. A loop whose dispatch was destroyed first stays until its thread asks
+/// for a loop again. It is removed before it is destroyed, because its timers' objects may ask for a loop again.
 struct LoopsOfThread {
     ~LoopsOfThread()
     {
@@ -44,7 +44,7 @@ thread_local LoopsOfThread loopsOfThread;
 
 } // namespace
 
-/// Each item is a queue of its own, so any number may run at the same time.
+/// Each item is a queue of its own, so any number may run in parallel.
 class ThreadedDispatch::GlobalQueue final : public platform::DispatchQueue {
 public:
     explicit GlobalQueue(std::shared_ptr<WorkerPool> pool) : pool_(std::move(pool)) { }

@@ -20,17 +20,18 @@ class WorkerPool;
 class ThreadedDispatch final : public platform::Dispatch, public platform::RunLoops, public EventSources {
 public:
     /// A pool of two or more workers; by default two more than the machine has processors, so that one client that
-    /// blocks holds up nobody.
+    /// blocks delays no other.
     explicit ThreadedDispatch(std::size_t workers = 0);
     ~ThreadedDispatch() override;
     ThreadedDispatch(const ThreadedDispatch&) = delete;
     ThreadedDispatch& operator=(const ThreadedDispatch&) = delete;
 
-    /// Joins the workers and destroys unrun what is queued and what is posted later; event sources fire no more. What the
-    /// items and the drivers refer to can be destroyed afterwards. On the main thread; the destructor does the same.
+    /// Joins the workers and destroys queued and later items unrun; event sources do not fire any more. Afterwards the
+    /// objects that items and drivers refer to can be destroyed. On the main thread; the destructor does the same.
     void end();
 
-    /// Why only the main queue runs, in one line: the system had no thread or no descriptor left. Empty as a rule.
+    /// The reason why only the main queue runs, in one line: the system had no thread or no descriptor left. Normally
+    /// empty.
     [[nodiscard]] std::string problem() const;
 
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeSerialQueue(std::string label) override;
@@ -45,7 +46,7 @@ public:
     [[nodiscard]] std::unique_ptr<EventSource> makeDescriptor(
         int descriptor, std::function<void()> fire) override;
 
-    /// The main thread's loop: run it whole, once with a limit, or when its descriptor is readable.
+    /// The main thread's loop: `run` it, `runOnce` with a limit, or `runOnce` when its descriptor is readable.
     [[nodiscard]] ThreadRunLoop& mainLoop() { return *mainLoop_; }
 
 private:
@@ -53,7 +54,7 @@ private:
 
     const std::shared_ptr<WorkerPool> pool_;
     const std::uint64_t mainThread_;
-    /// Stands for this object in the threads that have a loop of it.
+    /// Represents this object in the threads that have a loop of it.
     const std::shared_ptr<const int> identity_ = std::make_shared<const int>();
     const std::shared_ptr<ThreadRunLoop> mainLoop_;
     const std::shared_ptr<SerialQueue> mainQueue_;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t magazineSize = 64;
 
-/// Full magazines on their way from threads that free to threads that take.
+/// Full magazines for the exchange between freeing and taking threads.
 class Depot {
 public:
     WorkCell* takeMagazine()
@@ -42,15 +42,15 @@ private:
     std::vector<WorkCell*> magazines_ TAMSEL_GUARDED_BY(guard_);
 };
 
-/// Lives as long as the process: threads may return cells while it ends.
+/// Never destroyed: threads may return cells while the process ends.
 Depot& depot()
 {
     static Depot& depot = *new Depot;
     return depot;
 }
 
-/// Two magazines of one thread, so that a thread at a boundary does not go to the depot each time. Plain data, so that
-/// it can still be used while the thread's other objects are destroyed.
+/// Two magazines of one thread, so that a thread at a boundary does not go to the depot each time. Plain data, so it is
+/// usable while the thread's other objects are destroyed.
 struct Magazines {
     WorkCell* current = nullptr;
     std::size_t count = 0;
@@ -61,7 +61,7 @@ struct Magazines {
 
 constinit thread_local Magazines magazines;
 
-/// Empties the magazines of a thread that ends.
+/// Empties the magazines of an ending thread.
 struct Closer {
     ~Closer()
     {

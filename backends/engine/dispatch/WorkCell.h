@@ -11,8 +11,8 @@ struct WorkCell {
 };
 static_assert(sizeof(WorkCell) == 128);
 
-/// A cell from the calling thread's magazine. In steady state nothing is allocated: cells that one thread frees come
-/// back to another in whole magazines.
+/// A cell from the calling thread's magazine. In steady state nothing is allocated: cells that one thread frees return
+/// to another in whole magazines.
 [[nodiscard]] WorkCell* takeCell(platform::WorkItem&& item);
 
 /// The item must be empty or may be destroyed here.

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int itemsPerTurn = 32;
 constexpr int handedTurnsInARow = 16;
-/// How long the devices may go unread while all workers are busy.
+/// The longest time that devices are not polled while all workers are busy.
 constexpr std::chrono::microseconds deviceInterval{500};
 
 } // namespace
@@ -81,7 +81,7 @@ bool WorkerPool::addWorker()
 void WorkerPool::scheduleNext(SerialQueue& queue)
 {
     Worker* worker = currentPool == this ? currentWorker : nullptr;
-    // With items behind this one, the turn does not end here: all of them hand over more cheaply through the list.
+    // // With items behind this one, the turn does not end here: handing all of them over through the list is cheaper.
     if (worker != nullptr && worker->next == nullptr
         && (worker->running == nullptr || !worker->running->hasMore()))
         worker->next = &queue;
@@ -108,7 +108,7 @@ void WorkerPool::work(Worker& worker)
 
 SerialQueue* WorkerPool::nextQueue(Worker& worker)
 {
-    // After some turns what was handed over goes to the end of the list, so that nobody starves.
+    // // After some turns a queue that was handed over goes to the end of the list, so that no queue starves.
     SerialQueue* queue = std::exchange(worker.next, nullptr);
     if (queue != nullptr && ++worker.turnsInARow <= handedTurnsInARow)
         return queue;
@@ -123,11 +123,11 @@ SerialQueue* WorkerPool::nextQueue(Worker& worker)
 
 void WorkerPool::runQueue(Worker& worker, SerialQueue* queue)
 {
-    // Alive for the whole turn: an item may drop the last reference to its own queue.
+    // // Alive for the whole turn: an item may release the last reference to its own queue.
     const std::shared_ptr<SerialQueue> alive = queue->release();
     worker.running = queue;
     bool isReady = true;
-    // What is handed over must not wait for the items behind it.
+    // // A queue that was handed over must not wait for the items behind it.
     for (int items = 0; isReady && items < itemsPerTurn && worker.next == nullptr; ++items) {
         beginItem(worker);
         isReady = alive->run(1);
@@ -146,7 +146,7 @@ void WorkerPool::beginItem(Worker& worker)
         watch_.begin();
 }
 
-/// Nobody waits for the devices, so those who are busy look at them between two turns.
+/// No worker waits for the devices, so busy workers poll them between two turns.
 void WorkerPool::lookAtDevices(Worker& worker)
 {
     const auto now = std::chrono::steady_clock::now();
@@ -156,7 +156,7 @@ void WorkerPool::lookAtDevices(Worker& worker)
     ready_.lookAtDevices();
 }
 
-/// Adds a worker when no item has begun since the last look. True while nobody waits for something to do.
+/// Adds a worker when no item has begun since the last check. True while no worker waits.
 bool WorkerPool::lookAfterWorkers()
 {
     if (ready_.isAnybodyWaiting())

@@ -16,9 +16,9 @@
 
 namespace tamsel::engine {
 
-/// The threads that run ready queues. What an item hands over is run next by the same thread, without a lock or a wake.
-/// When all threads are inside items for long, one more is started. Fewer threads than were asked for do the same, more
-/// slowly.
+/// The threads that run ready queues. A queue that an item hands over is run next by the same thread, without a lock or
+/// a wake-up. When all threads are inside items for long, one more is started. With fewer threads than requested the
+/// pool is slower.
 class WorkerPool final : public QueueExecutor {
 public:
     static constexpr std::size_t maximumWorkers = 64;
@@ -27,11 +27,11 @@ public:
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
 
-    /// Otherwise the system had no descriptor left, and nothing can run.
+    /// False when the system had no descriptor left; nothing can run then.
     [[nodiscard]] bool isOpen() const { return pollSet_->isOpen(); }
     /// False when it is not open, or the system has no thread left: nothing will run.
     [[nodiscard]] bool start();
-    /// Ends and joins all threads and destroys what has not run. Never on a worker.
+    /// Ends and joins all threads and destroys unrun items. Never on a worker.
     void stop();
 
     void schedule(SerialQueue& queue) override { ready_.push(queue); }
@@ -42,9 +42,9 @@ public:
 private:
     struct Worker {
         ReadyList::Waiter waiter;
-        std::atomic<std::uint64_t> begunItems = 0; ///< also of events
+        std::atomic<std::uint64_t> begunItems = 0; ///< and events
         std::atomic<bool> isDone = false;
-        // Its own.
+        // // For the worker itself.
         SerialQueue* running = nullptr;
         SerialQueue* next = nullptr; ///< handed over by the last item
         int turnsInARow = 0; ///< of queues that were handed over

@@ -6,7 +6,7 @@
 
 namespace tamsel::engine {
 
-/// Calls out of the engine. An exception that leaves the callback ends the process with one line.
+/// Calls a callback of a client or driver. An exception that leaves it ends the process with one line.
 template <typename Callback, typename... Arguments>
 void callOut(Callback& callback, Arguments&... arguments) noexcept
 {

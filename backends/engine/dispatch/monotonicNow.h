@@ -4,7 +4,7 @@
 
 namespace tamsel::engine {
 
-/// The monotonic clock that event sources, timers and capture times of real threads go by.
+/// The monotonic clock of event sources, timers and capture times on real threads.
 [[nodiscard]] inline std::chrono::nanoseconds monotonicNow()
 {
     return std::chrono::steady_clock::now().time_since_epoch();

@@ -9,19 +9,19 @@
 
 namespace tamsel::engine {
 
-// A futex for one sleeper. `std::atomic::wait` would yield several times before it sleeps, which costs more than the
-// sleep at the pace of frames.
+// // A futex for one sleeper. `std::atomic::wait` would yield several times before it sleeps, which costs more than the
+// sleep at the rate of frames.
 
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));
 
-/// Until the word is set; the one sleeper.
+/// Until the word is set; for the one sleeper.
 inline void sleepWhileZero(std::atomic<std::uint32_t>& word)
 {
     while (word.load(std::memory_order_acquire) == 0)
         syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 0, nullptr, nullptr, 0);
 }
 
-/// Ends the sleep.
+/// Wakes the sleeper.
 inline void setAndWake(std::atomic<std::uint32_t>& word)
 {
     word.store(1, std::memory_order_release);

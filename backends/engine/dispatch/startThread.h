@@ -6,7 +6,8 @@
 
 namespace tamsel::engine {
 
-/// A thread that runs the body; one that cannot be joined when the system has none left, and the body is destroyed unrun.
+/// Starts a thread that runs the body. When the system has none left the result is not joinable, and the body is
+/// destroyed unrun.
 template <typename Body> [[nodiscard]] std::thread startThread(Body body)
 {
     try {

@@ -43,7 +43,8 @@ std::uint32_t pixelAt(const CVPixelBuffer& pixels, double column, double row)
     return value;
 }
 
-/// Mixes the four pixels around a place; each counts with its alpha, so that no dark edge comes from outside.
+/// Interpolates the four pixels around a position; each is weighted with its alpha, so that the outside adds no dark
+/// edge.
 std::uint32_t mixedAt(const CVPixelBuffer& pixels, double x, double y)
 {
     const double column = std::floor(x - 0.5);

@@ -6,7 +6,7 @@
 
 namespace tamsel::engine {
 
-/// Copies `source` into `target`, which has its size or, where rows become columns, that size the other way round.
+/// Copies `source` into `target`, which has its size or, if rows become columns, its width and height exchanged.
 void turnUpright(
     const platform::CVPixelBuffer& source, platform::CVPixelBuffer& target, formats::Orientation orientation);
 

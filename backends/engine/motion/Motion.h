@@ -12,8 +12,8 @@
 
 namespace tamsel::engine {
 
-/// The motion services of a phone on top of a driver; without one no service is available. The same for every back end. All
-/// references must outlive the managers. Thread-safe.
+/// The motion services of a phone on top of a driver; without one no service is available. The same for every back end.
+/// All references must outlive the managers. Thread-safe.
 class Motion final : public platform::MotionServices {
 public:
     /// The driver may be absent.

@@ -7,8 +7,8 @@
 
 namespace tamsel::engine {
 
-/// A reading of a sensor: usually a sample; an error with it or instead of it; or neither, when a sample is missing for an
-/// unknown reason.
+/// A reading of a sensor: usually a sample; an error with it or instead of it; or neither, when a sample is missing for
+/// an unknown reason.
 template <typename Sample> struct MotionReading {
     std::optional<Sample> sample = std::nullopt;
     std::optional<platform::Error> error = std::nullopt;
@@ -16,7 +16,7 @@ template <typename Sample> struct MotionReading {
 
 /// Of the gyroscope.
 using GyroReading = MotionReading<platform::CMGyroData>;
-/// Of the service that combines the sensors.
+/// Of device motion.
 using DeviceMotionReading = MotionReading<platform::CMDeviceMotion>;
 
 /// The motion sensors of a back end. They are read at the interval of each stream; times are of the platform's monotonic
@@ -33,9 +33,9 @@ public:
     /// A stream starts at this time.
     virtual void streamStarts(std::chrono::nanoseconds time) = 0;
 
-    /// What to deliver at this time; absent for nothing.
+    /// The reading at this time; absent for none.
     [[nodiscard]] virtual std::optional<GyroReading> readGyro(std::chrono::nanoseconds time) = 0;
-    /// The same of device motion.
+    /// The same for device motion.
     [[nodiscard]] virtual std::optional<DeviceMotionReading> readDeviceMotion(std::chrono::nanoseconds time)
         = 0;
 };

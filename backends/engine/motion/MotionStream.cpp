@@ -24,7 +24,7 @@ template <typename Sample> nanoseconds MotionStream<Sample>::tickTime(std::uint6
 
 template <typename Sample> void MotionStream<Sample>::setInterval(double interval)
 {
-    // An interval that is not a number counts as the shortest.
+    // // NaN counts as the shortest interval.
     const double wanted
         = interval > shortestInterval ? std::min(interval, longestInterval) : shortestInterval;
     const MutexLock lock(guard_);
@@ -74,7 +74,7 @@ template <typename Sample> void MotionStream<Sample>::tick()
         const nanoseconds now = clock_.monotonic();
         due = tickTime(next_);
         if (!isActive_ || now < due)
-            return; // of an earlier start or interval; the timer is armed for the present one
+            return; // of an earlier start or interval; the timer is armed for the current one
         start = starts_;
         next_ = std::max(next_ + 1,
             static_cast<std::uint64_t>(std::chrono::duration<double>(now - origin_).count() / interval_) + 1);

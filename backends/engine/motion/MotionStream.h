@@ -12,8 +12,8 @@
 
 namespace tamsel::engine {
 
-/// One stream of motion samples: reads its sensor at start + k·interval, k ≥ 1, and posts the reading. A stream that is late
-/// skips the ticks that it has missed. Thread-safe.
+/// One stream of motion samples: reads its sensor at start + k·interval, k ≥ 1, and posts the reading. A late stream
+/// skips missed ticks. Thread-safe.
 template <typename Sample>
 class MotionStream final : public std::enable_shared_from_this<MotionStream<Sample>> {
     struct Private { };
@@ -43,7 +43,7 @@ public:
         return isActive_;
     }
 
-    /// In seconds, limited to `shortestInterval` and `longestInterval`. A running stream counts on from its latest tick.
+    /// In seconds, limited to `shortestInterval` and `longestInterval`. A running stream counts from its latest tick.
     void setInterval(double interval);
 
     /// Does nothing when the stream is active already.
@@ -72,7 +72,7 @@ private:
     std::chrono::nanoseconds origin_ TAMSEL_GUARDED_BY(guard_){}; ///< ticks are counted from here
     std::uint64_t next_ TAMSEL_GUARDED_BY(guard_) = 1; ///< the tick that is due next
     std::shared_ptr<platform::DispatchQueue> queue_ TAMSEL_GUARDED_BY(guard_);
-    /// Shared with the items that will call it.
+    /// Shared with posted items.
     std::shared_ptr<const platform::CMHandler<Sample>> handler_ TAMSEL_GUARDED_BY(guard_);
 };
 
