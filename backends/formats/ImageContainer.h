@@ -13,25 +13,25 @@
 
 namespace tamsel::formats {
 
-/// The size of a picture, as it is stored.
+/// The size of a picture, as stored.
 struct PixelSize {
     std::uint32_t width = 0;
     std::uint32_t height = 0; ///< 0 where the file states it only after the picture
 };
 
-/// A picture file around its EXIF. Reads what it can in its constructor, and does not own the bytes.
+/// A picture file and its EXIF. The constructor reads what it can; the object does not own the bytes.
 class ImageContainer {
 public:
     virtual ~ImageContainer();
 
     [[nodiscard]] std::optional<PixelSize> size() const { return size_; }
-    /// The TIFF structure with the EXIF of the first image; empty where the file has none.
+    /// The TIFF structure with the EXIF of the first image; empty if the file has none.
     [[nodiscard]] ByteView exif() const { return exif_; }
     [[nodiscard]] NewExif newExif() const { return newExif_; }
-    /// Why the file cannot be rewritten, in one line.
+    /// The reason why the file cannot be rewritten, in one line.
     [[nodiscard]] const std::optional<std::string>& problem() const { return problem_; }
 
-    /// What to change in the file for these changes of its EXIF (of a fresh one where it has none).
+    /// The edits of the file for these changes of its EXIF (of a new one if it has none).
     [[nodiscard]] virtual std::expected<std::vector<Splice>, platform::Error> replaceExif(
         const std::vector<Splice>& changes) const
         = 0;
@@ -39,9 +39,9 @@ public:
 protected:
     explicit ImageContainer(ByteView file) : file_(file) { }
 
-    /// Notes why the file cannot be rewritten; the first reason stays.
+    /// Records why the file cannot be rewritten; the first reason counts.
     void fail(std::string problem);
-    /// The EXIF, or a fresh one, with the changes.
+    /// The EXIF, or a new one, with the changes.
     [[nodiscard]] std::vector<std::byte> changedExif(const std::vector<Splice>& changes) const;
 
     ByteView file_;
@@ -53,7 +53,7 @@ private:
     std::optional<std::string> problem_;
 };
 
-/// Absent for a file that is none of the formats whose EXIF is read and written here.
+/// Absent for a file whose format has no EXIF that is read and written here.
 [[nodiscard]] std::unique_ptr<ImageContainer> openContainer(ByteView file, const Inflate& inflate);
 
 } // namespace tamsel::formats

@@ -8,10 +8,10 @@
 
 namespace tamsel::formats {
 
-/// The bytes of a file whose first ones are those of an image format. Reads and rewrites its metadata, no pixels.
+/// The bytes of an image file. Reads and rewrites its metadata, no pixels.
 class ImageFile final : public platform::CGImageSource {
 public:
-    /// Absent when the bytes are of no known format.
+    /// Absent when the format is unknown.
     [[nodiscard]] static std::shared_ptr<const ImageFile> open(
         std::span<const std::byte> data, Inflate inflate = {})
     {

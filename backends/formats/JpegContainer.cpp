@@ -19,7 +19,7 @@ constexpr unsigned application1 = 0xE1;
 constexpr unsigned application2 = 0xE2;
 constexpr std::size_t headSize = 4; // marker and length
 constexpr std::size_t longestSegment = 0xFFFF; // without its marker
-constexpr std::string_view exifName = "Exif\0"sv; // then one byte that is seldom not 0
+constexpr std::string_view exifName = "Exif\0"sv; // then one byte, usually 0
 constexpr std::size_t exifNameSize = 6;
 constexpr std::string_view picturesName = "MPF\0"sv; // CIPA DC-007, multi-picture format
 constexpr std::uint16_t pictureEntries = 0xB002;
@@ -91,7 +91,7 @@ void JpegContainer::readExif(const Segment& segment)
 {
     const ByteView block = file_.first(segment.end).subspan(segment.begin + headSize + exifNameSize);
     if (exifSegment_) {
-        // One with a header of its own is another EXIF, which stays as it is.
+        // // A segment with a header of its own is another EXIF, which is not changed.
         if (!hasTiffHeader(block))
             fail("the EXIF of the JPEG file is spread over several segments");
         return;
@@ -138,7 +138,7 @@ std::expected<std::vector<Splice>, Error> JpegContainer::replaceExif(const std::
     return result;
 }
 
-/// Everything behind the EXIF moves by as much as that grows.
+/// Everything behind the EXIF moves by its growth.
 void JpegContainer::followPreviews(std::vector<std::byte>& block) const
 {
     const std::size_t growth = block.size() - exif_.size();
@@ -149,7 +149,7 @@ void JpegContainer::followPreviews(std::vector<std::byte>& block) const
     }
 }
 
-/// A multi-picture file states how long its first picture is, and where from its own list the others begin.
+/// A multi-picture file states the size of its first picture, and the offsets of the others from its own list.
 void JpegContainer::followPictures(
     std::size_t exifBegin, std::ptrdiff_t growth, std::vector<Splice>& changes) const
 {
@@ -170,7 +170,7 @@ void JpegContainer::followPictures(
     for (std::size_t at = 0; at + pictureEntrySize <= list->size(); at += pictureEntrySize) {
         const std::uint32_t size = number32(*list, at + 4, block->order());
         const std::uint32_t offset = number32(*list, at + 8, block->order());
-        // The first picture has no offset: it is where the file begins.
+        // // The first picture has no offset: it is at the start of the file.
         if (offset == 0 && at == 0)
             change(at + 4, size);
         else if (offset != 0 && exifBegin > picturesSegment_->begin)

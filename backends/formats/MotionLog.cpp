@@ -35,7 +35,7 @@ struct ColumnNames {
 
 constexpr std::array<std::string_view, 4> rateUnits{"rad/s"};
 constexpr std::array<std::string_view, 4> timeUnits{"s", "sec", "seconds"};
-/// Of two entries for a column the first counts that the header has.
+/// Of two entries for a column the first one in the header counts.
 constexpr auto knownColumns = std::to_array<ColumnNames>({
     {time, {"secondselapsed"}, timeUnits},
     {time, {"t", "time", "timestamp"}, timeUnits},
@@ -63,7 +63,7 @@ std::string_view trimmed(std::string_view text)
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-/// For an error's one line: short, and without anything that a terminal would not show.
+/// For an error's one line: short, and printable.
 std::string inQuotes(std::string_view text)
 {
     constexpr std::size_t longest = 40;
@@ -73,14 +73,14 @@ std::string inQuotes(std::string_view text)
     return result + (text.size() > longest ? "...'" : "'");
 }
 
-/// The fields of a line (RFC 4180), without the blanks around them. Absent when a quotation mark is missing.
+/// The fields of a line (RFC 4180), trimmed. Absent when a quotation mark is missing.
 std::optional<std::vector<std::string>> split(std::string_view line, char separator)
 {
     std::vector<std::string> fields(1);
     bool isQuoted = false;
     for (const char character : line) {
         if (character == '"')
-            isQuoted = !isQuoted; // a doubled one ends and begins: nothing that counts has one inside
+            isQuoted = !isQuoted; // a doubled one ends and begins: no relevant field contains one
         else if (character == separator && !isQuoted)
             fields.emplace_back();
         else
@@ -172,14 +172,14 @@ public:
     }
 
 private:
-    /// The next line that says something; false at the end.
+    /// The next line with content; false at the end.
     bool nextLine(std::string& line)
     {
         while (!isTooLong_ && stream_.getline(buffer_.data(), static_cast<std::streamsize>(buffer_.size()))) {
             ++lineNumber_;
             std::string_view text(buffer_.data(), static_cast<std::size_t>(stream_.gcount()));
             if (!stream_.eof())
-                text.remove_suffix(1); // the line's end, which counts
+                text.remove_suffix(1); // the end of the line, which counts as read
             if (lineNumber_ == 1 && text.starts_with("\xEF\xBB\xBF"))
                 text.remove_prefix(3);
             text = trimmed(text);
@@ -227,14 +227,14 @@ private:
         return {};
     }
 
-    /// How many of the columns that follow each other are there.
+    /// How many of these consecutive columns exist.
     [[nodiscard]] std::size_t columnsFrom(Column first, std::size_t count) const
     {
         return static_cast<std::size_t>(std::ranges::count_if(std::span(places_).subspan(first, count),
             [](const std::optional<std::size_t>& place) { return place.has_value(); }));
     }
 
-    /// A bare "x" does not say of what; some recorders say it with the file's name alone.
+    /// A bare "x" does not name its sensor; with some recorders only the file's name does.
     [[nodiscard]] bool isOfAnotherSensor(const ColumnTitle& rate) const
     {
         const std::string file = ColumnTitle(std::filesystem::path(name_).filename().string()).name;
@@ -312,7 +312,7 @@ private:
         const double square = x * x + y * y + z * z + w * w;
         if (!(std::abs(square - 1) < 0.05))
             return failure("the attitude is no unit quaternion");
-        return std::asin(std::clamp(2 * (w * x + y * z), -1.0, 1.0)); // rounding may lead beyond 1
+        return std::asin(std::clamp(2 * (w * x + y * z), -1.0, 1.0)); // rounding may exceed 1
     }
 
     template <typename Number> std::expected<Number, Error> number(Column column) const

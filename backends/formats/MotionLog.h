@@ -13,10 +13,10 @@
 
 namespace tamsel::formats {
 
-/// What the motion sensors of a phone have said, as a text of comma-, semicolon- or tab-separated values (RFC 4180) with
-/// a header that names the columns, in any order; others are not looked at. Upper and lower case, punctuation and a unit
-/// in parentheses do not matter, but a unit other than these is refused:
-/// - time in seconds, never running backwards: `seconds_elapsed`, or else `t`, `time` or `timestamp`
+/// Samples of a phone's motion sensors, read from a text of comma-, semicolon- or tab-separated values (RFC 4180) with
+/// a header that names the columns, in any order; other columns are ignored. Upper and lower case, punctuation and a
+/// unit in parentheses do not matter, but a unit other than these is refused:
+/// - time in seconds, not decreasing: `seconds_elapsed`, or else `t`, `time` or `timestamp`
 /// - rotation rate in radians per second: `x`, `rotationRate.x` or `gyroscope x`, and the same with y and z
 /// - pitch in radians: `pitch`, or else the attitude as a unit quaternion: `attitude.x`, `quaternion.x` or `qx`, and the
 ///   same with y, z and w, whose pitch is asin(2(wx + yz))
@@ -32,7 +32,7 @@ public:
         std::optional<double> pitch = std::nullopt; ///< radians; in all rows or in none
     };
 
-    /// The error is one line, "FILE:LINE: what is wrong". The whole log is refused: no sample is ever made up.
+    /// The error is one line, "FILE:LINE: what is wrong". The whole log is refused: no sample is ever invented.
     [[nodiscard]] static std::expected<std::shared_ptr<const MotionLog>, platform::Error> read(
         const std::string& file);
     /// The same from a stream; errors name the file `name`.
@@ -45,7 +45,7 @@ public:
     [[nodiscard]] const std::vector<Row>& rows() const { return rows_; }
     [[nodiscard]] bool hasRotationRate() const { return rows_.front().rotationRate.has_value(); }
     [[nodiscard]] bool hasPitch() const { return rows_.front().pitch.has_value(); }
-    /// Seconds, as the first row has it.
+    /// Seconds, as in the first row.
     [[nodiscard]] double firstTime() const { return firstTime_; }
     [[nodiscard]] std::chrono::nanoseconds length() const { return rows_.back().offset; }
 

@@ -4,9 +4,9 @@
 
 namespace tamsel::formats {
 
-/// How a stored picture is brought upright, numbered 1 to 8 as Exif does: 1 as it is, 2 mirrored left to right, 3 a half
-/// turn, 4 mirrored top to bottom, 5 transposed, 6 a quarter turn clockwise, 7 transposed across the other diagonal, 8 a
-/// quarter turn anticlockwise.
+/// The transform that makes a stored picture upright, numbered 1 to 8 as in Exif: 1 none, 2 mirrored left to right, 3 a
+/// half turn, 4 mirrored top to bottom, 5 transposed, 6 a quarter turn clockwise, 7 transposed across the other
+/// diagonal, 8 a quarter turn anticlockwise.
 using Orientation = int;
 
 inline constexpr Orientation upright = 1;
@@ -17,16 +17,16 @@ inline constexpr Orientation upright = 1;
     return orientation >= 5;
 }
 
-/// The orientation that the number means; upright when it means none.
+/// The orientation with this number; upright for any other number.
 [[nodiscard]] constexpr Orientation orientationOf(double number)
 {
     return number >= 1 && number <= 8 ? static_cast<Orientation>(number) : upright;
 }
 
-/// As the orientation tag of its first directory says; upright when that says nothing that is known.
+/// The orientation tag of its first directory; upright without a valid one.
 [[nodiscard]] Orientation orientationOf(const TiffBlock& tiff);
 
-/// The orientation in Exif data, with or without the six letters that JPEG files put in front of it.
+/// The orientation in Exif data, with or without the six letters that precede it in JPEG files.
 [[nodiscard]] Orientation exifOrientation(ByteView exif);
 
 } // namespace tamsel::formats

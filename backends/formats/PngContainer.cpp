@@ -90,7 +90,7 @@ void PngContainer::readChunks()
     while (holds(file_, at, headSize)) {
         const std::size_t length = number32(file_, at, ByteOrder::big);
         if (!holds(file_, at, headSize + length + checksumSize)) {
-            // The picture may be cut off.
+            // // The picture may be truncated.
             if (holdsText(file_, at + 4, "IDAT") && pictureBegin_ == 0)
                 pictureBegin_ = at;
             return;
@@ -115,7 +115,7 @@ void PngContainer::readChunks()
     }
 }
 
-/// A profile beside an eXIf chunk counts, and goes, only if it says the same.
+/// A profile beside an eXIf chunk counts, and is removed, only if it is equal.
 void PngContainer::readProfile(const Inflate& inflate)
 {
     const bool isCompressed = holdsText(file_, profileChunk_->begin + 4, "zTXt");
@@ -129,7 +129,7 @@ void PngContainer::readProfile(const Inflate& inflate)
     }
     auto profile = profileFrom(text);
     const ByteView block = profile ? withoutPrefix(*profile) : ByteView{};
-    // APP1 is also the name for XMP, which stays.
+    // // APP1 is also the name for XMP, which is kept.
     const bool isExif = profile
         && (hasTiffHeader(block) || holdsText(profileChunk_->data, 0, profileNames[0]) || block.empty());
     if (exifChunk_ ? !profile || !areEqual(block, exif_) : profile && !isExif) {
@@ -155,7 +155,7 @@ std::expected<std::vector<Splice>, Error> PngContainer::replaceExif(const std::v
     append(data, changedExif(changes));
     if (data.size() > std::numeric_limits<std::int32_t>::max())
         return std::unexpected(Error{.localizedDescription = "the EXIF of the PNG file has no room"});
-    // Directly behind the header: a new chunk among those of an animation keeps some readers from opening it.
+    // // Directly behind the header: between the chunks of an animation some readers reject a new chunk.
     Splice chunk{.begin = exifChunk_ ? exifChunk_->begin : headerEnd_,
         .end = exifChunk_ ? exifChunk_->end : headerEnd_,
         .bytes = {}};

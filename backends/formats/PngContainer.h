@@ -6,8 +6,8 @@
 
 namespace tamsel::formats {
 
-/// PNG (third edition) with EXIF in an eXIf chunk, or, as older programs wrote it, as hexadecimal digits in a text
-/// chunk ("Raw profile type exif"), which becomes an eXIf chunk. Checksums of chunks that stay are not looked at.
+/// PNG (third edition) with EXIF in an eXIf chunk, or, from older programs, as hexadecimal digits in a text chunk ("Raw
+/// profile type exif"), which becomes an eXIf chunk. Checksums of unchanged chunks are not verified.
 class PngContainer final : public ImageContainer {
 public:
     PngContainer(ByteView file, const Inflate& inflate);
@@ -27,11 +27,11 @@ private:
     void readProfile(const Inflate& inflate);
 
     std::optional<Chunk> exifChunk_;
-    std::vector<Chunk> profileChunks_; ///< whatever they hold
+    std::vector<Chunk> profileChunks_; ///< with any content
     std::optional<Chunk> profileChunk_; ///< the one whose EXIF counts
     std::size_t headerEnd_ = 0; ///< of the chunk IHDR
     std::size_t pictureBegin_ = 0; ///< of the first chunk with picture data; 0 without one
-    std::size_t prefixSize_ = 0; ///< of what the eXIf chunk has before the TIFF structure
+    std::size_t prefixSize_ = 0; ///< of the bytes before the TIFF structure in the eXIf chunk
     std::vector<std::byte> profile_;
 };
 

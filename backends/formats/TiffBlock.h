@@ -28,10 +28,10 @@ enum class TiffType : std::uint16_t {
     utf8 = 129,
 };
 
-/// The bytes of one value; 0 for an unknown type.
+/// The size of one value in bytes; 0 for an unknown type.
 [[nodiscard]] std::size_t sizeOf(TiffType type);
 
-/// The tags that the engine itself asks for.
+/// The tags that this code needs by itself.
 namespace tiffTag {
 inline constexpr std::uint16_t imageWidth = 0x0100;
 inline constexpr std::uint16_t imageLength = 0x0101;
@@ -41,53 +41,53 @@ inline constexpr std::uint16_t exifDirectory = 0x8769;
 inline constexpr std::uint16_t gpsDirectory = 0x8825;
 } // namespace tiffTag
 
-/// An entry of a directory as it is written, valid or not.
+/// An entry of a directory as stored, valid or not.
 struct TiffEntry {
     static constexpr std::size_t size = 12;
 
-    std::size_t place = 0; ///< of its twelve bytes
+    std::size_t place = 0; ///< the offset of its twelve bytes
     std::uint16_t tag = 0;
     TiffType type{};
     std::uint32_t count = 0;
 };
 
-/// A directory as it is written: its entries, and where the next one is.
+/// A directory as stored: its entries, and the offset of the next one.
 struct TiffDirectory {
     std::size_t place = 0;
     std::vector<TiffEntry> entries; ///< in the order of the file
-    std::uint32_t next = 0; ///< the place of the next directory, or 0
-    bool hasNext = true; ///< false when the block ends before the place of the next directory
+    std::uint32_t next = 0; ///< the offset of the next directory, or 0
+    bool hasNext = true; ///< false when the block ends before the offset of the next directory
 
     /// The first entry of that tag.
     [[nodiscard]] const TiffEntry* find(std::uint16_t tag) const;
-    /// The place after the entries.
+    /// The offset behind the entries.
     [[nodiscard]] std::size_t end() const { return place + 2 + TiffEntry::size * entries.size(); }
 };
 
-/// A view of a TIFF structure (TIFF 6.0), as whole files and EXIF have it. Does not own the bytes.
+/// A view of a TIFF structure (TIFF 6.0): a whole file, or EXIF. Does not own the bytes.
 class TiffBlock {
 public:
-    /// Absent when the header or the first directory does not lie inside.
+    /// Absent when the header or the first directory exceeds the bytes.
     [[nodiscard]] static std::optional<TiffBlock> open(ByteView bytes);
-    /// A header with a first directory that is yet to come.
+    /// A header whose first directory is still to be added.
     [[nodiscard]] static TiffBlock fresh();
 
     [[nodiscard]] ByteView bytes() const { return bytes_; }
     [[nodiscard]] ByteOrder order() const { return order_; }
     [[nodiscard]] const TiffDirectory& first() const { return first_; }
 
-    /// Absent when its entries do not lie inside.
+    /// Absent when its entries exceed the bytes.
     [[nodiscard]] std::optional<TiffDirectory> directory(std::size_t place) const;
-    /// The directory that an entry of the first directory points to; absent when it does not.
+    /// The directory that an entry of the first directory points to; absent for an invalid pointer.
     [[nodiscard]] std::optional<TiffDirectory> directoryOf(std::uint16_t tag) const;
-    /// Absent when the type is unknown or the value does not lie inside.
+    /// Absent when the type is unknown or the value exceeds the bytes.
     [[nodiscard]] std::optional<ByteView> value(const TiffEntry& entry) const;
-    /// The values of an entry of whole numbers without sign; none for anything else.
+    /// The values of an entry of unsigned integers; empty for any other entry.
     [[nodiscard]] std::vector<std::uint32_t> numbers(const TiffEntry& entry) const;
-    /// The one whole number that an entry of the first directory holds; absent when there is none, or several.
+    /// The single unsigned integer of an entry of the first directory; absent when there is none, or several.
     [[nodiscard]] std::optional<std::uint32_t> number(std::uint16_t tag) const;
 
-    /// The first directory, those that follow it, and those below them; each once, and no endless number of them.
+    /// The first directory, the ones that follow it, and their subdirectories; each once, up to a limit.
     [[nodiscard]] std::vector<TiffDirectory> allDirectories() const;
 
 private:
@@ -98,7 +98,7 @@ private:
     TiffDirectory first_;
 };
 
-/// Whether entries of the tag hold the places of directories.
+/// Whether entries of the tag contain offsets of directories.
 [[nodiscard]] bool isDirectoryPointer(std::uint16_t tag);
 
 /// Whether the bytes begin like a TIFF structure, in either byte order.

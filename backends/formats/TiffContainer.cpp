@@ -6,7 +6,7 @@ namespace tamsel::formats {
 
 namespace {
 
-/// Programs that put something behind the last page find it from the end of the file.
+/// Programs locate trailers behind the last page from the end of the file.
 bool hasTrailer(ByteView file)
 {
     const auto standsBeforeEnd = [&](std::size_t distance, std::string_view text) {

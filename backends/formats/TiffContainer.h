@@ -4,7 +4,7 @@
 
 namespace tamsel::formats {
 
-/// TIFF 6.0, and the raw formats that are TIFF: the file itself is the structure.
+/// TIFF 6.0, and the raw formats that are TIFF: the whole file is the structure.
 class TiffContainer final : public ImageContainer {
 public:
     explicit TiffContainer(ByteView file);

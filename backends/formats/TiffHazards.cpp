@@ -43,14 +43,14 @@ public:
     }
 
 private:
-    /// A range that the new bytes would complete, or, where a part counts, add to.
+    /// A range that the new bytes would complete or, if parts count, extend.
     [[nodiscard]] bool wouldChange(std::uint64_t begin, std::uint64_t size, bool doesPartCount) const
     {
         const std::uint64_t end = begin + size;
         return size > 0 && begin < newEnd_ && end > block_.bytes().size()
             && (doesPartCount || end <= newEnd_);
     }
-    /// A place without a directory, where there could be one afterwards.
+    /// An offset without a directory, where new bytes could form one.
     [[nodiscard]] bool wouldBegin(std::uint32_t place) const
     {
         return place >= 8 && place < newEnd_ && !block_.directory(place);
@@ -65,7 +65,7 @@ private:
         const auto offsets = block_.numbers(*offsetEntry);
         const auto sizes = block_.numbers(*sizeEntry);
         for (std::size_t index = 0; index < std::min(offsets.size(), sizes.size()); ++index) {
-            const bool isNone = !isFile_ && offsets[index] < 8; // the header is no thumbnail
+            const bool isNone = !isFile_ && offsets[index] < 8; // the header is not a thumbnail
             if (!isNone && wouldChange(offsets[index], sizes[index], isFile_))
                 return true;
         }

@@ -133,7 +133,7 @@ std::expected<std::vector<Splice>, Error> WebPContainer::replaceExif(const std::
     extend(result);
     result.push_back(std::move(chunk));
     std::uint64_t riffSize = number32(file_, 4, ByteOrder::little);
-    if (!isCutOff_) // the size may count a padding byte that is not there
+    if (!isCutOff_) // the size may count a missing padding byte
         riffSize = std::min<std::uint64_t>(riffSize, file_.size() - riffHeadSize);
     for (const Splice& change : result)
         riffSize += change.bytes.size() - (change.end - change.begin);

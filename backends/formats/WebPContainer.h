@@ -4,7 +4,8 @@
 
 namespace tamsel::formats {
 
-/// WebP (RFC 9649) with an EXIF chunk, which only the extended form of the file has: the simple ones become extended.
+/// WebP (RFC 9649) with an EXIF chunk. Only the extended form of the file can contain it, so simple files become
+/// extended.
 class WebPContainer final : public ImageContainer {
 public:
     explicit WebPContainer(ByteView file);
@@ -26,9 +27,9 @@ private:
 
     std::optional<Chunk> exifChunk_;
     std::optional<std::size_t> xmpBegin_;
-    std::optional<std::size_t> extendedFlags_; ///< the place of the flags of the extended form
+    std::optional<std::size_t> extendedFlags_; ///< the offset of the flags of the extended form
     std::size_t chunksEnd_ = 0; ///< where a chunk can be added
-    std::size_t prefixSize_ = 0; ///< of what the EXIF chunk has before the TIFF structure
+    std::size_t prefixSize_ = 0; ///< of the bytes before the TIFF structure in the EXIF chunk
     bool isPaddingMissing_ = false; ///< behind the last chunk
     bool isCutOff_ = false;
     bool hasPicture_ = false;

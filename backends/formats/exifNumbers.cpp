@@ -13,7 +13,7 @@ constexpr std::int64_t millionths = 1'000'000;
 constexpr std::size_t fractionDigits = 6;
 
 /// The nearest fraction with a bounded numerator and denominator: the last convergent of the number's continued
-/// fraction within the bounds, or the mediant beyond it that still is.
+/// fraction within the bounds, or the last mediant beyond it within the bounds.
 Fraction nearestFraction(double number, std::uint32_t largest)
 {
     const double bound = largest;
@@ -78,7 +78,7 @@ Fraction fractionOf(double number, std::uint32_t largest)
 
 FractionTriple coordinateOf(double degrees)
 {
-    // All in one whole number, so that 59.9999999 seconds become the next minute.
+    // // All in one integer, so that 59.9999999 seconds become the next minute.
     const auto all = static_cast<std::uint64_t>(std::llround(degrees * 3600 * millionths));
     constexpr std::uint64_t minute = 60 * millionths;
     const auto part = [](std::uint64_t number) { return static_cast<std::uint32_t>(number); };

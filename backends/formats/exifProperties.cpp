@@ -24,7 +24,7 @@ constexpr std::uint16_t gpsVersion = 0x0000;
 struct Group {
     ExifGroup group{};
     std::string_view dictionary;
-    std::uint16_t pointer = 0; ///< the entry of the first directory; 0 for that itself
+    std::uint16_t pointer = 0; ///< the entry of the first directory; 0 for the first directory itself
 };
 
 constexpr std::array<Group, 3> groups{{
@@ -69,7 +69,7 @@ PropertyDictionary readExif(const TiffBlock& block)
 
 namespace {
 
-/// The given entries of a dictionary; the orientation at the top is one of those of TIFF.
+/// The given entries of a dictionary; the orientation at the top belongs to TIFF.
 PropertyDictionary entriesFor(
     const Group& group, const PropertyDictionary& properties, const PropertyDictionary& own)
 {
@@ -122,7 +122,7 @@ bool overlap(const std::optional<TiffDirectory>& one, const std::optional<TiffDi
     return one && other && one->place < other->end() && other->place < one->end();
 }
 
-/// Where new bytes begin: at an even place, and not where a directory at the end lacks the place of the next one, which
+/// Where new bytes begin: at an even offset, and not where the last directory lacks the offset of the next one, or it
 /// would be read from them.
 std::size_t endOf(const TiffBlock& block)
 {
@@ -151,7 +151,7 @@ std::expected<std::vector<Splice>, Error> changesOfExif(
     TiffDirectoryEditor& first = editors[0];
     for (std::size_t index = 1; index < groups.size(); ++index) {
         if (editors[index].isMoved())
-            first.setPointer(groups[index].pointer, 0); // the place is not known before the sizes are
+            first.setPointer(groups[index].pointer, 0); // the offset is unknown until the sizes are known
     }
     if (std::ranges::none_of(editors, &TiffDirectoryEditor::isChanged))
         return changes;

@@ -93,7 +93,7 @@ double realNumber(ByteView bytes, TiffType type, ByteOrder order)
     return static_cast<double>(first) / second;
 }
 
-/// None when there are too many or they are no numbers.
+/// Empty when there are too many or they are not numbers.
 std::vector<double> realNumbers(ByteView bytes, TiffType type, ByteOrder order)
 {
     std::vector<double> result;
@@ -131,7 +131,7 @@ std::optional<PropertyValue> readTriple(ExifForm form, ByteView bytes, TiffType 
         return std::nullopt;
     Triple triple{};
     std::ranges::copy(numbers, triple.begin());
-    // Minutes and seconds of 0/0 are the usual way to leave them out.
+    // // Minutes and seconds of 0/0 are the usual form of omitted ones.
     for (std::size_t index = 1; index < triple.size(); ++index) {
         if (std::isnan(triple[index]))
             triple[index] = 0;

@@ -9,13 +9,13 @@
 
 namespace tamsel::formats {
 
-/// The property that an entry of the tag states. Absent when it does not lie in the block or is none: of a type that
-/// does not fit, without digits where some are due, or with a number that is not finite.
+/// The property of an entry of the tag. Absent when it exceeds the block or is invalid: of a type that does not fit,
+/// without required digits, or with a number that is not finite.
 [[nodiscard]] std::optional<platform::PropertyValue> readValue(
     const ExifTag& tag, const TiffBlock& block, const TiffEntry& entry);
 
-/// The value as `readValue` would give it after it was written, but for the precision of reals; absent when the tag
-/// cannot take it.
+/// The value as `readValue` would return it after it was written, except for the precision of reals; absent when the
+/// tag cannot hold it.
 [[nodiscard]] std::optional<platform::PropertyValue> valueFor(
     const ExifTag& tag, const platform::PropertyValue& value);
 

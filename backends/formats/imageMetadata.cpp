@@ -16,7 +16,7 @@ using namespace std::string_view_literals;
 
 namespace {
 
-/// ISO/IEC 23008-12: the brand that a file names first, or else one that it is compatible with.
+/// ISO/IEC 23008-12: the first brand of a file, or else a compatible one.
 std::optional<std::string> heifType(ByteView file)
 {
     constexpr std::size_t firstBrand = 8;
@@ -48,7 +48,7 @@ std::optional<std::string> imageType(ByteView file)
         return "public.tiff";
     if (holdsText(file, 0, "GIF87a"sv) || holdsText(file, 0, "GIF89a"sv))
         return "com.compuserve.gif";
-    // A bitmap says little of itself: the reserved fields of its header are 0.
+    // // A bitmap has few marks: the reserved fields of its header are 0.
     if (holdsText(file, 0, "BM"sv) && holdsText(file, 6, "\0\0\0\0"sv) && holds(file, 0, 26))
         return "com.microsoft.bmp";
     return holdsText(file, 4, "ftyp"sv) ? heifType(file) : std::nullopt;

@@ -13,8 +13,8 @@
 
 namespace tamsel::formats {
 
-/// The bytes that a zlib stream (RFC 1950) holds; absent when it is damaged or they are more than the limit. Back ends
-/// with a library for that have it.
+/// The content of a zlib stream (RFC 1950); absent when it is damaged or larger than the limit. Supplied by back ends
+/// that have a library for it.
 using Inflate = std::function<std::optional<std::vector<std::byte>>(
     std::span<const std::byte> zlib, std::size_t limit)>;
 
@@ -23,21 +23,21 @@ using Inflate = std::function<std::optional<std::vector<std::byte>>(
 /// else.
 [[nodiscard]] std::optional<std::string> imageType(std::span<const std::byte> file);
 
-/// What the file states about its first image: "PixelWidth", "PixelHeight" and "Orientation" where they are known, and
-/// the dictionaries "{TIFF}", "{Exif}" and "{GPS}" that have entries. Empty for a format without such properties here.
+/// The metadata of the first image: "PixelWidth", "PixelHeight" and "Orientation" if they are known, and the
+/// dictionaries "{TIFF}", "{Exif}" and "{GPS}" that have entries. Empty for a format without such properties here.
 /// Inflating is needed for the EXIF of some old PNG files only.
 [[nodiscard]] platform::PropertyDictionary readImageProperties(
     std::span<const std::byte> file, const Inflate& inflate = {});
 
-/// A JPEG, PNG, WebP or TIFF file anew, with the given properties set over those of its first image. A property that the
-/// file has already, or that has no tag, changes nothing. Everything else stays as it is, byte for byte;
-/// `pictureDataIsEqual` checks this before the file is returned. The error, one line, says why
-/// the file cannot be rewritten.
+/// A copy of a JPEG, PNG, WebP or TIFF file, with the given properties set over those of its first image. A property
+/// that the file has already, or without a tag, changes nothing. Everything else stays the same, byte for byte;
+/// `pictureDataIsEqual` checks this before the file is returned. The error, one line, says why the file cannot be
+/// rewritten.
 [[nodiscard]] std::expected<std::vector<std::byte>, platform::Error> rewriteImage(
     std::span<const std::byte> file, const platform::PropertyDictionary& properties,
     const Inflate& inflate = {});
 
-/// Likewise, without the look at the result.
+/// The same, without the final check.
 [[nodiscard]] std::expected<std::vector<std::byte>, platform::Error> rewriteImageUnchecked(
     std::span<const std::byte> file, const platform::PropertyDictionary& properties,
     const Inflate& inflate = {});

@@ -20,7 +20,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-/// What is in a file beside its EXIF.
+/// The content of a file without its EXIF.
 struct Parts {
     std::vector<ByteView> kept;
     ByteView exif; ///< the TIFF structure
@@ -35,7 +35,7 @@ struct Parts {
     }
 };
 
-/// Whether the pieces hold the same bytes, wherever one piece ends and the next begins.
+/// Whether the pieces contain the same bytes, however they are divided.
 bool holdTheSame(const std::vector<ByteView>& one, const std::vector<ByteView>& other)
 {
     std::size_t oneIndex = 0, otherIndex = 0;
@@ -136,7 +136,7 @@ Parts partsOfWebP(ByteView file)
     return parts;
 }
 
-/// The list may state other sizes and places of pictures, and no more.
+/// The list may differ in sizes and offsets of pictures only.
 bool picturesAreEqual(ByteView before, ByteView after)
 {
     constexpr std::size_t entrySize = 16;
@@ -162,7 +162,7 @@ struct Span {
     std::size_t end = 0;
 };
 
-/// Where entries of the directories may have changed, and the place of the first directory; in order.
+/// The places where entries of the directories may have changed, and the offset of the first directory; in order.
 std::vector<Span> placesOfEntries(const TiffBlock& block)
 {
     std::vector<Span> result{{4, 8}};
@@ -184,7 +184,7 @@ bool isEditable(ExifGroup group, std::uint16_t tag)
         || (group == ExifGroup::tiff && (tag == tiffTag::exifDirectory || tag == tiffTag::gpsDirectory));
 }
 
-/// Whether every entry that is no property is still there, and in the same order.
+/// Whether every entry that is not a property still exists, in the same order.
 bool entriesAreKept(ExifGroup group, const TiffBlock& before, const std::optional<TiffDirectory>& old,
     const TiffBlock& after, const std::optional<TiffDirectory>& anew)
 {
@@ -207,7 +207,7 @@ bool entriesAreKept(ExifGroup group, const TiffBlock& before, const std::optiona
     return true;
 }
 
-/// What differs within those places.
+/// The differences within those places.
 std::vector<Span> changesWithin(const std::vector<Span>& places, ByteView before, ByteView after)
 {
     std::vector<Span> result;
@@ -224,14 +224,14 @@ std::vector<Span> changesWithin(const std::vector<Span>& places, ByteView before
     return result;
 }
 
-/// Whether no change is inside a thumbnail of any directory or, of a whole file, inside a strip or a tile: EXIF that was
-/// copied from a TIFF file may still state where those were.
+/// Whether no change is inside a thumbnail of any directory or, in a whole file, inside a strip or a tile: EXIF that
+/// was copied from a TIFF file may still contain their offsets.
 bool pictureIsKept(const TiffBlock& block, const std::vector<Span>& changes, bool isFile)
 {
     constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 3> allOffsetsAndSizes{
         {{513, 514}, {273, 279}, {324, 325}}};
     const auto offsetsAndSizes = std::span(allOffsetsAndSizes).first(isFile ? 3 : 1);
-    std::size_t left = 1 << 22; // a picture with more strips is not worth the time
+    std::size_t left = 1 << 22; // a limit for pictures with more strips
     for (const TiffDirectory& directory : block.allDirectories()) {
         for (const auto& [offsetTag, sizeTag] : offsetsAndSizes) {
             const TiffEntry* offsetEntry = directory.find(offsetTag);
@@ -247,7 +247,7 @@ bool pictureIsKept(const TiffBlock& block, const std::vector<Span>& changes, boo
             for (std::size_t index = 0; index < count; ++index) {
                 const std::size_t begin = offsets[index];
                 if (!isFile && (begin < 8 || !holds(block.bytes(), begin, sizes[index])))
-                    continue; // leads nowhere
+                    continue; // an invalid offset
                 const auto change = std::ranges::upper_bound(changes, begin, {}, &Span::end);
                 if (change != changes.end() && change->begin < begin + sizes[index])
                     return false;
@@ -280,7 +280,7 @@ bool tiffIsKept(ByteView before, ByteView after, bool isFile)
             anew->directoryOf(tiffTag::gpsDirectory));
 }
 
-/// Whether the EXIF is kept, but for numbers that follow a preview behind it.
+/// Whether the EXIF is unchanged, except for numbers that follow a preview behind it.
 bool exifIsKept(ByteView file, ByteView before, ByteView after)
 {
     std::vector<std::byte> restored(after.begin(), after.end());

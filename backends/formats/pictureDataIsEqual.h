@@ -5,9 +5,9 @@
 
 namespace tamsel::formats {
 
-/// Whether two files are the same picture with the same bytes in everything but what a rewriting may change: in JPEG,
-/// PNG and WebP all but the EXIF and what states its size; in a TIFF structure (a file or EXIF) all but entries of its
-/// first, Exif and GPS directories, and what is behind its old end. Parses both files again and reads all of both.
+/// Whether two files are the same picture with the same bytes in everything that a rewriting may not change: in JPEG,
+/// PNG and WebP all but the EXIF and its size fields; in a TIFF structure (a file or EXIF) all but entries of its
+/// first, Exif and GPS directories, and what is behind its old end. Parses both files again and reads them completely.
 [[nodiscard]] bool pictureDataIsEqual(std::span<const std::byte> before, std::span<const std::byte> after);
 
 } // namespace tamsel::formats

@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::uint16_t makerNote = 0x927C;
 
-/// SOI and a marker that can follow it in a picture, which compressed data never holds. Some cameras spoil the first byte.
+/// SOI and a marker that can follow it in a picture; compressed data never contains them. Some cameras spoil the first
+/// byte.
 bool isStartOfJpeg(ByteView file, std::size_t at)
 {
     if (!holds(file, at, 4) || number16(file, at + 1, ByteOrder::big) != 0xD8FF)
