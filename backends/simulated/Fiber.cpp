@@ -33,7 +33,7 @@ namespace tamsel::simulated {
 
 namespace {
 
-constexpr std::size_t stackSize = std::size_t{1} << 20U; // touched pages only are real
+constexpr std::size_t stackSize = std::size_t{1} << 20U; // only touched pages take memory
 
 std::size_t guardSize()
 {
@@ -45,13 +45,13 @@ thread_local Fiber* entering = nullptr;
 
 } // namespace
 
-/// A stack, where the body is on it, and where its caller is.
+/// A stack, with the contexts of the body on it and of its caller.
 struct Fiber::Context {
     void* stack = mmap(nullptr, stackSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ucontext_t inside{};
     ucontext_t outside{};
 
-    // What the sanitizers want to know about a change of stacks.
+    // // Data for the sanitizers about a change of stacks.
     const void* outsideStack = nullptr;
     std::size_t outsideStackSize = 0;
     void* fakeStack = nullptr;

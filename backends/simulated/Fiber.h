@@ -5,8 +5,8 @@
 
 namespace tamsel::simulated {
 
-/// A body of code that can stop in the middle and be gone on with, all on one thread. It is used again and again: once
-/// a body has ended, the next may be given.
+/// Code that can be suspended and resumed, all on one thread. A fiber is reused: once a body has ended, it can run the
+/// next one.
 class Fiber {
 public:
     Fiber();

@@ -7,11 +7,11 @@
 
 namespace tamsel::simulated {
 
-/// What happened on the phone, in order: calls of the capture roles ("startRunning", "addInput video"), reports
-/// ("report …"), diagnostic lines ("line …") and sounds ("sound play 1108").
+/// The events of a phone, in order: calls of the capture roles ("startRunning", "addInput video"), reports ("report
+/// …"), diagnostic lines ("line …") and sounds ("sound play 1108").
 class Journal {
 public:
-    /// One thing that happened, and when, in virtual time.
+    /// One event and its virtual time.
     struct Entry {
         std::chrono::nanoseconds time;
         std::string text;

@@ -10,7 +10,7 @@
 
 namespace tamsel::simulated {
 
-/// Motion services whose starts, stops and intervals are written down. To outlive its managers.
+/// Motion services that log their starts, stops and intervals. Must outlive its managers.
 class JournaledMotion final : public platform::MotionServices {
 public:
     JournaledMotion(platform::MotionServices& services, platform::Clock& clock, Journal& journal);

@@ -16,7 +16,7 @@
 
 namespace tamsel::simulated {
 
-/// Writes down each sound with its time.
+/// Logs each sound with its time.
 class JournaledSounds final : public engine::SoundDriver {
 public:
     JournaledSounds(platform::Clock& clock, Journal& journal) : clock_(clock), journal_(journal) { }
@@ -33,7 +33,7 @@ private:
     Journal& journal_;
 };
 
-/// Writes down each diagnostic line with its time.
+/// Logs each diagnostic line with its time.
 class JournaledLines final : public platform::DiagnosticLines {
 public:
     JournaledLines(platform::Clock& clock, Journal& journal) : clock_(clock), journal_(journal) { }
@@ -47,7 +47,7 @@ private:
     Journal& journal_;
 };
 
-/// Writes down each report with its time, and keeps it.
+/// Logs each report with its time, and keeps it.
 class JournaledReports final : public platform::ReportSink {
 public:
     JournaledReports(platform::Clock& clock, Journal& journal) : clock_(clock), journal_(journal) { }

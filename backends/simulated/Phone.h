@@ -31,9 +31,9 @@ class Capture;
 /// A scripted phone on virtual time, for tests.
 namespace tamsel::simulated {
 
-/// What a simulated phone is made of.
+/// The configuration of a simulated phone.
 struct PhoneConfiguration {
-    /// Another seed, another order among what could happen at the same time.
+    /// Another seed gives another order of simultaneous events.
     std::uint64_t seed = 1;
     std::vector<CameraScript> cameras{
         {.position = platform::AVCaptureDevicePosition::back},
@@ -41,10 +41,10 @@ struct PhoneConfiguration {
     };
     std::optional<MicrophoneScript> microphone = std::nullopt;
     MotionScript motion = {};
-    /// Stands in place of the motion script: replayed from the moment when the first stream starts.
+    /// Replaces the motion script: replayed from the start of the first stream.
     std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
     DetectorScript detector = {};
-    /// Stand in place of the simulated recordings, pictures, movies and detector, for real ones on virtual time.
+    /// Replace the simulated assets, pictures, movies and detector, for real ones on virtual time.
     std::shared_ptr<platform::AssetServices> assets = nullptr;
     std::shared_ptr<platform::ImageServices> images = nullptr;
     std::shared_ptr<engine::PhotoEncoder> photoEncoder = nullptr;
@@ -54,15 +54,15 @@ struct PhoneConfiguration {
     std::string model = "Simulated phone";
     /// Frame buffers of each session.
     std::size_t bufferCount = 10;
-    /// Wall-clock time at the beginning, seconds since 1970-01-01 00:00 UTC. The wall clock gains a millionth, so that times
-    /// which are a duration apart never look closer because doubles round: from 0.07 s on with this beginning, from 1 ms
-    /// on in the first week of 1970.
+    /// Wall-clock time at the beginning, seconds since 1970-01-01 00:00 UTC. The wall clock gains a millionth, so that
+    /// rounding of doubles never makes a duration look shorter: from 0.07 s on with this beginning, from 1 ms on in the
+    /// first week of 1970.
     double timeIntervalSince1970 = 500'000'000;
 };
 
 /// A scripted phone on virtual time, for tests: no threads, no real clock, no hardware. Nothing happens unless the test
-/// runs it, and with the same seed the same things happen in the same order. To be destroyed after every manager.
-/// Not thread-safe: the phone and everything on it belong to one thread.
+/// runs it, and the same seed gives the same events in the same order. Destroy it after every manager. Not thread-safe:
+/// the phone and all its parts belong to one thread.
 class Phone {
 public:
     explicit Phone(PhoneConfiguration configuration = {});
@@ -72,32 +72,32 @@ public:
 
     /// For `OvriSourceManager::create`; lives as long as the phone.
     [[nodiscard]] platform::Platform& platform();
-    /// A serial queue for a client's calls. The label is for people.
+    /// A serial queue for a client's callbacks. The label is for people.
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label);
 
     // Time.
 
-    /// Runs all that is ready, without moving the time.
+    /// Runs everything that is ready, without advancing the time.
     void run();
-    /// Moves the time on, and runs everything that comes up to then.
+    /// Advances the time, and runs everything that is due until then.
     void advance(std::chrono::nanoseconds duration);
-    /// Runs until the condition holds; false when the limit has passed before.
+    /// Runs until the condition holds; false when the limit passes before.
     bool runUntil(
         const std::function<bool()>& condition, std::chrono::nanoseconds limit = std::chrono::minutes(1));
     [[nodiscard]] std::chrono::nanoseconds now() const;
-    /// True when no item waits or is under way.
+    /// True when no item waits or is suspended.
     [[nodiscard]] bool isIdle() const;
-    /// Calls `body` as a thread of that name would. Outside of this and of items one is on the thread "main".
+    /// Calls `body` as a thread of that name would. Outside of this and of items the caller is the thread "main".
     void asThread(const std::string& name, const std::function<void()>& body);
 
-    // The phone in a person's hand.
+    // // The user's side of the phone.
 
-    /// Absent for a place that the configuration does not have. The first camera at a position has number 0.
+    /// Absent for a position without a camera in the configuration. The first camera at a position has number 0.
     [[nodiscard]] SimulatedCamera& camera(platform::AVCaptureDevicePosition position, std::size_t number = 0);
     /// Only for a phone that has one.
     [[nodiscard]] SimulatedMicrophone& microphone();
     [[nodiscard]] SimulatedMovies& movies();
-    /// Why the last recording is not what was asked for, in one line; empty when nothing is wrong.
+    /// The problem of the last recording, in one line; empty when there is none.
     [[nodiscard]] const std::string& recordingProblem() const;
     [[nodiscard]] SimulatedDetector& detector();
     [[nodiscard]] SimulatedMotion& motion();
@@ -107,9 +107,9 @@ public:
     void setAuthorization(platform::AVMediaType mediaType, platform::AVAuthorizationStatus status);
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);
-    /// Running sessions stop once the phone has been run.
+    /// Running sessions stop when the phone runs next.
     void enterBackground();
-    /// They start again once the phone has been run.
+    /// They start again when the phone runs next.
     void enterForeground();
 
     // The script.
@@ -122,9 +122,9 @@ public:
     void delay(engine::CaptureCall call, std::chrono::nanoseconds duration);
 
     [[nodiscard]] Journal& journal();
-    /// What stills and outputs were set to, where that changes nothing on a simulated phone, in order.
+    /// The settings of stills and outputs that have no effect on a simulated phone, in order.
     [[nodiscard]] const Journal& settings() const;
-    /// What was reported to the product, in order.
+    /// The reports to the product, in order.
     [[nodiscard]] const std::vector<platform::TamselError>& reports() const;
 
 private:

@@ -15,7 +15,7 @@ using std::chrono::nanoseconds;
 namespace {
 
 constexpr const char* mainThread = "main";
-/// How much the wall clock gains. Doubles round: without it half of all times that are a duration apart would look closer.
+/// The gain of the wall clock. Without it rounding of doubles would make half of all durations look shorter.
 constexpr double wallClockGain = 1e-6;
 
 } // namespace
@@ -55,7 +55,7 @@ private:
     std::deque<Task*> waiting_;
 };
 
-/// A time that a driver waits for. Its calls are items of a queue of its own, so they do not overlap.
+/// A timer of a driver. Its callbacks are items of a queue of its own, so they do not overlap.
 class Scheduler::TimerSource final : public engine::EventSource {
 public:
     TimerSource(std::shared_ptr<Scheduler*> scheduler, std::function<void()> fire)
@@ -86,7 +86,7 @@ private:
     struct State {
         std::shared_ptr<Queue> queue;
         std::function<void()> fire;
-        std::uint64_t arming = 0; ///< counts; an earlier one is void
+        std::uint64_t arming = 0; ///< a counter; earlier armings are void
     };
 
     const std::shared_ptr<Scheduler*> scheduler_;
@@ -333,7 +333,7 @@ void Scheduler::settle(Task& task)
     }
     idleFibers_.push_back(std::move(task.fiber));
     const auto found = std::ranges::find(tasks_, &task, &std::unique_ptr<Task>::get);
-    const std::unique_ptr<Task> ended = std::move(*found); // its queue may go with it
+    const std::unique_ptr<Task> ended = std::move(*found); // its queue may be released with it
     tasks_.erase(found);
 }
 

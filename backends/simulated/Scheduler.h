@@ -21,9 +21,9 @@
 
 namespace tamsel::simulated {
 
-/// Virtual time, queues and run loops without threads. Whenever several things could happen next it chooses with its
-/// seed, so that one test explores many orders. An item that takes time stops in the middle: others run meanwhile, and
-/// what it does afterwards happens at the later time. Not thread-safe: it is one thread.
+/// Virtual time, queues and run loops without threads. Its seed chooses among simultaneous events, so one test explores
+/// many orders. An item that takes time is suspended: other items run meanwhile, and the rest of it runs at the later
+/// time. Not thread-safe: everything is one thread.
 class Scheduler final : public platform::Dispatch,
                         public platform::RunLoops,
                         public platform::Clock,
@@ -34,7 +34,7 @@ public:
     Scheduler(const Scheduler&) = delete;
     Scheduler& operator=(const Scheduler&) = delete;
 
-    /// Ends what is suspended, as if no further time were needed, and destroys what has not run. Nothing runs afterwards.
+    /// Ends suspended items, as if no further time were needed, and destroys unrun ones. Nothing runs afterwards.
     void end();
 
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeSerialQueue(std::string label) override;
@@ -45,28 +45,28 @@ public:
     [[nodiscard]] double timeIntervalSince1970() const override;
     [[nodiscard]] std::chrono::nanoseconds monotonic() const override { return now_; }
     [[nodiscard]] std::unique_ptr<engine::EventSource> makeTimer(std::function<void()> fire) override;
-    /// Absent: there is nothing outside to wait for.
+    /// Absent: there are no external descriptors.
     [[nodiscard]] std::unique_ptr<engine::EventSource> makeDescriptor(
         int descriptor, std::function<void()> fire) override;
 
     /// Calls `body` as a thread of that name would; outside of items the calling thread is "main".
     void asThread(const std::string& name, const std::function<void()>& body);
 
-    /// Runs one thing that is ready at this moment; false when nothing is.
+    /// Runs one thing that is ready now; false when there is none.
     bool step();
-    /// Moves time to the next thing that will be ready, at most to `limit`; false when there is none before.
+    /// Advances the time to the next event, at most to `limit`; false when there is none before.
     bool advanceToNext(std::chrono::nanoseconds limit);
-    /// Lets time pass without running anything: what becomes due waits for its turn.
+    /// Advances the time without running anything: due items wait.
     void pass(std::chrono::nanoseconds duration) { now_ += duration; }
-    /// Runs everything up to a time, and stands there.
+    /// Runs everything up to a time, and stops there.
     void runUntil(std::chrono::nanoseconds time);
-    /// True when no item waits or is under way. Timers and devices may still have plans.
+    /// True when no item waits or is suspended. Timers and devices may still be armed.
     [[nodiscard]] bool isIdle() const;
 
-    /// Calls back at a time; the call is an item of its own and may take time.
+    /// Calls back at a time; the callback is an item of its own and may take time.
     void at(std::chrono::nanoseconds time, std::function<void()> callback);
 
-    /// Makes the calling item take time. Outside of items, time passes and everything else runs.
+    /// Suspends the calling item for a time. Outside of items, time passes and everything else runs.
     void spend(std::chrono::nanoseconds duration);
 
     [[nodiscard]] std::unique_ptr<engine::OperationLock> makeOperationLock();
@@ -81,8 +81,8 @@ private:
     struct Plan {
         std::chrono::nanoseconds time;
         std::function<void()> callback = {};
-        Loop* loop = nullptr; ///< of the thread that must be free for it; absent when any may
-        Task* task = nullptr; ///< to go on with, in place of the callback
+        Loop* loop = nullptr; ///< of the thread that must be free for it; absent for any thread
+        Task* task = nullptr; ///< to resume, in place of the callback
     };
 
     [[nodiscard]] const std::string& currentThread() const;
@@ -92,13 +92,13 @@ private:
     void begin(std::shared_ptr<Queue> queue, Loop* loop, std::move_only_function<void()> body);
     void goOn(Task& task);
     void settle(Task& task);
-    /// Gives control back to the scheduler until the calling task is gone on with.
+    /// Returns control to the scheduler until the calling task is resumed.
     void suspendTask();
 
     std::mt19937_64 random_;
     const double epoch_;
     std::chrono::nanoseconds now_{};
-    const std::shared_ptr<Scheduler*> link_; ///< what outlives the scheduler finds it, or nobody
+    const std::shared_ptr<Scheduler*> link_; ///< objects that outlive the scheduler find null in it
     bool isEnding_ = false;
     std::vector<Plan> plans_;
     std::vector<std::shared_ptr<Queue>> ready_;

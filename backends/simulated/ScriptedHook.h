@@ -12,7 +12,7 @@
 
 namespace tamsel::simulated {
 
-/// Writes down every call of the capture roles and every setting, and lets the script refuse a call or take time for it.
+/// Logs every call of the capture roles and every setting, and lets the script refuse or delay a call.
 class ScriptedHook final : public engine::CaptureHook {
 public:
     ScriptedHook(Scheduler& scheduler, Journal& journal, Journal& settings)
@@ -22,15 +22,15 @@ public:
     {
     }
 
-    /// Refuses such a call once, the given number of calls from now; with a detail only calls with it count. For calls that
-    /// can be refused.
+    /// Refuses such a call once, the given number of calls from now; with a detail only calls with it count. For calls
+    /// that can be refused.
     void refuse(engine::CaptureCall call, int number, std::string detail)
     {
         refusals_.push_back({call, number, std::move(detail)});
     }
-    /// Such a call takes so long from now on.
+    /// Delays every such call from now on.
     void delay(engine::CaptureCall call, std::chrono::nanoseconds duration) { delays_[call] = duration; }
-    /// The phone has ended: later calls are not written down.
+    /// The phone has ended: later calls are not logged.
     void end() { scheduler_ = nullptr; }
 
     void called(engine::CaptureCall call, std::string_view detail) override { note(call, detail, {}); }

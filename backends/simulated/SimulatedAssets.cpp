@@ -54,7 +54,7 @@ std::shared_ptr<CVPixelBuffer> frameOf(const AssetScript& script, std::size_t nu
     return buffer;
 }
 
-/// Where a reader and its output meet.
+/// Shared by a reader and its output.
 struct Reading {
     AVAssetReaderStatus status = AVAssetReaderStatus::unknown;
     std::size_t next = 0;

@@ -11,7 +11,7 @@
 
 namespace tamsel::simulated {
 
-/// What a simulated recording holds, and what is wrong with it.
+/// The content and the faults of a simulated asset.
 struct AssetScript {
     std::size_t frames = 10;
     std::size_t width = 64;
@@ -24,12 +24,12 @@ struct AssetScript {
     std::optional<std::size_t> failsAt = std::nullopt; ///< the frame that cannot be read
 };
 
-/// Recordings that hold what a test says. Their frames show where each pixel came from, as a simulated camera's do.
+/// Assets with scripted content. Their pixels encode their origin, like a simulated camera's.
 class SimulatedAssets final : public platform::AssetServices {
 public:
     [[nodiscard]] static std::shared_ptr<platform::AVAsset> makeAsset(AssetScript script);
 
-    /// From now on the file holds this; a file that nobody has put here cannot be opened.
+    /// From now on the file has this content; a file without a script cannot be opened.
     void put(const std::filesystem::path& url, AssetScript script) { files_[url] = script; }
 
     [[nodiscard]] std::shared_ptr<platform::AVAsset> assetWithURL(const std::filesystem::path& url) override;

@@ -12,7 +12,7 @@ namespace tamsel::simulated {
 
 class Scheduler;
 
-/// How a simulated camera behaves. Whatever is not about its description may be changed at any time.
+/// The behaviour of a simulated camera. Everything but its description may be changed at any time.
 struct CameraScript {
     platform::AVCaptureDevicePosition position = platform::AVCaptureDevicePosition::back;
     platform::AVCaptureDeviceType type = platform::AVCaptureDeviceType::builtInWideAngleCamera;
@@ -29,7 +29,7 @@ struct CameraScript {
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix = nullptr;
 
-    /// Of the frames that come by themselves while the camera runs; zero: only those that `produceFrame` asks for.
+    /// Of automatic frames while the camera runs; zero: only frames of `produceFrame`.
     std::chrono::nanoseconds frameInterval{};
     std::chrono::nanoseconds timeToOpen{};
     std::chrono::nanoseconds timeToStart{};
@@ -38,8 +38,8 @@ struct CameraScript {
     bool isHeldByAnotherProcess = false;
 };
 
-/// A camera that does what a test says. Its frames show where each pixel came from: blue is the column, green the row,
-/// red the frame's number, each modulo 256.
+/// A scripted camera. Its pixels encode their origin: blue is the column, green the row, red the frame's number, each
+/// modulo 256.
 class SimulatedCamera final : public engine::CameraDriver,
                               public std::enable_shared_from_this<SimulatedCamera> {
 public:
@@ -47,11 +47,12 @@ public:
 
     [[nodiscard]] CameraScript& script() { return script_; }
 
-    /// One frame now. False when the camera does not run or found no buffer, which is then told as a drop.
+    /// Produces one frame now. False when the camera does not run or no buffer is free, which is then reported as a
+    /// drop.
     bool produceFrame();
-    /// A frame that the device lost by itself.
+    /// Reports a frame that the device lost.
     void dropFrame(platform::DropCause cause = platform::DropCause::late);
-    /// The camera is gone until `plugIn`; a session that runs on it ends.
+    /// The camera disappears until `plugIn`; a session that runs on it ends.
     void unplug();
     void plugIn() { script_.isPresent = true; }
 

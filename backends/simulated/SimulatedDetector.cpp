@@ -30,7 +30,7 @@ public:
     {
     }
 
-    /// Notes what is there now: it may be gone when the look is over.
+    /// Records what is in view now: it may be gone when the detection ends.
     void take(const Frame& frame) override
     {
         detector_->framesExamined_.push_back(frame.sequence);

@@ -16,19 +16,19 @@ class Scheduler;
 /// The identifiers of all kinds of codes, then that of faces.
 [[nodiscard]] std::vector<platform::AVMetadataObjectType> allMetadataObjectTypes();
 
-/// What a simulated phone detects. May be changed at any time.
+/// The script of a simulated detector. May be changed at any time.
 struct DetectorScript {
-    /// What a metadata output offers, by the platform's identifiers.
+    /// The available types of a metadata output, by the platform's identifiers.
     std::vector<platform::AVMetadataObjectType> detectableTypes = allMetadataObjectTypes();
-    /// Of each look at a frame. Frames that come meanwhile are passed over.
+    /// Of each detection. Frames that arrive meanwhile are skipped.
     std::chrono::nanoseconds timeToDetect{};
-    /// What is before the camera in the frame of this number (`FrameTiming::sequence`, which counts the frames of a session);
-    /// nothing by default. What it throws is a fault of the detector.
+    /// The objects in view in the frame of this number (`FrameTiming::sequence`, which counts the frames of a session);
+    /// none by default. An exception is a fault of the detector.
     std::function<platform::AVMetadataObjects(std::uint64_t)> scene = nullptr;
 };
 
-/// A detector that finds what a test says. It looks at frames while a camera session runs that was asked for something
-/// detectable; the client is told once the phone has been run (`Phone::run`, `advance`), `timeToDetect` after the frame:
+/// A scripted detector. It examines frames while a camera session runs that detects something. The client is called
+/// when the phone runs (`Phone::run`, `advance`), `timeToDetect` after the frame:
 ///
 ///     phone.detector().show({std::make_shared<platform::AVMetadataMachineReadableCodeObject>(
 ///         "org.iso.QRCode", std::vector<platform::CGPoint>{{0.1, 0.1}, {0.2, 0.1}, {0.2, 0.2}, {0.1, 0.2}}, "hello")});
@@ -40,14 +40,14 @@ public:
     SimulatedDetector(DetectorScript script, Scheduler& scheduler);
 
     [[nodiscard]] DetectorScript& script() { return script_; }
-    /// These objects are before the camera from now on, in place of the scene. Those of types that were asked for are found,
-    /// in this order, in every frame that is looked at.
+    /// These objects are in view from now on and replace the scene. Objects of requested types are found, in this
+    /// order, in every examined frame.
     void show(platform::AVMetadataObjects objects);
-    /// A batch out of the blue: the next look finds exactly these objects, whatever is before the camera and whatever was
-    /// asked for, of unknown types too. Of several, each look takes one.
+    /// The next detection returns exactly these objects, whatever is in view and was requested, also of unknown types.
+    /// Each further batch is for one more detection.
     void produceBatch(platform::AVMetadataObjects objects);
 
-    /// The numbers of the frames that were looked at, over all sessions.
+    /// The numbers of the examined frames, over all sessions.
     [[nodiscard]] const std::vector<std::uint64_t>& framesExamined() const { return framesExamined_; }
 
     [[nodiscard]] std::vector<platform::AVMetadataObjectType> detectableTypes() const override;

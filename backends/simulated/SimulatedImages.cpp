@@ -39,7 +39,7 @@ private:
     const std::shared_ptr<CGImage> pixels_;
 };
 
-/// Of a file that nobody has put a picture behind: what its beginning says, and no pixels.
+/// For a file without a script: what its header states, and no pixels.
 class UnknownPicture final : public EncodedImage {
 public:
     explicit UnknownPicture(CGSize size) : size_(size) { }
@@ -59,7 +59,7 @@ std::string keyOf(std::span<const std::byte> data)
     return {reinterpret_cast<const char*>(data.data()), data.size()};
 }
 
-/// Puts a PNG file together whose pixels are stored and not compressed.
+/// Makes a PNG file with uncompressed pixels.
 class StoredPng {
 public:
     explicit StoredPng(const CVPixelBuffer& pixels)
@@ -169,7 +169,7 @@ std::shared_ptr<const EncodedImage> SimulatedImages::openImage(ImageData data, c
     return std::make_shared<const UnknownPicture>(isTurned ? CGSize{stored.height, stored.width} : stored);
 }
 
-/// A file whose picture is known stays so when it is rewritten.
+/// A known picture stays known when its file is rewritten.
 class SimulatedImages::Source final : public CGImageSource {
 public:
     Source(std::shared_ptr<const formats::ImageFile> file, std::shared_ptr<PictureScript> picture,
@@ -192,7 +192,7 @@ public:
     }
 
 private:
-    /// Its pixels stay as they are stored; another orientation turns only how they are shown.
+    /// Its stored pixels stay the same; another orientation rotates only the upright ones.
     [[nodiscard]] std::shared_ptr<PictureScript> pictureOf(const std::vector<std::byte>& result) const
     {
         const formats::Orientation orientation = orientationIn(formats::readImageProperties(result));
@@ -204,7 +204,7 @@ private:
     }
 
     const std::shared_ptr<const formats::ImageFile> file_;
-    const std::shared_ptr<PictureScript> picture_; ///< absent when nobody has put one behind the bytes
+    const std::shared_ptr<PictureScript> picture_; ///< absent for bytes without a script
     SimulatedImages& images_;
 };
 

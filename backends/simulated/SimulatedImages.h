@@ -11,17 +11,17 @@
 
 namespace tamsel::simulated {
 
-/// A picture that a test has put behind some bytes.
+/// The picture for some bytes.
 struct PictureScript {
     std::shared_ptr<platform::CGImage> pixels; ///< upright
-    std::shared_ptr<platform::CGImage> stored = nullptr; ///< as they are stored, where that differs
-    bool canBeDecoded = true; ///< otherwise only its beginning is sound
-    int decodes = 0; ///< how often somebody wanted the pixels
+    std::shared_ptr<platform::CGImage> stored = nullptr; ///< as stored, if that differs
+    bool canBeDecoded = true; ///< otherwise only its header is valid
+    int decodes = 0; ///< the number of times that the pixels were requested
 };
 
-/// Pictures without a codec: the bytes of a file are looked up. What has been encoded here can be opened again; it is a
-/// real PNG file, not compressed (ISO/IEC 15948), also the file of a still. Metadata are read and rewritten for real, in
-/// any JPEG, PNG, WebP or TIFF file; of one that nobody has put a picture behind an image has its size, and no pixels.
+/// Pictures without a codec: the bytes of a file are looked up. Encoded pictures can be opened again; each is a real
+/// PNG file, not compressed (ISO/IEC 15948), and so is the file of a still. Metadata is really read and rewritten, in
+/// any JPEG, PNG, WebP or TIFF file; an image of a file without a script has its size, and no pixels.
 class SimulatedImages final : public platform::ImageServices, public engine::PhotoEncoder {
 public:
     /// From now on these bytes are this picture.

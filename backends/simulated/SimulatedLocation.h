@@ -8,14 +8,13 @@
 
 namespace tamsel::simulated {
 
-/// A location that a test has scripted; none at the beginning. Managers say what holds when they are asked, and may
-/// outlive this.
+/// A scripted location; none at the beginning. Managers return the current value, and may outlive this object.
 class SimulatedLocation final : public platform::LocationServices {
 public:
     void setLocation(std::optional<platform::CLLocation> location) { known_->location = location; }
     void setHeading(std::optional<platform::CLHeading> heading) { known_->heading = heading; }
 
-    /// How often somebody made one.
+    /// The number of managers that were made.
     [[nodiscard]] int managersMade() const { return managersMade_; }
 
     [[nodiscard]] std::unique_ptr<platform::CLLocationManager> makeLocationManager() override;

@@ -84,7 +84,7 @@ void SimulatedMicrophone::plan(const std::shared_ptr<Listener>& listener)
         });
 }
 
-/// Everything since the chunk before.
+/// All sound since the previous chunk.
 SoundChunk SimulatedMicrophone::hear(Listener& listener) const
 {
     const double rate = SoundChunk::sampleRate * (1 + script_.clockError * 1e-6);

@@ -12,21 +12,21 @@ namespace tamsel::simulated {
 
 class Scheduler;
 
-/// How a simulated microphone behaves.
+/// The behaviour of a simulated microphone.
 struct MicrophoneScript {
     std::string name = "Simulated microphone";
     bool isPresent = true;
     std::chrono::nanoseconds timeToStart{};
     std::chrono::nanoseconds chunkInterval = std::chrono::milliseconds(20);
-    /// How much faster its clock runs than the phone's: it gives that many millionths more samples in the same time.
+    /// The error of its clock against the phone's: it delivers that many millionths more samples in the same time.
     double clockError = 0;
-    /// How wrong the time of a chunk may be, by the number of the chunk.
+    /// The error of a chunk's time, by the number of the chunk.
     std::function<std::chrono::nanoseconds(std::uint64_t)> jitter = nullptr;
-    /// What is heard at a moment, in seconds of the phone's monotonic clock, from -1 to 1; silence by default.
+    /// The sound at a moment, in seconds of the phone's monotonic clock, from -1 to 1; silence by default.
     std::function<float(double)> sound = nullptr;
 };
 
-/// A microphone that hears what a test says, for as long as it is plugged in.
+/// A scripted microphone, while it is plugged in.
 class SimulatedMicrophone final : public engine::MicrophoneDriver,
                                   public std::enable_shared_from_this<SimulatedMicrophone> {
 public:
@@ -35,7 +35,7 @@ public:
 
     [[nodiscard]] MicrophoneScript& script() { return script_; }
     [[nodiscard]] bool isStarted() const;
-    /// Gone until `plugIn`; recordings go on without sound.
+    /// Gone until `plugIn`; recordings continue without sound.
     void unplug();
     void plugIn() { script_.isPresent = true; }
 

@@ -10,11 +10,11 @@
 
 namespace tamsel::simulated {
 
-/// How the motion sensors of a simulated phone behave. All of it may be changed at any time.
+/// The behaviour of the motion sensors of a simulated phone. May be changed at any time.
 struct MotionScript {
     bool hasGyro = true;
     bool hasDeviceMotion = true;
-    /// What a stream delivers at one of its ticks, by virtual time; a function that gives nothing delivers nothing, and an
+    /// The reading of a stream at each tick, by virtual time. A function that returns nothing delivers nothing, and an
     /// empty reading is a sample that is missing without a reason. By default the phone lies still, its screen up.
     std::function<std::optional<engine::GyroReading>(std::chrono::nanoseconds)> gyro
         = [](std::chrono::nanoseconds) { return engine::GyroReading{.sample = platform::CMGyroData{}}; };
@@ -24,14 +24,14 @@ struct MotionScript {
           };
 };
 
-/// Motion sensors that do what a test says, or what a log says where there is one.
+/// Motion sensors that follow the script, or a log if there is one.
 class SimulatedMotion final : public engine::MotionDriver {
 public:
     SimulatedMotion(MotionScript script, std::shared_ptr<const formats::MotionLog> log);
 
     [[nodiscard]] MotionScript& script() { return script_; }
 
-    /// One reading now, beside those of the script, for everyone who has ever started the stream: also after a stop.
+    /// Delivers one additional reading now to every manager that has ever started the stream, also after a stop.
     void produce(const engine::GyroReading& reading) { services_->deliver(reading); }
     void produce(const engine::DeviceMotionReading& reading) { services_->deliver(reading); }
 
@@ -45,7 +45,7 @@ public:
     [[nodiscard]] std::optional<engine::DeviceMotionReading> readDeviceMotion(
         std::chrono::nanoseconds time) override;
 
-    /// To be called once, with the services that stand on this driver.
+    /// Called once, with the services that use this driver.
     void setServices(engine::Motion& services) { services_ = &services; }
 
 private:

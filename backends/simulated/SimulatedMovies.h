@@ -16,18 +16,18 @@ namespace tamsel::simulated {
 class Scheduler;
 class SimulatedAssets;
 
-/// What a recording has left.
+/// The content of a recorded movie.
 struct SimulatedMovie {
     engine::MovieSettings settings;
     std::size_t width = 0;
     std::size_t height = 0;
     std::vector<std::chrono::nanoseconds> frameTimes; ///< on the phone's monotonic clock
-    std::vector<std::uint8_t> frameNumbers; ///< what the simulated camera writes into its frames
-    std::size_t soundLength = 0; ///< in moments
+    std::vector<std::uint8_t> frameNumbers; ///< as the simulated camera writes them into its frames
+    std::size_t soundLength = 0; ///< in sample times
     bool isComplete = false;
 };
 
-/// What goes wrong with recordings, and what takes time. May be changed at any time.
+/// The faults and delays of recordings. May be changed at any time.
 struct MovieScript {
     std::optional<std::string> cannotOpen = std::nullopt; ///< the reason
     /// The disk is full once a movie has this many frames.
@@ -37,15 +37,15 @@ struct MovieScript {
     std::chrono::nanoseconds timeToFinish{};
 };
 
-/// Movies that are remembered, not written. A finished one can be read as a recording of the simulated assets.
+/// Movies in memory, not in files. A finished one can be read as an asset.
 class SimulatedMovies final : public engine::MovieWriters {
 public:
     SimulatedMovies(Scheduler& scheduler, SimulatedAssets& assets);
 
     [[nodiscard]] MovieScript& script() { return script_; }
-    /// As if a file of that name were there.
+    /// Simulates an existing file of that name.
     void putFile(const std::filesystem::path& url) { movies_.try_emplace(url); }
-    /// Absent when no recording has begun to write that file.
+    /// Absent when no recording has started to write that file.
     [[nodiscard]] std::shared_ptr<const SimulatedMovie> movie(const std::filesystem::path& url) const;
 
     [[nodiscard]] std::unique_ptr<engine::MovieWriter> makeWriter(engine::MovieSettings settings) override;
@@ -57,7 +57,7 @@ private:
     SimulatedAssets& assets_;
     MovieScript script_;
     std::map<std::filesystem::path, std::shared_ptr<SimulatedMovie>>
-        movies_; ///< absent: a file of somebody else
+        movies_; ///< null: a file that was there before
 };
 
 } // namespace tamsel::simulated

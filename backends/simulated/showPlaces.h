@@ -6,7 +6,7 @@
 
 namespace tamsel::simulated {
 
-/// Fills a buffer so that each pixel shows where it came from: blue is the column, green the row, red the frame's number,
+/// Fills a buffer so that each pixel encodes its position: blue is the column, green the row, red the frame's number,
 /// each modulo 256.
 inline void showPlaces(platform::CVPixelBuffer& buffer, std::uint64_t frame)
 {
