@@ -15,13 +15,13 @@ namespace tamsel::host {
 
 class ReaderThreads;
 
-/// What the camera drivers of the host use; all of it outlives them.
+/// The services for the host's camera drivers; all of it outlives them.
 struct DriverServices {
     platform::Dispatch& dispatch;
     engine::EventSources& events;
     ReaderThreads& readers;
     const V4L2Calls& systemCalls;
-    /// How long an input that is no file may take to open.
+    /// The timeout for opening an input that is not a file.
     std::chrono::nanoseconds openingLimit = std::chrono::seconds(15);
 };
 

@@ -42,13 +42,13 @@ AVAuthorizationStatus authorizationFrom(const std::vector<HostCamera>& cameras)
             return AVAuthorizationStatus::authorized;
         isDenied = isDenied || access == InputAccess::unreadable;
     }
-    // Without any camera there is nothing that could be denied.
+    // // Without any camera there is nothing to deny.
     return isDenied ? AVAuthorizationStatus::denied : AVAuthorizationStatus::authorized;
 }
 
 } // namespace
 
-/// Each part refers only to parts above it.
+/// Each member refers only to members above it.
 struct Host::Parts {
     explicit Parts(HostConfiguration given) : configuration(std::move(given)) { }
 
@@ -59,7 +59,7 @@ struct Host::Parts {
                 camera.abandon(); // a worker may be opening an input
         }
         detection.end();
-        dispatch.end(); // from here on nothing runs
+        dispatch.end(); // nothing runs after this
         for (const HostCamera& camera : cameras)
             camera.driver->stop();
     }

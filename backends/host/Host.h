@@ -17,9 +17,9 @@
 
 namespace tamsel::host {
 
-/// The platform on a real Linux machine. The thread that makes it is the main thread: it runs the main queue, whole with
-/// `run`, once with `runOnce`, or from a loop of its own whenever `descriptor` is readable. The main thread destroys it,
-/// last, after every manager: what has not run is dropped, devices stop, and all threads are joined.
+/// The platform on a real Linux machine. The thread that makes it is the main thread: it runs the main queue, until
+/// stopped with `run`, once with `runOnce`, or from a loop of its own whenever `descriptor` is readable. The main
+/// thread destroys it, last, after every manager: unrun items are dropped, devices stop, and all threads are joined.
 class Host {
 public:
     /// Opens no device. An input that can never be opened is reported in a diagnostic line and ignored.
@@ -33,12 +33,12 @@ public:
     [[nodiscard]] static std::expected<platform::CGSize, platform::Error> probe(
         const std::string& input, std::optional<std::chrono::nanoseconds> limit = std::nullopt);
 
-    /// The V4L2 nodes of this machine that can capture, in the order of their numbers. Opens each for a moment.
+    /// The V4L2 nodes of this machine that can capture, in the order of their numbers. Opens each briefly.
     [[nodiscard]] static std::vector<std::string> videoNodes();
 
     /// For `OvriSourceManager::create`; lives as long as the host.
     [[nodiscard]] platform::Platform& platform();
-    /// A serial queue on the host's worker threads, for a client's calls. The label is for people.
+    /// A serial queue on the host's worker threads, for a client's callbacks. The label is for people.
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label);
 
     // The main thread's loop; on the main thread, except `stop`.
@@ -49,39 +49,39 @@ public:
     bool runOnce(std::chrono::nanoseconds limit);
     /// Ends `run`. Thread-safe.
     void stop();
-    /// Readable while there is something to run: then call `runOnce` with a limit of zero.
+    /// Readable while there is something to run; then call `runOnce` with a limit of zero.
     [[nodiscard]] int descriptor() const;
 
-    // What the program knows and the machine does not. Thread-safe.
+    // // State that only the program knows. Thread-safe.
 
-    /// Replaces the policy, for questions and starts from now on; a running session continues. Without one, video is
+    /// Replaces the policy, for queries and starts from now on; a running session continues. Without one, video is
     /// authorised by its inputs, and audio always.
     void setAuthorization(
         platform::AVMediaType mediaType, std::optional<platform::AVAuthorizationStatus> status);
 
-    /// How the device is held: the orientation of frames.
+    /// The orientation of the device, which frames report.
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
-    /// The orientation of the interface: live frames are turned to it.
+    /// The orientation of the interface: live frames are rotated to it.
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);
     /// Running sessions stop, and their clients are notified.
     void enterBackground();
     /// They start again, and their clients are notified.
     void enterForeground();
 
-    /// Why this host does not work, in one line: the system has no thread or no file
-    /// descriptor left for it. Empty as a rule.
+    /// The problem of this host, in one line: the system has no thread or no file descriptor left for it. Normally
+    /// empty.
     [[nodiscard]] std::string problem() const;
 
-    /// Why there is no location, or why it may be old, in one line; empty when nothing is wrong. Thread-safe.
+    /// The reason why there is no location, or why it may be old, in one line; empty if it is current. Thread-safe.
     [[nodiscard]] std::string locationProblem() const;
-    /// A daemon is being asked for the first fix. Thread-safe.
+    /// The host is waiting for the first fix of a daemon. Thread-safe.
     [[nodiscard]] bool isLocationAwaited() const;
 
-    /// Why the last recording is not what was asked for, in one line: it failed, or there is no sound in it. Empty when nothing
-    /// is wrong. Thread-safe.
+    /// The problem of the last recording, in one line: it failed, or it has no sound. Empty if there is none.
+    /// Thread-safe.
     [[nodiscard]] std::string recordingProblem() const;
 
-    /// The cameras that are there now.
+    /// The cameras that are present now.
     [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;
 
 private:

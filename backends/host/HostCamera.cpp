@@ -18,7 +18,7 @@ constexpr std::string_view patternPrefix = "test:";
 constexpr std::string_view nodePrefix = "/dev/video";
 constexpr unsigned videoMajor = 81; // Linux allocated devices: video capture
 
-/// A name under which the kernel shows cameras, also when there is none now, or any other name for such a node.
+/// The name of a camera node, even if the node does not exist now, or any other name of an existing one.
 bool isVideoNode(const std::string& path)
 {
     struct stat status{};

@@ -12,18 +12,18 @@
 
 namespace tamsel::host {
 
-/// A camera of the host and the question whether it may be used.
+/// A camera of the host, and the permission to use it.
 struct HostCamera {
     std::shared_ptr<engine::CameraDriver> driver;
-    /// Asks anew each time, without waiting. Thread-safe.
+    /// Checks again each time, without waiting. Thread-safe.
     std::function<InputAccess()> access;
-    /// Of a file that is played; absent for other inputs.
+    /// Of a played file; absent for other inputs.
     std::shared_ptr<const PlaybackClock> clock = nullptr;
     /// Ends every wait for the input, now and from now on. Thread-safe; absent for inputs that never wait.
     std::function<void()> abandon = nullptr;
 };
 
-/// Makes the driver for an input, whatever its kind. The error is one line, for an input that can never be opened.
+/// Makes the driver for an input of any kind. The error is one line, for an input that can never be opened.
 [[nodiscard]] std::expected<HostCamera, platform::Error> makeHostCamera(
     const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services);
 

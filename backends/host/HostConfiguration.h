@@ -20,28 +20,28 @@
 /// A Linux machine: its cameras, files, sensors and codecs.
 namespace tamsel::host {
 
-/// Everything that a person can plug into the host.
+/// The inputs and settings of the host.
 struct HostConfiguration {
     std::optional<HostInput> backCamera = std::nullopt;
     std::optional<HostInput> frontCamera = std::nullopt;
 
-    /// What is heard in recordings: a file with sound, played in a loop, and together with its picture where a camera shows
-    /// the same file; a device of the FFmpeg libraries ("alsa:default", "pulse:default"); a URL; or "test:tone[@HERTZ]",
-    /// "test:beeps". Absent: nothing is.
+    /// The sound of recordings: a file with sound, played in a loop, and in sync with its picture if a camera plays the
+    /// same file; a device of the FFmpeg libraries ("alsa:default", "pulse:default"); a URL; or "test:tone[@HERTZ]",
+    /// "test:beeps". Absent: no sound.
     std::optional<std::string> microphone = std::nullopt;
 
-    /// Encoders of the FFmpeg libraries for recordings: the first that works is taken.
+    /// Encoders of the FFmpeg libraries for recordings: the first that works is used.
     std::vector<std::string> videoEncoders = HostMovieWriters::defaultEncoders();
 
-    /// What motion sensors have recorded, replayed in real time from the moment when the first stream starts. Without it
-    /// there are no motion services.
+    /// A log of motion sensors, replayed in real time from the start of the first stream. Without it there are no
+    /// motion services.
     std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
 
-    /// Where the machine is and where it points to; unknown by default.
+    /// The location and the heading of the machine; unknown by default.
     HostLocationSource location = {};
 
-    /// A policy that overrides the inputs. Without it video is authorised when a camera is readable, and denied when there
-    /// are cameras and none is.
+    /// A policy that overrides the inputs. Without it video is authorised when a camera is readable, and denied when
+    /// there are cameras and none is.
     std::optional<platform::AVAuthorizationStatus> videoAuthorization = std::nullopt;
     platform::AVAuthorizationStatus audioAuthorization = platform::AVAuthorizationStatus::authorized;
 
@@ -50,12 +50,12 @@ struct HostConfiguration {
     /// Frame buffers of each session.
     std::size_t bufferCount = 10;
 
-    /// What V4L2 devices are used through; for tests, which have none.
+    /// The system calls for V4L2 devices; tests replace them.
     V4L2Calls systemCalls = systemV4L2Calls();
 
     /// Receives each diagnostic line; by default the standard output. Called on any thread, one at a time.
     std::function<void(std::string_view)> writeLine = nullptr;
-    /// Receives each report to the core library as one line; by default the standard error stream.
+    /// Receives each report to the product as one line; by default the standard error stream.
     std::function<void(std::string_view)> writeReport = nullptr;
 };
 

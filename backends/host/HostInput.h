@@ -13,24 +13,24 @@
 
 namespace tamsel::host {
 
-/// One camera of the host: where its frames come from, and what is known about its lens.
+/// One camera of the host: the source of its frames, and the properties of its lens.
 struct HostInput {
     /// A video file, played in a loop at its own pace; a V4L2 device node; a URL or "device:argument" of the FFmpeg
     /// libraries ("rtsp://…", "lavfi:testsrc2"); or a test pattern ("test:720p", "test:1080p", "test:640x480@60").
     std::string input;
-    /// Makes a driver of the program's own for this camera, instead of `input`; the members below are ignored then. The
-    /// driver describes itself, with the position of this camera. Called once, in the constructor of the host; the event
-    /// sources outlive the driver.
+    /// Makes a driver of the program for this camera, instead of `input`; the members below are ignored then. The
+    /// driver's own description counts, with the position of this camera. Called once, in the constructor of the host;
+    /// the event sources outlive the driver.
     std::function<std::shared_ptr<engine::CameraDriver>(engine::EventSources&)> makeDriver = nullptr;
     /// The orientation of the stored pixels. A file's own display matrix is ignored.
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     float videoFieldOfView = 60; ///< degrees
     int minimumFocusDistance = -1; ///< millimetres; -1 when unknown; no camera of the host zooms for it
-    /// Pixels, as long as the input has not been opened.
+    /// Pixels, until the input has been opened.
     std::optional<platform::CGSize> presentationDimensions = std::nullopt;
-    /// Absent when it is not known.
+    /// Absent when it is unknown.
     std::shared_ptr<const platform::CameraIntrinsicMatrix> intrinsicMatrix = nullptr;
-    /// Whether a file begins anew at its end; otherwise the device is lost then.
+    /// Whether a file starts again at its end; otherwise the device is lost then.
     bool repeats = true;
 };
 

@@ -27,10 +27,10 @@ public:
     [[nodiscard]] std::chrono::nanoseconds monotonic() const override;
 };
 
-/// How far the local time is ahead of UTC at that moment.
+/// The offset of the local time from UTC at that time.
 [[nodiscard]] int secondsFromUTC(double secondsSince1970);
 
-/// The device as the configuration describes it.
+/// The device of the configuration.
 class ConfiguredDevice final : public platform::UIDevice {
 public:
     explicit ConfiguredDevice(const HostConfiguration& configuration)
@@ -55,8 +55,7 @@ class LineWriter final : public platform::DiagnosticLines {
 public:
     LineWriter(std::function<void(std::string_view)> write, std::FILE* stream);
 
-    /// A line that comes while another is being written, also by the function itself, is written after it by the same
-    /// thread.
+    /// A line that arrives during another one, also from the function itself, is written after it by the same thread.
     void writeLine(std::string_view line) override;
 
 private:
@@ -79,7 +78,7 @@ private:
     LineWriter lines_;
 };
 
-/// The last of many lines. Thread-safe.
+/// The latest line. Thread-safe.
 class LastLine {
 public:
     void set(std::string line);

@@ -8,15 +8,15 @@
 
 namespace tamsel::host {
 
-/// Whether something is there, and whether this process may use it.
+/// Whether a path exists, and whether this process may use it.
 enum class InputAccess : std::uint8_t { absent, unreadable, readable };
 
-/// Asks the file system, with the modes of access(2); nothing is opened. Thread-safe.
+/// Queries the file system, with the modes of access(2); nothing is opened. Thread-safe.
 [[nodiscard]] InputAccess inputAccess(
     const std::string& path, int mode, const V4L2Calls& calls = systemV4L2Calls());
 
-/// What is there in place of a regular file, in words: "is a folder", or that there is nothing; empty for a regular file.
-/// Thread-safe.
+/// What the path is instead of a regular file, in words: "is a folder", or that it does not exist; empty for a regular
+/// file. Thread-safe.
 [[nodiscard]] std::string whyNoFile(const std::filesystem::path& path);
 
 } // namespace tamsel::host

@@ -18,7 +18,7 @@ std::expected<void, platform::Error> ReaderThreads::start(std::move_only_functio
     readers_.remove_if([](Reader& reader) {
         if (!reader.hasEnded)
             return false;
-        reader.thread.join(); // it has nothing left to do
+        reader.thread.join(); // it has ended already
         return true;
     });
     Reader& reader = readers_.emplace_back();

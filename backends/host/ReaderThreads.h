@@ -12,8 +12,8 @@
 
 namespace tamsel::host {
 
-/// The threads of inputs that can only be waited for by blocking. The host owns them and joins them at its end, so
-/// their work must end soon after it is stopped. Thread-safe.
+/// The threads of inputs that need blocking reads. The host owns them and joins them at its end, so their work must end
+/// soon after it is stopped. Thread-safe.
 class ReaderThreads {
 public:
     ReaderThreads() = default;

@@ -18,7 +18,7 @@ public:
     {
     }
 
-    /// True after `stop`, for whatever else waits meanwhile.
+    /// True after `stop`, for other waits.
     [[nodiscard]] const std::shared_ptr<std::atomic<bool>>& isStopped() const { return isStopped_; }
 
     /// False when it was stopped before.
@@ -38,7 +38,7 @@ public:
 
 private:
     const std::shared_ptr<std::atomic<bool>> isStopped_;
-    Mutex guard_; ///< of nothing but the wait, so that it misses no change
+    Mutex guard_; ///< for the wait only, so that it misses no change
     Condition changed_;
 };
 

@@ -15,7 +15,7 @@ using namespace platform;
 
 namespace {
 
-/// A slow client holds a few frames. One that keeps more of them costs fresh memory, because no frame may be dropped.
+/// A slow client holds a few frames. More of them cost fresh memory, because no frame may be dropped.
 constexpr std::size_t pooledBuffers = 4;
 
 Error noFile()
@@ -88,7 +88,7 @@ private:
     mutable std::unique_ptr<VideoReader> opened_ TAMSEL_GUARDED_BY(guard_);
 };
 
-/// What a reader and its output share.
+/// Shared by a reader and its output.
 struct Reading {
     std::unique_ptr<VideoReader> movie;
     AVAssetReaderStatus status = AVAssetReaderStatus::unknown;
@@ -217,7 +217,7 @@ std::expected<std::shared_ptr<AVAssetReader>, Error> HostAssets::makeAssetReader
 std::shared_ptr<AVAssetReaderTrackOutput> HostAssets::makeTrackOutput(
     const std::shared_ptr<AVAssetTrack>& /*track*/, TrackOutputSettings /*settings*/)
 {
-    return std::make_shared<Output>(); // of the one track that a reader has
+    return std::make_shared<Output>(); // for the single track of a reader
 }
 
 std::shared_ptr<AVAssetImageGenerator> HostAssets::makeImageGenerator(const std::shared_ptr<AVAsset>& asset)

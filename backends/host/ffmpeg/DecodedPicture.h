@@ -8,7 +8,7 @@
 
 namespace tamsel::host {
 
-/// A frame as it was decoded.
+/// A decoded frame.
 class DecodedPicture final : public engine::NativePicture {
 public:
     explicit DecodedPicture(OwnedFrame frame) : frame_(std::move(frame)) { }

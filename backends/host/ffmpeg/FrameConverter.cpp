@@ -86,7 +86,7 @@ void expandChroma(std::span<std::uint8_t> samples)
 void copyOpaque(const AVFrame& frame, const Target& target)
 {
     constexpr std::uint32_t opaque = 0xff000000; // BGRA on a little-endian machine
-    const int width = frame.width; // which pixels cannot alias
+    const int width = frame.width; // a copy that the pixels cannot alias
     for (int y = 0; y < frame.height; ++y) {
         const std::uint8_t* from = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
         std::uint8_t* to = target.row(y);
@@ -163,7 +163,7 @@ Planes planesOf(const AVFrame& frame, int firstRow, int rows)
 /// Copies of the planes, split if they are packed, in memory that is reused.
 Planes copyPlanes(const AVFrame& frame, Planes planes, bool isExpanded, std::vector<std::uint8_t>& memory)
 {
-    const int stride = frame.width + 1; // both colours of NV12 take that much
+    const int stride = frame.width + 1; // room for both colours of NV12
     const std::size_t size = std::size_t{rowsAtOnce} * static_cast<std::size_t>(stride);
     memory.resize(3 * size);
     std::uint8_t* copy = memory.data();
@@ -212,8 +212,8 @@ decltype(&libyuv::I420ToARGBMatrix) planarConversion(int format)
     }
 }
 
-/// For 8-bit 4:2:0 of even size libswscale has a special conversion, fast and exact. It may write up to the end of a row's
-/// padding and read beyond the end of a row, for which only memory of the FFmpeg libraries is known to have room.
+/// For 8-bit 4:2:0 of even size libswscale has a special conversion, fast and exact. It may write up to the end of a
+/// row's padding and read beyond the end of a row, which is only known to be safe in memory of the FFmpeg libraries.
 bool hasFastScaling(const AVFrame& frame)
 {
     return (frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P) && frame.buf[0]

@@ -9,9 +9,8 @@
 
 namespace tamsel::host {
 
-/// Converts frames to BGRA with the colour matrix and range that they name, by libyuv where it knows the format, by
-/// libswscale otherwise. A frame that names no matrix counts as BT.709 from 720 lines up, as BT.601 below. Not
-/// thread-safe.
+/// Converts frames to BGRA with the colour matrix and range that they declare, by libyuv if it supports the format, by
+/// libswscale otherwise. A frame without a matrix counts as BT.709 from 720 lines up, as BT.601 below. Not thread-safe.
 class FrameConverter {
 public:
     /// The buffer must have the frame's size. False when the format cannot be converted.

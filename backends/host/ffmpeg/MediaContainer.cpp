@@ -43,8 +43,8 @@ PictureHeader pngHeader(const MediaInput& input)
 const AVInputFormat* formatOf(const MediaInput& input, MediaFormats formats, const PictureHeader& png)
 {
     if (formats == MediaFormats::assets && av_match_ext(input.name.c_str(), "mjpeg,mjpg") != 0)
-        return av_find_input_format("mjpeg"); // which would be probed as a picture
-    // Of an animation the first picture.
+        return av_find_input_format("mjpeg"); // probing would return a picture format
+    // // The first picture of an animation.
     return png.width > 0 ? av_find_input_format("png_pipe") : input.device;
 }
 
@@ -68,7 +68,7 @@ std::expected<MediaContainer, Error> openNow(
     opened->pb = pipe ? pipe->io() : nullptr;
     opened->codec_whitelist = av_strdup(probingDecoders().c_str());
     Dictionary options;
-    // A file must not open anything else: neither what a list names, nor the files of a pattern.
+    // // A file must not open anything else: neither entries of a list, nor the files of a pattern.
     const bool isRestricted
         = input.isOnDisk || input.kind == MediaKind::file || formats == MediaFormats::assets;
     if (isRestricted) {

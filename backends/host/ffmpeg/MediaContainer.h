@@ -19,7 +19,7 @@ struct CloseMedia {
     void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
 
     std::shared_ptr<MediaInterest> interest = nullptr; ///< which the libraries poll while they wait
-    /// What the libraries read from; absent if they open that themselves.
+    /// The source of the libraries' reads; absent if they open the input themselves.
     std::shared_ptr<PipeReader> pipe = nullptr;
 };
 

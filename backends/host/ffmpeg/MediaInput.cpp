@@ -19,7 +19,7 @@ MediaInput::MediaInput(std::string text) : name(std::move(text)), url(name)
         url.insert(0, "file:");
         return;
     }
-    prepareLibraries(); // makes the devices known
+    prepareLibraries(); // registers the devices
     const std::size_t colon = url.find(':');
     if (colon == std::string::npos)
         return;

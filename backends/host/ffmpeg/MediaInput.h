@@ -14,8 +14,8 @@ enum class MediaKind : std::uint8_t {
     stream, ///< a URL, a pipe, a device of libavdevice: each frame is read once
 };
 
-/// What a text names for the FFmpeg libraries: an existing file is taken as it is; "name:rest" is a device of that name;
-/// anything with "://" is a URL; all else is a file that does not exist.
+/// The input that a text names for the FFmpeg libraries: an existing file is used as it is; "name:rest" is a device of
+/// that name; anything with "://" is a URL; all else is a file that does not exist.
 struct MediaInput {
     explicit MediaInput(std::string text);
 
@@ -25,7 +25,7 @@ struct MediaInput {
     std::string name; ///< the text
     std::string url; ///< in the form that the libraries expect
     const AVInputFormat* device = nullptr; ///< of libavdevice; absent if it is none
-    bool isOnDisk = false; ///< as a file, or as a node that is no file
+    bool isOnDisk = false; ///< as a file, or as another kind of node
     MediaKind kind = MediaKind::file;
 };
 

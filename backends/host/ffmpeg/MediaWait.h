@@ -8,7 +8,7 @@
 
 namespace tamsel::host {
 
-/// What ends waiting for an input.
+/// The conditions that end waiting for an input.
 struct MediaWait {
     /// True ends it, while the input is opened and while it is read.
     std::shared_ptr<const std::atomic<bool>> isCancelled = nullptr;
@@ -18,7 +18,7 @@ struct MediaWait {
     std::chrono::nanoseconds limit = std::chrono::seconds(15);
 };
 
-/// Whether an input is still waited for, or read. Thread-safe.
+/// Whether an input is still wanted. Thread-safe.
 class MediaInterest {
 public:
     explicit MediaInterest(std::shared_ptr<const std::atomic<bool>> isCancelled)

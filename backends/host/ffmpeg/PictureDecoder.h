@@ -7,7 +7,7 @@
 
 namespace tamsel::host {
 
-/// Decodes compressed pictures that need no other one. Not thread-safe.
+/// Decodes compressed pictures that do not depend on others. Not thread-safe.
 class PictureDecoder {
 public:
     explicit PictureDecoder(AVCodecID kind);

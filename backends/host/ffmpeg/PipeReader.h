@@ -12,7 +12,7 @@
 
 namespace tamsel::host {
 
-/// Lets the FFmpeg libraries read a pipe or another node that is no file, until the interest in it ends.
+/// Lets the FFmpeg libraries read a pipe or another special node, until the interest in it ends.
 class PipeReader {
 public:
     /// Takes ownership of the descriptor. The interest must outlive this object.

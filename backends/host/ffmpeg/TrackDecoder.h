@@ -15,8 +15,8 @@ namespace tamsel::host {
 class TrackDecoder {
 public:
     enum class Step : std::uint8_t {
-        frame, ///< there is a frame now
-        again, ///< there is none yet: try again later
+        frame, ///< a frame is available
+        again, ///< no frame yet: try again later
         end, ///< the input has ended, or can no longer be read
     };
 

@@ -175,7 +175,7 @@ bool VideoReader::rewind()
 {
     if (kind_ != MediaKind::file || !last_)
         return false;
-    // The demuxers of single pictures report a successful seek, and then deliver nothing.
+    // // The demuxers of single pictures report a successful seek and then deliver nothing.
     const std::string_view name = decoder_.container().iformat->name;
     const bool isPicture = name.ends_with("_pipe") || name == "image2";
     if (isPicture || (!decoder_.seek(*first_) && !decoder_.seekToFirstByte())) {

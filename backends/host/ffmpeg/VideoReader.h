@@ -19,8 +19,8 @@
 
 namespace tamsel::host {
 
-/// Reads the frames of the first video track of a file, a stream or a device through the FFmpeg libraries. A cover picture is
-/// no track. Not thread-safe; every call may wait for the input.
+/// Reads the frames of the first video track of a file, a stream or a device through the FFmpeg libraries. Cover
+/// pictures do not count as tracks. Not thread-safe; every call may wait for the input.
 class VideoReader {
 public:
     using Step = TrackDecoder::Step;
@@ -50,11 +50,12 @@ public:
 
     [[nodiscard]] std::size_t width() const { return static_cast<std::size_t>(decoder_.frame().width); }
     [[nodiscard]] std::size_t height() const { return static_cast<std::size_t>(decoder_.frame().height); }
-    /// In the input's own time. It grows from frame to frame, also across `rewind`.
+    /// In the input's own time. It increases from frame to frame, also across `rewind`.
     [[nodiscard]] platform::CMTime time() const { return timeOf(last_.value_or(0)); }
-    /// The same, without what `rewind` has added.
+    /// The same, without the offset of `rewind`.
     [[nodiscard]] platform::CMTime timeInLoop() const { return timeOf(last_.value_or(0) - offset_); }
-    /// When the input begins, in its own time and the timescale of `time`: 0 except for formats whose clocks start anywhere.
+    /// The start of the input, in its own time and the timescale of `time`: 0 except for formats whose clocks start
+    /// anywhere.
     [[nodiscard]] platform::CMTime startTime() const;
     /// Converts to BGRA. The buffer must have the frame's size. False if the format cannot be converted.
     [[nodiscard]] bool convert(platform::CVPixelBuffer& buffer)
@@ -62,7 +63,7 @@ public:
         return converter_.convert(decoder_.frame(), buffer);
     }
 
-    /// The frame as it was decoded.
+    /// The decoded frame.
     [[nodiscard]] std::shared_ptr<const engine::NativePicture> picture() const;
 
     /// Seeks to the last key frame of a file; false if that is not possible.

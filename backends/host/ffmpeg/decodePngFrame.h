@@ -5,8 +5,8 @@
 
 namespace tamsel::host {
 
-/// The picture that a packet of a video of PNG files holds; null when it does not decode. The decoder of the FFmpeg
-/// libraries unpacks all that such a file holds, which can be gigabytes beside a few pixels.
+/// The picture in a packet of a video of PNG files; null when it does not decode. The decoder of the FFmpeg libraries
+/// unpacks all data of such a file, which can be gigabytes beside a few pixels.
 [[nodiscard]] OwnedFrame decodePngFrame(const AVPacket& packet);
 
 } // namespace tamsel::host

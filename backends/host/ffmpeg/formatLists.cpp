@@ -10,10 +10,10 @@ namespace tamsel::host {
 
 namespace {
 
-/// Formats that name other files or addresses.
+/// Formats that refer to other files or addresses.
 constexpr std::array<std::string_view, 10> lists{
     "concat", "concatf", "hls", "dash", "imf", "webm_dash_manifest", "sdp", "rtsp", "lavfi", "image2pipe"};
-/// Formats that show pictures and texts as a video.
+/// Formats that present pictures and texts as a video.
 constexpr std::array<std::string_view, 10> stills{
     "tty", "bin", "xbin", "adf", "idf", "image2", "ffmetadata", "alias_pix", "brender_pix", "txd"};
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the host uses of the FFmpeg libraries, with one owner for each kind of their objects.
+// // The host's use of the FFmpeg libraries, with one owner for each kind of their objects.
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -50,11 +50,11 @@ struct DeleteIo {
 using OwnedFrame = std::unique_ptr<AVFrame, DeletePointer<av_frame_free>>;
 using OwnedPacket = std::unique_ptr<AVPacket, DeletePointer<av_packet_free>>;
 using OwnedCodec = std::unique_ptr<AVCodecContext, DeletePointer<avcodec_free_context>>;
-/// A container that is written. For one that is read see `MediaContainer`.
+/// A container for writing. For reading see `MediaContainer`.
 using OwnedMuxer = std::unique_ptr<AVFormatContext, DeleteObject<avformat_free_context>>;
-/// Of `avio_alloc_context`, with its buffer.
+/// From `avio_alloc_context`, with its buffer.
 using OwnedIo = std::unique_ptr<AVIOContext, DeleteIo>;
-/// Buffers that were taken from the pool stay valid.
+/// Buffers from the pool stay valid after it.
 using OwnedBufferPool = std::unique_ptr<AVBufferPool, DeletePointer<av_buffer_pool_uninit>>;
 using OwnedScaler = std::unique_ptr<SwsContext, DeleteObject<sws_freeContext>>;
 using OwnedResampler = std::unique_ptr<SwrContext, DeletePointer<swr_free>>;
@@ -69,7 +69,7 @@ public:
 
     void set(const char* key, const char* value) { av_dict_set(&entries_, key, value, 0); }
     void set(const char* key, std::int64_t value) { av_dict_set_int(&entries_, key, value, 0); }
-    /// For the call, which removes the options that it knows.
+    /// For the call, which removes the options that it has used.
     [[nodiscard]] AVDictionary** get() { return &entries_; }
 
 private:

@@ -15,7 +15,7 @@ using Bytes = formats::ByteView;
 /// The same; the lowest byte is first.
 [[nodiscard]] std::optional<std::uint32_t> littleNumber(Bytes bytes, std::size_t offset, std::size_t size);
 
-/// The part, cut off where the bytes end.
+/// The part, truncated where the bytes end.
 [[nodiscard]] Bytes partOf(Bytes bytes, std::size_t offset, std::size_t size);
 
 } // namespace tamsel::host

@@ -61,7 +61,7 @@ std::optional<PictureHeader> readBitmapHeader(Bytes picture)
     const auto height = littleNumber(picture, 22, 4);
     if (std::ranges::find(headerSizes, *headerSize) == headerSizes.end() || !height)
         return std::nullopt;
-    // A negative height says that the top row comes first.
+    // // A negative height means that the top row comes first.
     const std::int64_t signedHeight = static_cast<std::int32_t>(*height);
     return PictureHeader{
         .width = *littleNumber(picture, 18, 4), .height = static_cast<std::size_t>(std::abs(signedHeight))};

@@ -21,7 +21,7 @@ struct Free {
     void operator()(heif_decoding_options* options) const { heif_decoding_options_free(options); }
 };
 
-/// A file whose boxes have been read, with its main picture.
+/// A parsed file, with its main picture.
 struct OpenedHeif {
     std::unique_ptr<heif_context, Free> context;
     std::unique_ptr<heif_image_handle, Free> handle;

@@ -18,7 +18,7 @@ using namespace std::string_view_literals;
 struct JpegHeader {
     PictureHeader picture;
     std::uint32_t components = 0;
-    bool isInverted = false; ///< as files with the Adobe marker store four inks
+    bool isInverted = false; ///< as files with the Adobe marker store CMYK
 };
 
 bool isStartOfFrame(std::uint32_t marker)
@@ -40,7 +40,7 @@ std::optional<std::uint32_t> nextMarker(Bytes picture, std::size_t& offset)
     return std::nullopt;
 }
 
-/// What precedes the first scan.
+/// The header before the first scan.
 std::optional<JpegHeader> readJpegHeader(Bytes picture)
 {
     constexpr std::uint32_t startOfScan = 0xda;
@@ -86,7 +86,7 @@ std::byte productOf(std::byte one, std::byte other)
         (std::to_integer<unsigned>(one) * std::to_integer<unsigned>(other) + 127) / 255);
 }
 
-/// Four inks become blue, green and red, in place.
+/// Converts CMYK to blue, green and red, in place.
 void convertInks(CVPixelBuffer& buffer, bool isInverted)
 {
     const std::byte flip{isInverted ? std::uint8_t{0} : std::uint8_t{255}};
@@ -130,8 +130,8 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target)
 
 } // namespace
 
-/// Counted wherever a decoder might look. Other bytes that look like a marker, as in a video after the picture, have another
-/// length, which decoders refuse.
+/// Counts wherever a decoder might read. Other bytes that look like a marker, as in a video after the picture, have
+/// another length, which decoders refuse.
 bool hasTooManyScans(Bytes jpeg)
 {
     constexpr std::size_t maximumScans = 64; // progressive pictures have a dozen

@@ -41,7 +41,7 @@ std::expected<JpegFile, Error> writeJpeg(const CVPixelBuffer& pixels)
     const int result
         = tjCompress2(encoder.get(), reinterpret_cast<const unsigned char*>(pixels.baseAddress()), width,
             static_cast<int>(pixels.bytesPerRow()), height, TJPF_BGRX, &bytes, &size, TJSAMP_420, quality, 0);
-    JpegFile file(bytes, size); // owns what there is in any case
+    JpegFile file(bytes, size); // owns the memory in any case
     if (result != 0)
         return failure(tjGetErrorStr2(encoder.get()));
     return file;

@@ -29,7 +29,7 @@ private:
     std::size_t size_;
 };
 
-/// The pixels as a baseline JPEG (ITU-T T.81) in a JFIF file: quality 90, colours at half resolution, without other
+/// The pixels as a baseline JPEG (ITU-T T.81) in a JFIF file: quality 90, chroma subsampling 4:2:0, without other
 /// metadata. Works on the calling thread.
 [[nodiscard]] std::expected<JpegFile, platform::Error> writeJpeg(const platform::CVPixelBuffer& pixels);
 

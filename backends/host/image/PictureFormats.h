@@ -16,7 +16,7 @@ namespace tamsel::host {
 inline constexpr std::size_t maximumPixels = std::size_t{8192} * 8192;
 inline constexpr std::size_t maximumSide = 1'000'000;
 
-/// What the header of a picture states.
+/// The header of a picture.
 struct PictureHeader {
     std::size_t width = 0; ///< as stored
     std::size_t height = 0;
@@ -28,11 +28,11 @@ struct PictureHeader {
     }
 };
 
-/// How pictures of one format are read. Both functions may be called from any thread and may throw.
+/// The reader of one picture format. Both functions may be called from any thread and may throw.
 struct PictureFormat {
-    /// Absent if this is no picture of the format.
+    /// Absent if the data is not in this format.
     std::optional<PictureHeader> (*readHeader)(Bytes picture);
-    /// Fills the buffer, which has the stored size, with the pixels as they are stored; alpha is not premultiplied.
+    /// Fills the buffer, which has the stored size, with the stored pixels; alpha is not premultiplied.
     std::expected<void, platform::Error> (*decode)(Bytes picture, platform::CVPixelBuffer& target);
 };
 
@@ -50,7 +50,7 @@ struct PictureFormat {
 /// Whether a JPEG has more scans than any real one. Each costs a pass over all pixels, however few bytes it has.
 [[nodiscard]] bool hasTooManyScans(Bytes jpeg);
 
-/// One line that states what is wrong with a picture.
+/// One line that describes the problem of a picture.
 [[nodiscard]] platform::Error pictureError(std::string_view format, std::string_view reason);
 
 } // namespace tamsel::host

@@ -40,7 +40,7 @@ std::optional<PictureHeader> readHeader(Bytes picture)
     return PictureHeader{.width = *width, .height = *height, .orientation = orientationOf(picture)};
 }
 
-/// What libpng's callbacks share.
+/// State that libpng's callbacks share.
 struct Reading {
     CVPixelBuffer& target;
     int passes = 1; ///< seven for interlaced pictures
@@ -57,7 +57,7 @@ struct Reading {
 
 void ignore(png_structp, png_const_charp) { }
 
-/// Whatever the file holds becomes 8 bits of blue, green, red and alpha.
+/// Converts every kind of pixels to 8 bits of blue, green, red and alpha.
 void begin(png_structp png, png_infop info)
 {
     auto* reading = static_cast<Reading*>(png_get_progressive_ptr(png));
@@ -86,8 +86,8 @@ void takeRow(png_structp png, png_bytep pixels, png_uint_32 y, int pass)
     reading->isComplete = pass + 1 == reading->passes && y + 1 == target.height();
 }
 
-/// No C++ object may live in here: libpng leaves by longjmp. Progressive reading needs no more memory than the pixels: data
-/// after the last row, texts and colour profiles are not unpacked.
+/// No C++ object may be constructed in here: libpng leaves by longjmp. Progressive reading needs no more memory than
+/// the pixels: data after the last row, texts and colour profiles are not unpacked.
 bool readRows(png_structp png, png_infop info, Reading& reading, Bytes picture)
 {
     if (setjmp(png_jmpbuf(png)) != 0) // NOLINT

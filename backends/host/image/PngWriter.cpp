@@ -93,7 +93,7 @@ struct Filter {
 };
 constexpr std::array filters{Filter{1, &filterSub}, Filter{2, &filterUp}, Filter{4, &filterPaeth}};
 
-/// How far a filtered row is from zeros, which compress best.
+/// The distance of a filtered row from zeros, which compress best.
 std::uint32_t weight(ConstRow row, std::size_t size)
 {
     std::uint32_t sum = 0;
@@ -102,7 +102,7 @@ std::uint32_t weight(ConstRow row, std::size_t size)
     return sum;
 }
 
-/// All rows, each preceded by the number of the filter that suits it best.
+/// All rows, each preceded by the number of its best filter.
 template <std::size_t Channels>
 std::unique_ptr<std::uint8_t[]> filterRows(const CVPixelBuffer& picture, std::size_t size)
 {
@@ -161,7 +161,7 @@ public:
     void cut(std::size_t size) { bytes_.resize(bytes_.size() - size); }
     void endChunk()
     {
-        const std::size_t checked = bytes_.size() - start_ - 4; // its kind and content
+        const std::size_t checked = bytes_.size() - start_ - 4; // its type and content
         for (std::size_t index = 0; index < 4; ++index)
             bytes_[start_ + index] = static_cast<std::byte>((checked - 4) >> (24 - 8 * index) & 0xff);
         appendNumber(libdeflate_crc32(0, bytes_.data() + start_ + 4, checked));

@@ -8,8 +8,8 @@
 
 namespace tamsel::host {
 
-/// The pixels as a PNG file: with alpha where any pixel needs it, without colour profile. Fast rather than
-/// as small as possible. Absent for a picture without pixels, and when memory runs out.
+/// The pixels as a PNG file: with alpha if any pixel needs it, without colour profile. Optimised for speed rather than
+/// size. Absent for a picture without pixels, and when memory runs out.
 [[nodiscard]] std::optional<std::vector<std::byte>> writePng(const platform::CVPixelBuffer& picture);
 
 } // namespace tamsel::host

@@ -7,7 +7,7 @@
 
 namespace tamsel::host {
 
-/// The bytes that a zlib stream (RFC 1950) holds; absent if it is damaged or holds more than the limit.
+/// The content of a zlib stream (RFC 1950); absent if it is damaged or larger than the limit.
 [[nodiscard]] std::optional<std::vector<std::byte>> inflate(
     std::span<const std::byte> zlib, std::size_t limit);
 

@@ -39,7 +39,7 @@ constexpr double highestPlace = 20'200'000;
 /// A three-dimensional fix whose altitude, accuracy and time are known.
 std::optional<CLLocation> locationFrom(const gps_fix_t& fix)
 {
-    // False for what is not a number.
+    // // False for NaN.
     const auto isWithin
         = [](double value, double least, double most) { return value >= least && value <= most; };
     const bool isPlace = isWithin(fix.latitude, -90, 90) && isWithin(fix.longitude, -180, 180)
@@ -80,7 +80,7 @@ public:
     explicit Connection(const GpsdAddress& address)
     {
         if (::gps_open(address.host.c_str(), std::to_string(address.port).c_str(), &gps_) != 0)
-            problem_ = ::gps_errstr(errno); // libgps keeps its own codes there
+            problem_ = ::gps_errstr(errno); // libgps stores its own codes in errno
     }
     ~Connection()
     {
@@ -104,7 +104,7 @@ public:
         bool isDaemon = false;
         while (!news.isClosed()) {
             if (::gps_waiting(&gps_, static_cast<int>(stopLatency.count()))) {
-                gps_.set = 0; // else a line without values leaves those of the last one
+                gps_.set = 0; // else a line without values keeps those of the last one
                 const int size = ::gps_read(&gps_, nullptr, 0);
                 if (size < 0)
                     return "the daemon has gone";

@@ -19,20 +19,20 @@ public:
 
     [[nodiscard]] std::optional<platform::CLLocation> location() const;
     [[nodiscard]] std::optional<platform::CLHeading> heading() const;
-    /// One line that names the daemon; empty when it answers and has reported a fix.
+    /// One line that names the daemon; empty when it responds and has reported a fix.
     [[nodiscard]] std::string problem() const;
-    /// Nothing is wrong, and there is no fix yet.
+    /// There is no problem, but no fix yet.
     [[nodiscard]] bool isAwaited() const;
 
     void setLocation(const platform::CLLocation& location);
     void setHeading(const platform::CLHeading& heading);
-    /// Why the daemon's reports do not arrive; empty when they do.
+    /// The reason why the daemon's reports do not arrive; empty when they do.
     void setProblem(std::string problem);
 
-    /// Nobody reads the news any more.
+    /// The news has no reader any more.
     void close();
     [[nodiscard]] bool isClosed() const;
-    /// Waits that long for it.
+    /// Waits for `close`, at most until the limit.
     [[nodiscard]] bool isClosedWithin(std::chrono::milliseconds limit) const;
 
 private:

@@ -14,7 +14,7 @@ using platform::CLHeading;
 using platform::CLLocation;
 using platform::CLLocationManager;
 
-/// What managers ask.
+/// Shared by the managers.
 struct HostLocation::Known {
     [[nodiscard]] std::optional<CLLocation> location() const
     {

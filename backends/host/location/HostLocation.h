@@ -11,7 +11,7 @@
 
 namespace tamsel::host {
 
-/// The location of the machine, from what a person has named. Managers may outlive it. Thread-safe.
+/// The location of the machine, from its configured source. Managers may outlive it. Thread-safe.
 class HostLocation final : public platform::LocationServices {
 public:
     /// The clock must outlive the managers.
@@ -22,9 +22,9 @@ public:
 
     [[nodiscard]] std::unique_ptr<platform::CLLocationManager> makeLocationManager() override;
 
-    /// Why there is no location, or, from a daemon, why it may be old: one line. Empty when nothing is wrong.
+    /// The reason why there is no location, or why a daemon's location may be old: one line. Empty if it is current.
     [[nodiscard]] std::string problem() const;
-    /// A daemon is asked and has not reported its first fix.
+    /// A daemon has not reported its first fix yet.
     [[nodiscard]] bool isAwaited() const;
 
 private:
@@ -32,7 +32,7 @@ private:
     class Manager;
 
     std::shared_ptr<const Known> known_;
-    std::shared_ptr<void> client_; ///< reads a daemon's reports, in a build that can
+    std::shared_ptr<void> client_; ///< reads a daemon's reports, in a build with gpsd
 };
 
 } // namespace tamsel::host

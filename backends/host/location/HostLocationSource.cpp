@@ -22,7 +22,7 @@ constexpr bool knowsGpsd = true;
 constexpr bool knowsGpsd = false;
 #endif
 
-/// For an error's one line: short, and without anything that a terminal would not show.
+/// For an error's one line: short, and printable.
 std::string inQuotes(std::string_view text)
 {
     constexpr std::size_t longest = 60;
@@ -37,7 +37,7 @@ std::unexpected<Error> failure(std::string_view text, const std::string& what)
     return std::unexpected(Error{inQuotes(text) + " " + what});
 }
 
-/// Plain decimals; blanks around them do not matter.
+/// Plain decimals, trimmed.
 std::optional<double> numberFrom(std::string_view text)
 {
     while (text.starts_with(' '))

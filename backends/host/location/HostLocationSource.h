@@ -11,7 +11,7 @@
 
 namespace tamsel::host {
 
-/// Where a gpsd daemon listens.
+/// The address of a gpsd daemon.
 struct GpsdAddress {
     std::string host; ///< a name, or an address without brackets
     std::uint16_t port = 2947;
@@ -19,20 +19,20 @@ struct GpsdAddress {
     bool operator==(const GpsdAddress&) const = default;
 };
 
-/// Where the host's location comes from: from the first of these that is there, or from nowhere.
+/// The source of the host's location: the first one of these that is set, or none.
 struct HostLocationSource {
-    /// A place that does not change. Its timestamp is ignored: each query returns the time of the query.
+    /// A fixed place. Its timestamp is ignored: each query returns the time of the query.
     std::optional<platform::CLLocation> fixed = std::nullopt;
-    /// A daemon that is asked for as long as the host lives; its last fix.
+    /// A daemon, read for as long as the host lives; its last fix.
     std::optional<GpsdAddress> gpsd = std::nullopt;
 
-    /// Stands above what the source says of where the device points to.
+    /// Overrides the heading of the source.
     std::optional<platform::CLHeading> heading = std::nullopt;
 };
 
-/// "LAT,LON" or "LAT,LON,ALT" in decimal degrees and metres, an altitude of 0 where it is not said, and an accuracy of 0;
-/// "gpsd:HOST:PORT" or "gpsd:HOST", with an IPv6 address in brackets. The error is one
-/// line that says what is wrong, also when this build knows no gpsd. Does not wait for the network.
+/// "LAT,LON" or "LAT,LON,ALT" in decimal degrees and metres, with a default altitude of 0 and an accuracy of 0;
+/// "gpsd:HOST:PORT" or "gpsd:HOST", with an IPv6 address in brackets. The error is one line that describes the problem,
+/// also when this build has no gpsd support. Does not wait for the network.
 [[nodiscard]] std::expected<HostLocationSource, platform::Error> parseLocation(std::string_view text);
 
 /// Degrees clockwise from geographic north, from 0 to 360.

@@ -15,8 +15,8 @@
 
 namespace tamsel::host {
 
-/// Computes when a frame is due: its time after the first frame. When the input has fallen far behind, the time base moves,
-/// so that it continues at its normal pace.
+/// Computes when a frame is due: its time after the first frame. When the input is far behind, the time base moves, so
+/// that it continues at its normal pace.
 class FramePace {
 public:
     [[nodiscard]] std::chrono::nanoseconds dueTime(platform::CMTime mediaTime, std::chrono::nanoseconds now);
@@ -65,7 +65,7 @@ private:
     std::chrono::nanoseconds due_{};
     std::uint64_t loop_ = 0;
     bool hasFrames_ = false;
-    std::optional<platform::Error> end_; ///< why there is no further frame
+    std::optional<platform::Error> end_; ///< the reason why there is no further frame
 };
 
 /// Reads a stream or a device on a thread of its own.

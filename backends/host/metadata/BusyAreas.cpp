@@ -12,7 +12,7 @@ constexpr int cellSize = 16;
 constexpr int margin = 16;
 /// Between the darkest and the lightest pixel of a cell.
 constexpr int strongContrast = 60;
-/// Codes have contrasts all over, also when they are turned in their frame; outlines of things have not.
+/// Codes have contrasts all over, also when they are rotated in their frame; outlines of objects have not.
 constexpr double leastFilled = 0.4;
 
 struct Cells {
@@ -59,7 +59,7 @@ struct Group {
     int count; ///< of busy cells
 };
 
-/// All busy cells that touch each other from this one on; they are busy no longer.
+/// All connected busy cells from this one on; they are marked as no longer busy.
 Group takeConnected(Cells& cells, int column, int row)
 {
     PictureArea bounds{column, row, column + 1, row + 1};

@@ -16,20 +16,20 @@ namespace {
 
 using Case = MetadataObjectType::Case;
 
-/// Linear codes that are looked for on one picture.
+/// The limit of linear codes in one picture.
 constexpr int linearCodeLimit = 32;
-/// Of lines that read as codes and are none: each costs a look at the whole picture.
+/// Of lines that read as codes but are not: each costs another search of the whole picture.
 constexpr int rejectionLimit = 4;
 constexpr int middleSize = 640;
-/// In pixels; what is shorter is a line of noise that happens to read as a code.
+/// In pixels; anything shorter is a line of noise that happens to read as a code.
 constexpr double shortestBars = 6;
-/// In pixels, all closer looks at one picture together: bounds what a frame takes.
+/// In pixels, for all closer examinations of one picture: limits the cost of a frame.
 constexpr std::int64_t closerLookLimit = 400'000;
-/// In pixels; a strip that is turned needs far more than it has itself.
+/// In pixels; a rotated strip needs far more than it has itself.
 constexpr std::int64_t largestView = 4 * closerLookLimit;
 /// In degrees.
 constexpr double noticeableLean = 8;
-/// In degrees; what is less disturbs no reading.
+/// In degrees; smaller angles do not disturb reading.
 constexpr double noticeableTilt = 3;
 
 std::optional<Symbology> symbologyOf(MetadataObjectType kind)
@@ -70,7 +70,7 @@ PicturePoint middleOf(PictureArea area)
     return {(area.left + area.right) / 2.0, (area.top + area.bottom) / 2.0};
 }
 
-/// Of a picture, what a code that somebody points a camera at covers.
+/// The part of a picture that a code covers when a camera is pointed at it.
 PictureArea middlePart(PictureArea whole)
 {
     const int width = std::min(whole.width(), middleSize);
@@ -80,7 +80,7 @@ PictureArea middlePart(PictureArea whole)
     return {left, top, left + width, top + height};
 }
 
-/// Symbols in a small area have small modules, which are found less well. 1 for a large area.
+/// Symbols in a small area have small modules, which are harder to read. 1 for a large area.
 double enlargement(PictureArea area)
 {
     constexpr double enoughPixels = 260'000;
@@ -88,17 +88,17 @@ double enlargement(PictureArea area)
     return scale < 1.4 ? 1 : scale;
 }
 
-/// Like the symbols that have to be looked at in a mirror.
+/// The symbologies that are also read in a mirror.
 bool isAboutSquare(PictureArea area)
 {
     return 2 * area.width() < 3 * area.height() && 2 * area.height() < 3 * area.width();
 }
 
-/// Interleaved 2 of 5 (ISO/IEC 16390) ends as it continues: without quiet zones, a line that leaves the code on its long side,
-/// or a code that is cut by the edge of the picture, reads as a shorter one. The others say where they begin and end.
+/// Interleaved 2 of 5 (ISO/IEC 16390) has no distinct ends: without quiet zones, a line that leaves the code on its
+/// long side, or a code at the edge of the picture, reads as a shorter one. The other codes mark their ends.
 bool isWhole(const LumaPicture& picture, const LinearCodeOutline& outline, const CodeRead& read)
 {
-    constexpr double quietZone = 7; // modules; prints often have less than the 10 that are due
+    constexpr double quietZone = 7; // modules; prints often have less than the required 10
     if (read.symbology != Symbology::interleaved2of5)
         return true;
     const double characters = read.text ? static_cast<double>(read.text->size()) : 0;
@@ -160,7 +160,7 @@ std::optional<MetadataObjectType> CodeReader::kindOf(const CodeRead& read) const
 std::vector<FoundCode> CodeReader::read(LumaPicture& picture) const
 {
     std::vector<FoundCode> found = readMatrixCodes(picture, picture.whole(), anywhere_);
-    // What is known is covered, so that no line of it reads as a linear code and none is looked at twice.
+    // // Known codes are covered, so that no line of them reads as a linear code and none is examined twice.
     for (const FoundCode& code : found)
         cover(picture, code.corners);
     addNew(found, readLinearCodes(picture));
@@ -210,8 +210,8 @@ std::vector<FoundCode> CodeReader::readLinearCodes(LumaPicture& picture) const
     return found;
 }
 
-/// Lines across leaning bars read wrong more often, and no check character is proof against that. So such a code is read once
-/// more from a view in which it stands upright.
+/// Lines across tilted bars read wrong more often, and check characters do not exclude that. So such a code is read
+/// once more from a view in which it is upright.
 bool CodeReader::isConfirmed(
     const LumaPicture& picture, const LinearCodeOutline& outline, const CodeRead& read) const
 {
@@ -224,7 +224,7 @@ bool CodeReader::isConfirmed(
     return !again.empty() && again.front().text == read.text;
 }
 
-/// At the codes that ZXing finds only in the middle of what it is given, only straight, or only when they are not mirrored.
+/// Examines areas again for codes that ZXing finds only in the middle of a picture, only upright, or only unmirrored.
 void CodeReader::lookCloser(const LumaPicture& picture, std::vector<FoundCode>& found) const
 {
     addNew(found, readMatrixCodes(picture, middlePart(picture.whole()), centred_));
@@ -256,7 +256,7 @@ std::vector<FoundCode> CodeReader::lookAt(const LumaPicture& picture, PictureAre
     PictureView view(picture, area, angle);
     std::vector<FoundCode> seen
         = readMatrixCodes(view.picture(), view.picture().whole(), isTilted ? matrix_ : centred_);
-    // Where bars are fine and blurred by the turn, more than a few would read wrong.
+    // // If bars are fine and blurred by the rotation, more than a few would read wrong.
     if (seen.empty() && isTilted && angle.scale == enlargement(area))
         seen = readLinearCodes(view.picture());
     if (!seen.empty() || angle.scale != 1 || oneSided_.empty() || !isAboutSquare(area))

@@ -15,25 +15,26 @@
 
 namespace tamsel::host {
 
-/// A code in a picture. Corners, in pixels, begin at the code's own top left one and go around it clockwise, seen in the code.
+/// A code in a picture. Corners, in pixels, begin at the code's own top left one and continue clockwise, in the code's
+/// own orientation.
 struct FoundCode {
     MetadataObjectType kind;
     Quadrilateral corners;
-    std::optional<std::string> text; ///< UTF-8; absent when the payload is no text
+    std::optional<std::string> text; ///< UTF-8; absent when the payload is not a text
 };
 
-/// Finds the codes of some kinds in pictures: any number of each, turned by any right angle, mirrored.
-/// Not thread-safe.
+/// Finds the codes of some kinds in pictures: any number of each, rotated by any right angle, mirrored. Not
+/// thread-safe.
 class CodeReader {
 public:
     explicit CodeReader(std::vector<MetadataObjectType> kinds);
 
-    /// All codes, by rows. Pixels of the picture are painted over on the way.
+    /// All codes, by rows. Paints over pixels of the picture.
     [[nodiscard]] std::vector<FoundCode> read(LumaPicture& picture) const;
 
 private:
     [[nodiscard]] bool wants(MetadataObjectType::Case kind) const;
-    /// Absent when codes of this kind were not asked for.
+    /// Absent when codes of this kind were not requested.
     [[nodiscard]] std::optional<MetadataObjectType> kindOf(const CodeRead& read) const;
     [[nodiscard]] std::vector<FoundCode> readMatrixCodes(
         const LumaPicture& picture, PictureArea area, const std::vector<Symbology>& symbologies) const;
@@ -47,16 +48,15 @@ private:
     const std::vector<MetadataObjectType> kinds_;
     std::vector<Symbology> linear_;
     std::vector<Symbology> matrix_;
-    std::vector<Symbology> anywhere_; ///< those of the matrix codes that are found wherever they are
-    std::vector<Symbology>
-        centred_; ///< those of the matrix codes that are only found in the middle of a picture
-    std::vector<Symbology> oneSided_; ///< those that are not, or not always, read when mirrored
+    std::vector<Symbology> anywhere_; ///< matrix codes that are found at any position
+    std::vector<Symbology> centred_; ///< matrix codes that are only found in the middle of a picture
+    std::vector<Symbology> oneSided_; ///< matrix codes that are not, or not always, read when mirrored
 };
 
 /// Codes of a view, placed in its picture.
 [[nodiscard]] std::vector<FoundCode> seenIn(const PictureView& view, std::vector<FoundCode> codes);
 [[nodiscard]] bool isThere(const std::vector<FoundCode>& found, PicturePoint point);
-/// A code that lies on one that was found, or that is the rest of it, is not new.
+/// A code that overlaps a known one, or is the rest of it, is not new.
 void addIfNew(std::vector<FoundCode>& found, FoundCode code);
 void addNew(std::vector<FoundCode>& found, std::vector<FoundCode> codes);
 void sortByRows(std::vector<FoundCode>& found);

@@ -13,16 +13,16 @@ namespace tamsel::host {
 
 namespace {
 
-/// Larger pictures are only looked at as they stand and then smaller: their codes are large enough.
+/// Larger pictures are only examined as they are and then smaller: their codes are large enough.
 constexpr std::int64_t largePicture = 2'500'000;
 /// Codes in larger areas have modules that are large enough.
 constexpr double largeView = 1'500'000;
-/// What can be read twice without thinking of the time.
+/// Pictures up to this size can be read twice at little cost.
 constexpr std::int64_t smallArea = 700'000;
-/// Smaller, there is hardly a code.
+/// In a smaller area a code is unlikely.
 constexpr int smallestSide = 60;
 
-/// For codes that stand out, away from how they are tilted. Perspective leaves some of them a little askew.
+/// For codes with strong contrast, relative to their tilt. Perspective leaves some of them slightly skewed.
 constexpr std::array<ViewAngle, 8> closerAngles{{
     {.scale = 2},
     {.scale = 3},
@@ -34,7 +34,7 @@ constexpr std::array<ViewAngle, 8> closerAngles{{
     {.scale = 1.5, .degrees = -3},
 }};
 
-/// For codes that do not stand out. Linear codes read at up to some ten degrees, so steps of 15 leave no gap.
+/// For codes with weak contrast. Linear codes read at up to some ten degrees, so steps of 15 leave no gap.
 constexpr std::array<ViewAngle, 7> angles{{
     {},
     {.degrees = 15},
@@ -45,7 +45,7 @@ constexpr std::array<ViewAngle, 7> angles{{
     {.isInverted = true},
 }};
 
-/// A search through one picture, on which what was found is covered.
+/// A search through one picture, in which found codes are covered.
 class Search {
 public:
     Search(const CodeReader& reader, LumaPicture& picture) : reader_(reader), picture_(picture) { }
@@ -59,7 +59,7 @@ public:
             add(seenIn(view, reader_.read(view.picture())), angle);
         }
     }
-    /// What was seen from an angle.
+    /// The codes that were found at an angle.
     void add(std::vector<FoundCode> codes, ViewAngle angle)
     {
         for (FoundCode& code : codes) {
@@ -95,8 +95,8 @@ public:
     [[nodiscard]] std::vector<FoundCode>& found() { return found_; }
 
 private:
-    /// Linear codes have so little redundancy that fine bars, blurred by a turn, may read as another code. They have to read
-    /// the same at twice the size.
+    /// Linear codes have so little redundancy that fine bars, blurred by a rotation, may read as another code. They
+    /// have to read the same at twice the size.
     [[nodiscard]] bool isConfirmed(const FoundCode& code, ViewAngle angle) const
     {
         const PictureArea area = surroundingsOf(picture_, code.corners);

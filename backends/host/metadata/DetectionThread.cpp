@@ -9,7 +9,7 @@ namespace tamsel::host {
 
 namespace {
 
-/// Of the nice values, where 0 is everybody's and 19 the last. With more, a busy machine leaves too little.
+/// A nice value; 0 is normal and 19 the lowest priority. With more, a busy machine leaves too little time.
 constexpr int nicety = 2;
 
 } // namespace

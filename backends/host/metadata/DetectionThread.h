@@ -11,8 +11,8 @@
 
 namespace tamsel::host {
 
-/// A thread that the system lets wait when there is more important work: looking at frames takes a processor for itself.
-/// It starts when its queue is first asked for. Thread-safe.
+/// A thread of low priority, because detection fills a processor. It starts when its queue is first requested.
+/// Thread-safe.
 class DetectionThread {
 public:
     DetectionThread();
@@ -23,7 +23,7 @@ public:
     /// Absent when the system has no thread left.
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> queue();
 
-    /// Waits for what runs. Whatever else is on the queue, or comes to it from now on, is dropped.
+    /// Waits for the running item. All others, also later ones, are dropped.
     void end();
 
 private:

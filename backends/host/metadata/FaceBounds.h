@@ -2,7 +2,7 @@
 
 namespace tamsel::host {
 
-/// Where a face is in a picture: its eyebrows to its chin, in pixels from the top left corner.
+/// The position of a face in a picture: its eyebrows to its chin, in pixels from the top left corner.
 struct FaceBounds {
     double left = 0;
     double top = 0;

@@ -18,13 +18,13 @@ namespace {
 
 using View = dlib::array2d<std::uint8_t>;
 
-/// Pixels that are looked at: what a processor does in about 50 ms, and two by two for each one of 1080p.
+/// The limit of searched pixels: about 50 ms of a processor, and a quarter of the pixels of 1080p.
 constexpr double liveArea = 600'000;
 constexpr double patientArea = 4.0 * 1920 * 1080;
-/// The detector knows faces of 80 pixels; enlarging more than twice shows it nothing new.
+/// The detector finds faces of 80 pixels; enlarging by more than two adds nothing.
 constexpr double greatestScale = 2;
 
-/// Confidences above which a find counts as a face: in the stated orientation, and in the others.
+/// Confidences above which a result counts as a face: in the given orientation, and in the others.
 constexpr double certain = 0.2;
 constexpr double certainOtherwiseTurned = 0.5;
 
@@ -87,7 +87,7 @@ FaceBounds turnedBack(FaceBounds bounds, const View& view, int quarterTurns)
     return bounds;
 }
 
-/// In the picture, of which `shown` is a version of another size.
+/// In the picture; `shown` is a scaled copy of it.
 FaceBounds inPicture(const FaceBounds& bounds, const LumaPicture& picture, const LumaPicture& shown)
 {
     const double across = static_cast<double>(picture.width) / shown.width;

@@ -9,12 +9,12 @@
 namespace tamsel::host {
 
 struct FoundFace {
-    FaceBounds bounds; ///< in the picture as it is stored, and nowhere outside of it
-    double confidence; ///< grows with it; no probability
+    FaceBounds bounds; ///< in the stored picture, and entirely inside of it
+    double confidence; ///< a score, not a probability
 };
 
-/// Finds faces that look into the camera, the largest first. `quarterTurns`, clockwise, bring a picture upright.
-/// Not thread-safe.
+/// Finds faces that look into the camera, the largest first. `quarterTurns`, clockwise, make a picture upright. Not
+/// thread-safe.
 class FaceFinder {
 public:
     FaceFinder(); ///< Returns at once: the detector is made for the first picture.
@@ -22,9 +22,9 @@ public:
     FaceFinder(const FaceFinder&) = delete;
     FaceFinder& operator=(const FaceFinder&) = delete;
 
-    /// For frames that come one after the other: faces from about a twelfth of the longer side.
+    /// For consecutive frames: faces from about a twelfth of the longer side.
     [[nodiscard]] std::vector<FoundFace> find(const LumaPicture& picture, int quarterTurns);
-    /// For a single picture: faces from about 40 pixels, and if there are none, faces that are turned otherwise.
+    /// For a single picture: faces from about 40 pixels, and if there are none, faces in other orientations.
     [[nodiscard]] std::vector<FoundFace> search(const LumaPicture& picture, int quarterTurns);
 
 private:

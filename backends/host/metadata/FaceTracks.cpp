@@ -9,10 +9,10 @@ namespace tamsel::host {
 namespace {
 
 constexpr std::chrono::milliseconds grace(500);
-/// A face may move by half of its size from one look to the next.
+/// A face may move by half of its size from one detection to the next.
 constexpr double leastOverlap = 0.2;
 
-/// What both cover, of what either covers: 0 to 1.
+/// The intersection divided by the union: 0 to 1.
 double overlap(const FaceBounds& one, const FaceBounds& other)
 {
     const double width

@@ -8,18 +8,18 @@
 
 namespace tamsel::host {
 
-/// Recognises the faces of one look at a stream in the next one, by their places. Not thread-safe.
+/// Recognises the faces of a stream from one detection to the next by their positions. Not thread-safe.
 class FaceTracks {
 public:
-    /// An identifier for each of the faces, from 1. A face keeps it as long as it stays, also when some looks miss it; no two
-    /// faces of a stream have the same.
+    /// An identifier for each of the faces, from 1. A face keeps it while it stays, also when some detections miss it;
+    /// no two faces of a stream have the same.
     [[nodiscard]] std::vector<std::int64_t> identify(
         const std::vector<FaceBounds>& faces, std::chrono::nanoseconds captureTime);
 
 private:
     struct Track {
         std::int64_t identifier;
-        FaceBounds bounds; ///< where it was seen last
+        FaceBounds bounds; ///< the last known position
         std::chrono::nanoseconds seen;
     };
 

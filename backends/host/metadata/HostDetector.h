@@ -8,12 +8,12 @@
 
 namespace tamsel::host {
 
-/// Finds all kinds of codes with ZXing-C++, and faces with dlib where the back end was built with it. Codes have their text in
-/// UTF-8.
+/// Finds all kinds of codes with ZXing-C++, and faces with dlib if the back end was built with it. Codes have their
+/// text in UTF-8.
 class HostDetector final : public engine::MetadataDetector {
 public:
     enum class Effort : std::uint8_t {
-        live, ///< for frames that come one after the other: what is missed in one is found in the next
+        live, ///< for consecutive frames: a code that is missed in one is found in the next
         patient, ///< for a single picture: up to some seconds
     };
 

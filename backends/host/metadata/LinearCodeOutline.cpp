@@ -10,10 +10,10 @@ namespace tamsel::host {
 
 namespace {
 
-/// A step from one looked-at line to the next, and how far the bars may have moved sideways by then.
+/// The step from one examined line to the next, and the largest sideways move of the bars within it.
 constexpr int lineStep = 2;
 constexpr int shiftLimit = 3;
-/// Lines that may differ, for a scratch or a reflection, before the bars count as ended.
+/// The number of differing lines, for a scratch or a reflection, that do not end the bars.
 constexpr int missesAllowed = 2;
 /// Of two lines of the same bars.
 constexpr double sameBars = 0.6;
@@ -46,7 +46,7 @@ private:
     std::ptrdiff_t stepAcross_;
 };
 
-/// A few bars at one end of a code, as they look on the line on which it was read.
+/// A few bars at one end of a code, as sampled on the line of the read.
 class BarPattern {
 public:
     BarPattern(const Lines& lines, int start, int end, int line) : lines_(lines), start_(start)
@@ -63,7 +63,7 @@ public:
         }
     }
 
-    /// The normalised cross-correlation with another line, on which the bars are moved by `shift`.
+    /// The normalised cross-correlation with another line, on which the bars are shifted by `shift`.
     [[nodiscard]] double likeness(int line, int shift) const
     {
         const int last = start_ + shift + static_cast<int>(samples_.size()) - 1;
@@ -81,11 +81,11 @@ public:
             ++along;
         }
         const double energy = squares - sum * sum / static_cast<double>(samples_.size());
-        // Bars that have all but faded are no bars.
+        // // Bars that have all but faded do not count.
         return energy * 16 < energy_ ? 0 : product / std::sqrt(energy * energy_);
     }
 
-    /// Bars that converge, or light that changes, make lines differ the more the further they are apart.
+    /// Because of converging bars and changing light, lines differ more the further they are apart.
     void adapt(int line, int shift)
     {
         constexpr double part = 0.3;
@@ -193,8 +193,8 @@ Quadrilateral LinearCodeOutline::corners() const
 {
     const Bar& first = isReversed_ ? far_ : near_;
     const Bar& last = isReversed_ ? near_ : far_;
-    // A code that runs to the right has its top at the low end of the lines; each quarter turn, of the code or of the axes,
-    // exchanges that.
+    // // The top of a code that runs to the right is at the low end of the lines; each quarter turn, of the code or of
+    // the axes, exchanges that.
     const bool isTopLow = isUpright_ != isReversed_;
     const auto top = [&](const Bar& bar) { return toPicture(isTopLow ? bar.low : bar.high); };
     const auto bottom = [&](const Bar& bar) { return toPicture(isTopLow ? bar.high : bar.low); };
@@ -232,7 +232,7 @@ bool LinearCodeOutline::hasQuietZones(const LumaPicture& picture, double part) c
         lightest = std::max(lightest, at(along));
     }
     const int threshold = (darkest + lightest) / 2;
-    // A tightly cropped picture ends within both zones, one that cuts the code within one.
+    // // A tightly cropped picture ends within both zones, one that cuts the code within one.
     const double zone = part * length;
     const bool isCropped = start.along < zone && end.along + zone > lines.length();
     const auto isLight = [&](double along) {
@@ -252,7 +252,7 @@ void LinearCodeOutline::eraseLine(LumaPicture& picture) const
         coverLine(picture, line, near_.low.along, far_.low.along);
 }
 
-/// With white, as far as it is in the picture.
+/// Paints it white, as far as it is in the picture.
 void LinearCodeOutline::coverLine(LumaPicture& picture, int line, double from, double to) const
 {
     const int lineCount = isUpright_ ? picture.height : picture.width;

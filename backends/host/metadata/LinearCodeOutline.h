@@ -7,32 +7,33 @@
 
 namespace tamsel::host {
 
-/// Where the bars of a linear code are, seen along its lines: where its first and its last bar begin and end.
+/// The outline of a linear code, along its lines: the start and the end of its first and its last bar.
 class LinearCodeOutline {
 public:
-    /// Follows the bars both ways from the line on which the code was read, which runs from the middle of the line's start to
-    /// that of its end, along rows or columns of the picture.
+    /// Follows the bars both ways from the line on which the code was read, from the middle of the line's start to that
+    /// of its end, along rows or columns of the picture.
     LinearCodeOutline(const LumaPicture& picture, PicturePoint lineStart, PicturePoint lineEnd);
 
-    /// In pixels: how far the bars could be followed. A line of noise has no bars.
+    /// In pixels: the length of the bars. A line of noise has no bars.
     [[nodiscard]] double barLength() const;
 
-    /// From the code's own top left corner, clockwise in the code.
+    /// From the code's own top left corner, clockwise in the code's own orientation.
     [[nodiscard]] Quadrilateral corners() const;
 
-    /// How far the bars are turned from an axis of the picture, in degrees, counterclockwise, -45 to 45.
+    /// The angle of the bars from an axis of the picture, in degrees, counterclockwise, -45 to 45.
     [[nodiscard]] double barsLean() const;
 
-    /// Whether it is light before and after the code, over this part of the code's length, half way between its long sides.
+    /// Whether it is light before and after the code, over this part of the code's length, half way between its long
+    /// sides.
     [[nodiscard]] bool hasQuietZones(const LumaPicture& picture, double part) const;
 
-    /// Covers the code with white.
+    /// Paints the code white.
     void erase(LumaPicture& picture) const;
-    /// Covers the line on which it was read.
+    /// Paints the line of the read white.
     void eraseLine(LumaPicture& picture) const;
 
 private:
-    /// A place on a bar, in a picture whose axes are exchanged when the code's lines run along columns.
+    /// A point on a bar, in a picture whose axes are exchanged when the code's lines run along columns.
     struct Place {
         double along; ///< the line
         double across; ///< it

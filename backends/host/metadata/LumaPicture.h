@@ -14,7 +14,7 @@ struct PicturePoint {
     bool operator==(const PicturePoint&) const = default;
 };
 
-/// Some of a picture's pixels: columns `left` to `right`, rows `top` to `bottom`, the last ones left out.
+/// A part of a picture: columns `left` to `right`, rows `top` to `bottom`, exclusive of the last ones.
 struct PictureArea {
     int left = 0;
     int top = 0;

@@ -94,7 +94,7 @@ std::optional<int> clusterOf(const std::vector<int>& runs)
     return cluster % 3 == 0 ? std::optional(cluster) : std::nullopt;
 }
 
-/// By how many more steps from one row to the next the rows run from top to bottom than from bottom to top.
+/// The number of increasing minus the number of decreasing row numbers, from top to bottom.
 int rowsDownwards(const LumaPicture& picture, const Quadrilateral& corners)
 {
     const auto& [topLeft, topRight, bottomRight, bottomLeft] = corners;
@@ -105,7 +105,7 @@ int rowsDownwards(const LumaPicture& picture, const Quadrilateral& corners)
         const double part = (line + 0.5) / lines;
         const PicturePoint left = between(topLeft, bottomLeft, part);
         const PicturePoint right = between(topRight, bottomRight, part);
-        // A little of the quiet zone, lest the first bar be cut.
+        // // A little of the quiet zone, so that the first bar is whole.
         const std::optional<int> cluster = clusterOf(runsAlong(picture, between(left, right, -0.02), right));
         if (!cluster)
             continue;
@@ -116,7 +116,7 @@ int rowsDownwards(const LumaPicture& picture, const Quadrilateral& corners)
     return downwards;
 }
 
-/// How far it is from a point in a direction, of length 1, to the edge of the picture.
+/// The distance from a point to the edge of the picture, in a direction of length 1.
 double distanceToEdge(const LumaPicture& picture, PicturePoint from, PicturePoint direction)
 {
     const auto along = [](double place, double step, double size) {
@@ -125,8 +125,8 @@ double distanceToEdge(const LumaPicture& picture, PicturePoint from, PicturePoin
     return std::min(along(from.x, direction.x, picture.width), along(from.y, direction.y, picture.height));
 }
 
-/// How far a symbol reaches into a direction from where it starts, in pixels; absent where a line does not cross the start
-/// pattern, or crosses no symbol.
+/// The extent of a symbol in a direction from its start, in pixels; absent if a line does not cross the start pattern,
+/// or crosses no symbol.
 std::optional<double> reachOf(const LumaPicture& picture, PicturePoint start, PicturePoint direction)
 {
     constexpr double margin = 2; // the bar may begin a little before
@@ -145,7 +145,7 @@ std::optional<double> reachOf(const LumaPicture& picture, PicturePoint start, Pi
     return static_cast<double>(reach) / samplesPerPixel;
 }
 
-/// How far the symbol reaches on most lines; absent where they do not agree.
+/// The extent of the symbol on most lines; absent if they do not agree.
 std::optional<double> commonReach(
     const LumaPicture& picture, PicturePoint top, PicturePoint bottom, PicturePoint direction)
 {

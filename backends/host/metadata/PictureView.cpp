@@ -115,7 +115,7 @@ PicturePoint PictureView::toPicture(PicturePoint point) const
 
 std::optional<double> tiltOf(const LumaPicture& picture, PictureArea area)
 {
-    /// Of all edges, how much of their strength has to be along one direction and across it.
+    /// The least part of the strength of all edges along one direction and across it.
     constexpr double leastAgreement = 0.15;
     // The edges of a code have two directions, at a right angle, each with light on either side. As complex numbers of four
     // times their angle, all of them are the same and add up.
@@ -126,7 +126,7 @@ std::optional<double> tiltOf(const LumaPicture& picture, PictureArea area)
         const std::uint8_t* row = picture.row(y);
         const std::uint8_t* below = picture.row(y + 1);
         for (int x = area.left + 1; x < area.right - 1; ++x) {
-            // By Scharr's operator, whose error of direction stays small for fine bars.
+            // // By Scharr's operator, whose error of direction stays small for fine bars.
             const int across = 3 * (above[x + 1] - above[x - 1] + below[x + 1] - below[x - 1])
                 + 10 * (row[x + 1] - row[x - 1]);
             const int down = 3 * (below[x - 1] - above[x - 1] + below[x + 1] - above[x + 1])
@@ -164,7 +164,7 @@ LumaPicture halved(const LumaPicture& picture)
 LumaPicture evened(const LumaPicture& picture)
 {
     constexpr int cellSize = 32;
-    /// Of cells: how far the surroundings of one reach.
+    /// In cells: the extent of a cell's surroundings.
     constexpr int reach = 1;
     constexpr int leastContrast = 24;
     const int columns = (picture.width + cellSize - 1) / cellSize;

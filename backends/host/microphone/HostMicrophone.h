@@ -14,7 +14,7 @@ namespace tamsel::host {
 
 class ReaderThreads;
 
-/// What the microphones of the host use; all of it outlives them.
+/// The services for the host's microphones; all of it outlives them.
 struct MicrophoneServices {
     ReaderThreads& readers;
     /// Of the camera that plays the same file, if any.

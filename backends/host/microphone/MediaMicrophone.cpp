@@ -27,7 +27,7 @@ namespace {
 constexpr nanoseconds pauseBetweenTries = 5ms;
 /// Between reads of the camera's clock, which is set one frame ahead.
 constexpr nanoseconds pauseBetweenLooks = 20ms;
-/// When it is further behind, it continues at the current time.
+/// If it is further behind, it continues at the current time.
 constexpr nanoseconds longDelay = 200ms;
 /// Devices use the wall clock for their timestamps; those of other inputs are further from it than this.
 constexpr nanoseconds nearWallClock = 1h;
@@ -41,9 +41,9 @@ std::size_t samplesIn(nanoseconds duration)
         * channels;
 }
 
-/// Devices deliver sound without gaps, and their timestamps say when the sound was read, not when it was heard: they jitter.
-/// Each piece therefore follows the one before and moves slowly towards its own timestamp; after a real gap, when the
-/// timestamps stay far off, it is placed anew.
+/// Devices deliver sound without gaps, and their timestamps are the times of reading, not of capture: they jitter. So
+/// each piece follows the one before and moves slowly towards its own timestamp; after a real gap, when the timestamps
+/// stay far off, it is positioned again.
 class DeviceClock {
 public:
     [[nodiscard]] nanoseconds place(nanoseconds age, nanoseconds duration)
@@ -70,7 +70,7 @@ private:
     static constexpr nanoseconds patience = 300ms;
     static constexpr int slowness = 50;
 
-    std::optional<nanoseconds> end_; ///< of the piece before
+    std::optional<nanoseconds> end_; ///< of the previous piece
     nanoseconds farFor_{};
 };
 
@@ -107,7 +107,7 @@ void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& 
             continue;
         }
         SoundChunk chunk{.samples = reader.samples(), .captureTime = due};
-        if (!isSame) // the end of the loop before
+        if (!isSame) // the end of the previous loop
             chunk.samples.resize(std::min(chunk.samples.size(), samplesIn(loop->zero - due)));
         hasSound = false;
         const bool isFromBefore = due + chunk.duration() <= begin;
@@ -190,8 +190,8 @@ std::expected<std::unique_ptr<engine::SoundStream>, Error> MediaMicrophone::star
         else
             play(*run, **reader);
     };
-    // PulseAudio's reader blocks while its source is suspended and cannot be interrupted. Its thread is detached; after the
-    // run has stopped it uses nothing that others own.
+    // // PulseAudio's reader blocks while its source is suspended and cannot be interrupted. Its thread is detached;
+    // after the run has stopped it uses only its own objects.
     if (input_.starts_with(pulsePrefix)) {
         std::thread thread = engine::startThread(std::move(hear));
         if (!thread.joinable())

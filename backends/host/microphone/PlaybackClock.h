@@ -12,9 +12,9 @@ namespace tamsel::host {
 /// Thread-safe.
 class PlaybackClock {
 public:
-    /// One time through the file.
+    /// One loop of the file.
     struct Loop {
-        std::uint64_t run; ///< of which start of the camera
+        std::uint64_t run; ///< the start of the camera
         std::uint64_t number; ///< from 0, within the run
         /// When the file's time zero of this loop is due.
         std::chrono::nanoseconds zero;

@@ -47,7 +47,7 @@ private:
     TrackDecoder decoder_;
 
     OwnedResampler resampler_;
-    int format_ = -1; ///< what the resampler was made for
+    int format_ = -1; ///< of the resampler's input
     int rate_ = 0;
     int channels_ = 0;
 

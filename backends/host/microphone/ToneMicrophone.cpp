@@ -26,7 +26,7 @@ constexpr float amplitude = 0.25F;
 constexpr std::int64_t rate = SoundChunk::sampleRate;
 constexpr std::int64_t chunkLength = rate / 50;
 constexpr std::int64_t beepLength = rate / 20;
-/// When it is further behind, it continues at the current time.
+/// If it is further behind, it continues at the current time.
 constexpr nanoseconds longDelay = std::chrono::milliseconds(200);
 
 nanoseconds timeOf(std::int64_t sample)

@@ -32,7 +32,7 @@ constexpr std::array<std::array<std::uint8_t, 5>, 10> digits{
     {{7, 5, 5, 5, 7}, {2, 6, 2, 2, 7}, {7, 1, 7, 4, 7}, {7, 1, 3, 1, 7}, {5, 5, 7, 1, 1}, {7, 4, 7, 1, 7},
         {7, 4, 7, 5, 7}, {7, 1, 1, 2, 2}, {7, 5, 7, 5, 7}, {7, 5, 7, 1, 7}}};
 
-/// A rectangle of one colour, cut off at the edges of the picture.
+/// A rectangle of one colour, clipped to the picture.
 void fill(platform::CVPixelBuffer& buffer, std::size_t left, std::size_t top, std::size_t width,
     std::size_t height, Pixel colour)
 {

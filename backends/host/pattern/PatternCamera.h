@@ -17,12 +17,13 @@ struct PatternFormat {
     std::size_t height = 720;
     double framesPerSecond = 30;
 
-    /// "720p", "1080p", "480p", or "WIDTHxHEIGHT", each with "@RATE" where it is not 30; the error states what is wrong.
+    /// "720p", "1080p", "480p", or "WIDTHxHEIGHT", each with an optional "@RATE" (default 30); the error describes the
+    /// problem.
     [[nodiscard]] static std::expected<PatternFormat, platform::Error> parse(std::string_view name);
 };
 
-/// Draws frame `number`: eight colour bars, a bar that moves to the right, the frame's number in the middle, and a white
-/// corner with a black edge at the top left, so that turned and mirrored pictures can be distinguished.
+/// Draws frame `number`: eight colour bars, a bar that moves to the right, the frame's number in the middle, and a
+/// white corner with a black edge at the top left, so that rotated and mirrored pictures can be distinguished.
 void drawPattern(platform::CVPixelBuffer& buffer, std::uint64_t number);
 
 /// A camera that shows a test pattern.

@@ -25,7 +25,7 @@ namespace {
 constexpr int pictureTrack = 0;
 constexpr int soundTrack = 1;
 constexpr std::int64_t usualInterval = VideoEncoder::timescale / 30;
-/// For how long the first fragment waits for sound, and how much of it makes sure of a packet.
+/// How long the first fragment waits for sound, and how much sound certainly fills a packet.
 constexpr std::int64_t longestSilence = VideoEncoder::timescale;
 constexpr std::int64_t firstPackets = 2048;
 
@@ -78,11 +78,11 @@ private:
     nanoseconds origin_{};
     // In units of the picture's track.
     std::int64_t lastTime_ = 0; ///< of a frame
-    std::int64_t lastPicture_ = 0; ///< when the last one that has been written begins, and ends
+    std::int64_t lastPicture_ = 0; ///< the time of the last one that was written, and its end
     std::int64_t pictureEnd_ = 0;
     bool isPictureWhole_ = true; ///< no packet is missing
     bool hasSoundBegun_ = false; ///< there is a packet
-    bool hasFailed_ = false; ///< and has told so
+    bool hasFailed_ = false; ///< and has reported it
 };
 
 /// One line that names the file.
@@ -131,12 +131,12 @@ std::expected<void, Error> HostMovieWriter::begin(const AVFrame& picture, nanose
 
 std::expected<void, Error> HostMovieWriter::writePicture(AVPacket& packet)
 {
-    // A microphone that is not heard in time does not keep the picture from the disk.
+    // // A silent microphone must not delay the picture's way to the disk.
     if (sound_ && !hasSoundBegun_ && packet.pts > longestSilence) {
         if (auto silent = sound_->encode(placement_->takeAll(firstPackets)); !silent)
             return silent;
     }
-    // A picture stays until the next one; the last stays as long as the one before it.
+    // // A picture lasts until the next one; the last one as long as the one before it.
     packet.duration = pictureEnd_ == 0 ? usualInterval : packet.pts - lastPicture_;
     auto written = file_->write(packet, pictureTrack);
     isPictureWhole_ = written.has_value();
@@ -181,7 +181,7 @@ std::expected<void, Error> HostMovieWriter::writeSound(const SoundChunk& chunk)
     if (!placement_)
         return {};
     placement_->add(chunk);
-    // The last picture may yet be shorter than the one before it.
+    // // The last picture may still be shorter than the one before it.
     auto written = sound_ ? sound_->encode(placement_->take(samplesUntil(lastPicture_)))
                           : std::expected<void, Error>{};
     if (written)
@@ -192,7 +192,7 @@ std::expected<void, Error> HostMovieWriter::writeSound(const SoundChunk& chunk)
 
 std::expected<void, Error> HostMovieWriter::flush()
 {
-    // What an encoder holds after a packet that is missing could not be decoded.
+    // // After a missing packet the encoder's other packets could not be decoded.
     std::expected<void, Error> flushed;
     if (isPictureWhole_)
         flushed = video_->flush();

@@ -17,7 +17,7 @@ std::expected<MovieFacts, platform::Error> readMovieFacts(const std::string& fil
         return failure(file, "there is no video in it");
     const AVStream* stream = format->streams[picture];
     auto frames = static_cast<std::uint64_t>(stream->nb_frames);
-    if (frames == 0) { // in fragments, which are known when they have been read
+    if (frames == 0) { // in fragments, whose frames are known after reading
         const OwnedPacket packet(av_packet_alloc());
         for (; av_read_frame(format, packet.get()) >= 0; av_packet_unref(packet.get()))
             frames += packet->stream_index == picture ? 1 : 0;

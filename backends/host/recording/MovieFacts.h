@@ -8,7 +8,7 @@
 
 namespace tamsel::host {
 
-/// What a movie file says about itself.
+/// The facts of a movie file.
 struct MovieFacts {
     double duration = 0; ///< of the picture, in seconds
     std::uint64_t frames = 0;

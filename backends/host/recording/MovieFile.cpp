@@ -15,8 +15,8 @@ using platform::Error;
 
 namespace {
 
-/// By which a player turns the stored picture clockwise, with the translation that brings it back to the origin
-/// (ISO/IEC 14496-12, 8.3.2; y grows downwards).
+/// The clockwise rotation for a player, with the translation that moves the picture back to the origin (ISO/IEC
+/// 14496-12, 8.3.2; y grows downwards).
 std::array<std::int32_t, 9> displayMatrix(int quarterTurns, std::int32_t width, std::int32_t height)
 {
     constexpr std::int32_t one = 1 << 16;
@@ -79,7 +79,7 @@ std::expected<void, Error> MovieFile::begin(std::span<const MovieTrack> tracks)
         std::memcpy(av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, size), matrix.data(), size);
     }
     Dictionary options;
-    // The index waits for the first fragment: by then it is known when each track begins.
+    // // The index waits for the first fragment: by then the start of each track is known.
     options.set("movflags", "frag_keyframe+empty_moov+delay_moov+skip_trailer");
     return wrote(avformat_write_header(format, options.get()));
 }
@@ -133,7 +133,7 @@ std::expected<void, Error> MovieFile::finish()
         part_.remove();
         return ended;
     }
-    (void)part_.complete(packets_).has_value(); // else it keeps its fragments
+    (void)part_.complete(packets_).has_value(); // on failure it keeps its fragments
     auto published = part_.publish();
     return published ? ended : published;
 }

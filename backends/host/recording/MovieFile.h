@@ -12,29 +12,30 @@
 
 namespace tamsel::host {
 
-/// What is fixed about one track of a movie.
+/// The fixed properties of one track of a movie.
 struct MovieTrack {
     const AVCodecContext& codec; ///< with its time base
-    int quarterTurns = 0; ///< clockwise, by which a player turns the picture
+    int quarterTurns = 0; ///< clockwise, by which a player rotates the picture
 };
 
-/// A movie on its way into a file. While it is recorded its part has a fragment for each group of pictures, and the disk has each
-/// before the next is begun: what a killed process or a failure of power leaves plays up to there. When it is finished it
-/// has no fragments, and its index in front. Errors are one line that names the file. Not thread-safe.
+/// A movie during its recording. Its part has a fragment for each group of pictures, and each is on the disk before the
+/// next is begun: after a crash or a power failure the part plays up to there. A finished movie has no fragments, and
+/// its index in front. Errors are one line that names the file. Not thread-safe.
 class MovieFile {
 public:
-    /// Files that are there already are errors, and are left alone.
+    /// Existing files are errors, and are not touched.
     [[nodiscard]] static std::expected<std::unique_ptr<MovieFile>, platform::Error> create(
         const std::filesystem::path& path);
 
-    /// Begins with tracks, in the order of their numbers; the first is the picture's. Once, before the first packet.
+    /// Begins with tracks, in the order of their numbers; the first is the picture's. Call once, before the first
+    /// packet.
     [[nodiscard]] std::expected<void, platform::Error> begin(std::span<const MovieTrack> tracks);
-    /// Times are in units of the track. No fragment is written before each track has a packet. After an error no more can be
-    /// written, and what came after the last fragment is lost.
+    /// Times are in units of the track. No fragment is written before each track has a packet. After an error nothing
+    /// more can be written, and everything after the last fragment is lost.
     [[nodiscard]] std::expected<void, platform::Error> write(AVPacket& packet, int track);
 
-    /// Completes the movie. Where there is no room for that it keeps its fragments. Of a movie without any picture no file is
-    /// left, and that is an error.
+    /// Completes the movie. Without room for that it keeps its fragments. A movie without any picture leaves no file,
+    /// and is an error.
     [[nodiscard]] std::expected<void, platform::Error> finish();
 
 private:

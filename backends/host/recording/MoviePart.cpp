@@ -28,7 +28,7 @@ namespace {
 constexpr const char* mark = ".part";
 constexpr std::uint8_t hidden = 'n'; // in place of the "m" of "moof"
 
-/// Names that were made or changed in the file's folder; some file systems cannot, and need not.
+/// Syncs new and changed names in the file's folder; some file systems cannot, and need not.
 void syncFolderOf(const files::path& file)
 {
     const files::path folder = file.has_parent_path() ? file.parent_path() : files::path(".");
@@ -39,7 +39,7 @@ void syncFolderOf(const files::path& file)
     ::close(descriptor);
 }
 
-/// To read and to write, and locked, as far as there are locks.
+/// For reading and writing, and locked if the file system supports locks.
 int createFile(const files::path& path)
 {
     const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -48,7 +48,7 @@ int createFile(const files::path& path)
     return descriptor;
 }
 
-/// False, with the reason in errno, when there is a file of the new name.
+/// False, with the reason in errno, when a file of the new name exists.
 bool renameToFree(const files::path& from, const files::path& to)
 {
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
@@ -176,7 +176,8 @@ bool MoviePart::writeAt(std::uint64_t offset, std::span<const std::uint8_t> byte
 
 std::expected<void, Error> MoviePart::append(std::span<std::uint8_t> fragment)
 {
-    constexpr std::size_t letter = 4; // the first of the box's name: one byte is written as a whole, or not
+    constexpr std::size_t letter
+        = 4; // the first of the box's name: one byte is written completely or not at all
     const bool isBox = fragment.size() > letter && fragment[letter] == 'm';
     if (isBox)
         fragment[letter] = hidden;
@@ -186,7 +187,7 @@ std::expected<void, Error> MoviePart::append(std::span<std::uint8_t> fragment)
     if (added)
         size_ += fragment.size();
     else
-        ::ftruncate(descriptor_, static_cast<off_t>(size_)); // for the room: it would not be read
+        ::ftruncate(descriptor_, static_cast<off_t>(size_)); // to free its room; it would not be read
     return added;
 }
 
@@ -198,7 +199,7 @@ void MoviePart::remove() const
 std::expected<void, Error> MoviePart::complete(std::optional<std::uint64_t> packets, const Check& check)
 {
     const files::path path = copyOf(movie_);
-    ::unlink(path.c_str()); // of an attempt that was killed: it was not there when this part was made
+    ::unlink(path.c_str()); // of an attempt that was killed: it did not exist when this part was made
     const MoviePart copy(movie_, createFile(path));
     auto done = result(copy.descriptor_ >= 0);
     if (done)
@@ -211,7 +212,7 @@ std::expected<void, Error> MoviePart::complete(std::optional<std::uint64_t> pack
     if (!done)
         ::unlink(path.c_str());
     else
-        ::dup3(copy.descriptor_, descriptor_, O_CLOEXEC); // its lock holds now
+        ::dup3(copy.descriptor_, descriptor_, O_CLOEXEC); // its lock is in effect now
     return done;
 }
 

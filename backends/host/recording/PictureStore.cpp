@@ -19,14 +19,14 @@ struct Picture final : MovieFrame {
     const OwnedFrame frame;
 };
 
-/// The same planes, without what else a decoder says of a frame; absent for other formats.
+/// The same planes, without other properties of a decoded frame; absent for other formats.
 OwnedFrame share(const AVFrame& decoded)
 {
     if ((decoded.format != AV_PIX_FMT_YUV420P && decoded.format != AV_PIX_FMT_YUVJ420P) || decoded.width < 2
         || decoded.height < 2 || !decoded.buf[0])
         return nullptr;
     OwnedFrame frame(av_frame_alloc());
-    frame->format = AV_PIX_FMT_YUV420P; // the other is the same with full range
+    frame->format = AV_PIX_FMT_YUV420P; // the other format is the same with full range
     frame->width = decoded.width & ~1;
     frame->height = decoded.height & ~1;
     frame->color_range = decoded.format == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : decoded.color_range;

@@ -19,7 +19,7 @@ public:
     [[nodiscard]] const AVCodecContext& codec() const { return *codec_; }
     /// The next samples, interleaved.
     [[nodiscard]] std::expected<void, platform::Error> encode(std::span<const float> samples);
-    /// Gives out what it still holds.
+    /// Flushes the encoder.
     [[nodiscard]] std::expected<void, platform::Error> flush();
 
 private:

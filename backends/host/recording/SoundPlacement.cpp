@@ -80,7 +80,7 @@ void SoundPlacement::place(const SoundChunk& chunk)
         static_cast<std::size_t>(length - skipped));
 }
 
-/// A first-order loop: the smoothed error is taken back within `correctionTime`.
+/// A first-order loop: the smoothed error is corrected within `correctionTime`.
 void SoundPlacement::correct(double error, std::size_t length)
 {
     const double weight = std::min(1.0, static_cast<double>(length) / smoothing);
@@ -99,13 +99,13 @@ void SoundPlacement::stretch(const float* samples, std::size_t length)
     const int count
         = swr_convert(stretcher_.get(), &out, room, samples ? &in : nullptr, static_cast<int>(length));
     if (count <= 0 || ready_.size() > longestReady * channels)
-        return; // sound that finds no room leaves a hole
+        return; // sound that exceeds the limit leaves a gap
     ready_.insert(ready_.end(), output_.begin(),
         output_.begin() + static_cast<std::ptrdiff_t>(count) * static_cast<std::ptrdiff_t>(channels));
     placed_ += count;
 }
 
-/// What comes next has nothing to do with what came before.
+/// The next sound is unrelated to the sound before.
 void SoundPlacement::restart()
 {
     if (isRunning_)

@@ -12,19 +12,19 @@
 
 namespace tamsel::host {
 
-/// Puts a microphone's sound where it belongs on the clock of the picture. Microphones have clocks of their own, and the
-/// times of their chunks jitter: small errors are corrected by playing a little faster or slower, which nobody hears; large
+/// Positions a microphone's sound on the clock of the picture. Microphones have clocks of their own, and the times of
+/// their chunks jitter: small errors are corrected by playing slightly faster or slower, which is inaudible; large
 /// ones, as of a device that paused, by silence or a cut. Not thread-safe.
 class SoundPlacement {
 public:
     SoundPlacement();
 
-    /// The moment of sample 0; what was heard before is cut. Sound that came earlier is placed now.
+    /// The time of sample 0; sound from before it is cut. Sound that arrived earlier is positioned now.
     void begin(std::chrono::nanoseconds origin);
     void add(const engine::SoundChunk& chunk);
-    /// Takes the sound up to a moment, in samples from the origin; less, when less has come.
+    /// Takes the sound up to a time, in samples from the origin; less, if less has arrived.
     [[nodiscard]] std::vector<float> take(std::int64_t end);
-    /// The rest up to there, with silence where nothing was heard.
+    /// The rest up to that time, with silence where sound is missing.
     [[nodiscard]] std::vector<float> takeAll(std::int64_t end);
 
 private:

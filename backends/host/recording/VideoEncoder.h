@@ -17,10 +17,10 @@ namespace tamsel::host {
 /// Receives encoded packets; times are in units of the encoder's time base.
 using PacketSink = std::function<std::expected<void, platform::Error>(AVPacket&)>;
 
-/// Encodes pictures in YUV 4:2:0, as they come, at least one whole picture every two seconds. Not thread-safe.
+/// Encodes pictures in YUV 4:2:0 as they are, with at least one key frame every two seconds. Not thread-safe.
 class VideoEncoder {
 public:
-    /// Units a second of all times: every usual frame rate divides it, and MPEG-4's limit of 16 bits holds it.
+    /// The timescale of all times: every usual frame rate divides it, and it fits MPEG-4's limit of 16 bits.
     static constexpr std::int32_t timescale = 60'000;
 
     /// The first of these encoders that can be opened, for pictures of this picture's size, format and colours.
@@ -28,9 +28,9 @@ public:
         const std::vector<std::string>& names, const AVFrame& picture, PacketSink sink);
 
     [[nodiscard]] const AVCodecContext& codec() const { return *codec_; }
-    /// Times grow. The frame's own time is set.
+    /// Times increase. The frame's own time is set.
     [[nodiscard]] std::expected<void, platform::Error> encode(AVFrame& frame, std::int64_t time);
-    /// Gives out what it still holds.
+    /// Flushes the encoder.
     [[nodiscard]] std::expected<void, platform::Error> flush();
 
 private:
@@ -45,7 +45,7 @@ private:
     std::optional<std::int64_t> lastWholePicture_;
 };
 
-/// Packets of the encoder until it has no more, into the sink.
+/// Delivers packets of the encoder to the sink until there are no more.
 [[nodiscard]] std::expected<void, platform::Error> drainEncoder(
     AVCodecContext& codec, AVPacket& packet, const PacketSink& sink);
 

@@ -29,7 +29,7 @@ struct CloseOutput {
 };
 using MovieOutput = std::unique_ptr<AVFormatContext, CloseOutput>;
 
-/// What an index usually needs at most, for the movie and for each packet: stts 8, stsz 4, co64 8 and stsc 12, which few
+/// The usual upper limit of an index, for the movie and for each packet: stts 8, stsz 4, co64 8 and stsc 12, which few
 /// packets need (ISO/IEC 14496-12).
 constexpr std::int64_t indexBase = std::int64_t{16} * 1024;
 constexpr std::int64_t indexPerPacket = 24;
@@ -66,7 +66,7 @@ std::expected<MovieOutput, Error> openOutput(const MovieCopy& copy)
     return output;
 }
 
-/// Whether NAL units follow each other behind their lengths (ISO/IEC 14496-15).
+/// Whether NAL units follow each other, each preceded by its length (ISO/IEC 14496-15).
 bool areUnitsWhole(std::span<const std::uint8_t> packet, std::span<const std::uint8_t> header)
 {
     const std::size_t lengthSize = header.size() > 4 ? (header[4] & 3U) + 1 : 4;
@@ -81,7 +81,7 @@ bool areUnitsWhole(std::span<const std::uint8_t> packet, std::span<const std::ui
     return packet.empty();
 }
 
-/// Power that fails may leave holes in the last fragment.
+/// A power failure may leave holes in the last fragment.
 bool isWhole(const AVPacket& packet, const AVCodecParameters& track)
 {
     if (packet.size <= 0 || (packet.flags & AV_PKT_FLAG_CORRUPT) != 0)
@@ -97,7 +97,7 @@ struct Track {
     AVStream* source = nullptr;
     AVStream* target = nullptr;
     OwnedPacket last{av_packet_alloc()};
-    std::int64_t duration = 0; ///< of the packet before
+    std::int64_t duration = 0; ///< of the previous packet
     bool hasPacket = false;
     bool hasEnded = false;
 };
@@ -119,7 +119,7 @@ public:
             Track& track = tracks_[static_cast<std::size_t>(packet->stream_index)];
             track.hasEnded = track.hasEnded || !track.target || !isWhole(*packet, *track.source->codecpar);
             if (track.hasEnded && &track == picture_)
-                break; // nor is there sound after it
+                break; // and no sound after it
             if (!track.hasEnded)
                 written = take(track, *packet);
             av_packet_unref(packet.get());
@@ -173,7 +173,7 @@ std::expected<void, Error> Copier::begin()
     return result(avformat_write_header(output_.get(), options.get()));
 }
 
-/// Writes the packet before.
+/// Writes the previous packet.
 std::expected<void, Error> Copier::take(Track& track, AVPacket& packet)
 {
     if (track.hasPacket) {
@@ -205,7 +205,7 @@ std::expected<void, Error> Copier::end()
 {
     if (!picture_->hasPacket)
         return failure(copy_.from.string(), "holds no movie");
-    // A picture stays as long as the one before it, and sound ends with the last one at the latest.
+    // // A picture lasts as long as the one before it, and sound ends with the last one at the latest.
     const auto endOf = [](Track& track) {
         const std::int64_t whole = track.source->duration - track.last->pts;
         track.last->duration = track.duration > 0 ? track.duration : whole;

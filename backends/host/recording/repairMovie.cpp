@@ -28,7 +28,7 @@ std::expected<void, Error> checkMovie(const std::filesystem::path& movie)
     return {};
 }
 
-/// Why a movie that is there is not repaired.
+/// The reason why an existing movie is not repaired.
 std::unexpected<Error> refusal(const std::filesystem::path& movie, const std::filesystem::path& part)
 {
     if (isThere(part))

@@ -7,17 +7,17 @@
 
 namespace tamsel::host {
 
-/// The file in which a movie is being recorded, or was when its recorder was killed: "film.part.mp4" beside "film.mp4". It plays.
+/// The file in which a movie is recorded and that remains after a crash: "film.part.mp4" beside "film.mp4". It plays.
 [[nodiscard]] std::filesystem::path partOfMovie(const std::filesystem::path& movie);
-/// The file to which the part is copied when the movie is completed; nothing is lost with it.
+/// The file to which the part is copied when the movie is completed; it may be deleted.
 [[nodiscard]] std::filesystem::path copyOfMovie(const std::filesystem::path& movie);
 
-/// Whether some process is recording this movie now.
+/// Whether any process is recording this movie now.
 [[nodiscard]] bool isBeingRecorded(const std::filesystem::path& movie);
 
-/// Completes a movie whose recorder was killed, named by itself or by its part; everything that has reached the file by then is
-/// in it. May itself be killed, and done again. Returns the movie's name. The error is one line that says why there is
-/// nothing to do, or what is wrong; nothing has changed then.
+/// Completes a movie whose recorder was killed, named by itself or by its part, with everything that had reached the
+/// file. If it is killed itself, it can be repeated. Returns the movie's name. The error is one line that says why
+/// there is nothing to do, or what is wrong; nothing has changed then.
 [[nodiscard]] std::expected<std::filesystem::path, platform::Error> repairMovie(
     const std::filesystem::path& file);
 

@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <string_view>
 
-extern char** environ; // NOLINT: POSIX names it so
+extern char** environ; // NOLINT: named by POSIX
 
 namespace tamsel::host {
 
@@ -25,7 +25,7 @@ constexpr const char* soundName = "camera-shutter";
 std::string variable(const char* name, const std::string& otherwise)
 {
     const char* value
-        = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody here changes the environment
+        = std::getenv(name); // NOLINT(concurrency-mt-unsafe): this code does not change the environment
     return value && *value ? value : otherwise;
 }
 
@@ -92,7 +92,7 @@ std::vector<std::string> shutterCommand()
 ShutterSound::~ShutterSound()
 {
     if (player_ != 0)
-        ::waitpid(player_, nullptr, WNOHANG); // what still plays may play on when the program ends now
+        ::waitpid(player_, nullptr, WNOHANG); // a running sound may continue when the program ends now
 }
 
 void ShutterSound::play(platform::SystemSoundID /*id*/)
@@ -102,7 +102,7 @@ void ShutterSound::play(platform::SystemSoundID /*id*/)
         command_ = shutterCommand();
     if (command_->empty())
         return;
-    end(); // a sound that still plays gives way to the next
+    end(); // the next sound replaces a running one
     std::vector<char*> words;
     for (std::string& word : *command_)
         words.push_back(word.data());
@@ -131,12 +131,12 @@ void ShutterSound::stop(platform::SystemSoundID /*id*/)
     end();
 }
 
-/// Leaves no process behind; one that plays is killed, and is gone at once.
+/// Leaves no process behind; a running one is killed and ends at once.
 void ShutterSound::end()
 {
     if (player_ == 0)
         return;
-    // One that has ended, or that somebody else has waited for, may not be there any more under its number.
+    // // After its end, or another wait for it, the process may not exist any more under its number.
     if (::waitpid(player_, nullptr, WNOHANG) == 0) {
         ::kill(player_, SIGKILL);
         ::waitpid(player_, nullptr, 0);

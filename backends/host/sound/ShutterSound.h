@@ -13,8 +13,8 @@
 
 namespace tamsel::host {
 
-/// Plays the sound of the shutter, "camera-shutter" of the user's freedesktop sound theme, with the sound player that is
-/// there: canberra-gtk-play, pw-play or paplay. Without one of them, or without the sound, it is silent. Thread-safe.
+/// Plays the shutter sound, "camera-shutter" of the user's freedesktop sound theme, with an installed sound player:
+/// canberra-gtk-play, pw-play or paplay. Without a player or the sound it is silent. Thread-safe.
 class ShutterSound final : public engine::SoundDriver {
 public:
     ShutterSound() = default;
@@ -30,12 +30,13 @@ private:
 
     Mutex guard_;
     std::optional<std::vector<std::string>> command_ TAMSEL_GUARDED_BY(
-        guard_); ///< found at first use; empty: there is none
-    pid_t player_ TAMSEL_GUARDED_BY(guard_) = 0; ///< the process that plays; 0: none
+        guard_); ///< searched at first use; empty: there is none
+    pid_t player_ TAMSEL_GUARDED_BY(guard_) = 0; ///< the playing process; 0: none
 };
 
-/// The words of a command that plays the sound; empty when there is none. Looks at PATH, XDG_DATA_HOME, XDG_DATA_DIRS and
-/// XDG_SOUND_THEME (freedesktop.org Sound Theme Specification 0.7; a theme's parents are not followed, only "freedesktop").
+/// The words of a command that plays the sound; empty when there is none. Searches PATH, XDG_DATA_HOME, XDG_DATA_DIRS
+/// and XDG_SOUND_THEME (freedesktop.org Sound Theme Specification 0.7; a theme's parents are ignored, except
+/// "freedesktop").
 [[nodiscard]] std::vector<std::string> shutterCommand();
 
 } // namespace tamsel::host

@@ -7,8 +7,8 @@
 
 namespace tamsel::host {
 
-/// The system calls that a V4L2 device is used through, so that a scripted device can stand in for a real one. All
-/// behave like the calls of the same name, `errno` included. Thread-safe.
+/// The system calls for a V4L2 device, so that a scripted device can replace a real one. All behave like the calls of
+/// the same name, `errno` included. Thread-safe.
 struct V4L2Calls {
     std::function<int(const char* path, int flags)> open;
     std::function<int(int descriptor)> close;

@@ -16,9 +16,9 @@ namespace tamsel::host {
 class V4L2Device;
 class V4L2Stream;
 
-/// A camera that the kernel shows as a video node. While it is open, no other process can use the device, even if it does not
-/// run. No call waits for another thread; it may be destroyed on any thread. Errors name the node and carry `errno` as their
-/// code.
+/// A video node of the kernel as a camera. While it is open, no other process can use the device, even if it does not
+/// run. No call waits for another thread; it may be destroyed on any thread. Errors name the node and carry `errno` as
+/// their code.
 class V4L2Camera final : public engine::CameraDriver {
 public:
     /// The seed is the description until the device reports its size and, if the seed has none, its name. The

@@ -12,7 +12,7 @@
 
 namespace tamsel::host {
 
-/// One open descriptor of a capture device; closed with its last holder. Thread-safe.
+/// One open descriptor of a capture device; closed by its last owner. Thread-safe.
 class V4L2Device {
 public:
     /// Opens the node and checks that it captures and streams. Errors carry `errno` as their code.

@@ -15,7 +15,7 @@ constexpr std::uint64_t fullHdHeight = 1080;
 /// 30000/1001 counts as 30.
 constexpr double wantedRate = 29.9;
 constexpr double largestSide = 16384;
-constexpr std::uint32_t longestRow = 1 << 30; // no buffer holds it
+constexpr std::uint32_t longestRow = 1 << 30; // longer than any buffer
 
 bool fitsFullHd(const V4L2Mode& mode)
 {
@@ -67,7 +67,7 @@ V4L2FrameFormat frameFormatOf(const v4l2_pix_format& pixels, PixelLayout layout)
         .range = quantization == V4L2_QUANTIZATION_LIM_RANGE ? AVCOL_RANGE_MPEG : AVCOL_RANGE_JPEG};
 }
 
-/// The slowest rate that is wanted, or else the fastest that there is.
+/// The slowest sufficient rate, or else the fastest one.
 void preferInterval(std::optional<V4L2Mode::Interval>& best, const V4L2Mode::Interval& other)
 {
     if (other.numerator == 0 || other.denominator == 0)

@@ -8,7 +8,7 @@
 
 namespace tamsel::host {
 
-/// How the pixels of a frame lie in memory.
+/// The layout of a frame's pixels in memory.
 struct PixelLayout {
     AVPixelFormat format = AV_PIX_FMT_NONE; ///< none for a JPEG picture
     bool isRedFirst = false; ///< the two planes of colour are swapped
@@ -21,13 +21,13 @@ struct V4L2FrameFormat {
     PixelLayout layout;
     int width = 0; ///< pixels
     int height = 0; ///< pixels
-    int bytesPerRow = 0; ///< of the first plane, as the driver gives it
+    int bytesPerRow = 0; ///< of the first plane, as reported by the driver
     AVColorSpace matrix = AVCOL_SPC_SMPTE170M;
     AVColorRange range = AVCOL_RANGE_MPEG;
 
     /// The least size of a frame: the padding of its last row may be missing.
     [[nodiscard]] std::size_t minimumBytes() const;
-    /// Makes the frame refer to these bytes, which are no JPEG picture and at least `minimumBytes()`.
+    /// Makes the frame refer to these bytes, which are not a JPEG picture and at least `minimumBytes()`.
     void wrap(std::span<std::byte> bytes, AVFrame& frame) const;
 
 private:

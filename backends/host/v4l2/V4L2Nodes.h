@@ -9,7 +9,7 @@
 namespace tamsel::host {
 
 /// The nodes `video0`, `video1`, … of a folder that capture and stream, in the order of their numbers. Each is opened
-/// briefly: nodes for metadata and nodes that cannot be opened are left out.
+/// briefly; nodes for metadata and nodes that cannot be opened are skipped.
 [[nodiscard]] std::vector<std::string> captureNodes(
     const V4L2Calls& calls = systemV4L2Calls(), const std::filesystem::path& folder = "/dev");
 
