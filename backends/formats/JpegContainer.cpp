@@ -91,7 +91,7 @@ void JpegContainer::readExif(const Segment& segment)
 {
     const ByteView block = file_.first(segment.end).subspan(segment.begin + headSize + exifNameSize);
     if (exifSegment_) {
-        // // A segment with a header of its own is another EXIF, which is not changed.
+        // A segment with a header of its own is another EXIF, which is not changed.
         if (!hasTiffHeader(block))
             fail("the EXIF of the JPEG file is spread over several segments");
         return;
@@ -170,7 +170,7 @@ void JpegContainer::followPictures(
     for (std::size_t at = 0; at + pictureEntrySize <= list->size(); at += pictureEntrySize) {
         const std::uint32_t size = number32(*list, at + 4, block->order());
         const std::uint32_t offset = number32(*list, at + 8, block->order());
-        // // The first picture has no offset: it is at the start of the file.
+        // The first picture has no offset: it is at the start of the file.
         if (offset == 0 && at == 0)
             change(at + 4, size);
         else if (offset != 0 && exifBegin > picturesSegment_->begin)

@@ -154,7 +154,7 @@ public:
             if (!row)
                 return std::unexpected(std::move(row.error()));
             if (!rows.empty() && row->offset < rows.back().offset)
-                return failure("time runs backwards");
+                return failure("the time decreases");
             rows.push_back(*row);
         }
         if (isTooLong_)
@@ -210,7 +210,7 @@ private:
                 return placed;
         }
         if (!places_[time])
-            return failure("no column for the time");
+            return failure("no time column");
         const std::size_t rates = columnsFrom(rateX, 3);
         const std::size_t attitudes = columnsFrom(attitudeX, 4);
         hasRates_ = rates == 3;
@@ -222,8 +222,8 @@ private:
         if (!hasRates_ && !hasPitch_)
             return failure("no columns for the rotation rate, the pitch or the attitude");
         if (hasRates_ && isOfAnotherSensor(titles[*places_[rateX]]))
-            return failure(
-                "by its name the file is of another sensor: rotation rates are called gyroscope x, y and z");
+            return failure("the file is named after another sensor: columns of rotation rates are named "
+                           "gyroscope x, y and z");
         return {};
     }
 
@@ -253,7 +253,7 @@ private:
                 return failure("column " + inQuotes(title.text) + " is not in "
                     + (known.units.front().empty() ? "plain numbers" : std::string(known.units.front())));
             if (places_[known.column])
-                return failure("column " + inQuotes(title.text) + " says the same as an earlier one");
+                return failure("column " + inQuotes(title.text) + " repeats an earlier one");
             places_[known.column] = index;
         }
         return {};
@@ -311,7 +311,7 @@ private:
         const auto [x, y, z, w] = quaternion;
         const double square = x * x + y * y + z * z + w * w;
         if (!(std::abs(square - 1) < 0.05))
-            return failure("the attitude is no unit quaternion");
+            return failure("the attitude is not a unit quaternion");
         return std::asin(std::clamp(2 * (w * x + y * z), -1.0, 1.0)); // rounding may exceed 1
     }
 

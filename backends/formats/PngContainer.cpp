@@ -90,7 +90,7 @@ void PngContainer::readChunks()
     while (holds(file_, at, headSize)) {
         const std::size_t length = number32(file_, at, ByteOrder::big);
         if (!holds(file_, at, headSize + length + checksumSize)) {
-            // // The picture may be truncated.
+            // The picture may be truncated.
             if (holdsText(file_, at + 4, "IDAT") && pictureBegin_ == 0)
                 pictureBegin_ = at;
             return;
@@ -108,7 +108,7 @@ void PngContainer::readChunks()
         else if ((is("tEXt") || is("zTXt")) && profileNameSize(chunk.data) != 0)
             profileChunks_.push_back(chunk);
         else if (is("iTXt") && profileNameSize(chunk.data) != 0)
-            fail("the EXIF of the PNG file is text of a kind that is not read here");
+            fail("the EXIF of the PNG file is a text of an unsupported kind");
         else if (is("IEND"))
             return;
         at = chunk.end;
@@ -129,7 +129,7 @@ void PngContainer::readProfile(const Inflate& inflate)
     }
     auto profile = profileFrom(text);
     const ByteView block = profile ? withoutPrefix(*profile) : ByteView{};
-    // // APP1 is also the name for XMP, which is kept.
+    // APP1 is also the name for XMP, which is kept.
     const bool isExif = profile
         && (hasTiffHeader(block) || holdsText(profileChunk_->data, 0, profileNames[0]) || block.empty());
     if (exifChunk_ ? !profile || !areEqual(block, exif_) : profile && !isExif) {
@@ -139,7 +139,7 @@ void PngContainer::readProfile(const Inflate& inflate)
     if (exifChunk_)
         return;
     if (!profile || block.empty()) {
-        fail(isCompressed && !inflated ? "the EXIF of the PNG file is compressed text that is not read here"
+        fail(isCompressed && !inflated ? "the EXIF of the PNG file is compressed text, which is not supported"
                                        : "the EXIF of the picture is damaged");
         return;
     }
@@ -155,7 +155,7 @@ std::expected<std::vector<Splice>, Error> PngContainer::replaceExif(const std::v
     append(data, changedExif(changes));
     if (data.size() > std::numeric_limits<std::int32_t>::max())
         return std::unexpected(Error{.localizedDescription = "the EXIF of the PNG file has no room"});
-    // // Directly behind the header: between the chunks of an animation some readers reject a new chunk.
+    // Directly behind the header: between the chunks of an animation some readers reject a new chunk.
     Splice chunk{.begin = exifChunk_ ? exifChunk_->begin : headerEnd_,
         .end = exifChunk_ ? exifChunk_->end : headerEnd_,
         .bytes = {}};

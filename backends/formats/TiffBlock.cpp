@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t headerSize = 8;
 constexpr std::uint16_t interoperabilityDirectory = 0xA005;
-// // More than any picture has: a limit for damaged files.
+// More than any picture has: a limit for damaged files.
 constexpr std::size_t mostDirectories = 1024;
 constexpr std::size_t mostEntries = 1 << 18;
 constexpr std::size_t mostPlaces = 4096; // with or without a directory
@@ -64,7 +64,7 @@ std::optional<TiffBlock> TiffBlock::open(ByteView bytes)
         return std::nullopt;
     TiffBlock block(bytes, bytes[0] == std::byte{'I'} ? ByteOrder::little : ByteOrder::big);
     auto first = block.directory(number32(bytes, 4, block.order()));
-    // // A directory without entries was emptied, if nothing follows; else the offset is wrong.
+    // A directory without entries was emptied, if nothing follows; else the offset is wrong.
     if (!first || (first->entries.empty() && first->next != 0))
         return std::nullopt;
     block.first_ = std::move(*first);

@@ -9,11 +9,11 @@ namespace {
 /// Programs locate trailers behind the last page from the end of the file.
 bool hasTrailer(ByteView file)
 {
-    const auto standsBeforeEnd = [&](std::size_t distance, std::string_view text) {
+    const auto isBeforeEnd = [&](std::size_t distance, std::string_view text) {
         return file.size() >= distance && holdsText(file, file.size() - distance, text);
     };
-    return standsBeforeEnd(64, "CANON OPTIONAL DATA") || standsBeforeEnd(8, "cbipcbbl")
-        || standsBeforeEnd(12, "AXS!") || standsBeforeEnd(12, "AXS*");
+    return isBeforeEnd(64, "CANON OPTIONAL DATA") || isBeforeEnd(8, "cbipcbbl") || isBeforeEnd(12, "AXS!")
+        || isBeforeEnd(12, "AXS*");
 }
 
 } // namespace
@@ -31,7 +31,7 @@ TiffContainer::TiffContainer(ByteView file) : ImageContainer(file)
     }
     exif_ = file;
     if (hasTrailer(file))
-        fail("the data behind the pages of the TIFF file has to stay at its end");
+        fail("a trailer of the TIFF file must stay at its end");
     const PixelSize size{.width = block->number(tiffTag::imageWidth).value_or(0),
         .height = block->number(tiffTag::imageLength).value_or(0)};
     if (size.width != 0 && size.height != 0)

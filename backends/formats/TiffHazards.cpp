@@ -101,7 +101,7 @@ std::optional<std::string> hazardOf(const TiffBlock& block, const std::vector<Sp
     const Hazards hazards(block, newEnd, isFile);
     for (const TiffDirectory& directory : block.allDirectories()) {
         if (newEnd > block.bytes().size() && hazards.inDirectory(directory))
-            return isFile ? "the TIFF file is cut off" : "the EXIF is damaged: it reaches beyond its end";
+            return isFile ? "the TIFF file is truncated" : "the EXIF is damaged: it reaches beyond its end";
         if (isFirstMoved && hazards.pointsAtFirst(directory))
             return "directories of the EXIF form a loop";
     }

@@ -110,8 +110,7 @@ void WebPContainer::extend(std::vector<Splice>& changes) const
 std::expected<std::vector<Splice>, Error> WebPContainer::replaceExif(const std::vector<Splice>& changes) const
 {
     if (!exifChunk_ && !xmpBegin_ && isCutOff_)
-        return std::unexpected(
-            Error{.localizedDescription = "the WebP file is cut off where its EXIF would be"});
+        return std::unexpected(Error{.localizedDescription = "the WebP file is truncated before its EXIF"});
     std::vector<std::byte> data;
     if (exifChunk_)
         append(data, exifChunk_->data.first(prefixSize_));
@@ -138,7 +137,7 @@ std::expected<std::vector<Splice>, Error> WebPContainer::replaceExif(const std::
     for (const Splice& change : result)
         riffSize += change.bytes.size() - (change.end - change.begin);
     if (riffSize > std::numeric_limits<std::uint32_t>::max() - 10)
-        return std::unexpected(Error{.localizedDescription = "the WebP file has no room beyond 4 GiB"});
+        return std::unexpected(Error{.localizedDescription = "the WebP file would exceed 4 GiB"});
     Splice size{.begin = 4, .end = riffHeadSize, .bytes = {}};
     appendNumber(size.bytes, riffSize, 4, ByteOrder::little);
     result.push_back(std::move(size));

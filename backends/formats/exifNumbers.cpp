@@ -78,7 +78,7 @@ Fraction fractionOf(double number, std::uint32_t largest)
 
 FractionTriple coordinateOf(double degrees)
 {
-    // // All in one integer, so that 59.9999999 seconds become the next minute.
+    // All in one integer, so that 59.9999999 seconds become the next minute.
     const auto all = static_cast<std::uint64_t>(std::llround(degrees * 3600 * millionths));
     constexpr std::uint64_t minute = 60 * millionths;
     const auto part = [](std::uint64_t number) { return static_cast<std::uint32_t>(number); };

@@ -168,7 +168,7 @@ std::expected<std::vector<Splice>, Error> changesOfExif(
         end += editor.addedSize();
     }
     if (end > std::numeric_limits<std::uint32_t>::max())
-        return std::unexpected(Error{.localizedDescription = "a TIFF structure has no room beyond 4 GiB"});
+        return std::unexpected(Error{.localizedDescription = "a TIFF structure would exceed 4 GiB"});
     for (std::size_t index = 1; index < groups.size(); ++index) {
         if (editors[index].isMoved())
             first.setPointer(groups[index].pointer, bases[index]);

@@ -131,7 +131,7 @@ std::optional<PropertyValue> readTriple(ExifForm form, ByteView bytes, TiffType 
         return std::nullopt;
     Triple triple{};
     std::ranges::copy(numbers, triple.begin());
-    // // Minutes and seconds of 0/0 are the usual form of omitted ones.
+    // Minutes and seconds of 0/0 are the usual form of omitted ones.
     for (std::size_t index = 1; index < triple.size(); ++index) {
         if (std::isnan(triple[index]))
             triple[index] = 0;

@@ -48,7 +48,7 @@ std::optional<std::string> imageType(ByteView file)
         return "public.tiff";
     if (holdsText(file, 0, "GIF87a"sv) || holdsText(file, 0, "GIF89a"sv))
         return "com.compuserve.gif";
-    // // A bitmap has few marks: the reserved fields of its header are 0.
+    // A bitmap has few marks: the reserved fields of its header are 0.
     if (holdsText(file, 0, "BM"sv) && holdsText(file, 6, "\0\0\0\0"sv) && holds(file, 0, 26))
         return "com.microsoft.bmp";
     return holdsText(file, 4, "ftyp"sv) ? heifType(file) : std::nullopt;
@@ -78,7 +78,7 @@ std::expected<std::vector<std::byte>, Error> rewriteImageUnchecked(
     const auto container = openContainer(file, inflate);
     if (!container)
         return std::unexpected(
-            Error{.localizedDescription = "the file is no JPEG, PNG, WebP or TIFF picture"});
+            Error{.localizedDescription = "the file is not a JPEG, PNG, WebP or TIFF picture"});
     if (container->problem())
         return std::unexpected(Error{.localizedDescription = *container->problem()});
     const auto block = container->exif().empty() ? TiffBlock::fresh() : TiffBlock::open(container->exif());
@@ -100,7 +100,7 @@ std::expected<std::vector<std::byte>, Error> rewriteImage(
 {
     auto result = rewriteImageUnchecked(file, properties, inflate);
     if (result && !pictureDataIsEqual(file, *result))
-        return std::unexpected(Error{.localizedDescription = "the picture would not stay as it is"});
+        return std::unexpected(Error{.localizedDescription = "the rewriting would change the picture"});
     return result;
 }
 

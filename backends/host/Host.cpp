@@ -42,7 +42,7 @@ AVAuthorizationStatus authorizationFrom(const std::vector<HostCamera>& cameras)
             return AVAuthorizationStatus::authorized;
         isDenied = isDenied || access == InputAccess::unreadable;
     }
-    // // Without any camera there is nothing to deny.
+    // Without any camera there is nothing to deny.
     return isDenied ? AVAuthorizationStatus::denied : AVAuthorizationStatus::authorized;
 }
 

@@ -52,7 +52,7 @@ public:
     /// Readable while there is something to run; then call `runOnce` with a limit of zero.
     [[nodiscard]] int descriptor() const;
 
-    // // State that only the program knows. Thread-safe.
+    // State that only the program knows. Thread-safe.
 
     /// Replaces the policy, for queries and starts from now on; a running session continues. Without one, video is
     /// authorised by its inputs, and audio always.

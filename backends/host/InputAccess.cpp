@@ -22,16 +22,16 @@ std::string whyNoFile(const std::filesystem::path& path)
     case directory:
         return "is a folder";
     case fifo:
-        return "is a pipe, and no file";
+        return "is a pipe, not a file";
     case character:
     case block:
-        return "is a device, and no file";
+        return "is a device, not a file";
     case socket:
-        return "is a socket, and no file";
+        return "is a socket, not a file";
     case not_found:
         return "there is no such file";
     default:
-        return error ? error.message() : "is no file";
+        return error ? error.message() : "is not a file";
     }
 }
 

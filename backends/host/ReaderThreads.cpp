@@ -30,7 +30,7 @@ std::expected<void, platform::Error> ReaderThreads::start(std::move_only_functio
     if (reader.thread.joinable())
         return {};
     readers_.pop_back();
-    return std::unexpected(platform::Error{.localizedDescription = "no thread is left"});
+    return std::unexpected(platform::Error{.localizedDescription = "the system has no thread left"});
 }
 
 } // namespace tamsel::host

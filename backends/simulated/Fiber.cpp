@@ -51,7 +51,7 @@ struct Fiber::Context {
     ucontext_t inside{};
     ucontext_t outside{};
 
-    // // Data for the sanitizers about a change of stacks.
+    // Data for the sanitizers about a change of stacks.
     const void* outsideStack = nullptr;
     std::size_t outsideStackSize = 0;
     void* fakeStack = nullptr;

@@ -90,7 +90,7 @@ public:
     /// Calls `body` as a thread of that name would. Outside of this and of items the caller is the thread "main".
     void asThread(const std::string& name, const std::function<void()>& body);
 
-    // // The user's side of the phone.
+    // The user's side of the phone.
 
     /// Absent for a position without a camera in the configuration. The first camera at a position has number 0.
     [[nodiscard]] SimulatedCamera& camera(platform::AVCaptureDevicePosition position, std::size_t number = 0);

@@ -114,7 +114,7 @@ void Scheduler::end()
         return;
     plans_.clear();
     for (std::size_t turn = 0; !tasks_.empty(); ++turn)
-        goOn(*tasks_[turn % tasks_.size()]); // in turn: one may wait for another
+        resume(*tasks_[turn % tasks_.size()]); // in turn: one may wait for another
     *link_ = nullptr; // what is posted from here on is destroyed at once
     while (!ready_.empty()) {
         const std::shared_ptr<Queue> queue = std::move(ready_.back());
@@ -219,7 +219,7 @@ bool Scheduler::step()
     if (choice < woken_.size()) {
         Task* task = woken_[choice];
         woken_.erase(woken_.begin() + static_cast<std::ptrdiff_t>(choice));
-        goOn(*task);
+        resume(*task);
         return true;
     }
     choice -= woken_.size();
@@ -228,7 +228,7 @@ bool Scheduler::step()
         Plan plan = std::move(*chosen);
         plans_.erase(chosen);
         if (plan.task)
-            goOn(*plan.task);
+            resume(*plan.task);
         else
             begin(nullptr, plan.loop, std::move(plan.callback));
         return true;
@@ -312,7 +312,7 @@ void Scheduler::begin(std::shared_ptr<Queue> queue, Loop* loop, std::move_only_f
     settle(task);
 }
 
-void Scheduler::goOn(Task& task)
+void Scheduler::resume(Task& task)
 {
     running_ = &task;
     task.fiber->resume();

@@ -90,7 +90,7 @@ private:
     [[nodiscard]] Loop& loopOf(const std::string& thread);
     void markReady(std::shared_ptr<Queue> queue);
     void begin(std::shared_ptr<Queue> queue, Loop* loop, std::move_only_function<void()> body);
-    void goOn(Task& task);
+    void resume(Task& task);
     void settle(Task& task);
     /// Returns control to the scheduler until the calling task is resumed.
     void suspendTask();

@@ -1,6 +1,6 @@
 #pragma once
 
-// // Everything for a capture screen. A back end has a header of its own: <host/Host.h> or <simulated/Phone.h>.
+// Everything for a capture screen. A back end has a header of its own: <host/Host.h> or <simulated/Phone.h>.
 
 #include <tamsel/client/CaptureGate.h>
 #include <tamsel/client/ForwardingDelegate.h>

@@ -19,8 +19,8 @@ TEST(HostLocation, IsReadFromText)
     EXPECT_EQ(*parseLocation("90,-180")->fixed, (CLLocation{.latitude = 90, .longitude = -180}));
     for (const char* text : {"", "1", "1,", "1,2,", "1,2,3,4", "1;2", "north,2", "1e1,2", "nan,2", "inf,2",
              "0x1,2", "90.001,0", "0,-180.001", "gps:localhost", "nmea:walk.nmea"})
-        EXPECT_TRUE(errorOf(text).starts_with("'" + std::string(text) + "' is no location: ")) << text;
-    EXPECT_EQ(errorOf("91,0"), "'91,0' is no location: the latitude is beyond 90 degrees");
+        EXPECT_TRUE(errorOf(text).starts_with("'" + std::string(text) + "' is not a location: ")) << text;
+    EXPECT_EQ(errorOf("91,0"), "'91,0' is not a location: the latitude is beyond 90 degrees");
     EXPECT_EQ(host::parseHeading("12.5"), CLHeading{12.5});
     EXPECT_EQ(host::parseHeading("360"), CLHeading{0});
     for (const char* text : {"-1", "360.1", "north", ""})

@@ -144,7 +144,7 @@ TEST(MotionCommand, SaysInOneLineWhatIsWrong)
     writeFile(folder.file("empty.csv"), "");
     writeFile(folder.file("gyro.csv"), "t,x,y,z\n0,0,0,0\n2,0,0,0\n");
     for (const auto& [arguments, complaint] : std::vector<std::pair<std::string, std::string>>{
-             {"motion '" + folder.file("backwards.csv") + "'", "backwards.csv:4: time runs backwards\n"},
+             {"motion '" + folder.file("backwards.csv") + "'", "backwards.csv:4: the time decreases\n"},
              {"--back test:64x48 frames --motion '" + folder.file("empty.csv") + "'",
                  "empty.csv:1: the log is empty\n"}}) {
         const Outcome refused = outcomeOf(arguments);

@@ -236,18 +236,18 @@ TEST(MovieRecovery, RefusesWhatNeedsNoRepairOrMustNotBeTouched)
     EXPECT_EQ(errorOf(host::repairMovie(file)), file + ": plays already");
     writeFile(part, "somebody's");
     EXPECT_EQ(errorOf(host::repairMovie(file)),
-        file + ": is there already, and " + part + " has been left as it is");
+        file + ": exists already, and " + part + " has been left unchanged");
     EXPECT_EQ(errorOf(host::repairMovie(part)),
-        file + ": is there already, and " + part + " has been left as it is");
+        file + ": exists already, and " + part + " has been left unchanged");
     EXPECT_EQ(readFile(part), "somebody's");
 
     const std::string text = folder.file("text.mp4");
     writeFile(text, "no movie");
     EXPECT_EQ(errorOf(host::repairMovie(text)),
-        text + ": there is nothing to repair it from (" + folder.file("text.part.mp4") + ")");
+        text + ": there is no part to repair it from (" + folder.file("text.part.mp4") + ")");
     writeFile(text + ".recovery", "TAMSEL RECOVER 2");
     EXPECT_EQ(errorOf(host::repairMovie(text)),
-        text + ": was left by an earlier version of this program, which alone can repair it");
+        text + ": was left by an earlier version of this program, and only that version can repair it");
 }
 
 } // namespace tamsel::tests

@@ -273,7 +273,7 @@ TEST(RecordCommand, WorksWithTheThreadsThatItGets)
     for (const int threads : {3, 5}) {
         const CommandResult recorded = recordWith(threads);
         EXPECT_LE(recorded.status, 1) << threads << ": " << recorded.output;
-        const bool isHeard = !recorded.output.contains("test:tone: no thread is left");
+        const bool isHeard = !recorded.output.contains("test:tone: the system has no thread left");
         EXPECT_EQ(recorded.status, isHeard ? 0 : 1) << threads << ": " << recorded.output;
         const MovieProbe movie(folder.file(std::to_string(threads) + ".mp4"));
         EXPECT_EQ(movie.decodingErrors, "") << threads;

@@ -84,7 +84,7 @@ TEST_F(V4L2CameraTest, ANodeThatIsNoFreeCameraIsRefusedWithOneLine)
     fake_.capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_READWRITE;
     EXPECT_EQ(refusal(), "/dev/video7: does not stream: Operation not supported");
     fake_.failures = {{VIDIOC_QUERYCAP, ENOTTY}};
-    EXPECT_EQ(refusal(), "/dev/video7: is no video device: Inappropriate ioctl for device");
+    EXPECT_EQ(refusal(), "/dev/video7: is not a video device: Inappropriate ioctl for device");
     fake_.unplug();
     EXPECT_EQ(refusal(), "/dev/video7: cannot be opened: No such file or directory");
     EXPECT_FALSE(camera_->isPresent());

@@ -63,7 +63,7 @@ std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_
         const MutexLock lock(shelf_->guard);
         auto& free = shelf_->free;
         const auto fits = [&](const auto& one) { return one->width() == width && one->height() == height; };
-        // // The last one returned: it is most likely in a cache, and no more buffers are made than needed.
+        // The last one returned: it is most likely in a cache, and no more buffers are made than needed.
         if (const auto found = std::ranges::find_if(free.rbegin(), free.rend(), fits); found != free.rend()) {
             buffer = std::move(*found);
             free.erase(std::next(found).base());

@@ -31,7 +31,7 @@ std::expected<void, Error> CameraDevice::lockForConfiguration()
     if (!driver_->isPresent())
         return std::unexpected(Error{.localizedDescription = "the device is gone"});
     if (isLockedForConfiguration_.exchange(true))
-        return std::unexpected(Error{.localizedDescription = "the device is locked by somebody else"});
+        return std::unexpected(Error{.localizedDescription = "the device is locked by another client"});
     return {};
 }
 
@@ -103,7 +103,7 @@ std::expected<void, Error> CameraDevice::start(
 {
     const OperationHold operation(*operation_);
     if (claim == noClaim || claim != claim_)
-        return std::unexpected(Error{.localizedDescription = "another session has the device"});
+        return std::unexpected(Error{.localizedDescription = "another session holds the device"});
     if (std::exchange(isStarted_, false))
         driver_->stop();
     auto started = driver_->start(preset, std::move(sink));

@@ -100,11 +100,11 @@ std::expected<std::shared_ptr<AVCaptureDeviceInput>, Error> Capture::makeDeviceI
 {
     const std::string_view kind = device->mediaType() == AVMediaType::audio ? "audio" : "video";
     if (!context_->hook().permits(CaptureCall::makeDeviceInput, kind))
-        return std::unexpected(Error{.localizedDescription = "the device gives no input"});
-    // // Clients check the permission to use a camera themselves, but not that of the microphone.
+        return std::unexpected(Error{.localizedDescription = "the device has no input"});
+    // Clients check the permission to use a camera themselves, but not that of the microphone.
     if (device->mediaType() == AVMediaType::audio
         && context_->configuration.authorization(AVMediaType::audio) != AVAuthorizationStatus::authorized)
-        return std::unexpected(Error{.localizedDescription = "the microphone may not be used"});
+        return std::unexpected(Error{.localizedDescription = "the use of the microphone is not permitted"});
     return std::make_shared<AVCaptureDeviceInput>(device);
 }
 

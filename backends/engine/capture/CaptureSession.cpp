@@ -54,7 +54,7 @@ bool CaptureSession::canAddInput(const std::shared_ptr<AVCaptureInput>& input)
     if (!context_->hook().permits(CaptureCall::canAddInput, SessionGraph::describe(input))
         || !graph_.accepts(input))
         return false;
-    // // The answer must be reliable, so the camera is opened now and held until it is released.
+    // The answer must be reliable, so the camera is opened now and held until it is released.
     const std::shared_ptr<CameraDevice> camera = graph_.camera(input);
     return !camera || run_->claimIfFree(camera);
 }

@@ -41,7 +41,7 @@ std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std
         return nullptr;
     if (std::shared_ptr<CVPixelBuffer> buffer = parts_.pool->acquire(width, height))
         return buffer;
-    // // Stills, recordings and detection continue while a client keeps all buffers.
+    // Stills, recordings and detection continue while a client keeps all buffers.
     const bool isWanted = (parts_.outputs.photo && parts_.outputs.photo->isWaiting())
         || (parts_.outputs.movie && parts_.outputs.movie->isRecording())
         || (parts_.detection && parts_.detection->wantsFrame());

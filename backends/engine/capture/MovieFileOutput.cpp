@@ -42,7 +42,7 @@ void MovieFileOutput::startRecording(
         source = source_;
     }
     if (const std::shared_ptr<Recording> running = current(); running && running->takesFrames()) {
-        services_.report({.localizedDescription = url.string() + ": another recording is under way"});
+        services_.report({.localizedDescription = url.string() + ": another recording is in progress"});
         return;
     }
     const std::shared_ptr<Connection> connection = videoConnection();

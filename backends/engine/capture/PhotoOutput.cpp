@@ -106,7 +106,7 @@ void PhotoOutput::capturePhoto(
         .requestedAt = services_.clock.monotonic(),
     });
     if (!isPermitted) {
-        fail(still, "the camera takes no still");
+        fail(still, "the camera refused the still");
         return;
     }
     std::call_once(timerIsMade_, [this] {
@@ -114,7 +114,7 @@ void PhotoOutput::capturePhoto(
             whileAlive(weak_from_this(), [](PhotoOutput& self) { self.expire(); }));
     });
     if (!timer_) {
-        fail(still, "the machine has no timer left");
+        fail(still, "the system has no timer left");
         return;
     }
     // Posted before it can get a frame, so that the delegate's calls are in order.
@@ -183,7 +183,7 @@ void PhotoOutput::finish(const Still& still, const Frame& frame)
     if (begun - still.requestedAt + lastDuration_ > finishLimit) {
         lastDuration_ /= 2; // so that one slow still does not block all later ones
         delegate->captureOutputDidFinishCapture(
-            still.resolved(), Error{.localizedDescription = "too many stills were asked for at once"});
+            still.resolved(), Error{.localizedDescription = "too many stills were requested at once"});
         return;
     }
     makePhoto(still, frame, *delegate);
@@ -254,7 +254,7 @@ void PhotoOutput::expire()
     }
     armTimer();
     for (std::shared_ptr<Still>& still : expired)
-        fail(std::move(still), "no frame came");
+        fail(std::move(still), "no frame arrived in time");
 }
 
 } // namespace tamsel::engine

@@ -102,7 +102,7 @@ void Recording::takeSound(const SoundChunk& chunk)
     bool isLast = false;
     {
         const MutexLock lock(guard_);
-        // // Sound that exceeds the limit leaves a silent gap.
+        // Sound that exceeds the limit leaves a silent gap.
         if (!parts_.hasSound || phase_ == Phase::ended || soundWaiting_ > soundWaitingLimit)
             return;
         soundEnd_ = chunk.captureTime + chunk.duration();

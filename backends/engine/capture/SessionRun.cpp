@@ -22,7 +22,7 @@ SessionRun::SessionRun(std::shared_ptr<CaptureContext> context)
 SessionRun::~SessionRun()
 {
     end();
-    // // Runs on any thread, and the device may take long.
+    // Runs on any thread, and the device may take long.
     if (claimed_)
         globalQueue_->async([device = std::move(claimed_), claim = claim_] { device->release(claim); });
 }

@@ -12,10 +12,10 @@ using namespace platform;
 
 namespace {
 
-// // A tile of 32 by 32 pixels is 4 KiB in the source and in the target, so both stay in the L1 cache.
+// A tile of 32 by 32 pixels is 4 KiB in the source and in the target, so both stay in the L1 cache.
 constexpr std::size_t tile = 32;
 
-// // From a device held with the home side at the right to one held in portrait is a quarter turn clockwise. So the
+// From a device held with the home side at the right to one held in portrait is a quarter turn clockwise. So the
 // scene is stored a quarter turn counter-clockwise, and the picture needs a quarter turn clockwise.
 int turnsToPortrait(AVCaptureVideoOrientation orientation)
 {

@@ -49,7 +49,7 @@ void HeldUpWatch::watch()
         while (!isStopping_ && changed_.waitUntil(lock, due)) { }
         if (isStopping_)
             return;
-        // // Off before the check: work that begins meanwhile turns it on again.
+        // Off before the check: work that begins meanwhile turns it on again.
         isOn_ = false;
         lock.unlock();
         const bool again = look_();

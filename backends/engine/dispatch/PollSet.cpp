@@ -98,7 +98,7 @@ public:
     {
         {
             const MutexLock lock(guard_);
-            // // An event of an earlier arming, which has been replaced since.
+            // An event of an earlier arming, which has been replaced since.
             if (!isArmed_ || (isTimer_ && monotonicNow() < time_))
                 return;
             isArmed_ = false;
@@ -162,7 +162,7 @@ PollSet::PollSet()
     : pollDescriptor_(epoll_create1(EPOLL_CLOEXEC)),
       wakeDescriptor_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
 {
-    // // Edge-triggered: each write wakes one thread, and no thread has to read it.
+    // Edge-triggered: each write wakes one thread, and no thread has to read it.
     epoll_event event{.events = EPOLLIN | EPOLLET, .data = {.u64 = wakeIdentifier}};
     epoll_ctl(pollDescriptor_, EPOLL_CTL_ADD, wakeDescriptor_, &event);
 }

@@ -36,7 +36,7 @@ void ReadyList::push(SerialQueue& queue)
             (newest_ != nullptr ? newest_->nextReady : oldest_) = &queue;
             newest_ = &queue;
             count_.fetch_add(1);
-            // // A spinning worker checks this list at the end of its spin.
+            // A spinning worker checks this list at the end of its spin.
             if (!isSpinning_ && !wakeIsUnderway_)
                 wake = chooseWake();
         }

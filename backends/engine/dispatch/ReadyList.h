@@ -40,7 +40,7 @@ public:
     /// `beginEvent`. False when enough others wait.
     template <typename BeginEvent> [[nodiscard]] bool wait(Waiter& waiter, BeginEvent beginEvent)
     {
-        // // Spinning pays while work comes in quick succession, but never at the rate of frames.
+        // Spinning pays while work comes in quick succession, but never at the rate of frames.
         if (waiter.restedShortly && spin())
             return true;
         const auto begin = std::chrono::steady_clock::now();

@@ -221,7 +221,7 @@ void ThreadRunLoop::close()
         const std::shared_ptr<SerialQueue> alive = queue->release();
         alive->discard();
     }
-    // // A block may hold a reference to an object that holds this loop.
+    // A block may hold a reference to an object that holds this loop.
     for (const std::shared_ptr<LoopTimer>& timer : std::exchange(timers_, {}))
         timer->invalidate();
 }

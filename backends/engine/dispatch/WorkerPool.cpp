@@ -81,7 +81,7 @@ bool WorkerPool::addWorker()
 void WorkerPool::scheduleNext(SerialQueue& queue)
 {
     Worker* worker = currentPool == this ? currentWorker : nullptr;
-    // // With items behind this one, the turn does not end here: handing all of them over through the list is cheaper.
+    // With items behind this one, the turn does not end here: handing all of them over through the list is cheaper.
     if (worker != nullptr && worker->next == nullptr
         && (worker->running == nullptr || !worker->running->hasMore()))
         worker->next = &queue;
@@ -108,7 +108,7 @@ void WorkerPool::work(Worker& worker)
 
 SerialQueue* WorkerPool::nextQueue(Worker& worker)
 {
-    // // After some turns a queue that was handed over goes to the end of the list, so that no queue starves.
+    // After some turns a queue that was handed over goes to the end of the list, so that no queue starves.
     SerialQueue* queue = std::exchange(worker.next, nullptr);
     if (queue != nullptr && ++worker.turnsInARow <= handedTurnsInARow)
         return queue;
@@ -123,11 +123,11 @@ SerialQueue* WorkerPool::nextQueue(Worker& worker)
 
 void WorkerPool::runQueue(Worker& worker, SerialQueue* queue)
 {
-    // // Alive for the whole turn: an item may release the last reference to its own queue.
+    // Alive for the whole turn: an item may release the last reference to its own queue.
     const std::shared_ptr<SerialQueue> alive = queue->release();
     worker.running = queue;
     bool isReady = true;
-    // // A queue that was handed over must not wait for the items behind it.
+    // A queue that was handed over must not wait for the items behind it.
     for (int items = 0; isReady && items < itemsPerTurn && worker.next == nullptr; ++items) {
         beginItem(worker);
         isReady = alive->run(1);

@@ -44,7 +44,7 @@ private:
         ReadyList::Waiter waiter;
         std::atomic<std::uint64_t> begunItems = 0; ///< and events
         std::atomic<bool> isDone = false;
-        // // For the worker itself.
+        // For the worker itself.
         SerialQueue* running = nullptr;
         SerialQueue* next = nullptr; ///< handed over by the last item
         int turnsInARow = 0; ///< of queues that were handed over

@@ -9,7 +9,7 @@
 
 namespace tamsel::engine {
 
-// // A futex for one sleeper. `std::atomic::wait` would yield several times before it sleeps, which costs more than the
+// A futex for one sleeper. `std::atomic::wait` would yield several times before it sleeps, which costs more than the
 // sleep at the rate of frames.
 
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));

@@ -9,7 +9,7 @@ namespace tamsel::engine {
 
 namespace {
 
-// // A tile of 32 by 32 pixels is 4 KiB on each side, so that both stay in the L1 cache.
+// A tile of 32 by 32 pixels is 4 KiB on each side, so that both stay in the L1 cache.
 constexpr std::size_t tile = 32;
 
 } // namespace
@@ -26,7 +26,7 @@ void turnUpright(
     const auto stride = static_cast<std::ptrdiff_t>(source.bytesPerRow() / 4);
     const std::ptrdiff_t column = fromRight ? -1 : 1;
     const std::ptrdiff_t row = fromBottom ? -stride : stride;
-    // // How the position in the source changes with x and y of the target.
+    // How the position in the source changes with x and y of the target.
     const std::ptrdiff_t alongX = formats::isTransposed(orientation) ? row : column;
     const std::ptrdiff_t alongY = formats::isTransposed(orientation) ? column : row;
     const auto* first = reinterpret_cast<const std::uint32_t*>(

@@ -24,7 +24,7 @@ template <typename Sample> nanoseconds MotionStream<Sample>::tickTime(std::uint6
 
 template <typename Sample> void MotionStream<Sample>::setInterval(double interval)
 {
-    // // NaN counts as the shortest interval.
+    // NaN counts as the shortest interval.
     const double wanted
         = interval > shortestInterval ? std::min(interval, longestInterval) : shortestInterval;
     const MutexLock lock(guard_);

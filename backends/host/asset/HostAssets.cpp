@@ -20,7 +20,7 @@ constexpr std::size_t pooledBuffers = 4;
 
 Error noFile()
 {
-    return {.localizedDescription = "this asset is no file"};
+    return {.localizedDescription = "this asset is not a file"};
 }
 
 using Container = std::expected<std::unique_ptr<VideoReader>, Error>;

@@ -44,7 +44,7 @@ const AVInputFormat* formatOf(const MediaInput& input, MediaFormats formats, con
 {
     if (formats == MediaFormats::assets && av_match_ext(input.name.c_str(), "mjpeg,mjpg") != 0)
         return av_find_input_format("mjpeg"); // probing would return a picture format
-    // // The first picture of an animation.
+    // The first picture of an animation.
     return png.width > 0 ? av_find_input_format("png_pipe") : input.device;
 }
 
@@ -68,7 +68,7 @@ std::expected<MediaContainer, Error> openNow(
     opened->pb = pipe ? pipe->io() : nullptr;
     opened->codec_whitelist = av_strdup(probingDecoders().c_str());
     Dictionary options;
-    // // A file must not open anything else: neither entries of a list, nor the files of a pattern.
+    // A file must not open anything else: neither entries of a list, nor the files of a pattern.
     const bool isRestricted
         = input.isOnDisk || input.kind == MediaKind::file || formats == MediaFormats::assets;
     if (isRestricted) {
@@ -87,7 +87,7 @@ std::expected<MediaContainer, Error> openNow(
         = avformat_open_input(&opened, input.url.c_str(), formatOf(input, formats, png), options.get());
         code < 0) { // the context is freed by then
         const bool isRefused = isRestricted && code == AVERROR(EINVAL);
-        return failure(input.name, isRefused ? "holds no video of its own" : messageOf(code), code);
+        return failure(input.name, isRefused ? "contains no video of its own" : messageOf(code), code);
     }
     MediaContainer container(opened, {.interest = std::move(interest), .pipe = std::move(pipe)});
     if (png.width > 0 && !png.isTooLarge()) {
@@ -130,14 +130,14 @@ std::expected<MediaContainer, Error> openMedia(
               promise.set_value(openNow(input, formats, interest));
           });
     if (!thread.joinable())
-        return failure(text, "no thread is left");
+        return failure(text, "the system has no thread left");
     thread.detach();
     const auto end = std::chrono::steady_clock::now() + wait.limit;
     do {
         const bool isUnwanted = interest->hasEnded() || (wait.isUnwanted && wait.isUnwanted());
         if (isUnwanted || std::chrono::steady_clock::now() >= end) {
             interest->end();
-            return failure(text, isUnwanted ? "is not wanted any more" : "takes too long to open");
+            return failure(text, isUnwanted ? "was cancelled" : "did not open in time");
         }
     } while (result.wait_for(pauseBetweenLooks) != std::future_status::ready);
     return result.get();

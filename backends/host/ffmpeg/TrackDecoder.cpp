@@ -28,7 +28,7 @@ TrackDecoder::TrackDecoder(MediaContainer container, AVStream* track)
 std::expected<void, platform::Error> TrackDecoder::start(const std::string& input)
 {
     const AVCodecID kind = track_->codecpar->codec_id;
-    // // The decoder of animated PNG pictures unpacks all data of the file.
+    // The decoder of animated PNG pictures unpacks all data of the file.
     const AVCodec* decoder = kind == AV_CODEC_ID_APNG ? nullptr : avcodec_find_decoder(kind);
     if (!decoder)
         return failure(input, std::string("no decoder for ") + avcodec_get_name(kind));
@@ -73,7 +73,7 @@ TrackDecoder::Step TrackDecoder::feed()
     if (code == AVERROR(EAGAIN))
         return Step::again;
     if (code < 0) {
-        // // At the end, or after an error, the decoder still delivers buffered frames.
+        // At the end, or after an error, the decoder still delivers buffered frames.
         if (std::exchange(isDraining_, true))
             return Step::end;
         avcodec_send_packet(codec_.get(), nullptr);

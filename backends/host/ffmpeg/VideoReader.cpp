@@ -85,7 +85,7 @@ std::expected<void, Error> VideoReader::openInput(const MediaWait& wait)
 std::expected<void, Error> VideoReader::startDecoding()
 {
     if (!hasVideo())
-        return failure(input_, "there is no video in it");
+        return failure(input_, "contains no video");
     return decoder_.start(input_);
 }
 
@@ -175,7 +175,7 @@ bool VideoReader::rewind()
 {
     if (kind_ != MediaKind::file || !last_)
         return false;
-    // // The demuxers of single pictures report a successful seek and then deliver nothing.
+    // The demuxers of single pictures report a successful seek and then deliver nothing.
     const std::string_view name = decoder_.container().iformat->name;
     const bool isPicture = name.ends_with("_pipe") || name == "image2";
     if (isPicture || (!decoder_.seek(*first_) && !decoder_.seekToFirstByte())) {

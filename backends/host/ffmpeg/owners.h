@@ -1,6 +1,6 @@
 #pragma once
 
-// // The host's use of the FFmpeg libraries, with one owner for each kind of their objects.
+// The host's use of the FFmpeg libraries, with one owner for each kind of their objects.
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -8,7 +8,7 @@ struct AVFrame;
 
 namespace tamsel::host {
 
-// // Conversions of whole pictures, by libyuv. A plane has a byte for each pixel, row after row without gaps, unless
+// Conversions of whole pictures, by libyuv. A plane has a byte for each pixel, row after row without gaps, unless
 // stated otherwise.
 
 /// Fills the buffer from rows of its size in the order red, green, blue, alpha.

@@ -23,15 +23,15 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, AVCodecI
     PictureDecoder decoder(kind);
     AVFrame* frame = decoder.decode(picture);
     if (!frame)
-        return std::unexpected(pictureError(format, "its pixels are damaged or of no known kind"));
+        return std::unexpected(pictureError(format, "its pixels are damaged or of an unknown kind"));
     if (static_cast<std::size_t>(frame->width) != target.width()
         || static_cast<std::size_t>(frame->height) != target.height())
-        return std::unexpected(pictureError(format, "it has another size than it said"));
+        return std::unexpected(pictureError(format, "its size differs from its header"));
     // Still pictures use the full range, and the matrix of JPEG if they are YUV.
     frame->color_range = AVCOL_RANGE_JPEG;
     frame->colorspace = AVCOL_SPC_SMPTE170M;
     if (!FrameConverter().convert(*frame, target))
-        return std::unexpected(pictureError(format, "its pixels are of no known kind"));
+        return std::unexpected(pictureError(format, "its pixels are of an unknown kind"));
     return {};
 }
 
@@ -61,7 +61,7 @@ std::optional<PictureHeader> readBitmapHeader(Bytes picture)
     const auto height = littleNumber(picture, 22, 4);
     if (std::ranges::find(headerSizes, *headerSize) == headerSizes.end() || !height)
         return std::nullopt;
-    // // A negative height means that the top row comes first.
+    // A negative height means that the top row comes first.
     const std::int64_t signedHeight = static_cast<std::int32_t>(*height);
     return PictureHeader{
         .width = *littleNumber(picture, 18, 4), .height = static_cast<std::size_t>(std::abs(signedHeight))};

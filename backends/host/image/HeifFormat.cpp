@@ -98,7 +98,7 @@ std::expected<void, Error> decode(Bytes picture, CVPixelBuffer& target, bool ign
     if (!hasSize && ignoresTransformations)
         return decode(picture, target, false);
     if (!pixels || !hasSize)
-        return std::unexpected(pictureError("HEIF", "it has another size than it said"));
+        return std::unexpected(pictureError("HEIF", "its size differs from its header"));
     convertRgba(pixels, stride, target);
     return {};
 }

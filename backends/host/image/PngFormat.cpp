@@ -64,7 +64,7 @@ void begin(png_structp png, png_infop info)
     const CVPixelBuffer& target = reading->target;
     if (png_get_image_width(png, info) != target.width()
         || png_get_image_height(png, info) != target.height())
-        png_error(png, "it has another size than it said");
+        png_error(png, "its size differs from its header");
     png_set_expand(png);
     png_set_scale_16(png);
     png_set_gray_to_rgb(png);
@@ -73,7 +73,7 @@ void begin(png_structp png, png_infop info)
     reading->passes = png_set_interlace_handling(png);
     png_read_update_info(png, info);
     if (png_get_rowbytes(png, info) != target.width() * 4)
-        png_error(png, "its pixels are of no known kind");
+        png_error(png, "its pixels are of an unknown kind");
 }
 
 /// Called for every row of every pass, without pixels where the pass has none.

@@ -39,7 +39,7 @@ constexpr double highestPlace = 20'200'000;
 /// A three-dimensional fix whose altitude, accuracy and time are known.
 std::optional<CLLocation> locationFrom(const gps_fix_t& fix)
 {
-    // // False for NaN.
+    // False for NaN.
     const auto isWithin
         = [](double value, double least, double most) { return value >= least && value <= most; };
     const bool isPlace = isWithin(fix.latitude, -90, 90) && isWithin(fix.longitude, -180, 180)
@@ -99,7 +99,7 @@ public:
             return "too many open files"; // libgps waits by select
         keepAlive(gps_.gps_fd);
         if (::gps_stream(&gps_, WATCH_ENABLE | WATCH_JSON, nullptr) != 0)
-            return "the daemon has gone";
+            return "the daemon has closed the connection";
         const auto connected = std::chrono::steady_clock::now();
         bool isDaemon = false;
         while (!news.isClosed()) {
@@ -107,17 +107,17 @@ public:
                 gps_.set = 0; // else a line without values keeps those of the last one
                 const int size = ::gps_read(&gps_, nullptr, 0);
                 if (size < 0)
-                    return "the daemon has gone";
+                    return "the daemon has closed the connection";
                 if (!isDaemon && size > 0) { // 0 is a part of a line
                     if ((gps_.set & VERSION_SET) == 0) // a daemon's first line
-                        return "what listens there is no gpsd";
+                        return "the server there is not gpsd";
                     isDaemon = true;
                     news.setProblem({});
                 }
                 report(gps_, news);
             }
             if (!isDaemon && std::chrono::steady_clock::now() - connected > greetingTimeout)
-                return "what listens there does not answer";
+                return "the server there does not answer";
         }
         return {};
     }
@@ -144,7 +144,7 @@ GpsdClient::GpsdClient(const GpsdAddress& address, std::shared_ptr<GpsdNews> new
     if (thread.joinable())
         thread.detach();
     else
-        news_->setProblem("no thread is left");
+        news_->setProblem("the system has no thread left");
 }
 
 GpsdClient::~GpsdClient()

@@ -62,16 +62,16 @@ std::expected<HostLocationSource, Error> parseFixed(std::string_view text)
         const std::size_t end = std::min(text.find(',', at), text.size());
         const auto number = numberFrom(text.substr(at, end - at));
         if (!number)
-            return failure(text, "is no location: expected LAT,LON[,ALT] or gpsd:HOST[:PORT]");
+            return failure(text, "is not a location: expected LAT,LON[,ALT] or gpsd:HOST[:PORT]");
         numbers.push_back(*number);
         at = end + 1;
     }
     if (numbers.size() < 2 || numbers.size() > 3)
-        return failure(text, "is no location: expected LAT,LON or LAT,LON,ALT");
+        return failure(text, "is not a location: expected LAT,LON or LAT,LON,ALT");
     if (std::abs(numbers[0]) > 90)
-        return failure(text, "is no location: the latitude is beyond 90 degrees");
+        return failure(text, "is not a location: the latitude is beyond 90 degrees");
     if (std::abs(numbers[1]) > 180)
-        return failure(text, "is no location: the longitude is beyond 180 degrees");
+        return failure(text, "is not a location: the longitude is beyond 180 degrees");
     HostLocationSource source;
     source.fixed = CLLocation{.latitude = numbers[0],
         .longitude = numbers[1],
@@ -91,7 +91,7 @@ std::expected<HostLocationSource, Error> parseGpsd(std::string_view text)
     if (text.starts_with('[')) {
         const std::size_t close = text.find(']');
         if (close == std::string_view::npos || (close + 1 < text.size() && text[close + 1] != ':'))
-            return failure(text, "is no address: expected [ADDRESS]:PORT");
+            return failure(text, "is not an address: expected [ADDRESS]:PORT");
         host = text.substr(1, close - 1);
         hasPort = close + 1 < text.size();
         port = text.substr(close + (hasPort ? 2 : 1));
@@ -100,15 +100,15 @@ std::expected<HostLocationSource, Error> parseGpsd(std::string_view text)
         host = text.substr(0, colon);
         port = text.substr(colon + 1);
         if (port.contains(':'))
-            return failure(text, "is no address: an IPv6 address needs brackets");
+            return failure(text, "is not an address: an IPv6 address needs brackets");
     }
     GpsdAddress address{.host = std::string(host)};
     if (host.empty() || host.contains('\0'))
-        return failure(text, "is no address: expected HOST or HOST:PORT");
+        return failure(text, "is not an address: expected HOST or HOST:PORT");
     if (hasPort) {
         const auto result = std::from_chars(port.data(), port.data() + port.size(), address.port);
         if (result.ec != std::errc{} || result.ptr != port.data() + port.size() || address.port == 0)
-            return failure(text, "is no address: the port is a number from 1 to 65535");
+            return failure(text, "is not an address: the port is a number from 1 to 65535");
     }
     HostLocationSource source;
     source.gpsd = std::move(address);
@@ -129,7 +129,7 @@ std::expected<CLHeading, Error> parseHeading(std::string_view text)
 {
     const auto degrees = numberFrom(text);
     if (!degrees || *degrees < 0 || *degrees > 360)
-        return failure(text, "is no heading: expected degrees from 0 to 360");
+        return failure(text, "is not a heading: expected degrees from 0 to 360");
     return CLHeading{.trueHeading = *degrees == 360 ? 0 : *degrees};
 }
 

@@ -69,7 +69,7 @@ std::expected<std::shared_ptr<MediaPlayback>, Error> FilePlayback::start(std::un
             self->deliverPrepared();
     });
     if (!playback->timer_)
-        return std::unexpected(Error{.localizedDescription = "no descriptor is left"});
+        return std::unexpected(Error{.localizedDescription = "the system has no file descriptor left"});
     playback->decodeQueue_->async(
         platform::whileAlive(std::weak_ptr(playback), [](FilePlayback& self) { self.prepareNext(); }));
     return playback;
@@ -103,7 +103,7 @@ void FilePlayback::prepareNext()
         const bool hadFrames = std::exchange(hasFrames_, false);
         if (!hadFrames || !repeats_ || !reader_->rewind()) {
             end_ = Error{.localizedDescription
-                = hadFrames && !repeats_ ? "the file has ended" : "there is no frame that can be decoded"};
+                = hadFrames && !repeats_ ? "the file has ended" : "no frame can be decoded"};
             timer_->armAt(due_); // after the frame that is being delivered
             return;
         }

@@ -160,7 +160,7 @@ std::optional<MetadataObjectType> CodeReader::kindOf(const CodeRead& read) const
 std::vector<FoundCode> CodeReader::read(LumaPicture& picture) const
 {
     std::vector<FoundCode> found = readMatrixCodes(picture, picture.whole(), anywhere_);
-    // // Known codes are covered, so that no line of them reads as a linear code and none is examined twice.
+    // Known codes are covered, so that no line of them reads as a linear code and none is examined twice.
     for (const FoundCode& code : found)
         cover(picture, code.corners);
     addNew(found, readLinearCodes(picture));
@@ -256,7 +256,7 @@ std::vector<FoundCode> CodeReader::lookAt(const LumaPicture& picture, PictureAre
     PictureView view(picture, area, angle);
     std::vector<FoundCode> seen
         = readMatrixCodes(view.picture(), view.picture().whole(), isTilted ? matrix_ : centred_);
-    // // If bars are fine and blurred by the rotation, more than a few would read wrong.
+    // If bars are fine and blurred by the rotation, more than a few would read wrong.
     if (seen.empty() && isTilted && angle.scale == enlargement(area))
         seen = readLinearCodes(view.picture());
     if (!seen.empty() || angle.scale != 1 || oneSided_.empty() || !isAboutSquare(area))

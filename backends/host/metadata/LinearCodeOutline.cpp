@@ -81,7 +81,7 @@ public:
             ++along;
         }
         const double energy = squares - sum * sum / static_cast<double>(samples_.size());
-        // // Bars that have all but faded do not count.
+        // Bars that have all but faded do not count.
         return energy * 16 < energy_ ? 0 : product / std::sqrt(energy * energy_);
     }
 
@@ -193,7 +193,7 @@ Quadrilateral LinearCodeOutline::corners() const
 {
     const Bar& first = isReversed_ ? far_ : near_;
     const Bar& last = isReversed_ ? near_ : far_;
-    // // The top of a code that runs to the right is at the low end of the lines; each quarter turn, of the code or of
+    // The top of a code that runs to the right is at the low end of the lines; each quarter turn, of the code or of
     // the axes, exchanges that.
     const bool isTopLow = isUpright_ != isReversed_;
     const auto top = [&](const Bar& bar) { return toPicture(isTopLow ? bar.low : bar.high); };
@@ -232,7 +232,7 @@ bool LinearCodeOutline::hasQuietZones(const LumaPicture& picture, double part) c
         lightest = std::max(lightest, at(along));
     }
     const int threshold = (darkest + lightest) / 2;
-    // // A tightly cropped picture ends within both zones, one that cuts the code within one.
+    // A tightly cropped picture ends within both zones, one that cuts the code within one.
     const double zone = part * length;
     const bool isCropped = start.along < zone && end.along + zone > lines.length();
     const auto isLight = [&](double along) {

@@ -105,7 +105,7 @@ int rowsDownwards(const LumaPicture& picture, const Quadrilateral& corners)
         const double part = (line + 0.5) / lines;
         const PicturePoint left = between(topLeft, bottomLeft, part);
         const PicturePoint right = between(topRight, bottomRight, part);
-        // // A little of the quiet zone, so that the first bar is whole.
+        // A little of the quiet zone, so that the first bar is whole.
         const std::optional<int> cluster = clusterOf(runsAlong(picture, between(left, right, -0.02), right));
         if (!cluster)
             continue;

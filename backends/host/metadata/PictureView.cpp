@@ -126,7 +126,7 @@ std::optional<double> tiltOf(const LumaPicture& picture, PictureArea area)
         const std::uint8_t* row = picture.row(y);
         const std::uint8_t* below = picture.row(y + 1);
         for (int x = area.left + 1; x < area.right - 1; ++x) {
-            // // By Scharr's operator, whose error of direction stays small for fine bars.
+            // By Scharr's operator, whose error of direction stays small for fine bars.
             const int across = 3 * (above[x + 1] - above[x - 1] + below[x + 1] - below[x - 1])
                 + 10 * (row[x + 1] - row[x - 1]);
             const int down = 3 * (below[x - 1] - above[x - 1] + below[x + 1] - above[x + 1])

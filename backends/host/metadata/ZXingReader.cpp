@@ -75,7 +75,7 @@ std::vector<CodeRead> readWithZXing(
                 read.corners[index]
                     = {static_cast<double>(area.left + corner.x), static_cast<double>(area.top + corner.y)};
             }
-            // // A symbol that was read in a mirror has the corners of its mirror image.
+            // A symbol that was read in a mirror has the corners of its mirror image.
             if (result.isMirrored() && *symbology == Symbology::qr)
                 std::swap(read.corners[1], read.corners[3]);
             else if (result.isMirrored())
@@ -89,7 +89,7 @@ std::vector<CodeRead> readWithZXing(
             reads.push_back(std::move(read));
         }
     } catch (const std::exception&) {
-        // // A picture that the library cannot handle has no result.
+        // A picture that the library cannot handle has no result.
         reads.clear();
     }
     return reads;

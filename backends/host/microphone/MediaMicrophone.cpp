@@ -190,12 +190,12 @@ std::expected<std::unique_ptr<engine::SoundStream>, Error> MediaMicrophone::star
         else
             play(*run, **reader);
     };
-    // // PulseAudio's reader blocks while its source is suspended and cannot be interrupted. Its thread is detached;
+    // PulseAudio's reader blocks while its source is suspended and cannot be interrupted. Its thread is detached;
     // after the run has stopped it uses only its own objects.
     if (input_.starts_with(pulsePrefix)) {
         std::thread thread = engine::startThread(std::move(hear));
         if (!thread.joinable())
-            return failure(input_, "no thread is left");
+            return failure(input_, "the system has no thread left");
         thread.detach();
     } else if (auto started = services_.readers.start(std::move(hear)); !started) {
         return failure(input_, started.error().localizedDescription);

@@ -72,7 +72,7 @@ void drawNumber(platform::CVPixelBuffer& buffer, std::uint64_t number)
 std::unexpected<platform::Error> wrong(std::string_view name)
 {
     return std::unexpected(platform::Error{.localizedDescription = "test:" + std::string(name)
-            + ": no such pattern; take 720p, 1080p, 480p or WIDTHxHEIGHT, with @RATE"});
+            + ": no such pattern; use 720p, 1080p, 480p or WIDTHxHEIGHT, with @RATE"});
 }
 
 template <typename Number> bool readNumber(std::string_view text, Number& number)
@@ -222,7 +222,7 @@ std::expected<void, platform::Error> PatternCamera::start(
         return {};
     playback_ = nullptr;
     return std::unexpected(
-        platform::Error{.localizedDescription = "the test pattern: no descriptor is left"});
+        platform::Error{.localizedDescription = "the test pattern: the system has no file descriptor left"});
 }
 
 void PatternCamera::stop()

@@ -131,12 +131,12 @@ std::expected<void, Error> HostMovieWriter::begin(const AVFrame& picture, nanose
 
 std::expected<void, Error> HostMovieWriter::writePicture(AVPacket& packet)
 {
-    // // A silent microphone must not delay the picture's way to the disk.
+    // A silent microphone must not delay the picture's way to the disk.
     if (sound_ && !hasSoundBegun_ && packet.pts > longestSilence) {
         if (auto silent = sound_->encode(placement_->takeAll(firstPackets)); !silent)
             return silent;
     }
-    // // A picture lasts until the next one; the last one as long as the one before it.
+    // A picture lasts until the next one; the last one as long as the one before it.
     packet.duration = pictureEnd_ == 0 ? usualInterval : packet.pts - lastPicture_;
     auto written = file_->write(packet, pictureTrack);
     isPictureWhole_ = written.has_value();
@@ -181,7 +181,7 @@ std::expected<void, Error> HostMovieWriter::writeSound(const SoundChunk& chunk)
     if (!placement_)
         return {};
     placement_->add(chunk);
-    // // The last picture may still be shorter than the one before it.
+    // The last picture may still be shorter than the one before it.
     auto written = sound_ ? sound_->encode(placement_->take(samplesUntil(lastPicture_)))
                           : std::expected<void, Error>{};
     if (written)
@@ -192,7 +192,7 @@ std::expected<void, Error> HostMovieWriter::writeSound(const SoundChunk& chunk)
 
 std::expected<void, Error> HostMovieWriter::flush()
 {
-    // // After a missing packet the encoder's other packets could not be decoded.
+    // After a missing packet the encoder's other packets could not be decoded.
     std::expected<void, Error> flushed;
     if (isPictureWhole_)
         flushed = video_->flush();

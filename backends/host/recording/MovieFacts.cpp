@@ -14,7 +14,7 @@ std::expected<MovieFacts, platform::Error> readMovieFacts(const std::string& fil
     AVFormatContext* format = movie->get();
     const int picture = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (picture < 0)
-        return failure(file, "there is no video in it");
+        return failure(file, "contains no video");
     const AVStream* stream = format->streams[picture];
     auto frames = static_cast<std::uint64_t>(stream->nb_frames);
     if (frames == 0) { // in fragments, whose frames are known after reading

@@ -79,7 +79,7 @@ std::expected<void, Error> MovieFile::begin(std::span<const MovieTrack> tracks)
         std::memcpy(av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, size), matrix.data(), size);
     }
     Dictionary options;
-    // // The index waits for the first fragment: by then the start of each track is known.
+    // The index waits for the first fragment: by then the start of each track is known.
     options.set("movflags", "frag_keyframe+empty_moov+delay_moov+skip_trailer");
     return wrote(avformat_write_header(format, options.get()));
 }

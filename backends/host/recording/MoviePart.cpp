@@ -119,7 +119,7 @@ std::expected<MoviePart, Error> MoviePart::open(files::path movie)
     MoviePart part(std::move(movie), descriptor);
     struct stat status{};
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
-        return failure(part.path_.string(), "no regular file");
+        return failure(part.path_.string(), "is not a regular file");
     if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
         return failure(part.movie_.string(), "is being recorded", EWOULDBLOCK);
     return part;

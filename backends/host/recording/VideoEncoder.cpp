@@ -35,7 +35,7 @@ OwnedCodec openCodec(const std::string& name, const AVFrame& picture, int thread
     codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if (encoder->id == AV_CODEC_ID_H264) {
         codec->thread_count = threads;
-        // // Of libx264; other encoders ignore them.
+        // Of libx264; other encoders ignore them.
         av_opt_set(codec->priv_data, "preset", "superfast", 0);
         av_opt_set(codec->priv_data, "crf", "23", 0);
         if (name != "libx264")
@@ -54,7 +54,7 @@ std::expected<std::unique_ptr<VideoEncoder>, Error> VideoEncoder::open(
 {
     std::string tried;
     for (const std::string& name : names) {
-        // // As many threads as there are cores, or only the caller's if the system has no more.
+        // As many threads as there are cores, or only the caller's if the system has no more.
         for (const int threads : {0, 1}) {
             if (OwnedCodec codec = openCodec(name, picture, threads))
                 return std::unique_ptr<VideoEncoder>(new VideoEncoder(std::move(codec), std::move(sink)));

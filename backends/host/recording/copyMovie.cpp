@@ -47,7 +47,7 @@ std::expected<OpenMovie, Error> openPart(const MovieCopy& copy)
         code = findStreams(*part); // MPEG-4 states its size in the pictures only
     if (code < 0)
         return failure(
-            copy.from.string(), code == AVERROR_INVALIDDATA ? "holds no movie" : messageOf(code), code);
+            copy.from.string(), code == AVERROR_INVALIDDATA ? "contains no movie" : messageOf(code), code);
     return part;
 }
 
@@ -162,7 +162,7 @@ std::expected<void, Error> Copier::begin()
             std::memcpy(av_stream_new_side_data(track.target, AV_PKT_DATA_DISPLAYMATRIX, size), matrix, size);
     }
     if (!picture_)
-        return failure(copy_.from.string(), "holds no movie");
+        return failure(copy_.from.string(), "contains no movie");
     if (const auto* time = av_dict_get(part_->metadata, "creation_time", nullptr, 0))
         av_dict_set(&output_->metadata, time->key, time->value, 0);
     Dictionary options;
@@ -204,8 +204,8 @@ std::expected<void, Error> Copier::result(int code) const
 std::expected<void, Error> Copier::end()
 {
     if (!picture_->hasPacket)
-        return failure(copy_.from.string(), "holds no movie");
-    // // A picture lasts as long as the one before it, and sound ends with the last one at the latest.
+        return failure(copy_.from.string(), "contains no movie");
+    // A picture lasts as long as the one before it, and sound ends with the last one at the latest.
     const auto endOf = [](Track& track) {
         const std::int64_t whole = track.source->duration - track.last->pts;
         track.last->duration = track.duration > 0 ? track.duration : whole;

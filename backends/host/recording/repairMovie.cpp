@@ -24,7 +24,7 @@ std::expected<void, Error> checkMovie(const std::filesystem::path& movie)
         return started;
     using enum VideoReader::Step;
     if ((*reader)->next() != frame || !(*reader)->skipToLastWhole() || (*reader)->next() != frame)
-        return failure(movie.string(), "does not play; what it was made from has been kept");
+        return failure(movie.string(), "does not play; its part has been kept");
     return {};
 }
 
@@ -32,13 +32,13 @@ std::expected<void, Error> checkMovie(const std::filesystem::path& movie)
 std::unexpected<Error> refusal(const std::filesystem::path& movie, const std::filesystem::path& part)
 {
     if (isThere(part))
-        return failure(movie.string(), "is there already, and " + part.string() + " has been left as it is");
+        return failure(movie.string(), "exists already, and " + part.string() + " has been left unchanged");
     if (isThere(movie.string() + ".recovery"))
-        return failure(
-            movie.string(), "was left by an earlier version of this program, which alone can repair it");
+        return failure(movie.string(),
+            "was left by an earlier version of this program, and only that version can repair it");
     return failure(movie.string(),
         readMovieFacts(movie.string()) ? std::string("plays already")
-                                       : "there is nothing to repair it from (" + part.string() + ")");
+                                       : "there is no part to repair it from (" + part.string() + ")");
 }
 
 } // namespace

@@ -136,7 +136,7 @@ void ShutterSound::end()
 {
     if (player_ == 0)
         return;
-    // // After its end, or another wait for it, the process may not exist any more under its number.
+    // After its end, or another wait for it, the process may not exist any more under its number.
     if (::waitpid(player_, nullptr, WNOHANG) == 0) {
         ::kill(player_, SIGKILL);
         ::waitpid(player_, nullptr, 0);

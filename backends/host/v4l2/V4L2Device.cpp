@@ -47,7 +47,7 @@ std::expected<void, platform::Error> V4L2Device::identify()
 {
     v4l2_capability capability{};
     if (const int number = control(VIDIOC_QUERYCAP, &capability); number != 0)
-        return std::unexpected(error("is no video device", number));
+        return std::unexpected(error("is not a video device", number));
     // A device with several nodes reports the capabilities of the node and of the whole device separately.
     const bool tellsOfNode = (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0;
     const std::uint32_t can = tellsOfNode ? capability.device_caps : capability.capabilities;

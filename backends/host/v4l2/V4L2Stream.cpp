@@ -66,7 +66,7 @@ std::expected<void, platform::Error> V4L2Stream::mapBuffers()
     for (std::uint32_t index = 0; index < static_cast<std::uint32_t>(count); ++index) {
         v4l2_buffer buffer = captureBuffer(index);
         if (const int number = device_->control(VIDIOC_QUERYBUF, &buffer); number != 0)
-            return std::unexpected(device_->error("does not tell of its buffers", number));
+            return std::unexpected(device_->error("does not report its buffers", number));
         if (buffer.length < format_.minimumBytes())
             return std::unexpected(device_->error("has buffers that are too small", EINVAL));
         void* address = device_->calls().mmap(

@@ -27,7 +27,7 @@ public:
     [[nodiscard]] virtual bool isActive() const = 0;
     virtual void setIsActive(bool isActive) = 0;
 
-    // // Set before `startSession`, by one thread at a time.
+    // Set before `startSession`, by one thread at a time.
     virtual void setPreferredVideoGravity(std::optional<platform::AVLayerVideoGravity> gravity) = 0;
     /// Millimetres.
     virtual void setMinimumFocusObjectSize(std::optional<double> size) = 0;

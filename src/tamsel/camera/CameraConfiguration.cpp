@@ -36,7 +36,7 @@ std::expected<Position, platform::Error> Position::decode(std::string_view text)
     if (const auto position = fromRawValue(text))
         return *position;
     return std::unexpected(platform::Error{
-        "'" + std::string(text) + "' is no camera position: it is none of front, back and unspecified"});
+        "'" + std::string(text) + "' is not a camera position: expected front, back or unspecified"});
 }
 
 AVCaptureDevicePosition Position::capturePosition() const

@@ -50,9 +50,9 @@ IosCamera::~IosCamera()
     platform_.notificationCenter.removeObserver(this);
     if (!isTornDown_)
         return;
-    // // These stills have no receiver any more; one that was finished in time has kept its camera until then.
+    // These stills have no receiver any more; one that was finished in time has kept its camera until then.
     for (std::size_t count = inProgressPhotoCaptureDelegates_.size(); count > 0; --count)
-        tellStillFailed();
+        reportStillFailed();
 }
 
 void IosCamera::receiveFrames()
@@ -61,7 +61,7 @@ void IosCamera::receiveFrames()
         const std::shared_ptr<IosCamera> self = weakSelf.lock();
         if (!self)
             return;
-        // // Strong: a frame that has come this far is delivered even when the owner releases the camera meanwhile.
+        // Strong: a frame that has come this far is delivered even when the owner releases the camera meanwhile.
         self->sessionQueue_->handOver([self, result = std::move(result)]() mutable {
             const std::shared_ptr<CameraDelegate> delegate = self->delegate();
             if (!delegate)

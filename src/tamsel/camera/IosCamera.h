@@ -72,7 +72,7 @@ private:
     void observeApplication();
     void receiveFrames();
 
-    // // Set-up, in IosCameraSetup.cpp. The first four run in parallel on the global queue.
+    // Set-up, in IosCameraSetup.cpp. The first four run in parallel on the global queue.
     void applySessionPreset();
     void setUpDeviceInputs();
     void setUpVideoOutputs();
@@ -89,7 +89,7 @@ private:
         const platform::TamselCameraSettings& settings, platform::OvriImageSource source);
     void switchTorch(platform::AVCaptureDevice& device, platform::AVCaptureTorchMode mode);
     void deliverPhoto(PhotoCaptureProcessor& processor, platform::OvriImageSource source);
-    void tellStillFailed();
+    void reportStillFailed();
 
     // Recordings, in IosCameraRecording.cpp.
     [[nodiscard]] bool isReadyToRecord() const;
@@ -109,7 +109,7 @@ private:
     const std::shared_ptr<platform::DispatchQueue> sessionQueue_;
     const std::shared_ptr<VideoFrameHandler> handler_;
 
-    // // Set by the owner before the start; items that are posted afterwards see them.
+    // Set by the owner before the start; items that are posted afterwards see them.
     std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_;
     std::optional<double> minimumFocusObjectSize_;
     std::optional<CameraConfiguration> configuration_; ///< never empty; replaced as a whole

@@ -31,7 +31,7 @@ void IosCamera::adjustZoomForMinimumFocus()
     const float fieldOfView = device.activeFormat().videoFieldOfView;
     const float distance
         = static_cast<float>(*minimumFocusObjectSize_) / std::tan(fieldOfView * formulaPi / 180.0F);
-    // // Written so that an unordered comparison (NaN) ends here, too.
+    // Written so that an unordered comparison (NaN) ends here, too.
     if (!(distance < minimumDistance))
         return;
     if (const auto locked = device.lockForConfiguration(); !locked) {
@@ -39,7 +39,7 @@ void IosCamera::adjustZoomForMinimumFocus()
             "Could not lock for configuration: " + locked.error().localizedDescription);
         return;
     }
-    // // Distances of zero or below (no size, more than 90 degrees) give factors beyond any device: clamp to its range.
+    // Distances of zero or below (no size, more than 90 degrees) give factors beyond any device: clamp to its range.
     const double factor = static_cast<double>(minimumDistance / distance);
     device.setVideoZoomFactor(
         std::clamp(factor, device.minAvailableVideoZoomFactor(), device.maxAvailableVideoZoomFactor()));

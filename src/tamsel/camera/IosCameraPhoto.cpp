@@ -1,4 +1,4 @@
-// // The camera's stills.
+// The camera's stills.
 
 #include <tamsel/camera/IosCamera.h>
 
@@ -23,7 +23,7 @@ void IosCamera::captureStillImage(OvriImageSource source, const std::optional<Ta
     }
     const std::shared_ptr<AVCaptureConnection> connection = preview ? preview->connection() : nullptr;
     if (!connection) {
-        tellStillFailed();
+        reportStillFailed();
         return;
     }
     const AVCaptureVideoOrientation orientation = connection->videoOrientation();
@@ -65,7 +65,7 @@ void IosCamera::capturePhoto(
             const std::shared_ptr<IosCamera> self = weakSelf.lock();
             if (!self)
                 return;
-            // // Strong: a still that has come this far is delivered even when the owner releases the camera meanwhile.
+            // Strong: a still that has come this far is delivered even when the owner releases the camera meanwhile.
             self->sessionQueue_->async(
                 [self, finished = std::move(finished), source] { self->deliverPhoto(*finished, source); });
         },
@@ -94,16 +94,16 @@ void IosCamera::switchTorch(AVCaptureDevice& device, AVCaptureTorchMode mode)
 void IosCamera::deliverPhoto(PhotoCaptureProcessor& processor, OvriImageSource source)
 {
     sessionQueue_->assertCurrent();
-    // // A failed capture leaves the table as well, or it would stay there.
+    // A failed capture leaves the table as well, or it would stay there.
     inProgressPhotoCaptureDelegates_.erase(processor.requestedPhotoSettings().uniqueID());
     auto data = processor.takePhotoData();
     if (!data)
-        tellStillFailed();
+        reportStillFailed();
     else if (const std::shared_ptr<CameraDelegate> delegate = this->delegate())
         delegate->didCapturePhoto(std::move(*data), source);
 }
 
-void IosCamera::tellStillFailed()
+void IosCamera::reportStillFailed()
 {
     if (const std::shared_ptr<CameraDelegate> delegate = this->delegate())
         delegate->didFail(CameraError::captureImageFailed().reported(sessionElement, platform_));

@@ -1,4 +1,4 @@
-// // The camera's recordings.
+// The camera's recordings.
 
 #include <tamsel/camera/IosCamera.h>
 

@@ -47,7 +47,7 @@ void IosCamera::setUpDeviceInputs()
     const CameraConfiguration::Position position = configuration_->position;
     std::shared_ptr<AVCaptureDevice> device;
     for (const AVCaptureDeviceType type : deviceTypes(position, platform_.device)) {
-        // // The last available kind wins: the wide-angle camera is preferred to those with several lenses.
+        // The last available kind wins: the wide-angle camera is preferred to those with several lenses.
         if (auto found = capture.defaultDevice(type, AVMediaType::video, position.capturePosition()))
             device = std::move(found);
     }
@@ -91,7 +91,7 @@ void IosCamera::finishSetUp(
         captureSession_->commitConfiguration();
         return;
     }
-    // // Strong: a session that has been set up is started and reported before its camera may be released.
+    // Strong: a session that has been set up is started and reported before its camera may be released.
     sessionQueue_->async(
         [self = shared_from_this(), types = std::move(types), completion = std::move(completion)]() mutable {
             self->setUpMetadataOutput(types);

@@ -96,7 +96,7 @@ void CaptureGate::take(const std::function<void(State&, nanoseconds now)>& news)
     {
         const nanoseconds now = clock_.monotonic();
         const MutexLock lock(guard_);
-        // // A verdict ends by a report, a code or a face by the lack of one: the next report shows both.
+        // A verdict ends by a report, a code or a face by the lack of one: the next report shows both.
         if (states_.empty() || !isWhole(now))
             hasOpened_ = false;
         if (news)

@@ -52,8 +52,8 @@ public:
     /// Like `arm`, to repeat an attempt, for example after a failed still: also opens when all conditions have held
     /// ever since.
     void retry();
-    /// Stops waiting. The gate certainly stays closed until it is armed again if this is called on the response queue,
-    /// or while nothing is posted there.
+    /// Stops waiting. On the response queue, or while nothing is posted there, it guarantees that the gate stays closed
+    /// until it is armed again.
     void cancel();
     [[nodiscard]] bool isArmed() const;
 

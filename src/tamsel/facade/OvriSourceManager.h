@@ -168,7 +168,7 @@ private:
     std::shared_ptr<Relay> relay_;
     std::shared_ptr<MotionHelper> motionHelper_; ///< fixed after creation; absent without a motion source
 
-    // // Accessed from the client's thread, the main queue, the session queue and the response queue. Nothing is called
+    // Accessed from the client's thread, the main queue, the session queue and the response queue. Nothing is called
     // or released while it is held.
     mutable Mutex guard_;
     std::shared_ptr<Camera> camera_ TAMSEL_GUARDED_BY(guard_);
@@ -182,7 +182,7 @@ private:
     std::vector<platform::AVMetadataObjectType> metadataDetectionTypes_ TAMSEL_GUARDED_BY(guard_);
     std::optional<platform::AVLayerVideoGravity> preferredVideoGravity_ TAMSEL_GUARDED_BY(guard_);
 
-    // // One start or stop of a worker at a time, so there is at most one worker of each kind.
+    // One start or stop of a worker at a time, so there is at most one worker of each kind.
     Mutex motionGuard_;
     std::optional<platform::UUID> stabilityWorkerId_ TAMSEL_GUARDED_BY(motionGuard_);
     std::optional<platform::UUID> facingAngleWorkerId_ TAMSEL_GUARDED_BY(motionGuard_);

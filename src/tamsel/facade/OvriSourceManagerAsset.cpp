@@ -1,4 +1,4 @@
-// // The manager's asset sessions.
+// The manager's asset sessions.
 
 #include <tamsel/facade/OvriSourceManager.h>
 

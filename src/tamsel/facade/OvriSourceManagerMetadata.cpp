@@ -1,4 +1,4 @@
-// // The manager's codes and faces: the kinds for its next camera, and the delivery of detections.
+// The manager's codes and faces: the kinds for its next camera, and the delivery of detections.
 
 #include <tamsel/facade/OvriSourceManager.h>
 
@@ -41,7 +41,7 @@ void OvriSourceManager::deliver(const AVMetadataObjects& objects)
             delegate->sourceManagerDidDetect(*this, OvriMetadataFaceObject(std::move(firstFace)));
     }
     if (!codes.empty()) {
-        // // Read again: a delegate that was cleared in the face call receives no codes.
+        // Read again: a delegate that was cleared in the face call receives no codes.
         if (const std::shared_ptr<OvriMetadataOutputDelegate> delegate = metadataDelegate())
             delegate->sourceManagerDidDetect(*this, codes);
     }

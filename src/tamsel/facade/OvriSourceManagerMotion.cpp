@@ -1,4 +1,4 @@
-// // The manager's motion detection: workers of the helper, one of each kind.
+// The manager's motion detection: workers of the helper, one of each kind.
 
 #include <tamsel/facade/OvriSourceManager.h>
 

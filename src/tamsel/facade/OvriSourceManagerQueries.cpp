@@ -1,4 +1,4 @@
-// // The manager's queries, answered on the caller's thread from the platform's state and the manager's fields.
+// The manager's queries, answered on the caller's thread from the platform's state and the manager's fields.
 
 #include <tamsel/facade/OvriSourceManager.h>
 

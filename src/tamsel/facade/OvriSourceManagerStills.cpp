@@ -1,4 +1,4 @@
-// // The manager's single images: stills of its source, album images, thumbnails.
+// The manager's single images: stills of its source, album images, thumbnails.
 
 #include <tamsel/camera/Camera.h>
 #include <tamsel/facade/OvriSourceManager.h>

@@ -50,7 +50,7 @@ void StabilityWorker::handleGyroData(const std::optional<CMGyroData>& sample, co
     }
     gyroDataStack_.push_back({now(), *sample});
     const double limit = now() - duration_;
-    // // All are checked: the wall clock may have been set back. The negation also drops NaN.
+    // All are checked: the wall clock may have been set back. The negation also drops NaN.
     std::erase_if(gyroDataStack_, [limit](const Entry& entry) { return !(entry.timestamp > limit); });
     evaluateStability();
 }

@@ -34,7 +34,7 @@ public:
         return {};
     }
 
-    /// The platform's object equality; by default an asset equals only itself.
+    /// Equality of assets; by default an asset equals only itself.
     [[nodiscard]] virtual bool isEqual(const AVAsset& other) const { return this == &other; }
 };
 

@@ -106,7 +106,7 @@ bool PropertyValue::operator==(const PropertyValue& other) const
 
 namespace {
 
-// // Everything is appended: g++ 12 warns of sums of strings.
+// Everything is appended: g++ 12 warns of sums of strings.
 
 template <typename Number> void append(std::string& line, Number number)
 {

@@ -11,7 +11,7 @@ std::uint64_t FrameCounts::dropped() const
 
 void FrameLedger::count(Outcome outcome, DropCause cause)
 {
-    // // Release pairs with the acquire in counts(): a reader that sees an outcome also sees that the frame was
+    // Release pairs with the acquire in counts(): a reader that sees an outcome also sees that the frame was
     // produced.
     switch (outcome) {
     case Outcome::delivered:

@@ -25,7 +25,7 @@ struct FrameCounts {
     std::uint64_t gated = 0; ///< held back because the camera was not active
     std::uint64_t inFlight = 0;
 
-    // // Of the frames that were produced during a recording, whatever their outcome above.
+    // Of the frames that were produced during a recording, whatever their outcome above.
     std::uint64_t recorded = 0; ///< encoded into a movie
     std::uint64_t notRecorded
         = 0; ///< missing in the movie: dropped, too late for the recorder, or not written

@@ -10,7 +10,7 @@ CGAffineTransform CGAffineTransformInvert(const CGAffineTransform& t)
     const double determinant = t.a * t.d - t.b * t.c;
     if (determinant == 0 || !std::isfinite(determinant))
         return t;
-    // // Adding zero removes the sign from zeros.
+    // Adding zero removes the sign from zeros.
     return {
         .a = t.d / determinant + 0.0,
         .b = -t.b / determinant + 0.0,

@@ -243,8 +243,8 @@ TEST(StillPhoto, ThatFailsLeavesLinesAndOneError)
     screen.still();
     screen.phone.advance(10s);
     EXPECT_EQ(screen.phone.journal().texts("line"),
-        (Texts{
-            R"(line "error in capturing: the camera takes no still")", R"(line "No photo data resource")"}));
+        (Texts{R"(line "error in capturing: the camera refused the still")",
+            R"(line "No photo data resource")"}));
     EXPECT_EQ(screen.phone.journal().texts("report"), failure);
     EXPECT_EQ(screen.results(), Texts{"error captureImageFailed"});
     screen.phone.journal().clear();

@@ -379,7 +379,7 @@ TEST(VideoRecording, KeepsItsPromisesInAnyOrder)
         const std::size_t asked = screen.phone.journal().texts("startRecording").size();
         const Texts refused = screen.phone.journal().texts("recording");
         const auto ignored = std::ranges::count_if(refused,
-            [](const std::string& line) { return line.ends_with("another recording is under way"); });
+            [](const std::string& line) { return line.ends_with("another recording is in progress"); });
         const Texts results = screen.results();
         Texts videos;
         std::ranges::copy_if(results, std::back_inserter(videos),

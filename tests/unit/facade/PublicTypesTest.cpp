@@ -76,7 +76,7 @@ TEST(CameraPositions, ConvertExactlyFromText)
     EXPECT_EQ(Position::fromRawValue("Front"), std::nullopt);
     EXPECT_EQ(Position::fromRawValue(""), std::nullopt);
     EXPECT_EQ(Position::decode("Front").error().localizedDescription,
-        "'Front' is no camera position: it is none of front, back and unspecified");
+        "'Front' is not a camera position: expected front, back or unspecified");
 }
 
 } // namespace tamsel::tests

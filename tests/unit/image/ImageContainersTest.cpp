@@ -156,7 +156,7 @@ TEST(JpegRewriting, RefusesWhatItWouldDamage)
     EXPECT_EQ(
         errorOf(join({bytesOf("\xFF\xD8"), jfif(), jpegSegment(0xDA, {})})), "the JPEG file has no frame");
     EXPECT_EQ(errorOf(bytesOf("\xFF\xD8\xFF\xE1\xFF\xFF"sv)), "a segment of the JPEG file is damaged");
-    EXPECT_EQ(errorOf(bytesOf("GIF89a")), "the file is no JPEG, PNG, WebP or TIFF picture");
+    EXPECT_EQ(errorOf(bytesOf("GIF89a")), "the file is not a JPEG, PNG, WebP or TIFF picture");
 }
 
 TEST(PngRewriting, ReplacesTheChunkOrPutsItBeforeThePicture)
@@ -201,9 +201,9 @@ TEST(PngRewriting, TakesExifOutOfTextChunks)
     EXPECT_TRUE(contains(xmpFirst, bytesOf("APP1"))) << "which is no EXIF, and stays";
     EXPECT_FALSE(contains(xmpFirst, bytesOf("type exif")));
     EXPECT_EQ(errorOf(png({pngChunk("iTXt", bytesOf("Raw profile type exif\0\0\0\0\0"sv))})),
-        "the EXIF of the PNG file is text of a kind that is not read here");
+        "the EXIF of the PNG file is a text of an unsupported kind");
     const Bytes compressed = png({pngChunk("zTXt", bytesOf("Raw profile type exif\0\0packed"sv))});
-    EXPECT_EQ(errorOf(compressed), "the EXIF of the PNG file is compressed text that is not read here");
+    EXPECT_EQ(errorOf(compressed), "the EXIF of the PNG file is compressed text, which is not supported");
     const formats::Inflate inflate = [&](formats::ByteView packed, std::size_t) -> std::optional<Bytes> {
         return formats::areEqual(packed, bytesOf("packed")) ? std::optional(text) : std::nullopt;
     };
@@ -253,7 +253,7 @@ TEST(WebPRewriting, MakesTheExtendedFormWithItsSizeAndAlpha)
         trailing | std::views::reverse));
     Bytes cutOff = webP({head(0), lossy});
     cutOff.resize(cutOff.size() - 5);
-    EXPECT_EQ(errorOf(cutOff), "the WebP file is cut off where its EXIF would be");
+    EXPECT_EQ(errorOf(cutOff), "the WebP file is truncated before its EXIF");
     Bytes unpadded = webP({lossy});
     unpadded.pop_back();
     EXPECT_TRUE(rewritten(unpadded) == after({lossy}));
@@ -274,12 +274,12 @@ TEST(TiffRewriting, AddsToTheFileAndToItsFirstPageAlone)
     TiffBuilder builder(ByteOrder::big);
     const Bytes whole = builder.finish(builder.addDirectory({builder.shortInteger(256, 1),
         builder.shortInteger(257, 1), builder.longInteger(273, 0), builder.longInteger(279, 8)}));
-    EXPECT_EQ(errorOf(whole), "the picture would not stay as it is") << "its strip is the header";
+    EXPECT_EQ(errorOf(whole), "the rewriting would change the picture") << "its strip is the header";
     EXPECT_EQ(errorOf(join({tiffFile(ByteOrder::little), bytesOf("cbipcbbl")})),
-        "the data behind the pages of the TIFF file has to stay at its end");
+        "a trailer of the TIFF file must stay at its end");
     const Bytes cutOff = builder.finish(builder.addDirectory({builder.shortInteger(256, 1),
         builder.shortInteger(257, 1), builder.longInteger(273, 20), builder.longInteger(279, 80'000)}));
-    EXPECT_EQ(errorOf(cutOff), "the TIFF file is cut off");
+    EXPECT_EQ(errorOf(cutOff), "the TIFF file is truncated");
     EXPECT_EQ(errorOf(bytesOf("II+\0\x08\0\0\0"sv)), "BigTIFF is not rewritten");
     EXPECT_EQ(errorOf(phoneExif(ByteOrder::big)), "the TIFF file has no picture");
 }

@@ -81,7 +81,7 @@ TEST(MotionLog, TakesPitchFromItsColumnOrElseFromTheAttitude)
     EXPECT_EQ(quaternion->rows()[4].pitch, 0) << "turned about y alone";
     for (const char* none : {"0,0,0,0", "1,1,0,0", "1e200,0,0,0"})
         EXPECT_EQ(errorOf("t,x,y,z,qw,qx,qy,qz\n0,0,0,0," + std::string(none) + "\n"),
-            "walk.csv:2: the attitude is no unit quaternion");
+            "walk.csv:2: the attitude is not a unit quaternion");
     const auto column = logOf("pitch (rad),t,x,y,z,qx,qy,qz,qw\n0.25,0,0,0,0,none,at,all,0\n");
     EXPECT_TRUE(column->hasPitch());
     EXPECT_EQ(column->rows()[0].pitch, 0.25);
@@ -100,20 +100,20 @@ TEST(MotionLog, RefusesWhatIsNotALogInOneLineThatSaysWhere)
     EXPECT_EQ(errorOf(""), "walk.csv:1: the log is empty");
     EXPECT_EQ(errorOf("\n\n"), "walk.csv:2: the log is empty");
     EXPECT_EQ(errorOf("t,x,y,z"), "walk.csv:1: the log has no samples");
-    EXPECT_EQ(errorOf("x,y,z\n1,2,3"), "walk.csv:1: no column for the time");
+    EXPECT_EQ(errorOf("x,y,z\n1,2,3"), "walk.csv:1: no time column");
     EXPECT_EQ(
         errorOf("t,x,y,pitch\n1,2,3,4"), "walk.csv:1: the rotation rate needs three columns: x, y and z");
     EXPECT_EQ(errorOf("t,roll,yaw\n1,2,3"),
         "walk.csv:1: no columns for the rotation rate, the pitch or the attitude");
     for (const char* other :
         {"Accelerometer.csv", "walk/TotalAcceleration.csv", "Gravity.csv", "magnetometer.csv"})
-        EXPECT_TRUE(errorOf("t,x,y,z\n1,2,3,4", other).contains("of another sensor")) << other;
+        EXPECT_TRUE(errorOf("t,x,y,z\n1,2,3,4", other).contains("after another sensor")) << other;
     EXPECT_EQ(errorOf("t,x,y,z\n1,2,3,4", "gravity/accelerometer_and_gyroscope.csv"), "no error");
     EXPECT_EQ(errorOf("t,x (rad/s),y,z\n1,2,3,4", "acceleration.csv"), "no error");
-    EXPECT_EQ(errorOf("0,1,2,3\n0,1,2,3"), "walk.csv:1: no column for the time");
+    EXPECT_EQ(errorOf("0,1,2,3\n0,1,2,3"), "walk.csv:1: no time column");
     EXPECT_EQ(errorOf("t,x,y,z,qx,qy,qz\n0,0,0,0,0,0,0"),
         "walk.csv:1: the attitude needs four columns: x, y, z and w");
-    EXPECT_EQ(errorOf("t,time,x,y,z\n"), "walk.csv:1: column 'time' says the same as an earlier one");
+    EXPECT_EQ(errorOf("t,time,x,y,z\n"), "walk.csv:1: column 'time' repeats an earlier one");
     EXPECT_EQ(errorOf("Time (ms),x,y,z\n"), "walk.csv:1: column 'Time (ms)' is not in s");
     EXPECT_EQ(errorOf("t,x (deg/s),y,z\n"), "walk.csv:1: column 'x (deg/s)' is not in rad/s");
     EXPECT_EQ(errorOf("t,x,y,z,Pitch (deg)\n"), "walk.csv:1: column 'Pitch (deg)' is not in rad");
@@ -124,7 +124,7 @@ TEST(MotionLog, RefusesWhatIsNotALogInOneLineThatSaysWhere)
         EXPECT_TRUE(errorOf(header + "1,0,0," + number + "\n").starts_with("walk.csv:3: ")) << number;
     EXPECT_EQ(errorOf(header + "nan,0,0,0\n"), "walk.csv:3: 'nan' is not a number");
     EXPECT_EQ(errorOf(header + "1,0,0\n"), "walk.csv:3: the line has 3 fields, the header 4");
-    EXPECT_EQ(errorOf(header + "\n2,0,0,0\n1.999999,0,0,0\n"), "walk.csv:5: time runs backwards");
+    EXPECT_EQ(errorOf(header + "\n2,0,0,0\n1.999999,0,0,0\n"), "walk.csv:5: the time decreases");
     EXPECT_EQ(errorOf(header + "700000,0,0,0\n"), "walk.csv:3: the time is too far from the first")
         << "more than a week";
     EXPECT_EQ(errorOf("time,x,y,z\n1628772230165000123,0,0,0\n"), "walk.csv:2: the time is not in seconds");

@@ -52,7 +52,7 @@ constexpr CLLocation sydney{.latitude = -33.8688,
     .timestamp = 1'700'002'799.9};
 
 struct PhotoMetadata : testing::Test {
-    simulated::Phone phone{{.systemVersion = "16.4", .model = "iPad"}};
+    simulated::Phone phone{{.systemVersion = "16.4", .model = "Tablet"}};
     Platform& platform = phone.platform();
     OvriLocationMetadataDelegate customizer{CameraModel::facingBack, platform};
 
@@ -122,12 +122,12 @@ TEST_F(PhotoMetadata, ReplacesThePhotosOwnPlaceOnlyByAKnownOne)
 {
     const PropertyDictionary own{{"LatitudeRef", "N"}, {"Speed", 3.0}};
     const PlainPhoto photo({{"{GPS}", own}, {"Orientation", 6},
-        {"{TIFF}", PropertyDictionary{{"Software", "16.4"}, {"Model", "iPhone 12 Pro"}, {"Make", "M"}}}});
+        {"{TIFF}", PropertyDictionary{{"Software", "16.4"}, {"Model", "Phone 12"}, {"Make", "M"}}}});
     PropertyDictionary metadata = customizer.replacementMetadataForPhoto(photo);
     EXPECT_TRUE(*metadata.findDictionary("{GPS}") == own);
     EXPECT_EQ(keysOf(metadata), (Texts{"{GPS}", "Orientation", "{TIFF}"}));
     EXPECT_EQ(describe(*metadata.findDictionary("{TIFF}")),
-        R"({"Software": "Mobile SDK. iOS 16.4", "Model": "iPhone 12 Pro facing back", "Make": "M"})");
+        R"({"Software": "Mobile SDK. iOS 16.4", "Model": "Phone 12 facing back", "Make": "M"})");
 
     phone.location().setLocation(sydney);
     metadata = customizer.replacementMetadataForPhoto(photo);
@@ -137,7 +137,7 @@ TEST_F(PhotoMetadata, ReplacesThePhotosOwnPlaceOnlyByAKnownOne)
 
 TEST_F(PhotoMetadata, FillsSoftwareAndModelFromTheDevice)
 {
-    const char* fromDevice = R"({"Software": "Mobile SDK. iOS 16.4", "Model": "iPad photo album"})";
+    const char* fromDevice = R"({"Software": "Mobile SDK. iOS 16.4", "Model": "Tablet photo album"})";
     const auto tiffOf = [&](PropertyDictionary dictionary) {
         return describe(*rewritten(std::move(dictionary)).findDictionary("{TIFF}"));
     };
@@ -148,7 +148,7 @@ TEST_F(PhotoMetadata, FillsSoftwareAndModelFromTheDevice)
         R"({"Software": "Mobile SDK. iOS ", "Model": " photo album"})");
     // Twice is twice.
     EXPECT_EQ(describe(*rewritten(rewritten({}), CameraModel::facingFront).findDictionary("{TIFF}")),
-        R"({"Software": "Mobile SDK. iOS Mobile SDK. iOS 16.4", "Model": "iPad photo album facing front"})");
+        R"({"Software": "Mobile SDK. iOS Mobile SDK. iOS 16.4", "Model": "Tablet photo album facing front"})");
 }
 
 TEST_F(PhotoMetadata, KnowsItsCameraModelsByTheirTextsOnly)

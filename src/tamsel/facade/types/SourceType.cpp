@@ -2,7 +2,7 @@
 
 namespace tamsel {
 
-// // All of this is out of line: if g++ 12 inlines it, it warns of uninitialised values.
+// All of this is out of line: if g++ 12 inlines it, it warns of uninitialised values.
 
 SourceType::SourceType(Value value) : value_(std::move(value)) { }
 SourceType::SourceType(const SourceType&) = default;
