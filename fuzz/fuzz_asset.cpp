@@ -1,4 +1,4 @@
-// Any bytes as a recording: its tracks and their transform, every frame of a read, and the still.
+// Any bytes as a video: its tracks and their transform, every frame of a read, and the still.
 
 #include <host/asset/HostAssets.h>
 
@@ -33,7 +33,7 @@ void read(tamsel::host::HostAssets& assets, const std::shared_ptr<AVAsset>& asse
     for (const double number : {inverse.a, inverse.b, inverse.c, inverse.d, inverse.tx, inverse.ty})
         require(std::isfinite(number));
     const auto reader = assets.makeAssetReader(asset);
-    require(reader.has_value()); // what has tracks has been opened
+    require(reader.has_value()); // a file with tracks can be read
     const auto output = assets.makeTrackOutput(tracks.front(), {});
     (*reader)->addOutput(output);
     const bool isStarted = (*reader)->startReading();

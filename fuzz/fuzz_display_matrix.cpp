@@ -1,5 +1,5 @@
-// Any 36 bytes as the display matrix of a recording that is sound otherwise: its transform has six finite numbers, and the
-// recording is read as without it.
+// Any 36 bytes as the display matrix of an otherwise valid video: its transform has six finite numbers, and the video
+// is read as without it.
 
 #include <host/ffmpeg/VideoReader.h>
 

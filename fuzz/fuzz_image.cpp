@@ -11,7 +11,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using namespace tamsel;
-    constexpr double mostPixels = 3840 * 2160; // larger ones only take longer
+    constexpr double mostPixels = 3840 * 2160; // larger pictures only take longer
     const auto* bytes = reinterpret_cast<const std::byte*>(data);
     const auto file = std::make_shared<const std::vector<std::byte>>(bytes, bytes + size);
     host::HostImages images;

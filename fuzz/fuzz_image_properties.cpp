@@ -1,4 +1,4 @@
-// Any bytes as a picture file: its type and its properties, which are sound and are its own when they are set again.
+// Any bytes as a picture file: its type and its properties, which are valid and unchanged when they are set again.
 
 #include <formats/imageMetadata.h>
 
@@ -31,7 +31,7 @@ void requireFinite(const platform::PropertyValue& value)
     }
 }
 
-/// Takes the bytes for text that was never compressed.
+/// Treats the bytes as uncompressed text.
 std::optional<std::vector<std::byte>> inflate(std::span<const std::byte> bytes, std::size_t limit)
 {
     if (bytes.size() > limit)

@@ -1,4 +1,4 @@
-// Any bytes as a picture file that gets other properties: an error in one line, or they are read back from it and the
+// Any bytes as a picture file that gets other properties: either an error of one line, or they are read back and the
 // picture is the same.
 
 #include <formats/imageMetadata.h>
@@ -19,7 +19,7 @@ void require(bool condition)
         std::abort();
 }
 
-/// Takes the bytes for text that was never compressed.
+/// Treats the bytes as uncompressed text.
 std::optional<std::vector<std::byte>> inflate(std::span<const std::byte> bytes, std::size_t limit)
 {
     if (bytes.size() > limit)
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     if (size == 0)
         return 0;
-    // The last byte chooses, so that a seed is a file as it is.
+    // The last byte selects, so that a seed is an unmodified file.
     const std::span file(reinterpret_cast<const std::byte*>(data), size);
     const unsigned choice = data[size - 1];
     PropertyDictionary properties{

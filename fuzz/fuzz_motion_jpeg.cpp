@@ -1,4 +1,4 @@
-// Any bytes as a frame that a camera has compressed.
+// Any bytes as a compressed frame of a camera.
 
 #include <host/v4l2/MotionJpegDecoder.h>
 
@@ -9,7 +9,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static tamsel::host::MotionJpegDecoder& decoder
-        = *new tamsel::host::MotionJpegDecoder; // as between frames
+        = *new tamsel::host::MotionJpegDecoder; // kept between frames
     tamsel::platform::CVPixelBuffer target(33, 17);
     (void)decoder.decode(std::as_bytes(std::span(data, size)), target);
     return 0;

@@ -1,4 +1,4 @@
-// Any bytes as a motion log: rows in order and finite numbers, or one line that says what is wrong.
+// Any bytes as a motion log: rows in order and finite numbers, or an error of one line.
 
 #include <formats/MotionLog.h>
 

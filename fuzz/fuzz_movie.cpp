@@ -1,4 +1,4 @@
-// Any bytes as a video file: opened, read, converted and rewound, as a camera does it.
+// Any bytes as a video file: opened, read, converted and rewound, as by a camera.
 
 #include <host/ffmpeg/VideoReader.h>
 
@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             }
             ++frames;
             if (reader.time().seconds() <= last)
-                __builtin_trap(); // times grow, also across loops
+                __builtin_trap(); // times increase, also across loops
             last = reader.time().seconds();
             if (reader.width() * reader.height() <= mostPixels) {
                 tamsel::platform::CVPixelBuffer buffer(reader.width(), reader.height());

@@ -1,5 +1,5 @@
-// What reading a recording at full speed costs beside the bare libraries that decode it: processor time and memory at its
-// peak, each measured on a process of its own. Rounds of both alternate, and the medians are compared.
+// The cost of reading a video at full speed, against the bare libraries that decode it: processor time and peak memory,
+// each measured in a process of its own. Rounds of both alternate, and the medians are compared.
 
 #include <camera/Movies.h>
 #include <median.h>
@@ -32,7 +32,7 @@ constexpr int frames = 150;
 
 struct Cost {
     double milliseconds; ///< of the processor, all threads
-    double megabytes; ///< at the peak
+    double megabytes; ///< peak
 };
 
 Cost costOf(const std::function<bool()>& work)
@@ -44,7 +44,7 @@ Cost costOf(const std::function<bool()>& work)
     rusage usage{};
     wait4(child, &status, 0, &usage);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != EXIT_SUCCESS) {
-        std::fprintf(stderr, "a reading went wrong\n");
+        std::fprintf(stderr, "reading failed\n");
         std::exit(EXIT_FAILURE);
     }
     const auto of = [](const timeval& time) {
@@ -53,7 +53,7 @@ Cost costOf(const std::function<bool()>& work)
     return {of(usage.ru_utime) + of(usage.ru_stime), static_cast<double>(usage.ru_maxrss) / 1024};
 }
 
-/// As `tamsel-capture asset --fast` reads it: on virtual time, whose ticks need no waiting.
+/// As `tamsel-capture asset --fast` reads it: on virtual time, without waiting.
 bool readAsset(const std::string& file)
 {
     const auto assets = std::make_shared<host::HostAssets>();
@@ -101,7 +101,7 @@ int main(int count, char** arguments)
         memory.push_back(ours.megabytes / bare.megabytes);
     }
     std::printf(
-        "A recording of %d frames, 1080p H.264, read at full speed; medians of %d rounds\n", frames, rounds);
+        "A video of %d frames, 1080p H.264, read at full speed; medians of %d rounds\n", frames, rounds);
     std::printf("processor time  %8.0f ms  bare libraries %8.0f ms  ratio %.2f\n", ours.milliseconds,
         bare.milliseconds, median(processor));
     std::printf("peak memory     %8.1f MB  bare libraries %8.1f MB  ratio %.2f\n", ours.megabytes,

@@ -1,5 +1,5 @@
-// What a camera session costs beside the bare decoding libraries, on the same file and in the same run. Rounds of both
-// alternate, and the medians are compared.
+// The cost of a camera session, against the bare decoding libraries, on the same file and in the same run. Rounds of
+// both alternate, and the medians are compared.
 
 #include <camera/Movies.h>
 #include <median.h>
@@ -38,7 +38,7 @@ double processMilliseconds()
     return of(usage.ru_utime) + of(usage.ru_stime);
 }
 
-/// Lets the main loop run until it has seen so many frames.
+/// Runs the main loop until this number of frames has arrived.
 class Screen final : public OvriSourceToSession {
 public:
     Screen(host::Host& host, int frames) : host_(host), frames_(frames) { }
@@ -59,7 +59,7 @@ private:
     int seen_ = 0;
 };
 
-/// One session on the file, until so many frames have come.
+/// One session on the file, until this number of frames has arrived.
 class Session {
 public:
     Session(host::Host& host, int frames)
@@ -143,7 +143,7 @@ BENCHMARK(cpuOfAFrame)->Arg(30)->Arg(1000)->Iterations(9)->Unit(benchmark::kMill
 
 } // namespace tamsel::benchmarks
 
-/// `--short` is for the other benchmarks; all else goes to the benchmark library.
+/// `--short` is for the other benchmarks; all other options go to the benchmark library.
 int main(int count, char** arguments)
 {
     std::vector<char*> passed(arguments, arguments + count);

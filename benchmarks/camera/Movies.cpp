@@ -21,7 +21,7 @@ namespace {
 constexpr int width = 1920;
 constexpr int height = 1080;
 
-/// Calls `body` with each frame until it says that it has enough or the file ends.
+/// Calls `body` with each frame until it returns that it has enough or the file ends.
 void forEachFrame(const std::string& file, const std::function<bool(const AVFrame&)>& body)
 {
     AVFormatContext* format = nullptr;
@@ -67,7 +67,7 @@ std::string movie(int framesPerSecond)
     const auto file = std::filesystem::temp_directory_path()
         / ("tamsel-bench-" + std::to_string(framesPerSecond) + ".mp4");
     if (!std::filesystem::exists(file)) {
-        // Grain on moving pictures, so that decoding costs what it costs on a recording.
+        // Grain on moving pictures, so that decoding costs as much as for a real video.
         const std::string command
             = "ffmpeg -v error -y -f lavfi -i testsrc2=s=1920x1080:r=30:d=5,noise=alls=8:allf=t,"
               "setpts=N/"

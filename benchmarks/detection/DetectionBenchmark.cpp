@@ -1,5 +1,6 @@
-// What looking for all kinds of codes in a 1080p frame costs, against one bare call of ZXing-C++ for all formats that tries
-// hard and turns, on the same frame; and how often live frames at 30 per second are looked at when there is one processor.
+// The cost of detecting all kinds of codes in a 1080p frame, against one bare call of ZXing-C++ for all formats with
+// "try harder" and "try rotate", on the same frame; and the rate of detections in live frames at 30 per second on one
+// processor.
 
 #include "median.h"
 
@@ -73,7 +74,7 @@ std::shared_ptr<CVPixelBuffer> allKinds()
     return frame;
 }
 
-/// No code, and nothing that is easily told from one.
+/// Without a code, but similar to one.
 std::shared_ptr<CVPixelBuffer> noise()
 {
     auto frame = plainFrame();
@@ -122,7 +123,7 @@ void compare(const char* name, const CVPixelBuffer& frame, int rounds)
         return milliseconds(start);
     };
     for (int round = 0; round < rounds; ++round) {
-        // In turn, each first as often as the other.
+        // Alternating, each first equally often.
         const double first = round % 2 == 0 ? look() : lookBare();
         const double second = round % 2 == 0 ? lookBare() : look();
         ours.push_back(round % 2 == 0 ? first : second);
@@ -144,7 +145,7 @@ public:
     std::atomic<int> batches = 0;
 };
 
-/// Every look finds codes, so the batches count the looks.
+/// Every detection finds codes, so the batches count the detections.
 void watchLive(int seconds)
 {
     const std::string film = std::string("lavfi:movie=")

@@ -48,8 +48,8 @@ public:
         descriptor_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
         timerfd_settime(descriptor_, 0, &value, nullptr);
         device_ = dispatch_.makeDescriptor(descriptor_, [this, &feed] {
-            // As a driver does: take what the device has, let another worker wait for the next of it, make the frame, and
-            // hand it over as the last act.
+            // As in a driver: take the event, let another worker wait for the next one, make the frame, and deliver it
+            // as the last act.
             std::uint64_t ticks = 0;
             [[maybe_unused]] const ssize_t consumed = ::read(descriptor_, &ticks, sizeof ticks);
             if (!feed.isLast())
@@ -81,7 +81,7 @@ private:
     engine::ThreadedDispatch dispatch_;
 };
 
-/// A queue with a thread of its own, in the way that everybody writes it.
+/// A queue with a thread of its own, in the usual form.
 class ThreadQueue {
 public:
     explicit ThreadQueue(std::function<void(FrameHandle)> receive)

@@ -18,7 +18,7 @@ struct Frame {
 };
 using FrameHandle = std::shared_ptr<Frame>;
 
-/// What the process has used up so far.
+/// The resources that the process has used so far.
 struct Usage {
     std::chrono::nanoseconds processor;
     std::uint64_t heapCalls;
@@ -26,7 +26,7 @@ struct Usage {
 };
 [[nodiscard]] Usage currentUsage();
 
-/// Where frames come from: a small pool. The first `warmUp` frames do not count.
+/// The source of frames: a small pool. The first `warmUp` frames do not count.
 class Feed {
 public:
     Feed(std::size_t warmUp, std::size_t total) : warmUp_(warmUp), total_(total)
@@ -35,7 +35,7 @@ public:
             frame = std::make_shared<Frame>();
     }
 
-    /// The next frame, whose latency counts from now.
+    /// The next frame; its latency counts from now.
     [[nodiscard]] FrameHandle take()
     {
         if (taken_ == warmUp_)
@@ -58,7 +58,7 @@ private:
     Usage begin_{};
 };
 
-/// Where frames end: the client's callback of every chain.
+/// The end of all chains: the client's callback.
 class Client {
 public:
     explicit Client(std::size_t total) : total_(total), latencies_(total) { }
@@ -85,7 +85,7 @@ public:
     [[nodiscard]] const std::vector<Clock::duration>& latencies() const { return latencies_; }
 
     std::counting_semaphore<> credits{0};
-    /// Called instead of giving a credit back.
+    /// Called instead of returning a credit.
     const std::function<void()>* onFrame = nullptr;
 
 private:
@@ -99,12 +99,12 @@ class Handover {
 public:
     virtual ~Handover() = default;
 
-    /// From a thread that is not the system's own.
+    /// From an external thread.
     virtual void send(std::size_t chain, FrameHandle frame) = 0;
 
-    /// Lets a device of the system's own feed chain 0, one frame a period.
+    /// Lets a device of the system feed chain 0, one frame a period.
     virtual void runDevice(Feed&, Clock::duration) { }
-    /// The same with a timer for a device.
+    /// The same with a timer as the device.
     virtual void runTimer(Feed&, Clock::duration) { }
 };
 
@@ -113,7 +113,7 @@ using MakeHandover = std::unique_ptr<Handover> (*)(std::size_t chains, Client& c
 [[nodiscard]] std::unique_ptr<Handover> makeEngineHandover(std::size_t chains, Client& client);
 /// A thread for each queue, with mutex and condition variable.
 [[nodiscard]] std::unique_ptr<Handover> makeThreadHandover(std::size_t chains, Client& client);
-/// No chain at all: one thread wakes another, which is the client. The floor of whatever wakes.
+/// Without a chain: one thread wakes another, which is the client. The lower bound for any design that wakes a thread.
 [[nodiscard]] std::unique_ptr<Handover> makeWakeHandover(std::size_t chains, Client& client);
 [[nodiscard]] std::unique_ptr<Handover> makeAsioPostHandover(std::size_t chains, Client& client);
 [[nodiscard]] std::unique_ptr<Handover> makeAsioDeferHandover(std::size_t chains, Client& client);

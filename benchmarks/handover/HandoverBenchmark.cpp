@@ -1,5 +1,5 @@
-// How fast frames cross three serial queues, against other ways to do it. All variants of a scene run in short rounds that
-// are shuffled, so that what else the machine does falls on all of them alike; the table at the end compares medians.
+// The hand-over of frames through three serial queues, against other designs. All variants of a case run in short,
+// shuffled rounds, so that other load of the machine affects all of them alike; the table at the end compares medians.
 
 #include <handover/Handover.h>
 
@@ -76,7 +76,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// The rounds of one variant of one scene.
+/// The rounds of one variant of one case.
 struct Rounds {
     std::vector<Clock::duration> latencies;
     std::vector<double> medians; // µs
@@ -125,10 +125,10 @@ void record(benchmark::State& state, const std::string& name, const Feed& feed, 
 
 enum class Origin { device, deviceTimer, otherThread };
 
-/// Frames at the pace of a camera.
+/// Frames at the rate of a camera.
 void runPaced(benchmark::State& state, const std::string& name, MakeHandover make, Origin origin, int rate)
 {
-    // Caches of all kinds are filled first, and then the pace is found.
+    // Caches of all kinds are filled first, and then the rate is measured.
     const std::size_t unpaced = 1000;
     const std::size_t warmUp = unpaced + 5;
     const auto total = warmUp + static_cast<std::size_t>(rate) / 2 + 15;
@@ -158,7 +158,7 @@ void runPaced(benchmark::State& state, const std::string& name, MakeHandover mak
     }
 }
 
-/// As many frames as the queues carry, eight on their way: each that reaches the client goes round again from there.
+/// Maximum throughput with eight frames in flight: each frame that reaches the client starts again from there.
 void runRound(benchmark::State& state, const std::string& name, MakeHandover make, std::size_t count)
 {
     const std::size_t warmUp = count / 10;
@@ -181,7 +181,7 @@ void runRound(benchmark::State& state, const std::string& name, MakeHandover mak
     }
 }
 
-/// As many frames as the queues carry, a limited number on their way at a time, from a thread that waits for room.
+/// Maximum throughput with a limited number of frames in flight, from a thread that waits for room.
 void runUnpaced(benchmark::State& state, const std::string& name, MakeHandover make, std::size_t chains,
     int inFlight, std::size_t count)
 {
@@ -283,7 +283,7 @@ double heap(const Rounds& rounds)
     return quantile(rounds.heapCalls, 0.5);
 }
 
-/// One line of the table. A target above 2 is a least ratio, any other a greatest one; 0 is no target.
+/// One line of the table. A goal above 2 is a minimum ratio, any other a maximum; 0 is no goal.
 void line(const std::string& title, double ours, double baseline, double target)
 {
     if (ours == 0 || baseline == 0)
@@ -333,7 +333,7 @@ void printTable()
     compare("8 in flight from a thread: CPU ns", "eight_in_flight/", processor, 0);
     line("8 in flight from a thread: frames/s / threads", figure("eight_in_flight/engine", rate),
         figure("eight_in_flight/threads", rate), 0);
-    compare("8 going round: frames/s", "eight_going_round/", rate, 2.5);
+    compare("8 in a loop: frames/s", "eight_going_round/", rate, 2.5);
     compare("99 queues: CPU ns", "queues_99/", processor, 0.5);
     compare("99 queues: frames/s", "queues_99/", rate, 0);
     for (const std::string name :
@@ -370,7 +370,7 @@ void runHandoverBenchmarks(int repetitions)
 
 } // namespace tamsel::benchmarks
 
-/// `--short` runs fewer rounds; all else goes to the benchmark library.
+/// `--short` runs fewer rounds; all other options go to the benchmark library.
 int main(int count, char** arguments)
 {
     std::vector<char*> passed(arguments, arguments + count);

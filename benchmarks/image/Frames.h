@@ -15,7 +15,7 @@ namespace tamsel {
 
 constexpr std::size_t pixels = 12'000'000;
 
-/// Soft gradients and edges under a camera's noise: the more noise, the larger its file.
+/// Soft gradients and edges under camera noise: the more noise, the larger the file.
 inline std::shared_ptr<platform::CVPixelBuffer> gradientsWithNoise(double noiseWidth = 2)
 {
     constexpr std::size_t width = 4000;

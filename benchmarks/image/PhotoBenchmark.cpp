@@ -1,4 +1,4 @@
-// What stills and album images cost: an image of an album against a copy of its bytes, against the `exiftool` command and
+// The cost of stills and album images: an album image against a copy of its bytes, against the `exiftool` command and
 // against decoding and encoding it again; the JPEG of a still against bare libjpeg-turbo.
 
 #include "image/Frames.h"
@@ -46,7 +46,7 @@ PropertyDictionary metadataOf(const CVPixelBuffer& frame)
         .systemVersion = "1.0"});
 }
 
-/// A client that lets every sample go.
+/// A client that releases every sample.
 class Client final : public OvriSourceToSession {
 public:
     void sourceManagerDidGetSample(
@@ -58,7 +58,7 @@ public:
     std::vector<std::byte> bytes;
 };
 
-/// A file whose size is about so many megabytes.
+/// A file of about this number of megabytes.
 std::vector<std::byte> photograph(double megabytes)
 {
     host::HostImages images;
@@ -74,7 +74,7 @@ std::vector<std::byte> photograph(double megabytes)
     return best;
 }
 
-/// Of a command of the shell on the file, 0 when it fails.
+/// The time of a shell command on the file, 0 when it fails.
 double commandTime(const std::string& command, int rounds)
 {
     std::vector<double> times;
@@ -152,9 +152,9 @@ bool compareAlbumImage(double megabytes, int rounds)
     std::printf("An album image, JPEG of %.1f MB, medians of %d rounds\n",
         static_cast<double>(file.size()) / 1e6, rounds);
     std::printf("  %-36s %9.2f ms\n", "memcpy into fresh memory", median(copies));
-    std::printf("  %-36s %9.2f ms   %8.2f times the copy without the proof\n", "provide, proof included",
+    std::printf("  %-36s %9.2f ms   %8.2f times the copy without the check\n", "provide, check included",
         whole, median(ratios));
-    std::printf("  %-36s %9.2f ms   %8.2f times the copy\n", "the proof alone", median(proofs),
+    std::printf("  %-36s %9.2f ms   %8.2f times the copy\n", "the check alone", median(proofs),
         median(proofs) / median(copies));
 
     const auto folder = std::filesystem::temp_directory_path() / "tamsel-bench-photo";

@@ -1,4 +1,4 @@
-// What a PNG of a 12-megapixel frame costs, against libpng with its defaults on the same pixels.
+// The cost of a PNG of a 12-megapixel frame, against libpng with its defaults on the same pixels.
 
 #include "image/Frames.h"
 
@@ -28,8 +28,8 @@ using namespace platform;
 
 using Frame = std::shared_ptr<CVPixelBuffer>;
 
-/// A photograph, stacked until the frame has 12 megapixels: its copies are too far from each other for a packer to find.
-/// Null when there is none.
+/// Copies of a photograph, up to 12 megapixels; they are too far from each other for a compressor to find. Null when
+/// there is none.
 Frame photograph(const char* name)
 {
     const char* folder = std::getenv("TAMSEL_MEDIA");
@@ -60,7 +60,7 @@ void append(png_structp png, png_bytep data, std::size_t size)
 
 void flush(png_structp) { }
 
-/// libpng as it comes.
+/// libpng with its defaults.
 std::size_t writeByDefaults(const CVPixelBuffer& frame)
 {
     std::vector<std::byte> file;
@@ -109,7 +109,7 @@ bool compare(const char* name, const Frame& frame, int rounds)
             defaults.push_back(time);
             sizes.second = size;
         };
-        // In turn, each first as often as the other.
+        // Alternating, each first equally often.
         if (round % 2 == 0) {
             writeOurs();
             writeDefaults();

@@ -1,5 +1,5 @@
-// What one gyroscope sample costs a StabilityWorker, against a ring buffer written by hand that reads the same clock as
-// often and comes to the same verdicts.
+// The cost of one gyroscope sample in a StabilityWorker, against a hand-written ring buffer that reads the same clock
+// as often and reaches the same verdicts.
 
 #include <median.h>
 
@@ -31,21 +31,21 @@ constexpr double duration = 0.8;
 constexpr int samplesInARound = 20'000;
 constexpr int rounds = 61;
 
-/// Reads the machine's clock, as a platform does, and moves on by what a test says.
+/// Reads the machine's clock, as a platform does, and adds the script's advance.
 class SteppedClock final : public Clock {
 public:
     [[nodiscard]] double timeIntervalSince1970() const override
     {
         const double real
             = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-        return now + (real < 0 ? 1 : 0); // so that the reading is not left out
+        return now + (real < 0 ? 1 : 0); // so that the reading is not optimised away
     }
     [[nodiscard]] std::chrono::nanoseconds monotonic() const override { return {}; }
 
     double now = 1'700'000'000;
 };
 
-/// The same decision in the plainest code: a ring of fixed size, from which old samples leave at the front.
+/// The same decision in the simplest code: a ring of fixed size, from which old samples leave at the front.
 class HandWrittenRing {
 public:
     explicit HandWrittenRing(const Clock& clock) : clock_(clock) { }
@@ -109,7 +109,7 @@ template <typename Handle> Round measure(SteppedClock& clock, double interval, H
     const auto start = std::chrono::steady_clock::now();
     for (int sample = 0; sample < samplesInARound; ++sample) {
         clock.now += interval;
-        // Held, but for a jolt now and then.
+        // Held still, with a jolt now and then.
         const double rate = sample % 2000 == 1999 ? 1 : 0.001 * (sample % 7);
         verdicts += handle(CMRotationRate{rate, -rate, 0.1}) ? 1 : 0;
     }
@@ -147,7 +147,7 @@ bool compare(int samplesInTheWindow, int count)
             other = measure(
                 clock, interval, [&](const CMRotationRate& rate) { return ring.handle(rate).has_value(); });
         };
-        // In turn, each first as often as the other.
+        // Alternating, each first equally often.
         if (round % 2 == 0) {
             measureWorker();
             measureRing();
@@ -164,7 +164,7 @@ bool compare(int samplesInTheWindow, int count)
     std::printf("%8d %14.1f ns %14.1f ns %10.2f\n", samplesInTheWindow, median(workers), median(rings),
         median(ratios));
     if (!isSame)
-        std::fprintf(stderr, "the two do not come to the same verdicts\n");
+        std::fprintf(stderr, "the two do not reach the same verdicts\n");
     return isSame;
 }
 

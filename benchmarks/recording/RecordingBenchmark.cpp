@@ -1,6 +1,6 @@
-// What it costs to record a camera at 1080p30 with sound, while a client receives the live frames, beside the ffmpeg command
-// with the same encoders and settings on the same file at the same pace, in the same run. The two alternate, and the
-// medians of the CPU time of whole programs, for a recorded frame, are compared.
+// The cost of recording a camera at 1080p30 with sound, while a client receives the live frames, against the ffmpeg
+// command with the same encoders and settings on the same file at the same pace, in the same run. The two alternate,
+// and the medians of the CPU time of whole programs, for each recorded frame, are compared.
 
 #include <median.h>
 
@@ -30,7 +30,7 @@ namespace tamsel::benchmarks {
 
 namespace {
 
-/// CPU time of a command and everything that it started, milliseconds.
+/// CPU time of a command and its child processes, milliseconds.
 double cpuMilliseconds(const std::string& command)
 {
     const pid_t child = ::fork();
@@ -95,7 +95,7 @@ void recording1080p30(benchmark::State& state)
 }
 BENCHMARK(recording1080p30)->Iterations(5)->Unit(benchmark::kMillisecond);
 
-/// Ends the main loop when the film is there.
+/// Ends the main loop when the movie is complete.
 class Screen final : public OvriSourceToSession {
 public:
     explicit Screen(host::Host& host) : host_(host) { }
@@ -106,7 +106,7 @@ private:
     host::Host& host_;
 };
 
-/// What becomes of live frames and of the film meanwhile.
+/// The counts of live frames and of the movie's frames.
 void liveFramesWhileRecording(benchmark::State& state)
 {
     const std::string folder = std::filesystem::temp_directory_path() / "tamsel-bench-recording";
