@@ -1,5 +1,7 @@
 #include <host/DriverServices.h>
 
+#include <host/DigitalZoom.h>
+
 namespace tamsel::host {
 
 engine::CameraDescription describeInput(const HostInput& input, platform::AVCaptureDevicePosition position)
@@ -12,6 +14,7 @@ engine::CameraDescription describeInput(const HostInput& input, platform::AVCapt
     description.presentationDimensions = input.presentationDimensions;
     description.videoFieldOfView = input.videoFieldOfView;
     description.minimumFocusDistance = input.minimumFocusDistance;
+    description.maxZoomFactor = DigitalZoom::maximumFactor;
     description.sensorOrientation = input.sensorOrientation;
     description.intrinsicMatrix = input.intrinsicMatrix;
     return description;

@@ -25,7 +25,7 @@ struct HostInput {
     /// The orientation of the stored pixels. A file's own display matrix is ignored.
     platform::AVCaptureVideoOrientation sensorOrientation = platform::AVCaptureVideoOrientation::portrait;
     float videoFieldOfView = 60; ///< degrees
-    int minimumFocusDistance = -1; ///< millimetres; -1 when unknown; no camera of the host zooms for it
+    int minimumFocusDistance = -1; ///< millimetres; -1 when unknown: then no session zooms for it
     /// Pixels, until the input has been opened.
     std::optional<platform::CGSize> presentationDimensions = std::nullopt;
     /// Absent when it is unknown.

@@ -52,6 +52,14 @@ public:
         errors_.emplace_back(std::get<CameraError>(error).name());
         ++errorCount;
     }
+    void sourceManagerDidGetSample(
+        OvriSourceManager&, const std::shared_ptr<CaptureSampleUpdate>& sample) override
+    {
+        const std::lock_guard lock(guard_);
+        const auto bytes = sample->sample();
+        sample_.assign(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        ++samples;
+    }
     void sourceManagerDidGetVideo(OvriSourceManager&, const std::filesystem::path&) override { ++videos; }
     void sourceManagerCameraDidSuspend(OvriSourceManager&) override { ++suspends; }
     void sourceManagerCameraDidResume(OvriSourceManager&) override { ++resumes; }
@@ -61,6 +69,12 @@ public:
         const std::lock_guard lock(guard_);
         return frames_;
     }
+    /// The last one, as a file.
+    [[nodiscard]] std::string sample() const
+    {
+        const std::lock_guard lock(guard_);
+        return sample_;
+    }
     [[nodiscard]] std::vector<std::string> errors() const
     {
         const std::lock_guard lock(guard_);
@@ -69,6 +83,7 @@ public:
 
     std::atomic<int> count = 0;
     std::atomic<int> errorCount = 0;
+    std::atomic<int> samples = 0;
     std::atomic<int> videos = 0;
     std::atomic<int> suspends = 0;
     std::atomic<int> resumes = 0;
@@ -77,6 +92,7 @@ private:
     mutable std::mutex guard_;
     std::vector<SeenFrame> frames_;
     std::vector<std::string> errors_;
+    std::string sample_;
 };
 
 /// One capture screen on the host, whose back camera is an input.

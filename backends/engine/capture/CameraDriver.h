@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tamsel/platform/AVCaptureSession.h>
+#include <tamsel/platform/Geometry.h>
 
 #include <chrono>
 #include <expected>
@@ -46,6 +47,8 @@ struct CapturedFrame {
     std::chrono::nanoseconds captureTime{}; ///< on the platform's monotonic clock
     /// Absent when there is none, or the sink does not want it.
     std::shared_ptr<const NativePicture> nativePicture = nullptr;
+    /// The part of the sensor's picture that fills the buffer, in pixels; absent when it is all of it.
+    std::optional<platform::CGRect> visiblePart = std::nullopt;
 };
 
 /// Receives a driver's frames. A sink serves one start; after the end of the stream every call is ignored, so a driver

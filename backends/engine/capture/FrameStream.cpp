@@ -61,14 +61,19 @@ bool FrameStream::isSpare(const CVPixelBuffer& buffer)
     return &buffer == spare_.get();
 }
 
-std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::turnedMatrix(const CVPixelBuffer& stored, int turns)
+std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::matrixOf(const CapturedFrame& stored, int turns)
 {
-    if (!parts_.intrinsicMatrix || turns == 0)
+    if (!parts_.intrinsicMatrix || (turns == 0 && !stored.visiblePart))
         return parts_.intrinsicMatrix;
-    if (!matrix_ || turns != matrixTurns_) {
-        matrix_ = std::make_shared<CameraIntrinsicMatrix>(
-            turnMatrix(*parts_.intrinsicMatrix, stored.width(), stored.height(), turns));
+    if (!matrix_ || turns != matrixTurns_ || stored.visiblePart != matrixPart_) {
+        const std::size_t width = stored.buffer->width();
+        const std::size_t height = stored.buffer->height();
+        const CameraIntrinsicMatrix matrix = stored.visiblePart
+            ? enlargeMatrix(*parts_.intrinsicMatrix, *stored.visiblePart, width, height)
+            : *parts_.intrinsicMatrix;
+        matrix_ = std::make_shared<CameraIntrinsicMatrix>(turnMatrix(matrix, width, height, turns));
         matrixTurns_ = turns;
+        matrixPart_ = stored.visiblePart;
     }
     return matrix_;
 }
@@ -95,7 +100,7 @@ void FrameStream::deliver(CapturedFrame frame)
         withhold(std::move(ticket), std::nullopt);
         return;
     }
-    std::shared_ptr<const CameraIntrinsicMatrix> matrix = turnedMatrix(*frame.buffer, turns);
+    std::shared_ptr<const CameraIntrinsicMatrix> matrix = matrixOf(frame, turns);
     std::optional<DropCause> cause;
     if (isSpare(*frame.buffer))
         cause = DropCause::noBuffer;

@@ -74,8 +74,8 @@ private:
     enum class State : std::uint8_t { open, lost, closed };
 
     [[nodiscard]] bool isSpare(const platform::CVPixelBuffer& buffer);
-    [[nodiscard]] std::shared_ptr<const platform::CameraIntrinsicMatrix> turnedMatrix(
-        const platform::CVPixelBuffer& stored, int turns);
+    [[nodiscard]] std::shared_ptr<const platform::CameraIntrinsicMatrix> matrixOf(
+        const CapturedFrame& stored, int turns);
     [[nodiscard]] std::optional<platform::DropCause> makeUpright(
         std::shared_ptr<platform::CVPixelBuffer>& buffer, int turns);
     void reportDrop(platform::DropCause cause);
@@ -88,6 +88,7 @@ private:
     // On the driver's thread.
     bool isFirst_ = true;
     int matrixTurns_ = 0;
+    std::optional<platform::CGRect> matrixPart_;
     std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix_;
 
     /// A driver may acquire the next buffer while another thread delivers the one before.

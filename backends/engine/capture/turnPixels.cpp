@@ -134,4 +134,22 @@ CameraIntrinsicMatrix turnMatrix(
     }
 }
 
+CameraIntrinsicMatrix enlargeMatrix(
+    const CameraIntrinsicMatrix& matrix, const CGRect& part, std::size_t width, std::size_t height)
+{
+    const auto across = static_cast<float>(static_cast<double>(width) / part.size.width);
+    const auto down = static_cast<float>(static_cast<double>(height) / part.size.height);
+    // Places count from the centre of the first pixel.
+    const auto moved = [](float centre, double origin, float factor) {
+        return (centre + 0.5F - static_cast<float>(origin)) * factor - 0.5F;
+    };
+    CameraIntrinsicMatrix enlarged = matrix;
+    enlarged.rows[0] *= across;
+    enlarged.rows[1] *= across;
+    enlarged.rows[2] = moved(matrix.rows[2], part.origin.x, across);
+    enlarged.rows[4] *= down;
+    enlarged.rows[5] = moved(matrix.rows[5], part.origin.y, down);
+    return enlarged;
+}
+
 } // namespace tamsel::engine

@@ -25,4 +25,8 @@ void turnPixels(const platform::CVPixelBuffer& source, platform::CVPixelBuffer& 
 [[nodiscard]] platform::CameraIntrinsicMatrix turnMatrix(
     const platform::CameraIntrinsicMatrix& matrix, std::size_t width, std::size_t height, int quarterTurns);
 
+/// The pinhole matrix of a frame of this size that shows a part of the sensor's picture, given in pixels, enlarged.
+[[nodiscard]] platform::CameraIntrinsicMatrix enlargeMatrix(const platform::CameraIntrinsicMatrix& matrix,
+    const platform::CGRect& part, std::size_t width, std::size_t height);
+
 } // namespace tamsel::engine

@@ -1,5 +1,7 @@
 #include <host/ffmpeg/FrameConverter.h>
 
+#include <host/ffmpeg/enlarge.h>
+
 #include <libyuv.h>
 
 #include <algorithm>
@@ -220,11 +222,76 @@ bool hasFastScaling(const AVFrame& frame)
         && frame.width % 2 == 0 && frame.height % 2 == 0;
 }
 
+/// Whether the samples of a part can be addressed by bytes.
+bool hasWholeBytes(const AVPixFmtDescriptor& layout)
+{
+    return (layout.flags & (AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_HWACCEL)) == 0;
+}
+
+/// Lets `view` show a part of a frame, without a copy. The frame keeps its memory.
+void showPart(
+    const AVFrame& frame, const AVPixFmtDescriptor& layout, const platform::CGRect& part, AVFrame& view)
+{
+    const auto left = static_cast<int>(part.origin.x);
+    const auto top = static_cast<int>(part.origin.y);
+    for (int index = 0; index < layout.nb_components; ++index) {
+        const AVComponentDescriptor& component = layout.comp[index];
+        const bool isSubsampled = index == 1 || index == 2;
+        const int x = isSubsampled ? left >> layout.log2_chroma_w : left;
+        const int y = isSubsampled ? top >> layout.log2_chroma_h : top;
+        // The planes of packed formats belong to their first component, whose samples lie closest.
+        const bool isFirst = index == 0 || component.plane != layout.comp[0].plane;
+        if (isFirst && frame.data[component.plane] != nullptr) {
+            view.data[component.plane] = frame.data[component.plane]
+                + static_cast<std::ptrdiff_t>(y) * frame.linesize[component.plane]
+                + static_cast<std::ptrdiff_t>(x) * component.step;
+            view.linesize[component.plane] = frame.linesize[component.plane];
+        }
+    }
+    const Colour colour = colourOf(frame); // which may depend on the size of the whole
+    view.format = frame.format;
+    view.width = static_cast<int>(part.size.width);
+    view.height = static_cast<int>(part.size.height);
+    view.colorspace = colour.space;
+    view.color_range = colour.isFullRange ? AVCOL_RANGE_JPEG : frame.color_range;
+}
+
 } // namespace
 
-bool FrameConverter::convert(const AVFrame& frame, platform::CVPixelBuffer& buffer)
+bool FrameConverter::convert(
+    const AVFrame& frame, platform::CVPixelBuffer& buffer, const std::optional<platform::CGRect>& part)
+{
+    return part ? convertPart(frame, buffer, *part) : convertWhole(frame, buffer);
+}
+
+bool FrameConverter::convertWhole(const AVFrame& frame, platform::CVPixelBuffer& buffer)
 {
     return convertRgb(frame, buffer) || convertYuv(frame, buffer) || scale(frame, buffer);
+}
+
+bool FrameConverter::convertPart(
+    const AVFrame& frame, platform::CVPixelBuffer& buffer, const platform::CGRect& part)
+{
+    const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const bool isCut = layout != nullptr && hasWholeBytes(*layout);
+    const auto width = static_cast<std::size_t>(isCut ? part.size.width : frame.width);
+    const auto height = static_cast<std::size_t>(isCut ? part.size.height : frame.height);
+    if (!part_ || part_->width() != width || part_->height() != height)
+        part_ = std::make_unique<platform::CVPixelBuffer>(width, height);
+    if (!isCut) {
+        if (!convertWhole(frame, *part_))
+            return false;
+        enlarge(*part_, part, buffer);
+        return true;
+    }
+    view_.reset(av_frame_alloc());
+    if (!view_)
+        return false;
+    showPart(frame, *layout, part, *view_);
+    if (!convertWhole(*view_, *part_))
+        return false;
+    enlarge(*part_, {{}, part.size}, buffer);
+    return true;
 }
 
 bool FrameConverter::convertYuv(const AVFrame& frame, platform::CVPixelBuffer& buffer)

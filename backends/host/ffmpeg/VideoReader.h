@@ -57,10 +57,11 @@ public:
     /// The start of the input, in its own time and the timescale of `time`: 0 except for formats whose clocks start
     /// anywhere.
     [[nodiscard]] platform::CMTime startTime() const;
-    /// Converts to BGRA. The buffer must have the frame's size. False if the format cannot be converted.
-    [[nodiscard]] bool convert(platform::CVPixelBuffer& buffer)
+    /// Converts to BGRA, as `FrameConverter::convert`.
+    [[nodiscard]] bool convert(
+        platform::CVPixelBuffer& buffer, const std::optional<platform::CGRect>& part = std::nullopt)
     {
-        return converter_.convert(decoder_.frame(), buffer);
+        return converter_.convert(decoder_.frame(), buffer, part);
     }
 
     /// The decoded frame.

@@ -81,8 +81,9 @@ std::expected<void, Error> MediaCamera::start(
         isCancelled = isCancelled_;
     }
     auto playback = reader_->kind() == MediaKind::file
-        ? FilePlayback::start(std::move(reader_), std::move(sink), clock_, services_, repeats_)
-        : StreamPlayback::start(std::move(reader_), std::move(isCancelled), std::move(sink), services_);
+        ? FilePlayback::start(std::move(reader_), std::move(sink), zoom_, clock_, services_, repeats_)
+        : StreamPlayback::start(
+              std::move(reader_), std::move(isCancelled), std::move(sink), zoom_, services_);
     if (!playback)
         return failure(input_, playback.error().localizedDescription);
     playback_ = std::move(*playback);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <host/DigitalZoom.h>
 #include <host/DriverServices.h>
 #include <host/ffmpeg/VideoReader.h>
 #include <host/microphone/PlaybackClock.h>
@@ -33,7 +34,7 @@ public:
     [[nodiscard]] std::expected<void, platform::Error> start(
         platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
     void stop() override;
-    void setZoomFactor(double /*factor*/) override { }
+    void setZoomFactor(double factor) override { zoom_->set(factor); }
 
     /// Runs while a file is played, not for streams.
     [[nodiscard]] const std::shared_ptr<PlaybackClock>& clock() const { return clock_; }
@@ -44,6 +45,7 @@ private:
     const std::string input_;
     const bool repeats_;
     const DriverServices services_;
+    const std::shared_ptr<DigitalZoom> zoom_ = std::make_shared<DigitalZoom>();
     const std::shared_ptr<PlaybackClock> clock_ = std::make_shared<PlaybackClock>();
     mutable Mutex guard_;
     engine::CameraDescription description_ TAMSEL_GUARDED_BY(guard_);

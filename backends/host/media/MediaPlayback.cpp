@@ -27,14 +27,16 @@ nanoseconds toNanoseconds(CMTime time)
 }
 
 /// The current frame; without a buffer if none is free or the frame cannot be converted.
-engine::CapturedFrame takeFrame(VideoReader& reader, engine::FrameSink& sink)
+engine::CapturedFrame takeFrame(VideoReader& reader, engine::FrameSink& sink, const DigitalZoom& zoom)
 {
     std::shared_ptr<CVPixelBuffer> buffer = sink.acquireBuffer(reader.width(), reader.height());
-    if (!buffer || !reader.convert(*buffer))
+    const std::optional<platform::CGRect> part = zoom.partOf(reader.width(), reader.height());
+    if (!buffer || !reader.convert(*buffer, part))
         return {};
     return {.buffer = std::move(buffer),
         .mediaTime = reader.time(),
-        .nativePicture = sink.wantsNativePictures() ? reader.picture() : nullptr};
+        .nativePicture = sink.wantsNativePictures() && !part ? reader.picture() : nullptr,
+        .visiblePart = part};
 }
 
 /// The caller's last act, as it is for the sink.
@@ -59,11 +61,11 @@ nanoseconds FramePace::dueTime(CMTime mediaTime, nanoseconds now)
 }
 
 std::expected<std::shared_ptr<MediaPlayback>, Error> FilePlayback::start(std::unique_ptr<VideoReader> reader,
-    std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<PlaybackClock> clock, DriverServices services,
-    bool repeats)
+    std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom,
+    std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats)
 {
     auto playback = std::make_shared<FilePlayback>(
-        std::move(reader), std::move(sink), std::move(clock), services, repeats);
+        std::move(reader), std::move(sink), std::move(zoom), std::move(clock), services, repeats);
     playback->timer_ = services.events.makeTimer([weak = std::weak_ptr(playback)] {
         if (const std::shared_ptr<FilePlayback> self = weak.lock())
             self->deliverPrepared();
@@ -76,8 +78,10 @@ std::expected<std::shared_ptr<MediaPlayback>, Error> FilePlayback::start(std::un
 }
 
 FilePlayback::FilePlayback(std::unique_ptr<VideoReader> reader, std::shared_ptr<engine::FrameSink> sink,
-    std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats)
+    std::shared_ptr<const DigitalZoom> zoom, std::shared_ptr<PlaybackClock> clock, DriverServices services,
+    bool repeats)
     : sink_(std::move(sink)),
+      zoom_(std::move(zoom)),
       decodeQueue_(services.dispatch.makeSerialQueue("org.tamsel.host.decode")),
       clock_(std::move(clock)),
       run_(clock_->begin()),
@@ -113,7 +117,7 @@ void FilePlayback::prepareNext()
         return;
     due_ = pace_.dueTime(reader_->time(), monotonicNow());
     clock_->set({.run = run_, .number = loop_, .zero = due_ - toNanoseconds(reader_->timeInLoop())});
-    prepared_ = takeFrame(*reader_, *sink_);
+    prepared_ = takeFrame(*reader_, *sink_, *zoom_);
     timer_->armAt(due_);
 }
 
@@ -130,7 +134,7 @@ void FilePlayback::deliverPrepared()
     // No buffer was free when the frame was decoded; one may be free by now.
     engine::CapturedFrame frame = std::exchange(prepared_, {});
     if (!frame.buffer)
-        frame = takeFrame(*reader_, *sink_);
+        frame = takeFrame(*reader_, *sink_, *zoom_);
     const nanoseconds due = due_;
     decodeQueue_->async(
         platform::whileAlive(weak_from_this(), [](FilePlayback& self) { self.prepareNext(); }));
@@ -140,20 +144,22 @@ void FilePlayback::deliverPrepared()
 
 std::expected<std::shared_ptr<MediaPlayback>, Error> StreamPlayback::start(
     std::unique_ptr<VideoReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
-    std::shared_ptr<engine::FrameSink> sink, DriverServices services)
+    std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom, DriverServices services)
 {
-    auto playback
-        = std::make_shared<StreamPlayback>(std::move(reader), std::move(isCancelled), std::move(sink));
+    auto playback = std::make_shared<StreamPlayback>(
+        std::move(reader), std::move(isCancelled), std::move(sink), std::move(zoom));
     if (auto started = services.readers.start([playback] { playback->read(); }); !started)
         return std::unexpected(std::move(started.error()));
     return playback;
 }
 
 StreamPlayback::StreamPlayback(std::unique_ptr<VideoReader> reader,
-    std::shared_ptr<std::atomic<bool>> isCancelled, std::shared_ptr<engine::FrameSink> sink)
+    std::shared_ptr<std::atomic<bool>> isCancelled, std::shared_ptr<engine::FrameSink> sink,
+    std::shared_ptr<const DigitalZoom> zoom)
     : reader_(std::move(reader)),
       stop_(std::move(isCancelled)),
-      sink_(std::move(sink))
+      sink_(std::move(sink)),
+      zoom_(std::move(zoom))
 {
 }
 
@@ -177,7 +183,7 @@ void StreamPlayback::read()
         const nanoseconds due = pace.dueTime(reader_->time(), now);
         if (!stop_.waitUntil(due))
             return;
-        handOver(takeFrame(*reader_, *sink_), due, *sink_);
+        handOver(takeFrame(*reader_, *sink_, *zoom_), due, *sink_);
     }
 }
 

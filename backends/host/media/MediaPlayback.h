@@ -1,5 +1,6 @@
 #pragma once
 
+#include <host/DigitalZoom.h>
 #include <host/DriverServices.h>
 #include <host/StopSignal.h>
 #include <host/ffmpeg/VideoReader.h>
@@ -40,10 +41,12 @@ class FilePlayback final : public MediaPlayback, public std::enable_shared_from_
 public:
     [[nodiscard]] static std::expected<std::shared_ptr<MediaPlayback>, platform::Error> start(
         std::unique_ptr<VideoReader> reader, std::shared_ptr<engine::FrameSink> sink,
-        std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats);
+        std::shared_ptr<const DigitalZoom> zoom, std::shared_ptr<PlaybackClock> clock,
+        DriverServices services, bool repeats);
 
     FilePlayback(std::unique_ptr<VideoReader> reader, std::shared_ptr<engine::FrameSink> sink,
-        std::shared_ptr<PlaybackClock> clock, DriverServices services, bool repeats);
+        std::shared_ptr<const DigitalZoom> zoom, std::shared_ptr<PlaybackClock> clock,
+        DriverServices services, bool repeats);
     void stop() override;
 
 private:
@@ -51,6 +54,7 @@ private:
     void deliverPrepared();
 
     const std::shared_ptr<engine::FrameSink> sink_;
+    const std::shared_ptr<const DigitalZoom> zoom_;
     const std::shared_ptr<platform::DispatchQueue> decodeQueue_;
     const std::shared_ptr<PlaybackClock> clock_;
     const std::uint64_t run_; ///< on the clock
@@ -73,10 +77,11 @@ class StreamPlayback final : public MediaPlayback, public std::enable_shared_fro
 public:
     [[nodiscard]] static std::expected<std::shared_ptr<MediaPlayback>, platform::Error> start(
         std::unique_ptr<VideoReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
-        std::shared_ptr<engine::FrameSink> sink, DriverServices services);
+        std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom,
+        DriverServices services);
 
     StreamPlayback(std::unique_ptr<VideoReader> reader, std::shared_ptr<std::atomic<bool>> isCancelled,
-        std::shared_ptr<engine::FrameSink> sink);
+        std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom);
     void stop() override { stop_.stop(); }
 
 private:
@@ -85,6 +90,7 @@ private:
     const std::unique_ptr<VideoReader> reader_;
     StopSignal stop_;
     const std::shared_ptr<engine::FrameSink> sink_;
+    const std::shared_ptr<const DigitalZoom> zoom_;
 };
 
 } // namespace tamsel::host

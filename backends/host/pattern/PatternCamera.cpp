@@ -1,5 +1,7 @@
 #include <host/pattern/PatternCamera.h>
 
+#include <host/ffmpeg/enlarge.h>
+
 #include <engine/dispatch/monotonicNow.h>
 
 #include <algorithm>
@@ -138,10 +140,12 @@ void drawPattern(platform::CVPixelBuffer& buffer, std::uint64_t number)
 /// One start. Each timer call arms the timer for the next frame before it draws, so that another thread can wait.
 class PatternCamera::Playback final : public std::enable_shared_from_this<Playback> {
 public:
-    Playback(PatternFormat format, std::shared_ptr<engine::FrameSink> sink)
+    Playback(PatternFormat format, std::shared_ptr<engine::FrameSink> sink,
+        std::shared_ptr<const DigitalZoom> zoom)
         : format_(format),
           interval_(static_cast<std::int64_t>(1e9 / format.framesPerSecond)),
-          sink_(std::move(sink))
+          sink_(std::move(sink)),
+          zoom_(std::move(zoom))
     {
     }
 
@@ -183,16 +187,27 @@ private:
             sink_->drop(platform::DropCause::noBuffer);
             return;
         }
-        drawPattern(*buffer, number);
+        const std::optional<platform::CGRect> part = zoom_->partOf(format_.width, format_.height);
+        if (part) {
+            if (!whole_)
+                whole_ = std::make_unique<platform::CVPixelBuffer>(format_.width, format_.height);
+            drawPattern(*whole_, number);
+            enlarge(*whole_, *part, *buffer);
+        } else {
+            drawPattern(*buffer, number);
+        }
         sink_->deliver({.buffer = buffer,
             .mediaTime
             = {.value = static_cast<std::int64_t>(number) * interval_.count(), .timescale = 1'000'000'000},
-            .captureTime = now});
+            .captureTime = now,
+            .visiblePart = part});
     }
 
     const PatternFormat format_;
     const nanoseconds interval_;
     const std::shared_ptr<engine::FrameSink> sink_;
+    const std::shared_ptr<const DigitalZoom> zoom_;
+    std::unique_ptr<platform::CVPixelBuffer> whole_; ///< before a part of it is enlarged
     std::atomic<bool> isStopped_ = false;
     std::unique_ptr<engine::EventSource> timer_;
     nanoseconds due_{};
@@ -217,7 +232,7 @@ PatternCamera::~PatternCamera()
 std::expected<void, platform::Error> PatternCamera::start(
     platform::AVCaptureSessionPreset /*preset*/, std::shared_ptr<engine::FrameSink> sink)
 {
-    playback_ = std::make_shared<Playback>(format_, std::move(sink));
+    playback_ = std::make_shared<Playback>(format_, std::move(sink), zoom_);
     if (playback_->begin(services_.events))
         return {};
     playback_ = nullptr;

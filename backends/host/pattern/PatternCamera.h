@@ -1,5 +1,6 @@
 #pragma once
 
+#include <host/DigitalZoom.h>
 #include <host/DriverServices.h>
 
 #include <engine/capture/CameraDriver.h>
@@ -40,13 +41,14 @@ public:
     [[nodiscard]] std::expected<void, platform::Error> start(
         platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
     void stop() override;
-    void setZoomFactor(double /*factor*/) override { }
+    void setZoomFactor(double factor) override { zoom_->set(factor); }
 
 private:
     class Playback;
 
     const PatternFormat format_;
     const DriverServices services_;
+    const std::shared_ptr<DigitalZoom> zoom_ = std::make_shared<DigitalZoom>();
     engine::CameraDescription description_;
     std::shared_ptr<Playback> playback_;
 };

@@ -17,7 +17,8 @@ bool hasEndOfImage(std::span<const std::byte> picture)
 
 } // namespace
 
-bool MotionJpegDecoder::decode(std::span<const std::byte> picture, platform::CVPixelBuffer& target)
+bool MotionJpegDecoder::decode(std::span<const std::byte> picture, platform::CVPixelBuffer& target,
+    const std::optional<platform::CGRect>& part)
 {
     if (!hasEndOfImage(picture) || hasTooManyScans(picture))
         return false;
@@ -30,7 +31,7 @@ bool MotionJpegDecoder::decode(std::span<const std::byte> picture, platform::CVP
     frame->height = height;
     frame->color_range = AVCOL_RANGE_JPEG;
     frame->colorspace = AVCOL_SPC_SMPTE170M;
-    return converter_.convert(*frame, target);
+    return converter_.convert(*frame, target, part);
 }
 
 } // namespace tamsel::host

@@ -99,7 +99,7 @@ std::expected<void, platform::Error> V4L2Camera::startStream(
     const auto format = setFormat(*device_, preset);
     if (!format)
         return std::unexpected(format.error());
-    auto stream = V4L2Stream::start(device_, *format, sources_, std::move(sink));
+    auto stream = V4L2Stream::start(device_, *format, sources_, std::move(sink), zoom_);
     if (!stream)
         return std::unexpected(std::move(stream.error()));
     stream_ = std::move(*stream);
@@ -119,7 +119,5 @@ void V4L2Camera::stop()
     if (isLost)
         device_.reset();
 }
-
-void V4L2Camera::setZoomFactor(double) { }
 
 } // namespace tamsel::host

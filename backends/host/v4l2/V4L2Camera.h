@@ -1,5 +1,6 @@
 #pragma once
 
+#include <host/DigitalZoom.h>
 #include <host/v4l2/V4L2Calls.h>
 
 #include <engine/capture/CameraDriver.h>
@@ -38,8 +39,7 @@ public:
         platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink) override;
     void stop() override;
 
-    /// Does nothing: the description offers no range.
-    void setZoomFactor(double factor) override;
+    void setZoomFactor(double factor) override { zoom_->set(factor); }
 
 private:
     [[nodiscard]] std::expected<void, platform::Error> takeDevice();
@@ -49,6 +49,8 @@ private:
     const std::string path_;
     engine::EventSources& sources_;
     const std::shared_ptr<const V4L2Calls> calls_;
+
+    const std::shared_ptr<DigitalZoom> zoom_ = std::make_shared<DigitalZoom>();
 
     bool isOpen_ = false;
     std::shared_ptr<V4L2Device> device_; ///< absent also in an open camera that was lost

@@ -34,9 +34,9 @@ v4l2_buffer captureBuffer(std::uint32_t index)
 
 std::expected<std::shared_ptr<V4L2Stream>, platform::Error> V4L2Stream::start(
     std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format, engine::EventSources& sources,
-    std::shared_ptr<engine::FrameSink> sink)
+    std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom)
 {
-    auto stream = std::make_shared<V4L2Stream>(std::move(device), format, std::move(sink));
+    auto stream = std::make_shared<V4L2Stream>(std::move(device), format, std::move(sink), std::move(zoom));
     if (auto mapped = stream->mapBuffers(); !mapped)
         return std::unexpected(std::move(mapped.error()));
     if (auto begun = stream->begin(sources); !begun)
@@ -45,10 +45,11 @@ std::expected<std::shared_ptr<V4L2Stream>, platform::Error> V4L2Stream::start(
 }
 
 V4L2Stream::V4L2Stream(std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format,
-    std::shared_ptr<engine::FrameSink> sink)
+    std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom)
     : device_(std::move(device)),
       format_(format),
-      sink_(std::move(sink))
+      sink_(std::move(sink)),
+      zoom_(std::move(zoom))
 {
 }
 
@@ -132,12 +133,15 @@ void V4L2Stream::takeFrame()
 
     std::shared_ptr<platform::CVPixelBuffer> pixels;
     bool isConverted = false;
+    std::optional<platform::CGRect> part;
     const bool isFrame = isWhole(buffer);
     const nanoseconds time = isFrame ? captureTimeOf(buffer) : nanoseconds{};
     if (isFrame) {
-        pixels = sink_->acquireBuffer(
-            static_cast<std::size_t>(format_.width), static_cast<std::size_t>(format_.height));
-        isConverted = pixels && convert(buffer, *pixels);
+        const auto width = static_cast<std::size_t>(format_.width);
+        const auto height = static_cast<std::size_t>(format_.height);
+        pixels = sink_->acquireBuffer(width, height);
+        part = zoom_->partOf(width, height);
+        isConverted = pixels && convert(buffer, *pixels, part);
     }
 
     if (const int number = queueAgain(buffer); number != 0) {
@@ -148,7 +152,8 @@ void V4L2Stream::takeFrame()
     if (isConverted)
         sink_->deliver({.buffer = std::move(pixels),
             .mediaTime = {(time - firstTime_.value_or(time)).count(), 1'000'000'000},
-            .captureTime = time});
+            .captureTime = time,
+            .visiblePart = part});
     else if (isFrame && !pixels)
         sink_->drop(platform::DropCause::noBuffer);
 }
@@ -192,13 +197,14 @@ bool V4L2Stream::isWhole(const v4l2_buffer& buffer) const
         && buffer.bytesused <= buffers_[buffer.index].size();
 }
 
-bool V4L2Stream::convert(const v4l2_buffer& buffer, platform::CVPixelBuffer& target)
+bool V4L2Stream::convert(
+    const v4l2_buffer& buffer, platform::CVPixelBuffer& target, const std::optional<platform::CGRect>& part)
 {
     const std::span<std::byte> bytes = buffers_[buffer.index].first(buffer.bytesused);
     if (format_.layout.isJpeg())
-        return jpeg_.decode(bytes, target);
+        return jpeg_.decode(bytes, target, part);
     format_.wrap(bytes, *frame_);
-    return converter_.convert(*frame_, target);
+    return converter_.convert(*frame_, target, part);
 }
 
 nanoseconds V4L2Stream::captureTimeOf(const v4l2_buffer& buffer)

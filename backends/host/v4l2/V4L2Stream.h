@@ -1,5 +1,6 @@
 #pragma once
 
+#include <host/DigitalZoom.h>
 #include <host/ffmpeg/FrameConverter.h>
 #include <host/v4l2/MotionJpegDecoder.h>
 #include <host/v4l2/V4L2Device.h>
@@ -30,10 +31,10 @@ public:
     /// The device has the format set and no buffers.
     [[nodiscard]] static std::expected<std::shared_ptr<V4L2Stream>, platform::Error> start(
         std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format, engine::EventSources& sources,
-        std::shared_ptr<engine::FrameSink> sink);
+        std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom);
 
     V4L2Stream(std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format,
-        std::shared_ptr<engine::FrameSink> sink);
+        std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom);
     ~V4L2Stream();
     V4L2Stream(const V4L2Stream&) = delete;
     V4L2Stream& operator=(const V4L2Stream&) = delete;
@@ -55,7 +56,8 @@ private:
     [[nodiscard]] int queueAgain(v4l2_buffer& buffer);
     [[nodiscard]] std::uint32_t missingBefore(std::uint32_t sequence);
     [[nodiscard]] bool isWhole(const v4l2_buffer& buffer) const;
-    [[nodiscard]] bool convert(const v4l2_buffer& buffer, platform::CVPixelBuffer& target);
+    [[nodiscard]] bool convert(const v4l2_buffer& buffer, platform::CVPixelBuffer& target,
+        const std::optional<platform::CGRect>& part);
     [[nodiscard]] std::chrono::nanoseconds captureTimeOf(const v4l2_buffer& buffer);
     void lose(std::string_view what, int number);
     void turnOff();
@@ -63,6 +65,7 @@ private:
     const std::shared_ptr<V4L2Device> device_;
     const V4L2FrameFormat format_;
     const std::shared_ptr<engine::FrameSink> sink_;
+    const std::shared_ptr<const DigitalZoom> zoom_;
     std::vector<std::span<std::byte>> buffers_;
 
     // Used by the event source only, whose calls never overlap.
