@@ -1,5 +1,6 @@
 #include <host/Host.h>
 
+#include <host/CameraWatch.h>
 #include <host/HostCamera.h>
 #include <host/HostServices.h>
 #include <host/ReaderThreads.h>
@@ -163,6 +164,7 @@ struct Host::Parts {
     Tamsel tamsel;
     HostMovieWriters movies{configuration.videoEncoders};
     const std::vector<HostCamera> cameras = makeCameras();
+    CameraWatch watch{dispatch, dispatch, cameras};
     engine::Capture capture{captureConfiguration()};
     engine::Motion motion{dispatch, clock,
         configuration.motionLog ? std::make_shared<engine::LogMotion>(configuration.motionLog) : nullptr};
@@ -274,6 +276,11 @@ bool Host::isLocationAwaited() const
 std::string Host::recordingProblem() const
 {
     return parts_->recordingProblem.get();
+}
+
+void Host::setCameraObserver(CameraObserver observer)
+{
+    parts_->watch.setObserver(std::move(observer));
 }
 
 std::vector<std::shared_ptr<AVCaptureDevice>> Host::cameras() const

@@ -8,6 +8,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <utility>
 
 namespace tamsel::host {
@@ -47,15 +48,20 @@ std::expected<HostCamera, platform::Error> makeHostCamera(
         return HostCamera{std::make_shared<PatternCamera>(input, *format, position, services),
             [] { return InputAccess::readable; }};
     }
-    if (isVideoNode(input.input)) {
-        const std::string& node = input.input;
-        return HostCamera{std::make_shared<V4L2Camera>(
-                              node, describeInput(input, position), services.events, services.systemCalls),
-            [node, calls = services.systemCalls] { return inputAccess(node, R_OK | W_OK, calls); }};
+    if (input.input == automaticNode || isVideoNode(input.input)) {
+        const auto camera = std::make_shared<V4L2Camera>(
+            input.input, describeInput(input, position), services.events, services.systemCalls);
+        return HostCamera{
+            .driver = camera, .access = [camera] { return camera->access(); }, .folder = "/dev"};
     }
     const auto camera = std::make_shared<MediaCamera>(input, position, services);
-    return HostCamera{
-        camera, [camera] { return camera->access(); }, camera->clock(), [camera] { camera->abandon(); }};
+    const std::filesystem::path folder = std::filesystem::path(input.input).parent_path();
+    return HostCamera{.driver = camera,
+        .access = [camera] { return camera->access(); },
+        .clock = camera->clock(),
+        .folder
+        = MediaInput(input.input).kind == MediaKind::file ? (folder.empty() ? "." : folder.string()) : "",
+        .abandon = [camera] { camera->abandon(); }};
 }
 
 } // namespace tamsel::host

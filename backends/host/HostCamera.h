@@ -9,6 +9,7 @@
 #include <expected>
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace tamsel::host {
 
@@ -19,6 +20,8 @@ struct HostCamera {
     std::function<InputAccess()> access;
     /// Of a played file; absent for other inputs.
     std::shared_ptr<const PlaybackClock> clock = nullptr;
+    /// The folder in which its file or node appears and disappears; empty for other inputs.
+    std::string folder = {};
     /// Ends every wait for the input, now and from now on. Thread-safe; absent for inputs that never wait.
     std::function<void()> abandon = nullptr;
 };

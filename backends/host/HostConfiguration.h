@@ -20,6 +20,14 @@
 /// A Linux machine: its cameras, files, sensors and codecs.
 namespace tamsel::host {
 
+/// A camera of the configuration that has appeared or disappeared.
+struct CameraChange {
+    platform::AVCaptureDevicePosition position;
+    std::string name;
+    bool isPresent;
+};
+using CameraObserver = std::function<void(const CameraChange&)>;
+
 /// The inputs and settings of the host.
 struct HostConfiguration {
     std::optional<HostInput> backCamera = std::nullopt;

@@ -15,8 +15,9 @@ namespace tamsel::host {
 
 /// One camera of the host: the source of its frames, and the properties of its lens.
 struct HostInput {
-    /// A video file, played in a loop at its own pace; a V4L2 device node; a URL or "device:argument" of the FFmpeg
-    /// libraries ("rtsp://…", "lavfi:testsrc2"); or a test pattern ("test:720p", "test:1080p", "test:640x480@60").
+    /// A video file, played in a loop at its own pace; a V4L2 device node, or "auto" for the first that captures when the
+    /// camera is opened; a URL or "device:argument" of the FFmpeg libraries ("rtsp://…", "lavfi:testsrc2"); or a test
+    /// pattern ("test:720p", "test:1080p", "test:640x480@60").
     std::string input;
     /// Makes a driver of the program for this camera, instead of `input`; the members below are ignored then. The
     /// driver's own description counts, with the position of this camera. Called once, in the constructor of the host;

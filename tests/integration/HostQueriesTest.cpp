@@ -36,6 +36,35 @@ TEST(HostQueries, FollowAFileThatComesAndGoes)
     EXPECT_FALSE(isThere());
 }
 
+TEST(HostQueries, ReportCamerasThatAppearAndDisappear)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.file("camera.mp4");
+    HostScreen screen({.backCamera = host::HostInput{.input = file},
+        .frontCamera = host::HostInput{.input = "test:64x48"}});
+    std::vector<std::string> changes;
+    const auto record = [&](const host::CameraChange& change) {
+        EXPECT_EQ(change.position, AVCaptureDevicePosition::back);
+        EXPECT_EQ(screen.host.cameras().size(), change.isPresent ? 2U : 1U) << "queries answer for now";
+        changes.push_back(change.name + (change.isPresent ? " +" : " -"));
+    };
+    screen.host.setCameraObserver(record);
+    std::filesystem::copy_file(sample(), folder.file("other.mp4"));
+    const auto change = [&](const std::function<void()>& make, const std::string& expected) {
+        make();
+        EXPECT_TRUE(screen.runUntil([&] { return !changes.empty(); }));
+        EXPECT_EQ(changes, std::vector<std::string>{file + expected});
+        changes.clear();
+    };
+    change([&] { std::filesystem::rename(folder.file("other.mp4"), file); }, " +");
+    change([&] { std::filesystem::remove(file); }, " -");
+    change([&] { std::filesystem::copy_file(sample(), file); }, " +");
+    screen.host.setCameraObserver(nullptr);
+    std::filesystem::remove(file);
+    screen.host.setCameraObserver(record);
+    change([&] { std::filesystem::copy_file(sample(), file); }, " +");
+}
+
 TEST(HostQueries, FollowADeviceNodeAndItsPermission)
 {
     const auto error = std::make_shared<std::atomic<int>>(ENOENT);

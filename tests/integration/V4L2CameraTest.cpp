@@ -95,6 +95,26 @@ TEST_F(V4L2CameraTest, ANodeThatIsNoFreeCameraIsRefusedWithOneLine)
     EXPECT_EQ(real.open().error().code, ENOTTY) << "by the real calls";
 }
 
+TEST_F(V4L2CameraTest, AnAutomaticCameraIsTheDeviceThatIsThere)
+{
+    fake_.unplug();
+    camera_ = std::make_unique<host::V4L2Camera>(
+        host::automaticNode, engine::CameraDescription{}, sources_, fake_.calls());
+    EXPECT_FALSE(camera_->isPresent());
+    EXPECT_EQ(camera_->open().error().localizedDescription, "auto: finds no camera: No such device");
+    for (const char* node : {"/dev/video7", "/dev/video2"}) {
+        fake_.path = node;
+        fake_.plugIn();
+        EXPECT_TRUE(camera_->isPresent());
+        start();
+        fake_.push(frame());
+        sources_.run();
+        fake_.unplug();
+        sources_.run();
+        EXPECT_EQ(sink_->take(), (Journal{"frame", "lose " + std::to_string(ENODEV)})) << node;
+    }
+}
+
 TEST_F(V4L2CameraTest, AnOpenCameraHoldsTheDeviceUntilItIsClosed)
 {
     const auto other = makeCamera(sources_);
@@ -371,8 +391,9 @@ TEST_F(V4L2CameraTest, NodesAreListedThatCaptureAndTheirAccessIsKnown)
         fake_.path = node;
         return open(node, flags);
     };
-    EXPECT_EQ(host::captureNodes(calls, folder), (Journal{folder / "video2", folder / "video10"}));
-    EXPECT_EQ(host::captureNodes(calls, folder / "missing"), Journal{});
+    calls.nodes = [&] { return host::videoNodes(folder); };
+    EXPECT_EQ(host::captureNodes(calls), (Journal{folder / "video2", folder / "video10"}));
+    EXPECT_EQ(host::videoNodes(folder / "missing"), Journal{});
 
     const auto access = [&](int error) {
         calls.access = [error](const char*, int) {

@@ -67,6 +67,11 @@ host::V4L2Calls FakeV4L2::calls()
                 const std::lock_guard lock(guard_);
                 return isPresent_ && node == path ? 0 : fail(ENOENT);
             },
+        .nodes =
+            [this] {
+                const std::lock_guard lock(guard_);
+                return isPresent_ ? std::vector{path} : std::vector<std::string>{};
+            },
     };
 }
 

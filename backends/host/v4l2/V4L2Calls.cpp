@@ -1,5 +1,7 @@
 #include <host/v4l2/V4L2Calls.h>
 
+#include <host/v4l2/V4L2Nodes.h>
+
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -18,6 +20,7 @@ V4L2Calls systemV4L2Calls()
                     off_t offset) { return ::mmap(nullptr, length, protection, flags, descriptor, offset); },
         .munmap = [](void* address, std::size_t length) { return ::munmap(address, length); },
         .access = [](const char* path, int mode) { return ::access(path, mode); },
+        .nodes = [] { return videoNodes("/dev"); },
     };
 }
 

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace tamsel::host {
 
@@ -16,6 +18,8 @@ struct V4L2Calls {
     std::function<void*(std::size_t length, int protection, int flags, int descriptor, off_t offset)> mmap;
     std::function<int(void* address, std::size_t length)> munmap;
     std::function<int(const char* path, int mode)> access;
+    /// The paths of the nodes `video0`, `video1`, …, in the order of their numbers.
+    std::function<std::vector<std::string>()> nodes;
 };
 
 /// The real ones.

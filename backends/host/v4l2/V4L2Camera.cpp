@@ -2,11 +2,14 @@
 
 #include <host/v4l2/V4L2Device.h>
 #include <host/v4l2/V4L2Format.h>
+#include <host/v4l2/V4L2Nodes.h>
 #include <host/v4l2/V4L2Stream.h>
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <vector>
 
 namespace tamsel::host {
 
@@ -30,9 +33,14 @@ engine::CameraDescription V4L2Camera::description() const
     return description_;
 }
 
-bool V4L2Camera::isPresent() const
+InputAccess V4L2Camera::access() const
 {
-    return calls_->access(path_.c_str(), F_OK) == 0;
+    if (path_ != automaticNode)
+        return inputAccess(path_, R_OK | W_OK, *calls_);
+    InputAccess best = InputAccess::absent;
+    for (const std::string& node : calls_->nodes())
+        best = std::max(best, inputAccess(node, R_OK | W_OK, *calls_));
+    return best;
 }
 
 std::expected<void, platform::Error> V4L2Camera::open()
@@ -46,7 +54,14 @@ std::expected<void, platform::Error> V4L2Camera::open()
 
 std::expected<void, platform::Error> V4L2Camera::takeDevice()
 {
-    auto device = V4L2Device::open(path_, calls_);
+    std::string path = path_;
+    if (path == automaticNode) {
+        const std::vector<std::string> nodes = captureNodes(*calls_);
+        if (nodes.empty())
+            return std::unexpected(v4l2Error(path_, "finds no camera", ENODEV));
+        path = nodes.front();
+    }
+    auto device = V4L2Device::open(path, calls_);
     if (!device)
         return std::unexpected(std::move(device.error()));
     // A node may be opened many times; buffers reserve the device.

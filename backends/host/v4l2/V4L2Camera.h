@@ -1,6 +1,7 @@
 #pragma once
 
 #include <host/DigitalZoom.h>
+#include <host/InputAccess.h>
 #include <host/v4l2/V4L2Calls.h>
 
 #include <engine/capture/CameraDriver.h>
@@ -17,19 +18,23 @@ namespace tamsel::host {
 class V4L2Device;
 class V4L2Stream;
 
+/// The path of a camera that is the first device that can capture.
+inline constexpr const char* automaticNode = "auto";
+
 /// A video node of the kernel as a camera. While it is open, no other process can use the device, even if it does not
 /// run. No call waits for another thread; it may be destroyed on any thread. Errors name the node and carry `errno` as
 /// their code.
 class V4L2Camera final : public engine::CameraDriver {
 public:
-    /// The seed is the description until the device reports its size and, if the seed has none, its name. The
-    /// sources must outlive the camera.
+    /// The path "auto": the first device that can capture when the camera is opened. The seed is the description until the
+    /// device reports its size and, if the seed has none, its name. The sources must outlive the camera.
     V4L2Camera(std::string path, engine::CameraDescription seed, engine::EventSources& sources,
         V4L2Calls calls = systemV4L2Calls());
     ~V4L2Camera() override;
 
     [[nodiscard]] engine::CameraDescription description() const override;
-    [[nodiscard]] bool isPresent() const override;
+    [[nodiscard]] bool isPresent() const override { return access() != InputAccess::absent; }
+    [[nodiscard]] InputAccess access() const;
 
     [[nodiscard]] std::expected<void, platform::Error> open() override;
     void close() override;

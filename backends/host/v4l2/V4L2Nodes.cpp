@@ -9,7 +9,7 @@
 
 namespace tamsel::host {
 
-std::vector<std::string> captureNodes(const V4L2Calls& calls, const std::filesystem::path& folder)
+std::vector<std::string> videoNodes(const std::filesystem::path& folder)
 {
     constexpr std::string_view prefix = "video";
     std::map<unsigned, std::string> nodes;
@@ -25,12 +25,17 @@ std::vector<std::string> captureNodes(const V4L2Calls& calls, const std::filesys
         if (error == std::errc() && rest == last)
             nodes.emplace(number, entry->path().string());
     }
+    std::vector<std::string> paths;
+    for (auto& [number, path] : nodes)
+        paths.push_back(std::move(path));
+    return paths;
+}
+
+std::vector<std::string> captureNodes(const V4L2Calls& calls)
+{
     const auto shared = std::make_shared<const V4L2Calls>(calls);
-    std::vector<std::string> found;
-    for (auto& [number, path] : nodes) {
-        if (V4L2Device::open(path, shared))
-            found.push_back(std::move(path));
-    }
+    std::vector<std::string> found = calls.nodes();
+    std::erase_if(found, [&](const std::string& path) { return !V4L2Device::open(path, shared); });
     return found;
 }
 
