@@ -58,7 +58,8 @@ protected:
 
     FakeV4L2::Frame frame(std::chrono::microseconds time = 1s)
     {
-        return {patchPicture(fake_.format()), time};
+        const v4l2_pix_format format = fake_.format();
+        return {std::vector<std::uint8_t>(std::size_t{format.bytesperline} * format.height), time};
     }
 
     FakeV4L2 fake_;
@@ -233,7 +234,7 @@ TEST_F(V4L2CameraTest, BrokenFramesAreSkippedAndStreamingGoesOn)
     camera_->stop();
     fake_.formats = {{V4L2_PIX_FMT_MJPEG, {{64, 48, {rate30}}}}};
     start();
-    const auto picture = patchJpeg(64, 48, 2, 2);
+    const auto picture = patchJpeg(64, 48);
     auto cut = picture;
     cut.resize(picture.size() - 8);
     auto padded = picture;
@@ -245,7 +246,7 @@ TEST_F(V4L2CameraTest, BrokenFramesAreSkippedAndStreamingGoesOn)
     for (int count = 0; count < 64; ++count)
         repeated.insert(repeated.end() - 2, scan, picture.end() - 2);
     for (const auto& bytes :
-        {cut, scrambled, repeated, {0xff, 0xd8, 0xff, 0xd9}, patchJpeg(32, 48, 2, 2), padded}) {
+        {cut, scrambled, repeated, {0xff, 0xd8, 0xff, 0xd9}, patchJpeg(32, 48), padded}) {
         fake_.push({bytes});
         sources_.run();
     }

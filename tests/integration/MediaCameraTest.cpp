@@ -57,7 +57,7 @@ void expectGrowing(const std::vector<SeenFrame>& frames)
 
 } // namespace
 
-TEST(MovieCamera, ShowsEveryFrameOfAFileOncePerLoop)
+TEST(MediaCamera, ShowsEveryFrameOfAFileOncePerLoop)
 {
     ScratchFolder folder;
     // One bright frame marks each beginning; a rate of 200 keeps the test short.
@@ -76,7 +76,7 @@ TEST(MovieCamera, ShowsEveryFrameOfAFileOncePerLoop)
         EXPECT_NEAR(frame.mediaTime, static_cast<double>(frame.sequence) / 200.0, 1e-9);
 }
 
-TEST(MovieCamera, ShowsEveryFrameOfAFileThatDoesNotRepeatAndIsLostThen)
+TEST(MediaCamera, ShowsEveryFrameOfAFileThatDoesNotRepeatAndIsLostThen)
 {
     ScratchFolder folder;
     const std::string file = folder.file("once.mp4");
@@ -91,7 +91,7 @@ TEST(MovieCamera, ShowsEveryFrameOfAFileThatDoesNotRepeatAndIsLostThen)
     EXPECT_EQ(screen.client->frames().back().sequence, 19U);
 }
 
-TEST(MovieCamera, PlaysTheSampleAtItsOwnPace)
+TEST(MediaCamera, PlaysTheSampleAtItsOwnPace)
 {
     HostScreen screen(sample());
     const std::vector<SeenFrame> frames = screen.collect(10);
@@ -106,7 +106,7 @@ TEST(MovieCamera, PlaysTheSampleAtItsOwnPace)
     EXPECT_GT(played, 0.9 * frames[9].mediaTime) << "never ahead of its pace";
 }
 
-TEST(MovieCamera, TakesOddSizesFormatsAndContainers)
+TEST(MediaCamera, TakesOddSizesFormatsAndContainers)
 {
     struct Case {
         const char* name;
@@ -142,7 +142,7 @@ TEST(MovieCamera, TakesOddSizesFormatsAndContainers)
     }
 }
 
-TEST(MovieCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
+TEST(MediaCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
 {
     struct Colour {
         const char* name;
@@ -183,7 +183,7 @@ TEST(MovieCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
     }
 }
 
-TEST(MovieCamera, TellsAbsentAndUnusableInputsByOneErrorOrOneLine)
+TEST(MediaCamera, TellsAbsentAndUnusableInputsByOneErrorOrOneLine)
 {
     ScratchFolder folder;
     writeFile(folder.file("text.mp4"), "this is no video\n");
@@ -207,7 +207,7 @@ TEST(MovieCamera, TellsAbsentAndUnusableInputsByOneErrorOrOneLine)
     EXPECT_EQ(host::Host::probe("test:1080p@60").value(), (platform::CGSize{1920, 1080}));
 }
 
-TEST(MovieCamera, ShowsWhatCanBeReadOfADamagedFile)
+TEST(MediaCamera, ShowsWhatCanBeReadOfADamagedFile)
 {
     ScratchFolder folder;
     ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=200:d=0.4 -c:v libx264 -g 5 -movflags faststart",
@@ -237,7 +237,7 @@ TEST(MovieCamera, ShowsWhatCanBeReadOfADamagedFile)
     EXPECT_EQ(screen.manager->frameCounts().droppedBy[static_cast<std::size_t>(DropCause::deviceLost)], 1U);
 }
 
-TEST(MovieCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
+TEST(MediaCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
 {
     ScratchFolder folder;
     ASSERT_TRUE(
@@ -283,7 +283,7 @@ TEST(MovieCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
     ASSERT_TRUE(endless.runUntil([&] { return endless.client->count > 2; }));
 }
 
-TEST(MovieCamera, OpensNoOtherFileThanTheOneThatIsNamed)
+TEST(MediaCamera, OpensNoOtherFileThanTheOneThatIsNamed)
 {
     const ScratchFolder folder;
     ASSERT_TRUE(
@@ -304,7 +304,7 @@ TEST(MovieCamera, OpensNoOtherFileThanTheOneThatIsNamed)
         << "a file of that name";
 }
 
-TEST(MovieCamera, FollowsTheApplicationAndPauseAndResume)
+TEST(MediaCamera, FollowsTheApplicationAndPauseAndResume)
 {
     HostScreen screen("test:64x48@200");
     ASSERT_TRUE(screen.start());
@@ -329,7 +329,7 @@ TEST(MovieCamera, FollowsTheApplicationAndPauseAndResume)
     ASSERT_TRUE(screen.runUntil([&] { return screen.client->count > paused + 2; }));
 }
 
-TEST(MovieCamera, AnswersThePermissionFromWhatIsThere)
+TEST(MediaCamera, AnswersThePermissionFromWhatIsThere)
 {
     using enum platform::AVAuthorizationStatus;
     const auto status = [](host::HostConfiguration configuration) {
@@ -362,7 +362,7 @@ TEST(MovieCamera, AnswersThePermissionFromWhatIsThere)
         notDetermined);
 }
 
-TEST(MovieCamera, LeavesNoDescriptorOrThreadBehind)
+TEST(MediaCamera, LeavesNoDescriptorOrThreadBehind)
 {
     for (const std::string& input :
         {sample(), std::string("test:64x48@200"), std::string("lavfi:testsrc2=s=64x48:r=100")}) {
@@ -388,7 +388,7 @@ TEST(MovieCamera, LeavesNoDescriptorOrThreadBehind)
     }
 }
 
-TEST(MovieCamera, ShowsRealRecordingsWhole)
+TEST(MediaCamera, ShowsRealRecordingsWhole)
 {
     int seen = 0;
     for (const char* name : {"frame_counter.mp4", "edit_list_preroll.mp4", "fragmented.mp4",
