@@ -45,26 +45,6 @@ struct Read {
 
 } // namespace
 
-TEST(AssetProcessor, HandsOutOneFrameATickAndEndsOnce)
-{
-    simulated::Phone phone;
-    Read read(phone);
-    EXPECT_EQ(read.processor->assetReaderTimer(), nullptr);
-    read.start({.frames = 3});
-    const std::shared_ptr<Timer> timer = read.processor->assetReaderTimer();
-    ASSERT_NE(timer, nullptr);
-    EXPECT_EQ(read.calls, Texts{}) << "the first comes a tick later";
-    phone.advance(10s);
-    EXPECT_EQ(read.calls, (Texts{"100 frame 0", "200 frame 1", "300 frame 2", "400 end"}));
-    EXPECT_FALSE(timer->isValid());
-    EXPECT_EQ(read.processor->assetReaderTimer(), nullptr);
-
-    Read empty(phone);
-    empty.start({.frames = 0});
-    phone.advance(1s);
-    EXPECT_EQ(empty.calls.size(), 1U) << "a track without frames ends with the first tick";
-}
-
 TEST(AssetProcessor, EndsAReadThatFailsAsAtTheEnd)
 {
     simulated::Phone phone;

@@ -154,33 +154,6 @@ TEST(FrameDelivery, TurnsPixelsAndMatrixToTheInterfaceOrientation)
     expectClosed(screen.manager->frameCounts());
 }
 
-TEST(FrameDelivery, EndsASessionWhoseDeviceIsLostWithOneDrop)
-{
-    CaptureScreen screen;
-    screen.startAndRun();
-    screen.frame();
-    screen.back().unplug();
-    screen.phone.run();
-    EXPECT_EQ(screen.client->calls, (Texts{"frame", "error videoFrameError"}));
-    EXPECT_EQ(droppedBy(screen.manager->frameCounts(), DropCause::deviceLost), 1U);
-    expectClosed(screen.manager->frameCounts());
-
-    // It stays stopped until it is asked for, and goes on when the device is back.
-    screen.back().plugIn();
-    screen.phone.advance(1s);
-    EXPECT_FALSE(screen.back().isStarted());
-    screen.manager->resumeCamera();
-    screen.phone.run();
-    screen.phone.advance(33ms);
-    screen.frame();
-    ASSERT_EQ(screen.client->frames.size(), 2U);
-    const FrameTiming before = screen.client->frames[0].imageBuffer()->timing().value();
-    const FrameTiming after = screen.client->frames[1].imageBuffer()->timing().value();
-    EXPECT_EQ(after.sequence, before.sequence + 2);
-    EXPECT_GT(after.captureTime, before.captureTime);
-    EXPECT_GT(after.mediaTime.seconds(), before.mediaTime.seconds());
-}
-
 TEST(FrameDelivery, TellsOneDropWhenADeviceCannotBeStarted)
 {
     CaptureScreen screen;

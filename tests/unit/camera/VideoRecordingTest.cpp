@@ -228,27 +228,6 @@ TEST(VideoRecording, WaitsAMomentForTheSoundOfItsLastFrames)
     EXPECT_EQ(screen.movie("second.mp4").frameTimes.size(), 30U);
 }
 
-TEST(VideoRecording, TakesOneStartAtATimeAndTheNextAtOnceAfterAStop)
-{
-    RecordingScreen screen;
-    screen.manager->stopVideoRecording();
-    screen.record(500ms, "first.mp4");
-    screen.record(500ms, "second.mp4"); // changes nothing
-    EXPECT_EQ(screen.phone.movies().movie("second.mp4"), nullptr);
-
-    screen.phone.movies().script().timeToFinish = 400ms;
-    screen.manager->stopVideoRecording();
-    screen.record(200ms, "third.mp4");
-    EXPECT_EQ(screen.results(), Texts{});
-    screen.phone.advance(300ms);
-    screen.manager->stopVideoRecording();
-    screen.manager->stopVideoRecording();
-    screen.phone.advance(1s);
-    EXPECT_EQ(screen.results(), (Texts{"video first.mp4", "video third.mp4"}));
-    EXPECT_EQ(screen.movie("first.mp4").frameTimes.size(), 30U);
-    EXPECT_EQ(screen.movie("third.mp4").frameTimes.size(), 15U);
-}
-
 TEST(VideoRecording, ThatCannotBeWrittenEndsAtOnce)
 {
     RecordingScreen screen;
@@ -300,17 +279,6 @@ TEST(VideoRecording, LeavesOutAndCountsWhatTheEncoderCannotKeepUpWith)
     EXPECT_GT(counts.recorded, 100U);
     EXPECT_GT(counts.notRecorded, 100U);
     EXPECT_EQ(liveDrops(counts), 1U);
-}
-
-TEST(VideoRecording, DoesNotDependOnTheClientsBuffers)
-{
-    RecordingScreen screen;
-    screen.client->onFrame = nullptr; // keeps them all
-    screen.record(2s);
-    screen.manager->stopVideoRecording();
-    screen.phone.advance(1s);
-    EXPECT_EQ(screen.movie().frameTimes.size(), 60U);
-    EXPECT_GT(screen.manager->frameCounts().droppedBy[static_cast<std::size_t>(DropCause::noBuffer)], 40U);
 }
 
 TEST(VideoRecording, HearsNothingWithoutPermission)

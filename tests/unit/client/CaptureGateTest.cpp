@@ -140,19 +140,6 @@ TEST_F(CaptureGateTest, WhatWasSeenCountsForAWhile)
     EXPECT_EQ(openings_, 2) << "any kind, also one without a name";
 }
 
-TEST_F(CaptureGateTest, WhatWasToldBeforeItIsArmedCounts)
-{
-    make({Condition::still(), Condition::tilted()});
-    still(true);
-    tilted(true);
-    EXPECT_EQ(openings_, 0);
-    gate_->arm();
-    gate_->arm();
-    EXPECT_EQ(openings_, 0) << "never inside an operation of its own";
-    screen_.phone.run();
-    EXPECT_EQ(openings_, 1);
-}
-
 TEST_F(CaptureGateTest, TakesNoSecondShotOfTheSameThing)
 {
     make({Condition::still(), Condition::tilted()});

@@ -391,18 +391,4 @@ TEST(SimulatedDetector, FindsWhatWasAskedForOrWhateverATestProduces)
     EXPECT_EQ(detecting.detector().framesExamined(), (Numbers{0, 1, 2}));
 }
 
-TEST(SimulatedDetector, FindsWhatWasThereWhenTheFrameWasTaken)
-{
-    Detecting detecting;
-    detecting.detector().script().timeToDetect = 100ms;
-    detecting.detector().show(code("then"));
-    detecting.session->startRunning();
-    detecting.frames(1);
-    detecting.detector().show(code("now"));
-    detecting.phone.advance(99ms);
-    EXPECT_EQ(detecting.receiver->batches, Texts{});
-    detecting.phone.advance(1ms);
-    EXPECT_EQ(detecting.receiver->batches, Texts{"then"});
-}
-
 } // namespace tamsel::tests

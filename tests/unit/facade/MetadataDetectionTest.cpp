@@ -160,54 +160,6 @@ TEST(MetadataDetection, LooksTheDelegateUpBeforeEachCall)
     EXPECT_EQ(screen.calls(), Texts{});
 }
 
-TEST(MetadataDetection, TellsNothingWhilePausedStoppedOrReleased)
-{
-    const auto underWay = [](DetectingScreen& screen) {
-        screen.phone.detector().script().timeToDetect = 100ms;
-        screen.phone.detector().show({face(1), code(qr, "text")});
-        screen.startAndRun();
-        screen.frame();
-        EXPECT_EQ(screen.phone.detector().framesExamined().size(), 1U);
-        EXPECT_EQ(screen.calls(), Texts{});
-    };
-
-    DetectingScreen paused;
-    underWay(paused);
-    paused.manager->pauseCamera();
-    paused.phone.advance(1s);
-    EXPECT_EQ(paused.calls(), Texts{});
-    paused.manager->resumeCamera();
-    paused.phone.run();
-    paused.frame();
-    paused.phone.advance(1s);
-    EXPECT_EQ(paused.calls(), (Texts{"face", "codes 1"}));
-
-    DetectingScreen stopped;
-    underWay(stopped);
-    stopped.manager->stopCameraSession();
-    stopped.phone.advance(1s);
-    EXPECT_EQ(stopped.calls(), Texts{});
-
-    DetectingScreen suspended;
-    underWay(suspended);
-    suspended.phone.enterBackground();
-    suspended.phone.advance(1s);
-    EXPECT_EQ(suspended.calls(), Texts{"suspend"});
-    suspended.phone.enterForeground();
-    suspended.phone.run();
-    suspended.frame();
-    suspended.phone.advance(1s);
-    EXPECT_EQ(suspended.calls(), (Texts{"resume", "face", "codes 1"}));
-
-    DetectingScreen released;
-    underWay(released);
-    released.manager.reset();
-    released.phone.advance(1s);
-    EXPECT_EQ(released.calls(), Texts{});
-    EXPECT_TRUE(released.phone.isIdle());
-    EXPECT_FALSE(released.back().isOpen());
-}
-
 TEST(MetadataDetection, LooksAtNothingWhereThePhoneCannotDetect)
 {
     DetectingScreen blind({.detector = {.detectableTypes = {}}});

@@ -57,25 +57,7 @@ struct MotionScreen : CaptureScreen {
     double pitch = 0;
 };
 
-const std::vector both{SourceType::stability(), SourceType::facingAngle()};
-
 } // namespace
-
-TEST(MotionDetection, StartsFacingAngleBeforeStabilityAndEachOnce)
-{
-    MotionScreen screen;
-    screen.detect({SourceType::stability(), SourceType::mic(), SourceType::stability(),
-        SourceType::cameraBack(true), SourceType::facingAngle(), SourceType::facingAngle()});
-    EXPECT_EQ(screen.calls(),
-        (Texts{"setDeviceMotionUpdateInterval 0.2", "startDeviceMotionUpdates", "setGyroUpdateInterval 0.2",
-            "startGyroUpdates", "setDeviceMotionUpdateInterval 0.2"}));
-    EXPECT_EQ(screen.told(1199ms), Texts{"facing -"});
-    EXPECT_EQ(screen.told(1ms), Texts{"stability +"}) << "at the tick when the duration has passed";
-    screen.detect({});
-    EXPECT_EQ(screen.calls(), Texts{}) << "an empty list changes the delegate alone";
-    screen.detect({SourceType::mic(), SourceType::cameraBack(false)});
-    EXPECT_EQ(screen.calls(), Texts{});
-}
 
 TEST(MotionDetection, GivesTheWorkersTheirConfigurationOrTheDefaults)
 {
@@ -128,11 +110,14 @@ TEST(MotionDetection, ReplacesTheWorkerOfAKind)
     EXPECT_EQ(screen.calls(), (Texts{"stopGyroUpdates"}));
     screen.manager->stopMotionWorkers();
     EXPECT_EQ(screen.calls(), Texts{});
-    screen.detect(both);
+    screen.detect({SourceType::stability(), SourceType::mic(), SourceType::stability(),
+        SourceType::cameraBack(true), SourceType::facingAngle(), SourceType::facingAngle()});
     EXPECT_EQ(screen.calls(),
         (Texts{"setDeviceMotionUpdateInterval 0.2", "startDeviceMotionUpdates", "setGyroUpdateInterval 0.2",
             "startGyroUpdates", "setDeviceMotionUpdateInterval 0.2"}))
-        << "nobody is unregistered who has left already";
+        << "facing angle first, each once, and nobody is unregistered who has left already";
+    screen.detect({});
+    EXPECT_EQ(screen.calls(), Texts{}) << "an empty list changes the delegate alone";
     screen.manager->stopAllSessions();
     EXPECT_EQ(screen.calls(),
         (Texts{"stopGyroUpdates", "setDeviceMotionUpdateInterval 0.2", "stopDeviceMotionUpdates"}))
@@ -191,17 +176,12 @@ TEST(MotionDetection, NeedsAMotionSourceAtConstruction)
     for (const std::vector<SourceType>& types :
         {std::vector<SourceType>{}, std::vector{SourceType::cameraBack(true), SourceType::mic()}}) {
         MotionScreen screen({}, types);
-        screen.detect(both);
+        screen.detect({SourceType::stability(), SourceType::facingAngle()});
         ASSERT_TRUE(screen.start(SourceType::stability()).has_value());
         screen.manager->stopMotionWorkers();
         EXPECT_EQ(screen.told(5s), Texts{});
         EXPECT_EQ(screen.calls(), Texts{});
         EXPECT_EQ(screen.manager->motionDelegate(), screen.client) << "kept all the same";
-    }
-    for (const std::vector<SourceType>& types : {std::vector{SourceType::facingAngle()}, both}) {
-        MotionScreen screen({}, types);
-        screen.detect(both);
-        EXPECT_EQ(screen.told(2s), (Texts{"facing -", "stability +"})) << "one helper serves both kinds";
     }
 }
 

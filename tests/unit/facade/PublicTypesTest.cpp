@@ -12,33 +12,6 @@ namespace tamsel::tests {
 using namespace platform;
 using Position = CameraConfiguration::Position;
 
-namespace {
-
-/// Equal to any other asset of the same number.
-struct NumberedAsset final : AVAsset {
-    explicit NumberedAsset(int assetNumber) : number(assetNumber) { }
-    [[nodiscard]] bool isEqual(const AVAsset& other) const override
-    {
-        const auto* numbered = dynamic_cast<const NumberedAsset*>(&other);
-        return numbered && numbered->number == number;
-    }
-    int number;
-};
-
-} // namespace
-
-TEST(SourceTypes, AreEqualByCaseAndPayload)
-{
-    const auto numbered
-        = [](int number) { return SourceType::asset(std::make_shared<NumberedAsset>(number)); };
-    EXPECT_EQ(numbered(1), numbered(1));
-    EXPECT_NE(numbered(1), numbered(2));
-    EXPECT_NE(numbered(1), SourceType::asset(nullptr));
-    EXPECT_NE(SourceType::asset(std::make_shared<AVAsset>()), SourceType::asset(std::make_shared<AVAsset>()));
-    EXPECT_NE(SourceType::cameraFront(true), SourceType::cameraFront(false));
-    EXPECT_NE(SourceType::cameraFront(true), SourceType::cameraBack(true));
-}
-
 TEST(MetadataKinds, ConvertToTheirIdentifiersAndBack)
 {
     const std::vector<std::string> identifiers{"org.iso.Code39", "org.iso.Code39Mod43", "com.intermec.Code93",

@@ -46,23 +46,6 @@ TEST(Queries, TellFiveThingsOfFourKindsOfPermission)
     }
 }
 
-TEST(Queries, FindACameraByThePositionWhateverElseTheSourceSays)
-{
-    simulated::Phone phone({.cameras = {{.position = AVCaptureDevicePosition::back}}});
-    const auto manager = managerFor(phone, {});
-    for (const bool isRecorded : {false, true}) {
-        EXPECT_TRUE(manager->isSourceAvailable(SourceType::cameraBack(isRecorded)));
-        EXPECT_FALSE(manager->isSourceAvailable(SourceType::cameraFront(isRecorded)));
-    }
-    // Permission is another question, and the answer follows the plug at once.
-    phone.setAuthorization(AVMediaType::video, Status::denied);
-    EXPECT_TRUE(manager->isSourceAvailable(SourceType::cameraBack(false)));
-    phone.camera(AVCaptureDevicePosition::back).unplug();
-    EXPECT_FALSE(manager->isSourceAvailable(SourceType::cameraBack(false)));
-    phone.camera(AVCaptureDevicePosition::back).plugIn();
-    EXPECT_TRUE(manager->isSourceAvailable(SourceType::cameraBack(false)));
-}
-
 TEST(Queries, KnowAGyroscopeOnlyWithAMotionSource)
 {
     simulated::Phone phone;

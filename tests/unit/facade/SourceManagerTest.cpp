@@ -151,22 +151,6 @@ TEST(SourceManager, TakesTheDeviceOverWhenASecondCameraStarts)
     }
 }
 
-TEST(SourceManager, StopsTheCameraAndSaysSoWhenItIsDestroyed)
-{
-    CaptureScreen screen;
-    screen.startAndRun();
-    screen.back().produceFrame();
-    screen.phone.journal().clear();
-    screen.manager.reset();
-    EXPECT_EQ(screen.phone.journal().texts("line"), Texts{"line \"Source Manager deinit\""});
-    screen.phone.run();
-    EXPECT_EQ(screen.phone.journal().texts("stopRunning").size(), 1U);
-    EXPECT_EQ(screen.phone.journal().texts("remove"), Texts{"removeInput video"});
-    EXPECT_EQ(screen.client->calls, Texts{});
-    EXPECT_FALSE(screen.back().isOpen());
-    EXPECT_TRUE(screen.phone.isIdle());
-}
-
 TEST(SourceManager, TellsTheClientOfTheBackgroundAfterTheSessionHasStopped)
 {
     CaptureScreen screen;

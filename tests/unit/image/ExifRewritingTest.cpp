@@ -75,29 +75,6 @@ std::size_t differences(const Bytes& before, const Bytes& after)
 
 } // namespace
 
-TEST(ExifRewriting, MovesNoByteOfWhatIsThere)
-{
-    for (const ByteOrder order : bothOrders) {
-        const Bytes before = phoneExif(order);
-        const Bytes after = rewritten(before, tiff({{"Software", "Another 2.0"}, {"Model", "Phone"}}));
-        EXPECT_EQ(textOf(after, "Software"), "Another 2.0");
-        EXPECT_EQ(textOf(after, "Model"), "Phone");
-        EXPECT_EQ(textOf(after, "Make"), "Maker");
-        EXPECT_LE(differences(before, after), 4U) << "only the place of the first directory";
-        EXPECT_EQ(after.size() % 2, 0U);
-        const auto old = TiffBlock::open(before);
-        const auto anew = TiffBlock::open(after);
-        ASSERT_TRUE(old && anew);
-        EXPECT_EQ(old->first().next, anew->first().next) << "the thumbnail";
-        EXPECT_EQ(anew->first().entries.size(), old->first().entries.size() + 1);
-        for (const std::uint16_t tag : std::initializer_list<std::uint16_t>{0xC000, 0x8769, 0xC634}) {
-            const auto oldRaw = formats::ByteView(before).subspan(old->first().find(tag)->place, 12);
-            const auto newRaw = formats::ByteView(after).subspan(anew->first().find(tag)->place, 12);
-            EXPECT_TRUE(formats::areEqual(oldRaw, newRaw)) << tag;
-        }
-    }
-}
-
 TEST(ExifRewriting, OfValuesThatAreThereChangesTheirEntriesOnly)
 {
     for (const ByteOrder order : bothOrders) {

@@ -228,14 +228,4 @@ TEST(MotionHelper, EndsItsStreamsWhenItIsReleasedAndKeepsNothing)
     }
 }
 
-TEST(MotionHelper, CompletesARegistrationAlsoWhenItIsReleasedMeanwhile)
-{
-    HelperBench bench;
-    bench.addStability();
-    bench.helper.reset();
-    EXPECT_EQ(bench.calls(), (Texts{"setGyroUpdateInterval 0.2", "startGyroUpdates"}));
-    bench.phone.advance(5s);
-    EXPECT_EQ(bench.outcomes, Texts{});
-}
-
 } // namespace tamsel::tests

@@ -139,22 +139,6 @@ TEST(MotionLog, RefusesWhatIsNotALogInOneLineThatSaysWhere)
     EXPECT_EQ(MotionLog::read("/dev/null").error().localizedDescription, "/dev/null:1: the log is empty");
 }
 
-TEST(MotionLog, GivesTheNewestRowThatIsNotLater)
-{
-    const auto log = logOf("t,x,y,z\n7,1,0,0\n7.1,2,0,0\n7.1,3,0,0\n7.4,4,0,0\n");
-    const auto rateAt = [&](std::chrono::nanoseconds offset) {
-        const MotionLog::Row* row = log->rowAt(offset);
-        return row ? row->rotationRate->x : -1;
-    };
-    EXPECT_EQ(rateAt(-1ns), -1);
-    EXPECT_EQ(rateAt(0ns), 1);
-    EXPECT_EQ(rateAt(100ms - 1ns), 1);
-    EXPECT_EQ(rateAt(100ms), 3) << "of two at the same time the later line";
-    EXPECT_EQ(rateAt(400ms - 1ns), 3);
-    EXPECT_EQ(rateAt(400ms), 4);
-    EXPECT_EQ(rateAt(400ms + 1ns), -1) << "nothing is made up after the end";
-}
-
 namespace {
 
 /// The times and values of what the gyroscope of a phone says.

@@ -26,8 +26,6 @@ struct Bench {
         worker.setResponseQueue(phone.makeQueue("response"));
         worker.setUpdateCallback([this](const MotionHelperWorker::Outcome& outcome) {
             told += outcome ? (*outcome ? "+" : "-") : "!";
-            if (!outcome)
-                errors.push_back(outcome.error());
         });
     }
 
@@ -43,7 +41,6 @@ struct Bench {
     ScriptedClock clock;
     Platform platform = with(phone.platform(), clock);
     std::string told;
-    std::vector<MotionHelperError> errors;
 };
 
 struct Stability : Bench {
@@ -59,13 +56,6 @@ struct Stability : Bench {
         return take();
     }
     std::string sample(double time, double x = 0) { return sample(time, {x, 0, 0}); }
-    std::string samples(const std::vector<double>& times, double x = 0)
-    {
-        std::string all;
-        for (const double time : times)
-            all += sample(time, x);
-        return all;
-    }
     /// A quarter of a second apart, beginning at 10.
     std::string rates(const std::vector<CMRotationRate>& rates)
     {
@@ -189,27 +179,6 @@ TEST(StabilityWorker, ReadsTheClockInEachStepAnew)
     EXPECT_EQ(stability.clock.reads, 12);
     stability.worker.handleGyroData(std::nullopt, std::nullopt);
     EXPECT_EQ(stability.clock.reads, 12);
-}
-
-TEST(StabilityWorker, PassesOnEachMissingSampleAndNothingElseChanges)
-{
-    Stability stability;
-    const Error broken{.localizedDescription = "broken", .code = 7};
-    EXPECT_EQ(stability.samples({10, 10.25, 10.5, 10.75}), "");
-    for (const MotionHelperWorker::SampleError& error :
-        {MotionHelperWorker::SampleError(broken), MotionHelperWorker::SampleError(),
-            MotionHelperWorker::SampleError(MotionHelperError::ServiceNotAvailable{})}) {
-        stability.worker.handleGyroData(std::nullopt, error);
-        EXPECT_EQ(stability.take(), "!");
-        EXPECT_EQ(stability.errors.back(), MotionHelperError::frameworkError(error));
-    }
-    EXPECT_EQ(stability.worker.latestStableTimestamp(), 10.25);
-    EXPECT_EQ(stability.sample(11.25), "+");
-    stability.worker.handleGyroData(std::nullopt, broken);
-    EXPECT_EQ(stability.take(), "!");
-    EXPECT_EQ(stability.sample(11.5), "") << "the verdict stands";
-    stability.worker.handleGyroData(CMGyroData{}, broken);
-    EXPECT_EQ(stability.take(), "") << "a sample counts, whatever came with it";
 }
 
 TEST(FacingAngleWorker, TellsTheFirstVerdictAndEachChange)

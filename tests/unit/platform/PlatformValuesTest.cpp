@@ -1,10 +1,7 @@
-#include <tamsel/platform/CALayer.h>
-#include <tamsel/platform/CVPixelBuffer.h>
 #include <tamsel/platform/FrameLedger.h>
 #include <tamsel/platform/Geometry.h>
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/UIDevice.h>
-#include <tamsel/platform/WorkItem.h>
 #include <tamsel/platform/debugDescription.h>
 
 #include <gtest/gtest.h>
@@ -102,30 +99,6 @@ TEST(Notifications, HandlersMayHoldWhatAsksTheCenterWhenItGoes)
     EXPECT_EQ(gone, 1);
     center.removeObserver(owner.get());
     EXPECT_EQ(gone, 2);
-}
-
-TEST(WorkItems, MoveWhatTheyHoldAndDestroyItOnce)
-{
-    const auto counted = std::make_shared<int>(0);
-    WorkItem item([counted] { ++*counted; });
-    WorkItem other = std::move(item);
-    EXPECT_EQ(counted.use_count(), 2);
-    other();
-    item = std::move(other);
-    item();
-    EXPECT_EQ(*counted, 2);
-    item = WorkItem([] { });
-    EXPECT_EQ(counted.use_count(), 1);
-}
-
-TEST(PixelBuffers, PadTheirRowsAndTakeAnySize)
-{
-    CVPixelBuffer odd(17, 3);
-    EXPECT_EQ(odd.bytesPerRow(), 128U);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(odd.baseAddress()) % 64, 0U);
-    EXPECT_EQ(odd.pixelFormat(), 1111970369U);
-    CVPixelBuffer empty(0, 0);
-    EXPECT_NE(empty.baseAddress(), nullptr);
 }
 
 TEST(FrameLedgers, CloseTheirSumAlsoWhileFramesFlow)
