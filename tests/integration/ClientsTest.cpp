@@ -147,18 +147,4 @@ TEST(Clients, MayLeaveTheHostInTheMiddleOfEverything)
     }
 }
 
-TEST(Clients, MayLeaveTheHostWhileTheirCameraIsSetUp)
-{
-    std::mt19937 random(12);
-    for (int number = 0; number < 60; ++number) {
-        HostScreen screen("test:64x48@200");
-        screen.manager->setMetadataDetection({MetadataObjectType::qr}, {});
-        ASSERT_TRUE(screen.start());
-        for (unsigned turns = random() % 4; turns > 0; --turns)
-            screen.host.runOnce(1ms);
-        for (auto yields = random() % 500; yields > 0; --yields)
-            std::this_thread::yield();
-    }
-}
-
 } // namespace tamsel::tests

@@ -65,57 +65,20 @@ TEST(HostQueries, ReportCamerasThatAppearAndDisappear)
     change([&] { std::filesystem::copy_file(sample(), file); }, " +");
 }
 
-TEST(HostQueries, FollowADeviceNodeAndItsPermission)
+TEST(HostQueries, FollowAPolicyAtOnce)
 {
-    const auto error = std::make_shared<std::atomic<int>>(ENOENT);
-    host::V4L2Calls calls = host::systemV4L2Calls();
-    calls.access = [error](const char* /*path*/, int mode) {
-        const int current = *error;
-        errno = current;
-        return current == 0 || (current == EACCES && mode == F_OK) ? 0 : -1;
-    };
-    HostScreen screen(
-        {.backCamera = host::HostInput{.input = "/dev/video99"}, .systemCalls = std::move(calls)});
-    Platform& platform = screen.host.platform();
-    const auto isThere = [&] { return screen.manager->isSourceAvailable(SourceType::cameraBack(false)); };
-    EXPECT_FALSE(isThere());
-    EXPECT_TRUE(Manager::isCameraAuthorized(platform));
-
-    *error = EACCES; // plugged in, and not for this user
-    EXPECT_TRUE(isThere());
-    EXPECT_TRUE(Manager::isMissingCameraPermission(platform));
-    EXPECT_FALSE(screen.start());
-
-    *error = 0;
-    EXPECT_TRUE(Manager::isCameraAuthorized(platform));
-    *error = ENOENT;
-    EXPECT_FALSE(isThere());
-}
-
-TEST(HostQueries, FollowAPolicyAtOnceWhileACameraRuns)
-{
-    HostScreen screen(host::HostConfiguration{.backCamera = host::HostInput{.input = "test:64x48@100"},
-        .videoAuthorization = Status::notDetermined,
-        .audioAuthorization = Status::denied});
+    HostScreen screen(host::HostConfiguration{
+        .videoAuthorization = Status::notDetermined, .audioAuthorization = Status::denied});
     Platform& platform = screen.host.platform();
     EXPECT_TRUE(Manager::isMissingCameraPermission(platform));
     EXPECT_TRUE(Manager::isMissingMicPermission(platform));
     EXPECT_FALSE(screen.start());
-
     screen.host.setAuthorization(AVMediaType::video, std::nullopt);
     screen.host.setAuthorization(AVMediaType::audio, Status::authorized);
     EXPECT_TRUE(Manager::isCameraAuthorized(platform));
     EXPECT_TRUE(Manager::isMicAuthorized(platform));
-    ASSERT_TRUE(screen.start());
-    EXPECT_TRUE(screen.manager->canRecordVideo());
-    ASSERT_TRUE(screen.runUntil([&] { return screen.client->count > 0; }));
-
     screen.host.setAuthorization(AVMediaType::video, Status::restricted);
     EXPECT_TRUE(Manager::isCameraRestricted(platform));
-    EXPECT_FALSE(Manager::isMissingCameraPermission(platform));
-    EXPECT_FALSE(screen.manager->canRecordVideo());
-    EXPECT_TRUE(screen.manager->isCameraActive());
-    EXPECT_FALSE(screen.start()) << "what runs goes on, and nothing new starts";
 }
 
 TEST(HostQueries, AreAnsweredOnAnyThreadWhileCamerasComeAndGo)

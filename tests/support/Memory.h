@@ -3,7 +3,10 @@
 #include <unistd.h>
 
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <string>
 
 namespace tamsel::tests {
 
@@ -24,6 +27,13 @@ inline std::size_t residentKilobytes()
     std::size_t resident = 0;
     stream >> total >> resident;
     return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024;
+}
+
+/// How many entries a folder of the process has: "fd" or "task".
+inline std::ptrdiff_t countOwn(const std::string& what)
+{
+    const std::filesystem::directory_iterator entries("/proc/self/" + what);
+    return std::distance(begin(entries), end(entries));
 }
 
 } // namespace tamsel::tests

@@ -1,3 +1,4 @@
+#include <support/Memory.h>
 #include <unit/engine/DispatchSupport.h>
 
 #include <gtest/gtest.h>

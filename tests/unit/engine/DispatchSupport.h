@@ -8,11 +8,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <thread>
 
 namespace tamsel::tests {
@@ -71,13 +69,6 @@ inline void runUntil(engine::ThreadRunLoop& loop, const std::function<bool()>& h
             giveUp();
         loop.runOnce(std::chrono::milliseconds(1));
     }
-}
-
-/// How many entries a folder of the process has: "fd" or "task".
-inline std::ptrdiff_t countOwn(const std::string& what)
-{
-    const std::filesystem::directory_iterator entries("/proc/self/" + what);
-    return std::distance(begin(entries), end(entries));
 }
 
 } // namespace tamsel::tests
