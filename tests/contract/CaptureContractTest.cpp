@@ -353,9 +353,6 @@ TEST_P(CaptureContract, CountsALostFrameBeforeItsLossIsReported)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Simulated, CaptureContract, testing::Values(BackEnd{"simulated", &makeSimulatedPlatform}));
-#ifdef TAMSEL_HOST
-INSTANTIATE_TEST_SUITE_P(Host, CaptureContract, testing::Values(BackEnd{"host", &makeHostPlatform}));
-#endif
+    BackEnds, CaptureContract, testing::ValuesIn(backEnds()), testing::PrintToStringParamName());
 
 } // namespace tamsel::tests

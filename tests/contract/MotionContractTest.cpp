@@ -142,9 +142,6 @@ TEST_P(MotionContract, EndsTheStreamsOfAManagerThatGoesAwayAndNoOther)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Simulated, MotionContract, testing::Values(BackEnd{"simulated", &makeSimulatedPlatform}));
-#ifdef TAMSEL_HOST
-INSTANTIATE_TEST_SUITE_P(Host, MotionContract, testing::Values(BackEnd{"host", &makeHostPlatform}));
-#endif
+    BackEnds, MotionContract, testing::ValuesIn(backEnds()), testing::PrintToStringParamName());
 
 } // namespace tamsel::tests

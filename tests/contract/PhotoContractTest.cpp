@@ -180,9 +180,6 @@ TEST_P(PhotoContract, SaysNothingToADelegateThatIsGone)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Simulated, PhotoContract, testing::Values(BackEnd{"simulated", &makeSimulatedPlatform}));
-#ifdef TAMSEL_HOST
-INSTANTIATE_TEST_SUITE_P(Host, PhotoContract, testing::Values(BackEnd{"host", &makeHostPlatform}));
-#endif
+    BackEnds, PhotoContract, testing::ValuesIn(backEnds()), testing::PrintToStringParamName());
 
 } // namespace tamsel::tests

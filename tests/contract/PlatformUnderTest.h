@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace tamsel::tests {
 
@@ -39,5 +40,15 @@ inline void PrintTo(const BackEnd& backEnd, std::ostream* stream)
 
 [[nodiscard]] std::unique_ptr<PlatformUnderTest> makeSimulatedPlatform();
 [[nodiscard]] std::unique_ptr<PlatformUnderTest> makeHostPlatform();
+
+/// All that are built.
+[[nodiscard]] inline std::vector<BackEnd> backEnds()
+{
+    std::vector<BackEnd> all{{"simulated", &makeSimulatedPlatform}};
+#ifdef TAMSEL_HOST
+    all.push_back({"host", &makeHostPlatform});
+#endif
+    return all;
+}
 
 } // namespace tamsel::tests

@@ -155,9 +155,6 @@ TEST_P(RecordingContract, CompletesTheFileAlsoWhenNobodyIsLeft)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Simulated, RecordingContract, testing::Values(BackEnd{"simulated", &makeSimulatedPlatform}));
-#ifdef TAMSEL_HOST
-INSTANTIATE_TEST_SUITE_P(Host, RecordingContract, testing::Values(BackEnd{"host", &makeHostPlatform}));
-#endif
+    BackEnds, RecordingContract, testing::ValuesIn(backEnds()), testing::PrintToStringParamName());
 
 } // namespace tamsel::tests

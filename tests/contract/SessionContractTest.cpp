@@ -110,9 +110,6 @@ TEST_P(SessionContract, EndsEachStillThatWasAskedForBeforeAStop)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Simulated, SessionContract, testing::Values(BackEnd{"simulated", &makeSimulatedPlatform}));
-#ifdef TAMSEL_HOST
-INSTANTIATE_TEST_SUITE_P(Host, SessionContract, testing::Values(BackEnd{"host", &makeHostPlatform}));
-#endif
+    BackEnds, SessionContract, testing::ValuesIn(backEnds()), testing::PrintToStringParamName());
 
 } // namespace tamsel::tests
