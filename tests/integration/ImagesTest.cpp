@@ -47,6 +47,12 @@ const std::vector<Format> formats{
     {"JPEG", [](const Pixels& picture, int orientation) { return jpegFile(picture, orientation); }, 6},
     {"PNG", &pngFile}, {"WebP", &webPFile}, {"TIFF", &tiffFile}};
 
+/// `slopes(80, 64)`, to be turned clockwise; its Exif data says counterclockwise.
+std::string turnedHeic()
+{
+    return readFile(testData("image/generated_turned.heic"));
+}
+
 TEST(Images, AreTurnedUprightOnceAndOnlyWhenAsked)
 {
     const Pixels picture = slopes(45, 37); // more than a tile, and no multiple of one
@@ -71,18 +77,15 @@ TEST(Images, AreTurnedUprightOnceAndOnlyWhenAsked)
 
 TEST(Images, TheTurnOfAHeicFileCountsAndItsExifDataDoesNot)
 {
+#ifndef TAMSEL_HEIF
+    GTEST_SKIP() << "libheif is missing";
+#endif
     const Pixels picture = slopes(80, 64);
-    for (int orientation = 1; orientation <= 8; ++orientation) {
-        SCOPED_TRACE(orientation);
-        const auto file = heicFile(picture, orientation, orientation == 6 ? 8 : 6);
-        if (!file)
-            GTEST_SKIP() << "libheif is missing, or cannot encode HEIC";
-        const Pixels expected = uprightPicture(picture, orientation);
-        EXPECT_EQ(open(*file, turned)->size(), sizeOf(expected));
-        EXPECT_LE(difference(decoded(*file, turned), expected), 8);
-        EXPECT_EQ(open(*file)->size(), sizeOf(picture));
-        EXPECT_LE(difference(decoded(*file), picture), 8);
-    }
+    const Pixels expected = uprightPicture(picture, 6);
+    EXPECT_EQ(open(turnedHeic(), turned)->size(), sizeOf(expected));
+    EXPECT_LE(difference(decoded(turnedHeic(), turned), expected), 8);
+    EXPECT_EQ(open(turnedHeic())->size(), sizeOf(picture));
+    EXPECT_LE(difference(decoded(turnedHeic()), picture), 8);
 }
 
 TEST(Images, PhotographsOfPhonesComeUpright)
@@ -113,24 +116,19 @@ TEST(Images, PhotographsOfPhonesComeUpright)
 
 TEST(Images, EveryKindOfPixelBecomesBgraWithItsAlpha)
 {
-    const auto png = [](const RawPng& description, const std::vector<std::uint8_t>& rows) {
-        return decoded(rawPngFile(description, rows)).words;
+    const auto png = [](const RawPng& description, const std::vector<std::uint8_t>& row) {
+        return decoded(rawPngFile(description, row)).words;
     };
     using Words = std::vector<std::uint32_t>;
-    EXPECT_EQ(png({2, 1, 8, 0}, {0x20, 0xf0}), (Words{0xff202020, 0xfff0f0f0})) << "grey";
-    EXPECT_EQ(png({8, 1, 1, 0}, {0xa0}),
+    EXPECT_EQ(png({2, 8, 0}, {0x20, 0xf0}), (Words{0xff202020, 0xfff0f0f0})) << "grey";
+    EXPECT_EQ(png({8, 1, 0}, {0xa0}),
         (Words{
             0xffffffff, 0xff000000, 0xffffffff, 0xff000000, 0xff000000, 0xff000000, 0xff000000, 0xff000000}));
-    EXPECT_EQ(png({1, 2, 8, 4}, {0x20, 0x80, 0xf0, 0}), (Words{0x80202020, 0x00f0f0f0})) << "grey with alpha";
-    EXPECT_EQ(png({2, 1, 8, 3, false, {1, 2, 3, 9, 8, 7}, {0x40}}, {1, 0}), (Words{0xff090807, 0x40010203}))
+    EXPECT_EQ(png({2, 8, 4}, {0x20, 0x80, 0xf0, 0}), (Words{0x80202020, 0x00f0f0f0})) << "grey with alpha";
+    EXPECT_EQ(png({2, 8, 3, {1, 2, 3, 9, 8, 7}, {0x40}}, {1, 0}), (Words{0xff090807, 0x40010203}))
         << "palette with alpha";
-    EXPECT_EQ(png({1, 1, 16, 6}, {0x12, 0x7f, 0x34, 0x81, 0x56, 0, 0x80, 0}), (Words{0x80123456}))
+    EXPECT_EQ(png({1, 16, 6}, {0x12, 0x7f, 0x34, 0x81, 0x56, 0, 0x80, 0}), (Words{0x80123456}))
         << "16 bits, with alpha";
-    std::vector<std::uint8_t> rows(std::size_t{19 * 11 * 3});
-    for (std::size_t index = 0; index < rows.size(); ++index)
-        rows[index] = static_cast<std::uint8_t>(index * 7);
-    EXPECT_EQ(png({19, 11, 8, 2, true}, rows), png({19, 11, 8, 2}, rows)) << "interlaced";
-
     const Pixels seeThrough = slopes(9, 5, 0x80);
     EXPECT_EQ(decoded(webPFile(seeThrough)), seeThrough);
     const auto flat = [](const std::vector<std::uint8_t>& channels) {
@@ -158,8 +156,8 @@ TEST(Images, FilesOfOtherProgramsDecodeToTheSamePixels)
         const char* arguments;
         int tolerance = 0;
     };
-    for (const Case& one : {Case{"a.bmp", "-pix_fmt bgr24"}, Case{"b.bmp", "-pix_fmt bgra"},
-             Case{"a.tiff", "-compression_algo lzw"},
+    for (const Case& one : {Case{"interlaced.png", "-flags +ildct"}, Case{"a.bmp", "-pix_fmt bgr24"},
+             Case{"b.bmp", "-pix_fmt bgra"}, Case{"a.tiff", "-compression_algo lzw"},
              Case{"b.tiff", "-compression_algo deflate -pix_fmt rgb48le"},
              Case{"c.tiff", "-compression_algo packbits -pix_fmt rgba"}, Case{"a.webp", "-lossless 1"},
              Case{"a.gif",
@@ -260,9 +258,8 @@ TEST(Images, DamagedFilesGiveAnErrorOrAPicture)
     std::vector<std::string> files;
     for (const Format& format : formats)
         files.push_back(format.file(picture, 6));
-    if (const auto heic = heicFile(slopes(64, 64), 6, 6))
-        files.push_back(*heic);
-    for (const char* name : {"generated.avif", "generated.bmp", "generated_two_frames.gif"})
+    for (const char* name :
+        {"generated_turned.heic", "generated.avif", "generated.bmp", "generated_two_frames.gif"})
         files.push_back(readFile(testData(std::string("image/") + name)));
     testing::internal::CaptureStderr(); // of which nothing here may write
     std::mt19937 random(3);
@@ -308,8 +305,9 @@ TEST(Images, ManyThreadsMayDecodeAtOnce)
     std::vector<Pixels> expected;
     for (const Format& format : formats)
         images.push_back(open(format.file(picture, 7), turned));
-    if (const auto heic = heicFile(slopes(64, 64), 6, 6))
-        images.push_back(open(*heic, turned));
+#ifdef TAMSEL_HEIF
+    images.push_back(open(turnedHeic(), turned));
+#endif
     for (const auto& image : images)
         expected.emplace_back(*image->decode().value());
     std::vector<std::jthread> threads;

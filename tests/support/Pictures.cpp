@@ -3,10 +3,6 @@
 #include <host/image/HostImages.h>
 
 #include <libdeflate.h>
-#ifdef TAMSEL_HEIF
-#include <libheif/heif.h>
-#endif
-#include <png.h>
 #include <turbojpeg.h>
 #include <webp/encode.h>
 
@@ -227,124 +223,23 @@ std::string tiffFile(const Pixels& picture, int orientation)
         + little(8, 2) + little(8, 2) + strip;
 }
 
-#ifdef TAMSEL_HEIF
-namespace {
-
-/// libheif states the upright size, and the turn before it. Phones state the stored size first, then the turn.
-void orderAsPhonesDo(std::string& file, const Pixels& stored)
+std::string rawPngFile(const RawPng& description, const std::vector<std::uint8_t>& row)
 {
-    std::size_t box = file.find("ipco") + 4;
-    std::string turns; // the numbers of these properties
-    for (char number = 1;; ++number) {
-        const std::string kind = file.substr(box + 4, 4);
-        if (kind == "ipma")
-            break;
-        if (kind == "irot" || kind == "imir")
-            turns.push_back(number);
-        if (kind == "ispe")
-            file.replace(box + 12, 8,
-                big(static_cast<std::uint32_t>(stored.width), 4)
-                    + big(static_cast<std::uint32_t>(stored.height), 4));
-        box += static_cast<unsigned char>(file[box + 3]); // none is longer
-    }
-    const std::size_t count = box + 8 + 4 + 4 + 2;
-    const std::string associations = file.substr(count + 1, static_cast<std::size_t>(file[count]));
-    std::string sizes;
-    std::string moves;
-    for (const char property : associations)
-        (turns.find(static_cast<char>(property & 0x7f)) == turns.npos ? sizes : moves) += property;
-    file.replace(count + 1, associations.size(), sizes + moves);
-}
-
-} // namespace
-
-std::optional<std::string> heicFile(const Pixels& picture, int orientation, int exifOrientation)
-{
-    heif_context* context = heif_context_alloc();
-    heif_encoder* encoder = nullptr;
-    if (heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code != heif_error_Ok) {
-        heif_context_free(context);
-        return std::nullopt;
-    }
-    heif_encoder_set_lossy_quality(encoder, 100);
-    heif_encoder_set_parameter(encoder, "chroma", "444");
-    heif_image* image = nullptr;
-    heif_image_create(
-        picture.width, picture.height, heif_colorspace_RGB, heif_chroma_interleaved_RGB, &image);
-    heif_image_add_plane(image, heif_channel_interleaved, picture.width, picture.height, 8);
-    int stride = 0;
-    std::uint8_t* plane = heif_image_get_plane(image, heif_channel_interleaved, &stride);
-    for (int y = 0; y < picture.height; ++y) {
-        for (int x = 0; x < picture.width; ++x) {
-            const std::string colours = big(picture.at(x, y) & 0xffffff, 3);
-            std::memcpy(plane + y * stride + x * 3, colours.data(), 3);
-        }
-    }
-    heif_encoding_options* options = heif_encoding_options_alloc();
-    options->image_orientation = static_cast<heif_orientation>(orientation);
-    heif_image_handle* handle = nullptr;
-    const heif_error error = heif_context_encode_image(context, image, encoder, options, &handle);
-    std::string file;
-    if (error.code == heif_error_Ok) {
-        const std::string claim = exif(exifOrientation);
-        heif_context_add_exif_metadata(context, handle, claim.data(), static_cast<int>(claim.size()));
-        heif_writer writer{.writer_api_version = 1,
-            .write = [](heif_context*, const void* data, std::size_t size, void* target) {
-                static_cast<std::string*>(target)->assign(static_cast<const char*>(data), size);
-                return heif_error{};
-            }};
-        heif_context_write(context, &writer, &file);
-        heif_image_handle_release(handle);
-    }
-    heif_encoding_options_free(options);
-    heif_image_release(image);
-    heif_encoder_release(encoder);
-    heif_context_free(context);
-    if (file.empty())
-        return std::nullopt;
-    orderAsPhonesDo(file, picture);
-    return file;
-}
-#else
-std::optional<std::string> heicFile(const Pixels&, int, int)
-{
-    return std::nullopt;
-}
-#endif
-
-std::string rawPngFile(const RawPng& description, std::vector<std::uint8_t> rows)
-{
-    std::string file;
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    png_set_write_fn(
-        png, &file,
-        [](png_structp writer, png_bytep data, std::size_t size) {
-            static_cast<std::string*>(png_get_io_ptr(writer))->append(text(data, size));
-        },
-        [](png_structp) {});
-    png_set_IHDR(png, info, static_cast<png_uint_32>(description.width),
-        static_cast<png_uint_32>(description.height), description.bitDepth, description.colourType,
-        description.isInterlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-        PNG_FILTER_TYPE_DEFAULT);
-    std::vector<png_color> palette;
-    for (std::size_t index = 0; index + 2 < description.palette.size(); index += 3)
-        palette.push_back(
-            {description.palette[index], description.palette[index + 1], description.palette[index + 2]});
-    if (!palette.empty())
-        png_set_PLTE(png, info, palette.data(), static_cast<int>(palette.size()));
-    if (!description.paletteAlpha.empty())
-        png_set_tRNS(png, info, description.paletteAlpha.data(),
-            static_cast<int>(description.paletteAlpha.size()), nullptr);
-    png_set_gAMA(png, info, 1.0); // colours stay as they are stored
-    std::vector<png_bytep> pointers;
-    const std::size_t rowSize = rows.size() / static_cast<std::size_t>(description.height);
-    for (std::size_t row = 0; row < static_cast<std::size_t>(description.height); ++row)
-        pointers.push_back(rows.data() + row * rowSize);
-    png_set_rows(png, info, pointers.data());
-    png_write_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
-    png_destroy_write_struct(&png, &info);
-    return file;
+    const std::string stored = '\0' + text(row.data(), row.size()); // its filter is none
+    libdeflate_compressor* compressor = libdeflate_alloc_compressor(1);
+    std::string packed(libdeflate_zlib_compress_bound(compressor, stored.size()), '\0');
+    packed.resize(
+        libdeflate_zlib_compress(compressor, stored.data(), stored.size(), packed.data(), packed.size()));
+    libdeflate_free_compressor(compressor);
+    const auto chunk = [](const std::string& kind, const std::vector<std::uint8_t>& content) {
+        return content.empty() ? "" : pngChunk(kind + text(content.data(), content.size()));
+    };
+    return "\x89PNG\r\n\x1a\n"
+        + pngChunk("IHDR" + big(description.width, 4) + big(1, 4) + big(description.bitDepth, 1)
+            + big(description.colourType, 1) + big(0, 3))
+        + pngChunk("gAMA" + big(100'000, 4)) // colours stay as they are stored
+        + chunk("PLTE", description.palette) + chunk("tRNS", description.paletteAlpha)
+        + pngChunk("IDAT" + packed) + pngChunk("IEND");
 }
 
 std::string flatJpegFile(int width, int height, const std::vector<std::uint8_t>& channels)

@@ -48,21 +48,15 @@ struct Pixels {
 [[nodiscard]] std::string pngFile(const Pixels& picture, int orientation = 0);
 [[nodiscard]] std::string webPFile(const Pixels& picture, int orientation = 0);
 [[nodiscard]] std::string tiffFile(const Pixels& picture, int orientation = 0);
-/// Absent where no encoder is at hand. `exifOrientation` is what the Exif data claims beside the file's own turn.
-[[nodiscard]] std::optional<std::string> heicFile(
-    const Pixels& picture, int orientation, int exifOrientation);
-
-/// A PNG file by libpng, from rows as they are stored; a palette has three bytes an entry.
+/// A PNG file from one row as it is stored; a palette has three bytes an entry.
 struct RawPng {
-    int width;
-    int height;
-    int bitDepth;
-    int colourType;
-    bool isInterlaced = false;
+    std::uint32_t width;
+    std::uint32_t bitDepth;
+    std::uint32_t colourType;
     std::vector<std::uint8_t> palette = {};
     std::vector<std::uint8_t> paletteAlpha = {};
 };
-[[nodiscard]] std::string rawPngFile(const RawPng& description, std::vector<std::uint8_t> rows);
+[[nodiscard]] std::string rawPngFile(const RawPng& description, const std::vector<std::uint8_t>& row);
 
 [[nodiscard]] std::string pngChunk(const std::string& kindAndContent);
 
