@@ -116,42 +116,6 @@ void FakeV4L2::plugIn()
     buffers_.clear();
 }
 
-v4l2_pix_format FakeV4L2::format() const
-{
-    const std::lock_guard lock(guard_);
-    return pixels_;
-}
-
-std::optional<v4l2_fract> FakeV4L2::interval() const
-{
-    const std::lock_guard lock(guard_);
-    return interval_;
-}
-
-std::size_t FakeV4L2::queuedBuffers() const
-{
-    const std::lock_guard lock(guard_);
-    return static_cast<std::size_t>(std::ranges::count(buffers_, true, &Buffer::isQueued));
-}
-
-std::size_t FakeV4L2::openDescriptors() const
-{
-    const std::lock_guard lock(guard_);
-    return descriptors_.size();
-}
-
-std::size_t FakeV4L2::mappings() const
-{
-    const std::lock_guard lock(guard_);
-    return mappings_.size();
-}
-
-std::vector<std::string> FakeV4L2::mistakes() const
-{
-    const std::lock_guard lock(guard_);
-    return mistakes_;
-}
-
 int FakeV4L2::open(const char* node)
 {
     const std::lock_guard lock(guard_);

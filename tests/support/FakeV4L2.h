@@ -4,6 +4,7 @@
 
 #include <linux/videodev2.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -55,13 +56,16 @@ public:
     void unplug();
     void plugIn();
 
-    [[nodiscard]] v4l2_pix_format format() const;
-    [[nodiscard]] std::optional<v4l2_fract> interval() const;
-    [[nodiscard]] std::size_t queuedBuffers() const;
-    [[nodiscard]] std::size_t openDescriptors() const;
-    [[nodiscard]] std::size_t mappings() const;
+    [[nodiscard]] v4l2_pix_format format() const { return locked(pixels_); }
+    [[nodiscard]] std::optional<v4l2_fract> interval() const { return locked(interval_); }
+    [[nodiscard]] std::size_t queuedBuffers() const
+    {
+        return static_cast<std::size_t>(std::ranges::count(locked(buffers_), true, &Buffer::isQueued));
+    }
+    [[nodiscard]] std::size_t openDescriptors() const { return locked(descriptors_).size(); }
+    [[nodiscard]] std::size_t mappings() const { return locked(mappings_).size(); }
     /// Calls that a real kernel would have refused as a mistake.
-    [[nodiscard]] std::vector<std::string> mistakes() const;
+    [[nodiscard]] std::vector<std::string> mistakes() const { return locked(mistakes_); }
 
 private:
     struct Buffer {
@@ -72,6 +76,12 @@ private:
         std::shared_ptr<std::vector<std::uint8_t>> memory;
         int descriptor;
     };
+
+    template <typename Value> Value locked(const Value& value) const
+    {
+        const std::lock_guard lock(guard_);
+        return value;
+    }
 
     int open(const char* node);
     int close(int descriptor);

@@ -62,54 +62,6 @@ TEST(AssetProcessor, EndsAReadThatFailsAsAtTheEnd)
     EXPECT_EQ(broken.calls, (Texts{"100 frame 0", "200 frame 1", "300 end"}));
 }
 
-namespace {
-
-/// A reader that has been cancelled, whose output does not know.
-class CancelledAssets final : public AssetServices {
-public:
-    std::shared_ptr<AVAsset> assetWithURL(const std::filesystem::path&) override { return nullptr; }
-    std::expected<std::shared_ptr<AVAssetReader>, Error> makeAssetReader(
-        const std::shared_ptr<AVAsset>&) override
-    {
-        struct Reader final : AVAssetReader {
-            void addOutput(std::shared_ptr<AVAssetReaderTrackOutput>) override { }
-            bool startReading() override { return true; }
-            [[nodiscard]] AVAssetReaderStatus status() const override
-            {
-                return AVAssetReaderStatus::cancelled;
-            }
-        };
-        return std::make_shared<Reader>();
-    }
-    std::shared_ptr<AVAssetReaderTrackOutput> makeTrackOutput(
-        const std::shared_ptr<AVAssetTrack>&, TrackOutputSettings) override
-    {
-        struct Output final : AVAssetReaderTrackOutput {
-            std::shared_ptr<CMSampleBuffer> copyNextSampleBuffer() override
-            {
-                ADD_FAILURE() << "nobody asks for samples of a reader that does not read";
-                return nullptr;
-            }
-        };
-        return std::make_shared<Output>();
-    }
-    std::shared_ptr<AVAssetImageGenerator> makeImageGenerator(const std::shared_ptr<AVAsset>&) override
-    {
-        return nullptr;
-    }
-};
-
-} // namespace
-
-TEST(AssetProcessor, AsksForNothingOnceItsReaderDoesNotRead)
-{
-    simulated::Phone phone({.assets = std::make_shared<CancelledAssets>()});
-    Read read(phone);
-    read.start(AssetScript{});
-    phone.advance(1s);
-    EXPECT_EQ(read.calls, (Texts{"100 end"}));
-}
-
 TEST(AssetProcessor, TicksOnTheRunLoopOfTheThreadThatStartsIt)
 {
     simulated::Phone phone;

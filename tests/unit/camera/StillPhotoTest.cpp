@@ -162,6 +162,9 @@ TEST(StillPhoto, FlashesAsTheSettingsSayWhereTheCameraCan)
         screen.still(OvriImageSource::photo, {.cameraFlashMode = one.wanted});
         screen.phone.advance(100ms);
         EXPECT_EQ(screen.phone.journal().texts("capturePhoto"), Texts{one.taken});
+        EXPECT_EQ(screen.phone.settings().texts("photoSettings"),
+            Texts{"photoSettings jpeg highResolution stabilized balanced"})
+            << "as good as the camera can";
         EXPECT_EQ(screen.results(), Texts{"sample"});
     }
 }
@@ -184,15 +187,6 @@ TEST(StillPhoto, SwitchesTheTorchAndLeavesItSo)
         screen.phone.journal().texts("report"), Texts{"report device error: no permission for the camera"});
     EXPECT_EQ(screen.results(), (Texts{"sample", "sample"}));
     EXPECT_EQ(screen.back().torchMode(), AVCaptureTorchMode::on);
-}
-
-TEST(StillPhoto, IsToBeAsGoodAsTheCameraCan)
-{
-    StillScreen screen;
-    screen.still();
-    screen.phone.advance(100ms);
-    EXPECT_EQ(screen.phone.settings().texts("photoSettings"),
-        (Texts{"photoSettings jpeg highResolution stabilized balanced"}));
 }
 
 TEST(StillPhoto, MakesTheSoundThatTheSettingsSay)
