@@ -36,6 +36,12 @@ struct StillScreen : CaptureScreen {
     {
         manager->captureStillImage(source, settings);
     }
+    /// And waits for it.
+    void take(OvriImageSource source = OvriImageSource::photo, const TamselCameraSettings& settings = {})
+    {
+        still(source, settings);
+        phone.advance(100ms);
+    }
 
     /// What became of stills, without the live frames around them.
     [[nodiscard]] Texts results() const
@@ -74,8 +80,7 @@ TEST(StillPhoto, IsTheNextFrameWithTheLibrarysMetadata)
         .altitude = -4,
         .horizontalAccuracy = 5,
         .timestamp = 0});
-    screen.still(OvriImageSource::video);
-    screen.phone.advance(100ms);
+    screen.take(OvriImageSource::video);
 
     ASSERT_EQ(screen.results(), Texts{"sample"});
     const CaptureSampleUpdate& sample = *screen.client->samples.front();
@@ -122,9 +127,8 @@ TEST(StillPhoto, IsOfTheCameraThatRunsWithItsFlashAndTorch)
     configuration.cameras.back().flashModes = {AVCaptureFlashMode::off};
     configuration.cameras.back().hasTorch = false;
     StillScreen front(std::move(configuration), SourceType::cameraFront(false));
-    front.still(OvriImageSource::photo,
+    front.take(OvriImageSource::photo,
         {.cameraFlashMode = AVCaptureFlashMode::on, .cameraTorchMode = AVCaptureTorchMode::on});
-    front.phone.advance(100ms);
     ASSERT_EQ(front.results(), Texts{"sample"});
     EXPECT_EQ(modelOf(front.properties()), "Simulated phone facing front");
     EXPECT_EQ(front.phone.journal().texts("capturePhoto"), Texts{"capturePhoto flash off"});
@@ -135,8 +139,7 @@ TEST(StillPhoto, OfAnOldSystemIsWrittenWithoutTheLibrarysMetadata)
 {
     StillScreen screen({.systemVersion = "11.4"});
     screen.phone.location().setLocation(CLLocation{});
-    screen.still();
-    screen.phone.advance(100ms);
+    screen.take();
     ASSERT_EQ(screen.results(), Texts{"sample"});
     EXPECT_EQ(modelOf(screen.properties()), "Simulated phone");
     EXPECT_EQ(screen.properties().find("{GPS}"), nullptr);
@@ -159,8 +162,7 @@ TEST(StillPhoto, FlashesAsTheSettingsSayWhereTheCameraCan)
         simulated::PhoneConfiguration configuration;
         configuration.cameras.front().flashModes = one.supported;
         StillScreen screen(std::move(configuration));
-        screen.still(OvriImageSource::photo, {.cameraFlashMode = one.wanted});
-        screen.phone.advance(100ms);
+        screen.take(OvriImageSource::photo, {.cameraFlashMode = one.wanted});
         EXPECT_EQ(screen.phone.journal().texts("capturePhoto"), Texts{one.taken});
         EXPECT_EQ(screen.phone.settings().texts("photoSettings"),
             Texts{"photoSettings jpeg highResolution stabilized balanced"})
@@ -172,8 +174,7 @@ TEST(StillPhoto, FlashesAsTheSettingsSayWhereTheCameraCan)
 TEST(StillPhoto, SwitchesTheTorchAndLeavesItSo)
 {
     StillScreen screen;
-    screen.still(OvriImageSource::photo, {.cameraTorchMode = AVCaptureTorchMode::on});
-    screen.phone.advance(100ms);
+    screen.take(OvriImageSource::photo, {.cameraTorchMode = AVCaptureTorchMode::on});
     EXPECT_EQ(screen.phone.journal().texts("lock"), Texts{"lockForConfiguration"});
     EXPECT_EQ(screen.phone.journal().texts("setTorchMode"), Texts{"setTorchMode on"});
     EXPECT_EQ(screen.phone.journal().texts("unlock"), Texts{"unlockForConfiguration"});
@@ -181,8 +182,7 @@ TEST(StillPhoto, SwitchesTheTorchAndLeavesItSo)
 
     // A device that cannot be locked costs a report and not the still.
     screen.phone.refuse(engine::CaptureCall::lockForConfiguration);
-    screen.still(OvriImageSource::photo, {.cameraTorchMode = AVCaptureTorchMode::off});
-    screen.phone.advance(100ms);
+    screen.take(OvriImageSource::photo, {.cameraTorchMode = AVCaptureTorchMode::off});
     EXPECT_EQ(
         screen.phone.journal().texts("report"), Texts{"report device error: no permission for the camera"});
     EXPECT_EQ(screen.results(), (Texts{"sample", "sample"}));
@@ -192,13 +192,11 @@ TEST(StillPhoto, SwitchesTheTorchAndLeavesItSo)
 TEST(StillPhoto, MakesTheSoundThatTheSettingsSay)
 {
     StillScreen screen;
-    screen.still(OvriImageSource::photo, {.cameraCaptureSound = TamselCameraSettings::Silent{}});
-    screen.phone.advance(100ms);
+    screen.take(OvriImageSource::photo, {.cameraCaptureSound = TamselCameraSettings::Silent{}});
     EXPECT_EQ(screen.phone.journal().texts("sound"), (Texts{"sound dispose 1108", "sound dispose 1108"}));
     screen.phone.journal().clear();
     screen.still(OvriImageSource::photo, {.cameraCaptureSound = TamselCameraSettings::CustomSound{"click"}});
-    screen.still();
-    screen.phone.advance(100ms);
+    screen.take();
     EXPECT_EQ(screen.phone.journal().texts("sound"), (Texts{"sound play 1108", "sound play 1108"}));
     screen.phone.journal().clear();
 
@@ -346,8 +344,7 @@ TEST(StillPhoto, ComesToAClientThatKeepsAllFrames)
     ASSERT_EQ(screen.client->frames.size(), 10U);
     const FrameCounts counts = screen.manager->frameCounts();
     EXPECT_EQ(counts.dropped(), counts.droppedBy[static_cast<std::size_t>(DropCause::noBuffer)]);
-    screen.still();
-    screen.phone.advance(100ms);
+    screen.take();
     EXPECT_EQ(screen.results(), Texts{"sample"});
 }
 

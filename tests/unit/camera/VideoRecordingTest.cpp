@@ -42,6 +42,11 @@ struct RecordingScreen : CaptureScreen {
         phone.advance(duration);
     }
 
+    void stop()
+    {
+        manager->stopVideoRecording();
+        phone.advance(1s);
+    }
     /// What the client was told, without the live frames.
     [[nodiscard]] Texts results() const
     {
@@ -58,19 +63,13 @@ struct RecordingScreen : CaptureScreen {
     }
 };
 
-std::uint64_t liveDrops(const FrameCounts& counts)
-{
-    return counts.dropped();
-}
-
 } // namespace
 
 TEST(VideoRecording, KeepsEveryFrameAndTheSoundFromStartToStop)
 {
     RecordingScreen screen;
     screen.record(1s);
-    screen.manager->stopVideoRecording();
-    screen.phone.advance(1s);
+    screen.stop();
 
     EXPECT_EQ(screen.results(), Texts{"video clip.mp4"});
     EXPECT_EQ(screen.phone.journal().texts("startRecording"), Texts{"startRecording clip.mp4"});
@@ -86,7 +85,7 @@ TEST(VideoRecording, KeepsEveryFrameAndTheSoundFromStartToStop)
     const FrameCounts counts = screen.manager->frameCounts();
     EXPECT_EQ(counts.recorded, 30U);
     EXPECT_EQ(counts.notRecorded, 0U);
-    EXPECT_EQ(liveDrops(counts), 0U);
+    EXPECT_EQ(counts.dropped(), 0U);
     // It can be read like any other recording.
     EXPECT_NE(screen.phone.platform().assets.assetWithURL("clip.mp4"), nullptr);
 }
@@ -101,8 +100,7 @@ TEST(VideoRecording, TellsPlayersHowToTurnThePicture)
         screen.phone.setInterfaceOrientation(orientation);
         screen.phone.run();
         screen.record(200ms);
-        screen.manager->stopVideoRecording();
-        screen.phone.advance(1s);
+        screen.stop();
         EXPECT_EQ(screen.movie().settings.quarterTurns, turns);
         EXPECT_EQ(screen.movie().width, 64U); // as stored
     }
@@ -113,16 +111,14 @@ TEST(VideoRecording, DoesNothingUnlessItIsEnabledAndFailsUnlessTheSessionRuns)
     {
         RecordingScreen screen(withMicrophone(), false);
         screen.record(200ms);
-        screen.manager->stopVideoRecording();
-        screen.phone.advance(1s);
+        screen.stop();
         EXPECT_EQ(screen.results(), Texts{});
         EXPECT_EQ(screen.phone.journal().texts("report"), Texts{});
     }
     RecordingScreen screen;
     screen.manager->pauseCamera();
     screen.manager->startVideoRecording("clip.mp4");
-    screen.manager->stopVideoRecording();
-    screen.phone.advance(1s);
+    screen.stop();
     EXPECT_EQ(screen.results(), (Texts{"error captureImageFailed", "error captureImageFailed"}));
     for (const std::string& report : screen.phone.journal().texts("report")) {
         EXPECT_NE(report.find("(AVCaptureSession is no running)"), std::string::npos) << report;
@@ -165,8 +161,7 @@ TEST(VideoRecording, EndsOnceWhateverEndsIt)
         screen.phone.advance(1s);
         // What comes afterwards changes nothing.
         if (screen.manager)
-            screen.manager->stopVideoRecording();
-        screen.phone.advance(1s);
+            screen.stop();
         const Texts results = screen.results();
         EXPECT_EQ(std::ranges::count(results, "video clip.mp4"), one.tellsUrl ? 1 : 0) << one.name;
         EXPECT_TRUE(screen.movie().isComplete) << one.name;
@@ -248,8 +243,7 @@ TEST(VideoRecording, ThatCannotBeWrittenEndsAtOnce)
 
     // And nothing of it is in the way of the next.
     screen.record(500ms);
-    screen.manager->stopVideoRecording();
-    screen.phone.advance(1s);
+    screen.stop();
     EXPECT_EQ(screen.movie().frameTimes.size(), 15U);
 }
 
@@ -259,8 +253,7 @@ TEST(VideoRecording, WithoutAnyFrameLeavesNoFile)
     screen.back().script().frameInterval = {};
     screen.phone.advance(100ms);
     screen.record(500ms);
-    screen.manager->stopVideoRecording();
-    screen.phone.advance(1s);
+    screen.stop();
     EXPECT_EQ(screen.results(), Texts{"video clip.mp4"});
     EXPECT_EQ(screen.phone.movies().movie("clip.mp4"), nullptr);
 }
@@ -278,7 +271,7 @@ TEST(VideoRecording, LeavesOutAndCountsWhatTheEncoderCannotKeepUpWith)
     EXPECT_EQ(screen.movie().frameTimes.size(), counts.recorded);
     EXPECT_GT(counts.recorded, 100U);
     EXPECT_GT(counts.notRecorded, 100U);
-    EXPECT_EQ(liveDrops(counts), 1U);
+    EXPECT_EQ(counts.dropped(), 1U);
 }
 
 TEST(VideoRecording, HearsNothingWithoutPermission)
