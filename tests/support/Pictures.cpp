@@ -1,5 +1,7 @@
 #include "support/Pictures.h"
 
+#include "support/PictureFiles.h"
+
 #include <host/image/HostImages.h>
 
 #include <libdeflate.h>
@@ -14,6 +16,7 @@
 namespace tamsel::tests {
 
 using namespace platform;
+using formats::ByteOrder;
 
 namespace {
 
@@ -25,55 +28,22 @@ std::string big(std::uint32_t number, int size)
     return bytes;
 }
 
-std::string little(std::uint32_t number, int size)
-{
-    std::string bytes = big(number, size);
-    std::ranges::reverse(bytes);
-    return bytes;
-}
-
-/// Big-endian for odd orientations, so that both orders are read.
-std::string exif(int orientation)
-{
-    const bool isBig = orientation % 2 == 1;
-    const auto number = [isBig](int value, int size) {
-        return isBig ? big(static_cast<std::uint32_t>(value), size)
-                     : little(static_cast<std::uint32_t>(value), size);
-    };
-    std::string bytes = (isBig ? "MM" : "II") + number(42, 2) + number(8, 4);
-    bytes += number(2, 2); // entries
-    bytes += number(0x0100, 2) + number(4, 2) + number(1, 4) + number(7, 4); // something before it
-    bytes += number(0x0112, 2) + number(3, 2) + number(1, 4) + number(orientation, 2) + number(0, 2);
-    return bytes + number(0, 4);
-}
-
-std::string riffChunk(const std::string& kind, const std::string& content)
-{
-    const std::string padding(content.size() % 2, '\0');
-    return kind + little(static_cast<std::uint32_t>(content.size()), 4) + content + padding;
-}
-
 std::string text(const unsigned char* bytes, std::size_t size)
 {
     return {reinterpret_cast<const char*>(bytes), size};
 }
 
-Pixels mirrored(const Pixels& picture)
+std::string text(const Bytes& bytes)
 {
-    Pixels result(picture.width, picture.height);
-    for (int y = 0; y < picture.height; ++y)
-        for (int x = 0; x < picture.width; ++x)
-            result.at(picture.width - 1 - x, y) = picture.at(x, y);
-    return result;
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-Pixels quarterTurned(const Pixels& picture)
+/// Big-endian for odd orientations, so that both orders are read.
+Bytes exif(int orientation)
 {
-    Pixels result(picture.height, picture.width);
-    for (int y = 0; y < picture.height; ++y)
-        for (int x = 0; x < picture.width; ++x)
-            result.at(picture.height - 1 - y, x) = picture.at(x, y);
-    return result;
+    TiffBuilder builder(orientation % 2 == 1 ? ByteOrder::big : ByteOrder::little);
+    return builder.finish(builder.addDirectory({builder.longInteger(0x0100, 7), // something before it
+        builder.shortInteger(0x0112, static_cast<std::uint32_t>(orientation))}));
 }
 
 std::string compressJpeg(const unsigned char* pixels, int width, int height, int format, int quality)
@@ -93,8 +63,7 @@ std::string compressJpeg(const unsigned char* pixels, int width, int height, int
 
 std::string pngChunk(const std::string& kindAndContent)
 {
-    return big(static_cast<std::uint32_t>(kindAndContent.size() - 4), 4) + kindAndContent
-        + big(libdeflate_crc32(0, kindAndContent.data(), kindAndContent.size()), 4);
+    return text(pngChunk(kindAndContent.substr(0, 4), bytesOf(kindAndContent.substr(4))));
 }
 
 Pixels::Pixels(const CVPixelBuffer& buffer)
@@ -142,20 +111,21 @@ int difference(const Pixels& one, const Pixels& other)
     return largest;
 }
 
-Pixels uprightPicture(Pixels stored, int orientation)
+Pixels uprightPicture(const Pixels& stored, int orientation)
 {
-    struct Moves {
-        bool mirrors;
-        int quarterTurns;
-    };
-    constexpr std::array<Moves, 9> moves{
-        {{}, {false, 0}, {true, 0}, {false, 2}, {true, 2}, {true, 3}, {false, 1}, {true, 1}, {false, 3}}};
-    const Moves& own = moves.at(static_cast<std::size_t>(orientation));
-    if (own.mirrors)
-        stored = mirrored(stored);
-    for (int turn = 0; turn < own.quarterTurns; ++turn)
-        stored = quarterTurned(stored);
-    return stored;
+    const bool isOnItsSide = orientation >= 5;
+    Pixels result(isOnItsSide ? stored.height : stored.width, isOnItsSide ? stored.width : stored.height);
+    for (int y = 0; y < stored.height; ++y) {
+        for (int x = 0; x < stored.width; ++x) {
+            const int right = stored.width - 1 - x;
+            const int bottom = stored.height - 1 - y;
+            const std::array<std::pair<int, int>, 9> shown{{{x, y}, {x, y}, {right, y}, {right, bottom},
+                {x, bottom}, {y, x}, {bottom, x}, {bottom, right}, {y, right}}};
+            const auto& [column, row] = shown.at(static_cast<std::size_t>(orientation));
+            result.at(column, row) = stored.at(x, y);
+        }
+    }
+    return result;
 }
 
 std::string jpegFile(const Pixels& picture, int orientation, int quality)
@@ -163,10 +133,9 @@ std::string jpegFile(const Pixels& picture, int orientation, int quality)
     std::string file = compressJpeg(reinterpret_cast<const unsigned char*>(picture.words.data()),
         picture.width, picture.height, TJPF_BGRX, quality);
     if (orientation != 0) {
-        const std::string content = std::string("Exif\0\0", 6) + exif(orientation);
         // Behind the JFIF segment, as many programs write it.
         constexpr std::size_t place = 2 + 18;
-        file.insert(place, "\xff\xe1" + big(static_cast<std::uint32_t>(content.size() + 2), 2) + content);
+        file.insert(place, text(exifSegment(exif(orientation))));
     }
     return file;
 }
@@ -179,7 +148,7 @@ std::string pngFile(const Pixels& picture, int orientation)
         constexpr std::size_t ending
             = 12; // the last chunk, behind the pixels, in which some programs put it before
         const std::size_t place = orientation < 5 ? 33 : file.size() - ending;
-        file.insert(place, pngChunk("eXIf" + exif(orientation)));
+        file.insert(place, text(pngChunk("eXIf", exif(orientation))));
     }
     return file;
 }
@@ -193,12 +162,13 @@ std::string webPFile(const Pixels& picture, int orientation)
     std::string file = text(bytes, size);
     WebPFree(bytes);
     if (orientation != 0) {
+        const TiffBuilder little(ByteOrder::little);
         constexpr std::uint32_t flags = 0x08 | 0x10; // Exif, alpha
-        const std::string header = little(flags, 4) + little(static_cast<std::uint32_t>(picture.width - 1), 3)
-            + little(static_cast<std::uint32_t>(picture.height - 1), 3);
-        const std::string content
-            = "WEBP" + riffChunk("VP8X", header) + file.substr(12) + riffChunk("EXIF", exif(orientation));
-        file = riffChunk("RIFF", content);
+        const Bytes size3 = little.numbers(
+            {static_cast<std::uint32_t>(picture.width - 1), static_cast<std::uint32_t>(picture.height - 1)},
+            3);
+        file = text(webP({webPChunk("VP8X", join({little.numbers({flags}), size3})), bytesOf(file.substr(12)),
+            webPChunk("EXIF", exif(orientation))}));
     }
     return file;
 }
@@ -208,19 +178,16 @@ std::string tiffFile(const Pixels& picture, int orientation)
     std::string strip;
     for (const std::uint32_t word : picture.words)
         strip += big(word & 0xffffff, 3);
-    constexpr std::uint32_t entries = 9;
-    constexpr std::uint32_t depths = 8 + 2 + entries * 12 + 4;
-    constexpr std::uint32_t pixels = depths + 6;
-    const auto entry = [](std::uint32_t tag, std::uint32_t type, std::uint32_t count, std::uint32_t value) {
-        return little(tag, 2) + little(type, 2) + little(count, 4) + little(value, 4);
+    TiffBuilder builder(ByteOrder::little);
+    const std::size_t place = builder.add(bytesOf(strip));
+    const auto shortly = [&](std::uint16_t tag, int value) {
+        return builder.shortInteger(tag, static_cast<std::uint32_t>(value));
     };
-    return "II" + little(42, 2) + little(8, 4) + little(entries, 2)
-        + entry(256, 4, 1, static_cast<std::uint32_t>(picture.width))
-        + entry(257, 3, 1, static_cast<std::uint32_t>(picture.height)) + entry(258, 3, 3, depths)
-        + entry(259, 3, 1, 1) + entry(262, 3, 1, 2) + entry(273, 4, 1, pixels)
-        + entry(274, 3, 1, static_cast<std::uint32_t>(orientation)) + entry(277, 3, 1, 3)
-        + entry(279, 4, 1, static_cast<std::uint32_t>(strip.size())) + little(0, 4) + little(8, 2)
-        + little(8, 2) + little(8, 2) + strip;
+    return text(builder.finish(builder.addDirectory(
+        {builder.longInteger(256, static_cast<std::size_t>(picture.width)), shortly(257, picture.height),
+            {258, formats::TiffType::shortInteger, 3, builder.numbers({8, 8, 8}, 2)}, shortly(259, 1),
+            shortly(262, 2), builder.longInteger(273, place), shortly(274, orientation), shortly(277, 3),
+            builder.longInteger(279, strip.size())})));
 }
 
 std::string rawPngFile(const RawPng& description, const std::vector<std::uint8_t>& row)

@@ -40,8 +40,8 @@ struct Pixels {
 /// The largest difference of a channel; 256 when the sizes differ.
 [[nodiscard]] int difference(const Pixels& one, const Pixels& other);
 
-/// What a picture with this Exif orientation looks like upright, by mirroring and quarter turns.
-[[nodiscard]] Pixels uprightPicture(Pixels stored, int orientation);
+/// What a picture with this Exif orientation looks like upright.
+[[nodiscard]] Pixels uprightPicture(const Pixels& stored, int orientation);
 
 /// Files. With orientation 0 they say nothing of it.
 [[nodiscard]] std::string jpegFile(const Pixels& picture, int orientation = 0, int quality = 100);

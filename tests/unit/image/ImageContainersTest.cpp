@@ -1,4 +1,4 @@
-#include "PictureFiles.h"
+#include "support/PictureFiles.h"
 
 #include <formats/imageMetadata.h>
 #include <formats/pictureDataIsEqual.h>

@@ -1,4 +1,4 @@
-#include "unit/image/PictureFiles.h"
+#include "support/PictureFiles.h"
 
 #include <simulated/Phone.h>
 #include <simulated/showPlaces.h>

@@ -1,6 +1,6 @@
 #include "support/CaptureScreen.h"
+#include "support/PictureFiles.h"
 #include "support/ReplacedServices.h"
-#include "unit/image/PictureFiles.h"
 
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
 #include <tamsel/photo/makeImage.h>

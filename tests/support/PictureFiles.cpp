@@ -1,4 +1,4 @@
-#include "PictureFiles.h"
+#include "support/PictureFiles.h"
 
 #include <gtest/gtest.h>
 
