@@ -133,8 +133,8 @@ TEST(HostLocationGpsd, IsReadFromText)
     EXPECT_EQ(parseLocation("gpsd:[fe80::1%eth0]:65535")->gpsd, (GpsdAddress{"fe80::1%eth0", 65535}));
     for (const char* text :
         {"", ":1", "a:", "a:0", "a:65536", "a:1x", "a:-1", "::1", "[::1", "[::1]1", "[::1]:", "[]:1"})
-        EXPECT_TRUE(
-            errorOf("gpsd:" + std::string(text)).starts_with("'" + std::string(text) + "' is no address: "))
+        EXPECT_TRUE(errorOf("gpsd:" + std::string(text))
+                .starts_with("'" + std::string(text) + "' is not an address: "))
             << text;
 }
 
@@ -163,7 +163,7 @@ TEST(HostLocationGpsd, SaysWhyThereIsNoLocation)
     EXPECT_EQ(
         connecting.location->problem(), "gpsd at 127.0.0.1:" + std::to_string(mute.port()) + ": connecting");
     Place stranger(another.port());
-    EXPECT_TRUE(stranger.waitForProblem(": what listens there is no gpsd"));
+    EXPECT_TRUE(stranger.waitForProblem(": the server there is not gpsd"));
     Place waiting(unfixed.port());
     EXPECT_TRUE(waiting.waitForProblem(": no three-dimensional fix yet"));
     Place refused(freePort());
