@@ -49,8 +49,9 @@ std::expected<HostCamera, platform::Error> makeHostCamera(
             [] { return InputAccess::readable; }};
     }
     if (input.input == automaticNode || isVideoNode(input.input)) {
-        const auto camera = std::make_shared<V4L2Camera>(
-            input.input, describeInput(input, position), services.events, services.systemCalls);
+        const auto camera = std::make_shared<V4L2Camera>(input.input, describeInput(input, position),
+            services.events, services.systemCalls,
+            position == platform::AVCaptureDevicePosition::back ? LedTorch::find() : std::nullopt);
         return HostCamera{
             .driver = camera, .access = [camera] { return camera->access(); }, .folder = "/dev"};
     }

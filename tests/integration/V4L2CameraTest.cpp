@@ -116,6 +116,36 @@ TEST_F(V4L2CameraTest, AnAutomaticCameraIsTheDeviceThatIsThere)
     }
 }
 
+TEST_F(V4L2CameraTest, ItsTorchIsAWritableLightThatGoesOutWithIt)
+{
+    const ScratchFolder lights;
+    const auto add = [&](const std::string& name, const std::string& maximum) {
+        std::filesystem::create_directory(lights.file(name));
+        writeFile(lights.file(name + "/max_brightness"), maximum);
+        writeFile(lights.file(name + "/brightness"), "0\n");
+    };
+    const auto find = [&] { return host::LedTorch::find(lights.file("")); };
+    add("input3::capslock", "1\n");
+    add("a:flash", "bright\n");
+    std::filesystem::create_directory(lights.file("white:torch"));
+    EXPECT_FALSE(find()) << "none can be switched";
+    EXPECT_FALSE(host::LedTorch::find(lights.file("nothing")));
+    add("white:flash", "31\n");
+    camera_ = std::make_unique<host::V4L2Camera>(
+        fake_.path, engine::CameraDescription{}, sources_, fake_.calls(), find());
+    EXPECT_TRUE(camera_->description().hasTorch);
+    const auto brightness = [&] { return readFile(lights.file("white:flash/brightness")); };
+    start();
+    using enum platform::AVCaptureTorchMode;
+    for (const auto& [mode, expected] :
+        {std::pair(on, "31\n"), {off, "0\n"}, {on, "31\n"}, {automatic, "0\n"}, {on, "31\n"}}) {
+        camera_->setTorchMode(mode);
+        EXPECT_EQ(brightness(), expected);
+    }
+    camera_->stop();
+    EXPECT_EQ(brightness(), "0\n");
+}
+
 TEST_F(V4L2CameraTest, AnOpenCameraHoldsTheDeviceUntilItIsClosed)
 {
     const auto other = makeCamera(sources_);

@@ -9,17 +9,20 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 namespace tamsel::host {
 
-V4L2Camera::V4L2Camera(
-    std::string path, engine::CameraDescription seed, engine::EventSources& sources, V4L2Calls calls)
+V4L2Camera::V4L2Camera(std::string path, engine::CameraDescription seed, engine::EventSources& sources,
+    V4L2Calls calls, std::optional<LedTorch> torch)
     : path_(std::move(path)),
       sources_(sources),
       calls_(std::make_shared<const V4L2Calls>(std::move(calls))),
+      torch_(std::move(torch)),
       description_(std::move(seed))
 {
+    description_.hasTorch = torch_.has_value();
 }
 
 V4L2Camera::~V4L2Camera()
@@ -124,8 +127,16 @@ std::expected<void, platform::Error> V4L2Camera::startStream(
     return {};
 }
 
+void V4L2Camera::setTorchMode(platform::AVCaptureTorchMode mode)
+{
+    const bool isOn = mode == platform::AVCaptureTorchMode::on;
+    if (torch_ && std::exchange(isTorchOn_, isOn) != isOn)
+        torch_->set(isOn);
+}
+
 void V4L2Camera::stop()
 {
+    setTorchMode(platform::AVCaptureTorchMode::off);
     if (!stream_)
         return;
     stream_->stop();

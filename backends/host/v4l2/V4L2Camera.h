@@ -2,6 +2,7 @@
 
 #include <host/DigitalZoom.h>
 #include <host/InputAccess.h>
+#include <host/v4l2/LedTorch.h>
 #include <host/v4l2/V4L2Calls.h>
 
 #include <engine/capture/CameraDriver.h>
@@ -11,6 +12,7 @@
 
 #include <expected>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace tamsel::host {
@@ -26,10 +28,10 @@ inline constexpr const char* automaticNode = "auto";
 /// their code.
 class V4L2Camera final : public engine::CameraDriver {
 public:
-    /// The path "auto": the first device that can capture when the camera is opened. The seed is the description until the
+    /// The torch is off when the camera stops. The path "auto": the first device that can capture when the camera is opened. The seed is the description until the
     /// device reports its size and, if the seed has none, its name. The sources must outlive the camera.
     V4L2Camera(std::string path, engine::CameraDescription seed, engine::EventSources& sources,
-        V4L2Calls calls = systemV4L2Calls());
+        V4L2Calls calls = systemV4L2Calls(), std::optional<LedTorch> torch = std::nullopt);
     ~V4L2Camera() override;
 
     [[nodiscard]] engine::CameraDescription description() const override;
@@ -45,6 +47,8 @@ public:
     void stop() override;
 
     void setZoomFactor(double factor) override { zoom_->set(factor); }
+    /// Automatic is off: nothing here measures the light.
+    void setTorchMode(platform::AVCaptureTorchMode mode) override;
 
 private:
     [[nodiscard]] std::expected<void, platform::Error> takeDevice();
@@ -55,9 +59,11 @@ private:
     engine::EventSources& sources_;
     const std::shared_ptr<const V4L2Calls> calls_;
 
+    const std::optional<LedTorch> torch_;
     const std::shared_ptr<DigitalZoom> zoom_ = std::make_shared<DigitalZoom>();
 
     bool isOpen_ = false;
+    bool isTorchOn_ = false;
     std::shared_ptr<V4L2Device> device_; ///< absent also in an open camera that was lost
     std::shared_ptr<V4L2Stream> stream_;
 
