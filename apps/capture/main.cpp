@@ -1,6 +1,10 @@
 #include "commands/commands.h"
 #include "options/Unusable.h"
 
+#include <tamsel/version.h>
+
+#include <host/HostParts.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -9,12 +13,26 @@ namespace tamsel::capture {
 
 namespace {
 
+std::string versionText()
+{
+    const host::HostParts parts = host::hostParts();
+    std::string text = "tamsel-capture " + std::string(version()) + "\nback ends: host, simulated\nFFmpeg: "
+        + parts.ffmpegVersion + ", " + parts.ffmpegLicence + "\nencoders of movies:";
+    for (const std::string& name : parts.encoders)
+        text += (name == parts.encoders.front() ? " " : ", ") + name;
+    for (const auto& [name, isBuiltIn] : parts.optionalParts)
+        text += "\n" + std::string(name) + (isBuiltIn ? ": yes" : ": no");
+    return text + "\n";
+}
+
 ExitStatus run(int argumentCount, const char* const* arguments)
 {
     Program program;
     for (const auto add : {addCapture, addStatus, addDevices, addFrames, addStill, addRecord, addRepair,
              addDetect, addMotion, addAsset, addAssetStill, addThumbnail, addImage, addAlbum})
         add(program);
+    program.app.set_version_flag(
+        "--version", versionText, "show the version, the FFmpeg libraries and the optional parts");
     try {
         readCommandLine(program, argumentCount, arguments);
         return program.run();
