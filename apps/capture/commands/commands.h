@@ -20,5 +20,7 @@ void addAssetStill(Program& program);
 void addThumbnail(Program& program);
 void addImage(Program& program);
 void addAlbum(Program& program);
+/// Hidden: the manual page and the completions for shells, for the build.
+void addGenerate(Program& program);
 
 } // namespace tamsel::capture
