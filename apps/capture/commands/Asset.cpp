@@ -146,7 +146,7 @@ void addAsset(Program& program)
         return std::make_shared<AssetCommand>(global, *options, *environment)->run();
     };
     CLI::App& command = addCommand(program, "asset",
-        "read a video file as a screen does: ten frames a second, whatever its own rate", run);
+        "read a video file as a screen does. It gets ten frames a second, whatever the file's own rate", run);
     addValue(command, "FILE", options->file, "", "a video file", text)->required();
     command.add_flag("--fast", options->isFast, "do not wait between the frames");
     addFramePictures(command, options->pictures);

@@ -569,22 +569,21 @@ void addCapture(Program& program)
 {
     const auto options = std::make_shared<CaptureOptions>();
     CLI::App& command = addCommand(program, "capture",
-        "what a capture screen does: run a camera with detection and both motion verdicts, take one still "
-        "when everything "
-        "that is required holds at the same time, and stop. Writes the still, a contact sheet with outlines, "
-        "the verdicts "
-        "over time and all events into the folder; its index.html shows them",
+        "take one still when everything that is required holds at the same time. Runs a camera with "
+        "detection and both motion verdicts, as a capture screen does, and stops after the still. Writes the "
+        "still, a contact sheet with outlines, the verdicts over time and all events into the folder; its "
+        "index.html shows them",
         [&global = program.global, options] { return capture(global, *options); });
     addValue(command, "FOLDER", options->folder, "", "where the results are written", text)->required();
     addValue(command, "--require", options->conditions, "R,R,...",
-        "still, tilted; face, code, code:KIND (as code:pdf417, see detect), seen within the last 0.3 s; or "
-        "none "
-        "(still,tilted)",
+        "what must hold at the same time (default: still,tilted). R: still, tilted; face, code, code:KIND "
+        "(as code:pdf417, see detect), seen within the last 0.3 s; or none",
         readConditions);
-    addValue(command, "--motion", options->motion.logFile, "LOG",
-        "a log of motion sensors, replayed meanwhile", text);
+    addValue(command, "--motion", options->motion.logFile, "LOG", "replay a log of motion sensors meanwhile",
+        text);
     addVerdictOptions(command, options->motion);
-    addValue(command, "--timeout", options->timeout, "S", "give up after S seconds (30)", secondsAboveZero);
+    addValue(command, "--timeout", options->timeout, "S", "give up after S seconds (default: 30)",
+        secondsAboveZero);
     command.add_flag(
         "--fail-if-none", options->failsIfNone, "return 4, not 1, when the time has passed without a still");
     command.add_flag("--record", options->records, "record a movie, too");

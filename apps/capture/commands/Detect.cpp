@@ -354,9 +354,9 @@ void addDetect(Program& program)
 {
     const auto options = std::make_shared<DetectOptions>();
     CLI::App& command = addCommand(program, "detect",
-        "find codes and faces in pictures, in videos, or in the frames of a camera until it is interrupted "
-        "or a limit is "
-        "reached. Places are relative to the stored picture, 0 to 1 from its top left",
+        "find codes and faces in pictures, in videos or in the frames of a camera. A camera runs until it is "
+        "interrupted or a limit is reached. Places are relative to the stored picture, 0 to 1 from its top "
+        "left",
         [&global = program.global, options] { return detect(global, *options); });
     command
         .add_option("INPUT", options->inputs,
@@ -371,21 +371,19 @@ void addDetect(Program& program)
                 for (const std::string& names : given)
                     addKinds(names, options->kinds);
             },
-            "of codes: code39, code39Mod43, code93, code128, ean8, ean13, interleaved2of5, itf14, upce, "
-            "aztec, "
-            "dataMatrix, pdf417, qr, or all (all; with --faces alone none)")
+            "which kinds of codes (default: all; with --faces alone none). K: code39, code39Mod43, code93, "
+            "code128, ean8, ean13, interleaved2of5, itf14, upce, aztec, dataMatrix, pdf417, qr, all")
         ->type_name("K,K,...")
         ->allow_extra_args(false);
-    command.add_flag("--faces", options->looksForFaces, "the largest face");
+    command.add_flag("--faces", options->looksForFaces, "find the largest face");
     addValue(command, "--annotate", options->annotated, "FILE",
-        "a picture with outlines and texts: of a video or a camera the frame in which something was found "
-        "last, else the "
-        "last one. Of several inputs: a folder, or a name with {}",
+        "save a picture with outlines and texts. Of a video or a camera it is the frame in which something "
+        "was found last, else the last one. Of several inputs FILE is a folder, or a name with {}",
         text);
-    addValue(command, "--seconds", options->seconds, "S", "of a video or a camera: end after S seconds",
+    addValue(command, "--seconds", options->seconds, "S", "end after S seconds of a video or a camera",
         secondsAboveZero);
     addValue(command, "--orientation", options->orientation, "1..8",
-        "of a picture: the orientation in which to look for faces, and to draw it (its own)",
+        "the orientation of a picture in which to look for faces, and to draw it (default: its own)",
         exifOrientation);
     command.add_flag("--real-time", options->isInRealTime,
         "play a video at its own speed, as a camera, not as fast as possible");

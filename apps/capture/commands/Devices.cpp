@@ -50,7 +50,7 @@ ExitStatus listDevices(const GlobalOptions& global)
 
 void addDevices(Program& program)
 {
-    addCommand(program, "devices", "the cameras, as a table",
+    addCommand(program, "devices", "list the cameras as a table",
         [&global = program.global] { return listDevices(global); });
 }
 

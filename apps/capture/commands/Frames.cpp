@@ -246,13 +246,13 @@ void addFrames(Program& program)
         return std::make_shared<FramesCommand>(global, *options, *environment)->run();
     };
     CLI::App& command = addCommand(program, "frames",
-        "run a camera and count its frames, until it is interrupted or a limit is reached", run);
+        "run a camera and count its frames. Ends when it is interrupted or a limit is reached", run);
     addCamera(command, options->usesFrontCamera);
     addValue(command, "--count", options->count, "N", "end after N frames", count);
     addValue(command, "--seconds", options->seconds, "S", "end after S seconds", secondsAboveZero);
     addFramePictures(command, options->pictures);
     addValue(command, "--motion", options->motion.logFile, "LOG",
-        "report the motion verdicts of a log, too, which is replayed beside the frames", text);
+        "replay a log of motion sensors beside the frames, and report its verdicts, too", text);
 }
 
 } // namespace tamsel::capture

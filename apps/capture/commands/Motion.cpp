@@ -145,17 +145,19 @@ void addMotion(Program& program)
         return std::make_shared<MotionCommand>(global, *options, *environment)->run();
     };
     CLI::App& command = addCommand(program, "motion",
-        "judge whether the device is held still and tilted far enough: by default each verdict that the log "
-        "has columns for",
+        "judge whether the device is held still and tilted far enough. Without --stability and "
+        "--facing-angle it gives each verdict that the log has columns for",
         run);
     addValue(command, "LOG", options->source, "",
         "a log of motion sensors (CSV), or the word sensors for those of this machine", text)
         ->required();
-    command.add_flag("--stability", options->stability, "only whether it is held still");
-    command.add_flag("--facing-angle", options->facingAngle, "only whether it is tilted far enough");
+    command.add_flag("--stability", options->stability, "judge only whether it is held still");
+    command.add_flag("--facing-angle", options->facingAngle, "judge only whether it is tilted far enough");
     addVerdictOptions(command, *options);
-    command.add_flag("--real-time", options->isInRealTime, "at the pace of the log, not as fast as possible");
-    addValue(command, "--plot", options->plot, "FILE.svg", "a picture of the log and the verdicts", text);
+    command.add_flag(
+        "--real-time", options->isInRealTime, "run at the pace of the log, not as fast as possible");
+    addValue(
+        command, "--plot", options->plot, "FILE.svg", "save a picture of the log and the verdicts", text);
 }
 
 } // namespace tamsel::capture

@@ -277,7 +277,8 @@ std::vector<FilePair> picturePairs(std::vector<std::string> names)
 void addAssetStill(Program& program)
 {
     addMaker(program, "asset-still",
-        "the still that a screen gets of a video: its image at 1/60 s, in the stored orientation, as PNG",
+        "save the still that a screen gets of a video. It is the image at 1/60 s, in the stored orientation, "
+        "as PNG",
         [&global = program.global](std::vector<std::string> names) {
             std::vector<FilePair> pairs = pairsOf(std::move(names), ".png");
             for (const FilePair& pair : pairs)
@@ -288,7 +289,7 @@ void addAssetStill(Program& program)
 
 void addThumbnail(Program& program)
 {
-    addMaker(program, "thumbnail", "the same image as a thumbnail, upright",
+    addMaker(program, "thumbnail", "save a thumbnail of a video. It is the image at 1/60 s, upright",
         [&global = program.global](std::vector<std::string> names) {
             return makeAll(global, picturePairs(std::move(names)), false, makeThumbnail);
         });
@@ -296,7 +297,8 @@ void addThumbnail(Program& program)
 
 void addImage(Program& program)
 {
-    addMaker(program, "image", "a picture turned upright as it says itself: JPEG, PNG, WebP, TIFF, HEIC",
+    addMaker(program, "image",
+        "turn a picture upright, as it says itself. Reads JPEG, PNG, WebP, TIFF and HEIC",
         [&global = program.global](std::vector<std::string> names) {
             return makeAll(global, picturePairs(std::move(names)), false, renderUpright);
         });
@@ -306,17 +308,16 @@ void addAlbum(Program& program)
 {
     const auto orientation = std::make_shared<std::optional<std::int64_t>>();
     CLI::App& command = addMaker(program, "album",
-        "an image of an album as a screen gets it: metadata stamped, the picture untouched. What cannot be "
-        "stamped (all "
-        "but JPEG, PNG, WebP, TIFF) stays unchanged",
+        "stamp a picture with metadata, as a screen gets it from an album. The image stays untouched. What "
+        "cannot be stamped (all but JPEG, PNG, WebP and TIFF) stays unchanged",
         [&global = program.global, orientation](std::vector<std::string> names) {
             return makeAll(global, pairsOf(std::move(names), ""), true,
                 [orientation](Workshop& shop, const FilePair& files) {
                     return provideAlbumImage(shop, files, *orientation);
                 });
         });
-    addValue(command, "--orientation", *orientation, "1..8", "its orientation (the picture's own)",
-        exifOrientation);
+    addValue(command, "--orientation", *orientation, "1..8",
+        "the orientation to stamp (default: the picture's own)", exifOrientation);
 }
 
 } // namespace tamsel::capture

@@ -183,18 +183,18 @@ void addRecord(Program& program)
             global, {.cameras = true, .usesFrontCamera = options->usesFrontCamera, .recording = *options});
         return std::make_shared<RecordCommand>(global, *options, *environment)->run();
     };
-    CLI::App& command = addCommand(
-        program, "record", "record picture and sound, until it is interrupted or a limit is reached", run);
+    CLI::App& command = addCommand(program, "record",
+        "record picture and sound. Ends when it is interrupted or a limit is reached", run);
     addValue(command, "FILE", options->file, "", "an MP4 file, as film.mp4; .mov for QuickTime", text)
         ->required();
     addValue(command, "--seconds", options->seconds, "S", "end after S seconds", secondsAboveZero);
     addCamera(command, options->usesFrontCamera);
     addMicrophone(command, *options);
-    command.add_flag("--silent", options->isSilent, "without sound");
+    command.add_flag("--silent", options->isSilent, "record no sound");
     command
         .add_option("--encoder", options->encoders,
-            "an encoder of the FFmpeg libraries; of several the first that works (libx264, libopenh264, "
-            "mpeg4)")
+            "an encoder of the FFmpeg libraries. Of several the first that works is used (default: libx264, "
+            "libopenh264, mpeg4)")
         ->type_name("NAME")
         ->allow_extra_args(false);
 }

@@ -291,11 +291,11 @@ void addStatus(Program& program)
         return StatusCommand(global, *environment).run();
     };
     CLI::App& command = addCommand(program, "status",
-        "what a screen can ask: permissions, which sources are available, what can be captured, how large "
-        "the pictures "
-        "are. Each camera runs until its first frame",
+        "list permissions, available sources, what can be captured and how large the pictures are. Each "
+        "camera runs until its first frame",
         run);
-    addValue(command, "--motion", options->motion.logFile, "LOG", "the motion sensors, as for capture", text);
+    addValue(
+        command, "--motion", options->motion.logFile, "LOG", "a log of motion sensors, as for capture", text);
     addMicrophone(command, options->sound);
 }
 

@@ -156,8 +156,8 @@ void addStill(Program& program)
             {.cameras = true, .usesFrontCamera = options->usesFrontCamera, .location = options->location});
         return std::make_shared<StillCommand>(global, *options, options->file, *environment)->run();
     };
-    CLI::App& command
-        = addCommand(program, "still", "take one still, which says where and with what it was taken", run);
+    CLI::App& command = addCommand(
+        program, "still", "take one still. Its metadata say where and with what it was taken", run);
     addValue(command, "FILE", options->file, "", "a JPEG file, as photo.jpg", text)->required();
     addStillOptions(command, *options);
 }

@@ -73,44 +73,43 @@ void GlobalOptions::requireHost(const std::string& reason) const
 void addGlobalOptions(CLI::App& app, GlobalOptions& options)
 {
     addChoice(app, "--backend", options.backend, backends,
-        "real inputs (host), or a scripted phone on virtual time (simulated)");
+        "real inputs (host), or a scripted phone on virtual time (simulated). Default: host");
     addValue(app, "--back", options.back, "INPUT",
-        "the back camera: /dev/video0; a video file, which is played in a loop at its own speed; a URL or "
-        "FFmpeg input, "
-        "as rtsp://... or lavfi:testsrc2; a test pattern, as test:720p, test:1080p or test:640x480@60. "
-        "Without it the "
-        "first V4L2 camera",
+        "the back camera (default: the first V4L2 camera). INPUT: a device, as /dev/video0; a video file, "
+        "which is played in a loop at its own speed; a URL or FFmpeg input, as rtsp://... or lavfi:testsrc2; "
+        "a test pattern, as test:720p, test:1080p or test:640x480@60",
         text);
-    addValue(app, "--front", options.front, "INPUT", "the front camera, as for --back", text);
+    addValue(app, "--front", options.front, "INPUT",
+        "the front camera (default: none). INPUT is as for --back", text);
     addChoice(app, "--preset", options.preset, presets,
         "the camera's largest format (photo), or its best for video (none). Default: photo; of record: none");
     addChoice(app, "--device-orientation", options.deviceOrientation, deviceOrientations,
-        "how the device is held (portrait)");
+        "how the device is held (default: portrait)");
     addChoice(app, "--interface-orientation", options.interfaceOrientation, interfaceOrientations,
-        "how the device is held when the interface is upright (portrait). Live frames are turned to it; "
-        "stills and "
-        "movies carry it as a tag. landscapeRight has the home side at the right");
+        "how the device is held when the interface is upright (default: portrait). Live frames are turned to "
+        "it; stills and movies carry it as a tag. landscapeRight has the home side at the right");
     addChoice(app, "--sensor-orientation", options.sensorOrientation, sensorOrientations,
-        "how the device is held when the stored pictures of its cameras are upright (portrait)");
+        "how the device is held when the stored pictures of its cameras are upright (default: what a video "
+        "file says, else portrait)");
     app.add_flag(
         "--json", options.json, "write one JSON object a line on standard output, and nothing else there");
-    addValue(
-        app, "--out", options.outputFolder, "FOLDER", "where frames are saved (the current folder)", text);
+    addValue(app, "--out", options.outputFolder, "FOLDER",
+        "where frames are saved (default: the current folder)", text);
     app.add_flag(
         "--overwrite", options.overwrites, "replace files that exist, once the new ones are complete");
 }
 
 void addCamera(CLI::App& app, bool& usesFrontCamera)
 {
-    addChoice(app, "--camera", usesFrontCamera, cameras, "which camera (back)");
+    addChoice(app, "--camera", usesFrontCamera, cameras, "which camera (default: back)");
 }
 
 void addFramePictures(CLI::App& app, FramePictures& pictures)
 {
     addValue(app, "--save-every", pictures.saveEvery, "K",
         "save every K-th frame as PNG into the folder of --out", count);
-    addValue(
-        app, "--contact-sheet", pictures.contactSheet, "FILE", "a picture of evenly spaced frames", text);
+    addValue(app, "--contact-sheet", pictures.contactSheet, "FILE", "save a picture of evenly spaced frames",
+        text);
 }
 
 void MotionOptions::readLog()
@@ -126,11 +125,11 @@ void MotionOptions::readLog()
 void addVerdictOptions(CLI::App& app, MotionOptions& motion)
 {
     addValue(app, "--threshold", motion.threshold, "R",
-        "held still: how far rotation rates may differ, in radians per second (0.3)",
+        "held still: how far rotation rates may differ, in radians per second (default: 0.3)",
         [](const std::string& given) { return number(given, "radians per second", 0, infinity); });
-    addValue(app, "--duration", motion.duration, "S", "held still: for how long, in seconds (0.8)",
+    addValue(app, "--duration", motion.duration, "S", "held still: for how long, in seconds (default: 0.8)",
         secondsAboveZero);
-    addValue(app, "--angle", motion.angle, "DEG", "tilted: degrees of pitch (45)",
+    addValue(app, "--angle", motion.angle, "DEG", "tilted: from which pitch, in degrees (default: 45)",
         [](const std::string& given) { return number(given, "degrees", -infinity, infinity); });
 }
 
@@ -146,8 +145,8 @@ void addStillOptions(CLI::App& app, StillOptions& still)
                source->heading = still.location ? still.location->heading : std::nullopt;
                still.location = std::move(*source);
            },
-           "where it is taken: LAT,LON[,ALT] in degrees and metres; or gpsd:HOST[:PORT], the last "
-           "three-dimensional fix of that daemon")
+           "where the still is taken. PLACE: LAT,LON[,ALT] in degrees and metres; or gpsd:HOST[:PORT], the "
+           "last three-dimensional fix of that daemon")
         ->type_name("PLACE")
         ->take_last();
     app.add_option_function<std::string>(
@@ -163,16 +162,16 @@ void addStillOptions(CLI::App& app, StillOptions& still)
            "where the camera points to, in degrees clockwise from north")
         ->type_name("DEG")
         ->take_last();
-    app.add_flag("--silent", still.isSilent, "without the sound of a shutter");
-    addChoice(app, "--flash", still.flash, flashModes, "if the camera has a flash");
-    addChoice(app, "--torch", still.torch, torchModes, "if the camera has a torch");
+    app.add_flag("--silent", still.isSilent, "do not play the sound of a shutter");
+    addChoice(app, "--flash", still.flash, flashModes, "the flash, if the camera has one");
+    addChoice(app, "--torch", still.torch, torchModes, "the torch, if the camera has one");
 }
 
 void addMicrophone(CLI::App& app, RecordOptions& record)
 {
     addValue(app, "--microphone", record.microphone, "INPUT",
-        "the sound: a file, in a loop; a device, as alsa:default or pulse:default; a URL or FFmpeg input; "
-        "test:tone[@HERTZ] or test:beeps. Without it the sound of the camera's own file, if it has some",
+        "the sound (default: that of the camera's own file, if it has some). INPUT: a file, in a loop; a "
+        "device, as alsa:default or pulse:default; a URL or FFmpeg input; test:tone[@HERTZ] or test:beeps",
         text);
 }
 
