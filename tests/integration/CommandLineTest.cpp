@@ -83,10 +83,6 @@ TEST(CommandLine, RefusesWrongUsageAndUnusableInputsWithOneLine)
         EXPECT_EQ(refused.errors.size(), 1U) << arguments;
         EXPECT_EQ(refused.output.size(), 0U) << arguments;
     }
-    const Lines help = linesOf("frames --help");
-    EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(count(help.output, "  --count N"), 1U);
-    EXPECT_EQ(count(help.output, "  --location"), 0U) << "of another command";
 }
 
 TEST(CommandLine, FailsWithALineWhenThereWasAnErrorOrTooLittle)

@@ -14,9 +14,9 @@ const std::array<HelpSection, 4> helpSections{{
         "output: a folder, or a name with {} for the name of each input. Pictures are written as .png or "
         ".jpg."},
     {"Signals", Layout::entries,
-        "SIGINT, SIGTERM, SIGHUP: end the command; a recording is completed\n"
-        "SIGUSR1: sends the application to the background\n"
-        "SIGUSR2: brings it back to the foreground"},
+        "SIGINT, SIGTERM, SIGHUP: the command ends; a recording is completed\n"
+        "SIGUSR1: the application goes to the background\n"
+        "SIGUSR2: it comes back to the foreground"},
     {"Exit status", Layout::entries,
         "0: done\n"
         "1: an error while running, or less than was asked for\n"

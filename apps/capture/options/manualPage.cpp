@@ -85,7 +85,10 @@ std::string manualPage(const CLI::App& program)
 {
     std::ostringstream out;
     // Without a date: the same sources give the same page.
-    out << ".TH TAMSEL\\-CAPTURE 1 \"\" \"tamsel\\-capture " << version() << "\" \"User Commands\"\n"
+    out << ".TH TAMSEL\\-CAPTURE 1 \"\" \"tamsel\\-capture " << version()
+        << "\" \"User Commands\"\n"
+        // Names are not hyphenated, and lines not filled with spaces.
+        << ".nh\n.ad l\n"
         << ".SH NAME\ntamsel\\-capture \\- " << roff(programSummary) << '\n'
         << ".SH SYNOPSIS\n\\fBtamsel\\-capture\\fR \\fICOMMAND\\fR [\\fIoptions\\fR]\n"
         << ".SH DESCRIPTION\n"
