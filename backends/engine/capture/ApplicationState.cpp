@@ -20,43 +20,46 @@ UIInterfaceOrientation ApplicationState::statusBarOrientation() const
 
 void ApplicationState::setStatusBarOrientation(UIInterfaceOrientation orientation)
 {
-    {
-        const MutexLock lock(guard_);
-        if (std::exchange(orientation_, orientation) == orientation)
-            return;
-    }
-    postOnMainQueue(UIApplicationDidChangeStatusBarOrientationNotification);
+    const MutexLock lock(guard_);
+    isOrientationSet_ = true;
+    turn(orientation);
+}
+
+void ApplicationState::turnWithDevice(UIInterfaceOrientation orientation)
+{
+    const MutexLock lock(guard_);
+    if (!isOrientationSet_)
+        turn(orientation);
+}
+
+void ApplicationState::turn(UIInterfaceOrientation orientation)
+{
+    if (std::exchange(orientation_, orientation) != orientation)
+        postOnMainQueue(UIApplicationDidChangeStatusBarOrientationNotification);
 }
 
 bool ApplicationState::isInBackground() const
 {
     const MutexLock lock(guard_);
-    return inBackground_;
+    return reasons_ != 0;
 }
 
-void ApplicationState::enterBackground()
+void ApplicationState::enterBackground(BackgroundReason reason)
 {
-    {
-        const MutexLock lock(guard_);
-        if (std::exchange(inBackground_, true))
-            return;
-    }
-    postOnMainQueue(UIApplicationDidEnterBackgroundNotification);
+    const MutexLock lock(guard_);
+    if (std::exchange(reasons_, reasons_ | std::to_underlying(reason)) == 0)
+        postOnMainQueue(UIApplicationDidEnterBackgroundNotification);
 }
 
-void ApplicationState::enterForeground()
+void ApplicationState::enterForeground(BackgroundReason reason)
 {
-    std::vector<Waiter> waiters;
-    {
-        const MutexLock lock(guard_);
-        if (!std::exchange(inBackground_, false))
-            return;
-        std::erase_if(waiters_, [](const Waiter& waiter) { return waiter.owner.expired(); });
-        waiters = waiters_;
-    }
+    const MutexLock lock(guard_);
+    if (std::exchange(reasons_, reasons_ & ~std::to_underlying(reason)) == 0 || reasons_ != 0)
+        return;
     postOnMainQueue(UIApplicationWillEnterForegroundNotification);
-    for (Waiter& waiter : waiters) {
-        mainQueue_->async([waiter = std::move(waiter)] {
+    std::erase_if(waiters_, [](const Waiter& waiter) { return waiter.owner.expired(); });
+    for (const Waiter& waiter : waiters_) {
+        mainQueue_->async([waiter = waiter] {
             if (const std::shared_ptr<void> owner = waiter.owner.lock())
                 waiter.callback();
         });

@@ -121,7 +121,8 @@ std::shared_ptr<AVCapturePhotoOutput> Capture::makePhotoOutput()
 
 std::shared_ptr<AVCaptureMovieFileOutput> Capture::makeMovieFileOutput()
 {
-    return std::make_shared<MovieFileOutput>(context_->configuration.movies, context_->configuration.hook);
+    return std::make_shared<MovieFileOutput>(
+        context_->configuration.movies, context_->configuration.hook, context_->configuration.activity);
 }
 
 std::shared_ptr<AVCaptureMetadataOutput> Capture::makeMetadataOutput()

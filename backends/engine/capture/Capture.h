@@ -1,6 +1,7 @@
 #pragma once
 
 #include <engine/capture/CameraDriver.h>
+#include <engine/capture/CaptureActivity.h>
 #include <engine/capture/CaptureHook.h>
 #include <engine/capture/MetadataServices.h>
 #include <engine/capture/MicrophoneDriver.h>
@@ -40,6 +41,7 @@ struct CaptureConfiguration {
     /// Buffers of each session's pool.
     std::size_t bufferCount = 10;
     std::shared_ptr<CaptureHook> hook = std::make_shared<CaptureHook>();
+    std::shared_ptr<CaptureActivity> activity = std::make_shared<CaptureActivity>();
     std::function<std::unique_ptr<OperationLock>()> makeOperationLock
         = [] { return std::make_unique<ThreadOperationLock>(); };
 };

@@ -20,9 +20,11 @@ void notify(const std::weak_ptr<AVCaptureFileOutputRecordingDelegate>& delegate,
 
 } // namespace
 
-MovieFileOutput::MovieFileOutput(MovieServices services, std::shared_ptr<CaptureHook> hook)
+MovieFileOutput::MovieFileOutput(
+    MovieServices services, std::shared_ptr<CaptureHook> hook, std::shared_ptr<CaptureActivity> activity)
     : services_(std::move(services)),
-      hook_(std::move(hook))
+      hook_(std::move(hook)),
+      activity_(std::move(activity))
 {
 }
 
@@ -62,6 +64,7 @@ void MovieFileOutput::startRecording(
         = Recording::start({.writer = std::move(writer),
                                .ledger = source->ledger,
                                .hasSound = source->hasSound,
+                               .activity = activity_->begin(),
                                .finished =
                                    [url = std::move(url), delegate = std::move(delegate),
                                        report = services_.report](const std::optional<Error>& error) {

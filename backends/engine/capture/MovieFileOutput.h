@@ -1,5 +1,6 @@
 #pragma once
 
+#include <engine/capture/CaptureActivity.h>
 #include <engine/capture/MovieServices.h>
 #include <engine/capture/Output.h>
 #include <engine/capture/Recording.h>
@@ -30,7 +31,8 @@ public:
         bool hasSound;
     };
 
-    MovieFileOutput(MovieServices services, std::shared_ptr<CaptureHook> hook);
+    MovieFileOutput(
+        MovieServices services, std::shared_ptr<CaptureHook> hook, std::shared_ptr<CaptureActivity> activity);
     ~MovieFileOutput() override;
 
     [[nodiscard]] const char* kind() const override { return "AVCaptureMovieFileOutput"; }
@@ -71,6 +73,7 @@ private:
 
     const MovieServices services_;
     const std::shared_ptr<CaptureHook> hook_;
+    const std::shared_ptr<CaptureActivity> activity_;
     std::atomic<bool> isRecording_ = false;
 
     mutable Mutex guard_;

@@ -238,6 +238,7 @@ void Recording::finish()
             error = error_;
     }
     parts_.finished(error);
+    parts_.activity = nullptr;
 }
 
 } // namespace tamsel::engine

@@ -26,6 +26,8 @@ public:
         std::unique_ptr<MovieWriter> writer;
         std::shared_ptr<platform::FrameLedger> ledger;
         bool hasSound = false;
+        /// Released when the file is complete or has failed.
+        std::shared_ptr<void> activity;
         /// Called once, on the queue, when the file is complete or has failed.
         std::function<void(const std::optional<platform::Error>&)> finished;
     };
@@ -71,7 +73,7 @@ private:
     void abandon(platform::Error error);
     void finish();
 
-    const Parts parts_;
+    Parts parts_; ///< of which only the activity changes
     const platform::Clock& clock_;
     const std::shared_ptr<platform::DispatchQueue> queue_;
     std::unique_ptr<EventSource> timer_;

@@ -70,6 +70,8 @@ void SessionRun::release(CameraDevice& device)
 
 void SessionRun::start(const SessionGraph& graph)
 {
+    // From before the application is found in the foreground.
+    const std::shared_ptr<void> activity = context_->configuration.activity->begin();
     if (postponesStart())
         return;
     const OperationHold operation(*operation_);
@@ -121,9 +123,11 @@ void SessionRun::openStreams(const SessionGraph& graph, const CameraDescription&
             .hasSound = microphone != nullptr});
     auto sound = microphone ? SessionSound::start(microphone, outputs.movie, context_->configuration.movies)
                             : nullptr;
+    std::shared_ptr<void> activity = context_->configuration.activity->begin();
     const MutexLock lock(guard_);
     stream_.swap(stream);
     sound_.swap(sound);
+    activity_.swap(activity);
 }
 
 void SessionRun::startDevice(CameraDevice& device, AVCaptureSessionPreset preset)
@@ -168,6 +172,7 @@ void SessionRun::end()
 void SessionRun::noteEnd()
 {
     std::shared_ptr<SessionSound> sound;
+    std::shared_ptr<void> activity;
     {
         const MutexLock lock(guard_);
         if (!stream_ || stream_->isOpen())
@@ -175,6 +180,7 @@ void SessionRun::noteEnd()
         if (state_ == State::running)
             state_ = State::stopped;
         sound_.swap(sound);
+        activity_.swap(activity);
     }
     if (sound)
         sound->close();

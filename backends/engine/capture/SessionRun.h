@@ -85,6 +85,7 @@ private:
     int openConfigurations_ TAMSEL_GUARDED_BY(guard_) = 0;
     std::shared_ptr<FrameStream> stream_ TAMSEL_GUARDED_BY(guard_); ///< of the latest start
     std::shared_ptr<SessionSound> sound_ TAMSEL_GUARDED_BY(guard_); ///< until the stream ends
+    std::shared_ptr<void> activity_ TAMSEL_GUARDED_BY(guard_); ///< until the device has stopped
 };
 
 } // namespace tamsel::engine
