@@ -34,6 +34,10 @@ if(TAMSEL_HOST)
     if(TamselGpsd_FOUND)
         set(gpsd " libgps")
     endif()
+    set(bus "")
+    if(TamselBus_FOUND)
+        set(bus " libsystemd")
+    endif()
     set(heif "")
     if(TamselHeif_FOUND)
         set(heif " libheif")
@@ -43,6 +47,6 @@ if(TAMSEL_HOST)
         set(faces " -ldlib -llapack -lblas")
     endif()
     tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux"
-        "libavdevice libavformat libavcodec libswresample libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux zxing${heif}${gpsd}"
+        "libavdevice libavformat libavcodec libswresample libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux zxing${heif}${gpsd}${bus}"
         "-ltamsel_host -ltamsel_engine -ltamsel_formats -ltamsel_core -lyuv${faces} -pthread")
 endif()

@@ -5,6 +5,7 @@
 #include <host/HostServices.h>
 #include <host/ReaderThreads.h>
 #include <host/asset/HostAssets.h>
+#include <host/bus/followSystem.h>
 #include <host/image/HostImages.h>
 #include <host/location/HostLocation.h>
 #include <host/metadata/DetectionThread.h>
@@ -126,6 +127,7 @@ struct Host::Parts {
                 .queue = [this] { return detectionQueue(); },
                 .report = [this](const Error& error) { lines.writeLine(error.localizedDescription); }},
             .bufferCount = configuration.bufferCount,
+            .activity = activity,
         };
     }
 
@@ -134,6 +136,17 @@ struct Host::Parts {
     {
         std::shared_ptr<DispatchQueue> queue = detection.queue();
         return queue ? queue : dispatch.makeSerialQueue("detection");
+    }
+
+    /// Absent in a build without libsystemd.
+    [[nodiscard]] std::shared_ptr<void> followEvents()
+    {
+#ifdef TAMSEL_BUS
+        return followSystem(
+            configuration.followed, {dispatch, dispatch, application, activity, device, lines});
+#else
+        return nullptr;
+#endif
     }
 
     [[nodiscard]] AVAuthorizationStatus authorization(AVMediaType type) const
@@ -156,6 +169,7 @@ struct Host::Parts {
     engine::ThreadedDispatch dispatch;
     DetectionThread detection;
     engine::ApplicationState application{dispatch.mainQueue(), center};
+    const std::shared_ptr<engine::CaptureActivity> activity = std::make_shared<engine::CaptureActivity>();
     ReaderThreads readers;
     HostAssets assets;
     HostImages images;
@@ -170,6 +184,7 @@ struct Host::Parts {
         configuration.motionLog ? std::make_shared<engine::LogMotion>(configuration.motionLog) : nullptr};
     Platform platform{dispatch, dispatch, clock, capture, motion, assets, images, location, sounds, device,
         application, center, tamsel, reports, lines};
+    const std::shared_ptr<void> events = followEvents();
 };
 
 Host::Host(HostConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) { }

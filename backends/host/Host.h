@@ -59,13 +59,14 @@ public:
     void setAuthorization(
         platform::AVMediaType mediaType, std::optional<platform::AVAuthorizationStatus> status);
 
-    /// The orientation of the device, which frames report.
+    /// The orientation of the device, which frames report. From now on the host does not follow that of the machine.
     void setDeviceOrientation(platform::UIDeviceOrientation orientation);
-    /// The orientation of the interface: live frames are rotated to it.
+    /// The orientation of the interface: live frames are rotated to it. From now on it does not turn with the machine.
     void setInterfaceOrientation(platform::UIInterfaceOrientation orientation);
     /// Running sessions stop, and their clients are notified.
     void enterBackground();
-    /// They start again, and their clients are notified.
+    /// They start again, and their clients are notified, unless the machine sleeps, is locked or shows another session
+    /// (`HostConfiguration::followed`); then when that ends.
     void enterForeground();
 
     /// The problem of this host, in one line: the system has no thread or no file descriptor left for it. Normally

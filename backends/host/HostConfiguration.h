@@ -1,6 +1,7 @@
 #pragma once
 
 #include <host/HostInput.h>
+#include <host/bus/FollowedEvents.h>
 #include <host/location/HostLocationSource.h>
 #include <host/recording/HostMovieWriter.h>
 #include <host/v4l2/V4L2Calls.h>
@@ -47,6 +48,9 @@ struct HostConfiguration {
 
     /// The location and the heading of the machine; unknown by default.
     HostLocationSource location = {};
+
+    /// How the machine is held, and when it sleeps or is locked.
+    FollowedEvents followed = {};
 
     /// A policy that overrides the inputs. Without it video is authorised when a camera is readable, and denied when
     /// there are cameras and none is.

@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -30,7 +31,7 @@ public:
 /// The offset of the local time from UTC at that time.
 [[nodiscard]] int secondsFromUTC(double secondsSince1970);
 
-/// The device of the configuration.
+/// The device of the configuration. It is oriented as it is held, until the program sets the orientation.
 class ConfiguredDevice final : public platform::UIDevice {
 public:
     explicit ConfiguredDevice(const HostConfiguration& configuration)
@@ -39,15 +40,20 @@ public:
     {
     }
 
-    [[nodiscard]] platform::UIDeviceOrientation orientation() const override { return orientation_; }
-    void setOrientation(platform::UIDeviceOrientation orientation) { orientation_ = orientation; }
+    [[nodiscard]] platform::UIDeviceOrientation orientation() const override
+    {
+        return given_.load().value_or(held_);
+    }
+    void setOrientation(platform::UIDeviceOrientation orientation) { given_ = orientation; }
+    void turn(platform::UIDeviceOrientation orientation) { held_ = orientation; }
     [[nodiscard]] std::string systemVersion() const override { return systemVersion_; }
     [[nodiscard]] std::string model() const override { return model_; }
 
 private:
     const std::string systemVersion_;
     const std::string model_;
-    std::atomic<platform::UIDeviceOrientation> orientation_ = platform::UIDeviceOrientation::portrait;
+    std::atomic<std::optional<platform::UIDeviceOrientation>> given_;
+    std::atomic<platform::UIDeviceOrientation> held_ = platform::UIDeviceOrientation::portrait;
 };
 
 /// Writes whole lines, to the program's function or else to a stream of the process. Thread-safe.

@@ -93,7 +93,10 @@ private:
 
 /// One capture screen on the host, whose back camera is an input.
 struct HostScreen {
-    explicit HostScreen(host::HostConfiguration configuration) : host(quiet(std::move(configuration)))
+    explicit HostScreen(
+        host::HostConfiguration configuration,
+        std::function<void(std::string_view)> writeLine = [](std::string_view) { })
+        : host(quiet(std::move(configuration), std::move(writeLine)))
     {
         manager = OvriSourceManager::create(
             {}, CameraConfiguration::SessionPreset::photo, host.makeQueue("response"), host.platform());
@@ -103,9 +106,10 @@ struct HostScreen {
     {
     }
 
-    static host::HostConfiguration quiet(host::HostConfiguration configuration)
+    static host::HostConfiguration quiet(
+        host::HostConfiguration configuration, std::function<void(std::string_view)> writeLine)
     {
-        configuration.writeLine = [](std::string_view) { };
+        configuration.writeLine = std::move(writeLine);
         configuration.writeReport = [](std::string_view) { };
         return configuration;
     }

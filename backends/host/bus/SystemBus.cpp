@@ -1,0 +1,186 @@
+#include <host/bus/SystemBus.h>
+
+#include <engine/dispatch/monotonicNow.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <system_error>
+#include <utility>
+
+namespace tamsel::host {
+
+using namespace std::chrono_literals;
+using platform::whileAlive;
+
+namespace {
+
+/// How soon a full socket is tried again.
+constexpr auto writePause = 20ms;
+
+std::string describe(int result)
+{
+    switch (-result) {
+    case ECONNRESET:
+    case ENOTCONN:
+        return "it has closed the connection";
+    case ETIMEDOUT:
+        return "it does not answer";
+    default:
+        return std::system_category().message(-result);
+    }
+}
+
+} // namespace
+
+BusProperties readProperties(sd_bus_message* message)
+{
+    BusProperties properties;
+    if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}") < 0)
+        return properties;
+    while (sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv") > 0) {
+        const char* name = nullptr;
+        const char* type = nullptr;
+        if (sd_bus_message_read(message, "s", &name) < 0
+            || sd_bus_message_peek_type(message, nullptr, &type) < 0)
+            break;
+        int flag = 0;
+        const char* text = nullptr;
+        if (type == std::string_view("b") && sd_bus_message_read(message, "v", "b", &flag) > 0)
+            properties.insert_or_assign(name, flag != 0);
+        else if (type == std::string_view("s") && sd_bus_message_read(message, "v", "s", &text) > 0)
+            properties.insert_or_assign(name, std::string(text));
+        else if (sd_bus_message_skip(message, "v") < 0)
+            break;
+        if (sd_bus_message_exit_container(message) < 0)
+            break;
+    }
+    return properties;
+}
+
+std::string ownerRule(std::string_view service)
+{
+    return "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='"
+        + std::string(service) + "'";
+}
+
+bool hasNewOwner(sd_bus_message* message)
+{
+    const char* newOwner = nullptr;
+    return sd_bus_message_skip(message, "ss") >= 0 && sd_bus_message_read(message, "s", &newOwner) > 0
+        && *newOwner != '\0';
+}
+
+SystemBus::SystemBus(std::shared_ptr<platform::DispatchQueue> queue, engine::EventSources& events,
+    std::function<void(const std::string&)> report)
+    : queue_(std::move(queue)),
+      events_(events),
+      report_(std::move(report))
+{
+}
+
+SystemBus::~SystemBus()
+{
+    close();
+}
+
+void SystemBus::open(std::function<void()> opened, std::function<void()> closed)
+{
+    closed_ = std::move(closed);
+    queue_->async(whileAlive(weak_from_this(), [opened = std::move(opened)](SystemBus& self) {
+        self.connect();
+        if (self.bus_)
+            opened();
+    }));
+}
+
+void SystemBus::connect()
+{
+    if (const int result = sd_bus_open_system(&bus_); result < 0) {
+        fail(result);
+        return;
+    }
+    timer_ = events_.makeTimer(whileAlive(weak_from_this(), [](SystemBus& self) { self.postProcess(); }));
+    if (timer_)
+        postProcess();
+    else
+        fail(-EMFILE);
+}
+
+void SystemBus::check(int result)
+{
+    if (result < 0)
+        fail(result);
+}
+
+void SystemBus::postProcess()
+{
+    queue_->async(whileAlive(weak_from_this(), [](SystemBus& self) { self.process(); }));
+}
+
+/// One message at a time, so that a busy bus does not hold up the other queues.
+void SystemBus::process()
+{
+    if (!bus_)
+        return;
+    const int result = sd_bus_process(bus_, nullptr);
+    if (result < 0)
+        fail(result);
+    else if (result > 0)
+        postProcess();
+    else if (bus_)
+        waitForEvents();
+}
+
+/// sd-bus may close its descriptor at any time, also for one to the next address, and the system may then give its
+/// number to another file. So the poll set has a copy.
+void SystemBus::waitForEvents()
+{
+    stopWaiting();
+    descriptor_ = ::fcntl(sd_bus_get_fd(bus_), F_DUPFD_CLOEXEC, 0);
+    readable_ = events_.makeDescriptor(
+        descriptor_, whileAlive(weak_from_this(), [](SystemBus& self) { self.postProcess(); }));
+    if (!readable_) {
+        fail(-EMFILE);
+        return;
+    }
+    std::uint64_t microseconds = UINT64_MAX;
+    sd_bus_get_timeout(bus_, &microseconds);
+    auto limit = microseconds < INT64_MAX / 1000 ? std::chrono::nanoseconds(microseconds * 1000)
+                                                 : std::chrono::nanoseconds::max();
+    if ((sd_bus_get_events(bus_) & POLLOUT) != 0)
+        limit = std::min(limit, engine::monotonicNow() + writePause);
+    if (limit != std::chrono::nanoseconds::max())
+        timer_->armAt(limit);
+    readable_->armReadable();
+}
+
+void SystemBus::fail(int result)
+{
+    close();
+    if (result != -ENOENT && result != -ECONNREFUSED) // this machine has none
+        report_("system bus: " + describe(result));
+    if (closed_)
+        closed_();
+}
+
+void SystemBus::stopWaiting()
+{
+    readable_ = nullptr; // before its descriptor
+    if (descriptor_ >= 0)
+        ::close(std::exchange(descriptor_, -1));
+}
+
+void SystemBus::close()
+{
+    stopWaiting();
+    timer_ = nullptr;
+    bus_ = sd_bus_close_unref(bus_);
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <engine/dispatch/EventSource.h>
+
+#include <tamsel/platform/Dispatch.h>
+
+#include <systemd/sd-bus.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace tamsel::host {
+
+/// The address of an interface of a service.
+struct BusTarget {
+    const char* service;
+    const char* path;
+    const char* interface;
+};
+
+/// The properties of an interface that are booleans or texts.
+using BusProperties = std::map<std::string, std::variant<bool, std::string>, std::less<>>;
+
+/// Reads an array of properties, as far as it has the expected types.
+[[nodiscard]] BusProperties readProperties(sd_bus_message* message);
+
+/// A rule for the signal that a service appears or disappears.
+[[nodiscard]] std::string ownerRule(std::string_view service);
+/// Whether that signal reports that it appears.
+[[nodiscard]] bool hasNewOwner(sd_bus_message* message);
+
+template <typename Value>
+[[nodiscard]] const Value* find(const BusProperties& properties, std::string_view name)
+{
+    const auto found = properties.find(name);
+    return found == properties.end() ? nullptr : std::get_if<Value>(&found->second);
+}
+
+/// A connection to the system bus on a serial queue, which waits in the poll set of the workers. It connects once, and
+/// never waits for an answer. Everything except `open` is on the queue.
+class SystemBus final : public std::enable_shared_from_this<SystemBus> {
+public:
+    /// The events must outlive it. `report` receives one line when the connection fails or ends; a machine without a
+    /// bus is not reported.
+    SystemBus(std::shared_ptr<platform::DispatchQueue> queue, engine::EventSources& events,
+        std::function<void(const std::string&)> report);
+    ~SystemBus();
+    SystemBus(const SystemBus&) = delete;
+    SystemBus& operator=(const SystemBus&) = delete;
+
+    /// Connects, and calls `opened`, from which requests can be made; or nothing. `closed` follows when the connection
+    /// ends. Thread-safe.
+    void open(std::function<void()> opened, std::function<void()> closed);
+
+    /// Calls `(owner.*handler)(message)` for each signal that fits the rule. The owner must outlive the bus.
+    template <auto handler, typename Owner> void match(const std::string& rule, Owner& owner)
+    {
+        if (bus_)
+            check(sd_bus_add_match_async(
+                bus_, nullptr, rule.c_str(), &received<handler, Owner>, nullptr, &owner));
+    }
+
+    /// Calls a method, and then `(owner.*handler)(reply)` unless it fails. The owner must outlive the bus.
+    template <auto handler, typename Owner, typename... Arguments>
+    void call(const BusTarget& target, const char* method, Owner& owner, const char* types = "",
+        Arguments... arguments)
+    {
+        if (bus_)
+            check(sd_bus_call_method_async(bus_, nullptr, target.service, target.path, target.interface,
+                method, &received<handler, Owner>, &owner, types, arguments...));
+    }
+
+    [[nodiscard]] const std::shared_ptr<platform::DispatchQueue>& queue() const { return queue_; }
+
+private:
+    template <auto handler, typename Owner>
+    static int received(sd_bus_message* message, void* owner, sd_bus_error*)
+    {
+        if (!sd_bus_message_is_method_error(message, nullptr))
+            (static_cast<Owner*>(owner)->*handler)(message);
+        return 0;
+    }
+
+    void connect();
+    void check(int result);
+    void postProcess();
+    void process();
+    void waitForEvents();
+    void stopWaiting();
+    void fail(int result);
+    void close();
+
+    const std::shared_ptr<platform::DispatchQueue> queue_;
+    engine::EventSources& events_;
+    const std::function<void(const std::string&)> report_;
+    std::function<void()> closed_;
+    sd_bus* bus_ = nullptr;
+    int descriptor_ = -1;
+    std::unique_ptr<engine::EventSource> readable_;
+    std::unique_ptr<engine::EventSource> timer_;
+};
+
+} // namespace tamsel::host

@@ -1,0 +1,55 @@
+#include <host/bus/followSystem.h>
+
+#include <host/HostServices.h>
+#include <host/bus/LoginSession.h>
+#include <host/bus/SensorProxy.h>
+#include <host/bus/orientationWords.h>
+
+namespace tamsel::host {
+
+namespace {
+
+struct SystemEvents {
+    SystemEvents(const FollowedEvents& followed, const SystemEventTargets& targets)
+        : bus(std::make_shared<SystemBus>(targets.dispatch.makeSerialQueue("org.tamsel.host.bus"),
+              targets.events, [&lines = targets.lines](const std::string& line) { lines.writeLine(line); })),
+          proxy(*bus,
+              [followed, &device = targets.device, &application = targets.application](
+                  platform::UIDeviceOrientation orientation) {
+                  if (followed.deviceOrientation)
+                      device.turn(orientation);
+                  const auto interface = interfaceOn(orientation);
+                  if (followed.interfaceOrientation && interface)
+                      application.turnWithDevice(*interface);
+              }),
+          session(std::make_shared<LoginSession>(*bus, followed, targets.application, targets.activity))
+    {
+        bus->open(
+            [this, followed] {
+                if (followed.deviceOrientation || followed.interfaceOrientation)
+                    proxy.follow();
+                if (followed.sleep || followed.lock || followed.userSwitch)
+                    session->follow();
+            },
+            [this] { session->forget(); });
+    }
+    ~SystemEvents() { bus.reset(); }
+    SystemEvents(const SystemEvents&) = delete;
+    SystemEvents& operator=(const SystemEvents&) = delete;
+
+    std::shared_ptr<SystemBus> bus;
+    SensorProxy proxy;
+    const std::shared_ptr<LoginSession> session;
+};
+
+} // namespace
+
+std::shared_ptr<void> followSystem(const FollowedEvents& followed, SystemEventTargets targets)
+{
+    if (!followed.deviceOrientation && !followed.interfaceOrientation && !followed.sleep && !followed.lock
+        && !followed.userSwitch)
+        return nullptr;
+    return std::make_shared<SystemEvents>(followed, targets);
+}
+
+} // namespace tamsel::host

@@ -1,0 +1,73 @@
+#include "support/SystemServices.h"
+
+#include "support/Program.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <vector>
+
+namespace tamsel::tests {
+
+namespace {
+
+constexpr const char* variable = "DBUS_SYSTEM_BUS_ADDRESS";
+constexpr const char* daemonProgram = "/usr/bin/dbus-daemon";
+
+} // namespace
+
+BusAddress::BusAddress(const std::string& address)
+{
+    if (const char* before = std::getenv(variable))
+        before_ = before;
+    ::setenv(variable, address.c_str(), 1);
+}
+
+BusAddress::~BusAddress()
+{
+    if (before_)
+        ::setenv(variable, before_->c_str(), 1);
+    else
+        ::unsetenv(variable);
+}
+
+bool SystemServices::arePossible()
+{
+    return std::filesystem::exists(daemonProgram)
+        && runCommand("/usr/bin/python3 -c 'import dbusmock' 2>&1").status == 0;
+}
+
+SystemServices::SystemServices() : address_("unix:path=" + folder_.file("bus"))
+{
+    writeFile(folder_.file("bus.conf"),
+        "<busconfig><listen>unix:path=" + folder_.file("bus")
+            + "</listen><auth>EXTERNAL</auth><policy context='default'><allow send_destination='*'/>"
+              "<allow eavesdrop='true'/><allow own='*'/></policy></busconfig>");
+    daemon_.emplace(
+        std::vector<std::string>{daemonProgram, "--nofork", "--config-file=" + folder_.file("bus.conf")});
+    if (!waitUntil([&] { return std::filesystem::exists(folder_.file("bus")); }))
+        throw std::runtime_error("no bus");
+    script_ = ::popen(
+        ("/usr/bin/python3 " + testData("bus/services.py") + " >" + folder_.file("answers") + " 2>&1")
+            .c_str(),
+        "w");
+}
+
+SystemServices::~SystemServices()
+{
+    ::pclose(script_);
+}
+
+std::string SystemServices::operator()(const std::string& command)
+{
+    std::fprintf(script_, "%s\n", command.c_str());
+    std::fflush(script_);
+    std::vector<std::string> lines;
+    const bool hasAnswer = waitUntil([&] {
+        lines = linesIn(readFile(folder_.file("answers")));
+        return lines.size() > answers_;
+    });
+    return hasAnswer ? lines.at(answers_++) : "no answer";
+}
+
+} // namespace tamsel::tests
