@@ -15,9 +15,11 @@ public:
         : clock_(clock),
           driver_(driver),
           gyro_(MotionStream<CMGyroData>::create(
-              sources, clock, [driver](nanoseconds time) { return driver->readGyro(time); })),
+              sources, clock, [driver](nanoseconds time) { return driver->readGyro(time); },
+              [driver](nanoseconds interval) { return driver->use(MotionService::gyro, interval); })),
           deviceMotion_(MotionStream<CMDeviceMotion>::create(
-              sources, clock, [driver](nanoseconds time) { return driver->readDeviceMotion(time); }))
+              sources, clock, [driver](nanoseconds time) { return driver->readDeviceMotion(time); },
+              [driver](nanoseconds interval) { return driver->use(MotionService::deviceMotion, interval); }))
     {
     }
 

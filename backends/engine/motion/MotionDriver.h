@@ -3,6 +3,8 @@
 #include <tamsel/platform/CMMotionManager.h>
 
 #include <chrono>
+#include <cstdint>
+#include <memory>
 #include <optional>
 
 namespace tamsel::engine {
@@ -19,6 +21,8 @@ using GyroReading = MotionReading<platform::CMGyroData>;
 /// Of device motion.
 using DeviceMotionReading = MotionReading<platform::CMDeviceMotion>;
 
+enum class MotionService : std::uint8_t { gyro, deviceMotion };
+
 /// The motion sensors of a back end. They are read at the interval of each stream; times are of the platform's monotonic
 /// clock. Thread-safe.
 class MotionDriver {
@@ -32,6 +36,12 @@ public:
 
     /// A stream starts at this time.
     virtual void streamStarts(std::chrono::nanoseconds time) = 0;
+    /// A running stream of the service will be read at this interval until the result is released. Returns at once.
+    [[nodiscard]] virtual std::shared_ptr<void> use(
+        MotionService /*service*/, std::chrono::nanoseconds /*interval*/)
+    {
+        return nullptr;
+    }
 
     /// The reading at this time; absent for none.
     [[nodiscard]] virtual std::optional<GyroReading> readGyro(std::chrono::nanoseconds time) = 0;

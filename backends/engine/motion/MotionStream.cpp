@@ -37,8 +37,10 @@ template <typename Sample> void MotionStream<Sample>::setInterval(double interva
         next_ = 1;
     }
     interval_ = wanted;
-    if (isActive_)
+    if (isActive_) {
+        sensorUse_ = use_(fromSeconds(interval_));
         timer_->armAt(tickTime(next_));
+    }
 }
 
 template <typename Sample>
@@ -55,6 +57,7 @@ void MotionStream<Sample>::start(
     handler_.swap(shared);
     origin_ = clock_.monotonic();
     next_ = 1;
+    sensorUse_ = use_(fromSeconds(interval_));
     timer_->armAt(tickTime(next_));
 }
 
@@ -62,6 +65,7 @@ template <typename Sample> void MotionStream<Sample>::stop()
 {
     const MutexLock lock(guard_);
     isActive_ = false;
+    sensorUse_ = nullptr;
     timer_->cancel();
 }
 

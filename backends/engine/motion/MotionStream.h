@@ -22,12 +22,14 @@ public:
     using Reading = MotionReading<Sample>;
     /// Reads the sensor at a time.
     using Read = std::function<std::optional<Reading>(std::chrono::nanoseconds)>;
+    /// Keeps the sensor in use at an interval until the result is released.
+    using Use = std::function<std::shared_ptr<void>(std::chrono::nanoseconds)>;
 
     /// Not active yet.
     [[nodiscard]] static std::shared_ptr<MotionStream> create(
-        EventSources& sources, platform::Clock& clock, Read read)
+        EventSources& sources, platform::Clock& clock, Read read, Use use)
     {
-        auto stream = std::make_shared<MotionStream>(Private{}, clock, std::move(read));
+        auto stream = std::make_shared<MotionStream>(Private{}, clock, std::move(read), std::move(use));
         stream->timer_ = sources.makeTimer([weakSelf = std::weak_ptr(stream)] {
             if (const std::shared_ptr<MotionStream> self = weakSelf.lock())
                 self->tick();
@@ -35,7 +37,12 @@ public:
         return stream;
     }
 
-    MotionStream(Private, platform::Clock& clock, Read read) : clock_(clock), read_(std::move(read)) { }
+    MotionStream(Private, platform::Clock& clock, Read read, Use use)
+        : clock_(clock),
+          read_(std::move(read)),
+          use_(std::move(use))
+    {
+    }
 
     [[nodiscard]] bool isActive() const
     {
@@ -63,11 +70,13 @@ private:
 
     platform::Clock& clock_;
     const Read read_;
+    const Use use_;
     std::unique_ptr<EventSource> timer_; ///< fixed after creation
 
     mutable Mutex guard_;
     bool isActive_ TAMSEL_GUARDED_BY(guard_) = false;
     double interval_ TAMSEL_GUARDED_BY(guard_) = 0.01; ///< seconds
+    std::shared_ptr<void> sensorUse_ TAMSEL_GUARDED_BY(guard_); ///< while active
     std::uint64_t starts_ TAMSEL_GUARDED_BY(guard_) = 0;
     std::chrono::nanoseconds origin_ TAMSEL_GUARDED_BY(guard_){}; ///< ticks are counted from here
     std::uint64_t next_ TAMSEL_GUARDED_BY(guard_) = 1; ///< the tick that is due next
