@@ -6,6 +6,7 @@
 #include <host/ReaderThreads.h>
 #include <host/asset/HostAssets.h>
 #include <host/bus/followSystem.h>
+#include <host/iio/IioMotion.h>
 #include <host/image/HostImages.h>
 #include <host/location/HostLocation.h>
 #include <host/metadata/DetectionThread.h>
@@ -101,6 +102,13 @@ struct Host::Parts {
         return nullptr;
     }
 
+    [[nodiscard]] std::shared_ptr<engine::MotionDriver> makeMotion()
+    {
+        if (configuration.motionLog)
+            return std::make_shared<engine::LogMotion>(configuration.motionLog);
+        return std::make_shared<IioMotion>([this](std::string_view line) { lines.writeLine(line); });
+    }
+
     [[nodiscard]] engine::CaptureConfiguration captureConfiguration()
     {
         std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
@@ -180,8 +188,7 @@ struct Host::Parts {
     const std::vector<HostCamera> cameras = makeCameras();
     CameraWatch watch{dispatch, dispatch, cameras};
     engine::Capture capture{captureConfiguration()};
-    engine::Motion motion{dispatch, clock,
-        configuration.motionLog ? std::make_shared<engine::LogMotion>(configuration.motionLog) : nullptr};
+    engine::Motion motion{dispatch, clock, makeMotion()};
     Platform platform{dispatch, dispatch, clock, capture, motion, assets, images, location, sounds, device,
         application, center, tamsel, reports, lines};
     const std::shared_ptr<void> events = followEvents();
@@ -208,6 +215,13 @@ std::expected<CGSize, Error> Host::probe(
         return std::unexpected(std::move(opened.error()));
     camera->driver->close();
     return camera->driver->description().presentationDimensions.value_or(CGSize{});
+}
+
+bool Host::hasMotionSensors()
+{
+    std::vector<std::string> problems;
+    const IioSensors sensors = IioSensors::discover({}, problems);
+    return sensors.gyroscope || sensors.hasAttitude();
 }
 
 std::vector<std::string> Host::videoNodes()

@@ -36,6 +36,9 @@ public:
     /// The V4L2 nodes of this machine that can capture, in the order of their numbers. Opens each briefly.
     [[nodiscard]] static std::vector<std::string> videoNodes();
 
+    /// Whether this machine has a usable motion sensor now.
+    [[nodiscard]] static bool hasMotionSensors();
+
     /// For `OvriSourceManager::create`; lives as long as the host.
     [[nodiscard]] platform::Platform& platform();
     /// A serial queue on the host's worker threads, for a client's callbacks. The label is for people.

@@ -42,8 +42,8 @@ struct HostConfiguration {
     /// Encoders of the FFmpeg libraries for recordings: the first that works is used.
     std::vector<std::string> videoEncoders = HostMovieWriters::defaultEncoders();
 
-    /// A log of motion sensors, replayed in real time from the start of the first stream. Without it there are no
-    /// motion services.
+    /// A log of motion sensors, replayed in real time from the start of the first stream. Without it the machine's own
+    /// sensors are used.
     std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
 
     /// The location and the heading of the machine; unknown by default.

@@ -26,6 +26,7 @@
 #include "timeLimits.h"
 
 #include <engine/capture/turnPixels.h>
+#include <host/Host.h>
 #include <tamsel/camera/videoOrientation.h>
 #include <tamsel/client/CaptureGate.h>
 #include <tamsel/facade/OvriSourceManager.h>
@@ -523,7 +524,8 @@ Parsed<std::vector<CaptureCondition>> readConditions(const std::string& given)
 
 void check(const GlobalOptions& global, const CaptureOptions& options)
 {
-    if (options.needsMotion() && !options.motion.logFile && !global.isSimulated())
+    if (options.needsMotion() && options.motion.usesSensors() && !global.isSimulated()
+        && !host::Host::hasMotionSensors())
         throw Unusable("capture waits until the device is held still and tilted, and this machine has no "
                        "motion sensors: "
                        "--motion LOG gives it those of a log; or name other conditions with --require, as "
@@ -579,7 +581,9 @@ void addCapture(Program& program)
         "what must hold at the same time (default: still,tilted). R: still, tilted; face, code, code:KIND "
         "(as code:pdf417, see detect), seen within the last 0.3 s; or none",
         readConditions);
-    addValue(command, "--motion", options->motion.logFile, "LOG", "replay a log of motion sensors meanwhile",
+    addValue(command, "--motion", options->motion.logFile, "LOG",
+        "replay a log of motion sensors meanwhile; or the word sensors for those of this machine (default: "
+        "sensors)",
         text);
     addVerdictOptions(command, options->motion);
     addValue(command, "--timeout", options->timeout, "S", "give up after S seconds (default: 30)",

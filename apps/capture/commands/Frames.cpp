@@ -37,6 +37,7 @@ struct FramesOptions {
     std::optional<double> seconds;
     FramePictures pictures;
     MotionOptions motion;
+    bool reportsMotion = false;
 };
 
 /// Runs one camera session and reports what reaches its client: as a table, or as one JSON object a line.
@@ -62,7 +63,7 @@ private:
     const FramesOptions options_;
     Environment& environment_;
     Console console_;
-    const std::shared_ptr<MotionReport> motionReport_; ///< absent without a motion log
+    const std::shared_ptr<MotionReport> motionReport_; ///< absent where no motion is asked for
     const std::shared_ptr<FrameReport> frameReport_;
     std::shared_ptr<platform::DispatchQueue> responseQueue_;
     std::shared_ptr<OvriSourceManager> manager_;
@@ -78,7 +79,7 @@ FramesCommand::FramesCommand(const GlobalOptions& global, FramesOptions options,
       options_(std::move(options)),
       environment_(environment),
       console_(global.json),
-      motionReport_(options_.motion.log
+      motionReport_(options_.reportsMotion
               ? std::make_shared<MotionReport>(console_, environment.platform().clock, options_.motion.log)
               : nullptr),
       frameReport_(std::make_shared<FrameReport>(options_.pictures, environment, console_)),
@@ -181,8 +182,11 @@ ExitStatus FramesCommand::run()
         manager_ = nullptr;
         return ExitStatus::failed;
     }
-    if (motionReport_)
+    if (motionReport_) {
+        if (const auto missing = missingFor(options_.motion, platform))
+            console_.fail(*missing);
         motionReport_->start(*manager_, motionReport_, withPossibleVerdicts(options_.motion, platform));
+    }
 
     bool isInterrupted = false;
     bool isOver = false;
@@ -237,6 +241,7 @@ void addFrames(Program& program)
             outputs.push_back(&*pictures.contactSheet);
         }
         claimOutputs(outputs, {global.back.value_or(""), global.front.value_or("")}, global.overwrites);
+        options->reportsMotion = options->motion.logFile.has_value();
         options->motion.readLog();
         const auto environment = makeEnvironment(global,
             {.cameras = true,
@@ -252,7 +257,10 @@ void addFrames(Program& program)
     addValue(command, "--seconds", options->seconds, "S", "end after S seconds", secondsAboveZero);
     addFramePictures(command, options->pictures);
     addValue(command, "--motion", options->motion.logFile, "LOG",
-        "replay a log of motion sensors beside the frames, and report its verdicts, too", text);
+        "report motion verdicts, too: of a log, which is replayed beside the frames, or of the sensors of "
+        "this machine "
+        "(the word sensors)",
+        text);
 }
 
 } // namespace tamsel::capture

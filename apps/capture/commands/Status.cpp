@@ -294,8 +294,8 @@ void addStatus(Program& program)
         "list permissions, available sources, what can be captured and how large the pictures are. Each "
         "camera runs until its first frame",
         run);
-    addValue(
-        command, "--motion", options->motion.logFile, "LOG", "a log of motion sensors, as for capture", text);
+    addValue(command, "--motion", options->motion.logFile, "LOG",
+        "a log of motion sensors, as for capture (default: sensors)", text);
     addMicrophone(command, options->sound);
 }
 

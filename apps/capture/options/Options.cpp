@@ -114,6 +114,8 @@ void addFramePictures(CLI::App& app, FramePictures& pictures)
 
 void MotionOptions::readLog()
 {
+    if (usesSensors())
+        logFile = std::nullopt;
     if (!logFile)
         return;
     auto read = formats::MotionLog::read(readableInput(*logFile));

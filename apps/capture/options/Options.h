@@ -78,6 +78,8 @@ struct MotionOptions {
     double duration = 0.8; ///< seconds
     double angle = 45; ///< degrees
 
+    /// Without a log, or with the word "sensors" for one.
+    [[nodiscard]] bool usesSensors() const { return !logFile || *logFile == "sensors"; }
     /// Reads the log that is named, if any. Throws `Unusable`.
     void readLog();
 };

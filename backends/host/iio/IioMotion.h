@@ -1,0 +1,48 @@
+#pragma once
+
+#include <host/iio/IioSensors.h>
+
+#include <engine/motion/MotionDriver.h>
+
+#include <tamsel/Mutex.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tamsel::host {
+
+/// The motion sensors of this machine. A thread of its own reads them while a stream uses them; a reading may take long,
+/// so the thread is not waited for. It ends after the reading during which the last use ends.
+class IioMotion final : public engine::MotionDriver {
+public:
+    /// `report` receives a line for each sensor that is unusable, on any thread. `root` stands in front of /sys.
+    explicit IioMotion(std::function<void(std::string_view)> report, std::string root = {});
+
+    /// Looks for new devices, and so does `hasDeviceMotion`.
+    [[nodiscard]] bool hasGyro() const override;
+    [[nodiscard]] bool hasDeviceMotion() const override;
+    void streamStarts(std::chrono::nanoseconds) override { }
+    [[nodiscard]] std::shared_ptr<void> use(
+        engine::MotionService service, std::chrono::nanoseconds interval) override;
+    /// A reading is current for two intervals. After a second without one there is an error.
+    [[nodiscard]] std::optional<engine::GyroReading> readGyro(std::chrono::nanoseconds time) override;
+    [[nodiscard]] std::optional<engine::DeviceMotionReading> readDeviceMotion(
+        std::chrono::nanoseconds time) override;
+
+private:
+    class Reader;
+
+    /// The sensors that are there now.
+    [[nodiscard]] std::shared_ptr<const IioSensors> lookAround() const;
+
+    const std::function<void(std::string_view)> report_;
+    const std::string root_;
+    const std::shared_ptr<Reader> reader_; ///< shared with its thread and the uses
+    mutable Mutex guard_;
+    mutable IioDevices devices_ TAMSEL_GUARDED_BY(guard_);
+};
+
+} // namespace tamsel::host
