@@ -11,6 +11,10 @@ install() { apt-get install -y -qq --no-install-recommends "$@" >install.log 2>&
 # The command, with what its package depends on and nothing else.
 install ./tamsel-capture_*.deb
 tamsel-capture --help | grep -w image || fail "the help names no command"
+for file in man/man1/tamsel-capture.1.gz bash-completion/completions/tamsel-capture \
+    zsh/vendor-completions/_tamsel-capture fish/vendor_completions.d/tamsel-capture.fish; do
+    [ -s "/usr/share/$file" ] || fail "/usr/share/$file is missing"
+done
 tamsel-capture status
 tamsel-capture image photo.heic upright.png
 [ "$(head -c 4 upright.png | tail -c 3)" = PNG ] || fail "no PNG was made of a picture"
