@@ -12,14 +12,6 @@ namespace tamsel::capture {
 
 namespace {
 
-std::string namesOfCommands(const CLI::App& app)
-{
-    std::string names;
-    for (const CLI::App* command : commandsOf(app))
-        names += (names.empty() ? "" : ", ") + command->get_name();
-    return names;
-}
-
 /// What was not expected, in words.
 [[noreturn]] void refuse(const CLI::App& app, const std::vector<std::string>& surplus)
 {
@@ -35,7 +27,7 @@ std::string namesOfCommands(const CLI::App& app)
     if (isOption)
         throw Unusable(quoted + " is no option; see --help");
     throw Unusable((surplus.empty() ? "a command is missing: " : quoted + " is no command; there are: ")
-        + namesOfCommands(app) + "; see --help");
+        + namesOfCommands(app, ", ") + "; see --help");
 }
 
 } // namespace

@@ -9,10 +9,10 @@ using Layout = HelpSection::Layout;
 
 const std::array<HelpSection, 4> helpSections{{
     {"Files", Layout::paragraph,
-        "- is the standard input, or the standard output. A file that exists is replaced only with "
-        "--overwrite, and an output that is also an input never. Of several inputs the last name is the "
-        "output: a folder, or a name with {} for the name of each input. Pictures are written as .png or "
-        ".jpg."},
+        "The name - stands for the standard input, or the standard output. A file that exists is replaced "
+        "only with --overwrite, and an output that is also an input is always refused. Of several inputs the "
+        "last name is the output: a folder, or a name with {} for the name of each input. Pictures are "
+        "written as .png or .jpg."},
     {"Signals", Layout::entries,
         "SIGINT, SIGTERM, SIGHUP: the command ends; a recording is completed\n"
         "SIGUSR1: the application goes to the background\n"
@@ -62,6 +62,14 @@ std::vector<const CLI::Option*> filtered(const CLI::App& app, bool areArguments)
 std::vector<const CLI::App*> commandsOf(const CLI::App& program)
 {
     return program.get_subcommands([](const CLI::App* command) { return !command->get_group().empty(); });
+}
+
+std::string namesOfCommands(const CLI::App& program, std::string_view between)
+{
+    std::vector<std::string> names;
+    for (const CLI::App* command : commandsOf(program))
+        names.push_back(command->get_name());
+    return joined(names, between);
 }
 
 std::vector<const CLI::Option*> optionsOf(const CLI::App& app)

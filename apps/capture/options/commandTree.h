@@ -33,6 +33,7 @@ inline constexpr std::string_view programDescription
 extern const std::array<HelpSection, 4> helpSections;
 
 [[nodiscard]] std::vector<const CLI::App*> commandsOf(const CLI::App& program);
+[[nodiscard]] std::string namesOfCommands(const CLI::App& program, std::string_view between);
 [[nodiscard]] std::vector<const CLI::Option*> optionsOf(const CLI::App& app);
 [[nodiscard]] std::vector<const CLI::Option*> argumentsOf(const CLI::App& command);
 /// Those that the program does not have for all commands.

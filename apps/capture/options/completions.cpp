@@ -33,14 +33,6 @@ std::string namesOfValueOptions(const CLI::App& program, std::string_view betwee
     return joined(names, between);
 }
 
-std::string namesOfCommands(const CLI::App& program, std::string_view between)
-{
-    std::vector<std::string> names;
-    for (const CLI::App* command : commandsOf(program))
-        names.push_back(command->get_name());
-    return joined(names, between);
-}
-
 /// The long names of options, each behind a space.
 std::string namesOf(const std::vector<const CLI::Option*>& options)
 {
