@@ -206,6 +206,9 @@ TEST(IioMotion, ReportsASensorThatIsGoneAndFindsItAgain)
 
 TEST(IioMotion, WaitsForNoSensor)
 {
+    const auto threads
+        = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}); };
+    const auto before = threads();
     Machine machine;
     machine.plugIn(0, gyroscope);
     const std::string pipe = machine.folder(0) + "in_anglvel_x_raw";
@@ -236,6 +239,7 @@ TEST(IioMotion, WaitsForNoSensor)
     EXPECT_FALSE(later(0s)) << "the reading of an earlier use";
     use = nullptr;
     ::close(second);
+    EXPECT_TRUE(waitUntil([&] { return threads() <= before; })) << "its thread ends with the reading";
 }
 
 namespace {

@@ -1,6 +1,8 @@
 #include <formats/MotionLog.h>
 
+#include <engine/motion/Motion.h>
 #include <simulated/Phone.h>
+#include <simulated/Scheduler.h>
 
 #include <gtest/gtest.h>
 
@@ -212,6 +214,49 @@ TEST(MotionStream, CountsItsTicksFromTheStartAndANewPaceFromTheLatestTick)
     listener.manager->setGyroUpdateInterval(1e-9);
     listener.phone.advance(1ms);
     EXPECT_EQ(listener.heard.size(), 11U) << "no faster than every tenth of a millisecond";
+}
+
+namespace {
+
+/// Writes the intervals at which it is used: + at the begin and - at the end.
+struct UsedSensor final : engine::MotionDriver {
+    bool hasGyro() const override { return true; }
+    bool hasDeviceMotion() const override { return true; }
+    void streamStarts(std::chrono::nanoseconds) override { }
+    std::shared_ptr<void> use(engine::MotionService service, std::chrono::nanoseconds interval) override
+    {
+        const std::string name = (service == engine::MotionService::gyro ? "gyro " : "motion ")
+            + std::to_string(interval / 1ms) + " ";
+        uses += "+" + name;
+        return std::shared_ptr<void>(nullptr, [this, name](void*) { uses += "-" + name; });
+    }
+    std::optional<engine::GyroReading> readGyro(std::chrono::nanoseconds) override { return std::nullopt; }
+    std::optional<engine::DeviceMotionReading> readDeviceMotion(std::chrono::nanoseconds) override
+    {
+        return std::nullopt;
+    }
+
+    std::string uses;
+};
+
+} // namespace
+
+TEST(MotionStream, UsesItsSensorWhileItRuns)
+{
+    simulated::Scheduler scheduler(1, 0);
+    const auto sensor = std::make_shared<UsedSensor>();
+    engine::Motion motion(scheduler, scheduler, sensor);
+    auto manager = motion.makeMotionManager();
+    manager->setGyroUpdateInterval(0.2);
+    EXPECT_EQ(sensor->uses, "");
+    manager->startGyroUpdates(scheduler.mainQueue(), [](const auto&, const auto&) { });
+    manager->setGyroUpdateInterval(0.1);
+    manager->setGyroUpdateInterval(0.1);
+    EXPECT_EQ(std::exchange(sensor->uses, {}), "+gyro 200 +gyro 100 -gyro 200 ") << "in use without a break";
+    manager->stopGyroUpdates();
+    manager->startDeviceMotionUpdates(scheduler.mainQueue(), [](const auto&, const auto&) { });
+    manager = nullptr;
+    EXPECT_EQ(sensor->uses, "-gyro 100 +motion 10 -motion 10 ");
 }
 
 } // namespace tamsel::tests
