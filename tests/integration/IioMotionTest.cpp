@@ -135,9 +135,10 @@ TEST(IioMotion, TakesTheSensorsOfTheScreenAndTheNextFasterFrequency)
         11, with(upright, {{"location", "accel-display"}, {"in_accel_y_raw", "0"}, {"in_accel_z_raw", "9"}}));
     machine.plugIn(2, with(gyroscope, {{"sampling_frequency_available", "200 12.5 25 100\n"}}));
     machine.plugIn(4, with(gyroscope, {{"in_anglvel_scale", "0"}}));
+    machine.plugIn(1, with(gyroscope, {{"label", "base"}}));
     EXPECT_TRUE(machine.motion.hasGyro());
     EXPECT_EQ(machine.lines, std::vector<std::string>{}) << "what is not needed is not looked at";
-    EXPECT_NEAR(machine.pitch(), 0, 0.01);
+    EXPECT_NEAR(machine.pitch(), 0, 5) << "of the screen, as far as the rate has turned it";
     for (const auto& [available, interval, chosen] :
         std::vector<std::tuple<const char*, std::chrono::nanoseconds, const char*>>{
             {"200 12.5 25 100\n", 50ms, "25"}, {"200 12.5 25 100\n", 100ms, "12.5"}, {"10 20", 1ms, "20"},
@@ -146,6 +147,25 @@ TEST(IioMotion, TakesTheSensorsOfTheScreenAndTheNextFasterFrequency)
         writeFile(machine.folder(2) + "sampling_frequency", "unchanged");
         EXPECT_TRUE(machine.gyro(interval).sample);
         EXPECT_EQ(readFile(machine.folder(2) + "sampling_frequency"), chosen) << available;
+    }
+}
+
+TEST(IioMotion, DoesNotFuseAcrossAHinge)
+{
+    for (const bool isInBase : {false, true}) {
+        Machine machine;
+        machine.plugIn(0, with(upright, {{"label", "accel-display"}, {"in_accel_z_raw", "981"}}));
+        machine.plugIn(1, with(gyroscope, {{"label", isInBase ? "base" : ""}, {"in_anglvel_x_raw", "1000"}}));
+        ASSERT_TRUE(machine.motion.hasGyro());
+        const auto use = machine.motion.use(MotionService::deviceMotion, 10ms);
+        const auto pitch = [&] {
+            const auto reading = machine.next(&IioMotion::readDeviceMotion);
+            EXPECT_EQ(reading.sample.value_or(platform::CMDeviceMotion{}).rotationRate.x, 1);
+            return reading.sample.value_or(platform::CMDeviceMotion{}).attitude.pitch * 180
+                / std::numbers::pi;
+        };
+        EXPECT_NEAR(pitch(), 45, isInBase ? 0.01 : 80);
+        EXPECT_TRUE(waitUntil([&] { return isInBase || pitch() > 46; })) << "it turns";
     }
 }
 

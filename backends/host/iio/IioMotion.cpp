@@ -57,10 +57,11 @@ std::expected<platform::CMAttitude, Error> readAttitude(
     const Measured acceleration = read(sensors.accelerometer, "the accelerometer");
     if (!acceleration)
         return std::unexpected(acceleration.error());
-    if (sensors.gyroscope && !rate)
+    const bool usesRate = sensors.gyroscope && sensors.turnTogether;
+    if (usesRate && !rate)
         return std::unexpected(rate.error());
     const double time = std::chrono::duration<double>(monotonicNow()).count();
-    tilt.add(time, *acceleration, rate ? std::optional(*rate) : std::nullopt);
+    tilt.add(time, *acceleration, usesRate ? std::optional(*rate) : std::nullopt);
     if (const auto attitude = tilt.attitude())
         return *attitude;
     return std::unexpected(Error{.localizedDescription = "the accelerometer shows no gravity"});

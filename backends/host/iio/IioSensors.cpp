@@ -103,13 +103,15 @@ std::string folderOfDevices(const std::string& root)
     return root + "/sys/bus/iio/devices/";
 }
 
+constexpr int rankOfBase = 2;
+
 /// On a convertible computer the sensors of the screen come first and those of the keyboard last.
 int rankOf(const std::string& folder)
 {
     const std::string place = textIn(firstOf(folder, {"label", "location"}), Waiting::no).value_or("");
     if (place.find("display") != std::string::npos || place.find("lid") != std::string::npos)
         return 0;
-    return place.find("base") != std::string::npos ? 2 : 1;
+    return place.find("base") != std::string::npos ? rankOfBase : 1;
 }
 
 } // namespace
@@ -212,22 +214,29 @@ IioSensors IioSensors::discover(const std::string& root, std::vector<std::string
         folders.emplace_back(rankOf(folder), folder);
     }
     std::ranges::stable_sort(folders, {}, &std::pair<int, std::string>::first);
+    /// True when the sensor is this one.
     const auto choose = [&](std::optional<IioAxes>& sensor, const std::string& folder,
                             const std::string& channel, const char* name) {
         if (sensor || !exists(folder + channel + "_x_raw"))
-            return;
+            return false;
         auto described = IioAxes::describe(folder, channel);
         if (described)
             sensor = std::move(*described);
         else
             problems.push_back(std::string(name) + " unusable: " + described.error().localizedDescription);
+        return sensor.has_value();
     };
+    int gyroscopeRank = 0;
+    int accelerometerRank = 0;
     for (const auto& [rank, folder] : folders) {
-        choose(sensors.gyroscope, folder, "in_anglvel", "gyroscope");
-        choose(sensors.accelerometer, folder, "in_accel", "accelerometer");
+        if (choose(sensors.gyroscope, folder, "in_anglvel", "gyroscope"))
+            gyroscopeRank = rank;
+        if (choose(sensors.accelerometer, folder, "in_accel", "accelerometer"))
+            accelerometerRank = rank;
         if (sensors.quaternion.empty() && exists(folder + "in_rot_quaternion_raw"))
             sensors.quaternion = folder + "in_rot_quaternion_raw";
     }
+    sensors.turnTogether = (gyroscopeRank == rankOfBase) == (accelerometerRank == rankOfBase);
     return sensors;
 }
 

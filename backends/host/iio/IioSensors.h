@@ -43,6 +43,7 @@ private:
 struct IioSensors {
     std::optional<IioAxes> gyroscope;
     std::optional<IioAxes> accelerometer;
+    bool turnTogether = true; ///< false when a hinge is between the two
     std::string
         quaternion; ///< the attribute of a sensor that measures the attitude itself; empty without one
 
