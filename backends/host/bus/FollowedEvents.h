@@ -19,6 +19,8 @@ struct FollowedEvents {
     bool lock = true;
     /// Another session has the screen.
     bool userSwitch = true;
+
+    bool operator==(const FollowedEvents&) const = default;
 };
 
 } // namespace tamsel::host

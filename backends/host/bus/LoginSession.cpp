@@ -14,66 +14,43 @@ namespace {
 
 constexpr BusTarget manager{
     "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager"};
-constexpr const char* properties = "org.freedesktop.DBus.Properties";
 constexpr const char* sessionInterface = "org.freedesktop.login1.Session";
 
 } // namespace
 
-LoginSession::LoginSession(SystemBus& bus, const FollowedEvents& followed,
-    engine::ApplicationState& application, std::shared_ptr<engine::CaptureActivity> activity)
-    : bus_(bus),
-      followed_(followed),
-      application_(application),
-      activity_(std::move(activity))
-{
-}
-
-LoginSession::~LoginSession()
-{
-    permitSleep();
-}
-
 void LoginSession::follow()
 {
-    const std::string fromManager = "type='signal',sender='org.freedesktop.login1',member=";
-    bus_.match<&LoginSession::ownerChanged>(ownerRule(manager.service), *this);
-    if (followed_.sleep)
-        bus_.match<&LoginSession::prepareForSleep>(fromManager + "'PrepareForSleep'", *this);
-    if (followed_.lock) {
-        bus_.match<&LoginSession::sessionSignal>(fromManager + "'Lock'", *this);
-        bus_.match<&LoginSession::sessionSignal>(fromManager + "'Unlock'", *this);
-    }
-    if (followed_.lock || followed_.userSwitch)
-        bus_.match<&LoginSession::sessionChanged>(
-            fromManager + "'PropertiesChanged',arg0='" + sessionInterface + "'", *this);
-    readState();
+    const std::string signal = "type='signal',sender='org.freedesktop.login1',member=";
+    bus_.match<&LoginSession::prepareForSleep>(signal + "'PrepareForSleep'", *this);
+    bus_.match<&LoginSession::lockOrUnlock>(signal + "'Lock'", *this);
+    bus_.match<&LoginSession::lockOrUnlock>(signal + "'Unlock'", *this);
+    bus_.match<&LoginSession::readSession>(
+        signal + "'PropertiesChanged',arg0='" + sessionInterface + "'", *this);
+    bus_.whenPresent<&LoginSession::readState>(manager.service, *this);
 }
 
 void LoginSession::forget()
 {
     setSleeping(false);
     permitSleep();
-    set(followed_.lock, BackgroundReason::lock, false);
-    set(followed_.userSwitch, BackgroundReason::userSwitch, false);
-}
-
-void LoginSession::ownerChanged(sd_bus_message* message)
-{
-    if (hasNewOwner(message))
-        readState();
+    set(BackgroundReason::lock, false);
+    set(BackgroundReason::userSwitch, false);
 }
 
 /// Signals may have been missed: asks for everything.
 void LoginSession::readState()
 {
-    if (followed_.sleep) {
-        delaySleep();
-        bus_.call<&LoginSession::gotPreparingForSleep>({manager.service, manager.path, properties}, "Get",
-            *this, "ss", manager.interface, "PreparingForSleep");
-    }
+    delaySleep();
+    bus_.getProperties<&LoginSession::readManager>(manager, *this);
     // "auto" is the session of this process or else, as for a service of the user, the one on the user's screen.
-    if (followed_.lock || followed_.userSwitch)
-        bus_.call<&LoginSession::gotSession>(manager, "GetSession", *this, "s", "auto");
+    bus_.call<&LoginSession::gotSession>(manager, "GetSession", *this, "s", "auto");
+}
+
+void LoginSession::readManager(sd_bus_message* reply)
+{
+    const BusProperties properties = readProperties(reply);
+    if (const bool* isSleeping = find<bool>(properties, "PreparingForSleep"))
+        setSleeping(*isSleeping);
 }
 
 void LoginSession::prepareForSleep(sd_bus_message* message)
@@ -83,24 +60,17 @@ void LoginSession::prepareForSleep(sd_bus_message* message)
         setSleeping(isSleeping != 0);
 }
 
-void LoginSession::gotPreparingForSleep(sd_bus_message* reply)
-{
-    int isSleeping = 0;
-    if (sd_bus_message_read(reply, "v", "b", &isSleeping) > 0)
-        setSleeping(isSleeping != 0);
-}
-
 void LoginSession::setSleeping(bool isSleeping)
 {
-    if (std::exchange(isSleeping_, isSleeping) == isSleeping)
+    if (!followed_.sleep || std::exchange(isSleeping_, isSleeping) == isSleeping)
         return;
-    set(followed_.sleep, BackgroundReason::sleep, isSleeping);
+    set(BackgroundReason::sleep, isSleeping);
     if (!isSleeping) {
         if (delay_ < 0)
             delaySleep();
         return;
     }
-    activity_->whenIdle([weak = weak_from_this(), queue = bus_.queue()] {
+    targets_.activity->whenIdle([weak = weak_from_this(), queue = bus_.queue()] {
         queue->async(platform::whileAlive(weak, [](LoginSession& self) {
             if (self.isSleeping_) // it may have woken meanwhile
                 self.permitSleep();
@@ -110,8 +80,9 @@ void LoginSession::setSleeping(bool isSleeping)
 
 void LoginSession::delaySleep()
 {
-    bus_.call<&LoginSession::gotDelay>(manager, "Inhibit", *this, "ssss", "sleep", "tamsel", //
-        "completes its movies", "delay");
+    if (followed_.sleep)
+        bus_.call<&LoginSession::gotDelay>(
+            manager, "Inhibit", *this, "ssss", "sleep", "tamsel", "completes its movies", "delay");
 }
 
 void LoginSession::gotDelay(sd_bus_message* reply)
@@ -135,39 +106,35 @@ void LoginSession::gotSession(sd_bus_message* reply)
     if (sd_bus_message_read(reply, "o", &path) <= 0)
         return;
     session_ = path;
-    bus_.call<&LoginSession::readSession>(
-        {manager.service, session_.c_str(), properties}, "GetAll", *this, "s", sessionInterface);
+    bus_.getProperties<&LoginSession::readSession>({manager.service, path, sessionInterface}, *this);
 }
 
-void LoginSession::sessionSignal(sd_bus_message* message)
+void LoginSession::lockOrUnlock(sd_bus_message* message)
 {
     if (session_ == sd_bus_message_get_path(message))
-        set(followed_.lock, BackgroundReason::lock,
-            sd_bus_message_get_member(message) == std::string_view("Lock"));
-}
-
-void LoginSession::sessionChanged(sd_bus_message* message)
-{
-    if (session_ == sd_bus_message_get_path(message) && sd_bus_message_skip(message, "s") >= 0)
-        readSession(message);
+        set(BackgroundReason::lock,
+            followed_.lock && sd_bus_message_get_member(message) == std::string_view("Lock"));
 }
 
 /// Desktops report a lock of their own, and unlocking by password, in LockedHint only.
 void LoginSession::readSession(sd_bus_message* message)
 {
-    const BusProperties read = readProperties(message);
-    if (const bool* isActive = find<bool>(read, "Active"))
-        set(followed_.userSwitch, BackgroundReason::userSwitch, !*isActive);
-    if (const bool* isLocked = find<bool>(read, "LockedHint"))
-        set(followed_.lock, BackgroundReason::lock, *isLocked);
+    const char* path = sd_bus_message_get_path(message); // of a signal
+    if (path && session_ != path)
+        return;
+    const BusProperties properties = readProperties(message);
+    if (const bool* isActive = find<bool>(properties, "Active"))
+        set(BackgroundReason::userSwitch, followed_.userSwitch && !*isActive);
+    if (const bool* isLocked = find<bool>(properties, "LockedHint"))
+        set(BackgroundReason::lock, followed_.lock && *isLocked);
 }
 
-void LoginSession::set(bool isFollowed, BackgroundReason reason, bool holds)
+void LoginSession::set(BackgroundReason reason, bool holds)
 {
-    if (isFollowed && holds)
-        application_.enterBackground(reason);
-    else if (isFollowed)
-        application_.enterForeground(reason);
+    if (holds)
+        targets_.application.enterBackground(reason);
+    else
+        targets_.application.enterForeground(reason);
 }
 
 } // namespace tamsel::host

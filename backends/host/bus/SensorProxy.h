@@ -1,31 +1,31 @@
 #pragma once
 
 #include <host/bus/SystemBus.h>
-
-#include <tamsel/platform/UIDevice.h>
-
-#include <functional>
+#include <host/bus/followSystem.h>
 
 namespace tamsel::host {
 
-/// Reads the orientation of the device from iio-sensor-proxy. On the queue of the bus.
+/// Turns the device, and the interface where that is followed, as iio-sensor-proxy reports it. On the queue of the bus.
 class SensorProxy {
 public:
     /// The bus must be released before it.
-    SensorProxy(SystemBus& bus, std::function<void(platform::UIDeviceOrientation)> turned);
+    SensorProxy(SystemBus& bus, const FollowedEvents& followed, const SystemEventTargets& targets)
+        : bus_(bus),
+          followed_(followed),
+          targets_(targets)
+    {
+    }
 
-    /// Claims the accelerometer, now and whenever the service appears.
     void follow();
 
 private:
     void claim();
-    void ownerChanged(sd_bus_message* message);
     void claimed(sd_bus_message* reply);
-    void propertiesChanged(sd_bus_message* message);
     void readOrientation(sd_bus_message* message);
 
     SystemBus& bus_;
-    const std::function<void(platform::UIDeviceOrientation)> turned_;
+    const FollowedEvents followed_;
+    const SystemEventTargets targets_;
 };
 
 } // namespace tamsel::host

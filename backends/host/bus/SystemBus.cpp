@@ -41,6 +41,8 @@ std::string describe(int result)
 BusProperties readProperties(sd_bus_message* message)
 {
     BusProperties properties;
+    if (char first = 0; sd_bus_message_peek_type(message, &first, nullptr) > 0 && first == SD_BUS_TYPE_STRING)
+        sd_bus_message_skip(message, "s"); // the interface, in a signal
     if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}") < 0)
         return properties;
     while (sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv") > 0) {
@@ -61,19 +63,6 @@ BusProperties readProperties(sd_bus_message* message)
             break;
     }
     return properties;
-}
-
-std::string ownerRule(std::string_view service)
-{
-    return "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='"
-        + std::string(service) + "'";
-}
-
-bool hasNewOwner(sd_bus_message* message)
-{
-    const char* newOwner = nullptr;
-    return sd_bus_message_skip(message, "ss") >= 0 && sd_bus_message_read(message, "s", &newOwner) > 0
-        && *newOwner != '\0';
 }
 
 SystemBus::SystemBus(std::shared_ptr<platform::DispatchQueue> queue, engine::EventSources& events,
@@ -110,6 +99,12 @@ void SystemBus::connect()
         postProcess();
     else
         fail(-EMFILE);
+}
+
+void SystemBus::addMatch(const std::string& rule, sd_bus_message_handler_t callback, void* owner)
+{
+    if (bus_)
+        check(sd_bus_add_match_async(bus_, nullptr, rule.c_str(), callback, nullptr, owner));
 }
 
 void SystemBus::check(int result)

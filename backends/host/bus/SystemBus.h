@@ -25,13 +25,8 @@ struct BusTarget {
 /// The properties of an interface that are booleans or texts.
 using BusProperties = std::map<std::string, std::variant<bool, std::string>, std::less<>>;
 
-/// Reads an array of properties, as far as it has the expected types.
+/// Reads the reply of `getProperties`, or the signal PropertiesChanged, as far as it has the expected types.
 [[nodiscard]] BusProperties readProperties(sd_bus_message* message);
-
-/// A rule for the signal that a service appears or disappears.
-[[nodiscard]] std::string ownerRule(std::string_view service);
-/// Whether that signal reports that it appears.
-[[nodiscard]] bool hasNewOwner(sd_bus_message* message);
 
 template <typename Value>
 [[nodiscard]] const Value* find(const BusProperties& properties, std::string_view name)
@@ -59,9 +54,7 @@ public:
     /// Calls `(owner.*handler)(message)` for each signal that fits the rule. The owner must outlive the bus.
     template <auto handler, typename Owner> void match(const std::string& rule, Owner& owner)
     {
-        if (bus_)
-            check(sd_bus_add_match_async(
-                bus_, nullptr, rule.c_str(), &received<handler, Owner>, nullptr, &owner));
+        addMatch(rule, &received<handler, Owner>, &owner);
     }
 
     /// Calls a method, and then `(owner.*handler)(reply)` unless it fails. The owner must outlive the bus.
@@ -72,6 +65,22 @@ public:
         if (bus_)
             check(sd_bus_call_method_async(bus_, nullptr, target.service, target.path, target.interface,
                 method, &received<handler, Owner>, &owner, types, arguments...));
+    }
+
+    /// Asks for all properties, for `readProperties`.
+    template <auto handler, typename Owner> void getProperties(const BusTarget& target, Owner& owner)
+    {
+        call<handler>({target.service, target.path, "org.freedesktop.DBus.Properties"}, "GetAll", owner, "s",
+            target.interface);
+    }
+
+    /// Calls `(owner.*handler)()`, now and whenever the service appears. The owner must outlive the bus.
+    template <auto handler, typename Owner> void whenPresent(const std::string& service, Owner& owner)
+    {
+        addMatch(
+            "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" + service + "'",
+            &appeared<handler, Owner>, &owner);
+        (owner.*handler)();
     }
 
     [[nodiscard]] const std::shared_ptr<platform::DispatchQueue>& queue() const { return queue_; }
@@ -85,7 +94,18 @@ private:
         return 0;
     }
 
+    template <auto handler, typename Owner>
+    static int appeared(sd_bus_message* message, void* owner, sd_bus_error*)
+    {
+        const char* newOwner = nullptr;
+        if (sd_bus_message_skip(message, "ss") >= 0 && sd_bus_message_read(message, "s", &newOwner) > 0
+            && *newOwner != '\0')
+            (static_cast<Owner*>(owner)->*handler)();
+        return 0;
+    }
+
     void connect();
+    void addMatch(const std::string& rule, sd_bus_message_handler_t callback, void* owner);
     void check(int result);
     void postProcess();
     void process();

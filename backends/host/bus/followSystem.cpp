@@ -1,9 +1,7 @@
 #include <host/bus/followSystem.h>
 
-#include <host/HostServices.h>
 #include <host/bus/LoginSession.h>
 #include <host/bus/SensorProxy.h>
-#include <host/bus/orientationWords.h>
 
 namespace tamsel::host {
 
@@ -13,16 +11,8 @@ struct SystemEvents {
     SystemEvents(const FollowedEvents& followed, const SystemEventTargets& targets)
         : bus(std::make_shared<SystemBus>(targets.dispatch.makeSerialQueue("org.tamsel.host.bus"),
               targets.events, [&lines = targets.lines](const std::string& line) { lines.writeLine(line); })),
-          proxy(*bus,
-              [followed, &device = targets.device, &application = targets.application](
-                  platform::UIDeviceOrientation orientation) {
-                  if (followed.deviceOrientation)
-                      device.turn(orientation);
-                  const auto interface = interfaceOn(orientation);
-                  if (followed.interfaceOrientation && interface)
-                      application.turnWithDevice(*interface);
-              }),
-          session(std::make_shared<LoginSession>(*bus, followed, targets.application, targets.activity))
+          proxy(*bus, followed, targets),
+          session(std::make_shared<LoginSession>(*bus, followed, targets))
     {
         bus->open(
             [this, followed] {
@@ -44,10 +34,9 @@ struct SystemEvents {
 
 } // namespace
 
-std::shared_ptr<void> followSystem(const FollowedEvents& followed, SystemEventTargets targets)
+std::shared_ptr<void> followSystem(const FollowedEvents& followed, const SystemEventTargets& targets)
 {
-    if (!followed.deviceOrientation && !followed.interfaceOrientation && !followed.sleep && !followed.lock
-        && !followed.userSwitch)
+    if (followed == FollowedEvents{false, false, false, false, false})
         return nullptr;
     return std::make_shared<SystemEvents>(followed, targets);
 }

@@ -25,8 +25,9 @@ struct SystemEventTargets {
     platform::DiagnosticLines& lines;
 };
 
-/// Follows events of the machine until the result is released. Does not wait for the bus. Absent when nothing is to be
-/// followed.
-[[nodiscard]] std::shared_ptr<void> followSystem(const FollowedEvents& followed, SystemEventTargets targets);
+/// Follows events of the machine until the result is released. Does not wait for the bus.
+/// Absent when there is nothing to follow.
+[[nodiscard]] std::shared_ptr<void> followSystem(
+    const FollowedEvents& followed, const SystemEventTargets& targets);
 
 } // namespace tamsel::host
