@@ -61,6 +61,8 @@ public:
         ++samples;
     }
     void sourceManagerDidGetVideo(OvriSourceManager&, const std::filesystem::path&) override { ++videos; }
+    void sourceManagerCameraDidSuspend(OvriSourceManager&) override { ++suspends; }
+    void sourceManagerCameraDidResume(OvriSourceManager&) override { ++resumes; }
 
     [[nodiscard]] std::vector<SeenFrame> frames() const
     {
@@ -83,6 +85,8 @@ public:
     std::atomic<int> errorCount = 0;
     std::atomic<int> samples = 0;
     std::atomic<int> videos = 0;
+    std::atomic<int> suspends = 0;
+    std::atomic<int> resumes = 0;
 
 private:
     mutable std::mutex guard_;
