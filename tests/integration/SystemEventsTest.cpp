@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <functional>
+#include <atomic>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <utility>
-#include <vector>
 
 namespace tamsel::tests {
 

@@ -3,8 +3,8 @@
 #include "support/Loopback.h"
 #include "support/Media.h"
 
+#include <cstddef>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 

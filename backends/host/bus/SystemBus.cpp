@@ -124,11 +124,13 @@ void SystemBus::process()
     if (!bus_)
         return;
     const int result = sd_bus_process(bus_, nullptr);
+    if (!bus_)
+        return; // a request of a handler has failed
     if (result < 0)
         fail(result);
     else if (result > 0)
         postProcess();
-    else if (bus_)
+    else
         waitForEvents();
 }
 
