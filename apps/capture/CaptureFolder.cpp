@@ -38,7 +38,7 @@ void CaptureFolder::lock()
     lock_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (lock_ < 0)
         throw Unusable(path_ + ": " + std::strerror(errno));
-    // Or there are no locks here.
+    // Other errors mean that the file system has no locks.
     if (::flock(lock_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
         throw Unusable(path_ + ": another capture is writing there");
 }

@@ -9,8 +9,8 @@
 
 namespace tamsel::capture {
 
-/// The folder that a capture leaves: its files, and the page that shows them. An earlier still or film in it stays until the
-/// capture is whole.
+/// The folder with the files of a capture and the page that shows them. An earlier still or film in it stays until the capture
+/// is complete.
 class CaptureFolder {
 public:
     explicit CaptureFolder(const std::string& path);
@@ -28,20 +28,20 @@ public:
     /// All files that a capture may write.
     [[nodiscard]] static std::vector<std::string> namesOfFiles();
 
-    /// Makes the folder, with room for all files. Throws `Unusable` when that cannot or may not be.
+    /// Creates and locks the folder. Throws `Unusable`, also when files exist that may not be replaced.
     void makeRoom(bool overwrites, Console& console);
 
-    /// Where a file is written, and where it is afterwards.
+    /// The current path of a file.
     [[nodiscard]] std::string placeOf(const std::string& name) const { return files_.placeOf(name); }
-    /// Where it will be.
+    /// Its final path.
     [[nodiscard]] std::string targetOf(const std::string& name) const { return files_.targetOf(name); }
 
-    /// Writes the plot and the page, and puts all files of a whole capture in their places. False when that failed, which is
-    /// reported.
+    /// Writes the plot and the page, and moves all files of a complete capture to their final paths. False, and reported, on
+    /// failure.
     [[nodiscard]] bool finish(CapturePage shown, const std::string& plotted, bool isWhole, Console& console);
 
 private:
-    /// Throws `Unusable` when another capture has locked it.
+    /// Throws `Unusable` when another capture has the lock.
     void lock();
 
     const std::string path_;

@@ -45,13 +45,13 @@ sigset_t takenSignals()
     return signals;
 }
 
-/// Reads the signals from a descriptor, so that they are handled between two items of the main loop. To be made before there
-/// are threads, which must not have the signals either; until then signals end the program, also while an input opens.
+/// Reads the signals from a descriptor, so that they are handled between two items of the main loop. Create it before threads
+/// start, which must block the signals too; until then signals end the program, also while an input opens.
 class Signals {
 public:
     Signals() : descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC))
     {
-        if (descriptor_ >= 0) // else they end the program still
+        if (descriptor_ >= 0) // otherwise they still end the program
             pthread_sigmask(SIG_BLOCK, &set_, nullptr);
     }
     ~Signals() { ::close(descriptor_); }
@@ -85,7 +85,7 @@ void writeToStandardError(std::string_view line)
     std::fprintf(stderr, "%s\n", printable(line).c_str());
 }
 
-/// Debug output, which is quoted, is not for the person who started a command.
+/// Debug output, which is quoted, is not for the user.
 void writeUnlessDebugOutput(std::string_view line)
 {
     if (!line.starts_with('"'))
@@ -95,7 +95,7 @@ void writeUnlessDebugOutput(std::string_view line)
 class HostEnvironment final : public Environment {
 public:
     explicit HostEnvironment(host::HostConfiguration configuration) : host_(std::move(configuration)) { }
-    ~HostEnvironment() override { interruptWrites(); } // a worker may wait in one
+    ~HostEnvironment() override { interruptWrites(); } // a worker may be waiting in one
     HostEnvironment(const HostEnvironment&) = delete;
     HostEnvironment& operator=(const HostEnvironment&) = delete;
 
@@ -182,7 +182,7 @@ float tone(double seconds)
     return static_cast<float>(0.25 * std::sin(2 * std::numbers::pi * 440 * seconds));
 }
 
-/// Opens the microphone that is asked for, or the sound of the camera's own file.
+/// Opens the microphone in the options, or else the sound of the file that is the camera.
 void addMicrophone(host::HostConfiguration& configuration, const RecordOptions& options,
     const std::optional<host::HostInput>& camera)
 {
@@ -245,8 +245,8 @@ std::unique_ptr<Environment> makePhone(const GlobalOptions& options, const Needs
 {
     simulated::PhoneConfiguration configuration{.motionLog = needs.motionLog};
     if (!needs.cameras && needs.motionLog)
-        configuration.timeIntervalSince1970 = 1; // no date is reported, and small numbers are the more exact
-    const auto images = std::make_shared<host::HostImages>(); // a JPEG, as of a real camera
+        configuration.timeIntervalSince1970 = 1; // no date is reported, and small numbers are more precise
+    const auto images = std::make_shared<host::HostImages>(); // for JPEG, as from a real camera
     configuration.assets = std::make_shared<host::HostAssets>();
     configuration.images = images;
     configuration.photoEncoder = images;

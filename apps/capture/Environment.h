@@ -14,7 +14,7 @@
 
 namespace tamsel::capture {
 
-/// Where the program runs: one of the back ends, and the signals that reach the program.
+/// One of the back ends, and the signals of the program.
 class Environment {
 public:
     virtual ~Environment() = default;
@@ -25,39 +25,38 @@ public:
 
     /// Why there is no location, in one line.
     [[nodiscard]] virtual std::string locationProblem() = 0;
-    /// Whether one may still come.
+    /// Whether one may still arrive.
     [[nodiscard]] virtual bool isLocationAwaited() = 0;
 
-    /// Why the last recording is not what was asked for, in one line; empty when nothing is wrong.
+    /// What went wrong with the last recording, in one line; may be empty.
     [[nodiscard]] virtual std::string recordingProblem() = 0;
 
-    /// Runs the main loop until the condition holds. Signals reach `onInterrupt` (SIGINT, SIGTERM), or send the
-    /// application to the background and back (SIGUSR1, SIGUSR2). The condition is asked after everything that the main
-    /// loop ran.
+    /// Runs the main loop until the condition holds, which is evaluated after every item. SIGHUP, SIGINT and SIGTERM call
+    /// `onInterrupt`; SIGUSR1 and SIGUSR2 send the application to the background and back.
     virtual void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt)
         = 0;
 };
 
-/// What a command needs of the back end, besides what the global options say.
+/// What a command needs from the back end, besides the global options.
 struct Needs {
     bool cameras = false;
     bool usesFrontCamera = false;
     bool playsOnce = false; ///< a camera that is a file
-    bool isOnVirtualTime = false; ///< on both back ends: nothing real takes part
-    bool isSilent = false; ///< the command says itself what the library would say
+    bool isOnVirtualTime = false; ///< on both back ends
+    bool isSilent = false; ///< suppresses the messages of the library
     std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
     std::optional<host::HostLocationSource> location = std::nullopt;
     std::optional<RecordOptions> recording = std::nullopt;
-    std::optional<double> seconds = std::nullopt; ///< an input may take so long to open at most
+    std::optional<double> seconds = std::nullopt; ///< limit for opening an input
 };
 
-/// Opens what is needed. Throws `Unusable` for an input that cannot be used.
+/// Opens the inputs. Throws `Unusable` for one that cannot be used.
 [[nodiscard]] std::unique_ptr<Environment> makeEnvironment(const GlobalOptions& options, const Needs& needs);
 
-/// The input of the back camera: the one that is named, else the first V4L2 camera, else absent.
+/// The input of the back camera: the named one, or else the first V4L2 camera, if any.
 [[nodiscard]] std::optional<std::string> backInput(const GlobalOptions& options);
 
-/// What stands in for a camera where there is none.
+/// Used when there is no camera.
 inline constexpr const char* defaultPattern = "test:720p";
 
 } // namespace tamsel::capture

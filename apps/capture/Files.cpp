@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 
 namespace tamsel::capture {
 
@@ -59,14 +60,23 @@ namespace {
 constexpr int tick = 20; // milliseconds
 
 std::atomic<unsigned> interruptions = 0;
-/// Files that are the standard output, by the names that were given, and where it is since text goes elsewhere.
+/// Outputs that are standard output, and its descriptor once text goes to standard error.
 std::vector<std::string> standardOutputs;
 int standardOutput = -1;
 bool mayReplace = false;
-std::string standardInput; ///< the name of its copy, once it has been read
-constexpr const char* standardInputAsGiven = "standard input";
 
-/// Waits for readers until the program is asked to end: by `interruptWrites`, or by a signal that has not been handled yet.
+struct Copy {
+    std::string name; ///< as given
+    std::string path; ///< of the temporary file
+};
+std::vector<Copy> copies;
+
+std::string shownName(const std::string& name)
+{
+    return name == "-" ? "standard input" : name;
+}
+
+/// Whether to go on waiting for a reader: until `interruptWrites` or a pending signal asks the program to end.
 class Patience {
 public:
     [[nodiscard]] bool isOver() const
@@ -93,7 +103,7 @@ bool writeAll(std::span<const std::byte> content, int descriptor, const Patience
             }
             continue;
         }
-        // A pipe that can be written has room for so much.
+        // A pipe that is ready for writing has room for PIPE_BUF bytes.
         const ssize_t count
             = ::write(descriptor, content.data(), std::min<std::size_t>(content.size(), PIPE_BUF));
         if (count < 0 && errno != EINTR && errno != EAGAIN)
@@ -112,7 +122,7 @@ bool closeAfter(bool isWritten, int descriptor)
     return isWritten && isClosed;
 }
 
-/// A file with a name of its own until it is whole.
+/// Writes a temporary file in the same folder and renames it.
 bool writeWhole(std::span<const std::byte> content, const files::path& target, const struct stat* replaced)
 {
     if (replaced != nullptr && ::access(target.c_str(), W_OK) != 0)
@@ -128,7 +138,7 @@ bool writeWhole(std::span<const std::byte> content, const files::path& target, c
     if (descriptor < 0)
         return false;
     if (replaced != nullptr)
-        ::fchmod(descriptor, replaced->st_mode & 07777U); // where the file system has modes
+        ::fchmod(descriptor, replaced->st_mode & 07777U); // fails on file systems without modes
     const auto rename = [&] {
         return mayReplace
             ? std::rename(partial.c_str(), target.c_str()) == 0
@@ -144,13 +154,13 @@ bool writeWhole(std::span<const std::byte> content, const files::path& target, c
     return false;
 }
 
-/// A pipe, a device, or what else is no regular file.
-bool writeStraight(std::span<const std::byte> content, const std::string& file, bool isPipe)
+/// Writes to a pipe, a device or another special file.
+bool writeSpecial(std::span<const std::byte> content, const std::string& file, bool isPipe)
 {
     const Patience patience;
     int descriptor = -1;
     while ((descriptor = ::open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) < 0 && isPipe
-        && errno == ENXIO) { // nobody reads it
+        && errno == ENXIO) { // no reader yet
         if (patience.isOver()) {
             errno = EINTR;
             return false;
@@ -160,7 +170,7 @@ bool writeStraight(std::span<const std::byte> content, const std::string& file, 
     return descriptor >= 0 && closeAfter(writeAll(content, descriptor, patience), descriptor);
 }
 
-/// Of a device, such as a terminal, text and files are no parts.
+/// Whether the output and the text of the command would mix. On a device, such as a terminal, they may.
 bool isStandardOutput(const std::string& file)
 {
     struct stat status{};
@@ -181,8 +191,8 @@ std::expected<void, std::string> writeFile(std::span<const std::byte> content, c
     if (std::ranges::find(standardOutputs, file) != standardOutputs.end())
         isWritten = writeAll(content, standardOutput, {});
     else if (leadsToFile && !S_ISREG(status.st_mode))
-        isWritten = writeStraight(content, file, S_ISFIFO(status.st_mode));
-    else if (leadsToFile) // through a link
+        isWritten = writeSpecial(content, file, S_ISFIFO(status.st_mode));
+    else if (leadsToFile) // perhaps through a link
         isWritten = writeWhole(content, files::canonical(file, error), &status);
     else
         isWritten = writeWhole(content, file, nullptr);
@@ -205,57 +215,95 @@ void interruptWrites()
     ++interruptions;
 }
 
-std::string readableInput(const std::string& named)
+std::string readableInput(const std::string& name)
 {
-    if (named != "-")
-        return named;
-    if (!standardInput.empty())
-        return standardInput;
-    // Closed with the program. It has no name, so it goes when the program goes, however that ends.
-    std::FILE* copy = std::tmpfile();
-    if (copy == nullptr)
-        throw Unusable(std::string(standardInputAsGiven) + ": " + std::strerror(errno));
-    std::array<char, 65536> block{};
-    ssize_t count = 0;
-    while ((count = ::read(STDIN_FILENO, block.data(), block.size())) > 0) {
-        if (std::fwrite(block.data(), 1, static_cast<std::size_t>(count), copy)
-            != static_cast<std::size_t>(count))
+    std::error_code error;
+    if (name != "-" && !files::is_fifo(name, error))
+        return name;
+    const auto known = std::ranges::find(copies, name, &Copy::name);
+    if (known != copies.end())
+        return known->path;
+    // Closed at exit. The copy has no name, so it disappears with the program, however that ends.
+    const files::path folder = files::temp_directory_path(error);
+    std::string path = (error ? files::path("/tmp") : folder) / "tamsel-XXXXXX";
+    const int copy = ::mkostemp(path.data(), O_CLOEXEC);
+    const int input = name == "-" ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    if (copy >= 0)
+        ::unlink(path.c_str());
+    std::vector<std::byte> block(65536);
+    ssize_t count = -1;
+    while (copy >= 0 && input >= 0 && (count = ::read(input, block.data(), block.size())) > 0) {
+        if (!writeAll(std::span(block).first(static_cast<std::size_t>(count)), copy, {}))
             break;
     }
-    if (count != 0 || std::fflush(copy) != 0)
-        throw Unusable(std::string(standardInputAsGiven) + ": " + std::strerror(errno));
-    standardInput = "/proc/self/fd/" + std::to_string(::fileno(copy));
-    return standardInput;
+    if (count != 0)
+        throw Unusable(shownName(name) + ": " + std::strerror(errno));
+    copies.push_back({name, "/proc/self/fd/" + std::to_string(copy)});
+    return copies.back().path;
 }
 
 std::string withNamesAsGiven(std::string text)
 {
-    for (std::size_t at = 0;
-        !standardInput.empty() && (at = text.find(standardInput, at)) != std::string::npos;)
-        text.replace(at, standardInput.size(), standardInputAsGiven);
+    for (const auto& [name, path] : copies) {
+        for (std::size_t at = 0; (at = text.find(path, at)) != std::string::npos;)
+            text.replace(at, path.size(), shownName(name));
+    }
     return text;
 }
 
-void claimOutputs(
-    const std::vector<std::string*>& outputs, const std::vector<std::string>& inputs, bool overwrites)
+void requireNoInput(const std::string& output, const Inputs& inputs)
+{
+    std::error_code error;
+    for (const std::optional<std::string>& input : inputs) {
+        if (input && files::is_regular_file(*input, error) && files::equivalent(*input, output, error))
+            throw Unusable(output + " is an input of this command: choose another output");
+    }
+}
+
+namespace {
+
+/// Throws `Unusable` for a file that could not be written later.
+void requireWritable(const std::string& output, bool exists)
+{
+    std::error_code error;
+    const files::path target = exists ? files::canonical(output, error) : files::path(output);
+    const files::path folder = target.has_parent_path() ? target.parent_path() : files::path(".");
+    if (::access(folder.c_str(), W_OK | X_OK) != 0 || (exists && ::access(target.c_str(), W_OK) != 0))
+        throw Unusable("cannot write " + output + ": " + std::strerror(errno));
+    if (!files::is_directory(folder, error))
+        throw Unusable("cannot write " + output + ": " + folder.string() + " is not a folder");
+}
+
+} // namespace
+
+void claimOutputs(const std::vector<std::string*>& outputs, const Inputs& inputs, bool overwrites)
 {
     mayReplace = overwrites;
+    std::set<files::path> names;
     for (std::string* output : outputs) {
-        if (*output == "-")
+        if (output == nullptr)
+            continue;
+        if (*output == "-") {
+            if ((::fcntl(STDOUT_FILENO, F_GETFL) & O_ACCMODE) == O_RDONLY)
+                throw Unusable("standard output is closed");
             *output = "/dev/stdout";
+        }
+        requireNoInput(*output, inputs);
         std::error_code error;
         const files::file_status status = files::status(*output, error);
-        for (const std::string& input : inputs) {
-            if (files::is_regular_file(input, error) && files::equivalent(input, *output, error))
-                throw Unusable(*output + " is an input of this command: choose another output");
-        }
+        const bool exists = files::exists(status);
+        if (!names.insert(files::path(*output).lexically_normal()).second)
+            throw Unusable(*output + " would be the output of two inputs");
         if (files::is_directory(status))
             throw Unusable(*output + " is a folder");
-        if (isStandardOutput(*output))
+        if (isStandardOutput(*output)) {
             standardOutputs.push_back(*output);
-        else if (!overwrites && isThere(*output)
-            && (files::is_regular_file(status) || !files::exists(status)))
-            throw Unusable(*output + " exists: --overwrite replaces it");
+            continue;
+        }
+        if (!overwrites && isThere(*output) && (files::is_regular_file(status) || !exists))
+            throw Unusable(*output + " exists already: --overwrite replaces it");
+        if (!exists || files::is_regular_file(status))
+            requireWritable(*output, exists);
     }
     if (standardOutputs.empty())
         return;
@@ -288,34 +336,41 @@ void requireEnding(const std::string& output, std::initializer_list<std::string_
     throw Unusable(output + ": this command writes " + kinds);
 }
 
-std::string outputOf(const std::string& input, const std::string& outputs, std::string_view ending)
+std::string outputOf(
+    const std::string& input, const std::string& output, std::string_view ending, bool hasSeveralInputs)
 {
     constexpr std::string_view mark = "{}";
     const files::path name = input == "-" ? files::path("stdin") : files::path(input).filename();
-    if (const std::size_t at = outputs.find(mark); at != std::string::npos)
-        return std::string(outputs).replace(at, mark.size(), name.stem().string());
-    files::path file = name;
-    if (!ending.empty())
-        file.replace_extension(ending);
-    return (files::path(outputs) / file).string();
+    if (output.contains(mark)) {
+        std::string made = output;
+        const std::string stem = name.stem();
+        for (std::size_t at = 0; (at = made.find(mark, at)) != std::string::npos; at += stem.size())
+            made.replace(at, mark.size(), stem);
+        return made;
+    }
+    std::error_code error;
+    if (output != "-" && files::is_directory(output, error)) {
+        files::path file = files::path(output) / name;
+        return ending.empty() ? file : file.replace_extension(ending);
+    }
+    if (hasSeveralInputs)
+        throw Unusable(output + ": several inputs need a folder, or a name with {} for the name of each");
+    return output;
 }
 
 std::vector<FilePair> pairsOf(std::vector<std::string> names, std::string_view ending)
 {
+    for (const std::string& name : names) {
+        if (name.empty())
+            throw Unusable("FILE needs a value");
+    }
     if (names.size() < 2)
-        throw Unusable("an output is missing behind " + names.front());
+        throw Unusable("the output is missing after " + names.front());
     const std::string output = std::move(names.back());
     names.pop_back();
-    std::error_code error;
-    const bool isFolder = files::is_directory(output, error);
-    const bool isPattern = output.contains("{}");
-    if (names.size() > 1 && !isFolder && !isPattern)
-        throw Unusable(output + ": several inputs need a folder, or a name with {} for the name of each");
     std::vector<FilePair> pairs;
     for (std::string& name : names) {
-        std::string made = isFolder || isPattern ? outputOf(name, output, ending) : output;
-        if (std::ranges::find(pairs, made, &FilePair::output) != pairs.end())
-            throw Unusable(made + " would be the output of two inputs");
+        std::string made = outputOf(name, output, ending, names.size() > 1);
         pairs.push_back({std::move(name), std::move(made)});
     }
     return pairs;

@@ -6,8 +6,8 @@
 
 namespace tamsel::capture {
 
-/// Keeps the signals that end the program waiting, for work that looks for them itself between two steps. To be made on the
-/// main thread where nothing else handles signals.
+/// Blocks the signals that end the program, for work that polls for them between two steps. Create it on the main thread,
+/// where nothing else handles signals.
 class PendingInterrupt {
 public:
     PendingInterrupt()
@@ -19,13 +19,13 @@ public:
     }
     ~PendingInterrupt()
     {
-        (void)isAsked(); // a signal that came late has been obeyed by then
+        (void)isAsked(); // consumes a late signal
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     }
     PendingInterrupt(const PendingInterrupt&) = delete;
     PendingInterrupt& operator=(const PendingInterrupt&) = delete;
 
-    /// Whether the program has been asked to end.
+    /// Whether a signal has asked the program to end.
     [[nodiscard]] bool isAsked()
     {
         const timespec now{};

@@ -3,12 +3,11 @@
 #include "Files.h"
 #include "options/Unusable.h"
 #include "report/SessionErrors.h"
+#include "report/Utf8.h"
 
 #include <host/recording/MovieFacts.h>
 #include <host/recording/repairMovie.h>
 
-#include <array>
-#include <cstdio>
 #include <system_error>
 
 namespace tamsel::capture {
@@ -17,6 +16,8 @@ namespace files = std::filesystem;
 
 void requireMovieName(const std::string& file, bool overwrites)
 {
+    if (file == "-")
+        throw Unusable("a recording needs a file: it cannot be written to standard output");
     const bool isKilled = !isThere(file);
     if (isKilled && !isThere(host::partOfMovie(file)))
         return;
@@ -24,15 +25,16 @@ void requireMovieName(const std::string& file, bool overwrites)
     const files::file_type kind = files::symlink_status(file, error).type();
     if (host::isBeingRecorded(file))
         throw Unusable(file + " is being recorded");
-    if (!overwrites)
-        throw Unusable(file
-            + (isKilled ? " is what a killed recording has left: repair completes it, --overwrite replaces it"
-                        : " exists: --overwrite replaces it"));
     if (kind == files::file_type::directory)
         throw Unusable(file + " is a folder");
     if (kind != files::file_type::regular && kind != files::file_type::symlink
         && kind != files::file_type::not_found)
-        throw Unusable(file + " is no regular file");
+        throw Unusable(file + " is not a regular file");
+    if (!overwrites)
+        throw Unusable(file
+            + (isKilled ? ": a killed recording has left a part of it: repair completes it, --overwrite "
+                          "replaces it"
+                        : " exists already: --overwrite replaces it"));
 }
 
 std::vector<std::string> recordingNames(const std::string& movie)
@@ -61,7 +63,7 @@ void replaceMovie(const std::string& made, const std::string& movie, bool isWhol
         return;
     if (!isWhole) {
         if (isThere(made))
-            console.note("what was there before has been kept; what came now is in " + made);
+            console.note("the earlier files are kept; the new ones are in " + made);
         return;
     }
     std::error_code error;
@@ -79,7 +81,7 @@ std::string reportRecording(const std::string& file, const std::string& name,
     const platform::FrameCounts& counts, Environment& environment, Console& console)
 {
     const std::string problem = environment.recordingProblem();
-    const bool isExplained = isCameraLost(counts); // that the recording ended with it is no news
+    const bool isExplained = isCameraLost(counts); // which has been reported
     if (!isExplained && !problem.empty())
         console.fail(problem);
     const auto facts = host::readMovieFacts(file);
@@ -91,13 +93,12 @@ std::string reportRecording(const std::string& file, const std::string& name,
     console.writeEvent("video",
         {{"file", name}, {"duration", numberOf(facts->duration)}, {"frames", facts->frames},
             {"dropped", counts.notRecorded}});
-    std::array<char, 120> text{};
-    std::snprintf(text.data(), text.size(), "%.2f s, %llu frames, %llu dropped%s", facts->duration,
+    std::string text = formatted("%.2f s, %llu frames, %llu dropped%s", facts->duration,
         static_cast<unsigned long long>(facts->frames), static_cast<unsigned long long>(counts.notRecorded),
         facts->hasSound ? "" : ", no sound");
     if (!console.isJson())
-        console.write(name + ": " + text.data());
-    return text.data();
+        console.write(name + ": " + text);
+    return text;
 }
 
 } // namespace tamsel::capture

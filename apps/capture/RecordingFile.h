@@ -10,20 +10,19 @@
 
 namespace tamsel::capture {
 
-/// Refuses a name when something is there that may not, or cannot, be replaced. Throws `Unusable`.
+/// Refuses a name that cannot be recorded to, or whose file may not be replaced. Throws `Unusable`.
 void requireMovieName(const std::string& file, bool overwrites);
 
-/// A movie's name, and those of what is beside it while it is being recorded and completed.
+/// The name of a movie, and those of its temporary files.
 [[nodiscard]] std::vector<std::string> recordingNames(const std::string& movie);
 
-/// A name at which a movie can be made: its own when that is free, or else one beside what is there.
+/// A free name for a movie: its own, or else one in the same folder.
 [[nodiscard]] std::string freeNameFor(const std::string& movie);
 
-/// Puts a whole movie that was made beside an earlier one in its place. What is not whole stays, which is reported.
+/// Replaces an earlier movie by a complete one made under another name. An incomplete one stays, which is reported.
 void replaceMovie(const std::string& made, const std::string& movie, bool isWhole, Console& console);
 
-/// Reports what has been recorded, by the name that the file will have: an event, or a line; or why there is nothing. Returns
-/// the line of a recording.
+/// Reports a recording by the name that the file will have, as an event or a line, or why there is none. Returns the line.
 std::string reportRecording(const std::string& file, const std::string& name,
     const platform::FrameCounts& counts, Environment& environment, Console& console);
 

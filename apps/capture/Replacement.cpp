@@ -24,7 +24,7 @@ void Replacement::begin(const std::string& name, Console& console)
     std::error_code error;
     files::path place = folder_ / name;
     for (int number = 2; !files::create_directory(place, error) && !error; ++number)
-        place = folder_ / (name + "-" + std::to_string(number)); // what is there is somebody's
+        place = folder_ / (name + "-" + std::to_string(number));
     if (error)
         throw Unusable(place.string() + ": " + error.message());
     place_ = std::move(place);
@@ -58,7 +58,7 @@ Replacement::~Replacement()
         return;
     std::error_code error;
     if (!files::remove(place_, error) && error)
-        console_->note("what was there before has been kept; what came now is in " + place_.string());
+        console_->note("the earlier files are kept; the new ones are in " + place_.string());
 }
 
 } // namespace tamsel::capture

@@ -8,27 +8,26 @@
 
 namespace tamsel::capture {
 
-/// New files in a folder, perhaps in place of earlier ones: these stay where they are until the new ones are whole, which are
-/// made in a folder of their own meanwhile.
+/// New files in a folder that may replace earlier ones. These stay until the new files are complete, which are written to a
+/// subfolder until then.
 class Replacement {
 public:
-    /// With the names that there may be in the folder.
+    /// With the names of all files that may be written.
     Replacement(std::filesystem::path folder, std::vector<std::string> names);
-    /// New files that have not been kept stay where they were made, which is reported.
+    /// Reports the subfolder if its files were not kept.
     ~Replacement();
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
 
-    /// To be called first. New files are made in a folder of that name when anything is in their way. Throws `Unusable` when
-    /// there is no place for them.
+    /// Call it first. Creates the subfolder `name` when earlier files exist. Throws `Unusable`.
     void begin(const std::string& name, Console& console);
 
-    /// Where a file is made, and then where it is.
+    /// The current path of a file.
     [[nodiscard]] std::string placeOf(const std::string& name) const { return (place_ / name).string(); }
-    /// Where it is to be.
+    /// Its final path.
     [[nodiscard]] std::string targetOf(const std::string& name) const { return (folder_ / name).string(); }
 
-    /// Puts the new files where they are to be; no earlier one is left. False, and reported, when that failed.
+    /// Moves the new files to their final paths and removes all earlier ones. False, and reported, on failure.
     bool keep();
 
 private:
@@ -37,7 +36,7 @@ private:
     const std::filesystem::path folder_;
     const std::vector<std::string> names_;
     std::filesystem::path place_ = folder_;
-    Console* console_ = nullptr; ///< set with a place
+    Console* console_ = nullptr; ///< set with a subfolder
 };
 
 } // namespace tamsel::capture

@@ -24,18 +24,18 @@ bool Waiter::waitFor(nanoseconds limit, const std::function<bool()>& condition)
     const nanoseconds end = clock.monotonic() + limit;
     const std::shared_ptr<platform::Timer> tick
         = environment_.platform().runLoops.current().scheduleTimer(20ms, true, [](platform::Timer&) { });
-    environment_.runUntil([&] { return condition() || isAsked_ || clock.monotonic() > end; },
-        [this] { isAsked_ = wasAsked_ = true; });
+    environment_.runUntil([&] { return condition() || isPending_ || clock.monotonic() > end; },
+        [this] { isPending_ = wasInterrupted_ = true; });
     tick->invalidate();
     return condition();
 }
 
-bool Waiter::waitThrough(nanoseconds limit, const std::function<bool()>& condition)
+bool Waiter::waitUninterrupted(nanoseconds limit, const std::function<bool()>& condition)
 {
     const platform::Clock& clock = environment_.platform().clock;
     const nanoseconds end = clock.monotonic() + limit;
     for (nanoseconds left = limit; left > 0ns; left = end - clock.monotonic()) {
-        goOn();
+        clearInterrupt();
         if (waitFor(left, condition))
             return true;
     }
@@ -50,7 +50,7 @@ void Waiter::runBehind(platform::DispatchQueue& queue, std::function<void()> blo
         *hasRun = true;
         mainQueue->async([] { }); // wakes the main loop
     });
-    (void)waitThrough(1min, [&hasRun] { return hasRun->load(); });
+    (void)waitUninterrupted(1min, [&hasRun] { return hasRun->load(); });
 }
 
 } // namespace tamsel::capture

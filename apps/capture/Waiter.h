@@ -7,32 +7,33 @@
 
 namespace tamsel::capture {
 
-/// Waits on the main loop for what a session will bring, until the person in front of it does not want to.
+/// Waits on the main loop for the results of a session, until an interrupt.
 class Waiter {
 public:
     explicit Waiter(Environment& environment) : environment_(environment) { }
 
-    /// Whether the condition holds at the end: when it does, when the time has passed, or when it was interrupted.
+    /// Waits until the condition holds, the time is over, or an interrupt comes. Whether the condition holds then.
     [[nodiscard]] bool waitFor(std::chrono::nanoseconds limit, const std::function<bool()>& condition);
-    /// The next wait may end when it is asked to, another time.
-    void goOn() { isAsked_ = false; }
-    /// Waits whoever wants it to end, for what must not be left half done.
-    [[nodiscard]] bool waitThrough(std::chrono::nanoseconds limit, const std::function<bool()>& condition);
+    /// After an interrupt: later waits end at another one.
+    void clearInterrupt() { isPending_ = false; }
+    /// Ignores interrupts; for work that must complete.
+    [[nodiscard]] bool waitUninterrupted(
+        std::chrono::nanoseconds limit, const std::function<bool()>& condition);
 
-    /// Runs the block on the queue, behind all that waits there, and waits for that whoever wants it to end. Should the
-    /// queue be stuck for a minute, the block may yet run later: it holds what it uses.
+    /// Runs the block on the queue and waits for that, ignoring interrupts, for up to a minute. After that the block may still
+    /// run, so it must own what it uses.
     void runBehind(platform::DispatchQueue& queue, std::function<void()> block);
 
-    /// It has been asked to end.
-    [[nodiscard]] bool isInterrupted() const { return wasAsked_; }
+    /// Whether an interrupt has come.
+    [[nodiscard]] bool isInterrupted() const { return wasInterrupted_; }
 
-    /// From any thread: conditions are asked again at once.
+    /// Evaluates the condition again at once. Thread-safe.
     void wake();
 
 private:
     Environment& environment_;
-    bool isAsked_ = false;
-    bool wasAsked_ = false;
+    bool isPending_ = false; ///< an interrupt that ends waits
+    bool wasInterrupted_ = false;
 };
 
 } // namespace tamsel::capture

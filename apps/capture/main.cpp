@@ -5,9 +5,13 @@
 
 #include <host/HostParts.h>
 
-#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
+#include <utility>
 
 namespace tamsel::capture {
 
@@ -47,6 +51,16 @@ ExitStatus run(int argumentCount, const char* const* arguments)
     return ExitStatus::done;
 }
 
+/// A file must not get the number of a standard stream that is closed. Reading and writing these still fails.
+void openClosedStreams()
+{
+    for (const auto& [stream, mode] :
+        {std::pair{STDIN_FILENO, O_WRONLY}, {STDOUT_FILENO, O_RDONLY}, {STDERR_FILENO, O_RDONLY}}) {
+        if (::fcntl(stream, F_GETFD) < 0)
+            (void)::open("/dev/null", mode); // the lowest free number, which is this one
+    }
+}
+
 } // namespace
 
 } // namespace tamsel::capture
@@ -54,20 +68,22 @@ ExitStatus run(int argumentCount, const char* const* arguments)
 int main(int argumentCount, char** arguments)
 {
     using namespace tamsel::capture;
-    // A reader that ends and a limit of file size show as errors of a write.
+    openClosedStreams();
+    // A reader that has ended and a limit of file size are reported as errors of a write.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    // These wait until there is a session that they can move to the background and back.
+    // Blocked until a session handles them.
     sigset_t later;
     sigemptyset(&later);
     sigaddset(&later, SIGUSR1);
     sigaddset(&later, SIGUSR2);
     sigprocmask(SIG_BLOCK, &later, nullptr);
     const ExitStatus status = run(argumentCount, arguments);
-    errno = 0;
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return static_cast<int>(status);
-    if (errno == EPIPE || status == ExitStatus::unread)
+    pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+    const bool isUnread = ::poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+    if (isUnread || status == ExitStatus::unread)
         return static_cast<int>(ExitStatus::unread);
     std::fprintf(stderr, "tamsel-capture: the output cannot be written\n");
     return static_cast<int>(status == ExitStatus::done ? ExitStatus::failed : status);

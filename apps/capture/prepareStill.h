@@ -10,16 +10,16 @@
 
 namespace tamsel::capture {
 
-/// A screen turns its preview with its interface; a still is taken in the orientation of the preview.
+/// Rotates the preview as a screen does. A still has the orientation of the preview.
 void turnPreview(const platform::UIView& view, platform::UIInterfaceOrientation orientation);
 
-/// Waits a while for a location where the options ask for one, and reports when there is none.
+/// Waits for the location that the options name, up to a limit. Reports when there is none.
 void waitForLocation(const StillOptions& options, Environment& environment, Waiter& waiter, Console& console);
 
-/// Reports what the camera has not: a flash, a torch.
+/// Reports a requested flash or torch that the camera does not have.
 void reportWhatIsMissing(const StillOptions& options, Environment& environment, Console& console);
 
-/// With the product's settings where the options name none.
+/// The settings of the library, changed by the options.
 [[nodiscard]] platform::TamselCameraSettings settingsFor(const StillOptions& options);
 
 } // namespace tamsel::capture

@@ -4,11 +4,11 @@
 
 namespace tamsel::capture {
 
-/// For a command that keeps what a camera sees: refuses a test pattern that nobody has asked for, with a `device` event that
-/// says so. Throws `Unusable`.
+/// For a command that saves what a camera captures: refuses a test pattern unless it was requested, with a `device` event.
+/// Throws `Unusable`.
 void requireCamera(const GlobalOptions& options, bool usesFrontCamera);
 
-/// Says that a test pattern is used when nobody has asked for it.
+/// Reports a test pattern that is used because there is no camera.
 void noteTestPattern(const GlobalOptions& options, bool usesFrontCamera);
 
 } // namespace tamsel::capture

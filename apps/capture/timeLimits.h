@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-// How long commands wait for what must come.
+// How long commands wait.
 
 namespace tamsel::capture {
 
@@ -11,9 +11,9 @@ inline constexpr std::chrono::nanoseconds stillLimit = std::chrono::seconds(10);
 /// A camera that is lost fails its still before its loss is reported.
 inline constexpr std::chrono::nanoseconds lossLimit = std::chrono::seconds(1);
 inline constexpr std::chrono::nanoseconds forEver = std::chrono::hours(24 * 365);
-/// Encoding what waits, and making room for the index at the front of a large file.
+/// For encoding the remaining frames and writing the complete file.
 inline constexpr std::chrono::nanoseconds filmLimit = std::chrono::minutes(10);
-/// The file of a session that has failed comes soon, or there is none.
+/// For the file of a session that has failed.
 inline constexpr std::chrono::nanoseconds failureLimit = std::chrono::seconds(30);
 
 } // namespace tamsel::capture

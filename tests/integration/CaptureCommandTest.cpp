@@ -170,7 +170,7 @@ TEST(CaptureCommand, KeepsAnEarlierStillUntilANewOneIsWhole)
     };
     attempt("none", 2, "index.html is a folder");
     std::filesystem::remove(out + "/index.html");
-    attempt("code --timeout 0.1", 1, "what came now is in " + out + "/new\n");
+    attempt("code --timeout 0.1", 1, "the new ones are in " + out + "/new\n");
     EXPECT_EQ(readFile(out + "/still.jpg"), "an earlier one");
     expectWholePage(out + "/new");
     attempt("none", 0, out + "/index.html\n");

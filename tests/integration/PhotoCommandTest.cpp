@@ -64,7 +64,7 @@ TEST(StillCommand, TakesAPhotographThatSaysWhereAndWithWhat)
         << taken;
 }
 
-TEST(StillCommand, TellsTheCameraAndTheWayUp)
+TEST(StillCommand, StoresTheCameraAndTheOrientation)
 {
     const ScratchFolder folder;
     const std::string photo = folder.file("photo.jpg");
@@ -171,10 +171,7 @@ TEST(StillCommand, SaysWhatIsMissing)
     still = outcomeOf("--overwrite --back lavfi:testsrc2=s=64x48:r=50:d=0.02 still " + photo);
     EXPECT_EQ(still.status, 1);
     EXPECT_EQ(count(still.errors, "the camera was lost"), 1U) << still.errors;
-    EXPECT_EQ(count(still.errors, "did not come"), 0U) << still.errors;
-    still = outcomeOf("--back test:64x48@60 still " + folder.file("no/such/folder.jpg"));
-    EXPECT_EQ(still.status, 1);
-    EXPECT_EQ(count(still.errors, "\n"), 1U);
+    EXPECT_EQ(count(still.errors, "in time"), 0U) << still.errors;
 }
 
 #ifdef TAMSEL_GPSD
@@ -211,9 +208,6 @@ TEST(StillCommand, IsAsLargeAsTheInput)
     EXPECT_EQ(exif(photo, "-ImageSize"), "3840 2160\n");
     EXPECT_EQ(outcomeOf("--overwrite --back test:4032x3024@10 still " + photo).status, 0);
     EXPECT_EQ(exif(photo, "-ImageSize"), "4032 3024\n");
-    // A picture is a video that shows it again and again.
-    EXPECT_EQ(outcomeOf("--back " + photo + " still " + folder.file("again.jpg")).status, 0);
-    EXPECT_EQ(exif(folder.file("again.jpg"), "-ImageSize"), "4032 3024\n");
 }
 
 TEST(StillCommand, PlaysTheShutterOfTheSoundThemeUnlessSilent)
@@ -289,9 +283,10 @@ TEST(AlbumCommand, WritesWhatItCannotChangeAsItIs)
         EXPECT_EQ(count(outcome.output, "\"source\": 2, \"exifOrientation\": 3"), 1U) << outcome.output;
         EXPECT_TRUE(readFile(out) == readFile(file)) << file;
     }
-    EXPECT_EQ(outcomeOf("album missing.jpg " + folder.file("new")).status, 2);
-    EXPECT_EQ(outcomeOf("album missing.jpg out --orientation 9").status, 2);
-    EXPECT_EQ(outcomeOf("album " + album + "generated_grey.jpg").status, 2);
+    const Outcome renamed = outcomeOf("album " + album + "generated_grey.jpg " + folder.file("out.png"));
+    EXPECT_EQ(renamed.status, 2);
+    EXPECT_TRUE(renamed.errors.contains("keeps the kind of the image")) << renamed.errors;
+    EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
 }
 
 TEST(AlbumCommand, ReplacesAFileAsAWholeOrNotAtAll)

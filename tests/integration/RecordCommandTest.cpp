@@ -165,7 +165,7 @@ TEST(RecordCommand, LosesNoFileForARecordingThatDoesNotCome)
 
     const std::string pipe = folder.file("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    refused("--back test:64x48@30 record '" + pipe + "' --overwrite", "is no regular file");
+    refused("--back test:64x48@30 record '" + pipe + "' --overwrite", "is not a regular file");
     EXPECT_TRUE(std::filesystem::is_fifo(pipe));
 
     const std::string live = folder.file("live.mp4");

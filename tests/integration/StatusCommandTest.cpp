@@ -35,6 +35,7 @@ TEST(StatusCommand, IsATableForAPerson)
         count(status.output, "back camera   yes            640 x 480    yes    yes   test:640x480\n"), 1U)
         << status.output;
     EXPECT_EQ(count(status.output, "front camera  no "), 1U);
+    EXPECT_EQ(count(status.output, "motion        no             there are no motion sensors\n"), 1U);
     EXPECT_EQ(count(status.output, "delivered"), 1U);
 }
 

@@ -4,16 +4,17 @@
 #include "Files.h"
 #include "options/Unusable.h"
 #include "options/values.h"
-#include "pictures/Picture.h"
 #include "report/FrameReport.h"
 #include "report/StatusLine.h"
+#include "report/Utf8.h"
+
+#include <host/recording/MovieFacts.h>
 
 #include <tamsel/platform/AVAsset.h>
 #include <tamsel/platform/AssetServices.h>
 #include <tamsel/platform/RunLoop.h>
 #include <tamsel/platform/RunLoops.h>
 
-#include <cstdio>
 #include <memory>
 
 namespace tamsel::capture {
@@ -30,7 +31,7 @@ struct AssetOptions {
     FramePictures pictures;
 };
 
-/// Reads a video as a capture screen does and reports its frames.
+/// Reads a video as a capture screen does, and reports its frames.
 class AssetCommand final : public OvriSourceToSession, public std::enable_shared_from_this<AssetCommand> {
 public:
     AssetCommand(const GlobalOptions& global, const AssetOptions& options, Environment& environment);
@@ -41,7 +42,7 @@ public:
     void sourceManagerDidGetFrame(OvriSourceManager& manager, const OvriCaptureFrameUpdate& frame) override;
 
 private:
-    /// Throws `Unusable` when the file has no video that can be read.
+    /// Throws `Unusable` when the file contains no readable video.
     [[nodiscard]] std::shared_ptr<platform::AVAsset> openAsset();
     void reportEnd();
 
@@ -74,7 +75,7 @@ std::shared_ptr<AVAsset> AssetCommand::openAsset()
     if (!asset->tracks(AVMediaType::video).empty())
         return asset;
     const auto reader = assets.makeAssetReader(asset);
-    throw Unusable(reader ? file_ + ": there is no video in it" : reader.error().localizedDescription);
+    throw Unusable(reader ? file_ + " contains no video" : reader.error().localizedDescription);
 }
 
 void AssetCommand::reportEnd()
@@ -83,12 +84,11 @@ void AssetCommand::reportEnd()
     if (console_.isJson()) {
         console_.writeEvent("completed", {{"frames", count}});
     } else if (const auto frames = frameReport_->summary()) {
-        std::printf("%llu frames, %zu x %zu pixels\n", static_cast<unsigned long long>(count), frames->width,
-            frames->height);
-        std::fflush(stdout);
+        console_.write(formatted("%llu frames, %zu x %zu pixels", static_cast<unsigned long long>(count),
+            frames->width, frames->height));
     }
     if (count == 0)
-        console_.fail(file_ + ": no frame of it can be decoded");
+        throw Unusable(file_ + ": no frame can be decoded");
 }
 
 ExitStatus AssetCommand::run()
@@ -104,12 +104,15 @@ ExitStatus AssetCommand::run()
     bool isInterrupted = false;
     const auto onInterrupt = [&] { isInterrupted = true; };
     RunLoop& loop = environment_.platform().runLoops.current();
+    const double duration = host::readMovieFacts(file_).value_or(host::MovieFacts{}).duration;
     {
-        const StatusLine line(
-            console_, loop, [this] { return std::to_string(frameReport_->count()) + " frames"; });
+        const StatusLine line(console_, loop, [&, progress = Progress("s")] {
+            const auto frames = frameReport_->summary();
+            return progress.text(frames ? frames->mediaTime : 0, duration);
+        });
         environment_.runUntil([&] { return !manager->assetProcessor() || isInterrupted; }, onInterrupt);
     }
-    // What waits on the response queue comes before this.
+    // Runs after everything on the response queue.
     std::atomic<bool> isDelivered = false;
     responseQueue->async([&, mainQueue = environment_.platform().dispatch.mainQueue()] {
         isDelivered = true;
@@ -121,7 +124,7 @@ ExitStatus AssetCommand::run()
     manager = nullptr;
     if (!isInterrupted) {
         reportEnd();
-        frameReport_->finishPictures();
+        (void)frameReport_->finishPictures();
     }
     return console_.endSession(isInterrupted);
 }
@@ -133,14 +136,7 @@ void addAsset(Program& program)
     const auto options = std::make_shared<AssetOptions>();
     const auto run = [&global = program.global, options] {
         global.requireHost("has no files: asset goes with --backend host");
-        FramePictures& pictures = options->pictures;
-        pictures.folder = global.outputFolder;
-        std::vector<std::string*> outputs;
-        if (pictures.contactSheet) {
-            requirePictureEnding(*pictures.contactSheet);
-            outputs.push_back(&*pictures.contactSheet);
-        }
-        claimOutputs(outputs, {options->file}, global.overwrites);
+        claimFramePictures(options->pictures, {options->file}, global);
         options->file = readableInput(options->file);
         const auto environment = makeEnvironment(global, {.isOnVirtualTime = options->isFast});
         return std::make_shared<AssetCommand>(global, *options, *environment)->run();

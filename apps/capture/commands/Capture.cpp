@@ -4,7 +4,7 @@
 #include "Environment.h"
 #include "Files.h"
 #include "RecordingFile.h"
-#include "Waiter.h"
+#include "SessionClient.h"
 #include "commands/detection.h"
 #include "options/CodeKinds.h"
 #include "options/Unusable.h"
@@ -20,6 +20,7 @@
 #include "report/MotionReport.h"
 #include "report/SessionErrors.h"
 #include "report/StatusLine.h"
+#include "report/Utf8.h"
 #include "report/keepSample.h"
 #include "requireCamera.h"
 #include "seconds.h"
@@ -29,8 +30,6 @@
 #include <host/Host.h>
 #include <tamsel/camera/videoOrientation.h>
 #include <tamsel/client/CaptureGate.h>
-#include <tamsel/facade/OvriSourceManager.h>
-#include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/Clock.h>
 #include <tamsel/platform/RunLoop.h>
 #include <tamsel/platform/RunLoops.h>
@@ -56,7 +55,7 @@ using Kind = CaptureCondition::Kind;
 
 namespace {
 
-/// What is waited for before a still is taken, and what is kept beside it.
+/// The conditions for a still, and what else is kept.
 struct CaptureOptions {
     std::string folder;
     std::vector<CaptureCondition> conditions{CaptureCondition::still(), CaptureCondition::tilted()};
@@ -72,7 +71,7 @@ struct CaptureOptions {
     {
         return std::ranges::find(conditions, kind, &CaptureCondition::kind) != conditions.end();
     }
-    /// What is looked for: codes of all kinds, since outlines of others help, too.
+    /// What to detect: codes of all kinds, since the outlines of others help, too.
     [[nodiscard]] std::vector<MetadataObjectType> kinds() const
     {
         std::vector<MetadataObjectType> kinds = allBarcodes();
@@ -83,14 +82,15 @@ struct CaptureOptions {
     [[nodiscard]] bool needsMotion() const { return waitsFor(Kind::still) || waitsFor(Kind::tilted); }
 };
 
-/// Runs a camera with detection and both motion verdicts, as a capture screen does, and takes one still at the moment when all
-/// conditions hold. Leaves a folder with the results, and a page that shows them.
-class CaptureCommand final : public OvriSourceToSession,
+/// Runs a camera with detection and both motion verdicts, as a capture screen does, and takes one still as soon as all
+/// conditions hold. Writes a folder with the results and a page that shows them.
+class CaptureCommand final : public SessionClient,
                              public OvriMotionSourceDelegate,
                              public OvriMetadataOutputDelegate,
                              public std::enable_shared_from_this<CaptureCommand> {
 public:
-    CaptureCommand(const GlobalOptions& global, const CaptureOptions& options, Environment& environment);
+    CaptureCommand(const GlobalOptions& global, const CaptureOptions& options, Environment& environment,
+        Console& console);
 
     [[nodiscard]] ExitStatus run();
 
@@ -109,7 +109,7 @@ public:
         OvriSourceManager& manager, const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override;
 
 private:
-    /// The verdicts that the sensors allow; absent, and reported, when a required one is not among them.
+    /// The verdicts that the sensors allow; absent, and reported, when a required one is not possible.
     [[nodiscard]] std::optional<MotionOptions> verdicts();
     void startSession();
     void takeOne();
@@ -123,48 +123,39 @@ private:
     [[nodiscard]] double now() const;
     [[nodiscard]] std::string status() const;
 
-    const GlobalOptions& global_;
-    const CaptureOptions options_;
-    Environment& environment_;
-    Console console_;
-    CaptureFolder folder_; ///< reports to the console at its end what it keeps
-    Waiter waiter_;
-    const std::shared_ptr<platform::DispatchQueue> responseQueue_;
-    const std::shared_ptr<platform::UIView> view_
-        = std::make_shared<platform::UIView>(platform::CGSize{640, 480});
+    const CaptureOptions& options_;
+    CaptureFolder folder_;
     std::shared_ptr<FrameReport> frameReport_;
     std::shared_ptr<MotionReport> motionReport_;
-    std::shared_ptr<OvriSourceManager> manager_;
     std::shared_ptr<CaptureGate> gate_;
     std::chrono::nanoseconds start_{};
     bool isRecording_ = false;
 
-    std::atomic<bool> hasFrame_ = false; ///< since the start, or since the gate opened
+    // `hasFrame_` is reset when the gate opens.
     std::atomic<bool> hasOpened_ = false;
     std::atomic<bool> hasSample_ = false;
     std::atomic<bool> hasVideo_ = false;
-    std::atomic<bool> hasFailed_ = false; ///< the session cannot go on
 
     // Of the response queue, until it is drained.
     std::optional<DetectionReport> detectionReport_;
     CaptureHistory history_;
     std::optional<double> shot_; ///< when the gate opened
-    std::string still_; ///< what is known about it, in one line; empty while there is none
+    std::string still_; ///< its description in one line; empty while there is none
 
     std::string lacking_; ///< the conditions that did not hold at the end
 
-    std::string film_; ///< what is known about it, as well
+    std::string film_; ///< its description, likewise
     std::string outcome_;
-    std::string problem_; ///< beside a still
-    double end_ = 0; ///< of the waiting
-    bool isMissingOnly_ = false; ///< no still, because a condition did not hold in time
+    std::string problem_; ///< an error despite a still
+    double end_ = 0; ///< when waiting ended
+    bool isMissingOnly_ = false; ///< no still, only because a condition did not hold in time
 };
 
 constexpr nanoseconds sheetLimit = 1s;
 constexpr nanoseconds stopLimit = 2s;
 constexpr nanoseconds drainLimit = 1min;
 
-/// As it is written on the command line.
+/// As on the command line.
 std::string textOf(const CaptureCondition& condition)
 {
     switch (condition.kind()) {
@@ -190,15 +181,11 @@ std::string joined(const std::vector<CaptureCondition>& conditions)
 }
 
 CaptureCommand::CaptureCommand(
-    const GlobalOptions& global, const CaptureOptions& options, Environment& environment)
-    : global_(global),
+    const GlobalOptions& global, const CaptureOptions& options, Environment& environment, Console& console)
+    : SessionClient(global, environment, console),
       options_(options),
-      environment_(environment),
-      console_(global.json),
       folder_(options.folder),
-      waiter_(environment),
-      responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
-      motionReport_(std::make_shared<MotionReport>(console_, environment.platform().clock, nullptr))
+      motionReport_(std::make_shared<MotionReport>(console, environment.platform().clock, nullptr))
 {
 }
 
@@ -207,8 +194,7 @@ double CaptureCommand::now() const
     return seconds(environment_.platform().clock.monotonic() - start_);
 }
 
-void CaptureCommand::sourceManagerDidGetFrame(
-    OvriSourceManager& /*manager*/, const OvriCaptureFrameUpdate& frame)
+void CaptureCommand::sourceManagerDidGetFrame(OvriSourceManager& manager, const OvriCaptureFrameUpdate& frame)
 {
     FrameNotes notes{.findings = history_.findings(now()), .caption = formatted("%.2f s", now())};
     const CGImagePropertyOrientation orientation = engine::orientationAfter(
@@ -216,8 +202,7 @@ void CaptureCommand::sourceManagerDidGetFrame(
             videoOrientation(global_.interfaceOrientation)));
     turnUpright(notes.findings, orientation);
     frameReport_->show(frame, std::move(notes));
-    if (!hasFrame_.exchange(true))
-        waiter_.wake();
+    SessionClient::sourceManagerDidGetFrame(manager, frame);
 }
 
 void CaptureCommand::sourceManagerDidGetSample(
@@ -239,11 +224,9 @@ void CaptureCommand::sourceManagerDidGetVideo(
 
 void CaptureCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error)
 {
-    if (!reportIfOver(console_, manager, error))
-        return;
-    history_.addNote(now(), "error: " + console_.firstFailure());
-    hasFailed_ = true;
-    waiter_.wake();
+    SessionClient::sourceManagerDidGetSourceError(manager, error);
+    if (hasFailed_)
+        history_.addNote(now(), "error: " + console_.firstFailure());
 }
 
 void CaptureCommand::sourceManagerCameraDidSuspend(OvriSourceManager& /*manager*/)
@@ -319,8 +302,7 @@ std::optional<MotionOptions> CaptureCommand::verdicts()
 void CaptureCommand::startSession()
 {
     const SourceType camera = cameraSource(options_.still.usesFrontCamera, options_.records);
-    manager_ = OvriSourceManager::create({camera, SourceType::stability(), SourceType::facingAngle()},
-        global_.sessionPreset(), responseQueue_, environment_.platform());
+    makeManager({camera, SourceType::stability(), SourceType::facingAngle()}, global_.sessionPreset());
     gate_ = CaptureGate::create(
         options_.conditions, responseQueue_,
         [weakSelf = weak_from_this()] {
@@ -337,11 +319,8 @@ void CaptureCommand::startSession()
         return;
     }
     manager_->setMetadataDetection(options_.kinds(), weak_from_this());
-    if (const auto started = manager_->startSession(camera, weak_from_this(), {}, view_); !started) {
-        console_.fail(started.error());
-        hasFailed_ = true;
+    if (!start(camera, weak_from_this()))
         return;
-    }
     if (motion->stability || motion->facingAngle)
         motionReport_->start(*manager_, shared_from_this(), *motion, start_);
 }
@@ -349,18 +328,13 @@ void CaptureCommand::startSession()
 std::string CaptureCommand::status() const
 {
     const std::string wanted = joined(gate_->missing());
-    return formatted("%5.1f s  ", now()) + (wanted.empty() ? "taking a still" : "waiting for: " + wanted)
-        + std::string(30, ' ');
+    return formatted("%.1f of %.4g s  ", now(), options_.timeout)
+        + (wanted.empty() ? "taking a still" : "waiting for: " + wanted);
 }
 
 void CaptureCommand::takeOne()
 {
-    if (!waiter_.waitFor(cameraLimit, [this] { return hasFrame_ || hasFailed_; })) {
-        if (!waiter_.isInterrupted())
-            console_.fail("the camera delivers no frame");
-        return;
-    }
-    if (hasFailed_)
+    if (!waitForFrame(cameraLimit))
         return;
     if (options_.records) {
         manager_->startVideoRecording(folder_.placeOf(folder_.film));
@@ -382,12 +356,12 @@ void CaptureCommand::takeOne()
     if (!hasOpened_)
         return;
     if (!waiter_.waitFor(stillLimit, [this] { return hasSample_ || hasFailed_; }) && !waiter_.isInterrupted())
-        console_.fail("the still did not come");
-    // The contact sheet is to show what the gate has seen: later frames are drawn with that.
+        console_.fail("no still arrived in time");
+    // So that the contact sheet shows what opened the gate: later frames are drawn with it.
     (void)waiter_.waitFor(sheetLimit, [this] { return hasFrame_ || hasFailed_; });
 }
 
-/// On the response queue, so that the gate is either open then or stays closed.
+/// On the response queue, so that afterwards the gate is either open or stays closed.
 void CaptureCommand::cancel()
 {
     waiter_.runBehind(*responseQueue_, [self = shared_from_this()] {
@@ -395,38 +369,37 @@ void CaptureCommand::cancel()
         if (!self->hasOpened_)
             self->lacking_ = joined(self->gate_->missing());
     });
-    waiter_.goOn();
+    waiter_.clearInterrupt();
 }
 
-/// The sessions must not be stopped before: the file would not be reported.
+/// Before the sessions are stopped: otherwise the file would not be reported.
 void CaptureCommand::stopRecording()
 {
     if (!isRecording_)
         return;
     if (!hasVideo_ && !isCameraLost(manager_->frameCounts()))
         manager_->stopVideoRecording();
-    waiter_.goOn();
+    waiter_.clearInterrupt();
     if (waiter_.waitFor(hasFailed_ ? failureLimit : filmLimit, [this] { return hasVideo_.load(); }))
         film_ = reportRecording(folder_.placeOf(folder_.film), folder_.targetOf(folder_.film),
             manager_->frameCounts(), environment_, console_);
     else
-        console_.fail(
-            folder_.placeOf(folder_.film) + ": the recording was left before it was complete; see repair");
+        console_.fail(folder_.placeOf(folder_.film) + ": the recording is not complete; see repair");
 }
 
 void CaptureCommand::stopSessions()
 {
     stopRecording();
     manager_->stopAllSessions();
-    // A camera that has failed does not run, nor does one whose input is still waited for: it is left alone.
+    // A camera that has failed, or whose input does not open, does not stop.
     if (hasFrame_ && !hasFailed_)
-        (void)waiter_.waitThrough(stopLimit, [this] { return !manager_->canRecordVideo(); });
+        (void)waiter_.waitUninterrupted(stopLimit, [this] { return !manager_->canRecordVideo(); });
     waiter_.runBehind(*responseQueue_, [self = shared_from_this()] {
         self->manager_->setDelegate({});
         self->manager_->setMotionDelegate({});
         self->manager_->setMetadataDelegate({});
     });
-    (void)waiter_.waitThrough(drainLimit, [this] { return !frameReport_->hasPicturesUnderWay(); });
+    (void)waiter_.waitUninterrupted(drainLimit, [this] { return !frameReport_->hasPicturesUnderWay(); });
 }
 
 void CaptureCommand::reportOutcome()
@@ -540,20 +513,15 @@ void check(const GlobalOptions& global, const CaptureOptions& options)
         throw Unusable("this build cannot detect faces");
 }
 
-ExitStatus capture(const GlobalOptions& global, CaptureOptions options)
+ExitStatus capture(const GlobalOptions& global, CaptureOptions& options)
 {
     check(global, options);
-    std::vector<std::string> names;
+    if (options.folder == "-")
+        throw Unusable("capture writes a folder, not standard output");
+    // Existing files are checked later, once the folder is locked.
     for (const std::string& name : CaptureFolder::namesOfFiles())
-        names.push_back((std::filesystem::path(options.folder) / name).string());
-    std::vector<std::string*> outputs;
-    for (std::string& name : names)
-        outputs.push_back(&name);
-    // An earlier capture is looked at when there is room to be made, once the folder is locked.
-    claimOutputs(outputs,
-        {global.back.value_or(""), global.front.value_or(""), options.motion.logFile.value_or(""),
-            options.record.microphone.value_or("")},
-        true);
+        requireNoInput(std::filesystem::path(options.folder) / name,
+            {global.back, global.front, options.motion.logFile, options.record.microphone});
     options.motion.readLog();
     noteTestPattern(global, options.still.usesFrontCamera);
     const auto environment = makeEnvironment(global,
@@ -562,7 +530,8 @@ ExitStatus capture(const GlobalOptions& global, CaptureOptions options)
             .motionLog = options.motion.log,
             .location = options.still.location,
             .recording = options.records ? std::optional(options.record) : std::nullopt});
-    return std::make_shared<CaptureCommand>(global, options, *environment)->run();
+    Console console(global.json);
+    return std::make_shared<CaptureCommand>(global, options, *environment, console)->run();
 }
 
 } // namespace

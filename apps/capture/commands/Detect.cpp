@@ -2,8 +2,9 @@
 
 #include "Environment.h"
 #include "Files.h"
-#include "Waiter.h"
+#include "SessionClient.h"
 #include "commands/detection.h"
+#include "commands/forEachInput.h"
 #include "options/CodeKinds.h"
 #include "options/Unusable.h"
 #include "options/values.h"
@@ -11,24 +12,22 @@
 #include "pictures/Upright.h"
 #include "report/DetectionReport.h"
 #include "report/SessionErrors.h"
+#include "report/StatusLine.h"
+#include "report/Utf8.h"
 #include "seconds.h"
 #include "timeLimits.h"
 
 #include <engine/capture/turnPixels.h>
-#include <host/asset/HostAssets.h>
+#include <host/recording/MovieFacts.h>
 #include <tamsel/camera/videoOrientation.h>
-#include <tamsel/facade/OvriSourceManager.h>
-#include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/Clock.h>
+#include <tamsel/platform/RunLoops.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
-#include <cmath>
 #include <filesystem>
 #include <iterator>
 #include <memory>
-#include <numbers>
 #include <optional>
 #include <ranges>
 #include <string_view>
@@ -56,12 +55,17 @@ struct DetectOptions {
 };
 
 /// Looks for codes and faces in the frames of a camera, or of a video that is played once.
-class DetectCommand final : public OvriSourceToSession,
+class DetectCommand final : public SessionClient,
                             public OvriMetadataOutputDelegate,
                             public std::enable_shared_from_this<DetectCommand> {
 public:
     DetectCommand(
-        const GlobalOptions& global, const DetectionJob& job, Console& console, Environment& environment);
+        const GlobalOptions& global, const DetectionJob& job, Console& console, Environment& environment)
+        : SessionClient(global, environment, console),
+          job_(job),
+          report_(console, environment.platform().clock.monotonic(), job.label)
+    {
+    }
 
     /// Whether something was found.
     [[nodiscard]] bool run();
@@ -76,19 +80,12 @@ public:
 
 private:
     void watch();
-    /// What is found from now on is in the frame that came last.
+    /// Results from now on belong to the latest frame.
     void beginBatch();
     void finish();
     void writeAnnotated();
 
-    const GlobalOptions global_;
-    const DetectionJob job_;
-    Environment& environment_;
-    Console& console_;
-    Waiter waiter_;
-    const std::shared_ptr<platform::DispatchQueue> responseQueue_;
-    std::shared_ptr<OvriSourceManager> manager_;
-    std::atomic<bool> isOver_ = false; ///< the session cannot go on
+    const DetectionJob& job_;
     std::atomic<bool> hasFound_ = false;
 
     // Of the response queue.
@@ -106,22 +103,10 @@ std::optional<AVCaptureVideoOrientation> storedOrientationOf(const std::string& 
     return quarterTurnsOfVideo(input).transform(engine::sensorUprightAfter);
 }
 
-/// The look that is under way when a video ends is over by then.
-constexpr nanoseconds lookLimit = 500ms;
-/// The first look makes what finds faces; on a busy machine a short video ends before that.
-constexpr nanoseconds firstLookLimit = 2s;
-
-DetectCommand::DetectCommand(
-    const GlobalOptions& global, const DetectionJob& job, Console& console, Environment& environment)
-    : global_(global),
-      job_(job),
-      environment_(environment),
-      console_(console),
-      waiter_(environment),
-      responseQueue_(environment.makeQueue("org.tamsel.capture.response")),
-      report_(console_, environment.platform().clock.monotonic(), job.label)
-{
-}
+/// For the detection that is running when a video ends.
+constexpr nanoseconds detectionLimit = 500ms;
+/// The first detection loads the face detector; on a busy machine a short video ends before that.
+constexpr nanoseconds firstDetectionLimit = 2s;
 
 void DetectCommand::sourceManagerDidGetFrame(
     OvriSourceManager& /*manager*/, const OvriCaptureFrameUpdate& frame)
@@ -139,16 +124,16 @@ void DetectCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, c
     if (cameraError->kind() != CameraError::Case::videoFrameError) {
         console_.fail(*cameraError);
     } else {
-        // A live frame that was dropped does not matter here, unless the camera was lost with it.
+        // A dropped frame does not matter here, unless the camera was lost with it.
         if (!isCameraLost(manager.frameCounts()))
             return;
         std::error_code ignored;
         if (!std::filesystem::is_regular_file(job_.input, ignored))
             console_.fail("the camera was lost");
         else if (frames_ == 0)
-            console_.fail(job_.input + ": no frame of it can be decoded");
+            console_.fail(job_.input + ": no frame can be decoded");
     }
-    isOver_ = true;
+    hasFailed_ = true; // or the video has ended
     waiter_.wake();
 }
 
@@ -173,7 +158,7 @@ void DetectCommand::beginBatch()
     hasFound_ = true;
     waiter_.wake();
     if (foundFrame_ == lastFrame_)
-        return; // a face comes before the codes of its batch
+        return; // the codes of a batch follow its face
     foundFrame_ = lastFrame_;
     foundFace_ = std::nullopt;
     foundCodes_.clear();
@@ -181,18 +166,31 @@ void DetectCommand::beginBatch()
 
 void DetectCommand::watch()
 {
-    const nanoseconds length = job_.seconds ? nanosecondsOf(*job_.seconds) : forEver;
-    if (!waiter_.waitFor(length, [this] { return isOver_.load(); }))
-        return;
+    const Clock& clock = environment_.platform().clock;
+    const nanoseconds begin = clock.monotonic();
+    const auto facts = host::readMovieFacts(job_.input);
+    const double total = job_.seconds.value_or(facts ? facts->duration : 0);
+    {
+        const StatusLine line(
+            console_, environment_.platform().runLoops.current(), [&, progress = Progress("s")] {
+                const double elapsed = seconds(clock.monotonic() - begin);
+                return total > 0 ? progress.text(std::min(elapsed, total), total)
+                                 : formatted("%.0f s", elapsed);
+            });
+        const nanoseconds length = job_.seconds ? nanosecondsOf(*job_.seconds) : forEver;
+        if (!waiter_.waitFor(length, [this] { return hasFailed_.load(); }))
+            return;
+    }
     const bool hadFound = hasFound_;
-    (void)waiter_.waitFor(hadFound ? lookLimit : firstLookLimit, [&] { return !hadFound && hasFound_; });
+    (void)waiter_.waitFor(
+        hadFound ? detectionLimit : firstDetectionLimit, [&] { return !hadFound && hasFound_; });
 }
 
 void DetectCommand::writeAnnotated()
 {
     const CVBuffer* frame = foundFrame_ ? foundFrame_.get() : lastFrame_.get();
     if (!frame) {
-        console_.fail("no frame came, so there is no picture of one");
+        console_.fail("no frame arrived, so there is no picture of one");
         return;
     }
     const CGImagePropertyOrientation orientation = engine::orientationAfter(
@@ -222,13 +220,9 @@ void DetectCommand::finish()
 bool DetectCommand::run()
 {
     const SourceType source = SourceType::cameraBack(false);
-    manager_ = OvriSourceManager::create(
-        {source}, global_.sessionPreset(), responseQueue_, environment_.platform());
+    makeManager({source}, global_.sessionPreset());
     manager_->setMetadataDetection(job_.kinds, weak_from_this());
-    const auto view = std::make_shared<UIView>(CGSize{640, 480});
-    if (const auto started = manager_->startSession(source, weak_from_this(), {}, view); !started)
-        console_.fail(started.error());
-    else
+    if (start(source, weak_from_this()))
         watch();
     manager_->stopAllSessions();
     waiter_.runBehind(*responseQueue_, [self = shared_from_this()] { self->finish(); });
@@ -236,7 +230,7 @@ bool DetectCommand::run()
     return hasFound_;
 }
 
-/// One name of a kind of codes, or several with commas between them.
+/// Adds the kinds of codes in a list with commas.
 void addKinds(const std::string& given, std::vector<MetadataObjectType>& kinds)
 {
     if (given == "all") {
@@ -256,7 +250,7 @@ void addKinds(const std::string& given, std::vector<MetadataObjectType>& kinds)
     }
 }
 
-/// Looks at one input. Whether something was found.
+/// Detects in one input. Whether something was found.
 bool detectIn(const DetectionJob& job, const DetectOptions& options, GlobalOptions global, Console& console,
     bool& wasInterrupted)
 {
@@ -277,39 +271,36 @@ bool detectIn(const DetectionJob& job, const DetectOptions& options, GlobalOptio
     return hasFound;
 }
 
-/// The jobs of all inputs, whose outputs have been checked.
+/// The jobs of all inputs. Their outputs have been checked.
 std::vector<DetectionJob> jobsOf(const GlobalOptions& global, const DetectOptions& options)
 {
     std::vector<DetectionJob> jobs;
     std::vector<std::string*> outputs;
     const bool isBatch = options.inputs.size() > 1;
-    std::error_code error;
     for (const std::string& input : options.inputs) {
+        if (input.empty())
+            throw Unusable("INPUT needs a value");
         DetectionJob job{.input = input,
             .label = std::nullopt,
             .kinds = options.kinds,
-            .annotated = options.annotated,
+            .annotated = std::nullopt,
             .seconds = options.seconds,
             .orientation = options.orientation};
         if (isBatch)
             job.label = input;
-        if (options.annotated && (isBatch || std::filesystem::is_directory(*options.annotated, error)))
-            job.annotated = outputOf(input, *options.annotated, ".png");
-        if (job.annotated)
+        if (options.annotated) {
+            job.annotated = outputOf(input, *options.annotated, ".png", isBatch);
             requirePictureEnding(*job.annotated);
+        }
         jobs.push_back(std::move(job));
     }
-    if (isBatch && options.annotated && !options.annotated->contains("{}")
-        && !std::filesystem::is_directory(*options.annotated, error))
-        throw Unusable(
-            *options.annotated + ": several inputs need a folder, or a name with {} for the name of each");
-    for (DetectionJob& job : jobs) {
-        if (job.annotated)
-            outputs.push_back(&*job.annotated);
-    }
-    claimOutputs(outputs, options.inputs, global.overwrites);
     for (DetectionJob& job : jobs)
-        job.input = readableInput(job.input);
+        outputs.push_back(job.annotated ? &*job.annotated : nullptr);
+    claimOutputs(outputs, {options.inputs.begin(), options.inputs.end()}, global.overwrites);
+    for (DetectionJob& job : jobs) {
+        if (job.input == "-" || !options.isInRealTime) // a pipe can be a live stream
+            job.input = readableInput(job.input);
+    }
     return jobs;
 }
 
@@ -327,24 +318,11 @@ ExitStatus detect(const GlobalOptions& global, DetectOptions options)
     const std::vector<DetectionJob> jobs = jobsOf(global, options);
     Console console(global.json);
     bool hasFound = false;
-    bool isUnusable = false;
-    bool wasInterrupted = false;
-    for (const DetectionJob& job : jobs) {
-        try {
-            if (detectIn(job, options, global, console, wasInterrupted))
-                hasFound = true;
-        } catch (const Unusable& problem) {
-            console.note(problem.what());
-            isUnusable = true;
-        }
-        if (wasInterrupted)
-            break;
-    }
-    const ExitStatus status = console.endSession(wasInterrupted);
-    if (status != ExitStatus::done && status != ExitStatus::failed)
-        return status;
-    if (isUnusable)
-        return ExitStatus::unusable;
+    const ExitStatus status = forEachInput(console, jobs.size(), [&](std::size_t number) {
+        bool wasInterrupted = false;
+        hasFound |= detectIn(jobs[number], options, global, console, wasInterrupted);
+        return !wasInterrupted;
+    });
     return status == ExitStatus::done && options.failsIfNone && !hasFound ? ExitStatus::nothingFound : status;
 }
 

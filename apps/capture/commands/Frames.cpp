@@ -1,27 +1,22 @@
 #include "commands/commands.h"
 
-#include "Environment.h"
-#include "Files.h"
+#include "SessionClient.h"
 #include "options/values.h"
-#include "pictures/Picture.h"
 #include "report/FrameReport.h"
 #include "report/Ledger.h"
 #include "report/MotionReport.h"
 #include "report/SessionErrors.h"
 #include "report/StatusLine.h"
+#include "report/Utf8.h"
+#include "requireCamera.h"
 #include "seconds.h"
+#include "timeLimits.h"
 
-#include <tamsel/facade/OvriSourceManager.h>
-#include <tamsel/platform/CALayer.h>
-#include <tamsel/platform/RunLoop.h>
 #include <tamsel/platform/RunLoops.h>
 
-#include <array>
 #include <atomic>
-#include <cstdio>
 #include <memory>
 #include <string>
-#include <utility>
 
 namespace tamsel::capture {
 
@@ -40,10 +35,11 @@ struct FramesOptions {
     bool reportsMotion = false;
 };
 
-/// Runs one camera session and reports what reaches its client: as a table, or as one JSON object a line.
-class FramesCommand final : public OvriSourceToSession, public std::enable_shared_from_this<FramesCommand> {
+/// Runs one camera session and reports its frames, as a table or as JSON.
+class FramesCommand final : public SessionClient, public std::enable_shared_from_this<FramesCommand> {
 public:
-    FramesCommand(const GlobalOptions& global, FramesOptions options, Environment& environment);
+    FramesCommand(const GlobalOptions& global, const FramesOptions& options, Environment& environment,
+        Console& console);
 
     [[nodiscard]] ExitStatus run();
 
@@ -59,31 +55,23 @@ private:
     [[nodiscard]] std::string status() const;
     void summarize();
 
-    const GlobalOptions& global_;
-    const FramesOptions options_;
-    Environment& environment_;
-    Console console_;
+    const FramesOptions& options_;
     const std::shared_ptr<MotionReport> motionReport_; ///< absent where no motion is asked for
     const std::shared_ptr<FrameReport> frameReport_;
-    std::shared_ptr<platform::DispatchQueue> responseQueue_;
-    std::shared_ptr<OvriSourceManager> manager_;
-
     std::atomic<bool> shouldEnd_ = false;
     std::atomic<std::uint64_t> frameErrors_ = 0;
 };
 
 constexpr auto drainLimit = 5s;
 
-FramesCommand::FramesCommand(const GlobalOptions& global, FramesOptions options, Environment& environment)
-    : global_(global),
-      options_(std::move(options)),
-      environment_(environment),
-      console_(global.json),
-      motionReport_(options_.reportsMotion
-              ? std::make_shared<MotionReport>(console_, environment.platform().clock, options_.motion.log)
+FramesCommand::FramesCommand(
+    const GlobalOptions& global, const FramesOptions& options, Environment& environment, Console& console)
+    : SessionClient(global, environment, console),
+      options_(options),
+      motionReport_(options.reportsMotion
+              ? std::make_shared<MotionReport>(console, environment.platform().clock, options.motion.log)
               : nullptr),
-      frameReport_(std::make_shared<FrameReport>(options_.pictures, environment, console_)),
-      responseQueue_(environment.makeQueue("org.tamsel.capture.response"))
+      frameReport_(std::make_shared<FrameReport>(options.pictures, environment, console))
 {
 }
 
@@ -94,7 +82,7 @@ void FramesCommand::reportError(const CameraError& error)
         return;
     }
     console_.writeError(error.name(), error.reason());
-    ++frameErrors_; // there may be many: reported together at the end
+    ++frameErrors_; // there may be many: summed up at the end
 }
 
 void FramesCommand::sourceManagerDidGetFrame(OvriSourceManager& manager, const OvriCaptureFrameUpdate& frame)
@@ -136,20 +124,19 @@ void FramesCommand::sourceManagerCameraDidResume(OvriSourceManager& /*manager*/)
 
 void FramesCommand::requestEnd(OvriSourceManager& manager)
 {
-    manager.stopCameraSession(); // at once, so that no further frame comes
+    manager.stopCameraSession(); // at once, so that no further frame arrives
     if (!shouldEnd_.exchange(true))
-        environment_.platform().dispatch.mainQueue()->async([] { }); // wakes the main loop
+        waiter_.wake();
 }
 
 std::string FramesCommand::status() const
 {
     const FrameCounts counts = manager_->frameCounts();
     const FrameReport::Summary frames = frameReport_->summary().value_or(FrameReport::Summary{});
-    std::array<char, 100> text{};
-    std::snprintf(text.data(), text.size(), "%llu frames  %.1f/s  %llu dropped  delay %.1f ms",
-        static_cast<unsigned long long>(frameReport_->count()), frames.framesPerSecond,
-        static_cast<unsigned long long>(counts.dropped()), seconds(frames.delay) * 1e3);
-    return text.data();
+    return std::to_string(frameReport_->count())
+        + (options_.count ? " of " + std::to_string(*options_.count) : "")
+        + formatted(" frames  %.1f/s  %llu dropped  delay %.1f ms", frames.framesPerSecond,
+            static_cast<unsigned long long>(counts.dropped()), seconds(frames.delay) * 1e3);
 }
 
 void FramesCommand::summarize()
@@ -159,26 +146,19 @@ void FramesCommand::summarize()
     if (console_.isJson())
         return;
     const auto frames = frameReport_->summary();
-    if (frames)
-        std::printf("Camera session, %zu x %zu pixels", frames->width, frames->height);
-    else
-        std::printf("Camera session without a frame");
-    if (frames && frames->framesPerSecond > 0)
-        std::printf(", %.1f frames per second", frames->framesPerSecond);
-    std::printf("\n");
-    printLedger(counts);
-    std::fflush(stdout);
+    const bool hasRate = frames && frames->framesPerSecond > 0;
+    console_.write("Camera session"
+        + (frames ? formatted(", %zu x %zu pixels", frames->width, frames->height) : " without a frame")
+        + (hasRate ? formatted(", %.1f frames per second", frames->framesPerSecond) : ""));
+    writeLedger(console_, counts);
 }
 
 ExitStatus FramesCommand::run()
 {
     Platform& platform = environment_.platform();
     const SourceType source = cameraSource(options_.usesFrontCamera, false);
-    manager_ = OvriSourceManager::create(
-        {source, SourceType::stability()}, global_.sessionPreset(), responseQueue_, platform);
-    const auto view = std::make_shared<UIView>(CGSize{640, 480});
-    if (const auto started = manager_->startSession(source, weak_from_this(), {}, view); !started) {
-        reportError(started.error());
+    makeManager({source, SourceType::stability()}, global_.sessionPreset());
+    if (!start(source, weak_from_this())) {
         manager_ = nullptr;
         return ExitStatus::failed;
     }
@@ -187,31 +167,14 @@ ExitStatus FramesCommand::run()
             console_.fail(*missing);
         motionReport_->start(*manager_, motionReport_, withPossibleVerdicts(options_.motion, platform));
     }
-
-    bool isInterrupted = false;
-    bool isOver = false;
-    RunLoop& loop = platform.runLoops.current();
-    if (options_.seconds) {
-        const auto length = nanosecondsOf(*options_.seconds);
-        loop.scheduleTimer(length, false, [&](Timer&) { isOver = true; });
-    }
-    const auto onInterrupt = [&] { isInterrupted = true; };
     {
-        const StatusLine line(console_, loop, [this] { return status(); });
-        environment_.runUntil([&] { return shouldEnd_ || isOver || isInterrupted; }, onInterrupt);
+        const StatusLine line(console_, platform.runLoops.current(), [this] { return status(); });
+        const nanoseconds length = options_.seconds ? nanosecondsOf(*options_.seconds) : forEver;
+        (void)waiter_.waitFor(length, [this] { return shouldEnd_.load(); });
     }
-
     manager_->stopAllSessions();
-    const nanoseconds limit = platform.clock.monotonic() + drainLimit;
-    const std::shared_ptr<Timer> tick = loop.scheduleTimer(5ms, true, [](Timer&) { });
-    environment_.runUntil(
-        [&] {
-            const bool isDrained
-                = manager_->frameCounts().inFlight == 0 && !frameReport_->hasPicturesUnderWay();
-            return isDrained || platform.clock.monotonic() > limit;
-        },
-        onInterrupt);
-    tick->invalidate();
+    (void)waiter_.waitUninterrupted(drainLimit,
+        [this] { return manager_->frameCounts().inFlight == 0 && !frameReport_->hasPicturesUnderWay(); });
 
     (void)frameReport_->finishPictures();
     summarize();
@@ -220,11 +183,11 @@ ExitStatus FramesCommand::run()
         console_.fail(std::to_string(frameErrors_ - lost)
             + (frameErrors_ == lost + 1 ? " frame was dropped" : " frames were dropped"));
     const bool isComplete = !options_.count || frameReport_->count() >= *options_.count;
-    if (!isComplete && !isInterrupted)
+    if (!isComplete && !waiter_.isInterrupted())
         console_.fail("only " + std::to_string(frameReport_->count()) + " of "
-            + std::to_string(*options_.count) + " frames came");
+            + std::to_string(*options_.count) + " frames arrived");
     manager_ = nullptr;
-    return console_.endSession(isInterrupted);
+    return console_.endSession(waiter_.isInterrupted());
 }
 
 } // namespace
@@ -233,22 +196,17 @@ void addFrames(Program& program)
 {
     const auto options = std::make_shared<FramesOptions>();
     const auto run = [&global = program.global, options] {
-        FramePictures& pictures = options->pictures;
-        pictures.folder = global.outputFolder;
-        std::vector<std::string*> outputs;
-        if (pictures.contactSheet) {
-            requirePictureEnding(*pictures.contactSheet);
-            outputs.push_back(&*pictures.contactSheet);
-        }
-        claimOutputs(outputs, {global.back.value_or(""), global.front.value_or("")}, global.overwrites);
+        claimFramePictures(options->pictures, {global.back, global.front, options->motion.logFile}, global);
         options->reportsMotion = options->motion.logFile.has_value();
         options->motion.readLog();
+        noteTestPattern(global, options->usesFrontCamera);
         const auto environment = makeEnvironment(global,
             {.cameras = true,
                 .usesFrontCamera = options->usesFrontCamera,
                 .motionLog = options->motion.log,
                 .seconds = options->seconds});
-        return std::make_shared<FramesCommand>(global, *options, *environment)->run();
+        Console console(global.json);
+        return std::make_shared<FramesCommand>(global, *options, *environment, console)->run();
     };
     CLI::App& command = addCommand(program, "frames",
         "run a camera and count its frames. Ends when it is interrupted or a limit is reached", run);

@@ -52,7 +52,7 @@ private:
     const std::shared_ptr<MotionReport> report_;
 };
 
-/// After the log's last row: for what is still under way.
+/// After the last row of the log, for verdicts that are still due.
 constexpr auto settleTime = 500ms;
 
 MotionCommand::MotionCommand(
@@ -88,8 +88,7 @@ ExitStatus MotionCommand::run()
         motion = withPossibleVerdicts(std::move(motion), platform);
     if (const auto missing = missingFor(motion, platform)) {
         console_.writeError("serviceNotAvailable", missing);
-        console_.fail(*missing);
-        return ExitStatus::failed;
+        throw Unusable(*missing);
     }
     auto manager = OvriSourceManager::create({SourceType::stability(), SourceType::facingAngle()},
         global_.sessionPreset(), environment_.makeQueue("org.tamsel.capture.response"), platform);
@@ -113,7 +112,7 @@ ExitStatus MotionCommand::run()
         environment_.runUntil([&] { return isOver || isInterrupted; }, [&] { isInterrupted = true; });
     }
     manager->stopAllSessions();
-    manager = nullptr; // nothing is reported any more
+    manager = nullptr; // no further reports
     drawPlot();
     return console_.endSession(isInterrupted);
 }
@@ -131,14 +130,11 @@ void addMotion(Program& program)
             options->logFile = options->source;
         if (options->isInRealTime)
             global.requireHost("has no real time: --real-time goes with --backend host");
-        std::vector<std::string*> outputs;
-        if (options->plot) {
-            if (usesSensors)
-                throw Unusable("--plot draws a log");
+        if (options->plot && usesSensors)
+            throw Unusable("--plot draws a log");
+        if (options->plot)
             requireEnding(*options->plot, {".svg"});
-            outputs.push_back(&*options->plot);
-        }
-        claimOutputs(outputs, {options->logFile.value_or("")}, global.overwrites);
+        claimOutputs({options->plot ? &*options->plot : nullptr}, {options->logFile}, global.overwrites);
         options->readLog();
         const auto environment = makeEnvironment(
             global, {.isOnVirtualTime = options->log && !options->isInRealTime, .motionLog = options->log});

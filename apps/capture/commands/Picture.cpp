@@ -2,13 +2,15 @@
 
 #include "Environment.h"
 #include "Files.h"
+#include "commands/forEachInput.h"
 #include "options/Unusable.h"
 #include "options/values.h"
 #include "pictures/Picture.h"
-#include "report/StatusLine.h"
+#include "report/Utf8.h"
 #include "report/keepSample.h"
 
 #include <engine/image/renderImage.h>
+#include <formats/imageMetadata.h>
 #include <host/InputAccess.h>
 
 #include <tamsel/facade/OvriSourceManager.h>
@@ -20,19 +22,18 @@
 #include <tamsel/platform/ImageServices.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <csignal>
 #include <cstddef>
-#include <cstdio>
 #include <functional>
+#include <map>
 #include <memory>
 #include <span>
 #include <utility>
 #include <vector>
 
-// The commands that make one file of another: the still or the thumbnail of a video, a picture turned upright, an image of an
-// album as a screen gets it.
+// The commands that make one file from another: the still or the thumbnail of a video, a picture turned upright, an image of
+// an album.
 
 namespace tamsel::capture {
 
@@ -40,8 +41,8 @@ using namespace platform;
 
 namespace {
 
-/// Decoding a picture is one foreign call that cannot be left, for seconds at the worst. Nothing has been written by then, so
-/// signals that wait for the main loop elsewhere end the program at once.
+/// Unblocks the signals that end the program while a picture is decoded: a library call that can take seconds and cannot be
+/// interrupted. Nothing has been written by then.
 class SignalsEndTheProgram {
 public:
     SignalsEndTheProgram()
@@ -60,7 +61,7 @@ private:
     sigset_t before_{};
 };
 
-/// Where pictures are made and reported.
+/// What all these commands use.
 struct Workshop {
     const GlobalOptions& global;
     Environment& environment;
@@ -81,14 +82,12 @@ struct Workshop {
         const CGSize size = image.size();
         console.writeEvent(
             "picture", {{"width", numberOf(size.width)}, {"height", numberOf(size.height)}, {"file", file}});
-        std::array<char, 80> text{};
-        std::snprintf(text.data(), text.size(), ": %.0f x %.0f pixels", size.width, size.height);
         if (!console.isJson())
-            console.write(file + text.data());
+            console.write(file + formatted(": %.0f x %.0f pixels", size.width, size.height));
     }
 };
 
-/// Waits for one sample and keeps it.
+/// Waits for one sample.
 class SampleReceiver final : public OvriSourceToSession {
 public:
     explicit SampleReceiver(Environment& environment) : environment_(environment) { }
@@ -102,7 +101,7 @@ public:
         environment_.platform().dispatch.mainQueue()->async([] { }); // wakes the main loop
     }
 
-    /// False when it was interrupted.
+    /// False on an interrupt.
     [[nodiscard]] bool wait()
     {
         bool isInterrupted = false;
@@ -126,7 +125,7 @@ std::vector<std::byte> contentOf(const std::string& file)
     return std::move(*content);
 }
 
-/// False when it was interrupted.
+/// Makes one file. False on an interrupt. Throws `Unusable`.
 using Make = std::function<bool(Workshop&, const FilePair&)>;
 
 bool makeStill(Workshop& shop, const FilePair& files)
@@ -154,7 +153,7 @@ bool makeThumbnail(Workshop& shop, const FilePair& files)
         return OvriSourceManager::provideThumbnailImage(files.input, shop.environment.platform());
     }();
     if (!image)
-        throw Unusable(files.input + ": there is no thumbnail"); // the library has written the reason
+        throw Unusable(files.input + ": no thumbnail"); // the library has reported the reason
     shop.write(*image, files.output);
     return true;
 }
@@ -165,7 +164,7 @@ bool renderUpright(Workshop& shop, const FilePair& files)
         contentOf(files.input), OvriImageSource::photo, CGImagePropertyOrientation::up);
     const auto image = makeImage(update, shop.environment.platform());
     if (!image)
-        throw Unusable(files.input + ": is no picture");
+        throw Unusable(files.input + ": is not a picture");
     const auto rendered = [&] {
         const SignalsEndTheProgram whileDecoding;
         return engine::renderImage(image->ciImage());
@@ -176,7 +175,7 @@ bool renderUpright(Workshop& shop, const FilePair& files)
     return true;
 }
 
-/// The library returns unchanged what it cannot rewrite, without a reason; a person wants to know it.
+/// The library returns an image that it cannot rewrite unchanged, without the reason; the user gets it here.
 void noteUnlessRewritten(Workshop& shop, const std::string& file, const std::vector<std::byte>& image,
     const PropertyDictionary& properties, std::span<const std::byte> sample)
 {
@@ -187,15 +186,32 @@ void noteUnlessRewritten(Workshop& shop, const std::string& file, const std::vec
     const auto rewritten = source
         ? source->rewritten(OvriLocationMetadataDelegate::addingTIFFMetadata(
               properties, OvriLocationMetadataDelegate::CameraModel::album, platform))
-        : std::unexpected(Error{.localizedDescription = "it is no image file"});
+        : std::unexpected(Error{.localizedDescription = "it is not an image file"});
     shop.console.note(file + ": left unchanged"
         + (rewritten ? std::string() : ": " + rewritten.error().localizedDescription));
 }
 
-/// As the screen of an album: the file's own properties are passed with it.
+/// Refuses an output whose name says another kind of image than the data is. Throws `Unusable`.
+void requireMatchingName(const std::string& output, const std::vector<std::byte>& image)
+{
+    static const std::map<std::string_view, std::string_view> types{{".jpg", "public.jpeg"},
+        {".jpeg", "public.jpeg"}, {".png", "public.png"}, {".webp", "org.webmproject.webp"},
+        {".tif", "public.tiff"}, {".tiff", "public.tiff"}, {".heic", "public.heic"}, {".heif", "public.heic"},
+        {".avif", "public.avif"}, {".gif", "com.compuserve.gif"}, {".bmp", "com.microsoft.bmp"}};
+    const auto named = types.find(endingOf(output));
+    const std::string type = formats::imageType(image).value_or("");
+    if (named == types.end() || named->second == type)
+        return;
+    const auto actual = std::ranges::find(types, type, [](const auto& entry) { return entry.second; });
+    throw Unusable(output + ": album keeps the kind of the image, which is "
+        + (actual == types.end() ? "unknown" : std::string(actual->first)));
+}
+
+/// Provides the image as the screen of an album does, with the file's own properties.
 bool provideAlbumImage(Workshop& shop, const FilePair& files, std::optional<std::int64_t> orientation)
 {
     const std::vector<std::byte> image = contentOf(files.input);
+    requireMatchingName(files.output, image);
     const std::shared_ptr<const CGImageSource> source
         = shop.environment.platform().images.makeImageSource(image);
     const PropertyDictionary properties = source ? source->copyProperties() : PropertyDictionary{};
@@ -213,11 +229,11 @@ bool provideAlbumImage(Workshop& shop, const FilePair& files, std::optional<std:
     return true;
 }
 
-/// Makes all pictures. An input that cannot be used does not stop the others.
+/// Makes all files.
 ExitStatus makeAll(const GlobalOptions& global, std::vector<FilePair> pairs, bool isSilent, const Make& make)
 {
     std::vector<std::string*> outputs;
-    std::vector<std::string> inputs;
+    Inputs inputs;
     for (FilePair& pair : pairs) {
         outputs.push_back(&pair.output);
         inputs.push_back(pair.input);
@@ -227,28 +243,11 @@ ExitStatus makeAll(const GlobalOptions& global, std::vector<FilePair> pairs, boo
         pair.input = readableInput(pair.input);
     const auto environment = makeEnvironment(global, {.isSilent = isSilent});
     Workshop shop{.global = global, .environment = *environment, .console = Console(global.json)};
-    bool isInterrupted = false;
-    bool isUnusable = false;
-    {
-        TerminalLine line(shop.console);
-        const Progress progress("files");
-        for (std::size_t done = 0; done < pairs.size() && !isInterrupted; ++done) {
-            line.update(
-                [&] { return progress.text(static_cast<double>(done), static_cast<double>(pairs.size())); });
-            try {
-                isInterrupted = !make(shop, pairs[done]);
-            } catch (const Unusable& problem) {
-                shop.console.note(problem.what());
-                isUnusable = true;
-            }
-        }
-    }
-    const ExitStatus status = shop.console.endSession(isInterrupted);
-    return isUnusable && (status == ExitStatus::done || status == ExitStatus::failed) ? ExitStatus::unusable
-                                                                                      : status;
+    return forEachInput(
+        shop.console, pairs.size(), [&](std::size_t number) { return make(shop, pairs[number]); });
 }
 
-/// Adds a command that makes one file of each input.
+/// Adds a command that makes one file from each input.
 CLI::App& addMaker(Program& program, const std::string& name, const std::string& description,
     std::function<ExitStatus(std::vector<std::string>)> run)
 {
@@ -257,7 +256,7 @@ CLI::App& addMaker(Program& program, const std::string& name, const std::string&
         global.requireHost("has no files: " + name + " goes with --backend host");
         return run(*names);
     });
-    command.add_option("FILE", *names, "one or more inputs, and behind them the output")
+    command.add_option("FILE", *names, "one or more inputs, then the output")
         ->required()
         ->option_text("FILE... OUT");
     return command;

@@ -3,13 +3,12 @@
 #include "options/Unusable.h"
 #include "options/values.h"
 #include "report/StatusLine.h"
+#include "report/Utf8.h"
 
 #include <host/recording/MovieFacts.h>
 #include <host/recording/repairMovie.h>
 
-#include <array>
 #include <chrono>
-#include <cstdio>
 #include <expected>
 #include <filesystem>
 #include <future>
@@ -22,8 +21,8 @@ namespace {
 
 using Movie = std::expected<std::filesystem::path, platform::Error>;
 
-/// Completing a movie copies it, which takes a while when it is long.
-Movie repairWithProgress(const std::string& file, const Console& console)
+/// Completing a movie copies it, which takes time for a long one.
+Movie repairWithProgress(const std::string& file, Console& console)
 {
     constexpr double megabyte = 1e6;
     constexpr std::chrono::milliseconds interval{100};
@@ -58,10 +57,9 @@ ExitStatus repair(const std::string& file, bool isJson)
     console.writeEvent("repaired",
         {{"file", movie->string()}, {"duration", numberOf(facts->duration)}, {"frames", facts->frames}});
     if (!isJson) {
-        std::array<char, 80> text{};
-        std::snprintf(text.data(), text.size(), ": plays now, %.2f s, %llu frames", facts->duration,
-            static_cast<unsigned long long>(facts->frames));
-        console.write(movie->string() + text.data());
+        console.write(movie->string()
+            + formatted(": complete, %.2f s, %llu frames", facts->duration,
+                static_cast<unsigned long long>(facts->frames)));
     }
     return ExitStatus::done;
 }

@@ -1,22 +1,17 @@
 #include "commands/commands.h"
 
 #include "Environment.h"
-#include "Waiter.h"
+#include "SessionClient.h"
 #include "options/values.h"
 #include "report/Ledger.h"
-#include "report/SessionErrors.h"
 #include "report/Utf8.h"
+#include "requireCamera.h"
 
-#include <tamsel/facade/OvriSourceManager.h>
-#include <tamsel/platform/CALayer.h>
 #include <tamsel/platform/CaptureServices.h>
 #include <tamsel/platform/MotionServices.h>
 #include <tamsel/platform/Platform.h>
 
 #include <array>
-#include <atomic>
-#include <cstdio>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,7 +25,7 @@ using Manager = OvriSourceManager;
 
 namespace {
 
-/// Asks everything that a manager can be asked: before a session, and of a short session of each camera.
+/// Queries everything that a manager reports, before a session and in a short session of each camera.
 class StatusCommand {
 public:
     StatusCommand(const GlobalOptions& global, Environment& environment);
@@ -40,10 +35,10 @@ public:
 private:
     struct Answers;
 
-    /// False when it was interrupted.
+    /// False on an interrupt.
     [[nodiscard]] bool ask(Answers& answers);
     void writeEvent(const Answers& answers);
-    static void printTable(const Answers& answers);
+    void printTable(const Answers& answers);
 
     const GlobalOptions& global_;
     Environment& environment_;
@@ -73,7 +68,7 @@ const char* yesOrNo(bool answer)
     return answer ? "yes" : "no";
 }
 
-/// What a camera answers while it runs.
+/// What the manager reports while a camera runs.
 struct CameraStatus {
     bool isAvailable = false;
     bool isActive = false;
@@ -83,74 +78,41 @@ struct CameraStatus {
     FrameCounts counts = {};
 };
 
-/// Waits for one frame of a camera.
-class Session final : public OvriSourceToSession, public std::enable_shared_from_this<Session> {
+/// Runs one camera until its first frame.
+class Session final : public SessionClient, public std::enable_shared_from_this<Session> {
 public:
     Session(const GlobalOptions& global, Environment& environment, Console& console)
-        : global_(global),
-          environment_(environment),
-          console_(console),
-          waiter_(environment)
+        : SessionClient(global, environment, console)
     {
     }
 
     [[nodiscard]] CameraStatus look(const SourceType& source)
     {
-        const auto manager = Manager::create({source}, global_.sessionPreset(),
-            environment_.makeQueue("org.tamsel.capture.response"), environment_.platform());
+        makeManager({source}, global_.sessionPreset());
         CameraStatus status;
-        status.isAvailable = manager->isSourceAvailable(source);
-        if (!status.isAvailable || !Manager::isCameraAuthorized(environment_.platform()))
+        status.isAvailable = manager_->isSourceAvailable(source);
+        if (!status.isAvailable || !Manager::isCameraAuthorized(environment_.platform())
+            || !start(source, weak_from_this()))
             return status;
-        if (const auto started
-            = manager->startSession(source, weak_from_this(), {}, std::make_shared<UIView>(CGSize{640, 480}));
-            !started) {
-            console_.fail(started.error());
-            return status;
-        }
-        if (!waiter_.waitFor(frameLimit, [this] { return hasFrame_ || hasFailed_; })
-            && !waiter_.isInterrupted())
-            console_.fail("the camera delivers no frame");
-        status.isActive = manager->isCameraActive();
-        status.canCaptureStill = manager->canCaptureStillImage();
-        status.canRecord = manager->canRecordVideo();
-        status.resolution = manager->imageResolution();
-        manager->stopAllSessions();
-        waiter_.goOn();
-        if (hasFrame_) // else its input may still be waited for
-            (void)waiter_.waitFor(endLimit, [&] { // a session that has failed is left as it is
-                return (hasFailed_ || !manager->canRecordVideo()) && manager->frameCounts().inFlight == 0;
+        (void)waitForFrame(frameLimit);
+        status.isActive = manager_->isCameraActive();
+        status.canCaptureStill = manager_->canCaptureStillImage();
+        status.canRecord = manager_->canRecordVideo();
+        status.resolution = manager_->imageResolution();
+        manager_->stopAllSessions();
+        waiter_.clearInterrupt();
+        if (hasFrame_) // without one its input may never open
+            (void)waiter_.waitFor(endLimit, [&] { // a session that has failed does not stop
+                return (hasFailed_ || !manager_->canRecordVideo()) && manager_->frameCounts().inFlight == 0;
             });
-        status.counts = manager->frameCounts();
+        status.counts = manager_->frameCounts();
         return status;
     }
 
     [[nodiscard]] bool isInterrupted() const { return waiter_.isInterrupted(); }
-
-    void sourceManagerDidGetFrame(
-        OvriSourceManager& /*manager*/, const OvriCaptureFrameUpdate& /*frame*/) override
-    {
-        hasFrame_ = true;
-        waiter_.wake();
-    }
-    void sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error) override
-    {
-        if (!reportIfOver(console_, manager, error))
-            return;
-        hasFailed_ = true;
-        waiter_.wake();
-    }
-
-private:
-    const GlobalOptions& global_;
-    Environment& environment_;
-    Console& console_;
-    Waiter waiter_;
-    std::atomic<bool> hasFrame_ = false;
-    std::atomic<bool> hasFailed_ = false;
 };
 
-/// Both sides of the device, and what is known about the camera there.
+/// One side of the device and its camera.
 struct Side {
     const char* name;
     SourceType source;
@@ -173,8 +135,8 @@ struct StatusCommand::Answers {
         {"back camera", SourceType::cameraBack(true), AVCaptureDevicePosition::back},
         {"front camera", SourceType::cameraFront(true), AVCaptureDevicePosition::front},
     }};
-    bool hasGyroscope = false; ///< as the library says
-    bool hasAttitude = false; ///< as the platform says, and the library never
+    bool hasGyroscope = false; ///< as the manager reports
+    bool hasAttitude = false; ///< as the platform reports: the manager never does
     bool hasMicrophone = false;
 };
 
@@ -230,37 +192,41 @@ void StatusCommand::writeEvent(const Answers& answers)
 
 void StatusCommand::printTable(const Answers& answers)
 {
-    const auto row = [](const char* name, const std::string& value, const std::string& remark = {}) {
-        std::printf("  %-14s%-15s%s\n", name, value.c_str(), remark.c_str());
+    const auto row = [&](const char* name, const std::string& value, const std::string& remark = {}) {
+        console_.write(formatted("  %-14s%-15s", name, value.c_str()) + remark);
     };
-    std::printf("Permission\n");
+    console_.write("Permission");
     row("camera", std::string(nameOf(answers.cameraPermission)));
     row("microphone", std::string(nameOf(answers.microphonePermission)),
-        answers.hasMicrophone ? "" : "there is none");
+        answers.hasMicrophone ? "" : "there is no microphone");
 
-    std::printf(
-        "\n  %-14s%-15s%-13s%-7s%-6s%s\n", "Source", "Available", "Pictures", "Still", "Film", "Input");
+    console_.write("");
+    console_.write(formatted(
+        "  %-14s%-15s%-13s%-7s%-6s%s", "Source", "Available", "Pictures", "Still", "Film", "Input"));
     for (const Side& side : answers.sides) {
         const CameraStatus& status = side.status;
-        std::array<char, 40> size{"-"};
-        if (status.resolution.width > 0)
-            std::snprintf(
-                size.data(), size.size(), "%.0f x %.0f", status.resolution.width, status.resolution.height);
-        std::printf("  %-14s%-15s%-13s%-7s%-6s%s\n", side.name, yesOrNo(status.isAvailable), size.data(),
-            yesOrNo(status.canCaptureStill), yesOrNo(status.canRecord), printable(side.input).c_str());
+        const auto [width, height] = status.resolution;
+        console_.write(formatted("  %-14s%-15s%-13s%-7s%-6s", side.name, yesOrNo(status.isAvailable),
+                           width > 0 ? formatted("%.0f x %.0f", width, height).c_str() : "-",
+                           yesOrNo(status.canCaptureStill), yesOrNo(status.canRecord))
+            + side.input);
     }
-    row("held still", yesOrNo(answers.hasGyroscope), answers.hasGyroscope ? "" : "there is no gyroscope");
-    row("tilted", "never said",
-        answers.hasAttitude ? "works here" : "does not work here: there is no attitude");
-    row("recordings", "never told", "what can be read of a file shows when it is started");
+    if (!answers.hasGyroscope && !answers.hasAttitude) {
+        row("motion", "no", "there are no motion sensors");
+    } else {
+        row("held still", yesOrNo(answers.hasGyroscope), answers.hasGyroscope ? "" : "there is no gyroscope");
+        row("tilted", yesOrNo(answers.hasAttitude),
+            answers.hasAttitude ? "isSourceAvailable returns false all the same" : "there is no attitude");
+    }
+    row("video file", "-", "known once it is opened");
 
     for (const Side& side : answers.sides) {
         if (side.status.counts.produced == 0)
             continue;
-        std::printf("\nFrames of the %s, which ran until the first had come\n", side.name);
-        printLedger(side.status.counts);
+        console_.write("");
+        console_.write(formatted("Frames of the %s until the first arrived", side.name));
+        writeLedger(console_, side.status.counts);
     }
-    std::fflush(stdout);
 }
 
 ExitStatus StatusCommand::run()
@@ -286,6 +252,7 @@ void addStatus(Program& program)
     const auto run = [&global = program.global, options] {
         options->motion.readLog();
         options->sound.isSilent = !options->sound.microphone;
+        noteTestPattern(global, false);
         const auto environment = makeEnvironment(
             global, {.cameras = true, .motionLog = options->motion.log, .recording = options->sound});
         return StatusCommand(global, *environment).run();

@@ -40,7 +40,7 @@ struct Found {
     [[nodiscard]] bool isEmpty() const { return faces.empty() && codes.empty(); }
 };
 
-/// Looks at one picture after the other.
+/// Detects in single pictures.
 class Detection {
 public:
     Detection(const std::vector<MetadataObjectType>& kinds, host::HostDetector::Effort effort)
@@ -52,7 +52,7 @@ public:
         detection_ = detector_.begin(std::move(types));
     }
 
-    [[nodiscard]] Found look(
+    [[nodiscard]] Found detect(
         const CVPixelBuffer& pixels, int quarterTurns, nanoseconds time, std::uint64_t sequence)
     {
         detection_->take(
@@ -97,7 +97,7 @@ void writeAnnotated(const CVPixelBuffer& pixels, CGImagePropertyOrientation orie
         console.fail(written.error());
 }
 
-/// As the options or else the file say.
+/// From the options, or else the file.
 CGImagePropertyOrientation orientationOf(const std::vector<std::byte>& file, const DetectionJob& job)
 {
     const std::shared_ptr<const CGImageSource> source = host::HostImages().makeImageSource(file);
@@ -115,7 +115,7 @@ int quarterTurnsOf(const AVAssetTrack& track)
     return static_cast<int>((turns + 4) % 4);
 }
 
-/// A video file that is read from its start.
+/// A video file, read from its start.
 struct Video {
     std::shared_ptr<AVAsset> asset;
     std::shared_ptr<AVAssetReader> reader;
@@ -133,7 +133,7 @@ Video openVideo(const std::string& file)
         throw Unusable(reader.error().localizedDescription);
     const auto tracks = video.asset->tracks(AVMediaType::video);
     if (tracks.empty())
-        throw Unusable(file + ": is neither a picture nor a video");
+        throw Unusable(file + " contains no picture and no video");
     video.reader = *reader;
     video.output = assets.makeTrackOutput(tracks.front(), {});
     video.quarterTurns = quarterTurnsOf(*tracks.front());
@@ -190,11 +190,11 @@ std::optional<bool> detectInPicture(const DetectionJob& job, Console& console)
         throw Unusable(job.input + ": " + pixels.error().localizedDescription);
     const CGImagePropertyOrientation orientation = orientationOf(*data, job);
     Detection detection(job.kinds, host::HostDetector::Effort::patient);
-    const Found found = detection.look(**pixels, quarterTurnsOf(orientation), {}, 0);
+    const Found found = detection.detect(**pixels, quarterTurnsOf(orientation), {}, 0);
     DetectionReport report(console, std::nullopt, job.label);
     addFound(report, found, {});
     if (found.isEmpty() && !console.isJson())
-        console.write(job.input + (job.asksForCodes() ? ": no code in it" : ": no face in it"));
+        console.write(job.input + (job.asksForCodes() ? ": no code found" : ": no face found"));
     if (job.annotated)
         writeAnnotated(**pixels, orientation, found, *job.annotated, console);
     return !found.isEmpty();
@@ -223,7 +223,7 @@ std::optional<bool> detectInVideo(const DetectionJob& job, Console& console, boo
         wasInterrupted = interrupt.isAsked();
         if (wasInterrupted || (job.seconds && time >= *job.seconds))
             break;
-        Found found = detection.look(*pixels, video.quarterTurns, nanosecondsOf(time), frames++);
+        Found found = detection.detect(*pixels, video.quarterTurns, nanosecondsOf(time), frames++);
         addFound(report, found, nanosecondsOf(time));
         if (!found.isEmpty() || foundInShown.isEmpty()) {
             shown = pixels;
@@ -232,7 +232,7 @@ std::optional<bool> detectInVideo(const DetectionJob& job, Console& console, boo
         line.update([&] { return progress.text(time, facts ? facts->duration : time); });
     }
     if (frames == 0 && !wasInterrupted)
-        throw Unusable(job.input + ": no frame of it can be decoded");
+        throw Unusable(job.input + ": no frame can be decoded");
     if (!console.isJson())
         console.write((job.label ? job.input + ": " : "") + std::to_string(frames) + " frames; "
             + report.summary(job.asksForCodes(), job.asksForFaces()));

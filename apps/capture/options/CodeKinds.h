@@ -29,7 +29,7 @@ inline constexpr std::array<CodeKind, 13> codeKinds{{
     {"qr", MetadataObjectType::qr},
 }};
 
-/// Absent when it is no kind of code.
+/// Absent when it is not a kind of code.
 [[nodiscard]] inline std::optional<std::string_view> nameOf(std::optional<MetadataObjectType> kind)
 {
     const auto* found = std::ranges::find_if(

@@ -21,7 +21,7 @@ namespace CLI {
 class App;
 }
 
-// What a command line asks for, by theme, and the options that several commands share.
+// The values of the options, by topic, and the options that several commands share.
 
 namespace tamsel::capture {
 
@@ -37,7 +37,7 @@ struct GlobalOptions {
     std::optional<Preset> preset;
     platform::UIDeviceOrientation deviceOrientation = platform::UIDeviceOrientation::portrait;
     platform::UIInterfaceOrientation interfaceOrientation = platform::UIInterfaceOrientation::portrait;
-    /// Of all cameras. Absent: portrait, or what a video file says.
+    /// Of all cameras. Absent: portrait, or that of a video file.
     std::optional<platform::AVCaptureVideoOrientation> sensorOrientation;
     bool json = false;
     bool overwrites = false;
@@ -45,7 +45,7 @@ struct GlobalOptions {
 
     [[nodiscard]] Preset sessionPreset() const { return preset.value_or(Preset::photo); }
     [[nodiscard]] bool isSimulated() const { return backend == Backend::simulated; }
-    /// Throws `Unusable` on the simulated back end, with the reason why it cannot.
+    /// Throws `Unusable` on the simulated back end, with the reason.
     void requireHost(const std::string& reason) const;
 };
 
@@ -59,19 +59,19 @@ void addCamera(CLI::App& app, bool& usesFrontCamera);
     return isFront ? SourceType::cameraFront(records) : SourceType::cameraBack(records);
 }
 
-/// Which pictures of frames are kept.
+/// Which frames are saved as pictures.
 struct FramePictures {
     std::optional<std::uint64_t> saveEvery = std::nullopt;
-    std::string folder = {}; ///< where those are saved
+    std::string folder = {}; ///< for the saved frames
     std::optional<std::string> contactSheet = std::nullopt;
 };
 
 void addFramePictures(CLI::App& app, FramePictures& pictures);
 
-/// How motion is judged.
+/// The motion log and the parameters of the verdicts.
 struct MotionOptions {
     std::optional<std::string> logFile;
-    std::shared_ptr<const formats::MotionLog> log; ///< what the file says
+    std::shared_ptr<const formats::MotionLog> log; ///< the contents of the file
     bool stability = false;
     bool facingAngle = false;
     double threshold = 0.3; ///< radians per second
@@ -80,13 +80,13 @@ struct MotionOptions {
 
     /// Without a log, or with the word "sensors" for one.
     [[nodiscard]] bool usesSensors() const { return !logFile || *logFile == "sensors"; }
-    /// Reads the log that is named, if any. Throws `Unusable`.
+    /// Reads the log, if one is named. Throws `Unusable`.
     void readLog();
 };
 
 void addVerdictOptions(CLI::App& app, MotionOptions& motion);
 
-/// What a still is taken with; absent values are the product's.
+/// The options of a still; absent values are those of the library.
 struct StillOptions {
     bool usesFrontCamera = false;
     std::optional<host::HostLocationSource> location;
@@ -97,11 +97,11 @@ struct StillOptions {
 
 void addStillOptions(CLI::App& app, StillOptions& still);
 
-/// What a movie is recorded with.
+/// The options of a recording.
 struct RecordOptions {
     std::optional<std::string> microphone; ///< absent: the sound of the camera's own file
     bool isSilent = false;
-    std::vector<std::string> encoders; ///< empty: the best that is there
+    std::vector<std::string> encoders; ///< empty: the best available
 };
 
 void addMicrophone(CLI::App& app, RecordOptions& record);

@@ -12,7 +12,7 @@ namespace tamsel::capture {
 
 namespace {
 
-/// What was not expected, in words.
+/// Reports what was not expected.
 [[noreturn]] void refuse(const CLI::App& app, const std::vector<std::string>& surplus)
 {
     const std::vector<CLI::App*> commands = app.get_subcommands();
@@ -20,12 +20,15 @@ namespace {
     const bool isOption = surplus.size() > 0 && surplus.front().starts_with('-');
     if (!commands.empty()) {
         const std::string& name = commands.front()->get_name();
+        const std::string option = surplus.front().substr(0, surplus.front().find('='));
+        if (isOption && commands.front()->get_option_no_throw(option) != nullptr)
+            throw Unusable(quoted + " belongs after the command: " + name + " " + surplus.front());
         throw Unusable(quoted
-            + (isOption ? " is no option of " + name + "; see " + name + " --help"
-                        : " is surplus: the command is " + synopsisOf(*commands.front())));
+            + (isOption ? " is not an option of " + name + "; see " + name + " --help"
+                        : " is surplus: the usage is " + synopsisOf(*commands.front())));
     }
     if (isOption)
-        throw Unusable(quoted + " is no option; see --help");
+        throw Unusable(quoted + " is not an option; see --help");
     throw Unusable((surplus.empty() ? "a command is missing: " : quoted + " is no command; there are: ")
         + namesOfCommands(app, ", ") + "; see --help");
 }
@@ -68,7 +71,8 @@ void readCommandLine(Program& program, int argumentCount, const char* const* arg
     } catch (const CLI::ParseError& error) {
         throw Unusable(error.what());
     }
-    const std::vector<std::string> surplus = app.remaining(true);
+    std::vector<std::string> surplus = app.remaining(true);
+    std::erase(surplus, "--"); // which CLI11 counts among them
     if (!surplus.empty() || !program.run)
         refuse(app, surplus);
 }

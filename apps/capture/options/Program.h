@@ -20,7 +20,7 @@ struct Program {
     std::function<ExitStatus()> run; ///< the command that was named, with its options
 };
 
-/// Adds a command. `run` is called when the whole line has been read; it may throw `Unusable`.
+/// Adds a command. `run` is called once the command line has been read; it may throw `Unusable`.
 CLI::App& addCommand(Program& program, const std::string& name, const std::string& description,
     std::function<ExitStatus()> run);
 

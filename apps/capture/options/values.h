@@ -12,7 +12,7 @@
 
 namespace tamsel::capture {
 
-/// What a text says, or why it says nothing, as "'x' is not …".
+/// The value of a text, or an error such as "'x' is not …".
 template <typename Value> using Parsed = std::expected<Value, std::string>;
 
 // Readers of values, for `addValue`.

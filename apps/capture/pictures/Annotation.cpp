@@ -118,7 +118,7 @@ void markFirst(Canvas& canvas, const Pen& pen, CGPoint corner)
     canvas.dot(corner, pen.mark, firstCornerColour);
 }
 
-/// Everything that is drawn at these points.
+/// The bounds of the drawing at these points.
 Box boxAround(const std::vector<CGPoint>& points, const Pen& pen)
 {
     const auto [left, right] = std::ranges::minmax(points, {}, &CGPoint::x);
@@ -128,12 +128,12 @@ Box boxAround(const std::vector<CGPoint>& points, const Pen& pen)
         static_cast<int>(right.x) + reach + 1, static_cast<int>(bottom.y) + reach + 1};
 }
 
-/// Labels near their subjects and, as long as there is room, on nothing else.
+/// Labels near their subjects that avoid other drawings where there is room.
 class Labels {
 public:
     Labels(Canvas& canvas, Pen pen) : canvas_(canvas), pen_(pen) { }
 
-    /// Labels keep off this box where they can.
+    /// Labels avoid this box where they can.
     void avoid(Box box) { taken_.push_back(box); }
 
     void draw(const std::string& text, Box subject, Colour colour)
@@ -166,7 +166,7 @@ private:
         return static_cast<int>(glyphs) * advance() + pen_.dot;
     }
 
-    /// No wider than the room, nor than the picture.
+    /// Shortened to the width, and to that of the picture.
     [[nodiscard]] std::vector<const Glyph*> shortened(std::vector<const Glyph*> glyphs, int room) const
     {
         static const std::vector<const Glyph*> dots = glyphsOf("...");

@@ -17,7 +17,7 @@ struct Finding {
     bool isFace = false;
 };
 
-/// Draws closed outlines, of which the first corner is marked, and labels near them; and a caption at the lower left.
+/// Draws outlines with a mark on the first corner, labels near them, and a caption at the lower left.
 void annotate(Picture& picture, std::span<const Finding> findings, const std::string& caption = {});
 
 } // namespace tamsel::capture

@@ -16,11 +16,11 @@ struct FrameNotes {
     std::string caption;
 };
 
-/// Collects evenly spaced thumbnails of a session whose length is not known in advance: when it has too many, it
-/// keeps every second one and takes half as many from then on.
+/// Collects evenly spaced thumbnails of a session of unknown length: when there are too many, it drops every second one and
+/// halves the rate.
 class ContactSheet {
 public:
-    /// Called once for each frame, on one thread. `add` takes the frames that are wanted and may run on another thread.
+    /// Call it once for each frame, on one thread. `add` takes the wanted frames and may run on another thread.
     [[nodiscard]] bool wantsNext() { return seen_++ % stride_ == 0; }
     void add(const platform::CVPixelBuffer& frame, const FrameNotes& notes);
 

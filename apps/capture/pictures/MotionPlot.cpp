@@ -1,5 +1,6 @@
 #include "pictures/MotionPlot.h"
 
+#include "report/Utf8.h"
 #include "seconds.h"
 
 #include <algorithm>

@@ -15,7 +15,7 @@ namespace tamsel::capture {
 void drawMotion(SvgPlot& plot, const formats::MotionLog* log, double start, const MotionOptions& options,
     const std::vector<MotionVerdict>& verdicts);
 
-/// A whole log and its verdicts, as a picture.
+/// A log and its verdicts, as a picture.
 [[nodiscard]] std::string plotOf(
     const formats::MotionLog& log, const MotionOptions& options, const std::vector<MotionVerdict>& verdicts);
 

@@ -18,14 +18,13 @@ struct Picture {
     std::vector<std::uint8_t> rgb;
 };
 
-/// The frame, at most `maximumWidth` wide; made smaller by averaging.
+/// The frame, scaled down to `maximumWidth` by averaging.
 [[nodiscard]] Picture makePicture(const platform::CVPixelBuffer& frame, std::size_t maximumWidth);
 
-/// Refuses the name of a file that would be no kind of picture that can be written. Throws `Unusable`.
+/// Refuses the name of a file that is not a kind of picture that can be written. Throws `Unusable`.
 void requirePictureEnding(const std::string& file);
 
-// Write a picture of the kind that the name ends in, PNG or JPEG; PNG where it ends in neither. The error is one line that
-// names the file.
+// Write a picture as PNG or JPEG, by the extension of the name; PNG by default. The error is one line that names the file.
 [[nodiscard]] std::expected<void, std::string> writePicture(
     const platform::UIImage& image, const std::string& file);
 [[nodiscard]] std::expected<void, std::string> writePicture(const Picture& picture, const std::string& file);

@@ -1,10 +1,10 @@
 #include "pictures/SvgPlot.h"
 
+#include "report/Utf8.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 #include <utility>
 
 namespace tamsel::capture {
@@ -71,16 +71,6 @@ std::vector<double> marks(const SvgPlot::Range& range, double count)
 }
 
 } // namespace
-
-std::string formatted(const char* format, ...)
-{
-    std::array<char, 512> text{};
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text.data(), text.size(), format, arguments);
-    va_end(arguments);
-    return text.data();
-}
 
 std::string SvgPlot::inColourOf(std::size_t curve, const std::string& text)
 {

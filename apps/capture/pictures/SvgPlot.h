@@ -30,7 +30,7 @@ public:
         std::optional<bool> holds; ///< absent while it is unknown
     };
 
-    /// Each strip says the state at the moment, and a line marks it. Without one it is the end.
+    /// Each strip names the state at the moment, which a line marks; by default the end.
     explicit SvgPlot(Range times, std::optional<Moment> moment = std::nullopt)
         : times_(times),
           isMarked_(moment.has_value()),
@@ -41,7 +41,7 @@ public:
     /// Curves with a scale, and dashed lines at some levels, which the note explains.
     void panel(const std::string& name, const std::string& note, std::vector<std::vector<Point>> curves,
         std::vector<double> levels = {});
-    /// A bar where it holds, a thin line where not. The last stretch reaches beyond the end, so that it shows however short it is.
+    /// A bar where it holds, a thin line where not. The last stretch extends beyond the end, so that it is always visible.
     void strip(const std::string& name, const std::vector<Stretch>& stretches);
 
     [[nodiscard]] std::string finish();
@@ -62,8 +62,5 @@ private:
     std::string body_;
     double top_ = 0;
 };
-
-/// As for printf, at most 511 characters.
-[[nodiscard]] __attribute__((format(printf, 1, 2))) std::string formatted(const char* format, ...);
 
 } // namespace tamsel::capture

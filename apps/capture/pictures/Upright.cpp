@@ -65,7 +65,7 @@ Picture uprightPicture(const Picture& stored, Orientation orientation)
         std::vector<std::uint8_t>(stored.rgb.size())};
     for (std::size_t row = 0; row < stored.height; ++row) {
         for (std::size_t column = 0; column < stored.width; ++column) {
-            // The middles of pixels, so that none falls on the edge between two.
+            // The centre of a pixel, which never falls on the edge between two.
             const CGPoint point
                 = uprightPoint({(static_cast<double>(column) + 0.5) / static_cast<double>(stored.width),
                                    (static_cast<double>(row) + 0.5) / static_cast<double>(stored.height)},

@@ -9,14 +9,14 @@
 
 namespace tamsel::capture {
 
-/// The quarter turns, clockwise, that bring a picture upright, be it mirrored then or not: 0 to 3.
+/// The clockwise quarter turns, 0 to 3, that make a picture upright, apart from mirroring.
 [[nodiscard]] int quarterTurnsOf(platform::CGImagePropertyOrientation orientation);
 
-/// Where a point of a stored picture is in the upright one; both relative to their picture, 0 to 1.
+/// The position in the upright picture of a point in the stored one; both are 0 to 1.
 [[nodiscard]] platform::CGPoint uprightPoint(
     platform::CGPoint stored, platform::CGImagePropertyOrientation orientation);
 
-/// Places what was found in a stored picture in the upright one.
+/// Moves findings from the stored picture to the upright one.
 void turnUpright(std::span<Finding> findings, platform::CGImagePropertyOrientation orientation);
 
 [[nodiscard]] Picture uprightPicture(const Picture& stored, platform::CGImagePropertyOrientation orientation);

@@ -2,6 +2,7 @@
 
 #include "options/CodeKinds.h"
 #include "pictures/MotionPlot.h"
+#include "report/Utf8.h"
 #include "seconds.h"
 
 #include <tamsel/client/CaptureGate.h>
@@ -73,7 +74,7 @@ std::string CaptureHistory::plot(const MotionOptions& motion, const std::vector<
     std::map<std::string, std::vector<Sighting>> shown;
     for (const auto& [key, sightings] : sightings_)
         shown[key.first].insert(shown[key.first].end(), sightings.begin(), sightings.end());
-    for (const CaptureCondition& condition : conditions) { // also what was missed
+    for (const CaptureCondition& condition : conditions) { // also those never in view
         if (condition.kind() == CaptureCondition::Kind::face)
             (void)shown[faceName];
         else if (condition.kind() == CaptureCondition::Kind::code && (condition.codeType() || shown.empty()))

@@ -23,7 +23,7 @@ class CaptureHistory {
 public:
     void addCodes(const std::vector<DetectedCode>& codes, double time);
     void addFace(platform::CGRect bounds, double time);
-    /// Anything else, in plain words.
+    /// Anything else, in words.
     void addNote(double time, std::string text, std::string details = {});
 
     /// What is in view at that time, in the stored picture.
@@ -38,7 +38,7 @@ public:
         const std::vector<MotionVerdict>& verdicts, std::optional<double> shot) const;
 
 private:
-    /// While it was in view without a longer break than the gate allows.
+    /// A period in view, without a longer break than the gate allows.
     struct Sighting {
         double first;
         double last;

@@ -7,7 +7,7 @@
 
 namespace tamsel::capture {
 
-/// What a page shows of a session. Files are named relative to the page; an empty name is left out.
+/// The contents of the page of a session. File names are relative to the page; an empty one is omitted.
 struct CapturePage {
     struct File {
         std::string name;
@@ -21,7 +21,7 @@ struct CapturePage {
     };
 
     std::string outcome;
-    std::string problem; ///< an error all the same; may be empty
+    std::string problem; ///< an error despite a still; may be empty
     bool isGood = false;
     std::string conditions;
     File still;
@@ -34,7 +34,7 @@ struct CapturePage {
     std::vector<LedgerRow> ledger;
 };
 
-/// A page that needs nothing but the files in its folder.
+/// A page that needs only the files in its folder.
 [[nodiscard]] std::string htmlOf(const CapturePage& page);
 
 } // namespace tamsel::capture

@@ -14,6 +14,8 @@ namespace tamsel::capture {
 
 namespace {
 
+constexpr const char* eraseLine = "\r\033[K";
+
 std::optional<std::string> reasonOf(const MotionHelperError& error)
 {
     const auto underlying = error.underlyingError();
@@ -43,7 +45,7 @@ void Console::writeEvent(std::string_view name, const Json& members)
     const std::string line = lineOf(event(name, members)) + "\n";
     bool isLost = false;
     {
-        const MutexLock lock(guard_); // of both, so that they have the same order
+        const MutexLock lock(guard_); // for both, so that they have the same order
         if (json_)
             print(line);
         if (events_) {
@@ -53,7 +55,7 @@ void Console::writeEvent(std::string_view name, const Json& members)
         }
     }
     if (isLost)
-        fail("not all events could be written into their file");
+        fail("not all events could be written to their file");
 }
 
 void Console::write(const std::string& line)
@@ -62,13 +64,22 @@ void Console::write(const std::string& line)
     print(printable(withNamesAsGiven(line)) + "\n");
 }
 
-/// When the reader has ended, the session ends in order, as if it had been interrupted.
+/// When the reader has ended, the session ends as if it had been interrupted.
 void Console::print(const std::string& text)
 {
+    clearProgress();
     errno = 0;
     std::fputs(text.c_str(), stdout);
-    if (std::fflush(stdout) != 0 && errno == EPIPE && !std::exchange(isUnread_, true))
+    if (std::fflush(stdout) == 0 || errno != EPIPE || std::exchange(isUnread_, true))
+        return;
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    if (sigismember(&blocked, SIGTERM) == 1) {
         ::kill(::getpid(), SIGTERM);
+    } else { // there is no session to end
+        ::signal(SIGPIPE, SIG_DFL);
+        ::raise(SIGPIPE);
+    }
 }
 
 void Console::fail(const std::string& line)
@@ -91,7 +102,28 @@ std::string Console::firstFailure()
 void Console::note(const std::string& line)
 {
     const MutexLock lock(guard_);
+    clearProgress();
     std::fprintf(stderr, "tamsel-capture: %s\n", printable(withNamesAsGiven(line)).c_str());
+}
+
+void Console::showProgress(const std::string& line)
+{
+    const MutexLock lock(guard_);
+    std::fprintf(stderr, "%s%s", eraseLine, printable(line).c_str());
+    showsProgress_ = true;
+}
+
+void Console::clearProgress()
+{
+    if (std::exchange(showsProgress_, false))
+        std::fputs(eraseLine, stderr);
+}
+
+void Console::endProgress()
+{
+    const MutexLock lock(guard_);
+    if (std::exchange(showsProgress_, false))
+        std::fputc('\n', stderr);
 }
 
 void Console::writeError(std::string_view kind, const std::optional<std::string>& reason)

@@ -22,43 +22,48 @@ enum class ExitStatus : std::uint8_t {
     unusable = 2,
     nothingFound = 4,
     interrupted = 130,
-    unread = 141, ///< whoever read the standard output has ended, as a shell says of SIGPIPE
+    unread = 141, ///< the reader of standard output has ended: as a shell reports SIGPIPE
 };
 
-/// The program's two streams, whole lines at a time. Texts of others appear as text only, whatever they contain. Thread-safe.
+/// Standard output and standard error, in whole lines. Control characters in them are escaped. Thread-safe.
 class Console {
 public:
-    /// With `json` every event is one JSON object a line.
+    /// With `json`, standard output has one JSON object for each event, each on its own line.
     explicit Console(bool json) : json_(json) { }
 
     [[nodiscard]] bool isJson() const { return json_; }
 
-    /// From now on writes all events into a new file, too. False when it cannot be made, which has been reported.
+    /// Writes all later events to a new file, too. False, and reported, when it cannot be created.
     [[nodiscard]] bool keepEvents(const std::string& file);
-    /// Whether there is a reader of events.
+    /// Whether events are written anywhere.
     [[nodiscard]] bool wantsEvents() const { return json_ || events_; }
-    /// Writes an event for the files and programs that want events.
+    /// Writes an event to standard output and the file, where these are wanted.
     void writeEvent(std::string_view name, const Json& members = Json::object());
-    /// Writes a line of the output.
+    /// Writes a line on standard output.
     void write(const std::string& line);
-    /// Writes a line for the person in front of it, on the standard error.
+    /// Writes a line for the user, on standard error.
     void note(const std::string& line);
-    /// The same, and the program will return `failed`.
+    /// Shows a line of progress on a terminal, until the next output replaces it.
+    void showProgress(const std::string& line);
+    /// Leaves the line of progress on the terminal, if one is shown.
+    void endProgress();
+    /// Writes a line on standard error, and the program will return `failed`.
     void fail(const std::string& line);
-    /// An error event, where events are written.
+    /// Writes an error event.
     void writeError(std::string_view kind, const std::optional<std::string>& reason);
-    // An error event, and a line.
+    // Write an error event and a line on standard error; the program will return `failed`.
     void fail(const CameraError& error);
     void fail(const MotionHelperError& error);
 
     [[nodiscard]] bool hasFailed() const { return hasFailed_; }
-    /// The first line that was reported as a failure; empty before.
+    /// The first failure reported; empty if none.
     [[nodiscard]] std::string firstFailure();
-    /// What the program returns after a session, which the person in front of it may have ended.
+    /// What the program returns. Reports an interrupt.
     [[nodiscard]] ExitStatus endSession(bool wasInterrupted);
 
 private:
     void print(const std::string& text) TAMSEL_REQUIRES(guard_);
+    void clearProgress() TAMSEL_REQUIRES(guard_);
     void failAs(const std::string& kind, const std::optional<std::string>& reason);
 
     struct Close {
@@ -66,10 +71,11 @@ private:
     };
 
     const bool json_;
-    std::unique_ptr<std::FILE, Close> events_; ///< set before there are threads
+    std::unique_ptr<std::FILE, Close> events_; ///< set before threads start
     Mutex guard_;
     bool hasLostEvents_ TAMSEL_GUARDED_BY(guard_) = false;
-    bool isUnread_ TAMSEL_GUARDED_BY(guard_) = false; ///< the standard output has no reader any more
+    bool isUnread_ TAMSEL_GUARDED_BY(guard_) = false; ///< the reader of standard output has ended
+    bool showsProgress_ TAMSEL_GUARDED_BY(guard_) = false;
     std::string firstFailure_ TAMSEL_GUARDED_BY(guard_);
     std::atomic<bool> hasFailed_ = false;
 };

@@ -16,10 +16,10 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-/// A code that is missed in some frames has not gone away.
+/// A code that is missed in some frames is still in view.
 constexpr nanoseconds goneAfter = 2s;
 
-/// To five digits, which are more than pixels need.
+/// To five digits, finer than a pixel.
 Json rounded(double number)
 {
     return numberOf(std::round(number * 1e5) / 1e5);
@@ -40,7 +40,7 @@ std::string kindOf(const DetectedCode& code)
     return std::string(nameOf(code.type()).value_or("code"));
 }
 
-/// The middle of what has these corners.
+/// The centre of the corners, in words.
 std::string placeOf(const std::vector<CGPoint>& corners)
 {
     const auto [left, right] = std::ranges::minmax(corners, {}, &CGPoint::x);
@@ -51,7 +51,7 @@ std::string placeOf(const std::vector<CGPoint>& corners)
     return text.data();
 }
 
-/// Filled up with at least two spaces; a character of several bytes counts once.
+/// Padded by at least two spaces. A character of several bytes counts once.
 std::string padded(std::string text, std::ptrdiff_t width)
 {
     const auto characters = std::ranges::count_if(text, [](char byte) { return (byte & 0xC0) != 0x80; });
@@ -64,7 +64,7 @@ std::string inColumns(const std::string& kind, const std::string& value, const s
     return padded(kind, 17) + padded(value, 32) + place;
 }
 
-/// Whether it was not in view a moment ago.
+/// Whether it has just come into view.
 template <typename Key> bool isNews(const std::map<Key, nanoseconds>& times, const Key& key, nanoseconds now)
 {
     const auto found = times.find(key);
@@ -114,7 +114,7 @@ void DetectionReport::addCodes(const std::vector<DetectedCode>& codes, nanosecon
             list.push_back(jsonOf(code));
         writeEvent("codes", {{"codes", list}}, now);
     }
-    const std::map<Code, nanoseconds> before = codes_; // equal codes of one batch are reported each
+    const std::map<Code, nanoseconds> before = codes_; // equal codes of one batch are all reported
     for (const DetectedCode& code : codes) {
         const Code key{kindOf(code), code.value()};
         codes_[key] = now;

@@ -17,11 +17,10 @@ namespace tamsel::capture {
 
 using DetectedCode = OvriMetadataMachineReadableCodeObject;
 
-/// Reports what was found: every event, or, for a person, what was not in view a moment before. Not thread-safe.
+/// Reports detections: all as events; as lines, those that have just come into view. Not thread-safe.
 class DetectionReport {
 public:
-    /// With a start, everything is reported with its time since then, in seconds.
-    /// With a label, everything is reported with it.
+    /// With a start, all reports contain the seconds since then; with a label, that label.
     explicit DetectionReport(Console& console, std::optional<std::chrono::nanoseconds> start = std::nullopt,
         std::optional<std::string> label = std::nullopt)
         : console_(console),
@@ -38,7 +37,7 @@ public:
     [[nodiscard]] bool hasFound() const { return batches_ + faces_ > 0; }
 
 private:
-    /// A kind, in words, and a value.
+    /// The name of a kind, and a value.
     using Code = std::pair<std::string, std::optional<std::string>>;
 
     void writeEvent(const char* name, Json members, std::chrono::nanoseconds now);
@@ -53,7 +52,7 @@ private:
     std::map<std::int64_t, std::chrono::nanoseconds> faceTimes_;
 };
 
-/// As it is drawn. Places are relative to the picture that they were found in.
+/// As drawn. Positions are relative to the picture.
 [[nodiscard]] Finding findingOf(const DetectedCode& code);
 [[nodiscard]] Finding findingOf(platform::CGRect face);
 

@@ -1,14 +1,16 @@
 #include "report/FrameReport.h"
 
 #include "options/Unusable.h"
+#include "report/Utf8.h"
 #include "seconds.h"
 
 #include <engine/image/renderImage.h>
 
 #include <tamsel/platform/CIImage.h>
 
-#include <array>
-#include <cstdio>
+#include <unistd.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <utility>
 
@@ -19,7 +21,7 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-/// As a player shows it: the display matrix, of which the transform is the inverse, thinks with y growing downwards.
+/// As a player shows it. The transform is the inverse of the display matrix, whose y axis points down.
 CIImage uprightImage(const OvriCaptureFrameUpdate& frame)
 {
     const CIImage image = CIImage::initWithCVImageBuffer(frame.imageBuffer());
@@ -31,6 +33,22 @@ CIImage uprightImage(const OvriCaptureFrameUpdate& frame)
 
 } // namespace
 
+void claimFramePictures(FramePictures& pictures, const Inputs& inputs, const GlobalOptions& global)
+{
+    pictures.folder = global.outputFolder;
+    if (pictures.contactSheet)
+        requirePictureEnding(*pictures.contactSheet);
+    claimOutputs({pictures.contactSheet ? &*pictures.contactSheet : nullptr}, inputs, global.overwrites);
+    if (!pictures.saveEvery || global.overwrites)
+        return;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(pictures.folder, error)) {
+        const std::string name = entry.path().filename();
+        if (name.starts_with("frame-") && name.ends_with(".png"))
+            throw Unusable(entry.path().string() + " exists already: --overwrite replaces it");
+    }
+}
+
 FrameReport::FrameReport(FramePictures pictures, Environment& environment, Console& console)
     : pictures_(std::move(pictures)),
       clock_(environment.platform().clock),
@@ -41,8 +59,10 @@ FrameReport::FrameReport(FramePictures pictures, Environment& environment, Conso
         return;
     std::error_code error;
     std::filesystem::create_directories(pictures_.folder, error);
+    if (!error && ::access(pictures_.folder.c_str(), W_OK | X_OK) != 0)
+        error.assign(errno, std::generic_category());
     if (error)
-        throw Unusable("cannot make the folder " + pictures_.folder + ": " + error.message());
+        throw Unusable("cannot write to the folder " + pictures_.folder + ": " + error.message());
 }
 
 std::uint64_t FrameReport::show(const OvriCaptureFrameUpdate& frame, FrameNotes notes)
@@ -80,7 +100,9 @@ void FrameReport::note(const OvriCaptureFrameUpdate& frame)
     const MutexLock lock(guard_);
     last_.width = buffer.width();
     last_.height = buffer.height();
-    last_.delay = now - buffer.timing().value_or(FrameTiming{}).captureTime;
+    const FrameTiming timing = buffer.timing().value_or(FrameTiming{});
+    last_.mediaTime = timing.mediaTime.seconds();
+    last_.delay = now - timing.captureTime;
     if (!firstFrame_)
         firstFrame_ = now;
     lastFrame_ = now;
@@ -123,9 +145,8 @@ void FrameReport::keep(const OvriCaptureFrameUpdate& frame, std::uint64_t index,
 
 std::string FrameReport::picturePath(std::uint64_t index) const
 {
-    std::array<char, 40> name{};
-    std::snprintf(name.data(), name.size(), "frame-%06llu.png", static_cast<unsigned long long>(index));
-    return (std::filesystem::path(pictures_.folder) / name.data()).string();
+    return std::filesystem::path(pictures_.folder)
+        / formatted("frame-%06llu.png", static_cast<unsigned long long>(index));
 }
 
 bool FrameReport::finishPictures()
@@ -133,7 +154,7 @@ bool FrameReport::finishPictures()
     if (!pictures_.contactSheet)
         return true;
     if (sheet_.isEmpty()) {
-        console_.fail("no frame came, so there is no contact sheet");
+        console_.fail("no frame arrived, so there is no contact sheet");
         return false;
     }
     const auto written = writePicture(sheet_.compose(), *pictures_.contactSheet);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Environment.h"
+#include "Files.h"
 #include "options/Options.h"
 #include "pictures/ContactSheet.h"
 #include "report/Console.h"
@@ -16,15 +17,18 @@
 
 namespace tamsel::capture {
 
-/// Reports frames as they come, and makes the pictures that are asked for.
+/// Checks and claims the pictures that frames are saved to, before threads start. Throws `Unusable`.
+void claimFramePictures(FramePictures& pictures, const Inputs& inputs, const GlobalOptions& global);
+
+/// Reports frames as they arrive, and saves the pictures that the options name.
 class FrameReport final : public std::enable_shared_from_this<FrameReport> {
 public:
-    /// Makes the folder for saved frames. Throws `Unusable`.
+    /// Creates the folder for saved frames. Throws `Unusable`.
     FrameReport(FramePictures pictures, Environment& environment, Console& console);
 
-    // On the response queue. Return the frame's index.
+    // On the response queue. Return the index of the frame.
     std::uint64_t add(const OvriCaptureFrameUpdate& frame);
-    /// Without an event. The contact sheet shows the notes.
+    /// Adds the frame without an event. The contact sheet shows the notes.
     std::uint64_t show(const OvriCaptureFrameUpdate& frame, FrameNotes notes);
 
     [[nodiscard]] std::uint64_t count() const { return count_; }
@@ -34,6 +38,7 @@ public:
         std::size_t width = 0;
         std::size_t height = 0;
         double framesPerSecond = 0; ///< 0 before the second frame
+        double mediaTime = 0; ///< of the last frame, in seconds
         std::chrono::nanoseconds delay{}; ///< of the last frame, from its capture to the client
     };
     /// Absent before the first frame.
@@ -50,7 +55,7 @@ private:
     const FramePictures pictures_;
     platform::Clock& clock_;
     Console& console_;
-    /// Pictures are made here, so that a slow disk does not hold up the client.
+    /// Pictures are written here, so that a slow disk does not delay the client.
     const std::shared_ptr<platform::DispatchQueue> pictureQueue_;
 
     std::atomic<std::uint64_t> count_ = 0;

@@ -31,7 +31,7 @@ Json textOf(const std::optional<std::string>& text)
 
 std::string lineOf(const Json& value)
 {
-    // With an indentation of 0 members stand in lines of their own; a text contains no line break as such.
+    // With an indentation of 0 each member has its own line; line breaks in a text are escaped.
     const std::string lines = value.dump(0, ' ', false, Json::error_handler_t::replace);
     std::string line;
     for (const char character : lines) {

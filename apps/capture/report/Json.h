@@ -19,7 +19,7 @@ using Json = nlohmann::ordered_json;
 /// Null when it is absent.
 [[nodiscard]] Json textOf(const std::optional<std::string>& text);
 
-/// One line (RFC 8259). It contains no active character as such, and U+FFFD for what is no UTF-8.
+/// One line (RFC 8259), with active characters escaped and U+FFFD for bytes that are not UTF-8.
 [[nodiscard]] std::string lineOf(const Json& value);
 
 } // namespace tamsel::capture

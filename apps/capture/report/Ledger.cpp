@@ -1,7 +1,8 @@
 #include "report/Ledger.h"
 
+#include "report/Utf8.h"
+
 #include <array>
-#include <cstdio>
 #include <utility>
 
 namespace tamsel::capture {
@@ -42,14 +43,12 @@ Json ledgerJson(const FrameCounts& counts)
         {"droppedBy", dropped}, {"gated", counts.gated}, {"inFlight", counts.inFlight}};
 }
 
-void printLedger(const FrameCounts& counts)
+void writeLedger(Console& console, const FrameCounts& counts)
 {
     for (const LedgerRow& row : ledgerRows(counts)) {
         const auto frames = static_cast<unsigned long long>(row.frames);
-        if (row.isPart)
-            std::printf("    %llu: %s\n", frames, row.name.c_str());
-        else
-            std::printf("  %-12s %8llu\n", row.name.c_str(), frames);
+        console.write(row.isPart ? formatted("    %llu: %s", frames, row.name.c_str())
+                                 : formatted("  %-12s %8llu", row.name.c_str(), frames));
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "report/Console.h"
 #include "report/Json.h"
 
 #include <tamsel/platform/FrameLedger.h>
@@ -10,7 +11,7 @@
 
 namespace tamsel::capture {
 
-/// A line of the account of a session's frames.
+/// A row of the frame counts of a session.
 struct LedgerRow {
     std::string name;
     std::uint64_t frames;
@@ -22,7 +23,7 @@ struct LedgerRow {
 /// The same as an object.
 [[nodiscard]] Json ledgerJson(const platform::FrameCounts& counts);
 
-/// The rows on the standard output.
-void printLedger(const platform::FrameCounts& counts);
+/// Writes the rows on standard output.
+void writeLedger(Console& console, const platform::FrameCounts& counts);
 
 } // namespace tamsel::capture

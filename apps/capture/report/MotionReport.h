@@ -17,26 +17,26 @@
 
 namespace tamsel::capture {
 
-/// One verdict, and when it came.
+/// One verdict and its time.
 struct MotionVerdict {
     enum class Kind : std::uint8_t { stability, facingAngle };
 
     Kind kind;
     bool holds;
-    double time; ///< seconds on the log's own clock; since the start where there is no log
+    double time; ///< seconds on the clock of the log; since the start without a log
 };
 
-/// Reports motion verdicts as they come and keeps them.
+/// Reports motion verdicts and keeps them.
 class MotionReport final : public OvriMotionSourceDelegate {
 public:
-    /// `log` is absent when the machine's own sensors are used.
+    /// `log` is null when the sensors of the machine are used.
     MotionReport(Console& console, platform::Clock& clock, std::shared_ptr<const formats::MotionLog> log);
 
-    /// Starts the verdicts that the options ask for. Without a log times are reported since `zero`, by default the start.
+    /// Starts the verdicts in the options. Without a log, times count from `zero`, by default the start.
     void start(OvriSourceManager& manager, const std::shared_ptr<OvriMotionSourceDelegate>& self,
         const MotionOptions& options, std::optional<std::chrono::nanoseconds> zero = std::nullopt);
 
-    /// In the order in which they came.
+    /// In the order of arrival.
     [[nodiscard]] std::vector<MotionVerdict> verdicts() const;
 
     // On the response queue.
@@ -54,10 +54,10 @@ private:
     std::vector<MotionVerdict> verdicts_ TAMSEL_GUARDED_BY(guard_);
 };
 
-/// The options asking for every verdict that the log or the machine's sensors can give.
+/// The options with every verdict that the log or the sensors of the machine allow.
 [[nodiscard]] MotionOptions withPossibleVerdicts(MotionOptions options, platform::Platform& platform);
 
-/// Why not every verdict that is asked for can come, or none is possible, in one line; absent when all can.
+/// Why a requested verdict, or any verdict, is not possible, in one line; absent when all are possible.
 [[nodiscard]] std::optional<std::string> missingFor(
     const MotionOptions& options, platform::Platform& platform);
 

@@ -7,11 +7,10 @@
 
 namespace tamsel::capture {
 
-/// The camera has gone away, and its session stopped.
+/// Whether the camera was lost, which stops its session.
 [[nodiscard]] bool isCameraLost(const platform::FrameCounts& counts);
 
-/// Reports an error that ends the session. False for one that does not matter: a dropped live frame of a camera that still
-/// runs.
+/// Reports an error that ends the session. False for a dropped frame of a camera that still runs.
 [[nodiscard]] bool reportIfOver(Console& console, OvriSourceManager& manager, const SourceError& error);
 
 } // namespace tamsel::capture

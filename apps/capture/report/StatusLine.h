@@ -11,33 +11,33 @@
 
 namespace tamsel::capture {
 
-/// A line of a terminal that says how far things are: from the first second on, a few times a second. Nothing appears where
-/// the standard error is no terminal, or where events are written.
+/// A line of progress on a terminal, from the first second on and a few times a second. Nothing is shown with `--json`, or
+/// where standard error is not a terminal.
 class TerminalLine {
 public:
-    explicit TerminalLine(const Console& console);
-    /// Shows the last text, if there was one, and ends the line.
+    explicit TerminalLine(Console& console);
+    /// Leaves the last text on the terminal.
     ~TerminalLine();
     TerminalLine(const TerminalLine&) = delete;
     TerminalLine& operator=(const TerminalLine&) = delete;
 
     [[nodiscard]] bool isShown() const { return isShown_; }
-    /// Shows what `text` returns when it is time to.
+    /// Shows what `text` returns, unless the line is recent enough.
     void update(const std::function<std::string()>& text);
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    Console& console_;
     const bool isShown_;
     const Clock::time_point start_ = Clock::now();
     Clock::time_point latest_ = start_;
-    std::string text_;
 };
 
-/// Updates a line by a timer of a loop.
+/// A line of progress that a timer of the run loop updates.
 class StatusLine {
 public:
-    StatusLine(const Console& console, platform::RunLoop& loop, std::function<std::string()> text);
+    StatusLine(Console& console, platform::RunLoop& loop, std::function<std::string()> text);
     ~StatusLine();
     StatusLine(const StatusLine&) = delete;
     StatusLine& operator=(const StatusLine&) = delete;
@@ -45,10 +45,10 @@ public:
 private:
     const std::function<std::string()> text_;
     TerminalLine line_;
-    std::shared_ptr<platform::Timer> timer_; ///< absent where nothing is shown
+    std::shared_ptr<platform::Timer> timer_; ///< null when nothing is shown
 };
 
-/// How far something is whose end is known, since it was made: "12.0 of 60.0 s, 4.1 s a second, 12 s left".
+/// Progress towards a known total since construction: "12 of 60 s, 4.1 s/s, 12 s left".
 class Progress {
 public:
     explicit Progress(std::string unit) : unit_(std::move(unit)) { }

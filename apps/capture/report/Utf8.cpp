@@ -1,6 +1,7 @@
 #include "report/Utf8.h"
 
 #include <array>
+#include <cstdarg>
 #include <cstdio>
 
 namespace tamsel::capture {
@@ -49,6 +50,16 @@ std::optional<char32_t> activeCharacter(std::string_view text)
     const bool turns = character == 0x61C || isWithin(0x200E, 0x200F) || isWithin(0x202A, 0x202E)
         || isWithin(0x2066, 0x2069);
     return isControl || isSeparator || turns ? std::optional(character) : std::nullopt;
+}
+
+std::string formatted(const char* format, ...)
+{
+    std::array<char, 512> text{};
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    return text.data();
 }
 
 std::string printable(std::string_view text)

@@ -22,7 +22,7 @@ std::string number(const char* format, double value)
     return text.data();
 }
 
-/// What a person would look up in the file: its size, its way up, its place.
+/// The dimensions, the orientation and the location in the file.
 std::string describeProperties(const PropertyDictionary& properties)
 {
     std::string line;

@@ -8,8 +8,8 @@
 
 namespace tamsel::capture {
 
-/// Writes a sample into a file and tells about it by the name that the file will have: an event, or a line. Returns its size,
-/// its orientation and its place in one line; empty when it could not be written, which has been reported.
+/// Writes a sample to a file and reports it, as an event or a line, by the name that the file will have. Returns its size,
+/// orientation and location in one line; empty, and reported, when it could not be written.
 std::string keepSample(
     Console& console, const CaptureSampleUpdate& sample, const std::string& file, const std::string& name);
 
