@@ -236,7 +236,8 @@ std::unique_ptr<Environment> makeHost(const GlobalOptions& options, const Needs&
     auto environment = std::make_unique<HostEnvironment>(std::move(configuration));
     if (const std::string problem = environment->host().problem(); !problem.empty())
         throw Unusable(problem);
-    environment->host().setDeviceOrientation(options.deviceOrientation);
+    if (options.deviceOrientation)
+        environment->host().setDeviceOrientation(*options.deviceOrientation);
     environment->host().setInterfaceOrientation(options.interfaceOrientation);
     return environment;
 }
@@ -264,7 +265,8 @@ std::unique_ptr<Environment> makePhone(const GlobalOptions& options, const Needs
         camera.sensorOrientation = options.sensorOrientation.value_or(camera.sensorOrientation);
     }
     auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration));
-    environment->phone().setDeviceOrientation(options.deviceOrientation);
+    environment->phone().setDeviceOrientation(
+        options.deviceOrientation.value_or(platform::UIDeviceOrientation::portrait));
     environment->phone().setInterfaceOrientation(options.interfaceOrientation);
     if (needs.location)
         environment->place(*needs.location);

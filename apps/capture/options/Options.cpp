@@ -84,7 +84,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options)
     addChoice(app, "--preset", options.preset, presets,
         "the camera's largest format (photo), or its best for video (none). Default: photo; of record: none");
     addChoice(app, "--device-orientation", options.deviceOrientation, deviceOrientations,
-        "how the device is held (default: portrait)");
+        "how the device is held (default: what the orientation sensor says, else portrait)");
     addChoice(app, "--interface-orientation", options.interfaceOrientation, interfaceOrientations,
         "how the device is held when the interface is upright (default: portrait). Live frames are turned to "
         "it; stills and movies carry it as a tag. landscapeRight has the home side at the right");

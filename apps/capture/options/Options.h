@@ -35,7 +35,7 @@ struct GlobalOptions {
     std::optional<std::string> back;
     std::optional<std::string> front;
     std::optional<Preset> preset;
-    platform::UIDeviceOrientation deviceOrientation = platform::UIDeviceOrientation::portrait;
+    std::optional<platform::UIDeviceOrientation> deviceOrientation; ///< absent: what the machine says
     platform::UIInterfaceOrientation interfaceOrientation = platform::UIInterfaceOrientation::portrait;
     /// Of all cameras. Absent: portrait, or that of a video file.
     std::optional<platform::AVCaptureVideoOrientation> sensorOrientation;

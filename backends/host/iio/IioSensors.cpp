@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <system_error>
 
 namespace tamsel::host {
@@ -208,12 +209,11 @@ void IioAxes::setInterval(std::chrono::nanoseconds interval) const
 IioSensors IioSensors::discover(const std::string& root, std::vector<std::string>& problems)
 {
     IioSensors sensors;
-    std::vector<std::pair<int, std::string>> folders;
+    std::multimap<int, std::string> folders; // the better first, else in the order of the devices
     for (const auto& [name, inode] : iioDevices(root)) {
         const std::string folder = folderOfDevices(root) + name + "/";
-        folders.emplace_back(rankOf(folder), folder);
+        folders.emplace(rankOf(folder), folder);
     }
-    std::ranges::stable_sort(folders, {}, &std::pair<int, std::string>::first);
     /// True when the sensor is this one.
     const auto choose = [&](std::optional<IioAxes>& sensor, const std::string& folder,
                             const std::string& channel, const char* name) {
