@@ -101,20 +101,23 @@ std::string CaptureHistory::plot(const MotionOptions& motion, const std::vector<
 std::vector<CapturePage::Event> CaptureHistory::events(
     const std::vector<MotionVerdict>& verdicts, std::optional<double> shot) const
 {
-    std::vector<CapturePage::Event> events;
-    events.reserve(verdicts.size());
+    std::multimap<double, CapturePage::Event> byTime; // which keeps the order of equal times
+    const auto add = [&](CapturePage::Event event) { byTime.emplace(event.time, std::move(event)); };
     for (const MotionVerdict& verdict : verdicts)
-        events.push_back({verdict.time, describe(verdict.kind, verdict.holds), ""});
+        add({verdict.time, describe(verdict.kind, verdict.holds), ""});
     for (const auto& [key, sightings] : sightings_) {
         for (const auto& [first, last, count] : sightings)
-            events.push_back({first, "in view: " + key.second,
+            add({first, "in view: " + key.second,
                 formatted(
                     "detected %llu times, until %.2f s", static_cast<unsigned long long>(count), last)});
     }
     if (shot)
-        events.push_back({*shot, "all conditions hold: a still is requested", ""});
-    events.insert(events.end(), notes_.begin(), notes_.end());
-    std::ranges::stable_sort(events, {}, &CapturePage::Event::time);
+        add({*shot, "all conditions hold: a still is requested", ""});
+    for (const CapturePage::Event& note : notes_)
+        add(note);
+    std::vector<CapturePage::Event> events;
+    for (auto& [time, event] : byTime)
+        events.push_back(std::move(event));
     return events;
 }
 
