@@ -27,6 +27,7 @@ struct CameraChange {
     std::string name;
     bool isPresent;
 };
+/// Called for each change, on the main queue.
 using CameraObserver = std::function<void(const CameraChange&)>;
 
 /// The inputs and settings of the host.

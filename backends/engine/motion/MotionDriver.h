@@ -21,6 +21,7 @@ using GyroReading = MotionReading<platform::CMGyroData>;
 /// Of device motion.
 using DeviceMotionReading = MotionReading<platform::CMDeviceMotion>;
 
+/// A stream of samples that a motion driver feeds.
 enum class MotionService : std::uint8_t { gyro, deviceMotion };
 
 /// The motion sensors of a back end. They are read at the interval of each stream; times are of the platform's monotonic
