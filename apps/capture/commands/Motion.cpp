@@ -27,7 +27,7 @@ using std::chrono::nanoseconds;
 namespace {
 
 struct MotionCommandOptions : MotionOptions {
-    std::string source; ///< a log, or the word for the sensors of this machine
+    std::string source = "sensors"; ///< of this machine; or a log
     bool isInRealTime = false;
     std::optional<std::string> plot;
 };
@@ -145,8 +145,8 @@ void addMotion(Program& program)
         "--facing-angle it gives each verdict that the log has columns for",
         run);
     addValue(command, "LOG", options->source, "",
-        "a log of motion sensors (CSV), or the word sensors for those of this machine", text)
-        ->required();
+        "a log of motion sensors (CSV), or the word sensors for those of this machine (default: sensors)",
+        text);
     command.add_flag("--stability", options->stability, "judge only whether it is held still");
     command.add_flag("--facing-angle", options->facingAngle, "judge only whether it is tilted far enough");
     addVerdictOptions(command, *options);
