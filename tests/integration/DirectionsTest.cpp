@@ -147,6 +147,7 @@ TEST_P(Directions, EveryOutputShowsTheSceneUpright)
             ASSERT_TRUE(wait([](Received& all) { return all.hasVideo; }));
             screen.manager->stopCameraSession();
 
+            const std::lock_guard lock(received->guard); // codes may still come
             EXPECT_EQ(*received->frame, sheet) << "live";
             const CGPoint corner = turned(*received->corner, (4 - storedTurns) % 4);
             EXPECT_NEAR(corner.x, 0.6, 0.01) << "the code, brought upright with the picture";
