@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <map>
 #include <numbers>
+#include <thread>
 
 namespace tamsel::tests {
 
