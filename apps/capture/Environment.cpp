@@ -1,6 +1,7 @@
 #include "Environment.h"
 
 #include "Files.h"
+#include "endingSignals.h"
 #include "options/Unusable.h"
 #include "report/Utf8.h"
 #include "seconds.h"
@@ -38,10 +39,9 @@ constexpr auto simulatedSlice = 100ms;
 
 sigset_t takenSignals()
 {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGUSR2})
-        sigaddset(&signals, signal);
+    sigset_t signals = endingSignals();
+    sigaddset(&signals, SIGUSR1);
+    sigaddset(&signals, SIGUSR2);
     return signals;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <signal.h>
+#include "endingSignals.h"
 
 #include <ctime>
 
@@ -10,13 +10,7 @@ namespace tamsel::capture {
 /// where nothing else handles signals.
 class PendingInterrupt {
 public:
-    PendingInterrupt()
-    {
-        sigemptyset(&signals_);
-        for (const int signal : {SIGHUP, SIGINT, SIGTERM})
-            sigaddset(&signals_, signal);
-        pthread_sigmask(SIG_BLOCK, &signals_, &before_);
-    }
+    PendingInterrupt() { pthread_sigmask(SIG_BLOCK, &signals_, &before_); }
     ~PendingInterrupt()
     {
         (void)isAsked(); // consumes a late signal
@@ -35,7 +29,7 @@ public:
     }
 
 private:
-    sigset_t signals_{};
+    const sigset_t signals_ = endingSignals();
     sigset_t before_{};
     bool isAsked_ = false;
 };

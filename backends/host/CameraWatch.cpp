@@ -32,7 +32,7 @@ void CameraWatch::setObserver(CameraObserver observer)
     observer_ = std::move(observer);
     if (!observer_)
         return;
-    if (!source_)
+    if (descriptor_ < 0)
         begin();
     wasPresent_.clear();
     for (const HostCamera& camera : cameras_)

@@ -3,6 +3,7 @@
 #include "Environment.h"
 #include "Files.h"
 #include "commands/forEachInput.h"
+#include "endingSignals.h"
 #include "options/Unusable.h"
 #include "options/values.h"
 #include "pictures/Picture.h"
@@ -47,10 +48,7 @@ class SignalsEndTheProgram {
 public:
     SignalsEndTheProgram()
     {
-        sigset_t signals;
-        sigemptyset(&signals);
-        for (const int signal : {SIGHUP, SIGINT, SIGTERM})
-            sigaddset(&signals, signal);
+        const sigset_t signals = endingSignals();
         pthread_sigmask(SIG_UNBLOCK, &signals, &before_);
     }
     ~SignalsEndTheProgram() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
