@@ -9,7 +9,7 @@ using Layout = HelpSection::Layout;
 
 const std::array<HelpSection, 4> helpSections{{
     {"Files", Layout::paragraph,
-        "The name - stands for the standard input, or the standard output. A file that exists is replaced "
+        "The name - is standard input or standard output. A file that exists is replaced "
         "only with --overwrite, and an output that is also an input is always refused. Of several inputs the "
         "last name is the output: a folder, or a name with {} for the name of each input. Pictures are "
         "written as .png or .jpg."},

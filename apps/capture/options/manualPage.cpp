@@ -30,7 +30,7 @@ std::string roff(std::string_view text)
     return result;
 }
 
-/// Names of options are bold, what stands for a value is in italics.
+/// Names of options are bold, placeholders of values are in italics.
 std::string styled(std::string_view name)
 {
     std::string result;

@@ -18,7 +18,7 @@ namespace tamsel::host {
 /// so the thread is not waited for. It ends after the reading during which the last use ends.
 class IioMotion final : public engine::MotionDriver {
 public:
-    /// `report` receives a line for each sensor that is unusable, on any thread. `root` stands in front of /sys.
+    /// `report` receives a line for each sensor that is unusable, on any thread. `root` is a prefix of /sys.
     explicit IioMotion(std::function<void(std::string_view)> report, std::string root = {});
 
     /// Looks for new devices, and so does `hasDeviceMotion`.

@@ -47,7 +47,7 @@ struct IioSensors {
     std::string
         quaternion; ///< the attribute of a sensor that measures the attitude itself; empty without one
 
-    /// Reads attributes, but no sensor. Each device that is unusable adds one line to `problems`. `root` stands in front
+    /// Reads attributes, but no sensor. Each device that is unusable adds one line to `problems`. `root` is a prefix
     /// of /sys.
     [[nodiscard]] static IioSensors discover(const std::string& root, std::vector<std::string>& problems);
 
