@@ -4,8 +4,10 @@
 
 #include <tamsel/client/CaptureGate.h>
 #include <tamsel/client/ForwardingDelegate.h>
+#include <tamsel/client/Preview.h>
 #include <tamsel/client/SourceCallbacks.h>
 #include <tamsel/client/options.h>
+#include <tamsel/client/places.h>
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/photo/makeImage.h>
 #include <tamsel/platform/CALayer.h>

@@ -47,6 +47,21 @@ struct BufferPool::Shelf {
     std::vector<std::unique_ptr<CVPixelBuffer>> free TAMSEL_GUARDED_BY(guard);
 };
 
+/// Returns a buffer to its shelf.
+struct BufferPool::GiveBack {
+    std::shared_ptr<Shelf> shelf;
+
+    void operator()(CVPixelBuffer* returned) const
+    {
+        std::unique_ptr<CVPixelBuffer> buffer(returned);
+        const MutexLock lock(shelf->guard);
+        if (shelf->made > shelf->count)
+            --shelf->made; // an extra one
+        else
+            shelf->free.push_back(std::move(buffer));
+    }
+};
+
 namespace {
 
 /// A rotated frame needs a second one.
@@ -56,7 +71,13 @@ constexpr std::size_t fewest = 2;
 
 BufferPool::BufferPool(std::size_t count) : shelf_(std::make_shared<Shelf>(std::max(fewest, count))) { }
 
-std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_t height)
+bool BufferPool::owns(const std::shared_ptr<CVPixelBuffer>& buffer) const
+{
+    const auto* giveBack = std::get_deleter<GiveBack>(buffer);
+    return giveBack && giveBack->shelf == shelf_;
+}
+
+std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_t height, std::size_t extra)
 {
     std::unique_ptr<CVPixelBuffer> buffer;
     {
@@ -67,7 +88,7 @@ std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_
         if (const auto found = std::ranges::find_if(free.rbegin(), free.rend(), fits); found != free.rend()) {
             buffer = std::move(*found);
             free.erase(std::next(found).base());
-        } else if (shelf_->made < shelf_->count) {
+        } else if (shelf_->made < shelf_->count + extra) {
             ++shelf_->made;
         } else if (!free.empty()) {
             free.pop_back(); // of another size: replaced by a new one
@@ -78,11 +99,8 @@ std::shared_ptr<CVPixelBuffer> BufferPool::acquire(std::size_t width, std::size_
     if (!buffer)
         buffer = std::make_unique<CVPixelBuffer>(width, height);
     buffer->setTiming(std::nullopt);
-    auto giveBack = [shelf = shelf_](CVPixelBuffer* returned) {
-        const MutexLock lock(shelf->guard);
-        shelf->free.emplace_back(returned);
-    };
-    return {buffer.release(), std::move(giveBack), RecyclingAllocator<CVPixelBuffer>(blocks_)};
+    buffer->setQuarterTurns(0);
+    return {buffer.release(), GiveBack{shelf_}, RecyclingAllocator<CVPixelBuffer>(blocks_)};
 }
 
 std::shared_ptr<CMSampleBuffer> BufferPool::makeSample(std::shared_ptr<CVPixelBuffer> buffer,

@@ -65,8 +65,10 @@ public:
     /// At least two. A buffer is made when it is first needed.
     explicit BufferPool(std::size_t count);
 
-    /// Absent when all buffers are in use.
-    [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquire(std::size_t width, std::size_t height);
+    /// Absent when all buffers are in use, and `extra` ones besides.
+    [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> acquire(
+        std::size_t width, std::size_t height, std::size_t extra = 0);
+    [[nodiscard]] bool owns(const std::shared_ptr<platform::CVPixelBuffer>& buffer) const;
 
     /// A sample around the buffer; allocates nothing in steady state.
     [[nodiscard]] std::shared_ptr<platform::CMSampleBuffer> makeSample(
@@ -75,6 +77,7 @@ public:
 
 private:
     struct Shelf;
+    struct GiveBack;
 
     std::shared_ptr<Shelf> shelf_;
     std::shared_ptr<BlockStore> blocks_ = std::make_shared<BlockStore>();

@@ -134,7 +134,11 @@ std::shared_ptr<AVCaptureVideoPreviewLayer> Capture::makePreviewLayer(
     const std::shared_ptr<AVCaptureSession>& session)
 {
     context_->hook().called(CaptureCall::makePreviewLayer, {});
-    return std::make_shared<PreviewLayer>(std::dynamic_pointer_cast<CaptureSession>(session));
+    const auto captureSession = std::dynamic_pointer_cast<CaptureSession>(session);
+    auto layer = std::make_shared<PreviewLayer>(captureSession);
+    if (captureSession)
+        captureSession->addPreviewLayer(layer);
+    return layer;
 }
 
 std::vector<std::shared_ptr<AVCaptureDevice>> Capture::cameras() const

@@ -6,6 +6,7 @@
 #include <tamsel/platform/AVCaptureSession.h>
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace tamsel::engine {
@@ -46,10 +47,9 @@ public:
     }
 
     /// Absent while the session has no camera.
-    [[nodiscard]] std::shared_ptr<platform::AVCaptureConnection> previewConnection() const
-    {
-        return graph_.previewConnection();
-    }
+    [[nodiscard]] std::shared_ptr<Connection> previewConnection() const { return graph_.previewConnection(); }
+    /// From now on the layer shows the pictures of this session.
+    void addPreviewLayer(std::weak_ptr<PreviewLayer> layer) { run_->previews().add(std::move(layer)); }
 
 private:
     const std::shared_ptr<CaptureContext> context_;

@@ -20,6 +20,7 @@ void DetectionStream::take(const MetadataDetection::Frame& frame)
     if (!services_.attempt([&] { detection_->take(frame); }))
         return;
     isBusy_ = true;
+    captureTime_ = frame.captureTime;
     queue_->async([self = shared_from_this()] { self->detect(); });
 }
 
@@ -30,6 +31,11 @@ void DetectionStream::detect()
     AVMetadataObjects objects;
     const bool isKnown = services_.attempt([&] { objects = detection_->detect(); });
     const bool isNews = isKnown && (!objects.empty() || hasFound_);
+    for (std::shared_ptr<const AVMetadataObject>& object : objects) {
+        const std::shared_ptr<AVMetadataObject> timed = object->copy();
+        timed->setCaptureTime(captureTime_);
+        object = timed;
+    }
     if (isKnown)
         hasFound_ = !objects.empty();
     if (isNews)

@@ -3,6 +3,7 @@
 #include <engine/capture/MetadataOutput.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 
 namespace tamsel::engine {
@@ -39,6 +40,7 @@ private:
     /// From the copy of a frame until its batch reaches the delegate; determines the thread that may use `detection_`.
     std::atomic<bool> isBusy_ = false;
     const std::unique_ptr<MetadataDetection> detection_;
+    std::chrono::nanoseconds captureTime_{}; ///< of the frame; written while not busy, read while busy
     bool hasFound_ = false; ///< in the previous frame; on the detection queue only
 };
 

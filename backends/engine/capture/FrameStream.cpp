@@ -39,26 +39,14 @@ std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std
 {
     if (!isOpen())
         return nullptr;
-    if (std::shared_ptr<CVPixelBuffer> buffer = parts_.pool->acquire(width, height))
+    const std::size_t previewed = parts_.previews->keptBuffers();
+    if (std::shared_ptr<CVPixelBuffer> buffer = parts_.pool->acquire(width, height, previewed))
         return buffer;
-    // Stills, recordings and detection continue while a client keeps all buffers.
-    const bool isWanted = (parts_.outputs.photo && parts_.outputs.photo->isWaiting())
+    // Stills, recordings, detection and previews continue while a client keeps all buffers.
+    const bool isWanted = previewed > 0 || (parts_.outputs.photo && parts_.outputs.photo->isWaiting())
         || (parts_.outputs.movie && parts_.outputs.movie->isRecording())
         || (parts_.detection && parts_.detection->wantsFrame());
-    if (!isWanted)
-        return nullptr;
-    const MutexLock lock(spareGuard_);
-    if (spare_.use_count() > 1)
-        return nullptr;
-    if (!spare_ || spare_->width() != width || spare_->height() != height)
-        spare_ = std::make_shared<CVPixelBuffer>(width, height);
-    return spare_;
-}
-
-bool FrameStream::isSpare(const CVPixelBuffer& buffer)
-{
-    const MutexLock lock(spareGuard_);
-    return &buffer == spare_.get();
+    return isWanted ? spares_.acquire(width, height) : nullptr;
 }
 
 std::shared_ptr<const CameraIntrinsicMatrix> FrameStream::matrixOf(const CapturedFrame& stored, int turns)
@@ -86,6 +74,10 @@ void FrameStream::deliver(CapturedFrame frame)
     const FrameTiming timing
         = parts_.counter->next(frame.mediaTime, frame.captureTime, std::exchange(isFirst_, false));
     frame.captureTime = timing.captureTime;
+    frame.buffer->setTiming(timing);
+    parts_.previews->offer(frame.buffer, parts_.sensorOrientation);
+    if (!isOpen())
+        parts_.previews->clear(); // it ended meanwhile
     const SessionOutputs& outputs = parts_.outputs;
     if (outputs.photo)
         outputs.photo->offer(frame, parts_.sensorOrientation);
@@ -102,7 +94,7 @@ void FrameStream::deliver(CapturedFrame frame)
     }
     std::shared_ptr<const CameraIntrinsicMatrix> matrix = matrixOf(frame, turns);
     std::optional<DropCause> cause;
-    if (isSpare(*frame.buffer))
+    if (spares_.owns(frame.buffer))
         cause = DropCause::noBuffer;
     else if (demand.isLate)
         cause = DropCause::late;
@@ -112,7 +104,6 @@ void FrameStream::deliver(CapturedFrame frame)
         withhold(std::move(ticket), cause);
         return;
     }
-    frame.buffer->setTiming(timing);
     outputs.video->deliver(
         parts_.pool->makeSample(std::move(frame.buffer), std::move(matrix), std::move(ticket)),
         shared_from_this(), *demand.queue);
@@ -129,6 +120,8 @@ std::optional<DropCause> FrameStream::makeUpright(std::shared_ptr<CVPixelBuffer>
     if (!turned)
         return DropCause::noBuffer;
     turnPixels(*buffer, *turned, turns);
+    turned->setTiming(buffer->timing());
+    turned->setQuarterTurns(turns);
     buffer = std::move(turned);
     return std::nullopt;
 }
@@ -163,6 +156,7 @@ void FrameStream::close()
 
 void FrameStream::reportEnd(const Error& reason)
 {
+    parts_.previews->clear();
     if (parts_.outputs.photo)
         parts_.outputs.photo->streamEnded();
     if (parts_.outputs.movie)

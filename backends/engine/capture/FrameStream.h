@@ -5,6 +5,7 @@
 #include <engine/capture/DetectionStream.h>
 #include <engine/capture/MovieFileOutput.h>
 #include <engine/capture/PhotoOutput.h>
+#include <engine/capture/PreviewLayer.h>
 #include <engine/capture/VideoDataOutput.h>
 
 #include <tamsel/Mutex.h>
@@ -48,6 +49,7 @@ public:
         std::shared_ptr<BufferPool> pool;
         /// Without one for video all frames are gated.
         SessionOutputs outputs;
+        std::shared_ptr<PreviewLayers> previews;
         /// Absent when there is nothing to detect.
         std::shared_ptr<DetectionStream> detection;
         platform::AVCaptureVideoOrientation sensorOrientation;
@@ -73,7 +75,6 @@ public:
 private:
     enum class State : std::uint8_t { open, lost, closed };
 
-    [[nodiscard]] bool isSpare(const platform::CVPixelBuffer& buffer);
     [[nodiscard]] std::shared_ptr<const platform::CameraIntrinsicMatrix> matrixOf(
         const CapturedFrame& stored, int turns);
     [[nodiscard]] std::optional<platform::DropCause> makeUpright(
@@ -91,10 +92,9 @@ private:
     std::optional<platform::CGRect> matrixPart_;
     std::shared_ptr<const platform::CameraIntrinsicMatrix> matrix_;
 
-    /// A driver may acquire the next buffer while another thread delivers the one before.
-    Mutex spareGuard_;
-    /// For stills, recordings and detection while all buffers of the pool are in use.
-    std::shared_ptr<platform::CVPixelBuffer> spare_ TAMSEL_GUARDED_BY(spareGuard_);
+    /// For stills, recordings, detection and previews while all buffers of the pool are in use: one to fill, the newest
+    /// of a preview, and the one on its screen.
+    BufferPool spares_{3};
 };
 
 } // namespace tamsel::engine

@@ -112,6 +112,7 @@ void SessionRun::openStreams(const SessionGraph& graph, const CameraDescription&
         .counter = counter_,
         .pool = pool_,
         .outputs = outputs,
+        .previews = previews_,
         .detection = outputs.metadata ? outputs.metadata->beginStream() : nullptr,
         .sensorOrientation = camera.sensorOrientation,
         .intrinsicMatrix = camera.intrinsicMatrix,

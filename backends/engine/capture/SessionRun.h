@@ -51,6 +51,9 @@ public:
         return counter_->ledger();
     }
 
+    /// The layers that show its pictures.
+    [[nodiscard]] PreviewLayers& previews() { return *previews_; }
+
     void deviceWasTaken() override { end(); }
 
 private:
@@ -74,6 +77,7 @@ private:
     const std::shared_ptr<platform::DispatchQueue> globalQueue_; ///< a session may outlive its back end
     const std::shared_ptr<FrameCounter> counter_ = std::make_shared<FrameCounter>();
     const std::shared_ptr<BufferPool> pool_;
+    const std::shared_ptr<PreviewLayers> previews_ = std::make_shared<PreviewLayers>();
 
     /// Serialises changes of the device's state.
     const std::unique_ptr<OperationLock> operation_;

@@ -32,8 +32,8 @@ void OvriSourceManager::deliver(const AVMetadataObjects& objects)
                 firstFace = std::move(face);
         } else if (const auto code
             = std::dynamic_pointer_cast<const AVMetadataMachineReadableCodeObject>(object)) {
-            codes.emplace_back(
-                MetadataObjectType::fromRawValue(code->type()), code->corners(), code->stringValue());
+            codes.emplace_back(MetadataObjectType::fromRawValue(code->type()), code->corners(),
+                code->stringValue(), code->captureTime());
         }
     }
     if (firstFace) {

@@ -2,6 +2,7 @@
 
 #include <tamsel/platform/Geometry.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -22,8 +23,20 @@ public:
 
     [[nodiscard]] const AVMetadataObjectType& type() const { return type_; }
 
+    /// `FrameTiming::captureTime` of the frame; absent for objects that did not come from a session.
+    [[nodiscard]] const std::optional<std::chrono::nanoseconds>& captureTime() const { return captureTime_; }
+    void setCaptureTime(std::chrono::nanoseconds time) { captureTime_ = time; }
+
+    [[nodiscard]] virtual std::shared_ptr<AVMetadataObject> copy() const
+    {
+        return std::make_shared<AVMetadataObject>(*this);
+    }
+    /// Transforms its places.
+    virtual void apply(const CGAffineTransform& /*transform*/) { }
+
 private:
     AVMetadataObjectType type_;
+    std::optional<std::chrono::nanoseconds> captureTime_;
 };
 
 /// A detected face. Bounds are relative to the frame: 0 to 1, origin in its top left corner.
@@ -39,6 +52,14 @@ public:
     [[nodiscard]] CGRect bounds() const { return bounds_; }
     /// Constant for the same face, from frame to frame.
     [[nodiscard]] std::int64_t faceID() const { return faceID_; }
+    [[nodiscard]] std::shared_ptr<AVMetadataObject> copy() const override
+    {
+        return std::make_shared<AVMetadataFaceObject>(*this);
+    }
+    void apply(const CGAffineTransform& transform) override
+    {
+        bounds_ = CGRectApplyAffineTransform(bounds_, transform);
+    }
 
 private:
     CGRect bounds_;
@@ -58,6 +79,15 @@ public:
 
     [[nodiscard]] const std::vector<CGPoint>& corners() const { return corners_; }
     [[nodiscard]] const std::optional<std::string>& stringValue() const { return stringValue_; }
+    [[nodiscard]] std::shared_ptr<AVMetadataObject> copy() const override
+    {
+        return std::make_shared<AVMetadataMachineReadableCodeObject>(*this);
+    }
+    void apply(const CGAffineTransform& transform) override
+    {
+        for (CGPoint& corner : corners_)
+            corner = CGPointApplyAffineTransform(corner, transform);
+    }
 
 private:
     std::vector<CGPoint> corners_;

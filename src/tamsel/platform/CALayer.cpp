@@ -42,8 +42,20 @@ std::vector<std::shared_ptr<CALayer>> CALayer::sublayers() const
 
 void CALayer::addSublayer(std::shared_ptr<CALayer> layer)
 {
+    std::function<void()> added;
+    {
+        const MutexLock lock(guard_);
+        sublayers_.push_back(std::move(layer));
+        added = added_;
+    }
+    if (added)
+        added();
+}
+
+void CALayer::setSublayerObserver(std::function<void()> added)
+{
     const MutexLock lock(guard_);
-    sublayers_.push_back(std::move(layer));
+    added_.swap(added); // the earlier one is released after the lock
 }
 
 void CALayer::removeSublayer(const std::shared_ptr<CALayer>& layer)

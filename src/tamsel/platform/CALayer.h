@@ -4,6 +4,7 @@
 #include <tamsel/platform/Geometry.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,12 +33,15 @@ public:
     /// Adds it in front of all others.
     void addSublayer(std::shared_ptr<CALayer> layer);
     void removeSublayer(const std::shared_ptr<CALayer>& layer);
+    /// Called after each sublayer that is added, on the thread that adds it. Replaces the observer before.
+    void setSublayerObserver(std::function<void()> added);
 
 private:
     mutable Mutex guard_;
     std::string name_ TAMSEL_GUARDED_BY(guard_);
     CGRect frame_ TAMSEL_GUARDED_BY(guard_);
     std::vector<std::shared_ptr<CALayer>> sublayers_ TAMSEL_GUARDED_BY(guard_);
+    std::function<void()> added_ TAMSEL_GUARDED_BY(guard_);
 };
 
 /// A view in which a client shows the preview. It owns its layer.

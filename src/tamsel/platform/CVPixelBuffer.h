@@ -51,6 +51,10 @@ public:
     [[nodiscard]] const std::optional<FrameTiming>& timing() const { return timing_; }
     void setTiming(const std::optional<FrameTiming>& timing) { timing_ = timing; }
 
+    /// How many quarter turns clockwise, 0 to 3, the stored picture was rotated by to become this one.
+    [[nodiscard]] int quarterTurns() const { return quarterTurns_; }
+    void setQuarterTurns(int quarterTurns) { quarterTurns_ = quarterTurns; }
+
 private:
     struct AlignedDelete {
         void operator()(std::byte* pixels) const;
@@ -61,6 +65,7 @@ private:
     std::size_t bytesPerRow_;
     std::unique_ptr<std::byte[], AlignedDelete> pixels_;
     std::optional<FrameTiming> timing_;
+    int quarterTurns_ = 0;
 };
 
 /// The name of frames in client code.

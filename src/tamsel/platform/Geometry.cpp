@@ -53,4 +53,27 @@ CGRect CGRectApplyAffineTransform(const CGRect& rect, const CGAffineTransform& t
     return {.origin = low, .size = {high.x - low.x, high.y - low.y}};
 }
 
+CGAffineTransform CGAffineTransformMakeUpright(CGImagePropertyOrientation orientation)
+{
+    switch (orientation) {
+    case CGImagePropertyOrientation::up:
+        return {};
+    case CGImagePropertyOrientation::upMirrored:
+        return {.a = -1, .b = 0, .c = 0, .d = 1, .tx = 1, .ty = 0};
+    case CGImagePropertyOrientation::down:
+        return {.a = -1, .b = 0, .c = 0, .d = -1, .tx = 1, .ty = 1};
+    case CGImagePropertyOrientation::downMirrored:
+        return {.a = 1, .b = 0, .c = 0, .d = -1, .tx = 0, .ty = 1};
+    case CGImagePropertyOrientation::leftMirrored:
+        return {.a = 0, .b = 1, .c = 1, .d = 0, .tx = 0, .ty = 0};
+    case CGImagePropertyOrientation::right:
+        return {.a = 0, .b = 1, .c = -1, .d = 0, .tx = 1, .ty = 0};
+    case CGImagePropertyOrientation::rightMirrored:
+        return {.a = 0, .b = -1, .c = -1, .d = 0, .tx = 1, .ty = 1};
+    case CGImagePropertyOrientation::left:
+        return {.a = 0, .b = -1, .c = 1, .d = 0, .tx = 0, .ty = 1};
+    }
+    return {};
+}
+
 } // namespace tamsel::platform

@@ -66,6 +66,10 @@ enum class CGImagePropertyOrientation : std::uint32_t {
     left = 8,
 };
 
+/// The map of places that such a rotation or mirroring makes: from the stored picture to the upright one, both with
+/// coordinates from 0 to 1 from their top left corner.
+[[nodiscard]] CGAffineTransform CGAffineTransformMakeUpright(CGImagePropertyOrientation orientation);
+
 /// The pinhole matrix of a camera, row by row, in pixels of its frame.
 struct CameraIntrinsicMatrix {
     std::array<float, 9> rows{1, 0, 0, 0, 1, 0, 0, 0, 1};

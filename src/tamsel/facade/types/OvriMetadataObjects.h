@@ -3,6 +3,7 @@
 #include <tamsel/metadata/MetadataObjectType.h>
 #include <tamsel/platform/AVMetadataObject.h>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,12 +15,14 @@ namespace tamsel {
 /// One detected machine-readable code.
 class OvriMetadataMachineReadableCodeObject {
 public:
-    /// Stores the three values unchanged.
+    /// Stores the values unchanged.
     OvriMetadataMachineReadableCodeObject(std::optional<MetadataObjectType> type,
-        std::vector<platform::CGPoint> corners, std::optional<std::string> value)
+        std::vector<platform::CGPoint> corners, std::optional<std::string> value,
+        std::optional<std::chrono::nanoseconds> captureTime = std::nullopt)
         : type_(type),
           corners_(std::move(corners)),
-          value_(std::move(value))
+          value_(std::move(value)),
+          captureTime_(captureTime)
     {
     }
 
@@ -29,11 +32,14 @@ public:
     [[nodiscard]] const std::vector<platform::CGPoint>& corners() const { return corners_; }
     /// The payload as text; absent when there is none.
     [[nodiscard]] const std::optional<std::string>& value() const { return value_; }
+    /// `FrameTiming::captureTime` of the frame in which it was found, to draw its outline on that frame.
+    [[nodiscard]] const std::optional<std::chrono::nanoseconds>& captureTime() const { return captureTime_; }
 
 private:
     std::optional<MetadataObjectType> type_;
     std::vector<platform::CGPoint> corners_;
     std::optional<std::string> value_;
+    std::optional<std::chrono::nanoseconds> captureTime_;
 };
 
 /// One detected face. Made by the library only.

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <tamsel/platform/CVPixelBuffer.h>
+#include <tamsel/platform/Geometry.h>
+
+namespace tamsel {
+
+// Where the places of codes and faces, 0 to 1 from the top left corner of the stored picture, are in a live frame that
+// may be rotated. For the preview see `AVCaptureVideoPreviewLayer`.
+
+/// From places to pixels of a live frame, from its top left corner.
+[[nodiscard]] platform::CGAffineTransform outputTransform(const platform::CVPixelBuffer& frame);
+
+[[nodiscard]] inline platform::CGPoint outputPointConvertedFromCaptureDevicePoint(
+    const platform::CGPoint& point, const platform::CVPixelBuffer& frame)
+{
+    return CGPointApplyAffineTransform(point, outputTransform(frame));
+}
+
+[[nodiscard]] inline platform::CGPoint captureDevicePointConvertedFromOutputPoint(
+    const platform::CGPoint& point, const platform::CVPixelBuffer& frame)
+{
+    return CGPointApplyAffineTransform(point, CGAffineTransformInvert(outputTransform(frame)));
+}
+
+[[nodiscard]] inline platform::CGRect outputRectConvertedFromMetadataOutputRect(
+    const platform::CGRect& rect, const platform::CVPixelBuffer& frame)
+{
+    return CGRectApplyAffineTransform(rect, outputTransform(frame));
+}
+
+[[nodiscard]] inline platform::CGRect metadataOutputRectConvertedFromOutputRect(
+    const platform::CGRect& rect, const platform::CVPixelBuffer& frame)
+{
+    return CGRectApplyAffineTransform(rect, CGAffineTransformInvert(outputTransform(frame)));
+}
+
+} // namespace tamsel
