@@ -17,6 +17,13 @@ namespace tamsel::capture {
 
 namespace {
 
+#ifdef TAMSEL_SCREEN
+constexpr bool hasScreen = true;
+#else
+constexpr bool hasScreen = false;
+void addScreen(Program& /*program*/) { }
+#endif
+
 std::string versionText()
 {
     const host::HostParts parts = host::hostParts();
@@ -26,14 +33,16 @@ std::string versionText()
         text += (name == parts.encoders.front() ? " " : ", ") + name;
     for (const auto& [name, isBuiltIn] : parts.optionalParts)
         text += "\n" + std::string(name) + (isBuiltIn ? ": yes" : ": no");
+    text += hasScreen ? "\na screen: yes" : "\na screen: no";
     return text + "\n";
 }
 
 ExitStatus run(int argumentCount, const char* const* arguments)
 {
     Program program;
-    for (const auto add : {addCapture, addStatus, addDevices, addFrames, addStill, addRecord, addRepair,
-             addDetect, addMotion, addAsset, addAssetStill, addThumbnail, addImage, addAlbum, addGenerate})
+    for (const auto add :
+        {addCapture, addStatus, addDevices, addFrames, addStill, addRecord, addScreen, addRepair, addDetect,
+            addMotion, addAsset, addAssetStill, addThumbnail, addImage, addAlbum, addGenerate})
         add(program);
     program.app.set_version_flag(
         "--version", versionText, "show the version, the FFmpeg libraries and the optional parts");

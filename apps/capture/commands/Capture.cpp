@@ -8,6 +8,7 @@
 #include "commands/detection.h"
 #include "options/CodeKinds.h"
 #include "options/Unusable.h"
+#include "options/conditions.h"
 #include "options/values.h"
 #include "pictures/SvgPlot.h"
 #include "pictures/Upright.h"
@@ -465,34 +466,6 @@ ExitStatus CaptureCommand::run()
     const ExitStatus status = console_.endSession(waiter_.isInterrupted());
     return status == ExitStatus::failed && isMissingOnly_ && options_.failsIfNone ? ExitStatus::nothingFound
                                                                                   : status;
-}
-
-/// "still,tilted,code:pdf417,face"; "none" for nothing.
-Parsed<std::vector<CaptureCondition>> readConditions(const std::string& given)
-{
-    std::vector<CaptureCondition> conditions;
-    if (given == "none")
-        return conditions;
-    for (const auto part : std::views::split(given, ',')) {
-        const std::string_view name(part.begin(), part.end());
-        constexpr std::string_view codeOf = "code:";
-        const auto* known = std::ranges::find(
-            codeKinds, name.starts_with(codeOf) ? name.substr(codeOf.size()) : name, &CodeKind::first);
-        if (name == "still")
-            conditions.push_back(CaptureCondition::still());
-        else if (name == "tilted")
-            conditions.push_back(CaptureCondition::tilted());
-        else if (name == "face")
-            conditions.push_back(CaptureCondition::face());
-        else if (name == "code")
-            conditions.push_back(CaptureCondition::code());
-        else if (name.starts_with(codeOf) && known != codeKinds.end())
-            conditions.push_back(CaptureCondition::code(known->second));
-        else
-            return std::unexpected(std::string("'").append(name)
-                + "' is none of still, tilted, face, code, code:KIND (as code:pdf417), or none alone");
-    }
-    return conditions;
 }
 
 void check(const GlobalOptions& global, const CaptureOptions& options)

@@ -10,6 +10,9 @@ void addCapture(Program& program);
 void addStatus(Program& program);
 void addDevices(Program& program);
 void addFrames(Program& program);
+#ifdef TAMSEL_SCREEN
+void addScreen(Program& program);
+#endif
 void addStill(Program& program);
 void addRecord(Program& program);
 void addRepair(Program& program);
