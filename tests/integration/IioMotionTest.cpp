@@ -3,6 +3,7 @@
 
 #include <engine/dispatch/monotonicNow.h>
 #include <host/iio/IioMotion.h>
+#include <host/iio/IioReading.h>
 
 #include <gtest/gtest.h>
 
@@ -12,15 +13,20 @@
 
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <map>
+#include <memory>
 #include <numbers>
 #include <thread>
+#include <utility>
 
 namespace tamsel::tests {
 
 using namespace std::chrono_literals;
 using engine::MotionService;
 using host::IioMotion;
+using host::IioReading;
+using host::IioSensors;
 
 namespace {
 
@@ -38,13 +44,55 @@ Attributes with(Attributes attributes, const Attributes& others)
     return attributes;
 }
 
+/// What a device with a buffer has besides: channels and their types in the order of a scan.
+Attributes buffered(const std::vector<std::pair<std::string, std::string>>& channels)
+{
+    Attributes attributes{
+        {"name", "imu\n"}, {"buffer/enable", "0"}, {"buffer/length", "2"}, {"trigger/current_trigger", ""}};
+    for (const auto& [channel, type] : channels) {
+        const std::string element = "scan_elements/" + channel;
+        attributes[element + "_index"] = std::to_string(attributes.size()) + "\n";
+        attributes[element + "_type"] = type + "\n";
+        attributes[element + "_en"] = "0";
+    }
+    return attributes;
+}
+
+const Attributes bufferedGyroscope = with(gyroscope,
+    buffered(
+        {{"in_anglvel_x", "le:s8/8>>0"}, {"in_anglvel_y", "le:s8/8>>0"}, {"in_anglvel_z", "le:s8/8>>0"}}));
+
 /// A folder that looks like that of a machine with sensors.
 struct Machine {
+    ~Machine()
+    {
+        for (const int pipe : pipes)
+            ::close(pipe);
+    }
+
     void plugIn(int number, const Attributes& attributes) const
     {
-        std::filesystem::create_directories(folder(number));
-        for (const auto& [name, value] : attributes)
+        for (const auto& [name, value] : attributes) {
+            std::filesystem::create_directories(std::filesystem::path(folder(number) + name).parent_path());
             writeFile(folder(number) + name, value);
+        }
+    }
+    /// The trigger of a device named "imu", and bytes in its buffer.
+    void fill(int number, const std::string& bytes)
+    {
+        const std::string buffer = scratch.file("dev/iio:device" + std::to_string(number));
+        const std::string trigger = scratch.file("sys/bus/iio/devices/trigger" + std::to_string(number));
+        std::filesystem::create_directories(trigger);
+        writeFile(trigger + "/name", "imu-dev" + std::to_string(number) + "\n");
+        std::filesystem::create_directories(scratch.file("dev"));
+        std::filesystem::remove(buffer);
+        EXPECT_EQ(::mkfifo(buffer.c_str(), 0600), 0);
+        pipes.push_back(::open(buffer.c_str(), O_RDWR | O_CLOEXEC));
+        EXPECT_EQ(::write(pipes.back(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+    [[nodiscard]] std::string attribute(int number, const std::string& name) const
+    {
+        return readFile(folder(number) + name);
     }
     [[nodiscard]] std::string folder(int number) const
     {
@@ -54,13 +102,13 @@ struct Machine {
     /// The first sample.
     engine::GyroReading gyro(std::chrono::nanoseconds interval = 10ms)
     {
-        const auto use = motion.use(MotionService::gyro, interval);
+        const auto use = motion->use(MotionService::gyro, interval);
         return next(&IioMotion::readGyro);
     }
     /// In degrees.
     double pitch()
     {
-        const auto use = motion.use(MotionService::deviceMotion, 10ms);
+        const auto use = motion->use(MotionService::deviceMotion, 10ms);
         const auto reading = next(&IioMotion::readDeviceMotion);
         return reading.sample ? reading.sample->attitude.pitch * 180 / std::numbers::pi : NAN;
     }
@@ -69,13 +117,15 @@ struct Machine {
     {
         std::optional<Reading> reading;
         EXPECT_TRUE(
-            waitUntil([&] { return (reading = (motion.*read)(engine::monotonicNow())).has_value(); }));
+            waitUntil([&] { return (reading = (motion.get()->*read)(engine::monotonicNow())).has_value(); }));
         return reading.value_or(Reading{});
     }
 
     ScratchFolder scratch;
+    std::vector<int> pipes;
     std::vector<std::string> lines;
-    IioMotion motion{[this](std::string_view line) { lines.emplace_back(line); }, scratch.file("")};
+    std::unique_ptr<IioMotion> motion = std::make_unique<IioMotion>(
+        [this](std::string_view line) { lines.emplace_back(line); }, scratch.file(""));
 };
 
 } // namespace
@@ -101,14 +151,17 @@ TEST(IioMotion, ReadsSensorsAlongTheAxesOfTheDevice)
         {"behind a hub, which reports gravity itself", {{"name", "accel_3d\n"}}, {0.01, -0.02, 0.35}, -90},
         {"with a sensor of its attitude", {{"in_rot_quaternion_raw", "5000 0 0 8660\n"}}, {0.01, -0.02, 0.35},
             60},
+        {"with one that is mounted the other way",
+            {{"in_rot_quaternion_raw", "5000 0 0 8660\n"}, {"in_rot_mount_matrix", "-1,0,0;0,-1,0;0,0,1"}},
+            {0.01, -0.02, 0.35}, -60},
         {"with one that has none yet", {{"in_rot_quaternion_raw", "0 0 0 0\n"}}, {0.01, -0.02, 0.35}, 90},
     };
     for (const auto& [what, attributes, rate, pitch] : cases) {
         SCOPED_TRACE(what);
         Machine machine;
         machine.plugIn(3, with(with(gyroscope, upright), attributes));
-        ASSERT_TRUE(machine.motion.hasGyro());
-        ASSERT_TRUE(machine.motion.hasDeviceMotion());
+        ASSERT_TRUE(machine.motion->hasGyro());
+        ASSERT_TRUE(machine.motion->hasDeviceMotion());
         EXPECT_EQ(machine.lines, std::vector<std::string>{});
         const auto read = machine.gyro().sample.value_or(platform::CMGyroData{}).rotationRate;
         EXPECT_NEAR(read.x, rate.x, 1e-12);
@@ -116,8 +169,8 @@ TEST(IioMotion, ReadsSensorsAlongTheAxesOfTheDevice)
         EXPECT_NEAR(read.z, rate.z, 1e-12);
         Machine still;
         still.plugIn(0, with(upright, attributes));
-        EXPECT_FALSE(still.motion.hasGyro());
-        EXPECT_TRUE(still.motion.hasDeviceMotion());
+        EXPECT_FALSE(still.motion->hasGyro());
+        EXPECT_TRUE(still.motion->hasDeviceMotion());
         EXPECT_NEAR(still.pitch(), pitch, 0.01);
     }
 }
@@ -126,18 +179,18 @@ TEST(IioMotion, TakesTheSensorsOfTheScreenAndTheNextFasterFrequency)
 {
     Machine machine;
     machine.plugIn(0, with(upright, {{"label", "accel-base"}, {"in_accel_y_raw", "-981"}}));
-    EXPECT_FALSE(machine.motion.hasGyro());
-    EXPECT_TRUE(machine.motion.hasDeviceMotion());
+    EXPECT_FALSE(machine.motion->hasGyro());
+    EXPECT_TRUE(machine.motion->hasDeviceMotion());
     EXPECT_NEAR(machine.pitch(), -90, 0.01) << "gravity alone";
     machine.plugIn(10, upright);
-    EXPECT_TRUE(machine.motion.hasDeviceMotion());
+    EXPECT_TRUE(machine.motion->hasDeviceMotion());
     EXPECT_NEAR(machine.pitch(), 90, 0.01);
     machine.plugIn(
         11, with(upright, {{"location", "accel-display"}, {"in_accel_y_raw", "0"}, {"in_accel_z_raw", "9"}}));
     machine.plugIn(2, with(gyroscope, {{"sampling_frequency_available", "200 12.5 25 100\n"}}));
     machine.plugIn(4, with(gyroscope, {{"in_anglvel_scale", "0"}}));
     machine.plugIn(1, with(gyroscope, {{"label", "base"}}));
-    EXPECT_TRUE(machine.motion.hasGyro());
+    EXPECT_TRUE(machine.motion->hasGyro());
     EXPECT_EQ(machine.lines, std::vector<std::string>{}) << "what is not needed is not looked at";
     EXPECT_NEAR(machine.pitch(), 0, 5) << "of the screen, as far as the rate has turned it";
     for (const auto& [available, interval, chosen] :
@@ -157,8 +210,8 @@ TEST(IioMotion, DoesNotFuseAcrossAHinge)
         Machine machine;
         machine.plugIn(0, with(upright, {{"label", "accel-display"}, {"in_accel_z_raw", "981"}}));
         machine.plugIn(1, with(gyroscope, {{"label", isInBase ? "base" : ""}, {"in_anglvel_x_raw", "1000"}}));
-        ASSERT_TRUE(machine.motion.hasGyro());
-        const auto use = machine.motion.use(MotionService::deviceMotion, 10ms);
+        ASSERT_TRUE(machine.motion->hasGyro());
+        const auto use = machine.motion->use(MotionService::deviceMotion, 10ms);
         const auto pitch = [&] {
             const auto reading = machine.next(&IioMotion::readDeviceMotion);
             EXPECT_EQ(reading.sample.value_or(platform::CMDeviceMotion{}).rotationRate.x, 1);
@@ -170,6 +223,105 @@ TEST(IioMotion, DoesNotFuseAcrossAHinge)
     }
 }
 
+TEST(IioReading, TakesTheNewestScanOfEachBufferWhileItIsNew)
+{
+    Machine machine;
+    machine.plugIn(2,
+        with(with(gyroscope,
+                 buffered({{"in_anglvel_z", "le:u8/8>>0"}, {"in_anglvel_x", "le:s12/16>>4"},
+                     {"in_temp", "le:s64/64>>0"}, {"in_anglvel_y", "be:s24/32>>8"},
+                     {"in_timestamp", "le:s64/64>>0"}})),
+            {{"scan_elements/in_timestamp_en", "1\n"}}));
+    machine.plugIn(3,
+        with(buffered({{"in_rot_quaternion", "le:s32/32X4>>0"}}),
+            {{"in_rot_quaternion_raw", "9 9 9 9"}, {"sampling_frequency", "10\n"},
+                {"trigger/current_trigger", "clock\n"}}));
+    machine.fill(2,
+        std::string(16, '\7')
+            + std::string("\xC8\xFF\xD5\xFF\xFE\x79\x60\xAA\x00\x00\x00\x00\x00\x00\x00\x00", 16));
+    machine.fill(3, std::string("\1\0\0\0\xFE\xFF\xFF\xFF\3\0\0\0\0\1\0\0", 16));
+    std::vector<std::string> problems;
+    const IioSensors sensors = IioSensors::discover(machine.scratch.file(""), problems);
+    ASSERT_TRUE(sensors.gyroscope && sensors.attitude);
+    const auto& rate = sensors.gyroscope->channels();
+    const auto& attitude = sensors.attitude->channels();
+    {
+        IioReading reading(machine.scratch.file(""), {&rate, &attitude}, 20ms);
+        const auto opened = engine::monotonicNow();
+        const std::vector<double> turn{1, -2, 3, 256};
+        EXPECT_FALSE(reading.read(rate)) << "nothing yet";
+        reading.update(opened, problems);
+        EXPECT_EQ(reading.read(rate).value(), (std::vector<double>{-3, -100000, 200}));
+        EXPECT_EQ(reading.read(attitude).value(), turn);
+        reading.update(opened + 39ms, problems);
+        EXPECT_TRUE(reading.read(rate)) << "for two intervals";
+        reading.update(opened + 41ms, problems);
+        EXPECT_FALSE(reading.read(rate));
+        reading.update(opened + 199ms, problems);
+        EXPECT_EQ(reading.read(attitude).value(), turn) << "ten a second";
+        EXPECT_EQ(machine.attribute(2, "trigger/current_trigger"), "imu-dev2");
+        EXPECT_EQ(machine.attribute(3, "trigger/current_trigger"), "clock\n");
+        EXPECT_EQ(machine.attribute(2, "buffer/enable"), "1");
+        EXPECT_TRUE(reading.longestPause());
+        EXPECT_EQ(problems, std::vector<std::string>{});
+        reading.update(opened + 1001ms, problems);
+        EXPECT_EQ(reading.read(rate).value(), (std::vector<double>{10, -20, 350}));
+        EXPECT_EQ(problems.size(), 2U) << "one for each";
+        EXPECT_FALSE(reading.longestPause());
+    }
+    for (const char* name : {"buffer/enable", "scan_elements/in_anglvel_x_en", "scan_elements/in_temp_en"})
+        EXPECT_EQ(machine.attribute(2, name), "0") << name;
+    EXPECT_EQ(machine.attribute(2, "scan_elements/in_timestamp_en"), "1\n");
+    EXPECT_EQ(machine.attribute(2, "buffer/length"), "2");
+    EXPECT_EQ(machine.attribute(2, "trigger/current_trigger"), "\n");
+}
+
+TEST(IioReading, PollsWhereABufferIsUnusable)
+{
+    const auto problemsAfter = [](const std::function<void(Machine&)>& spoil) {
+        Machine machine;
+        machine.plugIn(0, bufferedGyroscope);
+        machine.fill(0, "abc");
+        spoil(machine);
+        std::vector<std::string> problems;
+        const IioSensors sensors = IioSensors::discover(machine.scratch.file(""), problems);
+        const auto& rate = sensors.gyroscope.value().channels();
+        IioReading reading(machine.scratch.file(""), {&rate}, 20ms);
+        reading.update(engine::monotonicNow(), problems);
+        EXPECT_EQ(reading.read(rate).value().value(), (std::vector<double>{10, -20, 350}));
+        EXPECT_EQ(count(problems.empty() ? "" : problems[0], "\n"), 0U);
+        return problems.size();
+    };
+    const auto without = [](const std::string& file) {
+        return [file](Machine& machine) { std::filesystem::remove(machine.scratch.file(file)); };
+    };
+    const std::string folder = "sys/bus/iio/devices/iio:device0/";
+    EXPECT_EQ(problemsAfter(without("dev/iio:device0")), 0U) << "no permission";
+    EXPECT_EQ(problemsAfter(without("sys/bus/iio/devices/trigger0/name")), 0U);
+    EXPECT_EQ(problemsAfter(without(folder + "buffer/enable")), 0U);
+    EXPECT_EQ(problemsAfter(without(folder + "buffer/length")), 1U);
+    EXPECT_EQ(problemsAfter(without(folder + "scan_elements/in_anglvel_y_type")), 1U);
+    EXPECT_EQ(problemsAfter([](Machine& machine) { machine.fill(0, "abcd"); }), 1U) << "a part of a scan";
+    EXPECT_EQ(problemsAfter([&](Machine& machine) { // a reading fails
+        without("dev/iio:device0")(machine);
+        std::filesystem::create_directories(machine.scratch.file("dev/iio:device0"));
+    }),
+        1U);
+    for (const auto& [attribute, values] : std::map<std::string, std::vector<std::string>>{
+             {"scan_elements/in_anglvel_y_type",
+                 {"", "le", "le:s8", "le:s16/8", "le:s0/8", "le:s8/8>>1", "le:s24/24", "me:s8/8", "le:f8/8",
+                     "le:s8/8X99999999999", "le:s8/8X0", "le:s8/8X2", "le:s8/8x"}},
+             {"scan_elements/in_anglvel_z_index",
+                 {"", "first", "nan", "1e300", "-1e4", std::string(5000, '9'),
+                     bufferedGyroscope.at("scan_elements/in_anglvel_x_index")}}}) {
+        for (const std::string& value : values)
+            EXPECT_EQ(problemsAfter([&](Machine& machine) { machine.plugIn(0, {{attribute, value}}); }), 1U)
+                << attribute << " " << value;
+    }
+    EXPECT_EQ(problemsAfter([&](Machine& machine) { machine.plugIn(0, {{"buffer/enable", "1"}}); }), 0U)
+        << "another process uses it";
+}
+
 TEST(IioMotion, SaysInOneLineWhatIsWrongWithASensor)
 {
     const std::string endless(5000, '9');
@@ -179,8 +331,9 @@ TEST(IioMotion, SaysInOneLineWhatIsWrongWithASensor)
                  std::string("0 0 0; 0 0 0; 0 0 0"), std::string("1\0", 2)}) {
             Machine machine;
             machine.plugIn(0, with(with(gyroscope, upright), {{attribute, value}}));
-            EXPECT_FALSE(machine.motion.hasGyro()) << attribute << " " << value;
-            EXPECT_EQ(machine.motion.hasDeviceMotion(), attribute != "mount_matrix") << "the other one works";
+            EXPECT_FALSE(machine.motion->hasGyro()) << attribute << " " << value;
+            EXPECT_EQ(machine.motion->hasDeviceMotion(), attribute != "mount_matrix")
+                << "the other one works";
             ASSERT_EQ(machine.lines.size(), attribute == "mount_matrix" ? 2U : 1U);
             EXPECT_TRUE(machine.lines[0].starts_with("gyroscope unusable: ")) << machine.lines[0];
             EXPECT_TRUE(machine.lines[0].contains(attribute + ": ")) << machine.lines[0];
@@ -191,7 +344,7 @@ TEST(IioMotion, SaysInOneLineWhatIsWrongWithASensor)
         {std::string(), std::string("fast"), std::string("99999999999"), endless}) {
         Machine machine;
         machine.plugIn(0, with(gyroscope, {{"in_anglvel_y_raw", value}}));
-        EXPECT_TRUE(machine.motion.hasGyro()) << "the sensor itself is asked later";
+        EXPECT_TRUE(machine.motion->hasGyro()) << "the sensor itself is asked later";
         const auto reading = machine.gyro();
         EXPECT_FALSE(reading.sample);
         EXPECT_TRUE(
@@ -200,8 +353,8 @@ TEST(IioMotion, SaysInOneLineWhatIsWrongWithASensor)
     Machine machine;
     machine.plugIn(0, gyroscope);
     std::filesystem::remove(machine.folder(0) + "in_anglvel_z_raw");
-    EXPECT_FALSE(machine.motion.hasGyro());
-    EXPECT_FALSE(machine.motion.hasDeviceMotion());
+    EXPECT_FALSE(machine.motion->hasGyro());
+    EXPECT_FALSE(machine.motion->hasDeviceMotion());
     EXPECT_EQ(machine.lines.size(), 1U) << "it is said once";
 }
 
@@ -209,20 +362,47 @@ TEST(IioMotion, ReportsASensorThatIsGoneAndFindsItAgain)
 {
     Machine machine;
     machine.plugIn(0, with(gyroscope, upright));
-    ASSERT_TRUE(machine.motion.hasGyro());
-    const auto use = machine.motion.use(MotionService::gyro, 5ms);
-    const auto both = machine.motion.use(MotionService::deviceMotion, 5ms);
+    ASSERT_TRUE(machine.motion->hasGyro());
+    const auto use = machine.motion->use(MotionService::gyro, 5ms);
+    const auto both = machine.motion->use(MotionService::deviceMotion, 5ms);
     EXPECT_TRUE(machine.next(&IioMotion::readGyro).sample);
     std::filesystem::remove_all(machine.folder(0));
     EXPECT_TRUE(waitUntil([&] { return machine.next(&IioMotion::readGyro).error.has_value(); }));
     EXPECT_TRUE(machine.next(&IioMotion::readDeviceMotion).error);
-    EXPECT_FALSE(machine.motion.hasGyro());
-    EXPECT_FALSE(machine.motion.hasDeviceMotion());
+    EXPECT_FALSE(machine.motion->hasGyro());
+    EXPECT_FALSE(machine.motion->hasDeviceMotion());
     machine.plugIn(1, with(with(gyroscope, upright), {{"in_anglvel_scale", "1"}}));
-    EXPECT_TRUE(machine.motion.hasGyro());
+    EXPECT_TRUE(machine.motion->hasGyro());
     EXPECT_TRUE(waitUntil([&] { return machine.next(&IioMotion::readGyro).sample.has_value(); }));
     EXPECT_EQ(machine.next(&IioMotion::readGyro).sample->rotationRate.z, 350);
     EXPECT_TRUE(waitUntil([&] { return machine.next(&IioMotion::readDeviceMotion).sample.has_value(); }));
+}
+
+TEST(IioMotion, RestoresBuffersWhenItEndsAndAfterAReplacement)
+{
+    Machine machine;
+    const Attributes slow = with(bufferedGyroscope, {{"sampling_frequency", "1"}});
+    machine.plugIn(0, slow);
+    machine.fill(0, "abc");
+    const auto becomes = [&](double z) {
+        return waitUntil([&] {
+            const auto reading = machine.next(&IioMotion::readGyro);
+            return reading.sample && std::abs(reading.sample->rotationRate.z - z) < 1e-12;
+        });
+    };
+    ASSERT_TRUE(machine.motion->hasGyro());
+    const auto use = machine.motion->use(MotionService::gyro, 10ms);
+    EXPECT_TRUE(becomes(0.001 * 'c'));
+    std::filesystem::remove_all(machine.folder(0));
+    EXPECT_TRUE(waitUntil([&] { return machine.next(&IioMotion::readGyro).error.has_value(); }));
+    EXPECT_EQ(machine.lines.size(), 1U) << "the buffer is empty";
+    machine.plugIn(1, slow);
+    machine.fill(1, "def");
+    EXPECT_TRUE(machine.motion->hasGyro());
+    EXPECT_TRUE(becomes(0.001 * 'f'));
+    EXPECT_EQ(machine.attribute(1, "buffer/enable"), "1");
+    machine.motion.reset();
+    EXPECT_EQ(machine.attribute(1, "buffer/enable"), "0");
 }
 
 TEST(IioMotion, WaitsForNoSensor)
@@ -236,8 +416,8 @@ TEST(IioMotion, WaitsForNoSensor)
     const std::string pipe = machine.folder(0) + "in_anglvel_x_raw";
     std::filesystem::remove(pipe);
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    ASSERT_TRUE(machine.motion.hasGyro());
-    auto use = machine.motion.use(MotionService::gyro, 100ms);
+    ASSERT_TRUE(machine.motion->hasGyro());
+    auto use = machine.motion->use(MotionService::gyro, 100ms);
     const auto answer = [&](const std::string& value) {
         int descriptor = -1;
         EXPECT_TRUE(waitUntil([&] { // until the thread has opened it
@@ -248,7 +428,7 @@ TEST(IioMotion, WaitsForNoSensor)
         return descriptor;
     };
     const int first = answer("7\n");
-    const auto later = [&](auto time) { return machine.motion.readGyro(engine::monotonicNow() + time); };
+    const auto later = [&](auto time) { return machine.motion->readGyro(engine::monotonicNow() + time); };
     EXPECT_FALSE(later(500ms)) << "nothing new";
     EXPECT_TRUE(later(2s).value_or(engine::GyroReading{}).error) << "no answer for two seconds";
     ::close(first);
@@ -257,7 +437,7 @@ TEST(IioMotion, WaitsForNoSensor)
 
     const int second = answer("8\n"); // the thread is in the next reading
     use = nullptr;
-    use = machine.motion.use(MotionService::gyro, 100ms);
+    use = machine.motion->use(MotionService::gyro, 100ms);
     EXPECT_FALSE(later(0s)) << "the reading of an earlier use";
     use = nullptr;
     ::close(second);

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace tamsel::tests {
 
@@ -82,6 +83,23 @@ TEST_F(SystemEvents, TurnWithTheDeviceAndObeyTheProgram)
     screen.host.setDeviceOrientation(UIDeviceOrientation::faceUp);
     (*services)("hold right-up");
     EXPECT_TRUE(becomes(UIDeviceOrientation::faceUp, UIInterfaceOrientation::landscapeRight));
+}
+
+TEST_F(SystemEvents, TurnWithTheAccelerometerOfTheRealService)
+{
+    const ScratchFolder folder;
+    if ((*services)("proxy " + folder.file("")) == "missing")
+        GTEST_SKIP() << "iio-sensor-proxy or umockdev is not installed";
+    HostScreen screen(following({}));
+    // The service takes the acceleration for gravity: it points to the edge that is down.
+    for (const auto& [acceleration, expected] : std::vector<std::pair<const char*, UIDeviceOrientation>>{
+             {"981,0,0", UIDeviceOrientation::landscapeRight},
+             {"0,981,0", UIDeviceOrientation::portraitUpsideDown},
+             {"-981,0,0", UIDeviceOrientation::landscapeLeft}, {"0,-981,0", UIDeviceOrientation::portrait}}) {
+        (*services)(std::string("turn ") + acceleration);
+        EXPECT_TRUE(screen.runUntil([&] { return screen.host.platform().device.orientation() == expected; }))
+            << acceleration;
+    }
 }
 
 TEST_F(SystemEvents, SuspendWhileAnyReasonHolds)

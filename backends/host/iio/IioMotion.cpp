@@ -1,11 +1,14 @@
 #include <host/iio/IioMotion.h>
 
+#include <host/iio/IioReading.h>
+
 #include <engine/dispatch/monotonicNow.h>
 #include <engine/dispatch/startThread.h>
 #include <engine/motion/TiltFilter.h>
 
 #include <algorithm>
 #include <list>
+#include <set>
 #include <thread>
 #include <utility>
 
@@ -22,13 +25,19 @@ constexpr nanoseconds shortestPeriod = 1ms;
 constexpr nanoseconds fusionPeriod = 20ms; ///< at most: rates are integrated
 constexpr nanoseconds answerLimit = 1s;
 
-using Measured = std::expected<MotionVector, Error>;
+/// Absent when a sensor has nothing new.
+template <typename Value> using Read = std::optional<std::expected<Value, Error>>;
 
-Measured read(const std::optional<IioAxes>& sensor, const char* name)
+Read<MotionVector> read(const IioReading& reading, const std::optional<IioAxes>& sensor, const char* name)
 {
-    if (sensor)
-        return sensor->read();
-    return std::unexpected(Error{.localizedDescription = std::string(name) + " is gone"});
+    if (!sensor)
+        return std::unexpected(Error{.localizedDescription = std::string(name) + " is gone"});
+    const IioReading::Values raw = reading.read(sensor->channels());
+    if (!raw)
+        return std::nullopt;
+    if (!*raw)
+        return std::unexpected(raw->error());
+    return sensor->measured(**raw);
 }
 
 platform::CMRotationRate rateOf(const MotionVector& vector)
@@ -36,7 +45,7 @@ platform::CMRotationRate rateOf(const MotionVector& vector)
     return {vector[0], vector[1], vector[2]};
 }
 
-GyroReading gyroReading(const Measured& rate, double time)
+GyroReading gyroReading(const std::expected<MotionVector, Error>& rate, double time)
 {
     if (!rate)
         return {.error = rate.error()};
@@ -44,37 +53,55 @@ GyroReading gyroReading(const Measured& rate, double time)
 }
 
 /// Of the sensor that measures it, else of gravity and the rotation rate.
-std::expected<platform::CMAttitude, Error> readAttitude(
-    const IioSensors& sensors, const Measured& rate, TiltFilter& tilt)
+Read<platform::CMAttitude> readAttitude(
+    const IioReading& reading, const IioSensors& sensors, const Read<MotionVector>& rate, TiltFilter& tilt)
 {
-    if (!sensors.quaternion.empty()) {
-        const Measured up = sensors.readUp();
-        if (up)
-            return attitudeOf(*up);
+    if (sensors.attitude) {
+        const IioReading::Values raw = reading.read(sensors.attitude->channels());
+        if (!raw)
+            return std::nullopt;
+        const auto attitude = *raw ? sensors.attitude->attitude(**raw) : std::nullopt;
+        if (attitude)
+            return *attitude;
         if (!sensors.accelerometer)
-            return std::unexpected(up.error());
+            return std::unexpected(
+                *raw ? Error{.localizedDescription = "the sensor has no attitude yet"} : raw->error());
     }
-    const Measured acceleration = read(sensors.accelerometer, "the accelerometer");
-    if (!acceleration)
-        return std::unexpected(acceleration.error());
+    const auto acceleration = read(reading, sensors.accelerometer, "the accelerometer");
     const bool usesRate = sensors.gyroscope && sensors.turnTogether;
-    if (usesRate && !rate)
-        return std::unexpected(rate.error());
+    if (!acceleration || (usesRate && !rate))
+        return std::nullopt;
+    if (!*acceleration)
+        return std::unexpected(acceleration->error());
+    if (usesRate && !*rate)
+        return std::unexpected(rate->error());
     const double time = std::chrono::duration<double>(monotonicNow()).count();
-    tilt.add(time, *acceleration, usesRate ? std::optional(*rate) : std::nullopt);
+    tilt.add(time, **acceleration, usesRate ? std::optional(**rate) : std::nullopt);
     if (const auto attitude = tilt.attitude())
         return *attitude;
     return std::unexpected(Error{.localizedDescription = "the accelerometer shows no gravity"});
 }
 
+std::vector<const IioChannels*> channelsOf(const IioSensors& sensors, bool readsMotion)
+{
+    std::vector<const IioChannels*> channels;
+    if (sensors.gyroscope)
+        channels.push_back(&sensors.gyroscope->channels());
+    if (readsMotion && sensors.accelerometer)
+        channels.push_back(&sensors.accelerometer->channels());
+    if (readsMotion && sensors.attitude)
+        channels.push_back(&sensors.attitude->channels());
+    return channels;
+}
+
 DeviceMotionReading deviceMotionReading(
-    const std::expected<platform::CMAttitude, Error>& attitude, const Measured& rate, double time)
+    const std::expected<platform::CMAttitude, Error>& attitude, const Read<MotionVector>& rate, double time)
 {
     if (!attitude)
         return {.error = attitude.error()};
-    return {
-        .sample = platform::CMDeviceMotion{
-            .attitude = *attitude, .rotationRate = rateOf(rate.value_or(MotionVector{})), .timestamp = time}};
+    const MotionVector turning = rate ? rate->value_or(MotionVector{}) : MotionVector{};
+    return {.sample = platform::CMDeviceMotion{
+                .attitude = *attitude, .rotationRate = rateOf(turning), .timestamp = time}};
 }
 
 } // namespace
@@ -82,6 +109,10 @@ DeviceMotionReading deviceMotionReading(
 /// Reads sensors on its thread while there are uses.
 class IioMotion::Reader final : public std::enable_shared_from_this<Reader> {
 public:
+    explicit Reader(std::string root) : root_(std::move(root)) { }
+
+    /// Ends the thread, and waits for that as long as a buffer takes, but not for a sensor that does not answer.
+    void end();
     [[nodiscard]] std::shared_ptr<void> use(MotionService service, nanoseconds interval);
 
     void setSensors(std::shared_ptr<const IioSensors> sensors)
@@ -106,6 +137,13 @@ public:
     {
         const MutexLock lock(guard_);
         return current(deviceMotion_, MotionService::deviceMotion, time);
+    }
+
+    /// New lines about buffers that do not work.
+    [[nodiscard]] std::vector<std::string> takeProblems()
+    {
+        const MutexLock lock(guard_);
+        return std::exchange(problems_, {});
     }
 
 private:
@@ -140,13 +178,18 @@ private:
         const Newest<Sample>& newest, MotionService service, nanoseconds time) const TAMSEL_REQUIRES(guard_);
     void end(std::list<Demand>::iterator place);
     void run();
+    void addProblems(std::vector<std::string> problems) TAMSEL_REQUIRES(guard_);
 
+    const std::string root_;
     mutable Mutex guard_;
     Condition changed_;
     std::shared_ptr<const IioSensors> sensors_ TAMSEL_GUARDED_BY(guard_) = std::make_shared<IioSensors>();
     std::list<Demand> demands_ TAMSEL_GUARDED_BY(guard_);
     std::uint64_t changes_ TAMSEL_GUARDED_BY(guard_) = 0; ///< of the demands and sensors
     bool isRunning_ TAMSEL_GUARDED_BY(guard_) = false;
+    bool isEnded_ TAMSEL_GUARDED_BY(guard_) = false;
+    std::vector<std::string> problems_ TAMSEL_GUARDED_BY(guard_);
+    std::set<std::string> known_ TAMSEL_GUARDED_BY(guard_); ///< problems that have been reported
     Newest<platform::CMGyroData> gyro_ TAMSEL_GUARDED_BY(guard_);
     Newest<platform::CMDeviceMotion> deviceMotion_ TAMSEL_GUARDED_BY(guard_);
 };
@@ -188,7 +231,7 @@ std::shared_ptr<void> IioMotion::Reader::use(MotionService service, nanoseconds 
     demands_.push_back({service, wanted});
     ++changes_;
     changed_.notifyAll();
-    if (!isRunning_) {
+    if (!isRunning_ && !isEnded_) {
         std::thread thread = startThread([self = shared_from_this()] { self->run(); });
         isRunning_ = thread.joinable();
         if (isRunning_)
@@ -205,15 +248,43 @@ void IioMotion::Reader::end(std::list<Demand>::iterator place)
     changed_.notifyAll();
 }
 
+void IioMotion::Reader::end()
+{
+    MutexLock lock(guard_);
+    isEnded_ = true;
+    ++changes_;
+    changed_.notifyAll();
+    const auto limit = std::chrono::steady_clock::now() + answerLimit;
+    while (isRunning_ && changed_.waitUntil(lock, limit)) { }
+}
+
+void IioMotion::Reader::addProblems(std::vector<std::string> problems)
+{
+    for (std::string& problem : problems) {
+        if (known_.insert(problem).second)
+            problems_.push_back(std::move(problem));
+    }
+}
+
 void IioMotion::Reader::run()
 {
     TiltFilter tilt;
+    std::optional<IioReading> reading;
     std::shared_ptr<const IioSensors> configured;
     nanoseconds configuredPeriod{};
+    bool readsMotion = false;
     nanoseconds due = monotonicNow();
 
     MutexLock lock(guard_);
-    while (!demands_.empty()) {
+    for (;;) {
+        if (demands_.empty() || isEnded_) {
+            if (!reading)
+                break;
+            lock.unlock();
+            reading.reset(); // a use may come meanwhile
+            lock.lock();
+            continue;
+        }
         const std::uint64_t change = changes_;
         const std::shared_ptr<const IioSensors> sensors = sensors_;
         const std::optional<nanoseconds> gyroInterval = interval(MotionService::gyro);
@@ -223,39 +294,49 @@ void IioMotion::Reader::run()
                 motionInterval ? std::min(*motionInterval, fusionPeriod) : nanoseconds::max()));
         lock.unlock();
 
-        if (configured != sensors || configuredPeriod != period) {
-            for (const auto* sensor : {&sensors->gyroscope, &sensors->accelerometer}) {
-                if (*sensor)
-                    (*sensor)->setInterval(period);
-            }
+        if (!reading || configured != sensors || configuredPeriod != period
+            || readsMotion != motionInterval.has_value()) {
             if (configured != sensors)
                 tilt = {};
             configured = sensors;
             configuredPeriod = period;
+            readsMotion = motionInterval.has_value();
+            reading.reset(); // closes buffers before they are opened again
+            reading.emplace(root_, channelsOf(*sensors, readsMotion), period);
         }
-        const Measured rate = read(sensors->gyroscope, "the gyroscope");
-        std::optional<std::expected<platform::CMAttitude, Error>> attitude;
-        if (motionInterval)
-            attitude = readAttitude(*sensors, rate, tilt);
+        std::vector<std::string> problems;
+        reading->update(monotonicNow(), problems);
+        const auto rate = read(*reading, sensors->gyroscope, "the gyroscope");
+        Read<platform::CMAttitude> attitude;
+        if (readsMotion)
+            attitude = readAttitude(*reading, *sensors, rate, tilt);
         const nanoseconds now = monotonicNow();
         const double time = std::chrono::duration<double>(now).count();
         lock.lock();
+        addProblems(std::move(problems));
         if (changes_ == change) { // else it may be older than a use, or of another sensor
-            gyro_ = {.time = now, .reading = gyroReading(rate, time)};
+            if (rate)
+                gyro_ = {.time = now, .reading = gyroReading(*rate, time)};
             if (attitude)
                 deviceMotion_ = {.time = now, .reading = deviceMotionReading(*attitude, rate, time)};
         }
-        due = std::max(due + period, monotonicNow());
+        due = std::max(due + std::min(period, reading->longestPause().value_or(period)), monotonicNow());
         while (changes_ == change && changed_.waitUntil(lock, std::chrono::steady_clock::time_point(due))) { }
     }
     isRunning_ = false;
+    changed_.notifyAll();
 }
 
 IioMotion::IioMotion(std::function<void(std::string_view)> report, std::string root)
     : report_(std::move(report)),
       root_(std::move(root)),
-      reader_(std::make_shared<Reader>())
+      reader_(std::make_shared<Reader>(root_))
 {
+}
+
+IioMotion::~IioMotion()
+{
+    reader_->end();
 }
 
 std::shared_ptr<const IioSensors> IioMotion::lookAround() const
@@ -295,13 +376,21 @@ std::shared_ptr<void> IioMotion::use(MotionService service, nanoseconds interval
     return reader_->use(service, interval);
 }
 
+void IioMotion::reportProblems() const
+{
+    for (const std::string& problem : reader_->takeProblems())
+        report_(problem);
+}
+
 std::optional<GyroReading> IioMotion::readGyro(nanoseconds time)
 {
+    reportProblems();
     return reader_->gyro(time);
 }
 
 std::optional<DeviceMotionReading> IioMotion::readDeviceMotion(nanoseconds time)
 {
+    reportProblems();
     return reader_->deviceMotion(time);
 }
 

@@ -14,12 +14,17 @@
 
 namespace tamsel::host {
 
-/// The motion sensors of this machine. A thread of its own reads them while a stream uses them; a reading may take long,
-/// so the thread is not waited for. It ends after the reading during which the last use ends.
+/// The motion sensors of this machine. A thread of its own reads them while a stream uses them. It ends after the reading
+/// during which the last use ends, and restores the attributes of buffers first. The destructor waits for that a second
+/// at most, since a reading may take long.
 class IioMotion final : public engine::MotionDriver {
 public:
-    /// `report` receives a line for each sensor that is unusable, on any thread. `root` is a prefix of /sys.
+    /// `report` receives a line for each sensor or buffer that is unusable, on any thread. `root` is a prefix of /sys and
+    /// /dev.
     explicit IioMotion(std::function<void(std::string_view)> report, std::string root = {});
+    ~IioMotion() override;
+    IioMotion(const IioMotion&) = delete;
+    IioMotion& operator=(const IioMotion&) = delete;
 
     /// Looks for new devices, and so does `hasDeviceMotion`.
     [[nodiscard]] bool hasGyro() const override;
@@ -35,6 +40,7 @@ public:
 private:
     class Reader;
 
+    void reportProblems() const;
     /// The sensors that are there now.
     [[nodiscard]] std::shared_ptr<const IioSensors> lookAround() const;
 

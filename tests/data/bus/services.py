@@ -1,8 +1,11 @@
-"""Plays logind and iio-sensor-proxy on a bus, with python3-dbusmock.
+"""Plays logind and iio-sensor-proxy on a bus, with python3-dbusmock, and runs the real iio-sensor-proxy.
 
 Carries out commands, one a line ("lock on"), and answers each with one line.
 """
+import glob
 import json
+import os
+import shutil
 import subprocess
 import sys
 import time
@@ -28,7 +31,7 @@ def start(template, name, path, parameters):
 
 def stop(template):
     process = running.pop(template)[0]
-    process.kill()
+    process.terminate()
     process.wait()
 
 
@@ -51,6 +54,26 @@ def sensors(word):
 
 def hold(word):
     running["iio-sensors-proxy"][1].SetInternalProperty(PROXY, "AccelerometerOrientation", word, dbus_interface=MOCK)
+
+
+def proxy(folder):
+    """Runs iio-sensor-proxy itself over an accelerometer that umockdev keeps in this folder."""
+    program = shutil.which("iio-sensor-proxy", path="/usr/sbin:/usr/libexec")
+    if not program or not shutil.which("umockdev-run"):
+        return "missing"
+    accelerometer = os.path.join(folder, "accelerometer")
+    with open(accelerometer, "w") as device:
+        device.write("P: /devices/iio:device0\nN: iio:device0\nE: SUBSYSTEM=iio\nE: IIO_SENSOR_PROXY_TYPE=iio-poll-accel\n"
+                     "A: in_accel_x_raw=0\nA: in_accel_y_raw=0\nA: in_accel_z_raw=-981\nA: in_accel_scale=0.01\n")
+    process = subprocess.Popen(["umockdev-run", "--device", accelerometer, "--", program], env={**os.environ, "TMPDIR": folder})
+    dbusmock.DBusTestCase.wait_for_bus_object(PROXY, "/net/hadess/SensorProxy", system_bus=True)
+    running["proxy"] = process, glob.glob(folder + "/umockdev.*/sys/devices/iio:device0/")[0]
+
+
+def turn(words):
+    for axis, value in zip("xyz", words.split(",")):
+        with open(running["proxy"][1] + "in_accel_" + axis + "_raw", "w") as attribute:
+            attribute.write(value)
 
 
 def sleep(word):
