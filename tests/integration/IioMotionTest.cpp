@@ -1,9 +1,8 @@
-#include "support/Media.h"
 #include "support/Program.h"
+#include "support/SensorFolder.h"
 
 #include <engine/dispatch/monotonicNow.h>
 #include <host/iio/IioMotion.h>
-#include <host/iio/IioReading.h>
 
 #include <gtest/gtest.h>
 
@@ -13,92 +12,19 @@
 
 #include <cmath>
 #include <filesystem>
-#include <functional>
-#include <map>
 #include <memory>
 #include <numbers>
 #include <thread>
-#include <utility>
 
 namespace tamsel::tests {
 
 using namespace std::chrono_literals;
 using engine::MotionService;
 using host::IioMotion;
-using host::IioReading;
-using host::IioSensors;
 
 namespace {
 
-using Attributes = std::map<std::string, std::string>;
-
-const Attributes gyroscope{{"in_anglvel_x_raw", "10\n"}, {"in_anglvel_y_raw", "-20\n"},
-    {"in_anglvel_z_raw", "350\n"}, {"in_anglvel_scale", "0.001\n"}};
-const Attributes upright{{"in_accel_x_raw", "0\n"}, {"in_accel_y_raw", "981\n"}, {"in_accel_z_raw", "0\n"},
-    {"in_accel_scale", "0.01\n"}};
-
-Attributes with(Attributes attributes, const Attributes& others)
-{
-    for (const auto& [name, value] : others)
-        attributes[name] = value;
-    return attributes;
-}
-
-/// What a device with a buffer has besides: channels and their types in the order of a scan.
-Attributes buffered(const std::vector<std::pair<std::string, std::string>>& channels)
-{
-    Attributes attributes{
-        {"name", "imu\n"}, {"buffer/enable", "0"}, {"buffer/length", "2"}, {"trigger/current_trigger", ""}};
-    for (const auto& [channel, type] : channels) {
-        const std::string element = "scan_elements/" + channel;
-        attributes[element + "_index"] = std::to_string(attributes.size()) + "\n";
-        attributes[element + "_type"] = type + "\n";
-        attributes[element + "_en"] = "0";
-    }
-    return attributes;
-}
-
-const Attributes bufferedGyroscope = with(gyroscope,
-    buffered(
-        {{"in_anglvel_x", "le:s8/8>>0"}, {"in_anglvel_y", "le:s8/8>>0"}, {"in_anglvel_z", "le:s8/8>>0"}}));
-
-/// A folder that looks like that of a machine with sensors.
-struct Machine {
-    ~Machine()
-    {
-        for (const int pipe : pipes)
-            ::close(pipe);
-    }
-
-    void plugIn(int number, const Attributes& attributes) const
-    {
-        for (const auto& [name, value] : attributes) {
-            std::filesystem::create_directories(std::filesystem::path(folder(number) + name).parent_path());
-            writeFile(folder(number) + name, value);
-        }
-    }
-    /// The trigger of a device named "imu", and bytes in its buffer.
-    void fill(int number, const std::string& bytes)
-    {
-        const std::string buffer = scratch.file("dev/iio:device" + std::to_string(number));
-        const std::string trigger = scratch.file("sys/bus/iio/devices/trigger" + std::to_string(number));
-        std::filesystem::create_directories(trigger);
-        writeFile(trigger + "/name", "imu-dev" + std::to_string(number) + "\n");
-        std::filesystem::create_directories(scratch.file("dev"));
-        std::filesystem::remove(buffer);
-        EXPECT_EQ(::mkfifo(buffer.c_str(), 0600), 0);
-        pipes.push_back(::open(buffer.c_str(), O_RDWR | O_CLOEXEC));
-        EXPECT_EQ(::write(pipes.back(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-    }
-    [[nodiscard]] std::string attribute(int number, const std::string& name) const
-    {
-        return readFile(folder(number) + name);
-    }
-    [[nodiscard]] std::string folder(int number) const
-    {
-        return scratch.file("sys/bus/iio/devices/iio:device" + std::to_string(number) + "/");
-    }
-
+struct Machine : SensorFolder {
     /// The first sample.
     engine::GyroReading gyro(std::chrono::nanoseconds interval = 10ms)
     {
@@ -121,8 +47,6 @@ struct Machine {
         return reading.value_or(Reading{});
     }
 
-    ScratchFolder scratch;
-    std::vector<int> pipes;
     std::vector<std::string> lines;
     std::unique_ptr<IioMotion> motion = std::make_unique<IioMotion>(
         [this](std::string_view line) { lines.emplace_back(line); }, scratch.file(""));
@@ -221,105 +145,6 @@ TEST(IioMotion, DoesNotFuseAcrossAHinge)
         EXPECT_NEAR(pitch(), 45, isInBase ? 0.01 : 80);
         EXPECT_TRUE(waitUntil([&] { return isInBase || pitch() > 46; })) << "it turns";
     }
-}
-
-TEST(IioReading, TakesTheNewestScanOfEachBufferWhileItIsNew)
-{
-    Machine machine;
-    machine.plugIn(2,
-        with(with(gyroscope,
-                 buffered({{"in_anglvel_z", "le:u8/8>>0"}, {"in_anglvel_x", "le:s12/16>>4"},
-                     {"in_temp", "le:s64/64>>0"}, {"in_anglvel_y", "be:s24/32>>8"},
-                     {"in_timestamp", "le:s64/64>>0"}})),
-            {{"scan_elements/in_timestamp_en", "1\n"}}));
-    machine.plugIn(3,
-        with(buffered({{"in_rot_quaternion", "le:s32/32X4>>0"}}),
-            {{"in_rot_quaternion_raw", "9 9 9 9"}, {"sampling_frequency", "10\n"},
-                {"trigger/current_trigger", "clock\n"}}));
-    machine.fill(2,
-        std::string(16, '\7')
-            + std::string("\xC8\xFF\xD5\xFF\xFE\x79\x60\xAA\x00\x00\x00\x00\x00\x00\x00\x00", 16));
-    machine.fill(3, std::string("\1\0\0\0\xFE\xFF\xFF\xFF\3\0\0\0\0\1\0\0", 16));
-    std::vector<std::string> problems;
-    const IioSensors sensors = IioSensors::discover(machine.scratch.file(""), problems);
-    ASSERT_TRUE(sensors.gyroscope && sensors.attitude);
-    const auto& rate = sensors.gyroscope->channels();
-    const auto& attitude = sensors.attitude->channels();
-    {
-        IioReading reading(machine.scratch.file(""), {&rate, &attitude}, 20ms);
-        const auto opened = engine::monotonicNow();
-        const std::vector<double> turn{1, -2, 3, 256};
-        EXPECT_FALSE(reading.read(rate)) << "nothing yet";
-        reading.update(opened, problems);
-        EXPECT_EQ(reading.read(rate).value(), (std::vector<double>{-3, -100000, 200}));
-        EXPECT_EQ(reading.read(attitude).value(), turn);
-        reading.update(opened + 39ms, problems);
-        EXPECT_TRUE(reading.read(rate)) << "for two intervals";
-        reading.update(opened + 41ms, problems);
-        EXPECT_FALSE(reading.read(rate));
-        reading.update(opened + 199ms, problems);
-        EXPECT_EQ(reading.read(attitude).value(), turn) << "ten a second";
-        EXPECT_EQ(machine.attribute(2, "trigger/current_trigger"), "imu-dev2");
-        EXPECT_EQ(machine.attribute(3, "trigger/current_trigger"), "clock\n");
-        EXPECT_EQ(machine.attribute(2, "buffer/enable"), "1");
-        EXPECT_TRUE(reading.longestPause());
-        EXPECT_EQ(problems, std::vector<std::string>{});
-        reading.update(opened + 1001ms, problems);
-        EXPECT_EQ(reading.read(rate).value(), (std::vector<double>{10, -20, 350}));
-        EXPECT_EQ(problems.size(), 2U) << "one for each";
-        EXPECT_FALSE(reading.longestPause());
-    }
-    for (const char* name : {"buffer/enable", "scan_elements/in_anglvel_x_en", "scan_elements/in_temp_en"})
-        EXPECT_EQ(machine.attribute(2, name), "0") << name;
-    EXPECT_EQ(machine.attribute(2, "scan_elements/in_timestamp_en"), "1\n");
-    EXPECT_EQ(machine.attribute(2, "buffer/length"), "2");
-    EXPECT_EQ(machine.attribute(2, "trigger/current_trigger"), "\n");
-}
-
-TEST(IioReading, PollsWhereABufferIsUnusable)
-{
-    const auto problemsAfter = [](const std::function<void(Machine&)>& spoil) {
-        Machine machine;
-        machine.plugIn(0, bufferedGyroscope);
-        machine.fill(0, "abc");
-        spoil(machine);
-        std::vector<std::string> problems;
-        const IioSensors sensors = IioSensors::discover(machine.scratch.file(""), problems);
-        const auto& rate = sensors.gyroscope.value().channels();
-        IioReading reading(machine.scratch.file(""), {&rate}, 20ms);
-        reading.update(engine::monotonicNow(), problems);
-        EXPECT_EQ(reading.read(rate).value().value(), (std::vector<double>{10, -20, 350}));
-        EXPECT_EQ(count(problems.empty() ? "" : problems[0], "\n"), 0U);
-        return problems.size();
-    };
-    const auto without = [](const std::string& file) {
-        return [file](Machine& machine) { std::filesystem::remove(machine.scratch.file(file)); };
-    };
-    const std::string folder = "sys/bus/iio/devices/iio:device0/";
-    EXPECT_EQ(problemsAfter(without("dev/iio:device0")), 0U) << "no permission";
-    EXPECT_EQ(problemsAfter(without("sys/bus/iio/devices/trigger0/name")), 0U);
-    EXPECT_EQ(problemsAfter(without(folder + "buffer/enable")), 0U);
-    EXPECT_EQ(problemsAfter(without(folder + "buffer/length")), 1U);
-    EXPECT_EQ(problemsAfter(without(folder + "scan_elements/in_anglvel_y_type")), 1U);
-    EXPECT_EQ(problemsAfter([](Machine& machine) { machine.fill(0, "abcd"); }), 1U) << "a part of a scan";
-    EXPECT_EQ(problemsAfter([&](Machine& machine) { // a reading fails
-        without("dev/iio:device0")(machine);
-        std::filesystem::create_directories(machine.scratch.file("dev/iio:device0"));
-    }),
-        1U);
-    for (const auto& [attribute, values] : std::map<std::string, std::vector<std::string>>{
-             {"scan_elements/in_anglvel_y_type",
-                 {"", "le", "le:s8", "le:s16/8", "le:s0/8", "le:s8/8>>1", "le:s24/24", "me:s8/8", "le:f8/8",
-                     "le:s8/8X99999999999", "le:s8/8X0", "le:s8/8X2", "le:s8/8x"}},
-             {"scan_elements/in_anglvel_z_index",
-                 {"", "first", "nan", "1e300", "-1e4", std::string(5000, '9'),
-                     bufferedGyroscope.at("scan_elements/in_anglvel_x_index")}}}) {
-        for (const std::string& value : values)
-            EXPECT_EQ(problemsAfter([&](Machine& machine) { machine.plugIn(0, {{attribute, value}}); }), 1U)
-                << attribute << " " << value;
-    }
-    EXPECT_EQ(problemsAfter([&](Machine& machine) { machine.plugIn(0, {{"buffer/enable", "1"}}); }), 0U)
-        << "another process uses it";
 }
 
 TEST(IioMotion, SaysInOneLineWhatIsWrongWithASensor)
@@ -435,13 +260,24 @@ TEST(IioMotion, WaitsForNoSensor)
     EXPECT_NEAR(machine.next(&IioMotion::readGyro).sample.value_or(platform::CMGyroData{}).rotationRate.x,
         0.007, 1e-12);
 
+    machine.plugIn(1, upright);
+    EXPECT_TRUE(machine.motion->hasDeviceMotion());
+    EXPECT_NEAR(machine.pitch(), 90, 0.01) << "the other sensor works";
+    for (int again = 0; again < 20; ++again)
+        (void)machine.motion->use(MotionService::deviceMotion, 10ms);
+    EXPECT_TRUE(waitUntil([&] { return threads() <= before + 2; })) << "one thread for it all";
+
     const int second = answer("8\n"); // the thread is in the next reading
     use = nullptr;
     use = machine.motion->use(MotionService::gyro, 100ms);
     EXPECT_FALSE(later(0s)) << "the reading of an earlier use";
     use = nullptr;
     ::close(second);
-    EXPECT_TRUE(waitUntil([&] { return threads() <= before; })) << "its thread ends with the reading";
+    EXPECT_TRUE(waitUntil([&] {
+        const int last = ::open(pipe.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
+        ::close(last);
+        return threads() <= before;
+    })) << "its threads end with the reading";
 }
 
 namespace {

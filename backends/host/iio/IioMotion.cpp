@@ -24,6 +24,8 @@ namespace {
 constexpr nanoseconds shortestPeriod = 1ms;
 constexpr nanoseconds fusionPeriod = 20ms; ///< at most: rates are integrated
 constexpr nanoseconds answerLimit = 1s;
+constexpr nanoseconds rateLimit
+    = 500ms; ///< before the pitch does without a gyroscope; less than `answerLimit`
 
 /// Absent when a sensor has nothing new.
 template <typename Value> using Read = std::optional<std::expected<Value, Error>>;
@@ -52,9 +54,9 @@ GyroReading gyroReading(const std::expected<MotionVector, Error>& rate, double t
     return {.sample = platform::CMGyroData{.rotationRate = rateOf(*rate), .timestamp = time}};
 }
 
-/// Of the sensor that measures it, else of gravity and the rotation rate.
-Read<platform::CMAttitude> readAttitude(
-    const IioReading& reading, const IioSensors& sensors, const Read<MotionVector>& rate, TiltFilter& tilt)
+/// Of the sensor that measures it, else of gravity and, if it is used, the rotation rate.
+Read<platform::CMAttitude> readAttitude(const IioReading& reading, const IioSensors& sensors, bool usesRate,
+    const Read<MotionVector>& rate, TiltFilter& tilt)
 {
     if (sensors.attitude) {
         const IioReading::Values raw = reading.read(sensors.attitude->channels());
@@ -68,13 +70,10 @@ Read<platform::CMAttitude> readAttitude(
                 *raw ? Error{.localizedDescription = "the sensor has no attitude yet"} : raw->error());
     }
     const auto acceleration = read(reading, sensors.accelerometer, "the accelerometer");
-    const bool usesRate = sensors.gyroscope && sensors.turnTogether;
-    if (!acceleration || (usesRate && !rate))
-        return std::nullopt;
-    if (!*acceleration)
+    if (acceleration && !*acceleration)
         return std::unexpected(acceleration->error());
-    if (usesRate && !*rate)
-        return std::unexpected(rate->error());
+    if (!acceleration || (usesRate && (!rate || !*rate)))
+        return std::nullopt;
     const double time = std::chrono::duration<double>(monotonicNow()).count();
     tilt.add(time, **acceleration, usesRate ? std::optional(**rate) : std::nullopt);
     if (const auto attitude = tilt.attitude())
@@ -111,7 +110,7 @@ class IioMotion::Reader final : public std::enable_shared_from_this<Reader> {
 public:
     explicit Reader(std::string root) : root_(std::move(root)) { }
 
-    /// Ends the thread, and waits for that as long as a buffer takes, but not for a sensor that does not answer.
+    /// Ends the thread, and waits a second at most until it has restored the buffers.
     void end();
     [[nodiscard]] std::shared_ptr<void> use(MotionService service, nanoseconds interval);
 
@@ -173,6 +172,14 @@ private:
 
     /// The shortest of a service; absent when nobody uses it.
     [[nodiscard]] std::optional<nanoseconds> interval(MotionService service) const TAMSEL_REQUIRES(guard_);
+    /// An absent reading only ends the earlier one.
+    template <typename Sample>
+    void set(Newest<Sample>& newest, nanoseconds time, std::optional<MotionReading<Sample>> reading)
+        TAMSEL_REQUIRES(guard_)
+    {
+        newest.time = reading ? time : newest.time;
+        newest.reading = std::move(reading);
+    }
     template <typename Sample>
     [[nodiscard]] std::optional<MotionReading<Sample>> current(
         const Newest<Sample>& newest, MotionService service, nanoseconds time) const TAMSEL_REQUIRES(guard_);
@@ -181,6 +188,7 @@ private:
     void addProblems(std::vector<std::string> problems) TAMSEL_REQUIRES(guard_);
 
     const std::string root_;
+    IioPollers pollers_; ///< for the thread only
     mutable Mutex guard_;
     Condition changed_;
     std::shared_ptr<const IioSensors> sensors_ TAMSEL_GUARDED_BY(guard_) = std::make_shared<IioSensors>();
@@ -273,6 +281,7 @@ void IioMotion::Reader::run()
     std::shared_ptr<const IioSensors> configured;
     nanoseconds configuredPeriod{};
     bool readsMotion = false;
+    nanoseconds rateTime{}; ///< of the newest rate, at first of the configuration
     nanoseconds due = monotonicNow();
 
     MutexLock lock(guard_);
@@ -302,25 +311,30 @@ void IioMotion::Reader::run()
             configuredPeriod = period;
             readsMotion = motionInterval.has_value();
             reading.reset(); // closes buffers before they are opened again
-            reading.emplace(root_, channelsOf(*sensors, readsMotion), period);
+            reading.emplace(root_, pollers_, channelsOf(*sensors, readsMotion), period);
+            rateTime = monotonicNow();
         }
         std::vector<std::string> problems;
-        reading->update(monotonicNow(), problems);
-        const auto rate = read(*reading, sensors->gyroscope, "the gyroscope");
-        Read<platform::CMAttitude> attitude;
-        if (readsMotion)
-            attitude = readAttitude(*reading, *sensors, rate, tilt);
         const nanoseconds now = monotonicNow();
+        reading->update(now, problems);
+        const auto rate = read(*reading, sensors->gyroscope, "the gyroscope");
+        if (rate && *rate)
+            rateTime = now;
+        Read<platform::CMAttitude> attitude;
+        if (readsMotion) {
+            // A gyroscope that fails must not take the pitch along.
+            const bool usesRate = sensors->gyroscope && sensors->turnTogether && now - rateTime < rateLimit;
+            attitude = readAttitude(*reading, *sensors, usesRate, rate, tilt);
+        }
         const double time = std::chrono::duration<double>(now).count();
         lock.lock();
         addProblems(std::move(problems));
         if (changes_ == change) { // else it may be older than a use, or of another sensor
-            if (rate)
-                gyro_ = {.time = now, .reading = gyroReading(*rate, time)};
-            if (attitude)
-                deviceMotion_ = {.time = now, .reading = deviceMotionReading(*attitude, rate, time)};
+            set(gyro_, now, rate ? std::optional(gyroReading(*rate, time)) : std::nullopt);
+            set(deviceMotion_, now,
+                attitude ? std::optional(deviceMotionReading(*attitude, rate, time)) : std::nullopt);
         }
-        due = std::max(due + std::min(period, reading->longestPause().value_or(period)), monotonicNow());
+        due = std::max(due + std::min(period, IioReading::longestPause), monotonicNow());
         while (changes_ == change && changed_.waitUntil(lock, std::chrono::steady_clock::time_point(due))) { }
     }
     isRunning_ = false;

@@ -14,9 +14,9 @@
 
 namespace tamsel::host {
 
-/// The motion sensors of this machine. A thread of its own reads them while a stream uses them. It ends after the reading
-/// during which the last use ends, and restores the attributes of buffers first. The destructor waits for that a second
-/// at most, since a reading may take long.
+/// The motion sensors of this machine. A thread of its own reads them while a stream uses them, and at the end restores
+/// the attributes of buffers, for which the destructor waits a second at most. A device that is polled has another thread,
+/// because a reading may take long; that one is not waited for.
 class IioMotion final : public engine::MotionDriver {
 public:
     /// `report` receives a line for each sensor or buffer that is unusable, on any thread. `root` is a prefix of /sys and

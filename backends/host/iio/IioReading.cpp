@@ -23,8 +23,10 @@ std::string polled(const std::string& device, const std::string& reason)
 
 } // namespace
 
-IioReading::IioReading(
-    const std::string& root, const std::vector<const IioChannels*>& sensors, nanoseconds interval)
+IioReading::IioReading(const std::string& root, IioPollers& pollers,
+    const std::vector<const IioChannels*>& sensors, nanoseconds interval)
+    : pollers_(pollers),
+      interval_(interval)
 {
     for (const IioChannels* sensor : sensors) {
         const std::string name = std::filesystem::path(sensor->folder).parent_path().filename();
@@ -47,14 +49,29 @@ IioReading::IioReading(
             device.buffer = std::move(*buffer);
         else
             problems_.push_back(polled(device.name, buffer.error().localizedDescription));
+        if (!device.buffer)
+            poll(device);
     }
 }
 
-std::optional<nanoseconds> IioReading::longestPause() const
+IioReading::~IioReading()
 {
-    const bool hasBuffer
-        = std::ranges::any_of(devices_, [](const Device& device) { return device.buffer != nullptr; });
-    return hasBuffer ? std::optional<nanoseconds>(50ms) : std::nullopt;
+    for (const Device& device : devices_) {
+        if (device.poller)
+            device.poller->stop();
+    }
+}
+
+void IioReading::poll(Device& device)
+{
+    std::vector<IioChannels> sensors;
+    for (const IioChannels* sensor : device.sensors)
+        sensors.push_back(*sensor);
+    auto& poller = pollers_[device.name];
+    if (!poller)
+        poller = std::make_shared<IioPoller>();
+    poller->start(std::move(sensors), interval_);
+    device.poller = poller;
 }
 
 void IioReading::update(nanoseconds time, std::vector<std::string>& problems)
@@ -73,6 +90,7 @@ void IioReading::update(nanoseconds time, std::vector<std::string>& problems)
             problems.push_back(
                 polled(device.name, values ? "its buffer is empty" : values.error().localizedDescription));
             device.buffer = nullptr;
+            poll(device);
         }
     }
 }
@@ -80,21 +98,23 @@ void IioReading::update(nanoseconds time, std::vector<std::string>& problems)
 IioReading::Values IioReading::read(const IioChannels& sensor) const
 {
     for (const Device& device : devices_) {
-        std::size_t first = 0;
-        for (const IioChannels* each : device.sensors) {
-            if (each != &sensor) {
-                first += each->valueCount();
-                continue;
-            }
-            if (!device.buffer)
-                break;
-            if (device.newest.empty() || time_ - device.time > device.limit)
+        const auto found = std::ranges::find(device.sensors, &sensor);
+        if (found == device.sensors.end())
+            continue;
+        if (device.poller) {
+            auto newest = device.poller->newest(static_cast<std::size_t>(found - device.sensors.begin()));
+            if (!newest || time_ - newest->time > device.limit)
                 return std::nullopt;
-            const auto begin = device.newest.begin() + static_cast<std::ptrdiff_t>(first);
-            return std::vector<double>(begin, begin + static_cast<std::ptrdiff_t>(sensor.valueCount()));
+            return std::move(newest->values);
         }
+        if (device.newest.empty() || time_ - device.time > device.limit)
+            return std::nullopt;
+        auto begin = device.newest.begin();
+        for (auto before = device.sensors.begin(); before != found; ++before)
+            begin += static_cast<std::ptrdiff_t>((*before)->valueCount());
+        return std::vector<double>(begin, begin + static_cast<std::ptrdiff_t>(sensor.valueCount()));
     }
-    return sensor.poll();
+    return std::nullopt;
 }
 
 } // namespace tamsel::host
