@@ -76,8 +76,8 @@ TEST(IioMotion, ReadsSensorsAlongTheAxesOfTheDevice)
         {"with a sensor of its attitude", {{"in_rot_quaternion_raw", "5000 0 0 8660\n"}}, {0.01, -0.02, 0.35},
             60},
         {"with one that is mounted the other way",
-            {{"in_rot_quaternion_raw", "5000 0 0 8660\n"}, {"in_rot_mount_matrix", "-1,0,0;0,-1,0;0,0,1"}},
-            {0.01, -0.02, 0.35}, -60},
+            {{"in_rot_quaternion_raw", "5000 0 0 8660\n"}, {"in_rot_mount_matrix", "0,1,0;0,0,1;1,0,0"}},
+            {0.01, -0.02, 0.35}, 30},
         {"with one that has none yet", {{"in_rot_quaternion_raw", "0 0 0 0\n"}}, {0.01, -0.02, 0.35}, 90},
     };
     for (const auto& [what, attributes, rate, pitch] : cases) {
@@ -133,6 +133,7 @@ TEST(IioMotion, DoesNotFuseAcrossAHinge)
     for (const bool isInBase : {false, true}) {
         Machine machine;
         machine.plugIn(0, with(upright, {{"label", "accel-display"}, {"in_accel_z_raw", "981"}}));
+        machine.plugIn(2, {{"label", "base"}, {"in_rot_quaternion_raw", "0 0 0 1"}});
         machine.plugIn(1, with(gyroscope, {{"label", isInBase ? "base" : ""}, {"in_anglvel_x_raw", "1000"}}));
         ASSERT_TRUE(machine.motion->hasGyro());
         const auto use = machine.motion->use(MotionService::deviceMotion, 10ms);
@@ -181,6 +182,14 @@ TEST(IioMotion, SaysInOneLineWhatIsWrongWithASensor)
     EXPECT_FALSE(machine.motion->hasGyro());
     EXPECT_FALSE(machine.motion->hasDeviceMotion());
     EXPECT_EQ(machine.lines.size(), 1U) << "it is said once";
+
+    machine.plugIn(1, with(bufferedGyroscope, {{"scan_elements/in_anglvel_x_type", "fast"}}));
+    machine.fill(1, "");
+    EXPECT_TRUE(machine.motion->hasGyro());
+    for (const auto interval : {10ms, 20ms})
+        EXPECT_TRUE(machine.gyro(interval).sample);
+    EXPECT_EQ(count(machine.lines.back(), "in_anglvel_x_type: not a type"), 1U);
+    EXPECT_EQ(machine.lines.size(), 3U) << "that of the first sensor again";
 }
 
 TEST(IioMotion, ReportsASensorThatIsGoneAndFindsItAgain)

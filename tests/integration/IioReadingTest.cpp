@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <numbers>
 
 namespace tamsel::tests {
 
@@ -37,32 +38,37 @@ TEST(IioReading, TakesTheNewestScanOfEachBufferWhileItIsNew)
     SensorFolder machine;
     machine.plugIn(2,
         with(with(gyroscope,
-                 buffered({{"in_anglvel_z", "le:u8/8>>0"}, {"in_anglvel_x", "le:s12/16>>4"},
+                 buffered({{"in_timestamp", "le:s64/64>>0"}, {"in_anglvel_z", "le:u8/8>>0"},
                      {"in_temp", "le:s64/64>>0"}, {"in_anglvel_y", "be:s24/32>>8"},
-                     {"in_timestamp", "le:s64/64>>0"}})),
+                     {"in_anglvel_x", "le:s12/16>>4"}})),
             {{"scan_elements/in_timestamp_en", "1\n"}}));
+    const std::string scan("\0\0\0\0\0\0\0\0\xC8\0\0\0\xFE\x79\x60\xAA\xD5\xFF\0\0\0\0\0\0", 24);
+    machine.fill(2, std::string(24, '\7') + scan);
     machine.plugIn(3,
-        with(buffered({{"in_rot_quaternion", "le:s32/32X4>>0"}}),
+        with(with(upright,
+                 buffered({{"in_rot_quaternion", "le:s32/32X4>>0"}, {"in_accel_x", "le:s8/8>>0"},
+                     {"in_accel_y", "le:s8/8>>0"}, {"in_accel_z", "le:s8/8>>0"}})),
             {{"in_rot_quaternion_raw", "9 9 9 9"}, {"sampling_frequency", "10\n"},
                 {"trigger/current_trigger", "clock\n"}}));
-    machine.fill(2,
-        std::string(16, '\7')
-            + std::string("\xC8\xFF\xD5\xFF\xFE\x79\x60\xAA\x00\x00\x00\x00\x00\x00\x00\x00", 16));
-    machine.fill(3, std::string("\1\0\0\0\xFE\xFF\xFF\xFF\3\0\0\0\0\1\0\0", 16));
+    machine.fill(3, std::string("\1\0\0\0\xFE\xFF\xFF\xFF\3\0\0\0\0\1\0\0abc", 19) + std::string(13, '\0'));
     std::vector<std::string> problems;
     host::IioPollers pollers;
     const IioSensors sensors = IioSensors::discover(machine.scratch.file(""), problems);
-    ASSERT_TRUE(sensors.gyroscope && sensors.attitude);
+    ASSERT_TRUE(sensors.gyroscope && sensors.accelerometer && sensors.attitude);
     const auto& rate = sensors.gyroscope->channels();
+    const auto& acceleration = sensors.accelerometer->channels();
     const auto& attitude = sensors.attitude->channels();
+    EXPECT_NEAR(
+        sensors.attitude->attitude(std::vector<double>{0, 0, 5, 5}).value().yaw, std::numbers::pi / 2, 1e-9);
     {
-        IioReading reading(machine.scratch.file(""), pollers, {&rate, &attitude}, 20ms);
+        IioReading reading(machine.scratch.file(""), pollers, {&rate, &acceleration, &attitude}, 20ms);
         const auto opened = engine::monotonicNow();
         const std::vector<double> turn{1, -2, 3, 256};
         EXPECT_FALSE(reading.read(rate)) << "nothing yet";
         reading.update(opened, problems);
         EXPECT_EQ(reading.read(rate).value(), (std::vector<double>{-3, -100000, 200}));
         EXPECT_EQ(reading.read(attitude).value(), turn);
+        EXPECT_EQ(reading.read(acceleration).value(), (std::vector<double>{'a', 'b', 'c'}));
         reading.update(opened + 39ms, problems);
         EXPECT_TRUE(reading.read(rate)) << "for two intervals";
         reading.update(opened + 41ms, problems);
@@ -76,6 +82,9 @@ TEST(IioReading, TakesTheNewestScanOfEachBufferWhileItIsNew)
         reading.update(opened + 1001ms, problems);
         EXPECT_EQ(polled(reading, rate), (std::vector<double>{10, -20, 350}));
         EXPECT_EQ(problems.size(), 2U) << "one for each";
+        EXPECT_EQ(machine.attribute(2, "buffer/enable"), "0");
+        reading.update(engine::monotonicNow() + 1h, problems);
+        EXPECT_FALSE(reading.read(rate)) << "polled values age, too";
     }
     for (const char* name : {"buffer/enable", "scan_elements/in_anglvel_x_en", "scan_elements/in_temp_en"})
         EXPECT_EQ(machine.attribute(2, name), "0") << name;
@@ -89,7 +98,7 @@ TEST(IioReading, PollsWhereABufferIsUnusable)
     const auto problemsAfter = [](const std::function<void(SensorFolder&)>& spoil) {
         SensorFolder machine;
         machine.plugIn(0, bufferedGyroscope);
-        machine.fill(0, "abc");
+        machine.fill(0, "abcabcabcabc");
         spoil(machine);
         std::vector<std::string> problems;
         host::IioPollers pollers;

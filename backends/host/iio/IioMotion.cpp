@@ -1,10 +1,9 @@
 #include <host/iio/IioMotion.h>
 
-#include <host/iio/IioReading.h>
+#include <host/iio/MotionValues.h>
 
 #include <engine/dispatch/monotonicNow.h>
 #include <engine/dispatch/startThread.h>
-#include <engine/motion/TiltFilter.h>
 
 #include <algorithm>
 #include <list>
@@ -24,84 +23,8 @@ namespace {
 constexpr nanoseconds shortestPeriod = 1ms;
 constexpr nanoseconds fusionPeriod = 20ms; ///< at most: rates are integrated
 constexpr nanoseconds answerLimit = 1s;
-constexpr nanoseconds rateLimit
-    = 500ms; ///< before the pitch does without a gyroscope; less than `answerLimit`
-
-/// Absent when a sensor has nothing new.
-template <typename Value> using Read = std::optional<std::expected<Value, Error>>;
-
-Read<MotionVector> read(const IioReading& reading, const std::optional<IioAxes>& sensor, const char* name)
-{
-    if (!sensor)
-        return std::unexpected(Error{.localizedDescription = std::string(name) + " is gone"});
-    const IioReading::Values raw = reading.read(sensor->channels());
-    if (!raw)
-        return std::nullopt;
-    if (!*raw)
-        return std::unexpected(raw->error());
-    return sensor->measured(**raw);
-}
-
-platform::CMRotationRate rateOf(const MotionVector& vector)
-{
-    return {vector[0], vector[1], vector[2]};
-}
-
-GyroReading gyroReading(const std::expected<MotionVector, Error>& rate, double time)
-{
-    if (!rate)
-        return {.error = rate.error()};
-    return {.sample = platform::CMGyroData{.rotationRate = rateOf(*rate), .timestamp = time}};
-}
-
-/// Of the sensor that measures it, else of gravity and, if it is used, the rotation rate.
-Read<platform::CMAttitude> readAttitude(const IioReading& reading, const IioSensors& sensors, bool usesRate,
-    const Read<MotionVector>& rate, TiltFilter& tilt)
-{
-    if (sensors.attitude) {
-        const IioReading::Values raw = reading.read(sensors.attitude->channels());
-        if (!raw)
-            return std::nullopt;
-        const auto attitude = *raw ? sensors.attitude->attitude(**raw) : std::nullopt;
-        if (attitude)
-            return *attitude;
-        if (!sensors.accelerometer)
-            return std::unexpected(
-                *raw ? Error{.localizedDescription = "the sensor has no attitude yet"} : raw->error());
-    }
-    const auto acceleration = read(reading, sensors.accelerometer, "the accelerometer");
-    if (acceleration && !*acceleration)
-        return std::unexpected(acceleration->error());
-    if (!acceleration || (usesRate && (!rate || !*rate)))
-        return std::nullopt;
-    const double time = std::chrono::duration<double>(monotonicNow()).count();
-    tilt.add(time, **acceleration, usesRate ? std::optional(**rate) : std::nullopt);
-    if (const auto attitude = tilt.attitude())
-        return *attitude;
-    return std::unexpected(Error{.localizedDescription = "the accelerometer shows no gravity"});
-}
-
-std::vector<const IioChannels*> channelsOf(const IioSensors& sensors, bool readsMotion)
-{
-    std::vector<const IioChannels*> channels;
-    if (sensors.gyroscope)
-        channels.push_back(&sensors.gyroscope->channels());
-    if (readsMotion && sensors.accelerometer)
-        channels.push_back(&sensors.accelerometer->channels());
-    if (readsMotion && sensors.attitude)
-        channels.push_back(&sensors.attitude->channels());
-    return channels;
-}
-
-DeviceMotionReading deviceMotionReading(
-    const std::expected<platform::CMAttitude, Error>& attitude, const Read<MotionVector>& rate, double time)
-{
-    if (!attitude)
-        return {.error = attitude.error()};
-    const MotionVector turning = rate ? rate->value_or(MotionVector{}) : MotionVector{};
-    return {.sample = platform::CMDeviceMotion{
-                .attitude = *attitude, .rotationRate = rateOf(turning), .timestamp = time}};
-}
+/// After so long the pitch does without the gyroscope. Less than `answerLimit`.
+constexpr nanoseconds rateLimit = 500ms;
 
 } // namespace
 
@@ -307,20 +230,19 @@ void IioMotion::Reader::run()
             || readsMotion != motionInterval.has_value()) {
             if (configured != sensors)
                 tilt = {};
-            configured = sensors;
-            configuredPeriod = period;
             readsMotion = motionInterval.has_value();
-            reading.reset(); // closes buffers before they are opened again
             reading.emplace(root_, pollers_, channelsOf(*sensors, readsMotion), period);
+            configured = sensors; // the earlier reading referred to the earlier ones
+            configuredPeriod = period;
             rateTime = monotonicNow();
         }
         std::vector<std::string> problems;
         const nanoseconds now = monotonicNow();
         reading->update(now, problems);
-        const auto rate = read(*reading, sensors->gyroscope, "the gyroscope");
+        const auto rate = readRate(*reading, *sensors);
         if (rate && *rate)
             rateTime = now;
-        Read<platform::CMAttitude> attitude;
+        MotionValue<platform::CMAttitude> attitude;
         if (readsMotion) {
             // A gyroscope that fails must not take the pitch along.
             const bool usesRate = sensors->gyroscope && sensors->turnTogether && now - rateTime < rateLimit;
