@@ -120,11 +120,15 @@ TEST(IioMotion, TakesTheSensorsOfTheScreenAndTheNextFasterFrequency)
     for (const auto& [available, interval, chosen] :
         std::vector<std::tuple<const char*, std::chrono::nanoseconds, const char*>>{
             {"200 12.5 25 100\n", 50ms, "25"}, {"200 12.5 25 100\n", 100ms, "12.5"}, {"10 20", 1ms, "20"},
-            {"[10 5 200]", 30ms, "35"}, {"fast nan", 30ms, "unchanged"}}) {
-        writeFile(machine.folder(2) + "sampling_frequency_available", available);
+            {"[10 5 200]", 30ms, "35"}, {"fast nan", 30ms, "unchanged"}, {nullptr, 30ms, "34"}}) {
+        const std::string list = machine.folder(2) + "sampling_frequency_available";
+        if (available)
+            writeFile(list, available);
+        else
+            std::filesystem::remove(list);
         writeFile(machine.folder(2) + "sampling_frequency", "unchanged");
         EXPECT_TRUE(machine.gyro(interval).sample);
-        EXPECT_EQ(readFile(machine.folder(2) + "sampling_frequency"), chosen) << available;
+        EXPECT_EQ(readFile(machine.folder(2) + "sampling_frequency"), chosen) << interval.count();
     }
 }
 
@@ -215,7 +219,8 @@ TEST(IioMotion, ReportsASensorThatIsGoneAndFindsItAgain)
 TEST(IioMotion, RestoresBuffersWhenItEndsAndAfterAReplacement)
 {
     Machine machine;
-    const Attributes slow = with(bufferedGyroscope, {{"sampling_frequency", "1"}});
+    const Attributes slow
+        = with(bufferedGyroscope, {{"sampling_frequency", "1"}, {"sampling_frequency_available", "1"}});
     machine.plugIn(0, slow);
     machine.fill(0, "abc");
     const auto becomes = [&](double z) {

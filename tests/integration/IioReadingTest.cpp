@@ -49,7 +49,7 @@ TEST(IioReading, TakesTheNewestScanOfEachBufferWhileItIsNew)
                  buffered({{"in_rot_quaternion", "le:s32/32X4>>0"}, {"in_accel_x", "le:s8/8>>0"},
                      {"in_accel_y", "le:s8/8>>0"}, {"in_accel_z", "le:s8/8>>0"}})),
             {{"in_rot_quaternion_raw", "9 9 9 9"}, {"sampling_frequency", "10\n"},
-                {"trigger/current_trigger", "clock\n"}}));
+                {"sampling_frequency_available", "5 10\n"}, {"trigger/current_trigger", "clock\n"}}));
     machine.fill(3, std::string("\1\0\0\0\xFE\xFF\xFF\xFF\3\0\0\0\0\1\0\0abc", 19) + std::string(13, '\0'));
     std::vector<std::string> problems;
     host::IioPollers pollers;

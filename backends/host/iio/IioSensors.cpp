@@ -77,6 +77,8 @@ nanoseconds IioChannels::setInterval(nanoseconds interval) const
     std::vector<double> choices = numbersOf(text).value_or(std::vector<double>{});
     std::erase_if(choices, [](double choice) { return !(choice > 0 && choice <= highestFrequency); });
     const double wanted = 1 / std::chrono::duration<double>(interval).count();
+    if (!exists(available)) // as behind HID hubs
+        choices = {std::ceil(wanted)};
     if (text.starts_with('[') && choices.size() == 3) { // least, step, most
         const double steps = std::ceil((wanted - choices[0]) / choices[1]);
         choices = {std::clamp(choices[0] + steps * choices[1], choices[0], std::max(choices[0], choices[2]))};

@@ -29,8 +29,9 @@ struct IioChannels {
     [[nodiscard]] std::size_t valueCount() const { return names.size() * valuesEach; }
     /// The raw values of all channels. Takes as long as the sensor does.
     [[nodiscard]] std::expected<std::vector<double>, platform::Error> poll() const;
-    /// Chooses the lowest sampling frequency at which each interval has a new sample, or else the highest; where that is
-    /// not allowed it stays as it is. Returns the interval that results, 0 where it is unknown.
+    /// Chooses the lowest sampling frequency at which each interval has a new sample, or else the highest; any whole
+    /// number where there is no list. Where that is not allowed it stays as it is. Returns the interval that results, 0
+    /// where it is unknown.
     std::chrono::nanoseconds setInterval(std::chrono::nanoseconds interval) const;
 };
 
