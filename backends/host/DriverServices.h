@@ -10,6 +10,8 @@
 #include <tamsel/platform/Dispatch.h>
 
 #include <chrono>
+#include <functional>
+#include <string_view>
 
 namespace tamsel::host {
 
@@ -23,6 +25,8 @@ struct DriverServices {
     const V4L2Calls& systemCalls;
     /// The timeout for opening an input that is not a file.
     std::chrono::nanoseconds openingLimit = std::chrono::seconds(15);
+    /// Receives a line about a part of a device that is unusable, on any thread, while the device is locked.
+    std::function<void(std::string_view)> report = [](std::string_view) { };
 };
 
 /// The part of a description that does not depend on the kind of input.

@@ -73,8 +73,12 @@ struct Host::Parts {
         const auto add = [&](const std::optional<HostInput>& input, AVCaptureDevicePosition position) {
             if (!input)
                 return;
-            auto camera
-                = makeHostCamera(*input, position, {dispatch, dispatch, readers, configuration.systemCalls});
+            DriverServices services{dispatch, dispatch, readers, configuration.systemCalls};
+            // Later, because the driver's device is locked now.
+            services.report = [this](std::string_view line) {
+                dispatch.globalQueue()->async([this, text = std::string(line)] { lines.writeLine(text); });
+            };
+            auto camera = makeHostCamera(*input, position, services);
             if (camera)
                 made.push_back(std::move(*camera));
             else

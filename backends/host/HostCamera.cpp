@@ -51,7 +51,8 @@ std::expected<HostCamera, platform::Error> makeHostCamera(
     if (input.input == automaticNode || isVideoNode(input.input)) {
         const auto camera = std::make_shared<V4L2Camera>(input.input, describeInput(input, position),
             services.events, services.systemCalls,
-            position == platform::AVCaptureDevicePosition::back ? LedTorch::find() : std::nullopt);
+            position == platform::AVCaptureDevicePosition::back ? LedTorch::find() : std::nullopt,
+            services.report);
         return HostCamera{
             .driver = camera, .access = [camera] { return camera->access(); }, .folder = "/dev"};
     }

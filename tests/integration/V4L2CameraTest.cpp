@@ -1,4 +1,5 @@
 #include "support/FakeV4L2.h"
+#include "support/HostScreen.h"
 #include "support/PatchPicture.h"
 #include "support/V4L2Bench.h"
 
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <filesystem>
@@ -40,10 +42,13 @@ protected:
         EXPECT_EQ(fake_.mappings(), 0u);
     }
 
-    std::unique_ptr<host::V4L2Camera> makeCamera(engine::EventSources& sources)
+    std::unique_ptr<host::V4L2Camera> makeCamera(
+        engine::EventSources& sources, std::optional<host::LedTorch> torch = std::nullopt)
     {
-        return std::make_unique<host::V4L2Camera>(
-            fake_.path, engine::CameraDescription{}, sources, fake_.calls());
+        engine::CameraDescription description;
+        description.maxZoomFactor = 8;
+        return std::make_unique<host::V4L2Camera>(fake_.path, std::move(description), sources, fake_.calls(),
+            std::move(torch), [this](std::string_view line) { lines_.emplace_back(line); });
     }
 
     void start(AVCaptureSessionPreset preset = AVCaptureSessionPreset::high)
@@ -65,8 +70,26 @@ protected:
     FakeV4L2 fake_;
     HandFiredSources sources_;
     std::shared_ptr<RecordingSink> sink_ = std::make_shared<RecordingSink>();
+    Journal lines_;
     std::unique_ptr<host::V4L2Camera> camera_;
 };
+
+using Settings = std::vector<std::pair<std::uint32_t, std::int32_t>>;
+constexpr std::uint32_t zoomId = V4L2_CID_ZOOM_ABSOLUTE;
+constexpr std::uint32_t torchId = V4L2_CID_FLASH_LED_MODE;
+
+v4l2_queryctrl control(
+    std::uint32_t id, std::uint32_t type, int minimum, int maximum, int step = 1, std::uint32_t flags = 0)
+{
+    return {id, type, {}, minimum, maximum, step, minimum, flags, {}};
+}
+
+v4l2_queryctrl zoom(int minimum, int maximum, int step, std::uint32_t flags = 0)
+{
+    return control(zoomId, V4L2_CTRL_TYPE_INTEGER, minimum, maximum, step, flags);
+}
+
+const v4l2_queryctrl autofocus = control(V4L2_CID_FOCUS_AUTO, V4L2_CTRL_TYPE_BOOLEAN, 0, 1);
 
 } // namespace
 
@@ -77,9 +100,9 @@ TEST_F(V4L2CameraTest, ANodeThatIsNoFreeCameraIsRefusedWithOneLine)
         const auto opened = camera_->open();
         return opened ? std::string("opened") : opened.error().localizedDescription;
     };
-    fake_.isHeldElsewhere = true;
+    fake_.failures = {{VIDIOC_REQBUFS, EBUSY}};
     EXPECT_EQ(refusal(), "/dev/video7: cannot be taken: Device or resource busy");
-    fake_.isHeldElsewhere = false;
+    fake_.failures.clear();
     fake_.capabilities = V4L2_CAP_META_CAPTURE | V4L2_CAP_STREAMING; // though another node of it captures
     EXPECT_EQ(refusal(), "/dev/video7: captures no video: Operation not supported");
     fake_.capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_READWRITE;
@@ -131,8 +154,7 @@ TEST_F(V4L2CameraTest, ItsTorchIsAWritableLightThatGoesOutWithIt)
     EXPECT_FALSE(find()) << "none can be switched";
     EXPECT_FALSE(host::LedTorch::find(lights.file("nothing")));
     add("white:flash", "31\n");
-    camera_ = std::make_unique<host::V4L2Camera>(
-        fake_.path, engine::CameraDescription{}, sources_, fake_.calls(), find());
+    camera_ = makeCamera(sources_, find());
     EXPECT_TRUE(camera_->description().hasTorch);
     const auto brightness = [&] { return readFile(lights.file("white:flash/brightness")); };
     start();
@@ -144,6 +166,141 @@ TEST_F(V4L2CameraTest, ItsTorchIsAWritableLightThatGoesOutWithIt)
     }
     camera_->stop();
     EXPECT_EQ(brightness(), "0\n");
+
+    // The device's own comes first, until it fails.
+    constexpr std::uint32_t intensity = V4L2_CID_FLASH_TORCH_INTENSITY;
+    fake_.controls
+        = {control(torchId, V4L2_CTRL_TYPE_MENU, V4L2_FLASH_LED_MODE_NONE, V4L2_FLASH_LED_MODE_TORCH),
+            control(intensity, V4L2_CTRL_TYPE_INTEGER, 5, 95, 10)};
+    camera_ = makeCamera(sources_, find());
+    start();
+    camera_->setTorchMode(on);
+    EXPECT_EQ(fake_.takeSettings(), (Settings{{intensity, 95}, {torchId, V4L2_FLASH_LED_MODE_TORCH}}));
+    camera_->close();
+    EXPECT_EQ(fake_.takeSettings(), (Settings{{torchId, V4L2_FLASH_LED_MODE_NONE}}));
+    EXPECT_EQ(brightness(), "0\n");
+    start();
+    fake_.failures = {{VIDIOC_S_CTRL, EIO}};
+    camera_->setTorchMode(on);
+    EXPECT_EQ(lines_,
+        (Journal{"/dev/video7: does not set its torch's intensity: Input/output error",
+            "/dev/video7: does not set its torch: Input/output error"}));
+    camera_->setTorchMode(off);
+    camera_->setTorchMode(on);
+    EXPECT_EQ(brightness(), "31\n");
+    fake_.failures.clear();
+    for (const bool hasTorch : {true, false}) { // among the modes of the flash
+        camera_ = makeCamera(sources_);
+        start();
+        EXPECT_EQ(camera_->description().hasTorch, hasTorch);
+        fake_.controls.front().maximum = V4L2_FLASH_LED_MODE_FLASH;
+    }
+}
+
+TEST_F(V4L2CameraTest, ItsLensZoomsInItsStepsAndTheRestIsDigital)
+{
+    fake_.controls = {zoom(100, 350, 100), autofocus};
+    camera_ = makeCamera(sources_);
+    camera_->setZoomFactor(2);
+    EXPECT_EQ(camera_->description().maxZoomFactor, 8) << "what is known before it is opened";
+    ASSERT_TRUE(camera_->open());
+    EXPECT_EQ(fake_.takeSettings(), Settings{}) << "it does not run yet";
+    start();
+    EXPECT_EQ(fake_.takeSettings(), (Settings{{V4L2_CID_FOCUS_AUTO, 1}, {zoomId, 200}}));
+    EXPECT_EQ(camera_->description().maxZoomFactor, 24);
+
+    auto slope = frame(); // of luminance, as wide as the picture
+    std::ranges::fill(slope.bytes, std::uint8_t{128});
+    for (std::size_t at = 0; at < slope.bytes.size(); at += 2)
+        slope.bytes[at] = static_cast<std::uint8_t>(16 + at % fake_.format().bytesperline / 2 * 3);
+    struct Zoom {
+        double factor;
+        int lens;
+        std::optional<platform::CGRect> visible;
+        int firstColumn; ///< of the lens's picture
+    };
+    for (const auto& [factor, lens, visible, firstColumn] :
+        {Zoom{1, 100, std::nullopt, 0}, {2, 200, {{{16, 12}, {32, 24}}}, 0},
+            {2.5, 200, {{{19, 14}, {26, 19}}}, 6}, {3.5, 300, {{{68 / 3., 50 / 3.}, {18, 14}}}, 4},
+            {24, 300, {{{92 / 3., 68 / 3.}, {8 / 3., 2}}}, 28}, {0.5, 100, std::nullopt, 0}}) {
+        camera_->setZoomFactor(factor);
+        EXPECT_EQ(fake_.takeSettings(), (Settings{{zoomId, lens}}));
+        fake_.push(slope);
+        sources_.run();
+        EXPECT_EQ(sink_->visiblePart, visible) << factor;
+        EXPECT_NEAR(
+            std::to_integer<int>(*sink_->buffers.back()->pixel(0, 0)), firstColumn * 3 * 255 / 219, 4);
+    }
+    EXPECT_EQ(lines_, Journal{});
+}
+
+TEST_F(V4L2CameraTest, ASessionZoomsWithTheLensForASmallObject)
+{
+    fake_.controls = {zoom(100, 350, 100), control(V4L2_CID_FOCUS_AUTO, V4L2_CTRL_TYPE_BUTTON, 0, 0)};
+    std::atomic<int> lines = 0;
+    HostScreen screen({.backCamera = host::HostInput{.input = fake_.path, .minimumFocusDistance = 200},
+                          .systemCalls = fake_.calls()},
+        [&](std::string_view line) { lines += line.contains("for its autofocus"); });
+    ASSERT_TRUE(screen.manager->startSession(
+        SourceType::cameraBack(false), screen.client, {{"minimumFocusObjectSize", 173.2}}, nullptr));
+    ASSERT_TRUE(screen.runUntil([&] { return fake_.push(frame()) || screen.hasFailed(); }));
+    EXPECT_EQ(fake_.takeSettings(), (Settings{{zoomId, 200}}));
+    EXPECT_TRUE(screen.runUntil([&] { return screen.client->count > 0 || screen.hasFailed(); }));
+    EXPECT_EQ(screen.client->errors(), Journal{});
+    EXPECT_TRUE(screen.runUntil([&] { return lines == 1; }));
+}
+
+TEST_F(V4L2CameraTest, AControlThatIsOffIsAbsentAndABrokenOneIsReportedToo)
+{
+    const Journal senseless{"/dev/video7: has no sensible range for its zoom: Numerical result out of range"};
+    for (const auto& [made, expected] : {std::pair(zoom(100, 300, 1, V4L2_CTRL_FLAG_DISABLED), Journal{}),
+             {zoom(100, 300, 1, V4L2_CTRL_FLAG_INACTIVE), {}},
+             {zoom(100, 300, 1, V4L2_CTRL_FLAG_READ_ONLY), {}}, {zoom(100, 99, 1), senseless},
+             {zoom(100, 300, 0), senseless}, {zoom(100, 300, -1), senseless}, {zoom(0, 300, 1), senseless},
+             {zoom(100, INT32_MAX, 1), senseless},
+             {control(zoomId, V4L2_CTRL_TYPE_BUTTON, 100, 300), senseless}}) {
+        fake_.controls = {made};
+        camera_ = makeCamera(sources_);
+        start();
+        EXPECT_EQ(camera_->description().maxZoomFactor, 8);
+        EXPECT_EQ(std::exchange(lines_, {}), expected);
+        EXPECT_EQ(fake_.takeSettings(), Settings{});
+    }
+
+    fake_.controls = {zoom(100, 350, 100), autofocus};
+    fake_.failures = {{VIDIOC_QUERYCTRL, EIO}};
+    camera_ = makeCamera(sources_);
+    start();
+    EXPECT_EQ(std::exchange(lines_, {}).front(), "/dev/video7: does not report its zoom: Input/output error");
+    fake_.failures = {{VIDIOC_S_CTRL, EBUSY}};
+    camera_ = makeCamera(sources_);
+    start();
+    const Journal unset{"/dev/video7: does not set its autofocus: Device or resource busy",
+        "/dev/video7: does not set its zoom: Device or resource busy"};
+    EXPECT_EQ(lines_, unset);
+    EXPECT_EQ(camera_->description().maxZoomFactor, 8);
+    fake_.push(frame());
+    sources_.run();
+    EXPECT_FALSE(sink_->visiblePart);
+    camera_->setZoomFactor(2);
+    camera_->stop();
+    start();
+    fake_.push(frame());
+    sources_.run();
+    EXPECT_EQ(sink_->visiblePart, (platform::CGRect{{16, 12}, {32, 24}})) << "digital alone";
+    EXPECT_EQ(lines_, unset) << "once";
+
+    fake_.failures.clear(); // a device that comes back is asked again, one that is gone is not blamed
+    fake_.unplug();
+    camera_->setZoomFactor(3);
+    sources_.run();
+    fake_.plugIn();
+    camera_->stop();
+    start();
+    EXPECT_EQ(fake_.takeSettings(), (Settings{{V4L2_CID_FOCUS_AUTO, 1}, {zoomId, 300}}));
+    fake_.unplug();
+    camera_->setZoomFactor(2);
+    EXPECT_EQ(lines_, unset);
 }
 
 TEST_F(V4L2CameraTest, AnOpenCameraHoldsTheDeviceUntilItIsClosed)
@@ -156,6 +313,7 @@ TEST_F(V4L2CameraTest, AnOpenCameraHoldsTheDeviceUntilItIsClosed)
     camera_->stop();
     EXPECT_EQ(other->open().error().code, EBUSY) << "stopped";
     camera_->close();
+    EXPECT_EQ(camera_->start(AVCaptureSessionPreset::high, sink_).error().code, EBADF);
     EXPECT_TRUE(other->open());
 }
 
@@ -308,9 +466,10 @@ TEST_F(V4L2CameraTest, AnUnpluggedDeviceIsLostOnceAndTriedAnewByTheNextStart)
     fake_.plugIn();
     start();
     camera_->stop();
-    for (const unsigned long request : {VIDIOC_DQBUF, VIDIOC_QBUF}) {
+    for (const auto& [request, number] :
+        {std::pair(VIDIOC_DQBUF, EIO), {VIDIOC_QBUF, EIO}, {VIDIOC_QBUF, EAGAIN}}) {
         start();
-        fake_.failures = {{request, EIO}};
+        fake_.failures = {{request, number}};
         fake_.push(frame());
         EXPECT_EQ(sources_.run(), 1);
         EXPECT_EQ(sink_->take(), Journal{"lose " + std::to_string(EIO)});

@@ -64,6 +64,8 @@ TEST(Zoom, ShowsTheSamePartOfEveryFormat)
             const auto h = static_cast<std::size_t>(height);
             host::DigitalZoom zoom;
             EXPECT_FALSE(zoom.partOf(w, h));
+            zoom.set(1 + 1e-4);
+            EXPECT_FALSE(zoom.partOf(w, h)) << "not by a pixel";
             zoom.set(factor);
             const auto part = zoom.partOf(w, h);
             ASSERT_TRUE(part);

@@ -149,6 +149,7 @@ void FakeV4L2::releaseUnused(int descriptor)
 int FakeV4L2::ioctl(int descriptor, unsigned long request, void* argument)
 {
     const std::lock_guard lock(guard_);
+    ++counts_[request];
     if (!holds(descriptors_, descriptor))
         return mistake("uses what is not open");
     if (const auto failure = failures.find(request); failure != failures.end())
@@ -181,6 +182,10 @@ int FakeV4L2::answer(int descriptor, unsigned long request, void* argument)
     case VIDIOC_S_PARM:
         interval_ = static_cast<v4l2_streamparm*>(argument)->parm.capture.timeperframe;
         return 0;
+    case VIDIOC_QUERYCTRL:
+    case VIDIOC_QUERYMENU:
+    case VIDIOC_S_CTRL:
+        return useControl(request, argument);
     case VIDIOC_REQBUFS:
         return requestBuffers(descriptor, *static_cast<v4l2_requestbuffers*>(argument));
     case VIDIOC_QUERYBUF: {
@@ -206,53 +211,78 @@ int FakeV4L2::answer(int descriptor, unsigned long request, void* argument)
 
 int FakeV4L2::enumerate(unsigned long request, void* argument)
 {
+    // First in all arguments is the index, and then, in two, the pixel format.
+    const auto* fields = static_cast<const std::uint32_t*>(argument);
+    const std::size_t index = request == endlessList ? 0 : fields[0];
     if (request == VIDIOC_ENUM_FMT) {
-        auto& entry = *static_cast<v4l2_fmtdesc*>(argument);
-        if (entry.index >= formats.size())
+        if (index >= formats.size())
             return fail(EINVAL);
-        entry.pixelformat = formats[entry.index].code;
+        static_cast<v4l2_fmtdesc*>(argument)->pixelformat = formats[index].code;
         return 0;
     }
-    auto& sizeEntry = *static_cast<v4l2_frmsizeenum*>(argument);
-    auto& rateEntry = *static_cast<v4l2_frmivalenum*>(argument);
-    const std::uint32_t code
-        = request == VIDIOC_ENUM_FRAMESIZES ? sizeEntry.pixel_format : rateEntry.pixel_format;
-    const auto format = std::ranges::find(formats, code, &Format::code);
+    const auto format = std::ranges::find(formats, fields[1], &Format::code);
     if (format == formats.end())
         return fail(EINVAL);
     if (request == VIDIOC_ENUM_FRAMESIZES) {
-        if (format->range && sizeEntry.index == 0) {
-            sizeEntry.type = V4L2_FRMSIZE_TYPE_STEPWISE;
-            sizeEntry.stepwise = *format->range;
+        auto& entry = *static_cast<v4l2_frmsizeenum*>(argument);
+        if (format->range && index == 0) {
+            entry.type = V4L2_FRMSIZE_TYPE_STEPWISE;
+            entry.stepwise = *format->range;
             return 0;
         }
-        if (sizeEntry.index >= format->sizes.size())
+        if (index >= format->sizes.size())
             return fail(EINVAL);
-        sizeEntry.type = V4L2_FRMSIZE_TYPE_DISCRETE;
-        sizeEntry.discrete = {format->sizes[sizeEntry.index].width, format->sizes[sizeEntry.index].height};
+        entry.type = V4L2_FRMSIZE_TYPE_DISCRETE;
+        entry.discrete = {format->sizes[index].width, format->sizes[index].height};
         return 0;
     }
     // The intervals of a range belong to sizes that are not larger.
+    auto& entry = *static_cast<v4l2_frmivalenum*>(argument);
     const auto size = std::ranges::find_if(format->sizes, [&](const Size& one) {
-        return format->range ? rateEntry.width <= one.width
-                             : rateEntry.width == one.width && rateEntry.height == one.height;
+        return format->range ? entry.width <= one.width
+                             : entry.width == one.width && entry.height == one.height;
     });
-    if (size == format->sizes.end() || rateEntry.index >= size->intervals.size())
+    if (size == format->sizes.end() || index >= size->intervals.size())
         return fail(EINVAL);
     if (format->range) {
-        rateEntry.type = V4L2_FRMIVAL_TYPE_CONTINUOUS;
-        rateEntry.stepwise = {size->intervals.front(), size->intervals.back(), {1, 1}};
+        entry.type = V4L2_FRMIVAL_TYPE_CONTINUOUS;
+        entry.stepwise = {size->intervals.front(), size->intervals.back(), {1, 1}};
         return 0;
     }
-    rateEntry.type = V4L2_FRMIVAL_TYPE_DISCRETE;
-    rateEntry.discrete = size->intervals[rateEntry.index];
+    entry.type = V4L2_FRMIVAL_TYPE_DISCRETE;
+    entry.discrete = size->intervals[index];
+    return 0;
+}
+
+int FakeV4L2::useControl(unsigned long request, void* argument)
+{
+    // The identifier comes first in all three arguments.
+    const auto control
+        = std::ranges::find(controls, *static_cast<std::uint32_t*>(argument), &v4l2_queryctrl::id);
+    if (control == controls.end())
+        return fail(EINVAL);
+    if (request == VIDIOC_QUERYCTRL) {
+        *static_cast<v4l2_queryctrl*>(argument) = *control;
+        return 0;
+    }
+    if (request == VIDIOC_QUERYMENU)
+        return std::cmp_less_equal(static_cast<v4l2_querymenu*>(argument)->index, control->maximum)
+            ? 0
+            : fail(EINVAL);
+    const std::int32_t value = static_cast<v4l2_control*>(argument)->value;
+    if (value < control->minimum || value > control->maximum
+        || (value - control->minimum) % control->step != 0)
+        return mistake("sets a control to a value that it does not have");
+    settings_.emplace_back(control->id, value);
     return 0;
 }
 
 int FakeV4L2::setFormat(v4l2_pix_format& pixels)
 {
-    if (isHeldElsewhere || !buffers_.empty())
+    if (!buffers_.empty())
         return fail(EBUSY);
+    if (pixels.pixelformat == refusedCode)
+        return fail(EINVAL);
     pixels.bytesperline = 0;
     if (correct)
         correct(pixels);
@@ -264,7 +294,7 @@ int FakeV4L2::setFormat(v4l2_pix_format& pixels)
 
 int FakeV4L2::requestBuffers(int descriptor, v4l2_requestbuffers& request)
 {
-    if (isHeldElsewhere || (owner_ >= 0 && owner_ != descriptor))
+    if (owner_ >= 0 && owner_ != descriptor)
         return fail(EBUSY);
     if (isStreaming_)
         return mistake("asks for buffers while it streams");

@@ -14,6 +14,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tamsel::tests {
@@ -47,7 +48,9 @@ public:
     std::vector<Format> formats;
     std::function<void(v4l2_pix_format&)> correct; ///< what the driver makes of a format
     std::map<unsigned long, int> failures; ///< by request; 0 stands for mmap
-    bool isHeldElsewhere = false;
+    std::uint32_t refusedCode = 0; ///< of a format that is listed and cannot be set
+    unsigned long endlessList = 0; ///< the request whose first entry comes again and again
+    std::vector<v4l2_queryctrl> controls;
 
     [[nodiscard]] host::V4L2Calls calls();
 
@@ -58,10 +61,17 @@ public:
 
     [[nodiscard]] v4l2_pix_format format() const { return locked(pixels_); }
     [[nodiscard]] std::optional<v4l2_fract> interval() const { return locked(interval_); }
+    /// The values that controls were set to since the last call, by control and in order.
+    [[nodiscard]] std::vector<std::pair<std::uint32_t, std::int32_t>> takeSettings()
+    {
+        const std::lock_guard lock(guard_);
+        return std::exchange(settings_, {});
+    }
     [[nodiscard]] std::size_t queuedBuffers() const
     {
         return static_cast<std::size_t>(std::ranges::count(locked(buffers_), true, &Buffer::isQueued));
     }
+    [[nodiscard]] int count(unsigned long request) const { return locked(counts_)[request]; }
     [[nodiscard]] std::size_t openDescriptors() const { return locked(descriptors_).size(); }
     [[nodiscard]] std::size_t mappings() const { return locked(mappings_).size(); }
     /// Calls that a real kernel would have refused as a mistake.
@@ -88,6 +98,7 @@ private:
     int ioctl(int descriptor, unsigned long request, void* argument);
     int answer(int descriptor, unsigned long request, void* argument);
     int enumerate(unsigned long request, void* argument);
+    int useControl(unsigned long request, void* argument);
     int setFormat(v4l2_pix_format& pixels);
     int requestBuffers(int descriptor, v4l2_requestbuffers& request);
     int dequeue(v4l2_buffer& buffer);
@@ -103,6 +114,8 @@ private:
     std::uint32_t sequence_ = 0;
     v4l2_pix_format pixels_{};
     std::optional<v4l2_fract> interval_;
+    std::map<unsigned long, int> counts_;
+    std::vector<std::pair<std::uint32_t, std::int32_t>> settings_;
     std::vector<Buffer> buffers_;
     std::deque<v4l2_buffer> done_;
     std::vector<int> descriptors_;

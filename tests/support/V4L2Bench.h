@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,11 +31,11 @@ public:
         return std::make_unique<Source>(state_);
     }
 
-    /// Fires as often as a poll set would, at the most `limit` times; tells how often.
-    int run(int limit = 100)
+    /// Fires as often as a poll set would, at the most 100 times; tells how often.
+    int run()
     {
         int fired = 0;
-        for (; fired < limit && isArmed(); ++fired) {
+        for (; fired < 100 && isArmed(); ++fired) {
             pollfd entry{.fd = state_->descriptor, .events = POLLIN, .revents = 0};
             if (poll(&entry, 1, 0) != 1)
                 break;
@@ -90,6 +91,7 @@ public:
         note("frame");
         const std::lock_guard lock(guard_);
         buffers.push_back(std::move(frame.buffer));
+        visiblePart = frame.visiblePart;
         times.emplace_back(frame.mediaTime.value, frame.captureTime.count());
     }
     void drop(platform::DropCause cause) override
@@ -111,6 +113,7 @@ public:
     std::function<void()> onAcquire; ///< once, before a frame is converted
     std::function<void()> onNote;
     std::vector<std::shared_ptr<platform::CVPixelBuffer>> buffers;
+    std::optional<platform::CGRect> visiblePart; ///< of the last frame
     std::vector<std::pair<std::int64_t, std::int64_t>> times; ///< of media and capture, nanoseconds
 
 private:

@@ -47,7 +47,7 @@ struct CapturedFrame {
     std::chrono::nanoseconds captureTime{}; ///< on the platform's monotonic clock
     /// Absent when there is none, or the sink does not want it.
     std::shared_ptr<const NativePicture> nativePicture = nullptr;
-    /// The part of the sensor's picture that fills the buffer, in pixels; absent when it is all of it.
+    /// The part of the picture without zoom that fills the buffer, in pixels; absent when it is all of it.
     std::optional<platform::CGRect> visiblePart = std::nullopt;
 };
 
@@ -102,7 +102,7 @@ public:
     /// Requests the end of the stream and does not wait for it. A later `start` works at once.
     virtual void stop() = 0;
 
-    /// Applies a factor within the description's range.
+    /// Applies a factor within the description's range. May take as long as the device needs, as may the torch.
     virtual void setZoomFactor(double factor) = 0;
     /// For a camera whose description has a torch.
     virtual void setTorchMode(platform::AVCaptureTorchMode /*mode*/) { }

@@ -15,14 +15,16 @@
 namespace tamsel::host {
 
 V4L2Camera::V4L2Camera(std::string path, engine::CameraDescription seed, engine::EventSources& sources,
-    V4L2Calls calls, std::optional<LedTorch> torch)
+    V4L2Calls calls, std::optional<LedTorch> torch, std::function<void(std::string_view)> report)
     : path_(std::move(path)),
       sources_(sources),
       calls_(std::make_shared<const V4L2Calls>(std::move(calls))),
       torch_(std::move(torch)),
+      report_(std::move(report)),
+      maximumDigitalZoom_(seed.maxZoomFactor),
       description_(std::move(seed))
 {
-    description_.hasTorch = torch_.has_value();
+    describeControls();
 }
 
 V4L2Camera::~V4L2Camera()
@@ -71,6 +73,8 @@ std::expected<void, platform::Error> V4L2Camera::takeDevice()
     if (const int count = (*device)->requestBuffers(1); count < 1)
         return std::unexpected((*device)->error("cannot be taken", count < 0 ? -count : ENOMEM));
     device_ = std::move(*device);
+    controls_ = V4L2Controls(*device_, report_);
+    describeControls();
     const MutexLock lock(descriptionGuard_);
     if (description_.name.empty())
         description_.name = device_->card();
@@ -117,6 +121,8 @@ std::expected<void, platform::Error> V4L2Camera::startStream(
     const auto format = setFormat(*device_, preset);
     if (!format)
         return std::unexpected(format.error());
+    controls_.focusAutomatically(*device_);
+    applyZoom();
     auto stream = V4L2Stream::start(device_, *format, sources_, std::move(sink), zoom_);
     if (!stream)
         return std::unexpected(std::move(stream.error()));
@@ -127,11 +133,37 @@ std::expected<void, platform::Error> V4L2Camera::startStream(
     return {};
 }
 
+void V4L2Camera::setZoomFactor(double factor)
+{
+    zoomFactor_ = factor;
+    if (stream_)
+        applyZoom();
+}
+
+void V4L2Camera::applyZoom()
+{
+    zoom_->set(zoomFactor_, controls_.setLensFactor(*device_, zoomFactor_));
+    describeControls();
+}
+
+void V4L2Camera::describeControls()
+{
+    const MutexLock lock(descriptionGuard_);
+    description_.maxZoomFactor = maximumDigitalZoom_ * controls_.maximumLensFactor();
+    description_.hasTorch = controls_.hasTorch() || torch_;
+}
+
 void V4L2Camera::setTorchMode(platform::AVCaptureTorchMode mode)
 {
     const bool isOn = mode == platform::AVCaptureTorchMode::on;
-    if (torch_ && std::exchange(isTorchOn_, isOn) != isOn)
+    if (std::exchange(isTorchOn_, isOn) == isOn)
+        return;
+    if (device_ && controls_.hasTorch()) {
+        controls_.setTorch(*device_, isOn);
+        describeControls();
+    } else if (torch_) {
         torch_->set(isOn);
+    }
 }
 
 void V4L2Camera::stop()

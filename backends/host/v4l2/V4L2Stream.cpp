@@ -153,7 +153,8 @@ void V4L2Stream::takeFrame()
         sink_->deliver({.buffer = std::move(pixels),
             .mediaTime = {(time - firstTime_.value_or(time)).count(), 1'000'000'000},
             .captureTime = time,
-            .visiblePart = part});
+            .visiblePart = zoom_->visiblePart(
+                part, static_cast<std::size_t>(format_.width), static_cast<std::size_t>(format_.height))});
     else if (isFrame && !pixels)
         sink_->drop(platform::DropCause::noBuffer);
 }
