@@ -106,6 +106,9 @@ TEST(V4L2FormatTest, ThePresetChoosesAmongWhatTheDeviceOffers)
         {yuyv, {{1920, 1080, {{1, 5}}}, {800, 600, {{1, 20}, {1, 25}}}, {640, 480, {{1, 25}}}}}};
     EXPECT_EQ(choice(slow, high), "YUYV 800x600 25") << "without 30 frames a second the rate counts";
 
+    const Formats timeless{{yuyv, {{640, 480, {{0, 1}, {1, 0}, {0, 0}, {1, 30}}}}}};
+    EXPECT_EQ(choice(timeless, high), "YUYV 640x480 30");
+
     const Formats portrait{{yuyv, {{1080, 1920, {{1, 30}}}, {2160, 3840, {{1, 30}}}}}};
     EXPECT_EQ(choice(portrait, high), "YUYV 1080x1920 30");
 }
@@ -132,6 +135,40 @@ TEST(V4L2FormatTest, DevicesThatGiveRangesOrTellNothingAreUsedAsWell)
     fake.formats.clear();
     Running running(fake, high);
     EXPECT_EQ(fake.format().width, 320u);
+}
+
+TEST(V4L2FormatTest, ListsMayBeEndlessAndWhatIsListedMayBeRefused)
+{
+    FakeV4L2 fake;
+    fake.formats = {{mjpeg, {{640, 480, {{1, 30}}}}}, {yuyv, {{320, 240, {{1, 30}}}}}};
+    for (const unsigned long request :
+        {VIDIOC_ENUM_FMT, VIDIOC_ENUM_FRAMESIZES, VIDIOC_ENUM_FRAMEINTERVALS}) {
+        fake.endlessList = request;
+        const Running running(fake, photo);
+        EXPECT_EQ(fake.format().width, 640u);
+    }
+    fake.endlessList = 0;
+    fake.refusedCode = mjpeg;
+    {
+        const Running running(fake, photo);
+        EXPECT_EQ(fake.format().width, 320u) << "the next best";
+    }
+    fake.refusedCode = 0;
+    for (const std::uint32_t width : {0u, 16385u}) { // no frame is so small or so large
+        fake.correct = [&](v4l2_pix_format& pixels) {
+            if (pixels.pixelformat == mjpeg)
+                pixels.width = width;
+        };
+        const Running running(fake, photo);
+        EXPECT_EQ(fake.format().width, 320u);
+    }
+    fake.failures = {{VIDIOC_S_FMT, EIO}};
+    HandFiredSources sources;
+    host::V4L2Camera camera(fake.path, {}, sources, fake.calls());
+    ASSERT_TRUE(camera.open());
+    const int before = fake.count(VIDIOC_S_FMT);
+    EXPECT_EQ(camera.start(photo, std::make_shared<RecordingSink>()).error().code, EIO);
+    EXPECT_EQ(fake.count(VIDIOC_S_FMT), before + 1) << "a broken device is not tried again and again";
 }
 
 TEST(V4L2FormatTest, WhatTheDriverMakesOfTheFormatIsWhatCounts)

@@ -67,10 +67,19 @@ V4L2FrameFormat frameFormatOf(const v4l2_pix_format& pixels, PixelLayout layout)
         .range = quantization == V4L2_QUANTIZATION_LIM_RANGE ? AVCOL_RANGE_MPEG : AVCOL_RANGE_JPEG};
 }
 
+/// Calls `use` for each entry that the device lists, until it returns false.
+template <typename Entry, typename Use>
+void forEachEntry(const V4L2Device& device, unsigned long request, Entry entry, const Use& use)
+{
+    constexpr std::uint32_t enough = 256; // a driver might list entries for ever
+    while (entry.index < enough && device.control(request, &entry) == 0 && use(entry))
+        ++entry.index;
+}
+
 /// The slowest sufficient rate, or else the fastest one.
 void preferInterval(std::optional<V4L2Mode::Interval>& best, const V4L2Mode::Interval& other)
 {
-    if (other.numerator == 0 || other.denominator == 0)
+    if (other.numerator == 0)
         return;
     const double rate = static_cast<double>(other.denominator) / other.numerator;
     const double bestRate = best ? static_cast<double>(best->denominator) / best->numerator : 0;
@@ -86,22 +95,21 @@ std::optional<V4L2Mode::Interval> bestInterval(const V4L2Device& device, const V
     entry.pixel_format = mode.pixelFormat;
     entry.width = mode.width;
     entry.height = mode.height;
-    constexpr std::uint32_t enough = 256; // a driver might list entries for ever
-    for (; entry.index < enough && device.control(VIDIOC_ENUM_FRAMEINTERVALS, &entry) == 0; ++entry.index) {
-        if (entry.type == V4L2_FRMIVAL_TYPE_DISCRETE) {
-            preferInterval(best, {entry.discrete.numerator, entry.discrete.denominator});
-            continue;
+    forEachEntry(device, VIDIOC_ENUM_FRAMEINTERVALS, entry, [&](const v4l2_frmivalenum& listed) {
+        if (listed.type == V4L2_FRMIVAL_TYPE_DISCRETE) {
+            preferInterval(best, {listed.discrete.numerator, listed.discrete.denominator});
+            return true;
         }
-        const v4l2_fract& fastest = entry.stepwise.min;
-        const v4l2_fract& slowest = entry.stepwise.max;
+        const v4l2_fract& fastest = listed.stepwise.min;
+        const v4l2_fract& slowest = listed.stepwise.max;
         preferInterval(best, {fastest.numerator, fastest.denominator});
         preferInterval(best, {slowest.numerator, slowest.denominator});
         const bool includes30 = std::uint64_t{fastest.numerator} * 30 <= fastest.denominator
             && std::uint64_t{slowest.numerator} * 30 >= slowest.denominator;
         if (includes30)
             preferInterval(best, {1, 30});
-        break;
-    }
+        return false;
+    });
     return best;
 }
 
@@ -124,14 +132,13 @@ void addSizes(std::vector<V4L2Mode>& modes, const V4L2Device& device, std::uint3
 {
     v4l2_frmsizeenum entry{};
     entry.pixel_format = pixelFormat;
-    constexpr std::uint32_t enough = 256;
-    for (; entry.index < enough && device.control(VIDIOC_ENUM_FRAMESIZES, &entry) == 0; ++entry.index) {
-        if (entry.type == V4L2_FRMSIZE_TYPE_DISCRETE) {
-            addMode(modes, device, {pixelFormat, entry.discrete.width, entry.discrete.height, {}, 0});
-            continue;
+    forEachEntry(device, VIDIOC_ENUM_FRAMESIZES, entry, [&](const v4l2_frmsizeenum& listed) {
+        if (listed.type == V4L2_FRMSIZE_TYPE_DISCRETE) {
+            addMode(modes, device, {pixelFormat, listed.discrete.width, listed.discrete.height, {}, 0});
+            return true;
         }
         // Any size in between: the largest, and usual ones that may run faster.
-        const v4l2_frmsize_stepwise& range = entry.stepwise;
+        const v4l2_frmsize_stepwise& range = listed.stepwise;
         constexpr std::pair<std::uint32_t, std::uint32_t> wanted[]
             = {{UINT32_MAX, UINT32_MAX}, {1920, 1080}, {1280, 720}, {640, 480}};
         for (const auto& [width, height] : wanted) {
@@ -139,8 +146,8 @@ void addSizes(std::vector<V4L2Mode>& modes, const V4L2Device& device, std::uint3
                 {pixelFormat, onStep(width, range.min_width, range.max_width, range.step_width),
                     onStep(height, range.min_height, range.max_height, range.step_height), {}, 0});
         }
-        break;
-    }
+        return false;
+    });
 }
 
 void setRate(const V4L2Device& device, const V4L2Mode& mode)
@@ -200,15 +207,15 @@ std::vector<V4L2Mode> convertibleModes(const V4L2Device& device)
     std::vector<V4L2Mode> modes;
     v4l2_fmtdesc entry{};
     entry.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    constexpr std::uint32_t enough = 256;
-    for (; entry.index < enough && device.control(VIDIOC_ENUM_FMT, &entry) == 0; ++entry.index) {
-        if (!layoutOf(entry.pixelformat))
-            continue;
+    forEachEntry(device, VIDIOC_ENUM_FMT, entry, [&](const v4l2_fmtdesc& listed) {
+        if (!layoutOf(listed.pixelformat))
+            return true;
         const std::size_t before = modes.size();
-        addSizes(modes, device, entry.pixelformat);
+        addSizes(modes, device, listed.pixelformat);
         if (modes.size() == before && hasCurrent)
-            addMode(modes, device, {entry.pixelformat, pixels.width, pixels.height, {}, 0});
-    }
+            addMode(modes, device, {listed.pixelformat, pixels.width, pixels.height, {}, 0});
+        return true;
+    });
     if (modes.empty() && hasCurrent && layoutOf(pixels.pixelformat))
         addMode(modes, device, {pixels.pixelformat, pixels.width, pixels.height, {}, 0});
     return modes;
