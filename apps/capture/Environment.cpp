@@ -197,6 +197,12 @@ void addMicrophone(host::HostConfiguration& configuration, const RecordOptions& 
         configuration.videoEncoders = options.encoders;
 }
 
+/// In the unit and with the "unknown" of both back ends.
+int minimumFocusDistance(const GlobalOptions& options)
+{
+    return options.minimumFocusDistance ? static_cast<int>(std::lround(*options.minimumFocusDistance)) : -1;
+}
+
 void addCameras(host::HostConfiguration& configuration, const GlobalOptions& options, const Needs& needs)
 {
     if (needs.usesFrontCamera && !options.front)
@@ -215,6 +221,7 @@ void addCameras(host::HostConfiguration& configuration, const GlobalOptions& opt
         if (!*input)
             continue;
         (*input)->sensorOrientation = options.sensorOrientation.value_or((*input)->sensorOrientation);
+        (*input)->minimumFocusDistance = minimumFocusDistance(options);
         const auto probed = host::Host::probe((*input)->input, limit);
         if (!probed)
             throw Unusable(probed.error().localizedDescription);
@@ -263,6 +270,7 @@ std::unique_ptr<Environment> makePhone(const GlobalOptions& options, const Needs
         camera.height = 480;
         camera.frameInterval = simulatedFrameInterval;
         camera.sensorOrientation = options.sensorOrientation.value_or(camera.sensorOrientation);
+        camera.minimumFocusDistance = minimumFocusDistance(options);
     }
     auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration));
     environment->phone().setDeviceOrientation(
@@ -288,6 +296,9 @@ std::unique_ptr<Environment> makeEnvironment(const GlobalOptions& options, const
     if (options.isSimulated() && (options.back || options.front))
         throw Unusable(
             "the simulated back end has its own cameras: --back and --front go with --backend host");
+    if (options.minimumObjectSize && !options.minimumFocusDistance)
+        throw Unusable(
+            "--minimum-object-size needs --minimum-focus-distance: no camera reports how near it focuses");
     if (options.isSimulated() || needs.isOnVirtualTime)
         return makePhone(options, needs);
     return makeHost(options, needs);

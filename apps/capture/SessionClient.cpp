@@ -2,6 +2,8 @@
 
 #include "report/SessionErrors.h"
 
+#include <tamsel/client/options.h>
+
 #include <utility>
 
 namespace tamsel::capture {
@@ -37,7 +39,8 @@ void SessionClient::makeManager(std::vector<SourceType> sources, GlobalOptions::
 
 bool SessionClient::start(const SourceType& source, std::weak_ptr<OvriSourceToSession> self)
 {
-    const auto started = manager_->startSession(source, std::move(self), {}, view_);
+    const auto started = manager_->startSession(
+        source, std::move(self), CameraOptions{.minimumFocusObjectSize = global_.minimumObjectSize}, view_);
     if (!started) {
         console_.fail(started.error());
         hasFailed_ = true;

@@ -83,7 +83,8 @@ TEST(CommandLine, RefusesWrongUsageAndUnusableInputsWithOneLine)
              "album a b --orientation 9", "--count=3 frames", "record - --back test:64x48",
              "capture - --require none", "--back test:64x48 still /no/such/folder/a.jpg",
              "asset-still a /no/such/folder/b.png", "motion a --plot /no/such/folder/b.svg",
-             "--back test:64x48 frames --contact-sheet /no/such/folder/sheet.png"}) {
+             "--back test:64x48 frames --contact-sheet /no/such/folder/sheet.png",
+             "--back test:64x48 --minimum-object-size 9 frames", "--minimum-focus-distance 0 frames"}) {
         const Lines refused = linesOf(arguments);
         EXPECT_EQ(refused.status, 2) << arguments;
         EXPECT_EQ(refused.errors.size(), 1U) << arguments;

@@ -203,6 +203,23 @@ TEST(DetectCommand, PlaysAVideoOnceAndEnds)
     EXPECT_EQ(count(lines.output, " times, 2 different\n"), 1U);
 }
 
+TEST(DetectCommand, SeesACardLargerThatTheLensNeedsFartherAway)
+{
+    const ScratchFolder folder;
+    const std::string clip = folder.file("card.mp4");
+    ASSERT_TRUE(makeVideo("-ss 11 -i '" + testData("video/generated_card.mp4") + "'", clip));
+    const auto widthOf = [&](const std::string& options) {
+        const Outcome found = outcomeOf("--json detect --real-time --kinds pdf417 '" + clip + "' " + options);
+        EXPECT_EQ(found.errors, "");
+        const Corners corners = cornersOf(found.output, {"pdf417", "SAMPLE CARD 0123456789"});
+        return corners[1][0] - corners[0][0];
+    };
+    const double width = widthOf("--minimum-focus-distance 75");
+    EXPECT_NEAR(width, 0.544, 0.01);
+    // At 60 degrees an object of 86 mm has a distance of 49.7 mm.
+    EXPECT_NEAR(widthOf("--minimum-focus-distance 75 --minimum-object-size 86") / width, 75 / 49.65, 0.02);
+}
+
 TEST(DetectCommand, DrawsIntoTheFrameAsItIsShown)
 {
     const ScratchFolder folder;

@@ -45,6 +45,7 @@ constexpr Names<AVCaptureVideoOrientation, 4> sensorOrientations{{
     {"landscapeRight", AVCaptureVideoOrientation::landscapeRight},
 }};
 
+constexpr double farthest = 1'000'000; // millimetres
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
 constexpr Names<Backend, 2> backends{{{"host", Backend::host}, {"simulated", Backend::simulated}}};
@@ -91,6 +92,13 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options)
     addChoice(app, "--sensor-orientation", options.sensorOrientation, sensorOrientations,
         "how the device is held when the stored pictures of its cameras are upright (default: what a video "
         "file says, else portrait)");
+    addValue(app, "--minimum-focus-distance", options.minimumFocusDistance, "MM",
+        "how near the lens focuses, in millimetres, for --minimum-object-size",
+        [](const std::string& given) { return number(given, "millimetres", 1, farthest); });
+    addValue(app, "--minimum-object-size", options.minimumObjectSize, "MM",
+        "zoom in where an object of this size, in millimetres, would have to be nearer than the lens focuses "
+        "to fill the picture",
+        [](const std::string& given) { return number(given, "millimetres", 0, farthest); });
     app.add_flag(
         "--json", options.json, "write one JSON object a line on standard output, and nothing else there");
     addValue(app, "--out", options.outputFolder, "FOLDER",

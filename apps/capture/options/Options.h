@@ -39,6 +39,8 @@ struct GlobalOptions {
     platform::UIInterfaceOrientation interfaceOrientation = platform::UIInterfaceOrientation::portrait;
     /// Of all cameras. Absent: portrait, or that of a video file.
     std::optional<platform::AVCaptureVideoOrientation> sensorOrientation;
+    std::optional<double> minimumFocusDistance; ///< of all cameras, in millimetres
+    std::optional<double> minimumObjectSize; ///< in millimetres
     bool json = false;
     bool overwrites = false;
     std::string outputFolder = ".";
