@@ -3,13 +3,12 @@
 
 #include <camera/Movies.h>
 #include <median.h>
+#include <processMilliseconds.h>
 
 #include <host/Host.h>
 #include <tamsel/facade/OvriSourceManager.h>
 
 #include <benchmark/benchmark.h>
-
-#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
@@ -25,17 +24,6 @@ using Clock = std::chrono::steady_clock;
 double milliseconds(Clock::duration duration)
 {
     return std::chrono::duration<double, std::milli>(duration).count();
-}
-
-/// Of the whole process, all threads.
-double processMilliseconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto of = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
-    };
-    return of(usage.ru_utime) + of(usage.ru_stime);
 }
 
 /// Runs the main loop until this number of frames has arrived.
