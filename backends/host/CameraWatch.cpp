@@ -34,9 +34,9 @@ void CameraWatch::setObserver(CameraObserver observer)
         return;
     if (descriptor_ < 0)
         begin();
-    wasPresent_.clear();
+    accesses_.clear();
     for (const HostCamera& camera : cameras_)
-        wasPresent_.push_back(camera.driver->isPresent());
+        accesses_.push_back(camera.access());
 }
 
 void CameraWatch::begin()
@@ -47,7 +47,8 @@ void CameraWatch::begin()
     std::set<std::string> folders;
     for (const HostCamera& camera : cameras_) {
         if (!camera.folder.empty() && folders.insert(camera.folder).second)
-            ::inotify_add_watch(descriptor_, camera.folder.c_str(), IN_CREATE | IN_DELETE | IN_MOVE);
+            ::inotify_add_watch(
+                descriptor_, camera.folder.c_str(), IN_CREATE | IN_DELETE | IN_MOVE | IN_ATTRIB);
     }
     source_ = events_.makeDescriptor(descriptor_, [this] { handleEvents(); });
     if (source_)
@@ -57,7 +58,7 @@ void CameraWatch::begin()
 void CameraWatch::handleEvents()
 {
     const MutexLock lock(guard_);
-    std::array<char, 4096> ignored{}; // what matters is which cameras are present now
+    std::array<char, 4096> ignored{}; // what matters is the state now
     while (::read(descriptor_, ignored.data(), ignored.size()) > 0) { }
     look();
     source_->armReadable();
@@ -66,15 +67,17 @@ void CameraWatch::handleEvents()
 void CameraWatch::look()
 {
     for (std::size_t index = 0; index < cameras_.size(); ++index) {
-        const bool isPresent = cameras_[index].driver->isPresent();
-        if (!observer_ || wasPresent_[index] == isPresent)
+        const InputAccess access = cameras_[index].access();
+        if (!observer_ || accesses_[index] == access)
             continue;
-        wasPresent_[index] = isPresent;
+        accesses_[index] = access;
         const engine::CameraDescription description = cameras_[index].driver->description();
-        dispatch_.mainQueue()->async([observer = observer_,
-                                         change = CameraChange{.position = description.position,
-                                             .name = description.name,
-                                             .isPresent = isPresent}] { observer(change); });
+        dispatch_.mainQueue()->async(
+            [observer = observer_,
+                change = CameraChange{.position = description.position,
+                    .name = description.name,
+                    .isPresent = access != InputAccess::absent,
+                    .isPermitted = access == InputAccess::readable}] { observer(change); });
     }
 }
 

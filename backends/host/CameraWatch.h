@@ -13,7 +13,7 @@
 
 namespace tamsel::host {
 
-/// Reports which cameras appear and disappear, by inotify(7) on the folders of their files and device nodes. Everything that it
+/// Reports which cameras appear and disappear, and which may be used, by inotify(7) on the folders of their files and device nodes. Everything that it
 /// is made of outlives it; its events end before it.
 class CameraWatch {
 public:
@@ -36,7 +36,7 @@ private:
     const std::vector<HostCamera>& cameras_;
     Mutex guard_;
     CameraObserver observer_ TAMSEL_GUARDED_BY(guard_);
-    std::vector<bool> wasPresent_ TAMSEL_GUARDED_BY(guard_);
+    std::vector<InputAccess> accesses_ TAMSEL_GUARDED_BY(guard_);
     int descriptor_ TAMSEL_GUARDED_BY(guard_) = -1;
     std::unique_ptr<engine::EventSource> source_ TAMSEL_GUARDED_BY(guard_);
 };

@@ -86,8 +86,8 @@ public:
     /// Thread-safe.
     [[nodiscard]] std::string recordingProblem() const;
 
-    /// Reports each camera whose file or device node appears or disappears from now on, on the main queue; null ends that.
-    /// Replaces an earlier observer. Thread-safe.
+    /// Reports each camera whose file or device node appears, disappears or changes its permission from now on, on the main
+    /// queue; null ends that. Replaces an earlier observer. Thread-safe.
     void setCameraObserver(CameraObserver observer);
     /// The cameras that are present now.
     [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;

@@ -21,11 +21,12 @@
 /// A Linux machine: its cameras, files, sensors and codecs.
 namespace tamsel::host {
 
-/// A camera of the configuration that has appeared or disappeared.
+/// A camera of the configuration that has appeared or disappeared, or whose permission has changed.
 struct CameraChange {
     platform::AVCaptureDevicePosition position;
     std::string name;
     bool isPresent;
+    bool isPermitted; ///< for this process; a new device node often permits nothing for a moment
 };
 /// Called for each change, on the main queue.
 using CameraObserver = std::function<void(const CameraChange&)>;

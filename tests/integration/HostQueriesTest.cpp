@@ -46,7 +46,8 @@ TEST(HostQueries, ReportCamerasThatAppearAndDisappear)
     const auto record = [&](const host::CameraChange& change) {
         EXPECT_EQ(change.position, AVCaptureDevicePosition::back);
         EXPECT_EQ(screen.host.cameras().size(), change.isPresent ? 2U : 1U) << "queries answer for now";
-        changes.push_back(change.name + (change.isPresent ? " +" : " -"));
+        EXPECT_TRUE(change.isPresent || !change.isPermitted);
+        changes.push_back(change.name + (change.isPermitted ? " +" : change.isPresent ? " denied" : " -"));
     };
     screen.host.setCameraObserver(record);
     std::filesystem::copy_file(sample(), folder.file("other.mp4"));
@@ -58,7 +59,18 @@ TEST(HostQueries, ReportCamerasThatAppearAndDisappear)
     };
     change([&] { std::filesystem::rename(folder.file("other.mp4"), file); }, " +");
     change([&] { std::filesystem::remove(file); }, " -");
-    change([&] { std::filesystem::copy_file(sample(), file); }, " +");
+    change([&] { std::filesystem::create_symlink(file, file); }, " denied"); // nobody can open that
+    const ScratchFolder elsewhere;
+    const std::string target = elsewhere.file("camera.mp4");
+    change(
+        [&] {
+            std::filesystem::remove(file);
+            std::filesystem::create_symlink(target, file);
+        },
+        " -");
+    std::filesystem::copy_file(sample(), target); // noticed with the next change of permissions beside it
+    writeFile(folder.file("beside"), "");
+    change([&] { std::filesystem::permissions(folder.file("beside"), std::filesystem::perms::none); }, " +");
     screen.host.setCameraObserver(nullptr);
     std::filesystem::remove(file);
     screen.host.setCameraObserver(record);
