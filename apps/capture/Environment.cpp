@@ -1,6 +1,7 @@
 #include "Environment.h"
 
 #include "Files.h"
+#include "backInput.h"
 #include "endingSignals.h"
 #include "options/Unusable.h"
 #include "report/Utf8.h"
@@ -106,6 +107,10 @@ public:
         return host_.makeQueue(std::move(label));
     }
     [[nodiscard]] std::vector<std::shared_ptr<AVCaptureDevice>> cameras() override { return host_.cameras(); }
+    void observeCameras(host::CameraObserver observer) override
+    {
+        host_.setCameraObserver(std::move(observer));
+    }
     [[nodiscard]] std::string locationProblem() override { return host_.locationProblem(); }
     [[nodiscard]] bool isLocationAwaited() override { return host_.isLocationAwaited(); }
     [[nodiscard]] std::string recordingProblem() override { return host_.recordingProblem(); }
@@ -158,7 +163,7 @@ public:
         }
         return found;
     }
-
+    void observeCameras(host::CameraObserver /*observer*/) override { }
     [[nodiscard]] std::string locationProblem() override { return "the simulated phone gets no further fix"; }
     [[nodiscard]] bool isLocationAwaited() override { return false; }
     [[nodiscard]] std::string recordingProblem() override { return phone_.recordingProblem(); }
@@ -208,7 +213,7 @@ void addCameras(host::HostConfiguration& configuration, const GlobalOptions& opt
     if (needs.usesFrontCamera && !options.front)
         throw Unusable("there is no front camera: --front names one");
     configuration.backCamera
-        = host::HostInput{.input = backInput(options).value_or(defaultPattern), .repeats = !needs.playsOnce};
+        = host::HostInput{.input = backInput(options, needs), .repeats = !needs.playsOnce};
     if (options.front)
         configuration.frontCamera = host::HostInput{.input = *options.front};
     if (needs.recording)
@@ -223,9 +228,10 @@ void addCameras(host::HostConfiguration& configuration, const GlobalOptions& opt
         (*input)->sensorOrientation = options.sensorOrientation.value_or((*input)->sensorOrientation);
         (*input)->minimumFocusDistance = minimumFocusDistance(options);
         const auto probed = host::Host::probe((*input)->input, limit);
-        if (!probed)
+        if (probed)
+            (*input)->presentationDimensions = *probed;
+        else if (needs.withoutCamera != WithoutCamera::watch)
             throw Unusable(probed.error().localizedDescription);
-        (*input)->presentationDimensions = *probed;
     }
 }
 
@@ -282,14 +288,6 @@ std::unique_ptr<Environment> makePhone(const GlobalOptions& options, const Needs
 }
 
 } // namespace
-
-std::optional<std::string> backInput(const GlobalOptions& options)
-{
-    if (options.back)
-        return options.back;
-    const std::vector<std::string> nodes = host::Host::videoNodes();
-    return nodes.empty() ? std::nullopt : std::optional(nodes.front());
-}
 
 std::unique_ptr<Environment> makeEnvironment(const GlobalOptions& options, const Needs& needs)
 {

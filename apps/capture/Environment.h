@@ -2,10 +2,12 @@
 
 #include "options/Options.h"
 
+#include <host/HostConfiguration.h>
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/Platform.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -23,6 +25,9 @@ public:
     [[nodiscard]] virtual std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label) = 0;
     [[nodiscard]] virtual std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() = 0;
 
+    /// Reports changes of cameras, on the main queue. The cameras of the simulated back end do not change.
+    virtual void observeCameras(host::CameraObserver observer) = 0;
+
     /// Why there is no location, in one line.
     [[nodiscard]] virtual std::string locationProblem() = 0;
     /// Whether one may still arrive.
@@ -37,9 +42,19 @@ public:
         = 0;
 };
 
+/// What the back camera is when --back names none and there is none.
+enum class WithoutCamera : std::uint8_t {
+    pattern, ///< a test pattern
+    reportedPattern, ///< the same, reported with a line
+    refuse,
+    watch, ///< the first that comes; cameras need not exist yet
+};
+
 /// What a command needs from the back end, besides the global options.
 struct Needs {
     bool cameras = false;
+    WithoutCamera withoutCamera = WithoutCamera::pattern;
+    bool waitsForCamera = false; ///< for the first one that comes, with `--back auto`
     bool usesFrontCamera = false;
     bool playsOnce = false; ///< a camera that is a file
     bool isOnVirtualTime = false; ///< on both back ends
@@ -47,16 +62,11 @@ struct Needs {
     std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
     std::optional<host::HostLocationSource> location = std::nullopt;
     std::optional<RecordOptions> recording = std::nullopt;
-    std::optional<double> seconds = std::nullopt; ///< limit for opening an input
+    std::optional<double> seconds
+        = std::nullopt; ///< limit for opening an input, and for a camera that has to come
 };
 
-/// Opens the inputs. Throws `Unusable` for one that cannot be used.
+/// Finds and opens the inputs. Throws `Unusable` for one that cannot be used, and `Interrupted`.
 [[nodiscard]] std::unique_ptr<Environment> makeEnvironment(const GlobalOptions& options, const Needs& needs);
-
-/// The input of the back camera: the named one, or else the first V4L2 camera, if any.
-[[nodiscard]] std::optional<std::string> backInput(const GlobalOptions& options);
-
-/// Used when there is no camera.
-inline constexpr const char* defaultPattern = "test:720p";
 
 } // namespace tamsel::capture

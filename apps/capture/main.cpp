@@ -56,6 +56,8 @@ ExitStatus run(int argumentCount, const char* const* arguments)
     } catch (const Unusable& problem) {
         Console(false).note(problem.what());
         return ExitStatus::unusable;
+    } catch (const Interrupted&) {
+        return Console(program.global.json).endSession(true);
     }
     return ExitStatus::done;
 }

@@ -245,6 +245,39 @@ TEST(CommandLine, EndsWhenThereAreTooFewDescriptors)
     }
 }
 
+TEST(CommandLine, WaitsForTheFirstCameraThatComes)
+{
+    if (runCommand("umockdev-run --version").status != 0)
+        GTEST_SKIP() << "umockdev is not installed";
+    const ScratchFolder folder;
+    writeFile(folder.file("machine.umockdev"), "P: /devices/virtual/none\nE: SUBSYSTEM=misc\n");
+    // Has a /dev of its own, in which the first node is no camera.
+    writeFile(folder.file("run.sh"),
+        "mkdir $UMOCKDEV_DIR/dev; cd $UMOCKDEV_DIR/dev; : >video0 >$2\nLD_PRELOAD=" + captureNode()
+            + ":$LD_PRELOAD timeout 60 " + program + " --back auto $1 2>$2 &\n"
+            + "while ! grep -q 'waiting for a camera' $2; do sleep 0.01; done\neval \"$3\"; wait $!\n");
+    const auto run = [&](const std::string& arguments, const std::string& meanwhile) {
+        const int status = runCommand("umockdev-run --device='" + folder.file("machine.umockdev")
+            + "' -- sh '" + folder.file("run.sh") + "' '" + arguments + "' '" + folder.file("errors") + "' '"
+            + meanwhile + "'")
+                               .status;
+        return std::pair(status, linesIn(readFile(folder.file("errors"))));
+    };
+    using Result = std::pair<int, std::vector<std::string>>;
+    const std::string waiting = "tamsel-capture: waiting for a camera";
+    EXPECT_EQ(run("frames --seconds 0.2", ""),
+        (Result{2, {waiting, "tamsel-capture: no camera came within 0.2 s"}}));
+    const std::string still = "still " + folder.file("still.jpg");
+    EXPECT_EQ(run(still, "kill -INT $!"), (Result{130, {waiting, "tamsel-capture: interrupted"}}));
+    // A node that becomes one when the system gives it its permission.
+    for (const char* begins : {"echo camera >new; mv new video3", "echo camera >video3; chmod 600 video3"}) {
+        const auto [status, errors] = run(still, begins);
+        EXPECT_EQ(status, 2);
+        ASSERT_EQ(errors.size(), 2U);
+        EXPECT_TRUE(errors[1].starts_with("tamsel-capture: /dev/video3: ")) << errors[1];
+    }
+}
+
 TEST(CommandLine, FollowsSignals)
 {
     const ScratchFolder folder;

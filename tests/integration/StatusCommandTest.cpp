@@ -39,4 +39,36 @@ TEST(StatusCommand, IsATableForAPerson)
     EXPECT_EQ(count(status.output, "delivered"), 1U);
 }
 
+TEST(StatusCommand, ReportsChangesUntilItIsInterruptedOrNobodyReads)
+{
+    const ScratchFolder folder;
+    const std::string file = folder.file("camera.mp4");
+    const std::string output = folder.file("output");
+    const auto watch = [&](const std::string& options) {
+        const auto await = [&](const std::string& text) {
+            return "while ! grep -q '" + text + "' '" + output + "'; do sleep 0.01; done; ";
+        };
+        const CommandResult result = runCommand("timeout 60 " + captureProgram() + " --back '" + file + "' "
+            + options + " status --watch >'" + output + "' & " + await("Permission\\|status") + "cp '"
+            + sample() + "' '" + folder.file("new") + "'; mv '" + folder.file("new") + "' '" + file + "'; "
+            + await("is present\\|present\": true") + "rm '" + file + "'; "
+            + await("is gone\\|present\": false") + "kill -TERM $!; wait $!");
+        EXPECT_EQ(result.status, 130);
+        return readFile(output);
+    };
+    const std::string table = watch("");
+    EXPECT_EQ(count(table, " s  back camera: " + file + " is present\n"), 1U) << table;
+    EXPECT_EQ(count(table, " s  back camera: " + file + " is gone\n"), 1U) << table;
+    const std::vector<std::string> events = linesIn(watch("--json"));
+    ASSERT_EQ(events.size(), 3U);
+    EXPECT_TRUE(events[0].starts_with(R"({"event": "status", )"));
+    EXPECT_TRUE(events[1].starts_with(R"({"event": "camera", "position": "back", "name": ")" + file
+        + R"(", "present": true, "permitted": true, "time": )"))
+        << events[1];
+
+    (void)runCommand("{ timeout 60 " + captureProgram()
+        + " --json --back test:64x48 status --watch; echo $? >'" + output + "'; } | head -n 1");
+    EXPECT_EQ(readFile(output), "141\n") << "the reader has ended, and nothing changes";
+}
+
 } // namespace tamsel::tests

@@ -1,4 +1,5 @@
 #include "support/HostScreen.h"
+#include "support/Program.h"
 #include "support/SystemServices.h"
 
 #include <gtest/gtest.h>
@@ -100,6 +101,21 @@ TEST_F(SystemEvents, TurnWithTheAccelerometerOfTheRealService)
         EXPECT_TRUE(screen.runUntil([&] { return screen.host.platform().device.orientation() == expected; }))
             << acceleration;
     }
+}
+
+TEST_F(SystemEvents, OfTheDeviceAreReportedByTheCommand)
+{
+    (*services)("sensors right-up");
+    const ScratchFolder folder;
+    const std::string output = folder.file("output");
+    const ChildProcess watching({"/bin/sh", "-c",
+        "exec '" + captureProgram() + "' --json --back test:64x48 status --watch >'" + output + "'"});
+    const auto says = [&](const std::string& event) {
+        return waitUntil([&] { return readFile(output).contains(event); });
+    };
+    EXPECT_TRUE(says(R"({"event": "status", )"));
+    (*services)("hold left-up");
+    EXPECT_TRUE(says(R"({"event": "orientation", "device": "landscapeRight", )"));
 }
 
 TEST_F(SystemEvents, SuspendWhileAnyReasonHolds)

@@ -12,6 +12,11 @@ std::string captureProgram()
     return TAMSEL_CAPTURE_PROGRAM;
 }
 
+std::string captureNode()
+{
+    return TAMSEL_CAPTURE_NODE;
+}
+
 Outcome outcomeOf(const std::string& arguments)
 {
     const ScratchFolder folder;

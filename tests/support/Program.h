@@ -8,6 +8,9 @@ namespace tamsel::tests {
 /// Where tamsel-capture is.
 [[nodiscard]] std::string captureProgram();
 
+/// A library to preload, with which files can be camera nodes.
+[[nodiscard]] std::string captureNode();
+
 /// What tamsel-capture did.
 struct Outcome {
     int status;

@@ -23,7 +23,6 @@
 #include "report/StatusLine.h"
 #include "report/Utf8.h"
 #include "report/keepSample.h"
-#include "requireCamera.h"
 #include "seconds.h"
 #include "timeLimits.h"
 
@@ -496,13 +495,15 @@ ExitStatus capture(const GlobalOptions& global, CaptureOptions& options)
         requireNoInput(std::filesystem::path(options.folder) / name,
             {global.back, global.front, options.motion.logFile, options.record.microphone});
     options.motion.readLog();
-    noteTestPattern(global, options.still.usesFrontCamera);
     const auto environment = makeEnvironment(global,
         {.cameras = true,
+            .withoutCamera = WithoutCamera::reportedPattern,
+            .waitsForCamera = true,
             .usesFrontCamera = options.still.usesFrontCamera,
             .motionLog = options.motion.log,
             .location = options.still.location,
-            .recording = options.records ? std::optional(options.record) : std::nullopt});
+            .recording = options.records ? std::optional(options.record) : std::nullopt,
+            .seconds = options.timeout});
     Console console(global.json);
     return std::make_shared<CaptureCommand>(global, options, *environment, console)->run();
 }

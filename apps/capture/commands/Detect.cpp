@@ -263,8 +263,12 @@ bool detectIn(const DetectionJob& job, const DetectOptions& options, GlobalOptio
         global.sensorOrientation = storedOrientationOf(job.input);
     }
     global.back = job.input;
-    const auto environment = makeEnvironment(
-        global, {.cameras = true, .playsOnce = true, .isSilent = true, .seconds = job.seconds});
+    const auto environment = makeEnvironment(global,
+        {.cameras = true,
+            .waitsForCamera = true,
+            .playsOnce = true,
+            .isSilent = true,
+            .seconds = job.seconds});
     const auto command = std::make_shared<DetectCommand>(global, job, console, *environment);
     const bool hasFound = command->run();
     wasInterrupted = command->wasInterrupted();

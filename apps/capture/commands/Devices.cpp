@@ -1,6 +1,7 @@
 #include "commands/commands.h"
 
 #include "Environment.h"
+#include "backInput.h"
 #include "report/Utf8.h"
 
 #include <array>
@@ -19,17 +20,17 @@ ExitStatus listDevices(const GlobalOptions& global)
 {
     const auto environment = makeEnvironment(global, {.cameras = true});
     Console console(global.json);
-    const bool isPattern = !global.isSimulated() && !backInput(global);
     if (!console.isJson())
         console.write("Position  Type        Size          Name");
     for (const auto& camera : environment->cameras()) {
         const platform::CGSize size
             = camera->activeFormat().presentationDimensions.value_or(platform::CGSize{});
-        const bool isBack = camera->position() == platform::AVCaptureDevicePosition::back;
+        const bool isPattern = !global.back && camera->localizedName() == defaultPattern
+            && camera->position() == platform::AVCaptureDevicePosition::back;
         Json device{{"position", name(camera->position())}, {"type", "builtInWideAngleCamera"},
             {"name", camera->localizedName()}, {"width", numberOf(size.width)},
             {"height", numberOf(size.height)}};
-        if (isPattern && isBack)
+        if (isPattern)
             device["testPattern"] = true;
         console.writeEvent("device", device);
         if (console.isJson())
@@ -41,7 +42,7 @@ ExitStatus listDevices(const GlobalOptions& global)
                 + std::to_string(static_cast<int>(size.height)))
                 .c_str());
         console.write(text.data() + camera->localizedName()
-            + (isPattern && isBack ? " (a test pattern: there is no camera)" : ""));
+            + (isPattern ? " (a test pattern: there is no camera)" : ""));
     }
     return ExitStatus::done;
 }

@@ -8,7 +8,6 @@
 #include "report/SessionErrors.h"
 #include "report/StatusLine.h"
 #include "report/Utf8.h"
-#include "requireCamera.h"
 #include "seconds.h"
 #include "timeLimits.h"
 
@@ -199,9 +198,10 @@ void addFrames(Program& program)
         claimFramePictures(options->pictures, {global.back, global.front, options->motion.logFile}, global);
         options->reportsMotion = options->motion.logFile.has_value();
         options->motion.readLog();
-        noteTestPattern(global, options->usesFrontCamera);
         const auto environment = makeEnvironment(global,
             {.cameras = true,
+                .withoutCamera = WithoutCamera::reportedPattern,
+                .waitsForCamera = true,
                 .usesFrontCamera = options->usesFrontCamera,
                 .motionLog = options->motion.log,
                 .seconds = options->seconds});

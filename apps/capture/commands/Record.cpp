@@ -8,7 +8,6 @@
 #include "report/SessionErrors.h"
 #include "report/StatusLine.h"
 #include "report/Utf8.h"
-#include "requireCamera.h"
 #include "seconds.h"
 #include "timeLimits.h"
 
@@ -132,9 +131,12 @@ void addRecord(Program& program)
             global.requireHost("has its own microphone: --microphone goes with --backend host");
         requireMovieName(options->file, global.overwrites);
         claimOutputs({&options->file}, {global.back, global.front, options->microphone}, true);
-        requireCamera(global, options->usesFrontCamera);
-        const auto environment = makeEnvironment(
-            global, {.cameras = true, .usesFrontCamera = options->usesFrontCamera, .recording = *options});
+        const auto environment = makeEnvironment(global,
+            {.cameras = true,
+                .withoutCamera = WithoutCamera::refuse,
+                .waitsForCamera = true,
+                .usesFrontCamera = options->usesFrontCamera,
+                .recording = *options});
         Console console(global.json);
         return std::make_shared<RecordCommand>(global, *options, *environment, console)->run();
     };

@@ -2,16 +2,17 @@
 
 #include "Environment.h"
 #include "SessionClient.h"
+#include "commands/StatusWatch.h"
 #include "options/values.h"
 #include "report/Ledger.h"
 #include "report/Utf8.h"
-#include "requireCamera.h"
 
 #include <tamsel/platform/CaptureServices.h>
 #include <tamsel/platform/MotionServices.h>
 #include <tamsel/platform/Platform.h>
 
 #include <array>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,7 +31,8 @@ class StatusCommand {
 public:
     StatusCommand(const GlobalOptions& global, Environment& environment);
 
-    [[nodiscard]] ExitStatus run();
+    /// With `watches`, reports changes afterwards until an interrupt.
+    [[nodiscard]] ExitStatus run(bool watches);
 
 private:
     struct Answers;
@@ -47,26 +49,6 @@ private:
 
 constexpr std::chrono::nanoseconds frameLimit = 5s;
 constexpr std::chrono::nanoseconds endLimit = 5s;
-
-std::string_view nameOf(AVAuthorizationStatus status)
-{
-    switch (status) {
-    case AVAuthorizationStatus::notDetermined:
-        return "not asked for";
-    case AVAuthorizationStatus::restricted:
-        return "restricted";
-    case AVAuthorizationStatus::denied:
-        return "denied";
-    case AVAuthorizationStatus::authorized:
-        break;
-    }
-    return "authorised";
-}
-
-const char* yesOrNo(bool answer)
-{
-    return answer ? "yes" : "no";
-}
 
 /// What the manager reports while a camera runs.
 struct CameraStatus {
@@ -135,8 +117,7 @@ struct StatusCommand::Answers {
         {"back camera", SourceType::cameraBack(true), AVCaptureDevicePosition::back},
         {"front camera", SourceType::cameraFront(true), AVCaptureDevicePosition::front},
     }};
-    bool hasGyroscope = false; ///< as the manager reports
-    bool hasAttitude = false; ///< as the platform reports: the manager never does
+    MotionSensors sensors;
     bool hasMicrophone = false;
 };
 
@@ -146,10 +127,7 @@ bool StatusCommand::ask(Answers& answers)
     answers.cameraPermission = platform.capture.authorizationStatus(AVMediaType::video);
     answers.microphonePermission = platform.capture.authorizationStatus(AVMediaType::audio);
     answers.hasMicrophone = platform.capture.defaultAudioDevice() != nullptr;
-    answers.hasGyroscope = Manager::create(
-        {SourceType::stability()}, global_.sessionPreset(), environment_.makeQueue("status"), platform)
-                               ->isSourceAvailable(SourceType::stability());
-    answers.hasAttitude = platform.motion.makeMotionManager()->isDeviceMotionAvailable();
+    answers.sensors = MotionSensors::of(platform);
     for (const auto& camera : environment_.cameras()) {
         for (Side& side : answers.sides) {
             if (side.position == camera->position())
@@ -179,15 +157,15 @@ void StatusCommand::writeEvent(const Answers& answers)
                 {"width", numberOf(status.resolution.width)}, {"height", numberOf(status.resolution.height)},
                 {"frames", ledgerJson(status.counts)}};
     }
-    sources["stability"] = answers.hasGyroscope;
+    sources["stability"] = answers.sensors.hasGyroscope;
     for (const char* never : {"facingAngle", "asset", "mic", "nfc", "undefined"})
         sources[never] = false;
     console_.writeEvent("status",
         {{"permissions",
              {{"camera", nameOf(answers.cameraPermission)},
                  {"microphone", nameOf(answers.microphonePermission)}}},
-            {"sources", sources}, {"cameras", cameras}, {"gyroscope", answers.hasGyroscope},
-            {"attitude", answers.hasAttitude}, {"microphone", answers.hasMicrophone}});
+            {"sources", sources}, {"cameras", cameras}, {"gyroscope", answers.sensors.hasGyroscope},
+            {"attitude", answers.sensors.hasAttitude}, {"microphone", answers.hasMicrophone}});
 }
 
 void StatusCommand::printTable(const Answers& answers)
@@ -211,12 +189,14 @@ void StatusCommand::printTable(const Answers& answers)
                            yesOrNo(status.canCaptureStill), yesOrNo(status.canRecord))
             + side.input);
     }
-    if (!answers.hasGyroscope && !answers.hasAttitude) {
+    if (!answers.sensors.hasGyroscope && !answers.sensors.hasAttitude) {
         row("motion", "no", "there are no motion sensors");
     } else {
-        row("held still", yesOrNo(answers.hasGyroscope), answers.hasGyroscope ? "" : "there is no gyroscope");
-        row("tilted", yesOrNo(answers.hasAttitude),
-            answers.hasAttitude ? "isSourceAvailable returns false all the same" : "there is no attitude");
+        row("held still", yesOrNo(answers.sensors.hasGyroscope),
+            answers.sensors.hasGyroscope ? "" : "there is no gyroscope");
+        row("tilted", yesOrNo(answers.sensors.hasAttitude),
+            answers.sensors.hasAttitude ? "isSourceAvailable returns false all the same"
+                                        : "there is no attitude");
     }
     row("video file", "-", "known once it is opened");
 
@@ -229,15 +209,22 @@ void StatusCommand::printTable(const Answers& answers)
     }
 }
 
-ExitStatus StatusCommand::run()
+ExitStatus StatusCommand::run(bool watches)
 {
     Answers answers{};
-    const bool isWhole = ask(answers);
-    if (isWhole && console_.isJson())
+    std::optional<StatusWatch> watch;
+    if (watches)
+        watch.emplace(environment_, console_);
+    bool wasInterrupted = !ask(answers);
+    if (!wasInterrupted && console_.isJson())
         writeEvent(answers);
-    else if (isWhole)
+    else if (!wasInterrupted)
         printTable(answers);
-    return console_.endSession(!isWhole);
+    if (watch && !wasInterrupted) {
+        watch->run();
+        wasInterrupted = true;
+    }
+    return console_.endSession(wasInterrupted);
 }
 
 } // namespace
@@ -247,15 +234,20 @@ void addStatus(Program& program)
     struct Options {
         MotionOptions motion;
         RecordOptions sound;
+        bool watches = false;
     };
     const auto options = std::make_shared<Options>();
     const auto run = [&global = program.global, options] {
         options->motion.readLog();
         options->sound.isSilent = !options->sound.microphone;
-        noteTestPattern(global, false);
-        const auto environment = makeEnvironment(
-            global, {.cameras = true, .motionLog = options->motion.log, .recording = options->sound});
-        return StatusCommand(global, *environment).run();
+        if (options->watches)
+            global.requireHost("does not change: --watch goes with --backend host");
+        const auto environment = makeEnvironment(global,
+            {.cameras = true,
+                .withoutCamera = options->watches ? WithoutCamera::watch : WithoutCamera::reportedPattern,
+                .motionLog = options->motion.log,
+                .recording = options->sound});
+        return StatusCommand(global, *environment).run(options->watches);
     };
     CLI::App& command = addCommand(program, "status",
         "list permissions, available sources, what can be captured and how large the pictures are. Each "
@@ -264,6 +256,10 @@ void addStatus(Program& program)
     addValue(command, "--motion", options->motion.logFile, "LOG",
         "a log of motion sensors, as for capture (default: sensors)", text);
     addMicrophone(command, options->sound);
+    command.add_flag("--watch", options->watches,
+        "report changes afterwards, until it is interrupted: cameras that come and go, permission, how the "
+        "device is held, and sensors. Cameras need not exist yet; without --back it watches for any V4L2 "
+        "camera");
 }
 
 } // namespace tamsel::capture

@@ -6,7 +6,6 @@
 #include "options/values.h"
 #include "prepareStill.h"
 #include "report/keepSample.h"
-#include "requireCamera.h"
 #include "timeLimits.h"
 
 #include <atomic>
@@ -112,9 +111,12 @@ void addStill(Program& program)
     const auto run = [&global = program.global, options] {
         requireEnding(options->file, {".jpg", ".jpeg"});
         claimOutputs({&options->file}, {global.back, global.front}, global.overwrites);
-        requireCamera(global, options->usesFrontCamera);
         const auto environment = makeEnvironment(global,
-            {.cameras = true, .usesFrontCamera = options->usesFrontCamera, .location = options->location});
+            {.cameras = true,
+                .withoutCamera = WithoutCamera::refuse,
+                .waitsForCamera = true,
+                .usesFrontCamera = options->usesFrontCamera,
+                .location = options->location});
         Console console(global.json);
         return std::make_shared<StillCommand>(global, *options, options->file, *environment, console)->run();
     };

@@ -3,6 +3,7 @@
 #include "Files.h"
 #include "options/values.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <utility>
@@ -65,6 +66,13 @@ constexpr Names<AVCaptureTorchMode, 3> torchModes{{
 
 } // namespace
 
+std::string_view nameOf(UIDeviceOrientation orientation)
+{
+    const auto* named = std::ranges::find(
+        deviceOrientations, orientation, &std::pair<std::string_view, UIDeviceOrientation>::second);
+    return named == deviceOrientations.end() ? "unknown" : named->first;
+}
+
 void GlobalOptions::requireHost(const std::string& reason) const
 {
     if (isSimulated())
@@ -78,7 +86,9 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options)
     addValue(app, "--back", options.back, "INPUT",
         "the back camera (default: the first V4L2 camera). INPUT: a device, as /dev/video0; a video file, "
         "which is played in a loop at its own speed; a URL or FFmpeg input, as rtsp://... or lavfi:testsrc2; "
-        "a test pattern, as test:720p, test:1080p or test:640x480@60",
+        "a test pattern, as test:720p, test:1080p or test:640x480@60; auto, for the first V4L2 camera: a "
+        "command that needs one waits until there is one, for at most its own --seconds or --timeout (record "
+        "and still: for ever)",
         text);
     addValue(app, "--front", options.front, "INPUT",
         "the front camera (default: none). INPUT is as for --back", text);

@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace CLI {
@@ -50,6 +51,9 @@ struct GlobalOptions {
     /// Throws `Unusable` on the simulated back end, with the reason.
     void requireHost(const std::string& reason) const;
 };
+
+/// As on the command line.
+[[nodiscard]] std::string_view nameOf(platform::UIDeviceOrientation orientation);
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 
 namespace tamsel::capture {
@@ -9,5 +10,8 @@ class Unusable final : public std::runtime_error {
 public:
     using runtime_error::runtime_error;
 };
+
+/// Thrown when a signal asks the program to end while it waits for an input. It returns 130.
+class Interrupted final : public std::exception { };
 
 } // namespace tamsel::capture

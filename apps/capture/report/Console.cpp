@@ -3,6 +3,7 @@
 #include "Files.h"
 #include "report/Utf8.h"
 
+#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -80,6 +81,14 @@ void Console::print(const std::string& text)
         ::signal(SIGPIPE, SIG_DFL);
         ::raise(SIGPIPE);
     }
+}
+
+bool Console::isAbandoned()
+{
+    pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+    const MutexLock lock(guard_);
+    isUnread_ = isUnread_ || (::poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0);
+    return isUnread_;
 }
 
 void Console::fail(const std::string& line)

@@ -55,6 +55,8 @@ public:
     void fail(const CameraError& error);
     void fail(const MotionHelperError& error);
 
+    /// Whether the reader of standard output, a pipe, has ended. Otherwise that is noticed with the next output.
+    [[nodiscard]] bool isAbandoned();
     [[nodiscard]] bool hasFailed() const { return hasFailed_; }
     /// The first failure reported; empty if none.
     [[nodiscard]] std::string firstFailure();

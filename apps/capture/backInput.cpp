@@ -1,0 +1,102 @@
+#include "backInput.h"
+
+#include "PendingInterrupt.h"
+#include "options/Unusable.h"
+#include "report/Console.h"
+#include "report/Utf8.h"
+#include "seconds.h"
+
+#include <host/Host.h>
+#include <host/v4l2/V4L2Camera.h>
+
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace tamsel::capture {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+namespace {
+
+std::optional<std::string> firstCamera()
+{
+    const std::vector<std::string> nodes = host::Host::videoNodes();
+    return nodes.empty() ? std::nullopt : std::optional(nodes.front());
+}
+
+/// Closed in the end.
+struct Descriptor {
+    ~Descriptor() { ::close(number); }
+    const int number;
+};
+
+/// Looks again whenever a node appears in /dev or changes its permission.
+std::string awaitCamera(Console& console, const std::optional<double>& limit)
+{
+    const auto end
+        = limit.transform([](double length) { return steady_clock::now() + nanosecondsOf(length); });
+    const sigset_t signals = endingSignals();
+    PendingInterrupt interrupt;
+    const Descriptor interrupts{::signalfd(-1, &signals, SFD_CLOEXEC)};
+    const Descriptor changes{::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)};
+    const bool isWatched
+        = ::inotify_add_watch(changes.number, "/dev", IN_CREATE | IN_MOVED_TO | IN_ATTRIB) >= 0;
+    bool isReported = false;
+    for (;;) {
+        if (auto camera = firstCamera())
+            return *camera;
+        if (!std::exchange(isReported, true))
+            console.note("waiting for a camera");
+        std::chrono::milliseconds wait = isWatched ? 1h : 1s;
+        if (end)
+            wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(*end - steady_clock::now()));
+        if (wait <= 0ms)
+            throw Unusable(formatted("no camera came within %.4g s", *limit));
+        std::array<pollfd, 2> entries{{{.fd = changes.number, .events = POLLIN, .revents = 0},
+            {.fd = interrupts.number, .events = POLLIN, .revents = 0}}};
+        ::poll(entries.data(), entries.size(), static_cast<int>(wait.count()));
+        if (interrupt.isAsked())
+            throw Interrupted();
+        std::array<char, 4096> ignored{};
+        while (::read(changes.number, ignored.data(), ignored.size()) > 0) { }
+    }
+}
+
+} // namespace
+
+std::string backInput(const GlobalOptions& options, const Needs& needs)
+{
+    Console console(options.json);
+    if (options.back == host::automaticNode && needs.waitsForCamera && !needs.usesFrontCamera)
+        return awaitCamera(console, needs.seconds);
+    if (options.back)
+        return *options.back;
+    if (needs.withoutCamera == WithoutCamera::watch)
+        return host::automaticNode;
+    if (auto camera = firstCamera())
+        return *camera;
+    if (needs.usesFrontCamera || needs.withoutCamera == WithoutCamera::pattern)
+        return defaultPattern;
+    if (needs.withoutCamera == WithoutCamera::reportedPattern) {
+        console.note(std::string("there is no camera: the pictures are the test pattern ") + defaultPattern);
+        return defaultPattern;
+    }
+    console.writeEvent("device",
+        {{"position", "back"}, {"type", "builtInWideAngleCamera"}, {"name", defaultPattern},
+            {"testPattern", true}});
+    throw Unusable(
+        std::string("there is no camera, so the picture would be a test pattern: --back names an input, and ")
+        + "--back " + defaultPattern + " a test pattern");
+}
+
+} // namespace tamsel::capture
