@@ -9,11 +9,29 @@
 namespace tamsel::simulated {
 
 using namespace engine;
+using platform::CGAffineTransform;
 using platform::CVPixelBuffer;
 using platform::Error;
 using std::chrono::nanoseconds;
 
 namespace {
+
+/// Rotates the stored pictures clockwise, with y downwards.
+CGAffineTransform displayMatrix(const SimulatedMovie& movie)
+{
+    const auto width = static_cast<double>(movie.width);
+    const auto height = static_cast<double>(movie.height);
+    switch (movie.settings.quarterTurns) {
+    case 1:
+        return {0, 1, -1, 0, height, 0};
+    case 2:
+        return {-1, 0, 0, -1, width, height};
+    case 3:
+        return {0, -1, 1, 0, 0, width};
+    default:
+        return {};
+    }
+}
 
 struct PlacedFrame final : MovieFrame {
     std::size_t width = 0;
@@ -87,8 +105,11 @@ public:
             return failure(url(), "no frame was recorded", ENODATA);
         }
         movie_->isComplete = true;
-        movies_.assets_.put(
-            url(), {.frames = movie_->frameTimes.size(), .width = movie_->width, .height = movie_->height});
+        movies_.assets_.put(url(),
+            {.frames = movie_->frameTimes.size(),
+                .width = movie_->width,
+                .height = movie_->height,
+                .preferredTransform = displayMatrix(*movie_)});
         return {};
     }
 
