@@ -96,8 +96,7 @@ std::string reportRecording(const std::string& file, const std::string& name,
     std::string text = formatted("%.2f s, %llu frames, %llu dropped%s", facts->duration,
         static_cast<unsigned long long>(facts->frames), static_cast<unsigned long long>(counts.notRecorded),
         facts->hasSound ? "" : ", no sound");
-    if (!console.isJson())
-        console.write(name + ": " + text);
+    console.write(name + ": " + text);
     return text;
 }
 

@@ -9,8 +9,6 @@
 #include "options/Unusable.h"
 #include "options/values.h"
 #include "pictures/Picture.h"
-#include "pictures/Upright.h"
-#include "report/DetectionReport.h"
 #include "report/SessionErrors.h"
 #include "report/StatusLine.h"
 #include "report/Utf8.h"
@@ -83,7 +81,7 @@ private:
     /// Results from now on belong to the latest frame.
     void beginBatch();
     void finish();
-    void writeAnnotated();
+    void saveAnnotated();
 
     const DetectionJob& job_;
     std::atomic<bool> hasFound_ = false;
@@ -93,8 +91,7 @@ private:
     std::uint64_t frames_ = 0;
     std::shared_ptr<const platform::CVBuffer> lastFrame_; ///< where it is to be annotated
     std::shared_ptr<const platform::CVBuffer> foundFrame_;
-    std::optional<platform::CGRect> foundFace_; ///< in that frame
-    std::vector<DetectedCode> foundCodes_;
+    Found found_; ///< in that frame
 };
 
 /// How the stored frames of a video file are oriented; absent for any other input.
@@ -142,7 +139,7 @@ void DetectCommand::sourceManagerDidDetect(OvriSourceManager& /*manager*/, const
     const AVMetadataFaceObject& object = *face.face();
     report_.addFace(object.bounds(), object.faceID(), environment_.platform().clock.monotonic());
     beginBatch();
-    foundFace_ = object.bounds();
+    found_.faces = {face.face()};
 }
 
 void DetectCommand::sourceManagerDidDetect(
@@ -150,7 +147,7 @@ void DetectCommand::sourceManagerDidDetect(
 {
     report_.addCodes(codes, environment_.platform().clock.monotonic());
     beginBatch();
-    foundCodes_ = codes;
+    found_.codes = codes;
 }
 
 void DetectCommand::beginBatch()
@@ -160,8 +157,7 @@ void DetectCommand::beginBatch()
     if (foundFrame_ == lastFrame_)
         return; // the codes of a batch follow its face
     foundFrame_ = lastFrame_;
-    foundFace_ = std::nullopt;
-    foundCodes_.clear();
+    found_ = {};
 }
 
 void DetectCommand::watch()
@@ -186,7 +182,7 @@ void DetectCommand::watch()
         hadFound ? detectionLimit : firstDetectionLimit, [&] { return !hadFound && hasFound_; });
 }
 
-void DetectCommand::writeAnnotated()
+void DetectCommand::saveAnnotated()
 {
     const CVBuffer* frame = foundFrame_ ? foundFrame_.get() : lastFrame_.get();
     if (!frame) {
@@ -196,25 +192,15 @@ void DetectCommand::writeAnnotated()
     const CGImagePropertyOrientation orientation = engine::orientationAfter(
         engine::quarterTurns(global_.sensorOrientation.value_or(AVCaptureVideoOrientation::portrait),
             videoOrientation(global_.interfaceOrientation)));
-    std::vector<Finding> findings;
-    if (foundFace_)
-        findings.push_back(findingOf(*foundFace_));
-    std::ranges::transform(
-        foundCodes_, std::back_inserter(findings), [](const DetectedCode& code) { return findingOf(code); });
-    turnUpright(findings, orientation);
-    Picture picture = makePicture(*frame, frame->width());
-    annotate(picture, findings);
-    if (const auto written = writePicture(picture, *job_.annotated); !written)
-        console_.fail(written.error());
+    writeAnnotated(job_, makePicture(*frame, frame->width()), orientation, found_, console_);
 }
 
 void DetectCommand::finish()
 {
-    if (!console_.isJson() && frames_ > 0)
-        console_.write(std::to_string(frames_) + " frames; "
-            + report_.summary(job_.asksForCodes(), job_.asksForFaces()));
+    if (frames_ > 0)
+        writeSummary(job_, frames_, report_, console_);
     if (job_.annotated)
-        writeAnnotated();
+        saveAnnotated();
 }
 
 bool DetectCommand::run()

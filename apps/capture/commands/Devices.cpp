@@ -20,8 +20,7 @@ ExitStatus listDevices(const GlobalOptions& global)
 {
     const auto environment = makeEnvironment(global, {.cameras = true});
     Console console(global.json);
-    if (!console.isJson())
-        console.write("Position  Type        Size          Name");
+    console.write("Position  Type        Size          Name");
     for (const auto& camera : environment->cameras()) {
         const platform::CGSize size
             = camera->activeFormat().presentationDimensions.value_or(platform::CGSize{});
@@ -33,8 +32,6 @@ ExitStatus listDevices(const GlobalOptions& global)
         if (isPattern)
             device["testPattern"] = true;
         console.writeEvent("device", device);
-        if (console.isJson())
-            continue;
         std::array<char, 80> text{};
         std::snprintf(text.data(), text.size(), "%-9s %-11s %-13s ", name(camera->position()).data(),
             "wide angle",

@@ -110,15 +110,13 @@ void FramesCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, c
 void FramesCommand::sourceManagerCameraDidSuspend(OvriSourceManager& /*manager*/)
 {
     console_.writeEvent("suspend");
-    if (!console_.isJson())
-        console_.write("suspended: the application is in the background");
+    console_.write("suspended: the application is in the background");
 }
 
 void FramesCommand::sourceManagerCameraDidResume(OvriSourceManager& /*manager*/)
 {
     console_.writeEvent("resume");
-    if (!console_.isJson())
-        console_.write("resumed");
+    console_.write("resumed");
 }
 
 void FramesCommand::requestEnd(OvriSourceManager& manager)

@@ -80,8 +80,7 @@ struct Workshop {
         const CGSize size = image.size();
         console.writeEvent(
             "picture", {{"width", numberOf(size.width)}, {"height", numberOf(size.height)}, {"file", file}});
-        if (!console.isJson())
-            console.write(file + formatted(": %.0f x %.0f pixels", size.width, size.height));
+        console.write(file + formatted(": %.0f x %.0f pixels", size.width, size.height));
     }
 };
 

@@ -56,11 +56,9 @@ ExitStatus repair(const std::string& file, bool isJson)
         throw Unusable(facts.error().localizedDescription);
     console.writeEvent("repaired",
         {{"file", movie->string()}, {"duration", numberOf(facts->duration)}, {"frames", facts->frames}});
-    if (!isJson) {
-        console.write(movie->string()
-            + formatted(": complete, %.2f s, %llu frames", facts->duration,
-                static_cast<unsigned long long>(facts->frames)));
-    }
+    console.write(movie->string()
+        + formatted(": complete, %.2f s, %llu frames", facts->duration,
+            static_cast<unsigned long long>(facts->frames)));
     return ExitStatus::done;
 }
 

@@ -4,7 +4,6 @@
 #include "commands/detection.h"
 #include "options/conditions.h"
 #include "options/values.h"
-#include "requireCamera.h"
 
 #include <CaptureScreen.h>
 
@@ -31,9 +30,10 @@ ExitStatus runScreen(const GlobalOptions& global, ScreenOptions& options)
     if (std::error_code error; !std::filesystem::is_directory(options.folder, error))
         throw Unusable("--folder: " + options.folder + " is no folder");
     options.motion.readLog();
-    noteTestPattern(global, options.usesFrontCamera);
     const auto environment = makeEnvironment(global,
         {.cameras = true,
+            .withoutCamera = WithoutCamera::reportedPattern,
+            .waitsForCamera = true,
             .usesFrontCamera = options.usesFrontCamera,
             .motionLog = options.motion.log,
             .recording = options.record});

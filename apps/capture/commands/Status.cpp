@@ -216,10 +216,10 @@ ExitStatus StatusCommand::run(bool watches)
     if (watches)
         watch.emplace(environment_, console_);
     bool wasInterrupted = !ask(answers);
-    if (!wasInterrupted && console_.isJson())
+    if (!wasInterrupted) {
         writeEvent(answers);
-    else if (!wasInterrupted)
         printTable(answers);
+    }
     if (watch && !wasInterrupted) {
         watch->run();
         wasInterrupted = true;

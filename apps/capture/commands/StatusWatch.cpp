@@ -78,8 +78,7 @@ void StatusWatch::report(std::string_view event, Json members, const std::string
     const double time = seconds(environment_.platform().clock.monotonic() - start_);
     members["time"] = numberOf(time);
     console_.writeEvent(event, members);
-    if (!console_.isJson())
-        console_.write(formatted("%10.3f s  ", time) + line);
+    console_.write(formatted("%10.3f s  ", time) + line);
 }
 
 void StatusWatch::reportChanges()

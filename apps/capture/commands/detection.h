@@ -1,10 +1,15 @@
 #pragma once
 
+#include "pictures/Picture.h"
 #include "report/Console.h"
+#include "report/DetectionReport.h"
 
 #include <tamsel/metadata/MetadataObjectType.h>
+#include <tamsel/platform/AVMetadataObject.h>
+#include <tamsel/platform/CGImageProperties.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +28,22 @@ struct DetectionJob {
     [[nodiscard]] bool asksForCodes() const;
     [[nodiscard]] bool asksForFaces() const;
 };
+
+/// The results of one detection, which are relative to the stored picture.
+struct Found {
+    std::vector<std::shared_ptr<const platform::AVMetadataFaceObject>> faces;
+    std::vector<DetectedCode> codes;
+
+    [[nodiscard]] bool isEmpty() const { return faces.empty() && codes.empty(); }
+};
+
+/// Draws the results into the upright picture, whose stored one has that orientation, and saves it for the job.
+void writeAnnotated(const DetectionJob& job, Picture upright,
+    platform::CGImagePropertyOrientation orientation, const Found& found, Console& console);
+
+/// Writes the last line about a video or a camera.
+void writeSummary(
+    const DetectionJob& job, std::uint64_t frames, const DetectionReport& report, Console& console);
 
 /// Whether the host can detect all these kinds.
 [[nodiscard]] bool canDetect(const std::vector<MetadataObjectType>& kinds);

@@ -33,13 +33,6 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-struct Found {
-    std::vector<std::shared_ptr<const AVMetadataFaceObject>> faces;
-    std::vector<DetectedCode> codes;
-
-    [[nodiscard]] bool isEmpty() const { return faces.empty() && codes.empty(); }
-};
-
 /// Detects in single pictures.
 class Detection {
 public:
@@ -80,21 +73,6 @@ void addFound(DetectionReport& report, const Found& found, nanoseconds time)
         report.addFace(found.faces.front()->bounds(), found.faces.front()->faceID(), time);
     if (!found.codes.empty())
         report.addCodes(found.codes, time);
-}
-
-void writeAnnotated(const CVPixelBuffer& pixels, CGImagePropertyOrientation orientation, const Found& found,
-    const std::string& file, Console& console)
-{
-    std::vector<Finding> findings;
-    for (const auto& face : found.faces)
-        findings.push_back(findingOf(face->bounds()));
-    for (const DetectedCode& code : found.codes)
-        findings.push_back(findingOf(code));
-    turnUpright(findings, orientation);
-    Picture picture = uprightPicture(makePicture(pixels, pixels.width()), orientation);
-    annotate(picture, findings);
-    if (const auto written = writePicture(picture, file); !written)
-        console.fail(written.error());
 }
 
 /// From the options, or else the file.
@@ -143,6 +121,27 @@ Video openVideo(const std::string& file)
 }
 
 } // namespace
+
+void writeAnnotated(const DetectionJob& job, Picture upright, CGImagePropertyOrientation orientation,
+    const Found& found, Console& console)
+{
+    std::vector<Finding> findings;
+    for (const auto& face : found.faces)
+        findings.push_back(findingOf(face->bounds()));
+    for (const DetectedCode& code : found.codes)
+        findings.push_back(findingOf(code));
+    turnUpright(findings, orientation);
+    annotate(upright, findings);
+    if (const auto written = writePicture(upright, *job.annotated); !written)
+        console.fail(written.error());
+}
+
+void writeSummary(
+    const DetectionJob& job, std::uint64_t frames, const DetectionReport& report, Console& console)
+{
+    console.write((job.label ? job.input + ": " : "") + std::to_string(frames) + " frames; "
+        + report.summary(job.asksForCodes(), job.asksForFaces()));
+}
 
 bool DetectionJob::asksForCodes() const
 {
@@ -193,10 +192,11 @@ std::optional<bool> detectInPicture(const DetectionJob& job, Console& console)
     const Found found = detection.detect(**pixels, quarterTurnsOf(orientation), {}, 0);
     DetectionReport report(console, std::nullopt, job.label);
     addFound(report, found, {});
-    if (found.isEmpty() && !console.isJson())
+    if (found.isEmpty())
         console.write(job.input + (job.asksForCodes() ? ": no code found" : ": no face found"));
     if (job.annotated)
-        writeAnnotated(**pixels, orientation, found, *job.annotated, console);
+        writeAnnotated(job, uprightPicture(makePicture(**pixels, (*pixels)->width()), orientation),
+            orientation, found, console);
     return !found.isEmpty();
 }
 
@@ -233,12 +233,12 @@ std::optional<bool> detectInVideo(const DetectionJob& job, Console& console, boo
     }
     if (frames == 0 && !wasInterrupted)
         throw Unusable(job.input + ": no frame can be decoded");
-    if (!console.isJson())
-        console.write((job.label ? job.input + ": " : "") + std::to_string(frames) + " frames; "
-            + report.summary(job.asksForCodes(), job.asksForFaces()));
-    if (job.annotated && shown)
-        writeAnnotated(
-            *shown, engine::orientationAfter(video.quarterTurns), foundInShown, *job.annotated, console);
+    writeSummary(job, frames, report, console);
+    if (job.annotated && shown) {
+        const CGImagePropertyOrientation orientation = engine::orientationAfter(video.quarterTurns);
+        writeAnnotated(job, uprightPicture(makePicture(*shown, shown->width()), orientation), orientation,
+            foundInShown, console);
+    }
     return report.hasFound();
 }
 

@@ -61,6 +61,8 @@ void Console::writeEvent(std::string_view name, const Json& members)
 
 void Console::write(const std::string& line)
 {
+    if (json_)
+        return;
     const MutexLock lock(guard_);
     print(printable(withNamesAsGiven(line)) + "\n");
 }

@@ -39,7 +39,7 @@ public:
     [[nodiscard]] bool wantsEvents() const { return json_ || events_; }
     /// Writes an event to standard output and the file, where these are wanted.
     void writeEvent(std::string_view name, const Json& members = Json::object());
-    /// Writes a line on standard output.
+    /// Writes a line on standard output, unless that has events.
     void write(const std::string& line);
     /// Writes a line for the user, on standard error.
     void note(const std::string& line);

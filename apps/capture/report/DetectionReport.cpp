@@ -101,7 +101,7 @@ void DetectionReport::addFace(CGRect bounds, std::int64_t id, nanoseconds now)
                 Json::array({rounded(bounds.origin.x), rounded(bounds.origin.y), rounded(bounds.size.width),
                     rounded(bounds.size.height)})}},
             now);
-    if (isNew && !console_.isJson())
+    if (isNew)
         write(inColumns("face", "", placeOf(findingOf(bounds).corners)), now);
 }
 
@@ -118,7 +118,7 @@ void DetectionReport::addCodes(const std::vector<DetectedCode>& codes, nanosecon
     for (const DetectedCode& code : codes) {
         const Code key{kindOf(code), code.value()};
         codes_[key] = now;
-        if (!console_.isJson() && isNews(before, key, now))
+        if (isNews(before, key, now))
             write(inColumns(
                       key.first, key.second ? lineOf(*key.second) : "(unreadable)", placeOf(code.corners())),
                 now);

@@ -56,8 +56,6 @@ void MotionReport::add(Kind kind, bool holds)
     const bool isStability = kind == Kind::stability;
     console_.writeEvent(isStability ? "stability" : "facingAngle",
         {{isStability ? "stable" : "facing", holds}, {"time", numberOf(time)}});
-    if (console_.isJson())
-        return;
     std::array<char, 80> line{};
     std::snprintf(line.data(), line.size(), "%10.3f s  %s", time, describe(kind, holds));
     console_.write(line.data());

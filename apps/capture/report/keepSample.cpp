@@ -61,8 +61,7 @@ std::string keepSample(
             {"exifOrientation", static_cast<unsigned>(sample.exifOrientation())}, {"file", name},
             {"fileOrientation", numberOf(orientation ? orientation->number() : std::nullopt)}});
     std::string facts = std::to_string(sample.sample().size()) + " bytes" + describeProperties(properties);
-    if (!console.isJson())
-        console.write(name + ": " + facts);
+    console.write(name + ": " + facts);
     return facts;
 }
 
