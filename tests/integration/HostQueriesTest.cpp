@@ -51,6 +51,7 @@ TEST(HostQueries, ReportCamerasThatAppearAndDisappear)
     };
     screen.host.setCameraObserver(record);
     std::filesystem::copy_file(sample(), folder.file("other.mp4"));
+    writeFile(folder.file("beside"), "");
     const auto change = [&](const std::function<void()>& make, const std::string& expected) {
         make();
         EXPECT_TRUE(screen.runUntil([&] { return !changes.empty(); }));
@@ -69,7 +70,6 @@ TEST(HostQueries, ReportCamerasThatAppearAndDisappear)
         },
         " -");
     std::filesystem::copy_file(sample(), target); // noticed with the next change of permissions beside it
-    writeFile(folder.file("beside"), "");
     change([&] { std::filesystem::permissions(folder.file("beside"), std::filesystem::perms::none); }, " +");
     screen.host.setCameraObserver(nullptr);
     std::filesystem::remove(file);
