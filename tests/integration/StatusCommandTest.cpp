@@ -48,11 +48,11 @@ TEST(StatusCommand, ReportsChangesUntilItIsInterruptedOrNobodyReads)
         const auto await = [&](const std::string& text) {
             return "while ! grep -q '" + text + "' '" + output + "'; do sleep 0.01; done; ";
         };
-        const CommandResult result = runCommand("timeout 60 " + captureProgram() + " --back '" + file + "' "
-            + options + " status --watch >'" + output + "' & " + await("Permission\\|status") + "cp '"
-            + sample() + "' '" + folder.file("new") + "'; mv '" + folder.file("new") + "' '" + file + "'; "
-            + await("is present\\|present\": true") + "rm '" + file + "'; "
-            + await("is gone\\|present\": false") + "kill -TERM $!; wait $!");
+        const CommandResult result = runCommand(": >'" + output + "'; timeout 60 " + captureProgram()
+            + " --back '" + file + "' " + options + " status --watch >'" + output + "' & "
+            + await("Permission\\|status") + "cp '" + sample() + "' '" + folder.file("new") + "'; mv '"
+            + folder.file("new") + "' '" + file + "'; " + await("is present\\|present\": true") + "rm '"
+            + file + "'; " + await("is gone\\|present\": false") + "kill -TERM $!; wait $!");
         EXPECT_EQ(result.status, 130);
         return readFile(output);
     };
