@@ -6,9 +6,9 @@
 #include <engine/image/renderImage.h>
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
+#include <tamsel/client/Preview.h>
 #include <tamsel/client/SourceCallbacks.h>
 #include <tamsel/photo/makeImage.h>
-#include <tamsel/platform/AVCaptureVideoPreviewLayer.h>
 
 #include <gtest/gtest.h>
 
@@ -132,15 +132,6 @@ std::shared_ptr<CallbackDelegate> delegateOf(
     });
 }
 
-/// As a screen does when its interface turns.
-void turnPreview(const UIView& view, AVCaptureVideoOrientation orientation)
-{
-    for (const std::shared_ptr<CALayer>& layer : view.layer()->sublayers()) {
-        if (const auto preview = std::dynamic_pointer_cast<AVCaptureVideoPreviewLayer>(layer))
-            preview->connection()->setVideoOrientation(orientation);
-    }
-}
-
 CGPoint turned(CGPoint place, int turns)
 {
     for (; turns > 0; --turns)
@@ -219,12 +210,14 @@ TEST_P(Directions, EveryOutputShowsTheSceneUpright)
 #endif
             screen.manager->setMetadataDetection(kinds, delegate);
             const auto view = std::make_shared<UIView>(CGSize{640, 480});
+            const auto preview
+                = Preview::create(view, screen.host.platform(), screen.host.makeQueue("preview"), [] { });
             const SourceType camera = isFront ? SourceType::cameraFront(true) : SourceType::cameraBack(true);
             ASSERT_TRUE(screen.manager->startSession(camera, delegate, {}, view).has_value());
             ASSERT_TRUE(wait([&](Received& all) {
                 return all.frames > 0 && all.corner && (all.face || kinds.size() == 1);
             }));
-            turnPreview(*view, held.sensor);
+            ASSERT_TRUE(screen.runUntil([&] { return preview->newestFrame().has_value(); }));
             const std::string movie
                 = folder.file(std::string(held.name) + (isFront ? "-front.mp4" : "-back.mp4"));
             screen.manager->startVideoRecording(movie);
@@ -233,6 +226,7 @@ TEST_P(Directions, EveryOutputShowsTheSceneUpright)
             ASSERT_TRUE(wait([](Received& all) { return !all.still.empty(); }));
             screen.manager->stopVideoRecording();
             ASSERT_TRUE(wait([](Received& all) { return all.hasVideo && all.frames >= poses.size(); }));
+            const PreviewFrame drawn = preview->newestFrame().value();
             screen.manager->stopCameraSession();
 
             const std::lock_guard lock(received->guard); // codes may still come
@@ -246,6 +240,14 @@ TEST_P(Directions, EveryOutputShowsTheSceneUpright)
             expectPlace(*received->corner, codeCorner, 0.01);
             if (received->face)
                 expectPlace(*received->face, faceCentre, 0.03);
+            const Pixels mirrored
+                = isFront ? uprightPicture(scene, 2) : scene; // a front camera's preview is a mirror
+            EXPECT_EQ(uprightPicture(Pixels(*drawn.pixels), static_cast<int>(drawn.orientation)), mirrored);
+            const CGPoint onScreen = CGPointApplyAffineTransform(*received->corner, drawn.layerTransform);
+            const auto [origin, size] = drawn.rect;
+            EXPECT_NEAR(
+                (onScreen.x - origin.x) / size.width, isFront ? 1 - codeCorner.x : codeCorner.x, 0.01);
+            EXPECT_NEAR((onScreen.y - origin.y) / size.height, codeCorner.y, 0.01);
             const std::string still = folder.file("still.jpg");
             writeFile(still, received->still);
             const std::string tag = runCommand("exiftool -n -s3 -Orientation '" + still + "'").output;
@@ -289,7 +291,7 @@ TEST(SimulatedDirections, EveryOutputShowsTheSceneUpright)
         screen.manager->setMetadataDetection(
             {MetadataObjectType::dataMatrix, MetadataObjectType::face}, screen.client);
         screen.startAndRun(isFront ? SourceType::cameraFront(true) : SourceType::cameraBack(true));
-        turnPreview(*screen.view, held.sensor);
+        screen.previewLayer()->connection()->setVideoOrientation(held.sensor);
         screen.manager->startVideoRecording("film.mp4");
         screen.manager->captureStillImage(OvriImageSource::photo, std::nullopt);
         screen.phone.run();
