@@ -38,6 +38,11 @@ expect "live frames of 640 x 360" delivered 20 640
 run --back "$node" --preset photo --json frames --count 2
 expect "live frames of 3840 x 2160" delivered 2 3840
 
+# Its picture is eight bars. The fourth begins at three eighths of the width, where a zoom of 4 begins: 200 mm / (86 mm / tan 60°).
+run --back "$node" --preset none --minimum-focus-distance 200 --minimum-object-size 86 frames --count 1 --save-every 1
+convert frame-*.png -format '%[fx:p{8,180}.g > 0.6 && p{8,180}.r < 0.2 && p{8,180}.b < 0.2]' info: >out
+expect "digital zoom shows the middle" has '^1$' out
+
 run --back "$node" --preset none still still.jpg
 expect "a still" isFile still.jpg mjpeg,640,360
 run --back "$node" record film.mp4 --seconds 2 --silent

@@ -29,6 +29,7 @@ end() {
     wait $command
     status=$?
 }
+buffersAre() { [ "$(cat $devices/iio:device[01]/buffer/enable | sort -u)" = "$1" ]; }
 verdict() { waitFor has "$1" out; }
 
 say "sensors: uhid"
@@ -41,6 +42,7 @@ motion
 expect "the device is upright" verdict '"facing": true'
 expect "and held still" verdict '"stable": true'
 expect "upright from the beginning" eval '! has "\"facing\": false" out'
+expect "they are read through their buffers" buffersAre 1
 pose "$upsideDown" "$turning"
 expect "then it is upside down" verdict '"facing": false'
 expect "and turns" verdict '"stable": false'
@@ -53,4 +55,5 @@ pose "$flat" "$still" "0.6 0 0 0.8"
 motion
 expect "the attitude is the sensor's own" verdict '"facing": true'
 end
+expect "the buffers are as before" buffersAre 0
 unplug
