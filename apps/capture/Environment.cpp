@@ -242,10 +242,10 @@ std::unique_ptr<Environment> makeHost(const GlobalOptions& options, const Needs&
         configuration.location = *needs.location;
     configuration.writeLine = needs.isSilent ? [](std::string_view) { } : writeUnlessDebugOutput;
     configuration.writeReport = writeToStandardError;
-    if (needs.cameras) {
-        configuration.writeReport = [](std::string_view) { }; // the command reports its errors itself
+    if (needs.cameras || needs.reportsErrors)
+        configuration.writeReport = [](std::string_view) { };
+    if (needs.cameras)
         addCameras(configuration, options, needs);
-    }
     auto environment = std::make_unique<HostEnvironment>(std::move(configuration));
     if (const std::string problem = environment->host().problem(); !problem.empty())
         throw Unusable(problem);

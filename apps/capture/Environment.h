@@ -59,6 +59,7 @@ struct Needs {
     bool playsOnce = false; ///< a camera that is a file
     bool isOnVirtualTime = false; ///< on both back ends
     bool isSilent = false; ///< suppresses the messages of the library
+    bool reportsErrors = false; ///< itself; commands with cameras always do
     std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
     std::optional<host::HostLocationSource> location = std::nullopt;
     std::optional<RecordOptions> recording = std::nullopt;

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace tamsel::tests {
 
 namespace {
@@ -82,6 +84,18 @@ TEST(Zoom, ShowsTheSamePartOfEveryFormat)
             EXPECT_LE(difference(Pixels(zoomed), Pixels(expected)), 4)
                 << av_get_pix_fmt_name(format) << " " << width << " x " << factor;
         }
+    }
+}
+
+TEST(Zoom, ChangesNoColour)
+{
+    for (const std::uint32_t colour : {0xffffffffU, 0xffbebebeU, 0xff4080c0U, 0xff000000U}) {
+        Pixels flat(400, 300);
+        std::ranges::fill(flat.words, colour);
+        platform::CVPixelBuffer zoomed(400, 300);
+        host::enlarge(*flat.buffer(), {{30, 20}, {290, 210}}, zoomed);
+        EXPECT_LE(difference(Pixels(zoomed), flat), 1);
+        EXPECT_EQ(Pixels(zoomed).at(399, 299) >> 24, 0xffU);
     }
 }
 

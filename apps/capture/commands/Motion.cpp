@@ -136,8 +136,10 @@ void addMotion(Program& program)
             requireEnding(*options->plot, {".svg"});
         claimOutputs({options->plot ? &*options->plot : nullptr}, {options->logFile}, global.overwrites);
         options->readLog();
-        const auto environment = makeEnvironment(
-            global, {.isOnVirtualTime = options->log && !options->isInRealTime, .motionLog = options->log});
+        const auto environment = makeEnvironment(global,
+            {.isOnVirtualTime = options->log && !options->isInRealTime,
+                .reportsErrors = true,
+                .motionLog = options->log});
         return std::make_shared<MotionCommand>(global, *options, *environment)->run();
     };
     CLI::App& command = addCommand(program, "motion",

@@ -100,6 +100,8 @@ void Console::fail(const std::string& line)
         if (!hasFailed_)
             firstFailure_ = line;
         hasFailed_ = true;
+        if (!failures_.insert(line).second)
+            return; // each sample of a missing sensor fails the same way
     }
     note(line);
 }

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -79,6 +80,7 @@ private:
     bool isUnread_ TAMSEL_GUARDED_BY(guard_) = false; ///< the reader of standard output has ended
     bool showsProgress_ TAMSEL_GUARDED_BY(guard_) = false;
     std::string firstFailure_ TAMSEL_GUARDED_BY(guard_);
+    std::set<std::string> failures_ TAMSEL_GUARDED_BY(guard_);
     std::atomic<bool> hasFailed_ = false;
 };
 
