@@ -101,7 +101,7 @@ TEST(Preview, AndTheClientDoNotTakeEachOthersBuffers)
     EXPECT_EQ(screen.client->frames.size(), 4U);
     for (int frame = 4; frame < 12; ++frame) {
         screen.frame();
-        ASSERT_EQ(screen.newest(), frame) << "the preview goes on while the client keeps all buffers";
+        ASSERT_EQ(screen.newest(), frame) << "the preview continues while the client keeps all buffers";
         shown = screen.preview->newestFrame();
     }
     screen.client->frames.clear();
@@ -110,7 +110,7 @@ TEST(Preview, AndTheClientDoNotTakeEachOthersBuffers)
     EXPECT_EQ(screen.client->frames.size(), 4U) << "while the screen shows an old picture";
 }
 
-TEST(Preview, GoesOnWhileFramesAreGated)
+TEST(Preview, ContinuesWhileFramesAreGated)
 {
     PreviewScreen screen;
     screen.startAndRun();
