@@ -2,6 +2,8 @@
 
 #include <simulated/JournaledMotion.h>
 #include <simulated/JournaledServices.h>
+#include <simulated/RandomChooser.h>
+#include <simulated/Replay.h>
 #include <simulated/Scheduler.h>
 #include <simulated/ScriptedHook.h>
 
@@ -43,11 +45,18 @@ private:
     const std::string model_;
 };
 
+std::shared_ptr<Chooser> chooserOf(const PhoneConfiguration& given)
+{
+    if (!given.replay.empty())
+        return std::make_shared<ReplayChooser>(Replay::parse(given.replay));
+    return given.chooser ? given.chooser : std::make_shared<RandomChooser>(given.seed);
+}
+
 } // namespace
 
 struct Phone::Parts {
     explicit Parts(PhoneConfiguration given)
-        : scheduler(given.seed, given.timeIntervalSince1970),
+        : scheduler(chooserOf(given), given.timeIntervalSince1970),
           assetServices(std::move(given.assets)),
           imageServices(std::move(given.images)),
           photoEncoder(std::move(given.photoEncoder)),
@@ -109,6 +118,13 @@ struct Phone::Parts {
         hook->end();
     }
 
+    void refuseInside(const char* operation) const
+    {
+        if (scheduler.isInside())
+            throw std::logic_error(std::string("Phone::") + operation
+                + " in a callback, which the phone itself runs; Phone::spend makes a callback take time");
+    }
+
     Journal journal;
     Journal settings;
     std::string recordingProblem;
@@ -157,24 +173,29 @@ std::shared_ptr<DispatchQueue> Phone::makeQueue(std::string label)
 
 void Phone::run()
 {
-    parts_->scheduler.runUntil(parts_->scheduler.monotonic());
+    advance({});
 }
 
 void Phone::advance(nanoseconds duration)
 {
+    parts_->refuseInside("advance");
     parts_->scheduler.runUntil(parts_->scheduler.monotonic() + duration);
 }
 
 bool Phone::runUntil(const std::function<bool()>& condition, nanoseconds limit)
 {
-    const nanoseconds end = parts_->scheduler.monotonic() + limit;
-    while (!condition()) {
-        if (parts_->scheduler.step() || parts_->scheduler.advanceToNext(end))
-            continue;
-        parts_->scheduler.pass(end - parts_->scheduler.monotonic());
-        return false;
-    }
-    return true;
+    parts_->refuseInside("runUntil");
+    return parts_->scheduler.runUntil(parts_->scheduler.monotonic() + limit, condition);
+}
+
+void Phone::spend(nanoseconds duration)
+{
+    parts_->scheduler.spend(duration);
+}
+
+void Phone::at(nanoseconds time, std::string name, std::function<void()> action)
+{
+    parts_->scheduler.actAt(time, std::move(name), std::move(action));
 }
 
 nanoseconds Phone::now() const

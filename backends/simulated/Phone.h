@@ -1,5 +1,6 @@
 #pragma once
 
+#include <simulated/Chooser.h>
 #include <simulated/Journal.h>
 #include <simulated/SimulatedAssets.h>
 #include <simulated/SimulatedCamera.h>
@@ -35,6 +36,12 @@ namespace tamsel::simulated {
 struct PhoneConfiguration {
     /// Another seed gives another order of simultaneous events.
     std::uint64_t seed = 1;
+    /// Decides the order in place of the seed. Used by this phone only.
+    std::shared_ptr<Chooser> chooser = nullptr;
+    /// The text of a failure that `explore` has found: the same order again, in place of seed and chooser. A text that is
+    /// none of `explore`'s is a `std::invalid_argument` of the phone's constructor. When the scenario has changed so that
+    /// the order does not fit any more, `run`, `advance` and `runUntil` throw a `ScenarioError`.
+    std::string replay = {};
     std::vector<CameraScript> cameras{
         {.position = platform::AVCaptureDevicePosition::back},
         {.position = platform::AVCaptureDevicePosition::front},
@@ -75,7 +82,7 @@ public:
     /// A serial queue for a client's callbacks. The label is for people.
     [[nodiscard]] std::shared_ptr<platform::DispatchQueue> makeQueue(std::string label);
 
-    // Time.
+    // Time. In a callback, which the phone itself runs, the first three throw a `std::logic_error`.
 
     /// Runs everything that is ready, without advancing the time.
     void run();
@@ -84,6 +91,11 @@ public:
     /// Runs until the condition holds; false when the limit passes before.
     bool runUntil(
         const std::function<bool()>& condition, std::chrono::nanoseconds limit = std::chrono::minutes(1));
+    /// In a callback: it takes this time, so its queue is busy, and others run meanwhile. Elsewhere as `advance`.
+    void spend(std::chrono::nanoseconds duration);
+    /// Plans an action of the person or the program, on the main thread, at a time of `now`. It is an event among the
+    /// others, so it may run before or after simultaneous ones; actions keep their order. The name is for people.
+    void at(std::chrono::nanoseconds time, std::string name, std::function<void()> action);
     [[nodiscard]] std::chrono::nanoseconds now() const;
     /// True when no item waits or is suspended.
     [[nodiscard]] bool isIdle() const;

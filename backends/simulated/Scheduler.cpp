@@ -1,9 +1,6 @@
 #include <simulated/SchedulerParts.h>
 
-#include <engine/dispatch/callback.h>
-
 #include <algorithm>
-#include <cassert>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -26,7 +23,7 @@ public:
 
     void lock() override
     {
-        while (isLocked_ && *scheduler_) {
+        while (isLocked_ && *scheduler_ && !(*scheduler_)->isStuck_) {
             Scheduler& scheduler = **scheduler_;
             if (scheduler.running_) {
                 waiting_.push_back(scheduler.running_);
@@ -45,7 +42,7 @@ public:
         if (!waiting_.empty() && *scheduler_) {
             Task* next = waiting_.front();
             waiting_.pop_front();
-            (*scheduler_)->woken_.push_back(next);
+            (*scheduler_)->wake(*next);
         }
     }
 
@@ -72,12 +69,17 @@ public:
         const std::uint64_t arming = ++state_->arming;
         if (!*scheduler_)
             return;
-        (*scheduler_)->at(monotonicTime, [state = state_, arming] {
-            state->queue->async([state, arming] {
-                if (state->arming == arming)
-                    state->fire();
-            });
-        });
+        (*scheduler_)
+            ->plan(monotonicTime,
+                {.time = monotonicTime,
+                    .name = state_->queue->label(),
+                    .chain = state_->queue->chain,
+                    .callback = [state = state_, arming] {
+                        state->queue->async([state, arming] {
+                            if (state->arming == arming)
+                                state->fire();
+                        });
+                    }});
     }
     void armReadable() override { }
     void cancel() override { ++state_->arming; }
@@ -93,8 +95,8 @@ private:
     const std::shared_ptr<State> state_;
 };
 
-Scheduler::Scheduler(std::uint64_t seed, double timeIntervalSince1970)
-    : random_(seed),
+Scheduler::Scheduler(std::shared_ptr<Chooser> chooser, double timeIntervalSince1970)
+    : chooser_(std::move(chooser)),
       epoch_(timeIntervalSince1970),
       link_(std::make_shared<Scheduler*>(this)),
       outsideThread_(mainThread)
@@ -117,9 +119,10 @@ void Scheduler::end()
         resume(*tasks_[turn % tasks_.size()]); // in turn: one may wait for another
     *link_ = nullptr; // what is posted from here on is destroyed at once
     while (!ready_.empty()) {
-        const std::shared_ptr<Queue> queue = std::move(ready_.back());
+        const Event event = std::move(ready_.back());
         ready_.pop_back();
-        queue->items.clear();
+        if (event.queue)
+            event.queue->items.clear();
     }
 }
 
@@ -146,6 +149,11 @@ const std::string& Scheduler::currentThread() const
 bool Scheduler::isMainThread() const
 {
     return currentThread() == mainThread;
+}
+
+const std::string& Scheduler::currentPlace() const
+{
+    return running_ && running_->queue ? running_->queue->label() : currentThread();
 }
 
 bool Scheduler::isRunning(const void* identity) const
@@ -190,89 +198,54 @@ void Scheduler::asThread(const std::string& name, const std::function<void()>& b
     thread = before;
 }
 
+void Scheduler::plan(nanoseconds time, Event event)
+{
+    plans_.emplace(time, std::move(event));
+}
+
+void Scheduler::collectDue()
+{
+    while (!plans_.empty() && plans_.begin()->first <= now_)
+        ready_.push_back(std::move(plans_.extract(plans_.begin()).mapped()));
+}
+
 void Scheduler::markReady(std::shared_ptr<Queue> queue)
 {
-    ready_.push_back(std::move(queue));
+    const Queue& of = *queue;
+    ready_.push_back({.time = of.items.front().posted,
+        .name = of.label(),
+        .chain = of.chain,
+        .queue = std::move(queue),
+        .loop = of.loop});
 }
 
-bool Scheduler::step()
+void Scheduler::wake(Task& task)
 {
-    assert(!running_ && "the scheduler is driven from outside of its items");
-    const auto isFree = [](const Loop* loop) { return !loop || !loop->isBusy; };
-    struct Candidates {
-        std::vector<std::size_t> queues;
-        std::vector<std::size_t> plans;
-    } candidates;
-    for (std::size_t index = 0; index < ready_.size(); ++index) {
-        if (isFree(ready_[index]->loop))
-            candidates.queues.push_back(index);
-    }
-    for (std::size_t index = 0; index < plans_.size(); ++index) {
-        if (plans_[index].time <= now_ && isFree(plans_[index].loop))
-            candidates.plans.push_back(index);
-    }
-    const std::size_t count = candidates.queues.size() + candidates.plans.size() + woken_.size();
-    if (count == 0)
-        return false;
-    std::size_t choice = random_() % count;
-
-    if (choice < woken_.size()) {
-        Task* task = woken_[choice];
-        woken_.erase(woken_.begin() + static_cast<std::ptrdiff_t>(choice));
-        resume(*task);
-        return true;
-    }
-    choice -= woken_.size();
-    if (choice < candidates.plans.size()) {
-        const auto chosen = plans_.begin() + static_cast<std::ptrdiff_t>(candidates.plans[choice]);
-        Plan plan = std::move(*chosen);
-        plans_.erase(chosen);
-        if (plan.task)
-            resume(*plan.task);
-        else
-            begin(nullptr, plan.loop, std::move(plan.callback));
-        return true;
-    }
-    choice -= candidates.plans.size();
-    const auto chosen = ready_.begin() + static_cast<std::ptrdiff_t>(candidates.queues[choice]);
-    const std::shared_ptr<Queue> queue = std::move(*chosen);
-    ready_.erase(chosen);
-    platform::WorkItem item = std::move(queue->items.front());
-    queue->items.pop_front();
-    queue->isOccupied = true;
-    begin(queue, queue->loop, [item = std::move(item)]() mutable { item(); });
-    return true;
-}
-
-bool Scheduler::advanceToNext(nanoseconds limit)
-{
-    nanoseconds next = nanoseconds::max();
-    for (const Plan& plan : plans_) {
-        if (plan.time > now_)
-            next = std::min(next, plan.time);
-    }
-    if (next == nanoseconds::max() || next > limit)
-        return false;
-    now_ = next;
-    return true;
-}
-
-void Scheduler::runUntil(nanoseconds time)
-{
-    do {
-        while (step()) { }
-    } while (advanceToNext(time));
-    now_ = std::max(now_, time);
+    ready_.push_back({.time = now_ - task.lateness, .name = task.name, .chain = task.chain, .task = &task});
 }
 
 bool Scheduler::isIdle() const
 {
-    return ready_.empty() && tasks_.empty();
+    return tasks_.empty()
+        && std::ranges::none_of(ready_, [](const Event& event) { return event.queue != nullptr; });
 }
 
-void Scheduler::at(nanoseconds time, std::function<void()> callback)
+void Scheduler::at(nanoseconds time, std::string name, std::function<void()> callback)
 {
-    plans_.push_back({.time = time, .callback = std::move(callback)});
+    const auto [found, isNew] = chainsOfNames_.try_emplace(std::move(name), chains_);
+    if (isNew)
+        ++chains_;
+    plan(time, {.time = time, .name = found->first, .chain = found->second, .callback = std::move(callback)});
+}
+
+void Scheduler::actAt(nanoseconds time, std::string name, std::function<void()> action)
+{
+    plan(time,
+        {.time = time,
+            .name = *namesOfActions_.insert(std::move(name)).first,
+            .chain = chainOfActions_,
+            .callback = std::move(action),
+            .loop = &loopOf(mainThread)});
 }
 
 void Scheduler::spend(nanoseconds duration)
@@ -283,63 +256,17 @@ void Scheduler::spend(nanoseconds duration)
         runUntil(now_ + duration);
         return;
     }
-    plans_.push_back({.time = now_ + duration, .task = running_});
+    plan(now_ + duration,
+        {.time = now_ + duration - running_->lateness,
+            .name = running_->name,
+            .chain = running_->chain,
+            .task = running_});
     suspendTask();
 }
 
 std::unique_ptr<engine::OperationLock> Scheduler::makeOperationLock()
 {
     return std::make_unique<Lock>(link_);
-}
-
-void Scheduler::begin(std::shared_ptr<Queue> queue, Loop* loop, std::move_only_function<void()> body)
-{
-    Task& task = *tasks_.emplace_back(std::make_unique<Task>());
-    if (idleFibers_.empty()) {
-        task.fiber = std::make_unique<Fiber>();
-    } else {
-        task.fiber = std::move(idleFibers_.back());
-        idleFibers_.pop_back();
-    }
-    task.thread = loop ? loop->thread : workerThread;
-    task.queue = std::move(queue);
-    task.loop = loop;
-    if (loop)
-        loop->isBusy = true;
-    running_ = &task;
-    task.fiber->run([body = std::move(body)]() mutable { engine::callOut(body); });
-    running_ = nullptr;
-    settle(task);
-}
-
-void Scheduler::resume(Task& task)
-{
-    running_ = &task;
-    task.fiber->resume();
-    running_ = nullptr;
-    settle(task);
-}
-
-void Scheduler::settle(Task& task)
-{
-    if (!task.fiber->isIdle())
-        return;
-    if (task.loop)
-        task.loop->isBusy = false;
-    if (task.queue) {
-        task.queue->isOccupied = false;
-        if (!task.queue->items.empty())
-            markReady(task.queue);
-    }
-    idleFibers_.push_back(std::move(task.fiber));
-    const auto found = std::ranges::find(tasks_, &task, &std::unique_ptr<Task>::get);
-    const std::unique_ptr<Task> ended = std::move(*found); // its queue may be released with it
-    tasks_.erase(found);
-}
-
-void Scheduler::suspendTask()
-{
-    running_->fiber->suspend();
 }
 
 } // namespace tamsel::simulated

@@ -72,7 +72,7 @@ std::expected<void, Error> SimulatedCamera::start(
     preset_ = preset;
     sink_ = std::move(sink);
     startTime_ = scheduler_.monotonic();
-    planFrame(++starts_);
+    planFrame(++starts_, startTime_);
     return {};
 }
 
@@ -82,20 +82,27 @@ void SimulatedCamera::stop()
     scheduler_.spend(script_.timeToStop);
 }
 
-void SimulatedCamera::planFrame(std::uint64_t start)
+void SimulatedCamera::planFrame(std::uint64_t start, std::chrono::nanoseconds previous)
 {
     if (script_.frameInterval <= std::chrono::nanoseconds::zero())
         return;
-    scheduler_.at(scheduler_.monotonic() + script_.frameInterval, [weakSelf = weak_from_this(), start] {
+    const std::chrono::nanoseconds time = previous + script_.frameInterval;
+    scheduler_.at(time, "frame of " + uniqueID_, [weakSelf = weak_from_this(), start, time] {
         const std::shared_ptr<SimulatedCamera> self = weakSelf.lock();
         if (!self || !self->sink_ || self->starts_ != start)
             return;
-        self->planFrame(start);
-        self->produceFrame();
+        self->planFrame(start, time);
+        self->produceFrame(time);
     });
 }
 
 bool SimulatedCamera::produceFrame()
+{
+    return produceFrame(scheduler_.monotonic());
+}
+
+/// The driver's thread may be later than the frame.
+bool SimulatedCamera::produceFrame(std::chrono::nanoseconds captureTime)
 {
     const std::shared_ptr<engine::FrameSink> sink = sink_;
     if (!sink)
@@ -107,10 +114,9 @@ bool SimulatedCamera::produceFrame()
         return false;
     }
     showPlaces(*buffer, number);
-    const std::chrono::nanoseconds now = scheduler_.monotonic();
     sink->deliver({.buffer = buffer,
-        .mediaTime = {.value = (now - startTime_).count(), .timescale = 1'000'000'000},
-        .captureTime = now});
+        .mediaTime = {.value = (captureTime - startTime_).count(), .timescale = 1'000'000'000},
+        .captureTime = captureTime});
     return true;
 }
 

@@ -73,7 +73,8 @@ public:
     void setTorchMode(platform::AVCaptureTorchMode mode) override { torchMode_ = mode; }
 
 private:
-    void planFrame(std::uint64_t start);
+    void planFrame(std::uint64_t start, std::chrono::nanoseconds previous);
+    bool produceFrame(std::chrono::nanoseconds captureTime);
 
     CameraScript script_;
     const std::string uniqueID_;

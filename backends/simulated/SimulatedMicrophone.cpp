@@ -67,21 +67,21 @@ std::expected<std::unique_ptr<engine::SoundStream>, Error> SimulatedMicrophone::
     const auto listener = std::make_shared<Listener>(std::move(sink), scheduler_.monotonic());
     std::erase_if(listeners_, [](const std::weak_ptr<Listener>& ended) { return ended.expired(); });
     listeners_.push_back(listener);
-    plan(listener);
+    plan(listener, listener->begin);
     return std::make_unique<Stream>(listener);
 }
 
-void SimulatedMicrophone::plan(const std::shared_ptr<Listener>& listener)
+void SimulatedMicrophone::plan(const std::shared_ptr<Listener>& listener, nanoseconds previous)
 {
-    scheduler_.at(scheduler_.monotonic() + script_.chunkInterval,
-        [weakSelf = weak_from_this(), weak = std::weak_ptr(listener)] {
-            const std::shared_ptr<SimulatedMicrophone> self = weakSelf.lock();
-            const std::shared_ptr<Listener> running = weak.lock();
-            if (!self || !running || !running->sink)
-                return;
-            self->plan(running);
-            running->sink->deliver(self->hear(*running));
-        });
+    const nanoseconds time = previous + script_.chunkInterval;
+    scheduler_.at(time, "microphone", [weakSelf = weak_from_this(), weak = std::weak_ptr(listener), time] {
+        const std::shared_ptr<SimulatedMicrophone> self = weakSelf.lock();
+        const std::shared_ptr<Listener> running = weak.lock();
+        if (!self || !running || !running->sink)
+            return;
+        self->plan(running, time);
+        running->sink->deliver(self->hear(*running));
+    });
 }
 
 /// All sound since the previous chunk.

@@ -49,7 +49,7 @@ private:
     class Stream;
     struct Listener;
 
-    void plan(const std::shared_ptr<Listener>& listener);
+    void plan(const std::shared_ptr<Listener>& listener, std::chrono::nanoseconds previous);
     [[nodiscard]] engine::SoundChunk hear(Listener& listener) const;
 
     MicrophoneScript script_;

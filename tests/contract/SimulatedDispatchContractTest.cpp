@@ -1,5 +1,6 @@
 #include <contract/DispatchContract.h>
 
+#include <simulated/RandomChooser.h>
 #include <simulated/Scheduler.h>
 
 namespace tamsel::tests {
@@ -20,7 +21,7 @@ template <std::uint64_t Seed> struct SimulatedHarness {
     }
     void blockUntil(const std::function<bool()>&) { scheduler.spend(std::chrono::seconds(1)); }
 
-    simulated::Scheduler scheduler{Seed, 0};
+    simulated::Scheduler scheduler{std::make_shared<simulated::RandomChooser>(Seed), 0};
 };
 
 using Seeds = testing::Types<SimulatedHarness<1>, SimulatedHarness<2>, SimulatedHarness<3>>;

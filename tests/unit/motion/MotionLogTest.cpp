@@ -2,6 +2,7 @@
 
 #include <engine/motion/Motion.h>
 #include <simulated/Phone.h>
+#include <simulated/RandomChooser.h>
 #include <simulated/Scheduler.h>
 
 #include <gtest/gtest.h>
@@ -243,7 +244,7 @@ struct UsedSensor final : engine::MotionDriver {
 
 TEST(MotionStream, UsesItsSensorWhileItRuns)
 {
-    simulated::Scheduler scheduler(1, 0);
+    simulated::Scheduler scheduler(std::make_shared<simulated::RandomChooser>(1), 0);
     const auto sensor = std::make_shared<UsedSensor>();
     engine::Motion motion(scheduler, scheduler, sensor);
     auto manager = motion.makeMotionManager();
