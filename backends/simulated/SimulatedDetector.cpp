@@ -2,8 +2,6 @@
 
 #include <simulated/Scheduler.h>
 
-#include <tamsel/metadata/MetadataObjectType.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -20,6 +18,20 @@ std::vector<AVMetadataObjectType> allMetadataObjectTypes()
     for (const MetadataObjectType kind : kinds)
         types.emplace_back(kind.rawValue());
     return types;
+}
+
+std::shared_ptr<const AVMetadataObject> code(MetadataObjectType type, std::string text, CGRect bounds)
+{
+    const auto [x, y] = bounds.origin;
+    const auto [width, height] = bounds.size;
+    return std::make_shared<AVMetadataMachineReadableCodeObject>(std::string(type.rawValue()),
+        std::vector<CGPoint>{{x, y}, {x + width, y}, {x + width, y + height}, {x, y + height}},
+        std::move(text));
+}
+
+std::shared_ptr<const AVMetadataObject> face(CGRect bounds, std::int64_t faceID)
+{
+    return std::make_shared<AVMetadataFaceObject>(bounds, faceID);
 }
 
 class SimulatedDetector::Detection final : public engine::MetadataDetection {

@@ -2,11 +2,16 @@
 
 #include <engine/capture/MetadataDetector.h>
 
+#include <tamsel/metadata/MetadataObjectType.h>
+#include <tamsel/platform/AVMetadataObject.h>
+#include <tamsel/platform/Geometry.h>
+
 #include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace tamsel::simulated {
@@ -15,6 +20,14 @@ class Scheduler;
 
 /// The identifiers of all kinds of codes, then that of faces.
 [[nodiscard]] std::vector<platform::AVMetadataObjectType> allMetadataObjectTypes();
+
+/// Objects in view, for a scene. Bounds are relative to the frame: 0 to 1, origin in its top left corner.
+/// @{
+[[nodiscard]] std::shared_ptr<const platform::AVMetadataObject> code(
+    MetadataObjectType type, std::string text, platform::CGRect bounds = {{0.4, 0.4}, {0.2, 0.2}});
+[[nodiscard]] std::shared_ptr<const platform::AVMetadataObject> face(
+    platform::CGRect bounds = {{0.3, 0.2}, {0.4, 0.5}}, std::int64_t faceID = 1);
+/// @}
 
 /// The script of a simulated detector. May be changed at any time.
 struct DetectorScript {
@@ -30,8 +43,7 @@ struct DetectorScript {
 /// A scripted detector. It examines frames while a camera session runs that detects something. The client is called
 /// when the phone runs (`Phone::run`, `advance`), `timeToDetect` after the frame:
 ///
-///     phone.detector().show({std::make_shared<platform::AVMetadataMachineReadableCodeObject>(
-///         "org.iso.QRCode", std::vector<platform::CGPoint>{{0.1, 0.1}, {0.2, 0.1}, {0.2, 0.2}, {0.1, 0.2}}, "hello")});
+///     phone.detector().show({simulated::code(MetadataObjectType::qr, "hello")});
 ///     phone.camera(platform::AVCaptureDevicePosition::back).produceFrame();
 ///     phone.run(); // the client has one code
 class SimulatedDetector final : public engine::MetadataDetector,

@@ -1,0 +1,337 @@
+#include <simulated/explore.h>
+
+#include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/platform/AVMetadataObject.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <ratio>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace tamsel::tests {
+
+using namespace platform;
+using namespace std::chrono_literals;
+using simulated::ExploreOptions;
+using simulated::ExploreResult;
+using simulated::Phone;
+using std::chrono::nanoseconds;
+
+namespace {
+
+/// Counts what it receives, and notes each promise that is broken.
+struct Client final : OvriSourceToSession, OvriMotionSourceDelegate, OvriMetadataOutputDelegate {
+    using OvriMetadataOutputDelegate::sourceManagerDidDetect;
+
+    void sourceManagerDidGetFrame(OvriSourceManager&, const OvriCaptureFrameUpdate& frame) override
+    {
+        called();
+        ++frames;
+        const nanoseconds time = frame.imageBuffer()->timing().value().captureTime;
+        if (std::exchange(lastFrame, time) >= time)
+            broken += " frames out of order";
+    }
+    void sourceManagerDidGetSample(OvriSourceManager&, const std::shared_ptr<CaptureSampleUpdate>&) override
+    {
+        called();
+        ++answers;
+    }
+    void sourceManagerDidGetVideo(OvriSourceManager&, const std::filesystem::path& url) override
+    {
+        called();
+        if (++videos[url.string()] > 1)
+            broken += " a movie twice";
+    }
+    void sourceManagerDidGetSourceError(OvriSourceManager&, const SourceError& error) override
+    {
+        called();
+        const auto* camera = std::get_if<CameraError>(&error);
+        answers += camera && camera->kind() == CameraError::Case::captureImageFailed ? 1 : 0;
+    }
+    void sourceManagerCameraDidSuspend(OvriSourceManager&) override
+    {
+        called();
+        ++suspends;
+    }
+    void sourceManagerCameraDidResume(OvriSourceManager&) override
+    {
+        called();
+        --suspends;
+    }
+    void sourceManagerDidDetect(OvriSourceManager&, const OvriMetadataFaceObject&) override { called(); }
+    void sourceManagerDidDetectStability(OvriSourceManager&, bool isStable) override
+    {
+        called();
+        if (std::exchange(wasStable, isStable) == isStable)
+            broken += " the same verdict twice";
+    }
+
+    void called()
+    {
+        if (isReleased)
+            broken += " a call after the release";
+    }
+
+    int frames = 0;
+    int answers = 0; ///< to stills
+    int suspends = 0; ///< less the resumes
+    std::map<std::string, int> videos;
+    std::optional<nanoseconds> lastFrame;
+    std::optional<bool> wasStable;
+    bool isReleased = false;
+    std::string broken;
+};
+
+/// A manager whose operations race with the phone and with each other.
+struct Stage {
+    explicit Stage(Phone& given) : phone(given)
+    {
+        manager = OvriSourceManager::create({SourceType::stability()},
+            CameraConfiguration::SessionPreset::photo, phone.makeQueue("screen"), phone.platform());
+    }
+
+    /// One public operation, as long as there is a manager.
+    void at(nanoseconds time, const char* name, std::function<void(OvriSourceManager&)> operation)
+    {
+        phone.at(time, name, [this, operation = std::move(operation)] {
+            if (!manager)
+                return;
+            const nanoseconds before = phone.now();
+            operation(*manager);
+            if (phone.now() != before)
+                client->broken += " an operation takes time";
+        });
+    }
+    void start(nanoseconds time, const SourceType& type)
+    {
+        at(time, "start",
+            [this, type](OvriSourceManager& own) { (void)own.startSession(type, client, {}, view); });
+    }
+    void still(nanoseconds time)
+    {
+        at(time, "still", [this](OvriSourceManager& own) {
+            ++stills;
+            own.captureStillImage(OvriImageSource::photo, std::nullopt);
+        });
+    }
+    void pause(nanoseconds time)
+    {
+        isPausedInBetween = true;
+        at(time, "pause", [](OvriSourceManager& own) { own.pauseCamera(); });
+    }
+    void resume(nanoseconds time)
+    {
+        at(time, "resume", [](OvriSourceManager& own) { own.resumeCamera(); });
+    }
+    void leave(nanoseconds time)
+    {
+        phone.at(time, "leave", [this] { phone.enterBackground(); });
+    }
+    void comeBack(nanoseconds time)
+    {
+        phone.at(time, "return", [this] { phone.enterForeground(); });
+    }
+    void release(nanoseconds time)
+    {
+        phone.at(time, "release", [this] { release(); });
+    }
+    void release()
+    {
+        released = manager;
+        manager = nullptr;
+        client->isReleased = released.expired(); // an item may hold it a little longer
+    }
+
+    /// All that must hold in the end, when nobody is late any more.
+    std::optional<std::string> problem()
+    {
+        std::string& broken = client->broken;
+        if (manager) {
+            const FrameCounts counts = manager->frameCounts();
+            if (counts.produced != counts.delivered + counts.dropped() + counts.gated + counts.inFlight)
+                broken += " the ledger does not close";
+            if (client->answers != stills && stills > 0)
+                broken += " " + std::to_string(client->answers) + " answers to " + std::to_string(stills)
+                    + " stills";
+            if (client->suspends != 0 && !isPausedInBetween)
+                broken += " not as many resumes as suspends";
+            manager->pauseCamera();
+            phone.advance(5s);
+            const auto lines = phone.journal().texts("recording");
+            const auto ignored = std::ranges::count_if(lines,
+                [](const std::string& line) { return line.ends_with("another recording is in progress"); });
+            if (std::ssize(client->videos) + ignored != std::ssize(phone.journal().texts("startRecording")))
+                broken += " a movie without its URL";
+            release();
+        }
+        phone.advance(10s);
+        if (!released.expired())
+            broken += " the manager lives";
+        for (const auto position : {AVCaptureDevicePosition::back, AVCaptureDevicePosition::front}) {
+            if (phone.camera(position).isOpen() || phone.camera(position).isStarted())
+                broken += " a camera runs";
+        }
+        if (!phone.isIdle())
+            broken += " no rest";
+        return broken.empty() ? std::nullopt : std::optional(broken);
+    }
+
+    Phone& phone;
+    std::shared_ptr<OvriSourceManager> manager;
+    std::weak_ptr<OvriSourceManager> released;
+    std::shared_ptr<Client> client = std::make_shared<Client>();
+    std::shared_ptr<UIView> view = std::make_shared<UIView>();
+    int stills = 0;
+    bool isPausedInBetween = false; ///< then some suspends are not reported
+};
+
+/// Operations within half a second. The camera runs from 0 on unless the scenario starts it; frames come at 33 ms, 66 ms
+/// and so on.
+struct Case {
+    std::string name;
+    std::function<void(Stage&)> plan;
+    nanoseconds choicesFrom = 90ms;
+};
+
+const std::vector<Case> cases{
+    {"startsAndStops",
+        [](Stage& stage) {
+            stage.at(33ms, "stop", [](OvriSourceManager& own) { own.stopCameraSession(); });
+            stage.start(33ms, SourceType::cameraFront(false));
+            stage.at(70ms, "stop all", [](OvriSourceManager& own) { own.stopAllSessions(); });
+            stage.start(80ms, SourceType::cameraBack(false));
+        },
+        0ms},
+    {"pauses",
+        [](Stage& stage) {
+            for (const auto time : {99ms, 132ms, 140ms}) {
+                stage.pause(time);
+                stage.resume(time);
+            }
+            stage.leave(133ms);
+            stage.comeBack(141ms);
+        }},
+    {"background",
+        [](Stage& stage) {
+            stage.leave(99ms);
+            stage.comeBack(120ms);
+            stage.leave(132ms);
+            stage.comeBack(133ms);
+        }},
+    {"unplugged",
+        [](Stage& stage) {
+            stage.phone.at(99ms, "unplug",
+                [&phone = stage.phone] { phone.camera(AVCaptureDevicePosition::back).unplug(); });
+            stage.still(99ms);
+            stage.phone.at(132ms, "plug in",
+                [&phone = stage.phone] { phone.camera(AVCaptureDevicePosition::back).plugIn(); });
+            stage.resume(132ms);
+        }},
+    {"stills",
+        [](Stage& stage) {
+            stage.still(99ms);
+            stage.leave(132ms);
+            stage.still(132ms);
+            stage.comeBack(140ms);
+            stage.still(165ms);
+            stage.pause(166ms);
+            stage.resume(198ms);
+        }},
+    {"recordings",
+        [](Stage& stage) {
+            stage.at(99ms, "record", [](OvriSourceManager& own) { own.startVideoRecording("a.mp4"); });
+            stage.at(132ms, "end", [](OvriSourceManager& own) { own.stopVideoRecording(); });
+            stage.at(133ms, "record", [](OvriSourceManager& own) { own.startVideoRecording("b.mp4"); });
+            stage.pause(165ms);
+            stage.resume(170ms);
+            stage.at(231ms, "record", [](OvriSourceManager& own) { own.startVideoRecording("c.mp4"); });
+            stage.leave(264ms);
+            stage.comeBack(265ms);
+        }},
+    {"detection",
+        [](Stage& stage) {
+            stage.phone.detector().show({std::make_shared<AVMetadataFaceObject>(CGRect{}, 1)});
+            stage.at(99ms, "detect",
+                [&stage](OvriSourceManager& own) { own.setFaceMetadataDetection(stage.client); });
+            stage.pause(110ms);
+            stage.resume(120ms);
+            stage.at(165ms, "no delegate", [](OvriSourceManager& own) { own.setMetadataDelegate(nullptr); });
+        }},
+    {"motion",
+        [](Stage& stage) {
+            stage.at(99ms, "measure", [&stage](OvriSourceManager& own) {
+                own.startMotionDetection(
+                    {SourceType::stability()}, stage.client, {{"stabilityDuration", 0.1}});
+            });
+            stage.at(320ms, "stop", [](OvriSourceManager& own) { own.stopMotionWorkers(); });
+        }},
+};
+
+class Promises : public testing::TestWithParam<std::tuple<std::size_t, nanoseconds>> { };
+
+/// Of the wall clock, for all cases of this program.
+nanoseconds budget()
+{
+    const char* minutes = std::getenv("TAMSEL_EXPLORE_MINUTES");
+    return minutes ? std::chrono::duration_cast<nanoseconds>(
+                         std::chrono::duration<double, std::ratio<60>>(std::atof(minutes)))
+                   : nanoseconds(60s);
+}
+
+} // namespace
+
+TEST_P(Promises, HoldInEveryOrder)
+{
+    const auto& [number, lateBy] = GetParam();
+    const Case& tested = cases[number];
+    const std::vector<nanoseconds> releases{-1ns, 99ms, 132ms, 133ms, 165ms};
+    for (const nanoseconds release : releases) {
+        ExploreOptions options{.runs = 20'000,
+            .maximumDelays = 2,
+            .lateBy = lateBy,
+            .choicesFrom = tested.choicesFrom,
+            .choicesUntil = 500ms,
+            .threads = 0,
+            .timeLimit = budget() / (2 * std::ssize(cases) * std::ssize(releases))};
+        options.phone.microphone = simulated::MicrophoneScript{};
+        options.phone.bufferCount = 4;
+        for (simulated::CameraScript& camera : options.phone.cameras) {
+            camera.width = 8;
+            camera.height = 6;
+            camera.frameInterval = 33ms;
+            camera.timeToStop = 5ms;
+        }
+        const ExploreResult result = simulated::explore(options, [&](Phone& phone) {
+            Stage stage(phone);
+            stage.start(0ms, SourceType::cameraBack(tested.name == "recordings"));
+            tested.plan(stage);
+            if (release >= 0ns)
+                stage.release(release);
+            phone.advance(8s);
+            return stage.problem();
+        });
+        EXPECT_FALSE(result.failure) << "released at " << release / 1ms << " ms: " << result;
+        if (std::getenv("TAMSEL_EXPLORE_MINUTES"))
+            std::cout << result;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, Promises,
+    testing::Combine(
+        testing::Range<std::size_t>(0, cases.size()), testing::Values(nanoseconds(0), nanoseconds(100ms))),
+    [](const testing::TestParamInfo<Promises::ParamType>& which) {
+        return cases[std::get<0>(which.param)].name + (std::get<1>(which.param) > 0ns ? "Late" : "");
+    });
+
+} // namespace tamsel::tests
