@@ -228,16 +228,18 @@ void Explorer::tryPriorities(std::size_t count)
                 ++valid[number % std::size(depths)];
         });
     std::ostringstream line;
-    line << "random priorities: " << counted(runs, "run") << "; with up to " << maximumChains_
-         << " chains and " << steps << " steps they find a fault of ";
-    for (std::size_t index = 0; index < std::size(depths); ++index) {
+    line << "random priorities: " << counted(runs, "run");
+    for (std::size_t index = 0; index < std::size(depths) && !failed_; ++index) {
         // The theorem: 1 / (n * k^(d - 1)) in each run.
         const double once = 1
             / (static_cast<double>(maximumChains_)
                 * std::pow(static_cast<double>(steps), static_cast<double>(depths[index] - 1)));
         const double found = -std::expm1(static_cast<double>(valid[index]) * std::log1p(-once));
-        line << (index == 0 ? "" : ", of ") << depths[index] << " constraints with at least "
-             << percentage(found);
+        if (index == 0)
+            line << "; with up to " << maximumChains_ << " chains and " << steps
+                 << " steps they find a fault of ";
+        line << (index == 0 ? "" : ", of ") << depths[index]
+             << (index == 0 ? " constraints with at least " : " with ") << percentage(found);
     }
     result_.tried.push_back(line.str());
 }

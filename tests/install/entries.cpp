@@ -10,7 +10,7 @@
 #include <engine/motion/LogMotion.h>
 #include <engine/motion/Motion.h>
 #include <formats/ImageFile.h>
-#include <simulated/Phone.h>
+#include <simulated/explore.h>
 #include <tamsel/client/CaptureGate.h>
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/photo/makeImage.h>
