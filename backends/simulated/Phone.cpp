@@ -6,6 +6,7 @@
 #include <simulated/Replay.h>
 #include <simulated/Scheduler.h>
 #include <simulated/ScriptedHook.h>
+#include <simulated/journalOfClient.h>
 
 #include <engine/capture/ApplicationState.h>
 #include <engine/capture/Capture.h>
@@ -61,7 +62,8 @@ struct Phone::Parts {
           imageServices(std::move(given.images)),
           photoEncoder(std::move(given.photoEncoder)),
           movieWriters(std::move(given.movieWriters)),
-          motion(std::make_shared<SimulatedMotion>(std::move(given.motion), std::move(given.motionLog))),
+          motion(std::make_shared<SimulatedMotion>(
+              std::move(given.motion), std::move(given.motionLog), scheduler)),
           device(std::move(given.systemVersion), std::move(given.model)),
           application(scheduler.mainQueue(), center)
     {
@@ -125,7 +127,7 @@ struct Phone::Parts {
                 + " in a callback, which the phone itself runs; Phone::spend makes a callback take time");
     }
 
-    Journal journal;
+    Journal journal{[this] { return scheduler.currentPlace(); }};
     Journal settings;
     std::string recordingProblem;
     NotificationCenter center;
@@ -149,6 +151,7 @@ struct Phone::Parts {
     std::shared_ptr<ScriptedHook> hook = std::make_shared<ScriptedHook>(scheduler, journal, settings);
     engine::SystemSounds sounds{std::make_shared<JournaledSounds>(scheduler, journal)};
     Tamsel tamsel;
+    const std::shared_ptr<CallbackDelegate> journalOfClient = simulated::journalOfClient(scheduler, journal);
     JournaledLines lines{scheduler, journal};
     JournaledReports reports{scheduler, journal};
     ScriptedDevice device;
@@ -312,6 +315,11 @@ void Phone::delay(CaptureCall call, nanoseconds duration)
 Journal& Phone::journal()
 {
     return parts_->journal;
+}
+
+const std::shared_ptr<CallbackDelegate>& Phone::journalOfClient()
+{
+    return parts_->journalOfClient;
 }
 
 } // namespace tamsel::simulated

@@ -13,6 +13,8 @@
 
 #include <engine/capture/CaptureHook.h>
 
+#include <tamsel/client/ForwardingDelegate.h>
+#include <tamsel/client/SourceCallbacks.h>
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/UIApplication.h>
 #include <tamsel/platform/UIDevice.h>
@@ -134,6 +136,16 @@ public:
     void delay(engine::CaptureCall call, std::chrono::nanoseconds duration);
 
     [[nodiscard]] Journal& journal();
+    /// A delegate for a manager that writes each call to the journal and passes it on to `delegate`. Keep both: a
+    /// manager holds it weakly, and it holds `delegate` weakly.
+    template <typename Delegate>
+    [[nodiscard]] std::shared_ptr<ForwardingDelegate> journaled(const std::shared_ptr<Delegate>& delegate)
+    {
+        const auto both = std::make_shared<ForwardingDelegate>();
+        both->add(journalOfClient());
+        both->add(delegate);
+        return both;
+    }
     /// The settings of stills and outputs that have no effect on a simulated phone, in order.
     [[nodiscard]] const Journal& settings() const;
     /// The reports to the product, in order.
@@ -141,6 +153,8 @@ public:
 
 private:
     struct Parts;
+
+    [[nodiscard]] const std::shared_ptr<CallbackDelegate>& journalOfClient();
 
     std::unique_ptr<Parts> parts_;
 };

@@ -3,9 +3,13 @@
 #include <engine/motion/LogMotion.h>
 #include <engine/motion/Motion.h>
 
+#include <tamsel/platform/Clock.h>
+
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <memory>
+#include <numbers>
 #include <optional>
 
 namespace tamsel::simulated {
@@ -27,9 +31,17 @@ struct MotionScript {
 /// Motion sensors that follow the script, or a log if there is one.
 class SimulatedMotion final : public engine::MotionDriver {
 public:
-    SimulatedMotion(MotionScript script, std::shared_ptr<const formats::MotionLog> log);
+    SimulatedMotion(
+        MotionScript script, std::shared_ptr<const formats::MotionLog> log, const platform::Clock& clock);
 
     [[nodiscard]] MotionScript& script() { return script_; }
+
+    /// The hand that holds the phone, in place of the script's gyroscope: `shake` turns it by turns, `hold` keeps it still.
+    /// A movement begins when the one before has ended, and then the script has effect again.
+    void hold(std::chrono::nanoseconds duration) { move(duration, 0); }
+    void shake(std::chrono::nanoseconds duration) { move(duration, shakingRate); }
+    /// The top of the phone is lifted so far from now on, in place of the script's device motion.
+    void tilt(double degrees) { pitch_ = degrees * std::numbers::pi / 180; }
 
     /// Delivers one additional reading now to every manager that has ever started the stream, also after a stop.
     void produce(const engine::GyroReading& reading) { services_->deliver(reading); }
@@ -49,7 +61,20 @@ public:
     void setServices(engine::Motion& services) { services_ = &services; }
 
 private:
+    static constexpr double shakingRate = 3; ///< rad/s
+
+    struct Movement {
+        std::chrono::nanoseconds end;
+        double rate;
+    };
+
+    void move(std::chrono::nanoseconds duration, double rate);
+
     MotionScript script_;
+    const platform::Clock& clock_;
+    std::deque<Movement> movements_; ///< in order; those that have ended are removed
+    std::optional<double> pitch_; ///< radians
+    double direction_ = 1; ///< of the latest turn
     std::optional<engine::LogMotion> log_;
     engine::Motion* services_ = nullptr;
 };

@@ -1,6 +1,8 @@
 #include <simulated/Order.h>
 #include <simulated/explore.h>
 
+#include <tamsel/client/SourceCallbacks.h>
+#include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/platform/Dispatch.h>
 #include <tamsel/platform/Platform.h>
 
@@ -241,6 +243,48 @@ TEST(Phone, MakesACallbackTakeTimeAndRefusesToRunInOne)
     phone.advance(1s);
     std::erase(history, "other10"); // before or after the return
     EXPECT_EQ(history, (std::vector<std::string>{"slow0", "leave10", "return10", "slow30", "next30"}));
+}
+
+TEST(Phone, WritesWhatTheClientIsToldIntoItsJournal)
+{
+    const auto journalOf = [](std::chrono::nanoseconds still) {
+        Phone phone;
+        phone.camera(platform::AVCaptureDevicePosition::back).script().frameInterval = 33ms;
+        const auto screen = makeDelegate({});
+        const auto told = phone.journaled(screen);
+        const auto view = std::make_shared<platform::UIView>();
+        const auto manager = OvriSourceManager::create({SourceType::stability(), SourceType::facingAngle()},
+            CameraConfiguration::SessionPreset::photo, phone.makeQueue("com.example.screen"),
+            phone.platform());
+        manager->setMetadataDetection({MetadataObjectType::qr}, told);
+        EXPECT_TRUE(manager->startSession(SourceType::cameraBack(false), told, {}, view));
+        manager->startMotionDetection({SourceType::stability(), SourceType::facingAngle()}, told, {});
+        phone.detector().show({simulated::code(MetadataObjectType::qr, "hello")});
+        phone.motion().tilt(60);
+        phone.motion().shake(1s);
+        phone.motion().hold(2s);
+        phone.at(still, "still",
+            [&] { manager->captureStillImage(platform::OvriImageSource::photo, std::nullopt); });
+        phone.advance(3s);
+        return std::pair(phone.journal(), phone.journal().texts("client didDetectS"));
+    };
+    const auto [journal, verdicts] = journalOf(50ms);
+    EXPECT_EQ(verdicts,
+        (std::vector<std::string>{"client didDetectStability no", "client didDetectStability yes"}));
+    EXPECT_EQ(
+        journal.texts("client didDetectF"), std::vector<std::string>{"client didDetectFacingAngle yes"});
+    EXPECT_EQ(journal.texts("client didDetectC").front(), "client didDetectCodes hello");
+    std::ostringstream table;
+    table << journal;
+    for (const char* line : {"\n     0.000  sessionQueue    startRunning\n",
+             "\n    33.000  screen          client didGetFrame 0\n"})
+        EXPECT_NE(table.str().find(line), std::string::npos) << table.str();
+
+    EXPECT_EQ(firstDifference(journal, journalOf(50ms).first), std::nullopt);
+    const std::string difference = firstDifference(journal, journalOf(51ms).first).value_or("");
+    EXPECT_EQ(difference.substr(difference.find('\n')),
+        "\n    50.000  sessionQueue  setVideoOrientation portrait\n"
+        "    51.000  sessionQueue  setVideoOrientation portrait\n");
 }
 
 } // namespace tamsel::tests
