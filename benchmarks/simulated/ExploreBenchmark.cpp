@@ -35,7 +35,7 @@ std::optional<std::string> oneSecond(simulated::Phone& phone)
     phone.detector().show({simulated::code(MetadataObjectType::qr, "hello")});
     phone.at(500ms, "still", [&] { manager->captureStillImage(OvriImageSource::photo, std::nullopt); });
     phone.advance(1s);
-    return frames < 20 ? std::optional<std::string>("frames are missing") : std::nullopt;
+    return frames < 5 ? std::optional<std::string>("frames are missing") : std::nullopt;
 }
 
 /// The argument is `lateBy` in milliseconds.
