@@ -32,7 +32,7 @@ struct ChoiceRules {
     /// Before and after these times nothing is chosen: the oldest event goes first, and none is late.
     std::chrono::nanoseconds from{};
     std::chrono::nanoseconds until = std::chrono::nanoseconds::max();
-    /// A scenario that runs beyond this time, or runs 100,000 events while no time passes, ends by a `ScenarioError`.
+    /// A scenario that runs beyond this time, or does 100,000 things while no time passes, ends by a `ScenarioError`.
     std::chrono::nanoseconds restBy = std::chrono::nanoseconds::max();
 };
 

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cmath>
 #include <exception>
-#include <limits>
 #include <ostream>
 #include <sstream>
 #include <thread>

@@ -108,7 +108,7 @@ private:
     void wake(Task& task);
     [[nodiscard]] std::chrono::nanoseconds lateness(const Event& event) const;
     [[nodiscard]] std::size_t choose();
-    void guardRest();
+    void guardRest(std::string_view name);
     [[nodiscard]] std::chrono::nanoseconds nextTime() const;
     void run(Event event);
     void begin(Event event, std::move_only_function<void()> body);

@@ -44,8 +44,8 @@ bool Scheduler::step()
     }
     if (candidates_.empty())
         return false;
-    isStuck_ = true; // unless neither throws
-    guardRest();
+    guardRest(ready_[candidates_.front()].name);
+    isStuck_ = true; // if it throws
     const std::size_t choice = choose();
     isStuck_ = false;
     if (choice < candidates_.size()) {
@@ -80,15 +80,17 @@ std::size_t Scheduler::choose()
     return chooser_->choose({.now = now_, .ready = offered_, .later = later_});
 }
 
-void Scheduler::guardRest()
+/// Called with the name of an event that runs, or with none when the scenario goes on without any.
+void Scheduler::guardRest(std::string_view name)
 {
     stepsAtOnce_ = std::exchange(lastStep_, now_) == now_ ? stepsAtOnce_ + 1 : 0;
-    if (stepsAtOnce_ <= maximumStepsAtOnce && now_ <= chooser_->rules().restBy)
+    const bool isHeldUp = stepsAtOnce_ > maximumStepsAtOnce;
+    if (isStuck_ || (!isHeldUp && now_ <= chooser_->rules().restBy))
         return;
-    const std::string name(ready_[candidates_.front()].name);
-    throw ScenarioError(stepsAtOnce_ > maximumStepsAtOnce
-            ? "no rest: time does not pass any more, \"" + name + "\" and others run for ever"
-            : "no rest until the end of the time, \"" + name + "\" still runs");
+    isStuck_ = true;
+    throw ScenarioError(
+        std::string(isHeldUp ? "no rest: time does not pass any more" : "no rest until the end of the time")
+        + (name.empty() ? ", and nothing runs" : ", and \"" + std::string(name) + "\" runs"));
 }
 
 void Scheduler::run(Event event)
@@ -135,8 +137,10 @@ bool Scheduler::runUntil(nanoseconds time, const std::function<bool()>& conditio
     bool isMet = false;
     while (!(isMet = condition && condition()) && (step() || advanceToNext(time))) { }
     window_ = outer;
-    if (!isMet)
+    if (!isMet) {
         now_ = std::max(now_, time);
+        guardRest({});
+    }
     return isMet;
 }
 

@@ -21,13 +21,12 @@ class Scheduler;
 /// The identifiers of all kinds of codes, then that of faces.
 [[nodiscard]] std::vector<platform::AVMetadataObjectType> allMetadataObjectTypes();
 
-/// Objects in view, for a scene. Bounds are relative to the frame: 0 to 1, origin in its top left corner.
-/// @{
+/// A code in view. Bounds are relative to the frame: 0 to 1, origin in its top left corner.
 [[nodiscard]] std::shared_ptr<const platform::AVMetadataObject> code(
     MetadataObjectType type, std::string text, platform::CGRect bounds = {{0.4, 0.4}, {0.2, 0.2}});
+/// A face in view, with bounds like those of a code.
 [[nodiscard]] std::shared_ptr<const platform::AVMetadataObject> face(
     platform::CGRect bounds = {{0.3, 0.2}, {0.4, 0.5}}, std::int64_t faceID = 1);
-/// @}
 
 /// The script of a simulated detector. May be changed at any time.
 struct DetectorScript {

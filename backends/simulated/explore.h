@@ -29,7 +29,7 @@ struct ExploreOptions {
     /// promise that must hold in the end can be checked some time later.
     std::chrono::nanoseconds choicesFrom{};
     std::chrono::nanoseconds choicesUntil = std::chrono::nanoseconds::max();
-    /// A scenario that runs longer, or runs 100,000 events while no time passes, has failed.
+    /// A scenario that runs longer, or does 100,000 things while no time passes, has failed.
     std::chrono::nanoseconds restBy = std::chrono::minutes(10);
     /// Threads that run scenarios, each with a phone of its own; 0: one for each processor. With more than one the
     /// scenario is called from several threads at once.

@@ -1,7 +1,8 @@
+#include "support/RecordingClient.h"
+
 #include <simulated/explore.h>
 
 #include <tamsel/facade/OvriSourceManager.h>
-#include <tamsel/platform/AVMetadataObject.h>
 
 #include <gtest/gtest.h>
 
@@ -10,7 +11,8 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
-#include <map>
+#include <iterator>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <ratio>
@@ -26,72 +28,10 @@ using namespace std::chrono_literals;
 using simulated::ExploreOptions;
 using simulated::ExploreResult;
 using simulated::Phone;
+using Texts = std::vector<std::string>;
 using std::chrono::nanoseconds;
 
 namespace {
-
-/// Counts what it receives, and notes each promise that is broken.
-struct Client final : OvriSourceToSession, OvriMotionSourceDelegate, OvriMetadataOutputDelegate {
-    using OvriMetadataOutputDelegate::sourceManagerDidDetect;
-
-    void sourceManagerDidGetFrame(OvriSourceManager&, const OvriCaptureFrameUpdate& frame) override
-    {
-        called();
-        ++frames;
-        const nanoseconds time = frame.imageBuffer()->timing().value().captureTime;
-        if (std::exchange(lastFrame, time) >= time)
-            broken += " frames out of order";
-    }
-    void sourceManagerDidGetSample(OvriSourceManager&, const std::shared_ptr<CaptureSampleUpdate>&) override
-    {
-        called();
-        ++answers;
-    }
-    void sourceManagerDidGetVideo(OvriSourceManager&, const std::filesystem::path& url) override
-    {
-        called();
-        if (++videos[url.string()] > 1)
-            broken += " a movie twice";
-    }
-    void sourceManagerDidGetSourceError(OvriSourceManager&, const SourceError& error) override
-    {
-        called();
-        const auto* camera = std::get_if<CameraError>(&error);
-        answers += camera && camera->kind() == CameraError::Case::captureImageFailed ? 1 : 0;
-    }
-    void sourceManagerCameraDidSuspend(OvriSourceManager&) override
-    {
-        called();
-        ++suspends;
-    }
-    void sourceManagerCameraDidResume(OvriSourceManager&) override
-    {
-        called();
-        --suspends;
-    }
-    void sourceManagerDidDetect(OvriSourceManager&, const OvriMetadataFaceObject&) override { called(); }
-    void sourceManagerDidDetectStability(OvriSourceManager&, bool isStable) override
-    {
-        called();
-        if (std::exchange(wasStable, isStable) == isStable)
-            broken += " the same verdict twice";
-    }
-
-    void called()
-    {
-        if (isReleased)
-            broken += " a call after the release";
-    }
-
-    int frames = 0;
-    int answers = 0; ///< to stills
-    int suspends = 0; ///< less the resumes
-    std::map<std::string, int> videos;
-    std::optional<nanoseconds> lastFrame;
-    std::optional<bool> wasStable;
-    bool isReleased = false;
-    std::string broken;
-};
 
 /// A manager whose operations race with the phone and with each other.
 struct Stage {
@@ -99,6 +39,12 @@ struct Stage {
     {
         manager = OvriSourceManager::create({SourceType::stability()},
             CameraConfiguration::SessionPreset::photo, phone.makeQueue("screen"), phone.platform());
+        client->onFrame = [this] {
+            const nanoseconds time = client->frames.back().imageBuffer()->timing().value().captureTime;
+            if (std::exchange(lastFrame, time) >= time && sessions == 1)
+                broken += " frames out of order";
+            client->frames.clear();
+        };
     }
 
     /// One public operation, as long as there is a manager.
@@ -110,11 +56,12 @@ struct Stage {
             const nanoseconds before = phone.now();
             operation(*manager);
             if (phone.now() != before)
-                client->broken += " an operation takes time";
+                broken += " an operation takes time";
         });
     }
     void start(nanoseconds time, const SourceType& type)
     {
+        ++sessions;
         at(time, "start",
             [this, type](OvriSourceManager& own) { (void)own.startSession(type, client, {}, view); });
     }
@@ -151,31 +98,51 @@ struct Stage {
     {
         released = manager;
         manager = nullptr;
-        client->isReleased = released.expired(); // an item may hold it a little longer
+        if (released.expired()) // an item may hold it a little longer
+            callsAtRelease = client->calls.size();
+    }
+
+    /// What the client was told that begins so.
+    [[nodiscard]] Texts told(const std::string& beginning) const
+    {
+        Texts texts;
+        std::ranges::copy_if(client->calls, std::back_inserter(texts),
+            [&](const std::string& call) { return call.starts_with(beginning); });
+        return texts;
+    }
+
+    void checkManager()
+    {
+        const FrameCounts counts = manager->frameCounts();
+        if (counts.produced != counts.delivered + counts.dropped() + counts.gated + counts.inFlight)
+            broken += " the ledger does not close";
+        const auto answers = told("sample").size() + told("error captureImageFailed").size();
+        if (answers != stills && stills > 0)
+            broken += " " + std::to_string(answers) + " answers to " + std::to_string(stills) + " stills";
+        if (!isPausedInBetween && told("suspend").size() != told("resume").size())
+            broken += " not as many resumes as suspends";
+        if (!isPausedInBetween && hasReturned && lastFrame < phone.now() - 100ms)
+            broken += " no frames after the return";
+        manager->pauseCamera();
+        phone.advance(5s);
+        const auto ignored = std::ranges::count_if(phone.journal().texts("recording"),
+            [](const std::string& line) { return line.ends_with("another recording is in progress"); });
+        Texts videos = told("video");
+        if (std::ssize(videos) + ignored != std::ssize(phone.journal().texts("startRecording")))
+            broken += " a movie without its URL";
+        std::ranges::sort(videos);
+        if (std::ranges::adjacent_find(videos) != videos.end())
+            broken += " a movie twice";
+        const Texts verdicts = told("stability");
+        if (std::ranges::adjacent_find(verdicts) != verdicts.end())
+            broken += " the same verdict twice";
     }
 
     /// All that must hold in the end, when nobody is late any more.
     std::optional<std::string> problem()
     {
-        std::string& broken = client->broken;
         if (manager) {
-            const FrameCounts counts = manager->frameCounts();
-            if (counts.produced != counts.delivered + counts.dropped() + counts.gated + counts.inFlight)
-                broken += " the ledger does not close";
-            if (client->answers != stills && stills > 0)
-                broken += " " + std::to_string(client->answers) + " answers to " + std::to_string(stills)
-                    + " stills";
-            if (!isPausedInBetween && client->suspends != 0)
-                broken += " not as many resumes as suspends";
-            if (!isPausedInBetween && hasReturned && client->lastFrame < phone.now() - 100ms)
-                broken += " no frames after the return";
-            manager->pauseCamera();
-            phone.advance(5s);
-            const auto lines = phone.journal().texts("recording");
-            const auto ignored = std::ranges::count_if(lines,
-                [](const std::string& line) { return line.ends_with("another recording is in progress"); });
-            if (std::ssize(client->videos) + ignored != std::ssize(phone.journal().texts("startRecording")))
-                broken += " a movie without its URL";
+            checkManager();
             release();
         }
         phone.advance(10s);
@@ -187,15 +154,26 @@ struct Stage {
         }
         if (!phone.isIdle())
             broken += " no rest";
+        for (const char* url : {"a.mp4", "b.mp4", "c.mp4"}) {
+            const auto movie = phone.movies().movie(url);
+            if (movie && !movie->isComplete)
+                broken += " a movie that is not complete";
+        }
+        if (client->calls.size() > callsAtRelease)
+            broken += " a call after the release";
         return broken.empty() ? std::nullopt : std::optional(broken);
     }
 
     Phone& phone;
     std::shared_ptr<OvriSourceManager> manager;
     std::weak_ptr<OvriSourceManager> released;
-    std::shared_ptr<Client> client = std::make_shared<Client>();
+    std::shared_ptr<RecordingClient> client = std::make_shared<RecordingClient>();
     std::shared_ptr<UIView> view = std::make_shared<UIView>();
-    int stills = 0;
+    std::string broken;
+    std::size_t callsAtRelease = std::numeric_limits<std::size_t>::max();
+    std::optional<nanoseconds> lastFrame;
+    int sessions = 0; ///< that are started; frames of several may overlap
+    std::size_t stills = 0;
     bool hasReturned = false;
     bool isPausedInBetween = false; ///< then some suspends are not reported
 };
@@ -244,6 +222,8 @@ const std::vector<Case> cases{
         }},
     {"stills",
         [](Stage& stage) {
+            stage.phone.delay(engine::CaptureCall::processPhoto, 40ms);
+            stage.phone.refuse(engine::CaptureCall::capturePhoto, 3);
             stage.still(99ms);
             stage.leave(132ms);
             stage.still(132ms);
@@ -251,9 +231,14 @@ const std::vector<Case> cases{
             stage.still(165ms);
             stage.pause(166ms);
             stage.resume(198ms);
+            stage.still(198ms);
         }},
     {"recordings",
         [](Stage& stage) {
+            stage.phone.movies().script()
+                = {.framesUntilFull = 3, .timeToEncode = 20ms, .timeToFinish = 60ms};
+            stage.phone.at(120ms, "deaf", [&phone = stage.phone] { phone.microphone().unplug(); });
+            stage.phone.at(125ms, "hears", [&phone = stage.phone] { phone.microphone().plugIn(); });
             stage.at(99ms, "record", [](OvriSourceManager& own) { own.startVideoRecording("a.mp4"); });
             stage.at(132ms, "end", [](OvriSourceManager& own) { own.stopVideoRecording(); });
             stage.at(133ms, "record", [](OvriSourceManager& own) { own.startVideoRecording("b.mp4"); });
@@ -265,7 +250,7 @@ const std::vector<Case> cases{
         }},
     {"detection",
         [](Stage& stage) {
-            stage.phone.detector().show({std::make_shared<AVMetadataFaceObject>(CGRect{}, 1)});
+            stage.phone.detector().show({simulated::face()});
             stage.at(99ms, "detect",
                 [&stage](OvriSourceManager& own) { own.setFaceMetadataDetection(stage.client); });
             stage.pause(110ms);
@@ -322,7 +307,7 @@ TEST_P(Promises, HoldInEveryOrder)
             tested.plan(stage);
             if (release >= 0ns)
                 stage.release(release);
-            phone.advance(8s);
+            phone.advance(options.choicesUntil + 5s); // so much time has a still
             return stage.problem();
         });
         EXPECT_FALSE(result.failure) << (release < 0ns ? "" : "with a release: ") << result;

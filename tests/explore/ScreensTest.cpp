@@ -26,9 +26,10 @@ using Lines = std::vector<std::string>;
 
 namespace {
 
-ExploreOptions options()
+ExploreOptions options(std::size_t runs)
 {
-    ExploreOptions options{.runs = 2000, .maximumDelays = 2, .choicesFrom = 100ms, .choicesUntil = 300ms};
+    ExploreOptions options{
+        .runs = runs, .maximumDelays = 2, .choicesFrom = 100ms, .choicesUntil = 300ms, .threads = 0};
     options.phone.cameras.front() = {.width = 8, .height = 6, .frameInterval = 33ms};
     return options;
 }
@@ -84,7 +85,7 @@ struct CodeScreen : OvriSourceToSession, OvriMetadataOutputDelegate {
 /// A code comes into view, and the person leaves for a moment.
 ExploreResult exploreCodeScreen(Fault fault)
 {
-    return simulated::explore(options(), [fault](Phone& phone) -> std::optional<std::string> {
+    return simulated::explore(options(600), [fault](Phone& phone) -> std::optional<std::string> {
         const auto screen = std::make_shared<CodeScreen>(fault);
         const auto view = std::make_shared<UIView>();
         const auto manager = makeManager(phone);
@@ -105,7 +106,7 @@ ExploreResult exploreCodeScreen(Fault fault)
 /// Raises an alarm when no frame has come for so long.
 ExploreResult exploreWatchdog(std::chrono::milliseconds patience, std::chrono::milliseconds lateBy)
 {
-    ExploreOptions late = options();
+    ExploreOptions late = options(1900);
     late.lateBy = lateBy;
     return simulated::explore(late, [patience](Phone& phone) -> std::optional<std::string> {
         std::optional<std::chrono::nanoseconds> last;

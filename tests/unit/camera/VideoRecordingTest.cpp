@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 
 namespace tamsel::tests {
 
@@ -288,69 +287,6 @@ TEST(VideoRecording, HearsNothingWithoutPermission)
         screen.phone.run();
         ASSERT_NE(screen.phone.movies().movie("clip.mp4"), nullptr);
         EXPECT_FALSE(screen.phone.movies().movie("clip.mp4")->settings.hasSound);
-    }
-}
-
-/// Random sequences of everything that begins and ends recordings: each that was accepted ends, completely, and while its
-/// camera is there its file is told exactly once.
-TEST(VideoRecording, KeepsItsPromisesInAnyOrder)
-{
-    for (std::uint64_t seed = 1; seed <= 200; ++seed) {
-        simulated::PhoneConfiguration configuration = withMicrophone();
-        configuration.seed = seed;
-        configuration.bufferCount = 4;
-        RecordingScreen screen(std::move(configuration));
-        std::mt19937_64 random(seed);
-        screen.phone.movies().script().timeToEncode = std::chrono::milliseconds(random() % 60);
-        screen.phone.movies().script().timeToFinish = std::chrono::milliseconds(random() % 200);
-        screen.phone.delay(CaptureCall::stopRunning, std::chrono::milliseconds(random() % 100));
-        int number = 0;
-        bool isPaused = false;
-        for (int step = 0; step < 30; ++step) {
-            switch (random() % 7) {
-            case 0:
-            case 1:
-            case 2: {
-                const std::string url = std::to_string(number++) + ".mp4";
-                screen.manager->startVideoRecording(url);
-                break;
-            }
-            case 3:
-                screen.manager->stopVideoRecording();
-                break;
-            case 4:
-                if (std::exchange(isPaused, !isPaused))
-                    screen.manager->resumeCamera();
-                else
-                    screen.manager->pauseCamera();
-                break;
-            case 5:
-                screen.phone.enterBackground();
-                screen.phone.advance(std::chrono::milliseconds(random() % 100));
-                screen.phone.enterForeground();
-                break;
-            default:
-                screen.phone.microphone().unplug();
-                screen.phone.microphone().plugIn();
-            }
-            screen.phone.advance(std::chrono::milliseconds(random() % 200));
-        }
-        screen.manager->pauseCamera();
-        screen.phone.advance(5s);
-        const std::size_t asked = screen.phone.journal().texts("startRecording").size();
-        const Texts refused = screen.phone.journal().texts("recording");
-        const auto ignored = std::ranges::count_if(refused,
-            [](const std::string& line) { return line.ends_with("another recording is in progress"); });
-        const Texts results = screen.results();
-        Texts videos;
-        std::ranges::copy_if(results, std::back_inserter(videos),
-            [](const std::string& call) { return call.starts_with("video"); });
-        EXPECT_EQ(videos.size(), asked - static_cast<std::size_t>(ignored)) << "seed " << seed;
-        for (const std::string& video : videos) {
-            EXPECT_EQ(std::ranges::count(videos, video), 1) << video << ", seed " << seed;
-            const auto movie = screen.phone.movies().movie(video.substr(6));
-            EXPECT_TRUE(!movie || movie->isComplete) << video << ", seed " << seed;
-        }
     }
 }
 
