@@ -12,7 +12,7 @@
 namespace tamsel::simulated {
 
 /// The events of a phone, in order: calls of the capture roles ("startRunning", "addInput video"), reports ("report
-/// …"), diagnostic lines ("line …"), sounds ("sound play 1108"), and with `Phone::journaled` what the client is told
+/// …"), diagnostic lines ("line …"), sounds ("sound play 1108"), and with `Phone::journaled` the calls of the client
 /// ("client didGetFrame 3").
 class Journal {
 public:

@@ -80,7 +80,7 @@ std::size_t Scheduler::choose()
     return chooser_->choose({.now = now_, .ready = offered_, .later = later_});
 }
 
-/// Called with the name of an event that runs, or with none when the scenario goes on without any.
+/// Called with the name of an event that runs, or with none when the scenario continues without any.
 void Scheduler::guardRest(std::string_view name)
 {
     stepsAtOnce_ = std::exchange(lastStep_, now_) == now_ ? stepsAtOnce_ + 1 : 0;

@@ -161,20 +161,28 @@ TEST(Explore, LetsNoEventBeLaterThanPermitted)
             const auto queue = phone.makeQueue("queue");
             const auto other = phone.makeQueue("other");
             Problem problem;
+            int waiting = 0;
+            auto previous = 0ms;
             for (const auto time : {20ms, 50ms, 51ms, 600ms}) {
                 phone.at(time, "post", [&, time] {
                     const auto posted = phone.now();
                     if (posted - time > (time < 400ms ? 60ms : 0ms))
                         problem = "a late action";
+                    if (std::exchange(previous, time) > time)
+                        problem = "actions in the wrong order";
                     for (int item = 0; item < 2; ++item) {
                         queue->async([&, posted] {
                             latenesses.insert(phone.now() - posted);
                             phone.spend(5ms);
                         });
                     }
-                    other->async([] { });
+                    ++waiting;
+                    other->async([&] { --waiting; });
                 });
             }
+            phone.advance(51ms);
+            if (waiting > 0)
+                problem = "an item is left";
             phone.advance(2s);
             return problem;
         });
@@ -251,7 +259,7 @@ TEST(Phone, MakesACallbackTakeTimeAndRefusesToRunInOne)
     EXPECT_EQ(history, (std::vector<std::string>{"slow0", "leave10", "return10", "slow30", "next30"}));
 }
 
-TEST(Phone, WritesWhatTheClientIsToldIntoItsJournal)
+TEST(Phone, WritesTheClientsCallsIntoItsJournal)
 {
     const auto journalOf = [](std::chrono::nanoseconds still) {
         Phone phone;

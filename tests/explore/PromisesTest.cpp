@@ -102,7 +102,7 @@ struct Stage {
             callsAtRelease = client->calls.size();
     }
 
-    /// What the client was told that begins so.
+    /// The calls of the client that begin so.
     [[nodiscard]] Texts told(const std::string& beginning) const
     {
         Texts texts;
