@@ -1,5 +1,6 @@
 #include <formats/ImageContainer.h>
 
+#include <formats/HeifContainer.h>
 #include <formats/JpegContainer.h>
 #include <formats/PngContainer.h>
 #include <formats/TiffContainer.h>
@@ -31,6 +32,8 @@ std::unique_ptr<ImageContainer> openContainer(ByteView file, const Inflate& infl
         return std::make_unique<WebPContainer>(file);
     if (type == "public.tiff")
         return std::make_unique<TiffContainer>(file);
+    if (type == "public.heic" || type == "public.avif")
+        return std::make_unique<HeifContainer>(file);
     return nullptr;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <formats/Orientation.h>
 #include <formats/exifProperties.h>
 #include <formats/fileBytes.h>
 #include <formats/imageMetadata.h>
@@ -27,6 +28,8 @@ public:
     [[nodiscard]] std::optional<PixelSize> size() const { return size_; }
     /// The TIFF structure with the EXIF of the first image; empty if the file has none.
     [[nodiscard]] ByteView exif() const { return exif_; }
+    /// That of the picture where the format states it; the one in the EXIF has no meaning then.
+    [[nodiscard]] std::optional<Orientation> orientation() const { return orientation_; }
     [[nodiscard]] NewExif newExif() const { return newExif_; }
     /// The reason why the file cannot be rewritten, in one line.
     [[nodiscard]] const std::optional<std::string>& problem() const { return problem_; }
@@ -47,6 +50,7 @@ protected:
     ByteView file_;
     std::optional<PixelSize> size_;
     ByteView exif_;
+    std::optional<Orientation> orientation_;
     NewExif newExif_ = NewExif::plain;
 
 private:

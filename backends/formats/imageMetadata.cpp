@@ -69,6 +69,8 @@ PropertyDictionary readImageProperties(ByteView file, const Inflate& inflate)
         for (const auto& [key, value] : readExif(*block))
             result.set(key, value);
     }
+    if (const auto orientation = container->orientation())
+        result.set(platform::kCGImagePropertyOrientation, std::int64_t{*orientation});
     return result;
 }
 
@@ -78,13 +80,16 @@ std::expected<std::vector<std::byte>, Error> rewriteImageUnchecked(
     const auto container = openContainer(file, inflate);
     if (!container)
         return std::unexpected(
-            Error{.localizedDescription = "the file is not a JPEG, PNG, WebP or TIFF picture"});
+            Error{.localizedDescription = "the file is not a JPEG, PNG, WebP, TIFF, HEIC or AVIF picture"});
     if (container->problem())
         return std::unexpected(Error{.localizedDescription = *container->problem()});
     const auto block = container->exif().empty() ? TiffBlock::fresh() : TiffBlock::open(container->exif());
     if (!block)
         return std::unexpected(Error{.localizedDescription = "the EXIF of the picture is damaged"});
-    auto changes = changesOfExif(*block, properties, container->newExif());
+    PropertyDictionary ofExif = properties;
+    if (container->orientation())
+        ofExif.remove(platform::kCGImagePropertyOrientation);
+    auto changes = changesOfExif(*block, ofExif, container->newExif());
     if (changes && !changes->empty()) {
         if (auto hazard = hazardOf(*block, *changes, imageType(file) == "public.tiff"))
             return std::unexpected(Error{.localizedDescription = std::move(*hazard)});

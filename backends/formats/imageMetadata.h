@@ -25,11 +25,12 @@ using Inflate = std::function<std::optional<std::vector<std::byte>>(
 
 /// The metadata of the first image: "PixelWidth", "PixelHeight" and "Orientation" if they are known, and the
 /// dictionaries "{TIFF}", "{Exif}" and "{GPS}" that have entries. Empty for a format without such properties here.
+/// "Orientation" of HEIC and AVIF is the transformation of the picture, not that of the EXIF, which is in "{TIFF}".
 /// Inflating is needed for the EXIF of some old PNG files only.
 [[nodiscard]] platform::PropertyDictionary readImageProperties(
     std::span<const std::byte> file, const Inflate& inflate = {});
 
-/// A copy of a JPEG, PNG, WebP or TIFF file, with the given properties set over those of its first image. A property
+/// A copy of a JPEG, PNG, WebP, TIFF, HEIC or AVIF file, with the given properties set over those of its first image. A property
 /// that the file has already, or without a tag, changes nothing. Everything else stays the same, byte for byte;
 /// `pictureDataIsEqual` checks this before the file is returned. The error, one line, says why the file cannot be
 /// rewritten.

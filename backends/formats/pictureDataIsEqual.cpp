@@ -2,6 +2,7 @@
 
 #include <formats/TiffBlock.h>
 #include <formats/exifTags.h>
+#include <formats/heifItemsAreKept.h>
 #include <formats/imageMetadata.h>
 #include <formats/previewPointers.h>
 
@@ -296,6 +297,26 @@ bool exifIsKept(ByteView file, ByteView before, ByteView after)
     return tiffIsKept(before, restored, false);
 }
 
+bool heifIsKept(ByteView before, ByteView after)
+{
+    const auto old = HeifItems::read(before);
+    const auto anew = HeifItems::read(after);
+    if (areEqual(before, after) || !old || !anew)
+        return areEqual(before, after);
+    if (!heifItemsAreKept(before, *old, after, *anew))
+        return false;
+    if (!old->exif())
+        return true;
+    const auto oldContent = old->content(old->exif()->id);
+    const auto content = anew->content(anew->exif()->id);
+    const auto begin = oldContent ? exifBeginIn(*oldContent) : std::nullopt;
+    if (!begin || !content || content->size() < oldContent->size())
+        return false;
+    const ByteView exif = ByteView(*oldContent).subspan(*begin);
+    return areEqual(ByteView(*oldContent).first(*begin), ByteView(*content).first(*begin))
+        && (exif.empty() || tiffIsKept(exif, ByteView(*content).subspan(*begin), false));
+}
+
 } // namespace
 
 bool pictureDataIsEqual(ByteView before, ByteView after)
@@ -305,6 +326,8 @@ bool pictureDataIsEqual(ByteView before, ByteView after)
         return false;
     if (type == "public.tiff")
         return tiffIsKept(before, after, true);
+    if (type == "public.heic" || type == "public.avif")
+        return heifIsKept(before, after);
     if (type != "public.jpeg" && type != "public.png" && type != "org.webmproject.webp")
         return areEqual(before, after);
     const auto partsOf = [&](ByteView file) {

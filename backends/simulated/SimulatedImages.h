@@ -21,7 +21,7 @@ struct PictureScript {
 
 /// Pictures without a codec: the bytes of a file are looked up. Encoded pictures can be opened again; each is a real
 /// PNG file, not compressed (ISO/IEC 15948), and so is the file of a still. Metadata is really read and rewritten, in
-/// any JPEG, PNG, WebP or TIFF file; an image of a file without a script has its size, and no pixels.
+/// any JPEG, PNG, WebP, TIFF, HEIC or AVIF file; an image of a file without a script has its size, and no pixels.
 class SimulatedImages final : public platform::ImageServices, public engine::PhotoEncoder {
 public:
     /// From now on these bytes are this picture.

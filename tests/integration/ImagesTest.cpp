@@ -88,6 +88,27 @@ TEST(Images, TheTurnOfAHeicFileCountsAndItsExifDataDoesNot)
     EXPECT_LE(difference(decoded(turnedHeic()), picture), 8);
 }
 
+TEST(Images, TheOrientationOfAHeicFileIsItsTransformation)
+{
+#ifndef TAMSEL_HEIF
+    GTEST_SKIP() << "libheif is missing";
+#endif
+    const std::string file = turnedHeic();
+    const Pixels stored = decoded(file);
+    for (const auto& [property, argument, orientation] : {std::tuple("irot", '\0', 1), {"irot", '\1', 8},
+             {"irot", '\2', 3}, {"irot", '\3', 6}, {"imir", '\0', 4}, {"imir", '\1', 2}}) {
+        std::string other = file;
+        const std::size_t place = other.find("irot");
+        other.replace(place, 5, property + std::string(1, argument));
+        EXPECT_EQ(*host::HostImages()
+                      .makeImageSource(std::as_bytes(std::span(other)))
+                      ->copyProperties()
+                      .find(kCGImagePropertyOrientation),
+            PropertyValue(orientation));
+        EXPECT_EQ(decoded(other, turned), uprightPicture(stored, orientation)) << property << +argument;
+    }
+}
+
 TEST(Images, PhotographsOfPhonesComeUpright)
 {
     if (!media("photo/orientation_1.jpg"))

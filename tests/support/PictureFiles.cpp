@@ -226,4 +226,118 @@ Bytes tiffFile(ByteOrder order)
     return builder.finish(page("the first strip", second, {builder.longInteger(330, below)}));
 }
 
+namespace {
+
+Bytes bigEndian(const std::vector<std::pair<std::uint64_t, std::size_t>>& numbersAndSizes)
+{
+    Bytes result;
+    for (const auto& [number, size] : numbersAndSizes)
+        formats::appendNumber(result, number, size, ByteOrder::big);
+    return result;
+}
+
+} // namespace
+
+Bytes isoBox(std::string_view type, const Bytes& content, bool isLarge)
+{
+    const std::size_t size = content.size() + (isLarge ? 16 : 8);
+    return join({bigEndian({{isLarge ? 1 : size, 4}}), bytesOf(type),
+        bigEndian({{isLarge ? size : 0, isLarge ? 8 : 0}}), content});
+}
+
+Bytes HeifFile::meta(const std::vector<std::size_t>& places) const
+{
+    const std::size_t idSize = isWide ? 4 : 2;
+    const std::size_t wideVersion = isWide ? 0x1000000 : 0;
+    Bytes information = bigEndian({{wideVersion, 4}, {items.size(), idSize}});
+    Bytes locations = bigEndian(
+        {{version << 24U, 4}, {offsetSize << 12U | lengthSize << 8U | baseSize << 4U | indexSize, 2},
+            {items.size(), version < 2 ? 2U : 4U}});
+    for (const Item& item : items) {
+        const bool isExif = item.type == "Exif";
+        information = join({information,
+            isoBox("infe",
+                join({bigEndian({{(isWide ? 0x3000000U : 0x2000000U) | (isExif ? 1U : 0U), 4},
+                          {item.id, idSize}, {0, 2}}),
+                    bytesOf(item.type), bigEndian({{0, 1}})}))});
+        std::size_t place = item.origin == 0 ? places[item.source] + item.offset : item.source;
+        const std::size_t base = offsetSize == 0 ? place : baseSize == 0 || item.origin != 0 ? 0 : item.base;
+        formats::append(locations,
+            bigEndian({{item.id, version < 2 ? 2U : 4U}, {item.origin, version > 0 ? 2U : 0U}, {0, 2},
+                {base, baseSize}, {item.firstLength != 0 ? 2 : 1, 2}}));
+        for (const std::size_t length : {item.firstLength, item.length - item.firstLength}) {
+            if (length != 0)
+                formats::append(
+                    locations, bigEndian({{0, indexSize}, {place - base, offsetSize}, {length, lengthSize}}));
+            place += length;
+        }
+    }
+    Bytes referring = bigEndian({{wideVersion, 4}});
+    for (const Reference& reference : references)
+        formats::append(referring,
+            isoBox(reference.type, bigEndian({{reference.from, idSize}, {1, 2}, {reference.to, idSize}})));
+    const Bytes properties = join({isoBox("ipco",
+                                       join({isoBox("ispe", bigEndian({{0, 4}, {8, 4}, {4, 4}})),
+                                           isoBox("irot", bigEndian({{3, 1}}))})),
+        isoBox(
+            "ipma", bigEndian({{wideVersion, 4}, {1, 4}, {items.front().id, idSize}, {2, 1}, {0x0102, 2}}))});
+    return isoBox("meta",
+        join({bigEndian({{0, 4}}), isoBox("hdlr", bytesOf(std::string_view("\0\0\0\0\0\0\0\0pict", 12))),
+            isoBox("pitm", bigEndian({{wideVersion, 4}, {items.front().id, idSize}})),
+            isoBox("iinf", information, isWide), isoBox("iloc", locations, isWide),
+            isoBox("iprp", properties), isoBox("idat", join({bytesOf("the data box"), bigEndian({{0, 4}})})),
+            group == 0 ? Bytes{} : isoBox("grpl", isoBox("altr", bigEndian({{0, 4}, {group, 4}, {0, 4}}))),
+            references.empty() ? Bytes{} : isoBox("iref", referring, isWide)}),
+        isWide);
+}
+
+Bytes HeifFile::bytes() const
+{
+    std::vector<std::size_t> places(media.size());
+    Bytes result;
+    for (int pass = 0; pass < 2; ++pass) {
+        result = isoBox("ftyp", bytesOf(std::string_view("heic\0\0\0\0mif1heic", 16)));
+        formats::append(result, front);
+        for (std::size_t index = 0; index <= media.size(); ++index) {
+            if (index == mediaBeforeMeta)
+                formats::append(result, meta(places));
+            if (index == media.size())
+                break;
+            Bytes box = isoBox("mdat", media[index].data, media[index].isLarge);
+            if (isLastOpen && index + 1 == media.size())
+                std::ranges::fill_n(box.begin(), 4, std::byte{});
+            places[index] = result.size() + box.size() - media[index].data.size();
+            formats::append(result, box);
+        }
+        formats::append(result, behind);
+    }
+    return result;
+}
+
+HeifFile heifFile(unsigned version)
+{
+    HeifFile result{.version = version,
+        .items = {{1, "hvc1", 0, 0, 13}, {2, "hvc1", 0, 1, 15, 10, 4}},
+        .references = {{"thmb", 2, 1}},
+        .media = {{bytesOf("first picture")}, {bytesOf("behind it small picture")}}};
+    result.items[1].length = result.media[1].data.size();
+    if (version > 0) {
+        result.items.push_back({7, "grid", 1, 4, 8});
+        result.items.push_back({4, "hvc1", 2, 3, 5});
+        result.references.push_back({"iloc", 4, 1});
+        result.indexSize = 4;
+    }
+    return result;
+}
+
+HeifFile heifFileWithExif()
+{
+    HeifFile result = heifFile(1);
+    const Bytes exif = join({bytesOf(std::string_view("\0\0\0\6Exif\0\0", 10)), phoneExif(ByteOrder::big)});
+    result.items.push_back({9, "Exif", 0, 2, exif.size()});
+    result.references.push_back({"cdsc", 9, 1});
+    result.media.push_back({exif});
+    return result;
+}
+
 } // namespace tamsel::tests

@@ -65,6 +65,57 @@ private:
 [[nodiscard]] Bytes lossyPicture();
 [[nodiscard]] Bytes losslessPictureWithAlpha();
 
+[[nodiscard]] Bytes isoBox(std::string_view type, const Bytes& content, bool isLarge = false);
+
+/// A HEIF file, put together from its items. The first one is the primary picture: of 8 by 4 pixels, to be turned
+/// clockwise.
+struct HeifFile {
+    struct Item {
+        std::uint32_t id = 0;
+        std::string_view type;
+        unsigned origin = 0; ///< as in iloc
+        std::size_t source = 0; ///< which of the media; the offset for any other origin
+        std::size_t length = 0;
+        std::size_t base = 10; ///< where the file has bases; the offset counts from it
+        std::size_t firstLength = 0; ///< of the first of two extents
+        std::size_t offset = 0; ///< in the medium
+    };
+    struct Reference {
+        std::string_view type;
+        std::uint32_t from = 0;
+        std::uint32_t to = 0;
+    };
+    struct Medium {
+        Bytes data;
+        bool isLarge = false; ///< has a size of 64 bits
+    };
+
+    unsigned version = 0; ///< of iloc
+    bool isWide = false; ///< numbers of items have 32 bits, sizes of boxes 64
+    std::size_t offsetSize = 4;
+    std::size_t lengthSize = 4;
+    std::size_t baseSize = 0;
+    std::size_t indexSize = 0;
+    std::uint32_t group = 0; ///< the number of a group of items, if there is one
+    std::vector<Item> items{};
+    std::vector<Reference> references{};
+    Bytes front{}; ///< before meta and the media
+    std::vector<Medium> media{}; ///< each is a box
+    std::size_t mediaBeforeMeta = 0;
+    bool isLastOpen = false; ///< the last box of media has no size
+    Bytes behind{};
+
+    [[nodiscard]] Bytes bytes() const;
+
+private:
+    [[nodiscard]] Bytes meta(const std::vector<std::size_t>& places) const;
+};
+
+/// A primary picture, a thumbnail in two extents, one in `idat` and one that is part of another.
+[[nodiscard]] HeifFile heifFile(unsigned version);
+/// And EXIF, in a box behind those, with a prefix that its offset counts.
+[[nodiscard]] HeifFile heifFileWithExif();
+
 /// Two pages with a strip each, and a smaller picture below the first.
 [[nodiscard]] Bytes tiffFile(formats::ByteOrder order);
 

@@ -305,7 +305,7 @@ void addAlbum(Program& program)
     const auto orientation = std::make_shared<std::optional<std::int64_t>>();
     CLI::App& command = addMaker(program, "album",
         "stamp a picture with metadata, as a screen gets it from an album. The image stays untouched. What "
-        "cannot be stamped (all but JPEG, PNG, WebP and TIFF) stays unchanged",
+        "cannot be stamped (all but JPEG, PNG, WebP, TIFF, HEIC and AVIF) stays unchanged",
         [&global = program.global, orientation](std::vector<std::string> names) {
             return makeAll(global, pairsOf(std::move(names), ""), true,
                 [orientation](Workshop& shop, const FilePair& files) {

@@ -156,7 +156,7 @@ TEST(JpegRewriting, RefusesWhatItWouldDamage)
     EXPECT_EQ(
         errorOf(join({bytesOf("\xFF\xD8"), jfif(), jpegSegment(0xDA, {})})), "the JPEG file has no frame");
     EXPECT_EQ(errorOf(bytesOf("\xFF\xD8\xFF\xE1\xFF\xFF"sv)), "a segment of the JPEG file is damaged");
-    EXPECT_EQ(errorOf(bytesOf("GIF89a")), "the file is not a JPEG, PNG, WebP or TIFF picture");
+    EXPECT_EQ(errorOf(bytesOf("GIF89a")), "the file is not a JPEG, PNG, WebP, TIFF, HEIC or AVIF picture");
 }
 
 TEST(PngRewriting, ReplacesTheChunkOrPutsItBeforeThePicture)
@@ -287,6 +287,7 @@ TEST(TiffRewriting, AddsToTheFileAndToItsFirstPageAlone)
 TEST(PictureData, DiffersWithAnyByteOfThePictureOrTheMakersNotes)
 {
     const Bytes exif = phoneExif(ByteOrder::little);
+    const HeifFile heif = heifFileWithExif();
     struct Case {
         Bytes file;
         std::string_view where;
@@ -297,12 +298,23 @@ TEST(PictureData, DiffersWithAnyByteOfThePictureOrTheMakersNotes)
             {png({pngChunk("eXIf", exif)}), "no zlib"}, {png({pngChunk("eXIf", exif)}), "MAKER"},
             {webP({lossyPicture(), webPChunk("EXIF", exif)}), "MAKER"}, {png({}), "behind"},
             {webP({lossyPicture()}), "picture"}, {tiffFile(ByteOrder::big), "strip below"},
-            {tiffFile(ByteOrder::big), "second strip"}}) {
+            {tiffFile(ByteOrder::big), "second strip"}, {heif.bytes(), "first picture"},
+            {heif.bytes(), "the data box"}, {heif.bytes(), "thmb"}, {heif.bytes(), "ispe"},
+            {heif.bytes(), "hvc1"}, {heif.bytes(), "MAKER"}, {heif.bytes(), "Exif\0\0MM"sv},
+            {heif.bytes(), "behind it"}}) {
         Bytes changed = rewritten(file);
         EXPECT_TRUE(formats::pictureDataIsEqual(file, changed));
-        changed[placeOf(changed, where)] ^= std::byte{0x20};
+        *std::ranges::find_end(changed, bytesOf(where)).begin() ^= std::byte{0x20};
         EXPECT_FALSE(formats::pictureDataIsEqual(file, changed)) << where;
     }
+}
+
+TEST(PictureData, DiffersWithThePlaceOfAnItem)
+{
+    const Bytes file = heifFile(1).bytes();
+    Bytes changed = rewritten(file);
+    changed[placeOf(changed, "iloc") + 27] ^= std::byte{1};
+    EXPECT_FALSE(formats::pictureDataIsEqual(file, changed));
 }
 
 TEST(ImageType, IsFoundFromTheFirstBytes)
@@ -335,7 +347,8 @@ TEST(ImageRewriting, OfDamagedFilesFailsOrKeepsThePicture)
             jpeg({exifSegment(big)}), png({pngChunk("eXIf", big)}),
             png({pngChunk("tEXt", join({bytesOf("Raw profile type exif\0"sv), rawProfile(little)}))}),
             webP({lossyPicture()}), webP({losslessPictureWithAlpha(), webPChunk("EXIF", little)}),
-            tiffFile(ByteOrder::little), tiffFile(ByteOrder::big)}) {
+            tiffFile(ByteOrder::little), tiffFile(ByteOrder::big), heifFile(1).bytes(),
+            heifFileWithExif().bytes()}) {
         int rewrittenCount = 0;
         for (int round = 0; round < 500; ++round) {
             Bytes file = seed;
