@@ -13,6 +13,8 @@ using namespace std::string_view_literals;
 namespace {
 
 constexpr std::size_t versionSize = 4; // and flags
+constexpr std::uint32_t mostShort = 0xFFFF; // the last number of an item with two bytes
+constexpr std::string_view noRoom = "the numbers of the HEIF file have no room for its EXIF";
 
 /// The orientation after a turn or a reflection (ISO/IEC 23008-12, 6.5.10 and 6.5.12). Each is a reflection left to
 /// right or none, then quarter turns clockwise.
@@ -39,7 +41,7 @@ public:
     void put(std::vector<std::byte>& bytes, std::uint64_t number, std::size_t size)
     {
         if (size < 8 && number >> 8 * size != 0)
-            fail("the numbers of the HEIF file have no room for its EXIF");
+            fail(noRoom);
         appendNumber(bytes, number, size, ByteOrder::big);
     }
 
@@ -188,66 +190,85 @@ std::uint32_t HeifContainer::freeId() const
     return most + 1;
 }
 
-/// Adds the entries of a new item. Returns the growth of meta.
+std::vector<std::byte> HeifContainer::newEntry(Edits& edits, std::uint32_t id)
+{
+    constexpr std::uint64_t hidden = 1; // it is no picture
+    const bool isLong = id > mostShort;
+    std::vector<std::byte> entry;
+    edits.put(entry, isLong ? 23 : 21, 4);
+    appendText(entry, "infe");
+    edits.put(entry, (isLong ? 3U : 2U) << 24U | hidden, versionSize);
+    edits.put(entry, id, isLong ? 4 : 2);
+    edits.put(entry, 0, 2); // not protected
+    appendText(entry, "Exif\0"sv); // without a name
+    return entry;
+}
+
+/// In a box of its own if the file has no references.
+std::vector<std::byte> HeifContainer::newReference(Edits& edits, std::uint32_t id) const
+{
+    const IsoBox* references = items_->box("iref");
+    const bool isLong
+        = references ? items_->versionOf(*references) != 0 : std::max(id, items_->primary()) > mostShort;
+    std::vector<std::byte> entry;
+    if (!references) {
+        edits.put(entry, isLong ? 30 : 26, 4);
+        appendText(entry, "iref");
+        edits.put(entry, isLong ? 1U << 24U : 0, versionSize);
+    }
+    edits.put(entry, isLong ? 18 : 14, 4);
+    appendText(entry, "cdsc");
+    edits.put(entry, id, isLong ? 4 : 2);
+    edits.put(entry, 1, 2);
+    edits.put(entry, items_->primary(), isLong ? 4 : 2);
+    return entry;
+}
+
+/// One extent.
+std::vector<std::byte> HeifContainer::newLocation(
+    Edits& edits, std::uint32_t id, std::size_t begin, std::size_t size) const
+{
+    const unsigned version = items_->versionOf(*items_->box("iloc"));
+    const bool hasOffsets = items_->offsetSize() != 0;
+    std::vector<std::byte> entry;
+    edits.put(entry, id, version < 2 ? 2 : 4);
+    edits.put(entry, 0, version > 0 ? 2 : 0); // in the file
+    edits.put(entry, 0, 2); // in this one
+    edits.put(entry, hasOffsets ? 0 : begin, items_->baseSize());
+    edits.put(entry, 1, 2);
+    edits.put(entry, 0, items_->indexSize());
+    edits.put(entry, hasOffsets ? begin : 0, items_->offsetSize());
+    edits.put(entry, size, items_->lengthSize());
+    return entry;
+}
+
+/// Returns the growth of meta.
 std::size_t HeifContainer::addItem(Edits& edits, const Place& place) const
 {
-    constexpr std::uint32_t mostShort = 0xFFFF;
     const IsoBox& information = *items_->box("iinf");
     const IsoBox& locations = *items_->box("iloc");
     const IsoBox* references = items_->box("iref");
     const std::uint32_t id = freeId();
     if (id == 0)
-        edits.fail("the numbers of the HEIF file have no room for its EXIF");
+        edits.fail(noRoom);
 
-    std::vector<std::byte> item;
-    const bool isLong = id > mostShort;
-    edits.put(item, isLong ? 23 : 21, 4);
-    appendText(item, "infe");
-    edits.put(item, isLong ? 0x3000001 : 0x2000001, versionSize); // hidden: it is no picture
-    edits.put(item, id, isLong ? 4 : 2);
-    edits.put(item, 0, 2); // not protected
-    appendText(item, "Exif\0"sv); // without a name
-
-    const bool hasLongIds
-        = references ? items_->versionOf(*references) != 0 : isLong || items_->primary() > mostShort;
-    std::vector<std::byte> reference;
-    if (!references) {
-        edits.put(reference, hasLongIds ? 30 : 26, 4);
-        appendText(reference, "iref");
-        edits.put(reference, hasLongIds ? 0x1000000 : 0, versionSize);
-    }
-    edits.put(reference, hasLongIds ? 18 : 14, 4);
-    appendText(reference, "cdsc");
-    edits.put(reference, id, hasLongIds ? 4 : 2);
-    edits.put(reference, 1, 2);
-    edits.put(reference, items_->primary(), hasLongIds ? 4 : 2);
-
-    const unsigned version = items_->versionOf(locations);
-    const bool hasOffsets = items_->offsetSize() != 0;
-    const std::size_t locationSize = (version < 2 ? 2 : 4) + (version > 0 ? 2 : 0) + 2 + items_->baseSize()
-        + 2 + items_->indexSize() + items_->offsetSize() + items_->lengthSize();
-    const std::size_t growth = item.size() + reference.size() + locationSize;
+    std::vector<std::byte> entry = newEntry(edits, id);
+    std::vector<std::byte> reference = newReference(edits, id);
+    const std::size_t locationSize = newLocation(edits, id, 0, 0).size();
+    const std::size_t growth = entry.size() + reference.size() + locationSize;
     const std::size_t begin = place.offset + growth + place.headSize;
-    std::vector<std::byte> location;
-    edits.put(location, id, version < 2 ? 2 : 4);
-    edits.put(location, 0, version > 0 ? 2 : 0); // in the file
-    edits.put(location, 0, 2); // in this one
-    edits.put(location, hasOffsets ? 0 : begin, items_->baseSize());
-    edits.put(location, 1, 2);
-    edits.put(location, 0, items_->indexSize());
-    edits.put(location, hasOffsets ? begin : 0, items_->offsetSize());
-    edits.put(location, place.size, items_->lengthSize());
 
     edits.set(information.content + versionSize, items_->versionOf(information) == 0 ? 2 : 4,
         items_->items().size() + 1);
-    edits.set(locations.content + versionSize + 2, version < 2 ? 2 : 4, items_->locations().size() + 1);
-    edits.grow(information, item.size());
+    edits.set(locations.content + versionSize + 2, items_->versionOf(locations) < 2 ? 2 : 4,
+        items_->locations().size() + 1);
+    edits.grow(information, entry.size());
     edits.grow(locations, locationSize);
     if (references)
         edits.grow(*references, reference.size());
     edits.grow(items_->meta(), growth);
-    edits.insert(information.end, std::move(item));
-    edits.insert(locations.end, std::move(location));
+    edits.insert(information.end, std::move(entry));
+    edits.insert(locations.end, newLocation(edits, id, begin, place.size));
     edits.insert(references ? references->end : items_->meta().end, std::move(reference));
     return growth;
 }

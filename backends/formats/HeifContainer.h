@@ -26,6 +26,10 @@ private:
     void readProperties();
     void readExif();
     [[nodiscard]] std::uint32_t freeId() const;
+    [[nodiscard]] static std::vector<std::byte> newEntry(Edits& edits, std::uint32_t id);
+    [[nodiscard]] std::vector<std::byte> newReference(Edits& edits, std::uint32_t id) const;
+    [[nodiscard]] std::vector<std::byte> newLocation(
+        Edits& edits, std::uint32_t id, std::size_t begin, std::size_t size) const;
     std::size_t addItem(Edits& edits, const Place& place) const;
     void replaceLocation(Edits& edits, const Place& place) const;
     void moveItems(Edits& edits, const Place& place, std::size_t growth) const;
