@@ -37,19 +37,22 @@ std::optional<std::vector<Piece>> keptPieces(
     const auto end = anew.fileBoxes().end();
     for (const IsoBox& box : old.fileBoxes()) {
         const auto matches = [&] {
-            return other->type == box.type
-                && (box.begin == old.meta().begin ? other->begin == anew.meta().begin
-                        : box.isOpen
-                        ? other->isOpen && bytesOf(after, *other).size() >= bytesOf(before, box).size()
-                            && areEqual(
-                                bytesOf(before, box), bytesOf(after, *other).first(box.end - box.begin))
-                        : areEqual(bytesOf(before, box), bytesOf(after, *other)));
+            if (other == end || other->type != box.type || other->isOpen != box.isOpen)
+                return false;
+            if (box.begin == old.meta().begin)
+                return other->begin == anew.meta().begin;
+            const std::size_t size = box.end - box.begin;
+            const std::size_t otherSize = other->end - other->begin;
+            return (box.isOpen ? otherSize >= size : otherSize == size)
+                && areEqual(bytesOf(before, box), after.subspan(other->begin, size));
         };
-        if (other != end && !matches() && !isAdded && other->type == "mdat") {
+        bool isKept = matches();
+        if (!isKept && other != end && !isAdded && other->type == "mdat") {
             isAdded = true;
             ++other;
+            isKept = matches();
         }
-        if (other == end || !matches())
+        if (!isKept)
             return std::nullopt;
         if (box.begin != old.meta().begin)
             add({box.begin, box.end, other->begin});
