@@ -8,6 +8,7 @@
 
 #include <engine/capture/Photo.h>
 #include <formats/fileBytes.h>
+#include <formats/imageMetadata.h>
 #include <formats/pictureDataIsEqual.h>
 
 #include <tamsel/facade/OvriSourceManager.h>
@@ -19,6 +20,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <expected>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -38,6 +41,19 @@ double milliseconds(const std::function<void()>& work)
     const auto start = std::chrono::steady_clock::now();
     work();
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// The processor time of this thread, which other programs do not disturb.
+double processorMilliseconds(const std::function<void()>& work)
+{
+    const auto now = [] {
+        timespec time{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+    };
+    const double start = now();
+    work();
+    return now() - start;
 }
 
 PropertyDictionary metadataOf(const CVPixelBuffer& frame)
@@ -129,14 +145,13 @@ bool compareAlbumImage(const char* kind, const std::vector<std::byte>& file, int
     std::vector<double> provides;
     std::vector<double> proofs;
     std::vector<double> ratios;
-    const auto copy = [&] {
-        return milliseconds([&] {
-            auto* bytes = static_cast<std::byte*>(std::malloc(file.size())); // NOLINT: as fresh as it gets
-            std::memcpy(bytes, file.data(), file.size());
-            asm volatile("" : : "r"(bytes) : "memory"); // the copy is wanted
-            std::free(bytes); // NOLINT
-        });
+    const auto copyBytes = [&] {
+        auto* bytes = static_cast<std::byte*>(std::malloc(file.size())); // NOLINT: as fresh as it gets
+        std::memcpy(bytes, file.data(), file.size());
+        asm volatile("" : : "r"(bytes) : "memory"); // the copy is wanted
+        std::free(bytes); // NOLINT
     };
+    const auto copy = [&] { return milliseconds(copyBytes); };
     const auto provide = [&] {
         return milliseconds([&] { manager->provide(file, properties, CGImagePropertyOrientation::up); });
     };
@@ -167,6 +182,16 @@ bool compareAlbumImage(const char* kind, const std::vector<std::byte>& file, int
         proofs.push_back(proof);
         ratios.push_back((provided - proof) / copied);
     }
+    std::vector<double> shares;
+    for (int round = 0; round < rounds; ++round) {
+        const double copied = processorMilliseconds(copyBytes);
+        const PropertyDictionary stamp{{"{TIFF}", PropertyDictionary{{"Software", "S"}, {"Model", "M"}}}};
+        std::expected<std::vector<std::byte>, Error> result;
+        shares.push_back(
+            processorMilliseconds([&] { result = formats::rewriteImageUnchecked(file, stamp); }) / copied);
+        if (!result)
+            return false;
+    }
     const double whole = median(provides);
     std::printf("An album image, %s of %.1f MB, medians of %d rounds\n", kind,
         static_cast<double>(file.size()) / 1e6, rounds);
@@ -175,6 +200,8 @@ bool compareAlbumImage(const char* kind, const std::vector<std::byte>& file, int
         whole, median(ratios));
     std::printf("  %-36s %9.2f ms   %8.2f times the copy\n", "the check alone", median(proofs),
         median(proofs) / median(copies));
+    std::printf("  %-36s %12s   %8.2f times the copy (goal: 1.2)\n", "rewriting alone, processor time", "",
+        median(shares));
     if (std::string_view(kind) != "JPEG")
         return true;
 
