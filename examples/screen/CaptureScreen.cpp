@@ -90,8 +90,6 @@ public:
         const auto image = makeImage(*sample, platform_);
         if (const auto picture = image ? engine::renderImage(image->ciImage()).value_or(nullptr) : nullptr)
             painter_.setThumbnail(*picture);
-        if (gate_)
-            gate_->arm();
     }
 
     void sourceManagerDidGetVideo(OvriSourceManager& /*manager*/, const std::filesystem::path& url) override
@@ -298,6 +296,8 @@ private:
         if (messageEnd_ && now() > *messageEnd_) {
             messageEnd_.reset();
             isDirty_ = true;
+            if (gate_)
+                gate_->arm(); // not at once: codes and faces come and go
         }
         if (std::exchange(isDirty_, false))
             draw();
