@@ -120,7 +120,7 @@ TEST(IioMotion, TakesTheSensorsOfTheScreenAndTheNextFasterFrequency)
     for (const auto& [available, interval, chosen] :
         std::vector<std::tuple<const char*, std::chrono::nanoseconds, const char*>>{
             {"200 12.5 25 100\n", 50ms, "25"}, {"200 12.5 25 100\n", 100ms, "12.5"}, {"10 20", 1ms, "20"},
-            {"[10 5 200]", 30ms, "35"}, {"fast nan", 30ms, "unchanged"}, {nullptr, 30ms, "34"}}) {
+            {"[10 5 200]", 30ms, "35"}, {"fast nan", 40ms, "unchanged"}, {nullptr, 45ms, "23"}}) {
         const std::string list = machine.folder(2) + "sampling_frequency_available";
         if (available)
             writeFile(list, available);
