@@ -11,24 +11,28 @@ namespace tamsel {
 /// From places to pixels of a live frame, from its top left corner.
 [[nodiscard]] platform::CGAffineTransform outputTransform(const platform::CVPixelBuffer& frame);
 
+/// The pixel of a place.
 [[nodiscard]] inline platform::CGPoint outputPointConvertedFromCaptureDevicePoint(
     const platform::CGPoint& point, const platform::CVPixelBuffer& frame)
 {
     return CGPointApplyAffineTransform(point, outputTransform(frame));
 }
 
+/// The place of a pixel.
 [[nodiscard]] inline platform::CGPoint captureDevicePointConvertedFromOutputPoint(
     const platform::CGPoint& point, const platform::CVPixelBuffer& frame)
 {
     return CGPointApplyAffineTransform(point, CGAffineTransformInvert(outputTransform(frame)));
 }
 
+/// The pixels of a rectangle of places.
 [[nodiscard]] inline platform::CGRect outputRectConvertedFromMetadataOutputRect(
     const platform::CGRect& rect, const platform::CVPixelBuffer& frame)
 {
     return CGRectApplyAffineTransform(rect, outputTransform(frame));
 }
 
+/// The places of a rectangle of pixels.
 [[nodiscard]] inline platform::CGRect metadataOutputRectConvertedFromOutputRect(
     const platform::CGRect& rect, const platform::CVPixelBuffer& frame)
 {
