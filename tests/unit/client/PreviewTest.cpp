@@ -232,8 +232,9 @@ TEST(Preview, DrawsDetectionsInThePictureInWhichTheyWereFound)
     EXPECT_EQ(face->bounds(), (CGRect{{75, 50}, {150, 50}}));
     EXPECT_EQ(face->faceID(), 1);
     EXPECT_EQ(face->captureTime(), time);
-    EXPECT_EQ(
-        layer->metadataOutputRectConvertedFromLayerRect(face->bounds()), (CGRect{{0.25, 0.25}, {0.5, 0.25}}));
+    const CGRect back = layer->metadataOutputRectConvertedFromLayerRect(face->bounds()).value();
+    expectNear(back.origin, {0.25, 0.25});
+    expectNear(CGPoint{back.size.width, back.size.height}, {0.5, 0.25});
     EXPECT_EQ(
         layer->layerRectConvertedFromMetadataOutputRect({{0, 0}, {0.5, 1}}), (CGRect{{150, 0}, {150, 200}}))
         << "a front camera's preview is a mirror";
