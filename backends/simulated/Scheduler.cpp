@@ -221,6 +221,8 @@ void Scheduler::markReady(std::shared_ptr<Queue> queue)
 
 void Scheduler::wake(Task& task)
 {
+    if (isEnding_)
+        return; // all tasks are resumed in turn, and this one may have ended
     ready_.push_back({.time = now_ - task.lateness, .name = task.name, .chain = task.chain, .task = &task});
 }
 
