@@ -255,7 +255,8 @@ TEST(CommandLine, WaitsForTheFirstCameraThatComes)
     writeFile(folder.file("run.sh"),
         "mkdir $UMOCKDEV_DIR/dev; cd $UMOCKDEV_DIR/dev; : >video0 >$2\nLD_PRELOAD=" + captureNode()
             + ":$LD_PRELOAD timeout 60 " + program + " --back auto $1 2>$2 &\n"
-            + "while kill -0 $! && ! grep -q 'waiting for a camera' $2; do sleep 0.01; done\neval \"$3\"; wait $!\n");
+            + "while kill -0 $! && ! grep -q 'waiting for a camera' $2; do sleep 0.01; done\neval \"$3\"; "
+              "wait $!\n");
     const auto run = [&](const std::string& arguments, const std::string& meanwhile) {
         const int status = runCommand("umockdev-run --device='" + folder.file("machine.umockdev")
             + "' -- sh '" + folder.file("run.sh") + "' '" + arguments + "' '" + folder.file("errors") + "' '"
