@@ -32,6 +32,8 @@ void DetectionStream::detect()
     const bool isKnown = services_.attempt([&] { objects = detection_->detect(); });
     const bool isNews = isKnown && (!objects.empty() || hasFound_);
     for (std::shared_ptr<const AVMetadataObject>& object : objects) {
+        if (!object)
+            continue; // the client does not get it
         const std::shared_ptr<AVMetadataObject> timed = object->copy();
         timed->setCaptureTime(captureTime_);
         object = timed;
