@@ -11,20 +11,14 @@
 #include <QSocketNotifier>
 #include <QWidget>
 
-#include <chrono>
-
 using namespace tamsel;
 
 class CaptureWidget final : public QWidget {
 public:
-    explicit CaptureWidget(host::Host& host)
-        : queue_(host.platform().dispatch.mainQueue()), // the thread of Qt
-          manager_(OvriSourceManager::create(
-              {}, CameraConfiguration::SessionPreset::photo, queue_, host.platform())),
-          preview_(Preview::create(view_, host.platform(), queue_, [this] { update(); }))
+    explicit CaptureWidget(platform::Platform& platform) : platform_(platform)
     {
         resize(960, 720);
-        manager_->setMetadataDetection(allBarcodes(), client_);
+        manager_->setMetadataDetection(allBarcodes(), outlines_);
         if (!manager_->startSession(SourceType::cameraBack(false), client_, {}, view_))
             setWindowTitle("The camera may not be used");
     }
@@ -38,22 +32,18 @@ protected:
         if (!frame)
             return;
         const platform::CVPixelBuffer& pixels = *frame->pixels;
-        const auto width = static_cast<int>(pixels.width());
-        const auto height = static_cast<int>(pixels.height());
+        const QImage picture(reinterpret_cast<const uchar*>(pixels.baseAddress()),
+            static_cast<int>(pixels.width()), static_cast<int>(pixels.height()),
+            static_cast<qsizetype>(pixels.bytesPerRow()), QImage::Format_RGB32);
         const platform::CGAffineTransform& t = frame->layerTransform; // of places from 0 to 1
         painter.setTransform(QTransform(t.a, t.b, t.c, t.d, t.tx, t.ty));
-        painter.drawImage(QRectF(0, 0, 1, 1),
-            QImage(reinterpret_cast<const uchar*>(pixels.baseAddress()), width, height,
-                static_cast<qsizetype>(pixels.bytesPerRow()), QImage::Format_RGB32));
-        QPen pen(Qt::green, 2);
-        pen.setCosmetic(true);
-        painter.setPen(pen);
-        for (const OvriMetadataMachineReadableCodeObject& code : codes_) {
-            QPolygonF outline;
-            for (const platform::CGPoint& corner : code.corners())
-                outline << QPointF(corner.x, corner.y);
-            if (*code.captureTime() + std::chrono::milliseconds(100) > pixels.timing()->captureTime)
-                painter.drawPolygon(outline);
+        painter.drawImage(QRectF(0, 0, 1, 1), picture);
+        painter.setPen(QPen(Qt::green, 0)); // the thinnest line
+        for (const DetectionOutline& outline : outlines_->latest().outlines) {
+            QPolygonF polygon;
+            for (const auto& [x, y] : outline.corners)
+                polygon << QPointF(x, y);
+            painter.drawPolygon(polygon);
         }
     }
 
@@ -78,14 +68,17 @@ private:
         setWindowTitle(isSaved ? "Saved still.jpg" : file.errorString());
     }
 
-    const std::shared_ptr<platform::DispatchQueue> queue_;
+    platform::Platform& platform_;
+    const std::shared_ptr<platform::DispatchQueue> queue_
+        = platform_.dispatch.mainQueue(); // the thread of Qt
     const std::shared_ptr<platform::UIView> view_ = std::make_shared<platform::UIView>();
-    const std::shared_ptr<OvriSourceManager> manager_;
-    const std::shared_ptr<Preview> preview_;
-    std::vector<OvriMetadataMachineReadableCodeObject> codes_;
     const std::shared_ptr<CallbackDelegate> client_
-        = makeDelegate({.didGetSample = [this](OvriSourceManager&, const auto& sample) { save(*sample); },
-            .didDetectCodes = [this](OvriSourceManager&, const auto& codes) { codes_ = codes; }});
+        = makeDelegate({.didGetSample = [this](OvriSourceManager&, const auto& sample) { save(*sample); }});
+    const std::shared_ptr<DetectionOutlines> outlines_
+        = std::make_shared<DetectionOutlines>(platform_, std::chrono::milliseconds(100));
+    const std::shared_ptr<OvriSourceManager> manager_
+        = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::photo, queue_, platform_);
+    const std::shared_ptr<Preview> preview_ = Preview::create(view_, platform_, queue_, [this] { update(); });
 };
 
 int main(int count, char** arguments)
@@ -93,9 +86,8 @@ int main(int count, char** arguments)
     QApplication application(count, arguments);
     host::Host host({.backCamera = host::HostInput{.input = count > 1 ? arguments[1] : "auto"}});
     QSocketNotifier notifier(host.descriptor(), QSocketNotifier::Read);
-    QObject::connect(
-        &notifier, &QSocketNotifier::activated, [&host] { host.runOnce(std::chrono::nanoseconds(0)); });
-    CaptureWidget widget(host);
+    QObject::connect(&notifier, &QSocketNotifier::activated, [&host] { host.runOnce({}); });
+    CaptureWidget widget(host.platform());
     widget.show();
     return QApplication::exec();
 }

@@ -3,6 +3,7 @@
 // Everything for a capture screen. A back end has a header of its own: <host/Host.h> or <simulated/Phone.h>.
 
 #include <tamsel/client/CaptureGate.h>
+#include <tamsel/client/DetectionOutlines.h>
 #include <tamsel/client/ForwardingDelegate.h>
 #include <tamsel/client/Preview.h>
 #include <tamsel/client/SourceCallbacks.h>

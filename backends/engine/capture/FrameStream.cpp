@@ -71,8 +71,9 @@ void FrameStream::deliver(CapturedFrame frame)
     if (!isOpen())
         return;
     FrameTicket ticket(parts_.counter->ledger());
-    const FrameTiming timing
+    FrameTiming timing
         = parts_.counter->next(frame.mediaTime, frame.captureTime, std::exchange(isFirst_, false));
+    timing.isExamined = parts_.detection && parts_.detection->wantsFrame();
     frame.captureTime = timing.captureTime;
     frame.buffer->setTiming(timing);
     parts_.previews->offer(frame.buffer, parts_.sensorOrientation);
@@ -86,7 +87,7 @@ void FrameStream::deliver(CapturedFrame frame)
     const VideoDataOutput::Demand demand
         = outputs.video ? outputs.video->demand() : VideoDataOutput::Demand{};
     const int turns = demand.orientation ? quarterTurns(parts_.sensorOrientation, *demand.orientation) : 0;
-    if (parts_.detection)
+    if (timing.isExamined)
         parts_.detection->offer({*frame.buffer, turns, timing.captureTime, timing.sequence});
     if (!demand.queue) {
         withhold(std::move(ticket), std::nullopt);

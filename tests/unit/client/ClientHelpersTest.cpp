@@ -75,4 +75,35 @@ TEST(ClientHelpers, EveryCallReachesTheFunctionOfItsNameAndAllDelegatesInOrder)
     EXPECT_EQ(screen.client->calls.size(), calls.size());
 }
 
+TEST(ClientHelpers, OutlinesAreThoseOfTheLastPictureInWhichSomethingWasFound)
+{
+    CaptureScreen screen;
+    const auto outlines = std::make_shared<DetectionOutlines>(screen.phone.platform(), 300ms);
+    screen.manager->setMetadataDetection({MetadataObjectType::qr, MetadataObjectType::face}, outlines);
+    screen.startAndRun();
+    const auto found = [&outlines] {
+        Texts texts;
+        for (const DetectionOutline& outline : outlines->latest().outlines)
+            texts.push_back(outline.text + " " + std::to_string(outline.corners.at(2).x).substr(0, 4));
+        return texts;
+    };
+    EXPECT_FALSE(outlines->latest().captureTime);
+    screen.phone.detector().show({simulated::code(MetadataObjectType::qr, "one", {{0.1, 0.1}, {0.1, 0.1}}),
+        simulated::face({{0.25, 0.25}, {0.5, 0.5}})});
+    screen.frame();
+    EXPECT_EQ(found(), (Texts{" 0.75", "one 0.20"}));
+    const auto timing = *screen.client->frames.back().imageBuffer()->timing();
+    EXPECT_TRUE(timing.isExamined);
+    EXPECT_EQ(outlines->latest().captureTime, timing.captureTime);
+    screen.phone.detector().show({simulated::code(MetadataObjectType::qr, "two", {{0.1, 0.1}, {0.2, 0.1}})});
+    screen.frame();
+    EXPECT_EQ(found(), (Texts{"two 0.30"}));
+    EXPECT_GT(outlines->latest().captureTime, timing.captureTime);
+    screen.phone.detector().show({});
+    screen.phone.advance(299ms);
+    EXPECT_EQ(found(), (Texts{"two 0.30"}));
+    screen.phone.advance(1ms);
+    EXPECT_EQ(found(), Texts());
+}
+
 } // namespace tamsel::tests
