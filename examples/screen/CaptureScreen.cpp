@@ -5,8 +5,8 @@
 #include <engine/image/renderImage.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <fstream>
+#include <map>
 #include <utility>
 
 namespace screen {
@@ -19,55 +19,33 @@ using std::chrono::nanoseconds;
 namespace {
 
 constexpr auto eventInterval = 10ms;
+constexpr auto drawInterval = 100ms; // without new pictures
 constexpr auto retryInterval = 1s;
 constexpr auto messageTime = 4s;
-constexpr auto foundTime = 300ms; // longer than the detection in one picture takes
 constexpr double zoomStep = 1.25;
-constexpr const char* keys = "space still   r movie   t torch   + - zoom   c camera   f full screen   q quit";
-
-std::string nameOf(const CaptureCondition& condition)
-{
-    static constexpr std::array names{"held still", "tilted", "code", "face"};
-    return names.at(static_cast<std::size_t>(condition.kind()));
-}
+constexpr const char* help = "space still   r movie   t torch   + - zoom   c camera   f full screen   q quit";
 
 /// Everything happens on the main thread: the main queue is the response queue, and a timer of the main loop takes the
 /// events of the window.
-class Screen final : public CaptureScreen,
-                     public OvriSourceToSession,
-                     public OvriMotionSourceDelegate,
-                     public OvriMetadataOutputDelegate,
-                     public std::enable_shared_from_this<Screen> {
+class Screen final : public CaptureScreen {
 public:
     Screen(const Options& options, Platform& platform, std::function<void()> closed)
         : options_(options),
           platform_(platform),
           closed_(std::move(closed))
     {
+        const std::vector<SourceType> verdicts{SourceType::stability(), SourceType::facingAngle()};
+        delegates_->add(gate_);
+        delegates_->add(outlines_);
+        delegates_->add(client_);
+        if (!options_.conditions.empty())
+            gate_->arm();
+        manager_->setMetadataDetection(options_.kinds, delegates_);
+        manager_->startMotionDetection(verdicts, delegates_, options_.motion);
+        startCamera();
     }
 
     ~Screen() override { timer_->invalidate(); }
-
-    void begin()
-    {
-        const std::vector<SourceType> verdicts{SourceType::stability(), SourceType::facingAngle()};
-        const std::shared_ptr<DispatchQueue> queue = platform_.dispatch.mainQueue();
-        timer_ = platform_.runLoops.current().scheduleTimer(eventInterval, true,
-            [take = calling([](Screen& self) { self.takeEvents(); })](Timer&) { take(); });
-        manager_ = OvriSourceManager::create(verdicts, options_.preset, queue, platform_);
-        if (!options_.conditions.empty()) {
-            gate_ = CaptureGate::create(
-                options_.conditions, queue, calling([](Screen& self) { self.takeStill(); }), platform_);
-            delegates_->add(gate_);
-            gate_->arm();
-        }
-        delegates_->add(shared_from_this());
-        manager_->setMetadataDetection(options_.kinds, delegates_);
-        manager_->startMotionDetection(verdicts, delegates_, options_.motion);
-        preview_
-            = Preview::create(view_, platform_, queue, calling([](Screen& self) { self.takePicture(); }));
-        startCamera();
-    }
 
     void close() override
     {
@@ -77,94 +55,21 @@ public:
         manager_->stopVideoRecording();
     }
 
-    void sourceManagerDidGetSample(
-        OvriSourceManager& /*manager*/, const std::shared_ptr<CaptureSampleUpdate>& sample) override
-    {
-        const std::filesystem::path path = freeFile("still", ".jpg");
-        std::ofstream file(path, std::ios::binary);
-        file.write(reinterpret_cast<const char*>(sample->sample().data()),
-            static_cast<std::streamsize>(sample->sample().size()));
-        file.close();
-        say(file ? "Saved " + path.filename().string() : "Cannot write " + path.string(),
-            file ? Tone::good : Tone::bad);
-        const auto image = makeImage(*sample, platform_);
-        if (const auto picture = image ? engine::renderImage(image->ciImage()).value_or(nullptr) : nullptr)
-            painter_.setThumbnail(*picture);
-    }
-
-    void sourceManagerDidGetVideo(OvriSourceManager& /*manager*/, const std::filesystem::path& url) override
-    {
-        recordingSince_.reset();
-        say("Saved " + url.filename().string(), Tone::good);
-        if (isClosing_)
-            end();
-    }
-
-    void sourceManagerDidGetSourceError(OvriSourceManager& manager, const SourceError& error) override
-    {
-        const auto* camera = std::get_if<CameraError>(&error);
-        if (!camera)
-            return; // of the sensors: there are no verdicts
-        const auto& drops = manager.frameCounts().droppedBy;
-        const bool isLost = drops[static_cast<std::size_t>(DropCause::deviceLost)] > 0;
-        if (camera->kind() == CameraError::Case::captureImageFailed) {
-            recordingSince_.reset();
-            say("That did not work: the camera is not ready.", Tone::bad);
-            if (gate_)
-                gate_->retry();
-        } else if (camera->kind() != CameraError::Case::videoFrameError || isLost) {
-            retryTime_ = now() + retryInterval;
-            isDirty_ = true;
-        }
-    }
-
-    void sourceManagerCameraDidSuspend(OvriSourceManager& /*manager*/) override
-    {
-        isPaused_ = isDirty_ = true;
-    }
-    void sourceManagerCameraDidResume(OvriSourceManager& /*manager*/) override { isPaused_ = false; }
-
-    void sourceManagerDidDetectStability(OvriSourceManager& /*manager*/, bool isStable) override
-    {
-        isStable_ = isStable;
-        isDirty_ = true;
-    }
-    void sourceManagerDidDetectFacingAngle(OvriSourceManager& /*manager*/, bool isFacing) override
-    {
-        isFacing_ = isFacing;
-        isDirty_ = true;
-    }
-
-    void sourceManagerDidDetect(OvriSourceManager& /*manager*/, const OvriMetadataFaceObject& face) override
-    {
-        const auto [origin, size] = face.face()->bounds();
-        const CGPoint last{origin.x + size.width, origin.y + size.height};
-        foundAt(face.face()->captureTime())
-            .push_back({{origin, {last.x, origin.y}, last, {origin.x, last.y}}, "face"});
-    }
-    void sourceManagerDidDetect(OvriSourceManager& /*manager*/,
-        const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override
-    {
-        std::vector<Found>& found = foundAt(codes.front().captureTime());
-        for (const OvriMetadataMachineReadableCodeObject& code : codes)
-            found.push_back({code.corners(), code.value().value_or("")});
-    }
-
 private:
-    struct Found {
-        std::vector<CGPoint> corners; ///< places in the picture
-        std::string text;
-    };
-
-    std::function<void()> calling(void (*action)(Screen&)) { return whileAlive(weak_from_this(), action); }
     [[nodiscard]] nanoseconds now() const { return platform_.clock.monotonic(); }
 
-    void say(const std::string& text, Tone tone = Tone::plain)
+    void say(const std::string& text, const SDL_Color& colour = plain)
     {
         message_ = text;
-        messageTone_ = tone;
+        messageColour_ = colour;
         messageEnd_ = now() + messageTime;
-        isDirty_ = true;
+    }
+
+    void end()
+    {
+        manager_->stopAllSessions();
+        if (const auto closed = std::exchange(closed_, nullptr))
+            closed();
     }
 
     // The camera.
@@ -173,7 +78,7 @@ private:
     {
         const SourceType source = isFront_ ? SourceType::cameraFront(true) : SourceType::cameraBack(true);
         if (!manager_->startSession(source, delegates_, {}, view_))
-            say("You may not use the camera.", Tone::bad);
+            say("You may not use the camera.", bad);
     }
 
     void switchCamera()
@@ -190,7 +95,7 @@ private:
         if (manager_->isCameraActive())
             startCamera(); // the old one does not run: it is starting, lost or in the background
         else
-            manager_->whenCameraStopped(calling([](Screen& self) { self.startCamera(); }));
+            manager_->whenCameraStopped([this] { startCamera(); });
     }
 
     [[nodiscard]] std::shared_ptr<AVCaptureDevice> device() const
@@ -221,6 +126,23 @@ private:
         say("zoom " + std::to_string(zoom).substr(0, 3));
     }
 
+    void fail(const SourceError& error)
+    {
+        const auto* camera = std::get_if<CameraError>(&error);
+        const auto& drops = manager_->frameCounts().droppedBy;
+        if (!camera)
+            return; // of the sensors: there are no verdicts
+        if (camera->kind() == CameraError::Case::captureImageFailed) {
+            recordingSince_.reset();
+            say("That did not work: the camera is not ready.", bad);
+            if (!options_.conditions.empty())
+                gate_->retry();
+        } else if (camera->kind() != CameraError::Case::videoFrameError
+            || drops[static_cast<std::size_t>(DropCause::deviceLost)] > 0) {
+            retryTime_ = now() + retryInterval;
+        }
+    }
+
     // Stills and movies.
 
     [[nodiscard]] std::filesystem::path freeFile(const std::string& stem, const std::string& ending) const
@@ -234,21 +156,35 @@ private:
 
     void takeStill() { manager_->captureStillImage(OvriImageSource::photo, std::nullopt); }
 
+    void saveStill(const CaptureSampleUpdate& sample)
+    {
+        const std::filesystem::path path = freeFile("still", ".jpg");
+        std::ofstream file(path, std::ios::binary);
+        file.write(reinterpret_cast<const char*>(sample.sample().data()),
+            static_cast<std::streamsize>(sample.sample().size()));
+        file.close();
+        say(file ? "Saved " + path.filename().string() : "Cannot write " + path.string(), file ? good : bad);
+        const auto image = makeImage(sample, platform_);
+        if (const auto picture = image ? engine::renderImage(image->ciImage()).value_or(nullptr) : nullptr)
+            painter_.setThumbnail(*picture);
+    }
+
     void toggleMovie()
     {
         if (recordingSince_)
             return manager_->stopVideoRecording();
         if (!manager_->canRecordVideo())
-            return say("A movie is not possible now.", Tone::bad);
+            return say("A movie is not possible now.", bad);
         manager_->startVideoRecording(freeFile("movie", ".mp4"));
         recordingSince_ = now();
     }
 
-    void end()
+    void endMovie(const std::filesystem::path& file)
     {
-        manager_->stopAllSessions();
-        if (const auto closed = std::exchange(closed_, nullptr))
-            closed();
+        recordingSince_.reset();
+        say("Saved " + file.filename().string(), good);
+        if (isClosing_)
+            end();
     }
 
     // The window.
@@ -261,33 +197,21 @@ private:
         } else {
             painter_.forgetPictures();
         }
-        isDirty_ = true;
-    }
-
-    /// What was found in the picture of that time; the earlier is forgotten.
-    std::vector<Found>& foundAt(const std::optional<nanoseconds>& captureTime)
-    {
-        if (foundIn_ != captureTime)
-            found_.clear();
-        foundIn_ = captureTime;
-        foundEnd_ = now() + foundTime;
-        isDirty_ = true;
-        return found_;
+        draw();
     }
 
     void takeEvents()
     {
-        SDL_Event event;
-        while (SDL_PollEvent(&event) != 0) {
-            isDirty_ = true;
+        for (SDL_Event event; SDL_PollEvent(&event) != 0;) {
             if (event.type == SDL_QUIT)
                 close();
-            else if (event.type == SDL_KEYDOWN && event.key.repeat == 0)
-                press(event.key.keysym.sym);
             else if (event.type == SDL_MULTIGESTURE)
                 zoomBy(1 + 4 * static_cast<double>(event.mgesture.dDist)); // a part of the window's size
             else if (event.type == SDL_WINDOWEVENT && event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED)
                 preview_->resize(painter_.size());
+            else if (event.type == SDL_KEYDOWN && event.key.repeat == 0
+                && keys_.contains(event.key.keysym.sym))
+                keys_.at(event.key.keysym.sym)();
         }
         if (retryTime_ && now() >= *retryTime_) {
             retryTime_ = now() + retryInterval;
@@ -295,85 +219,56 @@ private:
         }
         if (messageEnd_ && now() > *messageEnd_) {
             messageEnd_.reset();
-            isDirty_ = true;
-            if (gate_)
+            if (!options_.conditions.empty())
                 gate_->arm(); // not at once: codes and faces come and go
         }
-        if (std::exchange(isDirty_, false))
+        if (now() >= drawn_ + drawInterval)
             draw();
-    }
-
-    void press(SDL_Keycode key)
-    {
-        switch (key) {
-        case SDLK_SPACE:
-            return takeStill();
-        case SDLK_r:
-            return toggleMovie();
-        case SDLK_t:
-            return toggleTorch();
-        case SDLK_PLUS:
-        case SDLK_EQUALS: // the same key without shift
-        case SDLK_KP_PLUS:
-            return zoomBy(zoomStep);
-        case SDLK_MINUS:
-        case SDLK_KP_MINUS:
-            return zoomBy(1 / zoomStep);
-        case SDLK_c:
-            return switchCamera();
-        case SDLK_f:
-            return painter_.toggleFullScreen();
-        case SDLK_q:
-            return close();
-        default:
-            return;
-        }
     }
 
     void draw()
     {
-        // The picture in which something was found, so that the outline lies on it; the newest when nothing is found.
-        const auto transform = painter_.drawPicture(now() < foundEnd_ ? foundIn_ : std::nullopt);
-        for (const Found& found : transform ? found_ : std::vector<Found>{}) {
-            std::vector<CGPoint> corners;
-            for (const CGPoint& place : found.corners)
-                corners.push_back(CGPointApplyAffineTransform(place, *transform));
-            painter_.drawOutline(corners);
-            const CGPoint& lowest = *std::ranges::max_element(corners, {}, &CGPoint::y);
-            painter_.drawText(found.text, std::ranges::min(corners, {}, &CGPoint::x).x, lowest.y + 4);
+        drawn_ = now();
+        // The outlines lie on the picture in which they were found; the newest is drawn when nothing is found.
+        const DetectionOutlineUpdate found = outlines_->latest();
+        if (const auto transform = painter_.drawPicture(found.captureTime)) {
+            for (auto [corners, text] : found.outlines) {
+                for (CGPoint& corner : corners)
+                    corner = CGPointApplyAffineTransform(corner, *transform);
+                painter_.drawOutline(corners);
+                painter_.drawText(text, std::ranges::min(corners, {}, &CGPoint::x).x,
+                    std::ranges::max(corners, {}, &CGPoint::y).y + 4);
+            }
         }
-        double x = 8;
+        double top = -26;
+        const auto badge = [&](bool isGood, const std::string& text) {
+            painter_.drawText(text, 8, top += 34, isGood ? good : plain);
+        };
         if (isStable_)
-            x += 8
-                + painter_.drawText(
-                    *isStable_ ? "held still" : "moving", x, 8, *isStable_ ? Tone::good : Tone::plain);
+            badge(*isStable_, *isStable_ ? "held still" : "moving");
         if (isFacing_)
-            x += 8
-                + painter_.drawText(
-                    *isFacing_ ? "tilted" : "flat", x, 8, *isFacing_ ? Tone::good : Tone::plain);
+            badge(*isFacing_, *isFacing_ ? "tilted" : "flat");
         if (isTorchOn_)
-            painter_.drawText("torch", x, 8, Tone::good);
+            badge(true, "torch");
+        for (const CaptureCondition& condition : options_.conditions) {
+            static constexpr std::array names{"held still", "tilted", "code", "face"};
+            const bool holds = std::ranges::count(gate_->missing(), condition) == 0;
+            badge(holds,
+                std::string(holds ? "\u2713 " : "\u25cb ") + names.at(std::to_underlying(condition.kind())));
+        }
         if (recordingSince_) {
-            const auto time
-                = std::chrono::duration_cast<std::chrono::seconds>(now() - *recordingSince_).count();
-            painter_.drawText("\u25cf " + std::to_string(time) + " s", -8, 8, Tone::bad);
+            const auto time = std::chrono::floor<std::chrono::seconds>(drawn_ - *recordingSince_).count();
+            painter_.drawText("\u25cf " + std::to_string(time) + " s", -8, 8, bad);
         }
-        const std::vector<CaptureCondition> missing
-            = gate_ ? gate_->missing() : std::vector<CaptureCondition>{};
-        for (double y = 8; const CaptureCondition& condition : options_.conditions) {
-            const bool holds = std::ranges::find(missing, condition) == missing.end();
-            painter_.drawText((holds ? "\u2713 " : "\u25cb ") + nameOf(condition), 8, y += 34,
-                holds ? Tone::good : Tone::plain);
-        }
-        painter_.drawText(keys, 8, -8);
+        painter_.drawText(help, 8, -8);
         if (isPaused_)
             painter_.drawText("Paused while the application is in the background", 8, -44);
         else if (isClosing_)
             painter_.drawText("Completing the movie. q again closes at once\u2026", 8, -44);
         else if (retryTime_)
-            painter_.drawText("No camera. Waiting for it\u2026", 8, -44, Tone::bad);
+            painter_.drawText("No camera. Waiting for it\u2026", 8, -44, bad);
         else if (messageEnd_)
-            painter_.drawText(message_, 8, -44, messageTone_);
+            painter_.drawText(message_, 8, -44, messageColour_);
         painter_.present();
     }
 
@@ -381,38 +276,62 @@ private:
     Platform& platform_;
     std::function<void()> closed_;
     Painter painter_;
-    const std::shared_ptr<UIView> view_ = std::make_shared<UIView>(painter_.size());
-    const std::shared_ptr<ForwardingDelegate> delegates_ = std::make_shared<ForwardingDelegate>();
-    std::shared_ptr<OvriSourceManager> manager_;
-    std::shared_ptr<Preview> preview_;
-    std::shared_ptr<CaptureGate> gate_; ///< absent without conditions
-    std::shared_ptr<Timer> timer_;
 
     bool isFront_ = options_.usesFrontCamera;
     bool isTorchOn_ = false;
     bool isPaused_ = false; ///< in the background
     bool isClosing_ = false; ///< when the movie is complete
-    bool isDirty_ = true;
     std::optional<bool> isStable_;
     std::optional<bool> isFacing_;
     std::optional<nanoseconds> recordingSince_;
     std::optional<nanoseconds> retryTime_; ///< of a camera that is lost or missing
-    std::vector<Found> found_;
-    std::optional<nanoseconds> foundIn_; ///< the capture time of the picture
-    nanoseconds foundEnd_{};
+    nanoseconds drawn_{};
     std::string message_;
-    Tone messageTone_ = Tone::plain;
+    SDL_Color messageColour_ = plain;
     std::optional<nanoseconds> messageEnd_;
+
+    const std::map<SDL_Keycode, std::function<void()>> keys_{
+        {SDLK_SPACE, [this] { takeStill(); }},
+        {SDLK_r, [this] { toggleMovie(); }},
+        {SDLK_t, [this] { toggleTorch(); }},
+        {SDLK_PLUS, [this] { zoomBy(zoomStep); }},
+        {SDLK_EQUALS, [this] { zoomBy(zoomStep); }}, // the same key without shift
+        {SDLK_KP_PLUS, [this] { zoomBy(zoomStep); }},
+        {SDLK_MINUS, [this] { zoomBy(1 / zoomStep); }},
+        {SDLK_KP_MINUS, [this] { zoomBy(1 / zoomStep); }},
+        {SDLK_c, [this] { switchCamera(); }},
+        {SDLK_f, [this] { painter_.toggleFullScreen(); }},
+        {SDLK_q, [this] { close(); }},
+    };
+    const std::shared_ptr<CallbackDelegate> client_ = makeDelegate({
+        .didGetSample = [this](auto&, const auto& sample) { saveStill(*sample); },
+        .didGetVideo = [this](auto&, const auto& file) { endMovie(file); },
+        .didGetSourceError = [this](auto&, const auto& error) { fail(error); },
+        .cameraDidSuspend = [this](auto&) { isPaused_ = true; },
+        .cameraDidResume = [this](auto&) { isPaused_ = false; },
+        .didDetectStability = [this](auto&, bool isStable) { isStable_ = isStable; },
+        .didDetectFacingAngle = [this](auto&, bool isFacing) { isFacing_ = isFacing; },
+    });
+    const std::shared_ptr<DetectionOutlines> outlines_ = std::make_shared<DetectionOutlines>(platform_);
+    const std::shared_ptr<ForwardingDelegate> delegates_ = std::make_shared<ForwardingDelegate>();
+    const std::shared_ptr<DispatchQueue> queue_ = platform_.dispatch.mainQueue();
+    const std::shared_ptr<CaptureGate> gate_
+        = CaptureGate::create(options_.conditions, queue_, [this] { takeStill(); }, platform_);
+    const std::shared_ptr<OvriSourceManager> manager_ = OvriSourceManager::create(
+        {SourceType::stability(), SourceType::facingAngle()}, options_.preset, queue_, platform_);
+    const std::shared_ptr<UIView> view_ = std::make_shared<UIView>(painter_.size());
+    const std::shared_ptr<Preview> preview_
+        = Preview::create(view_, platform_, queue_, [this] { takePicture(); });
+    const std::shared_ptr<Timer> timer_
+        = platform_.runLoops.current().scheduleTimer(eventInterval, true, [this](Timer&) { takeEvents(); });
 };
 
 } // namespace
 
-std::shared_ptr<CaptureScreen> openScreen(
+std::unique_ptr<CaptureScreen> openScreen(
     const Options& options, Platform& platform, std::function<void()> closed)
 {
-    auto screen = std::make_shared<Screen>(options, platform, std::move(closed));
-    screen->begin();
-    return screen;
+    return std::make_unique<Screen>(options, platform, std::move(closed));
 }
 
 } // namespace screen

@@ -29,7 +29,7 @@ public:
 
 /// On the main thread; `closed` is called there, once. Throws `std::runtime_error` when there is no display. The platform
 /// must outlive the screen.
-[[nodiscard]] std::shared_ptr<CaptureScreen> openScreen(
+[[nodiscard]] std::unique_ptr<CaptureScreen> openScreen(
     const Options& options, tamsel::platform::Platform& platform, std::function<void()> closed);
 
 } // namespace screen
