@@ -250,6 +250,18 @@ TEST(MediaCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
     ASSERT_TRUE(endless.runUntil([&] { return endless.client->count > 2; }));
 }
 
+TEST(MediaCamera, DeliversALiveStreamAsItArrives)
+{
+    const ScratchFolder folder;
+    ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=1:d=100 -c:v mpeg2video", folder.file("live.ts")));
+    const std::string stream = readFile(folder.file("live.ts"));
+    const Speaker camera([&](int turn) { return turn == 0 ? stream : std::string(); });
+    HostScreen screen("tcp://127.0.0.1:" + std::to_string(camera.port()));
+    ASSERT_TRUE(screen.start());
+    // At the pace of the timestamps it takes longer than the test waits.
+    EXPECT_TRUE(screen.runUntil([&] { return screen.manager->frameCounts().produced >= 90; }));
+}
+
 TEST(MediaCamera, OpensNoOtherFileThanTheOneThatIsNamed)
 {
     const ScratchFolder folder;

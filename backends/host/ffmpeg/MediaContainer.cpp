@@ -81,6 +81,7 @@ std::expected<MediaContainer, Error> openNow(
             options.set("fragment_size", pulseFragment);
     } else if (input.kind == MediaKind::stream) {
         options.set("rw_timeout", networkTimeout);
+        options.set("fpsprobesize", "0"); // the frame rate does not matter, and to find it takes 20 frames
     }
     const PictureHeader png = pngHeader(input);
     if (const int code

@@ -21,6 +21,8 @@ struct MediaInput {
 
     /// Whether it exists and may be read. URLs and devices count as readable until they are opened.
     [[nodiscard]] InputAccess access() const;
+    /// A URL.
+    [[nodiscard]] bool isOnNetwork() const { return kind == MediaKind::stream && !isOnDisk && !device; }
 
     std::string name; ///< the text
     std::string url; ///< in the form that the libraries expect

@@ -46,7 +46,8 @@ bool isVideo(const AVStream* stream)
 VideoReader::VideoReader(std::string input, MediaFormats formats)
     : input_(std::move(input)),
       formats_(formats),
-      kind_(MediaInput(input_).kind)
+      kind_(MediaInput(input_).kind),
+      isOnNetwork_(MediaInput(input_).isOnNetwork())
 {
 }
 
@@ -80,6 +81,19 @@ std::expected<void, Error> VideoReader::openInput(const MediaWait& wait)
     AVStream* found = track == streams.end() ? nullptr : *track;
     decoder_ = TrackDecoder(std::move(*container), found);
     return {};
+}
+
+bool VideoReader::isLive() const
+{
+    const AVFormatContext& format = decoder_.container();
+    const std::string_view name = format.iformat->name;
+    return isOnNetwork_ && name != "hls" && name != "dash" && format.duration <= 0
+        && !(format.pb && (format.pb->seekable & AVIO_SEEKABLE_NORMAL) != 0);
+}
+
+bool VideoReader::hasTimes() const
+{
+    return (decoder_.container().iformat->flags & AVFMT_NOTIMESTAMPS) == 0;
 }
 
 std::expected<void, Error> VideoReader::startDecoding()

@@ -35,6 +35,9 @@ public:
     [[nodiscard]] std::expected<void, platform::Error> startDecoding();
 
     [[nodiscard]] MediaKind kind() const { return kind_; }
+    /// A camera on the network, which sends each frame when it is captured: no file, pipe, device or list of files, and
+    /// nothing of a known length.
+    [[nodiscard]] bool isLive() const;
 
     [[nodiscard]] bool hasVideo() const { return decoder_.track() != nullptr; }
     /// The track's display matrix, with y growing downwards and scaled to w = 1 (ISO/IEC 14496-12, 8.3.2); the identity
@@ -50,6 +53,8 @@ public:
 
     [[nodiscard]] std::size_t width() const { return static_cast<std::size_t>(decoder_.frame().width); }
     [[nodiscard]] std::size_t height() const { return static_cast<std::size_t>(decoder_.frame().height); }
+    /// False for formats without timestamps: `time` assumes a frame rate.
+    [[nodiscard]] bool hasTimes() const;
     /// In the input's own time. It increases from frame to frame, also across `rewind`.
     [[nodiscard]] platform::CMTime time() const { return timeOf(last_.value_or(0)); }
     /// The same, without the offset of `rewind`.
@@ -82,6 +87,7 @@ private:
     const std::string input_;
     const MediaFormats formats_;
     const MediaKind kind_;
+    const bool isOnNetwork_;
     TrackDecoder decoder_;
     FrameConverter converter_;
 

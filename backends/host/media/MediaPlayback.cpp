@@ -166,6 +166,7 @@ StreamPlayback::StreamPlayback(std::unique_ptr<VideoReader> reader,
 void StreamPlayback::read()
 {
     FramePace pace;
+    const bool isLive = reader_->isLive();
     for (;;) {
         const VideoReader::Step step = reader_->next();
         if (*stop_.isStopped())
@@ -180,10 +181,14 @@ void StreamPlayback::read()
                 return;
             continue;
         }
-        const nanoseconds due = pace.dueTime(reader_->time(), now);
+        // A live frame is late already: it has waited while the format was probed, or on its way.
+        const nanoseconds due = isLive ? now : pace.dueTime(reader_->time(), now);
         if (!stop_.waitUntil(due))
             return;
-        handOver(takeFrame(*reader_, *sink_, *zoom_), due, *sink_);
+        engine::CapturedFrame frame = takeFrame(*reader_, *sink_, *zoom_);
+        if (isLive && !reader_->hasTimes())
+            frame.mediaTime = {.value = now.count(), .timescale = 1'000'000'000};
+        handOver(std::move(frame), due, *sink_);
     }
 }
 

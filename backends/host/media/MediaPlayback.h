@@ -72,7 +72,7 @@ private:
     std::optional<platform::Error> end_; ///< the reason why there is no further frame
 };
 
-/// Reads a stream or a device on a thread of its own.
+/// Reads a stream or a device on a thread of its own: a live one as it arrives, others at the pace of their timestamps.
 class StreamPlayback final : public MediaPlayback, public std::enable_shared_from_this<StreamPlayback> {
 public:
     [[nodiscard]] static std::expected<std::shared_ptr<MediaPlayback>, platform::Error> start(
