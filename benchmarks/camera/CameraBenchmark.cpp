@@ -130,16 +130,3 @@ BENCHMARK(cpuOfAFrame)->Arg(30)->Arg(1000)->Iterations(9)->Unit(benchmark::kMill
 } // namespace
 
 } // namespace tamsel::benchmarks
-
-/// `--short` is for the other benchmarks; all other options go to the benchmark library.
-int main(int count, char** arguments)
-{
-    std::vector<char*> passed(arguments, arguments + count);
-    std::erase_if(passed, [](const char* argument) { return std::string_view(argument) == "--short"; });
-    int passedCount = static_cast<int>(passed.size());
-    benchmark::Initialize(&passedCount, passed.data());
-    if (benchmark::ReportUnrecognizedArguments(passedCount, passed.data()))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

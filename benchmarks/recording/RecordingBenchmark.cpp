@@ -142,5 +142,3 @@ BENCHMARK(liveFramesWhileRecording)->Iterations(1)->Unit(benchmark::kMillisecond
 } // namespace
 
 } // namespace tamsel::benchmarks
-
-BENCHMARK_MAIN();

@@ -57,5 +57,3 @@ BENCHMARK(explore)->Arg(0)->Arg(60)->Unit(benchmark::kMillisecond);
 } // namespace
 
 } // namespace tamsel
-
-BENCHMARK_MAIN();
