@@ -1,6 +1,6 @@
 #pragma once
 
-#include <host/bus/SystemBus.h>
+#include <host/bus/Bus.h>
 #include <host/bus/followSystem.h>
 
 #include <memory>
@@ -14,7 +14,7 @@ namespace tamsel::host {
 class LoginSession : public std::enable_shared_from_this<LoginSession> {
 public:
     /// The bus must be released before it.
-    LoginSession(SystemBus& bus, const FollowedEvents& followed, const SystemEventTargets& targets)
+    LoginSession(Bus& bus, const FollowedEvents& followed, const SystemEventTargets& targets)
         : bus_(bus),
           followed_(followed),
           targets_(targets)
@@ -42,7 +42,7 @@ private:
     void readSession(sd_bus_message* message);
     void set(engine::BackgroundReason reason, bool holds);
 
-    SystemBus& bus_;
+    Bus& bus_;
     const FollowedEvents followed_;
     const SystemEventTargets targets_;
     std::string session_; ///< its path

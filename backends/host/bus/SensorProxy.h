@@ -1,6 +1,6 @@
 #pragma once
 
-#include <host/bus/SystemBus.h>
+#include <host/bus/Bus.h>
 #include <host/bus/followSystem.h>
 
 namespace tamsel::host {
@@ -9,7 +9,7 @@ namespace tamsel::host {
 class SensorProxy {
 public:
     /// The bus must be released before it.
-    SensorProxy(SystemBus& bus, const FollowedEvents& followed, const SystemEventTargets& targets)
+    SensorProxy(Bus& bus, const FollowedEvents& followed, const SystemEventTargets& targets)
         : bus_(bus),
           followed_(followed),
           targets_(targets)
@@ -23,7 +23,7 @@ private:
     void claimed(sd_bus_message* reply);
     void readOrientation(sd_bus_message* message);
 
-    SystemBus& bus_;
+    Bus& bus_;
     const FollowedEvents followed_;
     const SystemEventTargets targets_;
 };

@@ -9,8 +9,8 @@ namespace {
 
 struct SystemEvents {
     SystemEvents(const FollowedEvents& followed, const SystemEventTargets& targets)
-        : bus(std::make_shared<SystemBus>(targets.dispatch.makeSerialQueue("org.tamsel.host.bus"),
-              targets.events, [&lines = targets.lines](const std::string& line) { lines.writeLine(line); })),
+        : bus(std::make_shared<Bus>(
+              Bus::Kind::system, targets.dispatch.makeSerialQueue("org.tamsel.host.bus"), targets.events)),
           proxy(*bus, followed, targets),
           session(std::make_shared<LoginSession>(*bus, followed, targets))
     {
@@ -21,13 +21,17 @@ struct SystemEvents {
                 if (followed.sleep || followed.lock || followed.userSwitch)
                     session->follow();
             },
-            [this] { session->forget(); });
+            [this, &lines = targets.lines](const std::string& reason) {
+                if (!reason.empty())
+                    lines.writeLine("system bus: " + reason);
+                session->forget();
+            });
     }
     ~SystemEvents() { bus.reset(); }
     SystemEvents(const SystemEvents&) = delete;
     SystemEvents& operator=(const SystemEvents&) = delete;
 
-    std::shared_ptr<SystemBus> bus;
+    std::shared_ptr<Bus> bus;
     SensorProxy proxy;
     const std::shared_ptr<LoginSession> session;
 };

@@ -6,9 +6,11 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -28,6 +30,14 @@ using BusProperties = std::map<std::string, std::variant<bool, std::string>, std
 /// Reads the reply of `getProperties`, or the signal PropertiesChanged, as far as it has the expected types.
 [[nodiscard]] BusProperties readProperties(sd_bus_message* message);
 
+/// An error that a service or the bus has returned instead of a reply.
+struct BusError {
+    std::string name; ///< "org.freedesktop.DBus.Error.ServiceUnknown"
+    std::string text; ///< for people
+};
+
+[[nodiscard]] std::optional<BusError> errorIn(sd_bus_message* reply);
+
 template <typename Value>
 [[nodiscard]] const Value* find(const BusProperties& properties, std::string_view name)
 {
@@ -35,21 +45,21 @@ template <typename Value>
     return found == properties.end() ? nullptr : std::get_if<Value>(&found->second);
 }
 
-/// A connection to the system bus on a serial queue, which waits in the poll set of the workers. It connects once, and
-/// never waits for an answer. Everything except `open` is on the queue.
-class SystemBus final : public std::enable_shared_from_this<SystemBus> {
+/// A connection to a bus on a serial queue, which waits in the poll set of the workers. It connects once, and never waits
+/// for an answer. Everything except `open` is on the queue.
+class Bus final : public std::enable_shared_from_this<Bus> {
 public:
-    /// The events must outlive it. `report` receives one line when the connection fails or ends; a machine without a
-    /// bus is not reported.
-    SystemBus(std::shared_ptr<platform::DispatchQueue> queue, engine::EventSources& events,
-        std::function<void(const std::string&)> report);
-    ~SystemBus();
-    SystemBus(const SystemBus&) = delete;
-    SystemBus& operator=(const SystemBus&) = delete;
+    enum class Kind : std::uint8_t { system, session };
 
-    /// Connects, and calls `opened`, from which requests can be made; or nothing. `closed` follows when the connection
-    /// ends. Thread-safe.
-    void open(std::function<void()> opened, std::function<void()> closed);
+    /// The events must outlive it.
+    Bus(Kind kind, std::shared_ptr<platform::DispatchQueue> queue, engine::EventSources& events);
+    ~Bus();
+    Bus(const Bus&) = delete;
+    Bus& operator=(const Bus&) = delete;
+
+    /// Connects, and calls `opened`, from which requests can be made. `closed` is called when that fails or the connection
+    /// ends, with the reason in one line, which is empty where there is no such bus. Thread-safe.
+    void open(std::function<void()> opened, std::function<void(const std::string& reason)> closed);
 
     /// Calls `(owner.*handler)(message)` for each signal that fits the rule. The owner must outlive the bus.
     template <auto handler, typename Owner> void match(const std::string& rule, Owner& owner)
@@ -62,9 +72,15 @@ public:
     void call(const BusTarget& target, const char* method, Owner& owner, const char* types = "",
         Arguments... arguments)
     {
-        if (bus_)
-            check(sd_bus_call_method_async(bus_, nullptr, target.service, target.path, target.interface,
-                method, &received<handler, Owner>, &owner, types, arguments...));
+        post(target, method, &received<handler, Owner>, &owner, types, arguments...);
+    }
+
+    /// The same, but the handler is called with an error, too (`errorIn`).
+    template <auto handler, typename Owner, typename... Arguments>
+    void ask(const BusTarget& target, const char* method, Owner& owner, const char* types = "",
+        Arguments... arguments)
+    {
+        post(target, method, &answered<handler, Owner>, &owner, types, arguments...);
     }
 
     /// Asks for all properties, for `readProperties`.
@@ -77,10 +93,14 @@ public:
     /// Calls `(owner.*handler)()`, now and whenever the service appears. The owner must outlive the bus.
     template <auto handler, typename Owner> void whenPresent(const std::string& service, Owner& owner)
     {
-        addMatch(
-            "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" + service + "'",
-            &appeared<handler, Owner>, &owner);
+        addMatch(ownerRule(service), &ownerChanged<handler, true, Owner>, &owner);
         (owner.*handler)();
+    }
+
+    /// Calls `(owner.*handler)()` whenever the service disappears. The owner must outlive the bus.
+    template <auto handler, typename Owner> void whenGone(const std::string& service, Owner& owner)
+    {
+        addMatch(ownerRule(service), &ownerChanged<handler, false, Owner>, &owner);
     }
 
     [[nodiscard]] const std::shared_ptr<platform::DispatchQueue>& queue() const { return queue_; }
@@ -95,13 +115,34 @@ private:
     }
 
     template <auto handler, typename Owner>
-    static int appeared(sd_bus_message* message, void* owner, sd_bus_error*)
+    static int answered(sd_bus_message* message, void* owner, sd_bus_error*)
+    {
+        (static_cast<Owner*>(owner)->*handler)(message);
+        return 0;
+    }
+
+    template <auto handler, bool appears, typename Owner>
+    static int ownerChanged(sd_bus_message* message, void* owner, sd_bus_error*)
     {
         const char* newOwner = nullptr;
         if (sd_bus_message_skip(message, "ss") >= 0 && sd_bus_message_read(message, "s", &newOwner) > 0
-            && *newOwner != '\0')
+            && (*newOwner != '\0') == appears)
             (static_cast<Owner*>(owner)->*handler)();
         return 0;
+    }
+
+    template <typename... Arguments>
+    void post(const BusTarget& target, const char* method, sd_bus_message_handler_t callback, void* owner,
+        const char* types, Arguments... arguments)
+    {
+        if (bus_)
+            check(sd_bus_call_method_async(bus_, nullptr, target.service, target.path, target.interface,
+                method, callback, owner, types, arguments...));
+    }
+
+    static std::string ownerRule(const std::string& service)
+    {
+        return "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" + service + "'";
     }
 
     void connect();
@@ -114,10 +155,10 @@ private:
     void fail(int result);
     void close();
 
+    const Kind kind_;
     const std::shared_ptr<platform::DispatchQueue> queue_;
     engine::EventSources& events_;
-    const std::function<void(const std::string&)> report_;
-    std::function<void()> closed_;
+    std::function<void(const std::string&)> closed_;
     sd_bus* bus_ = nullptr;
     int descriptor_ = -1;
     std::unique_ptr<engine::EventSource> readable_;

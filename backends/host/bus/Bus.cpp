@@ -1,4 +1,4 @@
-#include <host/bus/SystemBus.h>
+#include <host/bus/Bus.h>
 
 #include <engine/dispatch/monotonicNow.h>
 
@@ -23,9 +23,14 @@ namespace {
 /// How soon a full socket is tried again.
 constexpr auto writePause = 20ms;
 
+/// Empty where there is no such bus.
 std::string describe(int result)
 {
     switch (-result) {
+    case ENOENT:
+    case ENOMEDIUM:
+    case ECONNREFUSED:
+        return {};
     case ECONNRESET:
     case ENOTCONN:
         return "it has closed the connection";
@@ -65,61 +70,69 @@ BusProperties readProperties(sd_bus_message* message)
     return properties;
 }
 
-SystemBus::SystemBus(std::shared_ptr<platform::DispatchQueue> queue, engine::EventSources& events,
-    std::function<void(const std::string&)> report)
-    : queue_(std::move(queue)),
-      events_(events),
-      report_(std::move(report))
+std::optional<BusError> errorIn(sd_bus_message* reply)
+{
+    const sd_bus_error* error = sd_bus_message_get_error(reply);
+    if (!error)
+        return std::nullopt;
+    return BusError{.name = error->name, .text = error->message ? error->message : error->name};
+}
+
+Bus::Bus(Kind kind, std::shared_ptr<platform::DispatchQueue> queue, engine::EventSources& events)
+    : kind_(kind),
+      queue_(std::move(queue)),
+      events_(events)
 {
 }
 
-SystemBus::~SystemBus()
+Bus::~Bus()
 {
     close();
 }
 
-void SystemBus::open(std::function<void()> opened, std::function<void()> closed)
+void Bus::open(std::function<void()> opened, std::function<void(const std::string&)> closed)
 {
     closed_ = std::move(closed);
-    queue_->async(whileAlive(weak_from_this(), [opened = std::move(opened)](SystemBus& self) {
+    queue_->async(whileAlive(weak_from_this(), [opened = std::move(opened)](Bus& self) {
         self.connect();
         if (self.bus_)
             opened();
     }));
 }
 
-void SystemBus::connect()
+void Bus::connect()
 {
-    if (const int result = sd_bus_open_system(&bus_); result < 0) {
+    if (const int result = kind_ == Kind::system ? sd_bus_open_system(&bus_) : sd_bus_open_user(&bus_);
+        result < 0) {
         fail(result);
         return;
     }
-    timer_ = events_.makeTimer(whileAlive(weak_from_this(), [](SystemBus& self) { self.postProcess(); }));
+    timer_ = events_.makeTimer(whileAlive(weak_from_this(), [](Bus& self) { self.postProcess(); }));
     if (timer_)
         postProcess();
     else
         fail(-EMFILE);
 }
 
-void SystemBus::addMatch(const std::string& rule, sd_bus_message_handler_t callback, void* owner)
+void Bus::addMatch(const std::string& rule, sd_bus_message_handler_t callback, void* owner)
 {
     if (bus_)
         check(sd_bus_add_match_async(bus_, nullptr, rule.c_str(), callback, nullptr, owner));
 }
 
-void SystemBus::check(int result)
+void Bus::check(int result)
 {
     if (result < 0)
         fail(result);
 }
 
-void SystemBus::postProcess()
+void Bus::postProcess()
 {
-    queue_->async(whileAlive(weak_from_this(), [](SystemBus& self) { self.process(); }));
+    queue_->async(whileAlive(weak_from_this(), [](Bus& self) { self.process(); }));
 }
 
 /// One message at a time, so that a busy bus does not hold up the other queues.
-void SystemBus::process()
+void Bus::process()
 {
     if (!bus_)
         return;
@@ -136,12 +149,12 @@ void SystemBus::process()
 
 /// sd-bus may close its descriptor at any time, also for one to the next address, and the system may then give its
 /// number to another file. So the poll set has a copy.
-void SystemBus::waitForEvents()
+void Bus::waitForEvents()
 {
     stopWaiting();
     descriptor_ = ::fcntl(sd_bus_get_fd(bus_), F_DUPFD_CLOEXEC, 0);
     readable_ = events_.makeDescriptor(
-        descriptor_, whileAlive(weak_from_this(), [](SystemBus& self) { self.postProcess(); }));
+        descriptor_, whileAlive(weak_from_this(), [](Bus& self) { self.postProcess(); }));
     if (!readable_) {
         fail(-EMFILE);
         return;
@@ -157,23 +170,21 @@ void SystemBus::waitForEvents()
     readable_->armReadable();
 }
 
-void SystemBus::fail(int result)
+void Bus::fail(int result)
 {
     close();
-    if (result != -ENOENT && result != -ECONNREFUSED) // this machine has none
-        report_("system bus: " + describe(result));
     if (closed_)
-        closed_();
+        closed_(describe(result));
 }
 
-void SystemBus::stopWaiting()
+void Bus::stopWaiting()
 {
     readable_ = nullptr; // before its descriptor
     if (descriptor_ >= 0)
         ::close(std::exchange(descriptor_, -1));
 }
 
-void SystemBus::close()
+void Bus::close()
 {
     stopWaiting();
     timer_ = nullptr;
