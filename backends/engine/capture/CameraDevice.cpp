@@ -121,8 +121,23 @@ void CameraDevice::stop(Claim claim)
 void CameraDevice::release(Claim claim)
 {
     const OperationHold operation(*operation_);
-    if (claim == noClaim || claim != claim_)
+    if (claim != noClaim && claim == claim_)
+        close();
+}
+
+void CameraDevice::lose(const Error& reason)
+{
+    const OperationHold operation(*operation_);
+    if (claim_ == noClaim)
         return;
+    const std::shared_ptr<DeviceHolder> holder = holder_.lock();
+    close();
+    if (holder)
+        holder->deviceWasLost(reason);
+}
+
+void CameraDevice::close()
+{
     if (std::exchange(isStarted_, false))
         driver_->stop();
     driver_->close();

@@ -18,6 +18,8 @@ public:
 
     /// Another holder takes the device over. Called while the device is locked, so it must not call the device.
     virtual void deviceWasTaken() = 0;
+    /// The device may not be used any more. Called in the same way.
+    virtual void deviceWasLost(const platform::Error& reason) = 0;
 };
 
 /// A camera of this machine: its description, and its holder in this process. Thread-safe.
@@ -81,10 +83,13 @@ public:
     void stop(Claim claim);
     /// Stops the device and closes it.
     void release(Claim claim);
+    /// The same, whoever holds it: the holder loses the device.
+    void lose(const platform::Error& reason);
 
 private:
     [[nodiscard]] std::expected<Claim, platform::Error> take(const std::shared_ptr<DeviceHolder>& holder)
         TAMSEL_REQUIRES(*operation_);
+    void close() TAMSEL_REQUIRES(*operation_);
 
     const std::shared_ptr<CameraDriver> driver_;
     const std::shared_ptr<CaptureHook> hook_;

@@ -151,4 +151,10 @@ std::vector<std::shared_ptr<AVCaptureDevice>> Capture::cameras() const
     return present;
 }
 
+void Capture::loseCameras(const Error& reason)
+{
+    for (const std::shared_ptr<CameraDevice>& camera : context_->cameras)
+        camera->lose(reason);
+}
+
 } // namespace tamsel::engine

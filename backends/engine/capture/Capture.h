@@ -72,6 +72,9 @@ public:
     /// The cameras that are present now, in the order of the configuration.
     [[nodiscard]] std::vector<std::shared_ptr<platform::AVCaptureDevice>> cameras() const;
 
+    /// Running sessions lose their cameras, as if these were unplugged. May take as long as the devices need.
+    void loseCameras(const platform::Error& reason);
+
 private:
     std::shared_ptr<CaptureContext> context_;
 };

@@ -163,6 +163,12 @@ void SessionRun::closeStream()
         stream->close();
 }
 
+void SessionRun::deviceWasLost(const Error& reason)
+{
+    if (const std::shared_ptr<FrameStream> stream = currentStream())
+        stream->lose(reason);
+}
+
 void SessionRun::end()
 {
     closeStream();

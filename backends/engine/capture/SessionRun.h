@@ -55,6 +55,7 @@ public:
     [[nodiscard]] PreviewLayers& previews() { return *previews_; }
 
     void deviceWasTaken() override { end(); }
+    void deviceWasLost(const platform::Error& reason) override;
 
 private:
     enum class State : std::uint8_t { stopped, startsAtCommit, startsInForeground, running };
