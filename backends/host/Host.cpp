@@ -4,6 +4,7 @@
 #include <host/HostCamera.h>
 #include <host/HostServices.h>
 #include <host/ReaderThreads.h>
+#include <host/VideoAuthorization.h>
 #include <host/asset/HostAssets.h>
 #include <host/bus/followSystem.h>
 #include <host/iio/IioMotion.h>
@@ -34,23 +35,6 @@ namespace tamsel::host {
 
 using namespace platform;
 
-namespace {
-
-AVAuthorizationStatus authorizationFrom(const std::vector<HostCamera>& cameras)
-{
-    bool isDenied = false;
-    for (const HostCamera& camera : cameras) {
-        const InputAccess access = camera.access();
-        if (access == InputAccess::readable)
-            return AVAuthorizationStatus::authorized;
-        isDenied = isDenied || access == InputAccess::unreadable;
-    }
-    // Without any camera there is nothing to deny.
-    return isDenied ? AVAuthorizationStatus::denied : AVAuthorizationStatus::authorized;
-}
-
-} // namespace
-
 /// Each member refers only to members above it.
 struct Host::Parts {
     explicit Parts(HostConfiguration given) : configuration(std::move(given)) { }
@@ -61,6 +45,7 @@ struct Host::Parts {
             if (camera.abandon)
                 camera.abandon(); // a worker may be opening an input
         }
+        video.abandon();
         detection.end();
         dispatch.end(); // nothing runs after this
         for (const HostCamera& camera : cameras)
@@ -73,7 +58,7 @@ struct Host::Parts {
         const auto add = [&](const std::optional<HostInput>& input, AVCaptureDevicePosition position) {
             if (!input)
                 return;
-            DriverServices services{dispatch, dispatch, readers, configuration.systemCalls};
+            DriverServices services{dispatch, dispatch, readers, systemCalls};
             // Later, because the driver's device is locked now.
             services.report = [this](std::string_view line) {
                 dispatch.globalQueue()->async([this, text = std::string(line)] { lines.writeLine(text); });
@@ -165,12 +150,21 @@ struct Host::Parts {
     {
         if (type == AVMediaType::audio)
             return audioAuthorization;
-        const std::optional<AVAuthorizationStatus> policy = videoAuthorization;
-        return policy ? *policy : authorizationFrom(cameras);
+        return video.status(cameras);
+    }
+
+    /// What the person permits counts from now on.
+    void followPermission()
+    {
+        video.follow([this] {
+            lines.writeLine("the permission to use cameras was withdrawn");
+            dispatch.globalQueue()->async([this] {
+                capture.loseCameras({.localizedDescription = "the permission to use cameras was withdrawn"});
+            });
+        });
     }
 
     const HostConfiguration configuration;
-    std::atomic<std::optional<AVAuthorizationStatus>> videoAuthorization{configuration.videoAuthorization};
     std::atomic<AVAuthorizationStatus> audioAuthorization{configuration.audioAuthorization};
     SystemClock clock;
     NotificationCenter center;
@@ -189,6 +183,8 @@ struct Host::Parts {
     engine::SystemSounds sounds{std::make_shared<ShutterSound>()};
     Tamsel tamsel;
     HostMovieWriters movies{configuration.videoEncoders};
+    VideoAuthorization video{configuration, dispatch, dispatch, lines};
+    const V4L2Calls systemCalls = video.permitted(configuration.systemCalls);
     const std::vector<HostCamera> cameras = makeCameras();
     CameraWatch watch{dispatch, dispatch, cameras};
     engine::Capture capture{captureConfiguration()};
@@ -198,7 +194,10 @@ struct Host::Parts {
     const std::shared_ptr<void> events = followEvents();
 };
 
-Host::Host(HostConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) { }
+Host::Host(HostConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration)))
+{
+    parts_->followPermission();
+}
 
 Host::~Host() = default;
 
@@ -266,9 +265,22 @@ int Host::descriptor() const
 void Host::setAuthorization(AVMediaType mediaType, std::optional<AVAuthorizationStatus> status)
 {
     if (mediaType == AVMediaType::video)
-        parts_->videoAuthorization = status;
+        parts_->video.setPolicy(status);
     else
         parts_->audioAuthorization = status.value_or(AVAuthorizationStatus::authorized);
+}
+
+bool Host::asksForVideoAccess(const HostConfiguration& configuration)
+{
+    return needsPermission(configuration);
+}
+
+void Host::requestVideoAccess(std::function<void(AVAuthorizationStatus)> answered)
+{
+    parts_->video.request([parts = parts_.get(), answered = std::move(answered)] {
+        parts->dispatch.mainQueue()->async(
+            [parts, answered] { answered(parts->authorization(AVMediaType::video)); });
+    });
 }
 
 void Host::setDeviceOrientation(UIDeviceOrientation orientation)

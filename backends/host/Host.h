@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <expected>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -56,10 +57,18 @@ public:
     /// Readable while there is something to run; then call `runOnce` with a limit of zero.
     [[nodiscard]] int descriptor() const;
 
+    /// Whether the person at the machine is asked for cameras with this configuration. Until then video is not determined.
+    [[nodiscard]] static bool asksForVideoAccess(const HostConfiguration& configuration);
+    /// Asks the person, where that is needed, and calls `answered` once with the status of video, on the main queue. The
+    /// desktop remembers an answer, and gives it without a dialog from then on. A question may stay open for as long as its
+    /// dialog does, and may end without an answer: then the status is as before. Requests while one is open share its
+    /// answer. The end of the host ends the question, and `answered` is not called. Thread-safe.
+    void requestVideoAccess(std::function<void(platform::AVAuthorizationStatus)> answered);
+
     // State that only the program knows. Thread-safe.
 
     /// Replaces the policy, for queries and starts from now on; a running session continues. Without one, video is
-    /// authorised by its inputs, and audio always.
+    /// authorised by the person (`HostConfiguration::permission`) or by its inputs, and audio always.
     void setAuthorization(
         platform::AVMediaType mediaType, std::optional<platform::AVAuthorizationStatus> status);
 

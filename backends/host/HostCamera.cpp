@@ -19,16 +19,15 @@ constexpr std::string_view patternPrefix = "test:";
 constexpr std::string_view nodePrefix = "/dev/video";
 constexpr unsigned videoMajor = 81; // Linux allocated devices: video capture
 
-/// The name of a camera node, even if the node does not exist now, or any other name of an existing one.
-bool isVideoNode(const std::string& path)
+} // namespace
+
+bool isVideoNode(const std::string& input)
 {
     struct stat status{};
-    return path.starts_with(nodePrefix)
-        || (::stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode)
+    return input == automaticNode || input.starts_with(nodePrefix)
+        || (::stat(input.c_str(), &status) == 0 && S_ISCHR(status.st_mode)
             && major(status.st_rdev) == videoMajor);
 }
-
-} // namespace
 
 std::expected<HostCamera, platform::Error> makeHostCamera(
     const HostInput& input, platform::AVCaptureDevicePosition position, DriverServices services)
@@ -48,7 +47,7 @@ std::expected<HostCamera, platform::Error> makeHostCamera(
         return HostCamera{std::make_shared<PatternCamera>(input, *format, position, services),
             [] { return InputAccess::readable; }};
     }
-    if (input.input == automaticNode || isVideoNode(input.input)) {
+    if (isVideoNode(input.input)) {
         const auto camera = std::make_shared<V4L2Camera>(input.input, describeInput(input, position),
             services.events, services.systemCalls,
             position == platform::AVCaptureDevicePosition::back ? LedTorch::find() : std::nullopt,

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace tamsel::host {
 
@@ -25,6 +26,13 @@ struct HostCamera {
     /// Ends every wait for the input, now and from now on. Thread-safe; absent for inputs that never wait.
     std::function<void()> abandon = nullptr;
 };
+
+/// How the input of a camera of PipeWire begins.
+inline constexpr std::string_view pipeWirePrefix = "pipewire:";
+
+/// Whether the input is a V4L2 device: the name of a node, even if it does not exist now, any other name of an existing one,
+/// or "auto".
+[[nodiscard]] bool isVideoNode(const std::string& input);
 
 /// Makes the driver for an input of any kind. The error is one line, for an input that can never be opened.
 [[nodiscard]] std::expected<HostCamera, platform::Error> makeHostCamera(

@@ -11,6 +11,7 @@
 #include <tamsel/platform/AVCaptureDevice.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -30,6 +31,16 @@ struct CameraChange {
 };
 /// Called for each change, on the main queue.
 using CameraObserver = std::function<void(const CameraChange&)>;
+
+/// Who permits the use of cameras, besides the access rights of their files and device nodes.
+enum class PermissionSource : std::uint8_t {
+    /// The person, when a camera is one of PipeWire, or a device node and the program runs in a sandbox (Flatpak, Snap); else
+    /// nobody.
+    automatic,
+    inputs, ///< nobody
+    /// The person at the machine, through the camera portal of the desktop. Where there is none, nobody.
+    person,
+};
 
 /// The inputs and settings of the host.
 struct HostConfiguration {
@@ -54,8 +65,10 @@ struct HostConfiguration {
     /// How the machine is held, and when it sleeps or is locked.
     FollowedEvents followed = {};
 
-    /// A policy that overrides the inputs. Without it video is authorised when a camera is readable, and denied when
-    /// there are cameras and none is.
+    /// The video status is not determined until the person was asked (`Host::requestVideoAccess`).
+    PermissionSource permission = PermissionSource::automatic;
+    /// A policy that overrides the person and the inputs. Without it, and with the permission of the person if that is needed,
+    /// video is authorised when a camera is readable, and denied when there are cameras and none is.
     std::optional<platform::AVAuthorizationStatus> videoAuthorization = std::nullopt;
     platform::AVAuthorizationStatus audioAuthorization = platform::AVAuthorizationStatus::authorized;
 

@@ -1,6 +1,6 @@
 #include "support/HostScreen.h"
 #include "support/Program.h"
-#include "support/SystemServices.h"
+#include "support/BusServices.h"
 
 #include <gtest/gtest.h>
 
@@ -27,12 +27,12 @@ class SystemEvents : public testing::Test {
 protected:
     void SetUp() override
     {
-        if (!SystemServices::arePossible())
-            GTEST_SKIP() << "dbus-daemon or python3-dbusmock is not installed";
+        if (!BusServices::arePossible())
+            GTEST_SKIP() << "dbus-daemon, xdg-desktop-portal, pipewire or python3-dbusmock is not installed";
         services.emplace();
     }
 
-    std::optional<SystemServices> services;
+    std::optional<BusServices> services;
 };
 
 host::HostConfiguration following(FollowedEvents followed)

@@ -10,28 +10,33 @@
 
 namespace tamsel::tests {
 
-/// Another address of the system bus for this process, until the end.
+/// Another address of a bus for this process, until the end.
 class BusAddress {
 public:
-    explicit BusAddress(const std::string& address);
+    static constexpr const char* system = "DBUS_SYSTEM_BUS_ADDRESS";
+    static constexpr const char* session = "DBUS_SESSION_BUS_ADDRESS";
+
+    explicit BusAddress(const std::string& address, const char* variable = system);
     ~BusAddress();
     BusAddress(const BusAddress&) = delete;
     BusAddress& operator=(const BusAddress&) = delete;
 
 private:
+    const char* const variable_;
     std::optional<std::string> before_;
 };
 
-/// A bus of its own, and services on it that a script plays: tests/data/bus/services.py.
-class SystemServices {
+/// A bus of its own, and services on it that a script runs or plays: of tests/data/bus, services.py on the system bus,
+/// and portal.py on the session bus.
+class BusServices {
 public:
-    /// Whether the programs for it are installed.
+    /// Whether the programs for both are installed.
     [[nodiscard]] static bool arePossible();
 
-    SystemServices();
-    ~SystemServices();
-    SystemServices(const SystemServices&) = delete;
-    SystemServices& operator=(const SystemServices&) = delete;
+    explicit BusServices(const std::string& script = "services.py");
+    ~BusServices();
+    BusServices(const BusServices&) = delete;
+    BusServices& operator=(const BusServices&) = delete;
 
     /// Carries out a command of the script, and returns its answer.
     std::string operator()(const std::string& command);

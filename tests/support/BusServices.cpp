@@ -1,4 +1,4 @@
-#include "support/SystemServices.h"
+#include "support/BusServices.h"
 
 #include "support/Program.h"
 
@@ -11,12 +11,11 @@ namespace tamsel::tests {
 
 namespace {
 
-constexpr const char* variable = "DBUS_SYSTEM_BUS_ADDRESS";
 constexpr const char* daemonProgram = "/usr/bin/dbus-daemon";
 
 } // namespace
 
-BusAddress::BusAddress(const std::string& address)
+BusAddress::BusAddress(const std::string& address, const char* variable) : variable_(variable)
 {
     if (const char* before = std::getenv(variable))
         before_ = before;
@@ -26,18 +25,21 @@ BusAddress::BusAddress(const std::string& address)
 BusAddress::~BusAddress()
 {
     if (before_)
-        ::setenv(variable, before_->c_str(), 1);
+        ::setenv(variable_, before_->c_str(), 1);
     else
-        ::unsetenv(variable);
+        ::unsetenv(variable_);
 }
 
-bool SystemServices::arePossible()
+bool BusServices::arePossible()
 {
     return std::filesystem::exists(daemonProgram)
-        && runCommand("/usr/bin/python3 -c 'import dbusmock' 2>&1").status == 0;
+        && std::filesystem::exists("/usr/libexec/xdg-desktop-portal")
+        && runCommand("pipewire --version && /usr/bin/python3 -c 'import dbusmock' 2>&1").status == 0;
 }
 
-SystemServices::SystemServices() : address_("unix:path=" + folder_.file("bus"))
+BusServices::BusServices(const std::string& script)
+    : address_("unix:path=" + folder_.file("bus"),
+          script == "portal.py" ? BusAddress::session : BusAddress::system)
 {
     writeFile(folder_.file("bus.conf"),
         "<busconfig><listen>unix:path=" + folder_.file("bus")
@@ -47,18 +49,18 @@ SystemServices::SystemServices() : address_("unix:path=" + folder_.file("bus"))
         std::vector<std::string>{daemonProgram, "--nofork", "--config-file=" + folder_.file("bus.conf")});
     if (!waitUntil([&] { return std::filesystem::exists(folder_.file("bus")); }))
         throw std::runtime_error("no bus");
-    script_ = ::popen(
-        ("/usr/bin/python3 " + testData("bus/services.py") + " >" + folder_.file("answers") + " 2>&1")
-            .c_str(),
+    script_ = ::popen(("/usr/bin/python3 " + testData("bus/" + script) + " " + folder_.file("") + " >"
+                          + folder_.file("answers") + " 2>&1")
+                          .c_str(),
         "w");
 }
 
-SystemServices::~SystemServices()
+BusServices::~BusServices()
 {
     ::pclose(script_);
 }
 
-std::string SystemServices::operator()(const std::string& command)
+std::string BusServices::operator()(const std::string& command)
 {
     std::fprintf(script_, "%s\n", command.c_str());
     std::fflush(script_);
