@@ -1,11 +1,14 @@
 #include "Environment.h"
 
 #include "Files.h"
+#include "Waiter.h"
 #include "backInput.h"
 #include "endingSignals.h"
 #include "options/Unusable.h"
+#include "report/Console.h"
 #include "report/Utf8.h"
 #include "seconds.h"
+#include "timeLimits.h"
 
 #include <host/Host.h>
 #include <host/asset/HostAssets.h>
@@ -208,6 +211,11 @@ int minimumFocusDistance(const GlobalOptions& options)
     return options.minimumFocusDistance ? static_cast<int>(std::lround(*options.minimumFocusDistance)) : -1;
 }
 
+std::optional<std::chrono::nanoseconds> limitOf(const Needs& needs)
+{
+    return needs.seconds.transform(nanosecondsOf);
+}
+
 void addCameras(host::HostConfiguration& configuration, const GlobalOptions& options, const Needs& needs)
 {
     if (needs.usesFrontCamera && !options.front)
@@ -219,20 +227,45 @@ void addCameras(host::HostConfiguration& configuration, const GlobalOptions& opt
     if (needs.recording)
         addMicrophone(configuration, *needs.recording,
             needs.usesFrontCamera ? configuration.frontCamera : configuration.backCamera);
-    std::optional<std::chrono::nanoseconds> limit;
-    if (needs.seconds)
-        limit = nanosecondsOf(*needs.seconds);
     for (std::optional<host::HostInput>* input : {&configuration.backCamera, &configuration.frontCamera}) {
         if (!*input)
             continue;
         (*input)->sensorOrientation = options.sensorOrientation.value_or((*input)->sensorOrientation);
         (*input)->minimumFocusDistance = minimumFocusDistance(options);
-        const auto probed = host::Host::probe((*input)->input, limit);
+        if (host::Host::asksForVideoAccess(configuration))
+            continue; // it may not be opened before
+        const auto probed = host::Host::probe((*input)->input, limitOf(needs));
         if (probed)
             (*input)->presentationDimensions = *probed;
         else if (needs.withoutCamera != WithoutCamera::watch)
             throw Unusable(probed.error().localizedDescription);
     }
+}
+
+/// Waits for the permission of the person, and asks for it once, unless it was given before.
+void waitForPermission(HostEnvironment& environment, const Needs& needs, bool isJson)
+{
+    using enum platform::AVAuthorizationStatus;
+    Waiter waiter(environment);
+    const auto isKnown = [&] {
+        return environment.platform().capture.authorizationStatus(platform::AVMediaType::video)
+            != notDetermined;
+    };
+    if (waiter.waitFor(knownPermissionLimit, isKnown) || !needs.asksForCamera)
+        return;
+    Console(isJson).note("asking for the permission to use the camera");
+    const auto answer = std::make_shared<std::optional<platform::AVAuthorizationStatus>>();
+    environment.host().requestVideoAccess([answer](auto status) { *answer = status; });
+    const std::chrono::nanoseconds limit = limitOf(needs).value_or(permissionLimit);
+    if (!waiter.waitFor(limit, [&] { return answer->has_value(); })) {
+        if (waiter.isInterrupted())
+            throw Interrupted();
+        throw Unusable(formatted("nobody permitted the use of the camera within %.4g s", seconds(limit)));
+    }
+    if (**answer == notDetermined)
+        throw Unusable("whether the camera may be used was not answered");
+    if (**answer != authorized)
+        throw Unusable("the use of the camera is not permitted");
 }
 
 std::unique_ptr<Environment> makeHost(const GlobalOptions& options, const Needs& needs)
@@ -246,12 +279,15 @@ std::unique_ptr<Environment> makeHost(const GlobalOptions& options, const Needs&
         configuration.writeReport = [](std::string_view) { };
     if (needs.cameras)
         addCameras(configuration, options, needs);
+    const bool asks = host::Host::asksForVideoAccess(configuration);
     auto environment = std::make_unique<HostEnvironment>(std::move(configuration));
     if (const std::string problem = environment->host().problem(); !problem.empty())
         throw Unusable(problem);
     if (options.deviceOrientation)
         environment->host().setDeviceOrientation(*options.deviceOrientation);
     environment->host().setInterfaceOrientation(options.interfaceOrientation);
+    if (asks)
+        waitForPermission(*environment, needs, options.json);
     return environment;
 }
 

@@ -56,6 +56,7 @@ struct Needs {
     WithoutCamera withoutCamera = WithoutCamera::pattern;
     bool waitsForCamera = false; ///< for the first one that comes, with `--back auto`
     bool usesFrontCamera = false;
+    bool asksForCamera = true; ///< waits for the permission of the person, where that is needed
     bool playsOnce = false; ///< a camera that is a file
     bool isOnVirtualTime = false; ///< on both back ends
     bool isSilent = false; ///< suppresses the messages of the library
@@ -64,7 +65,7 @@ struct Needs {
     std::optional<host::HostLocationSource> location = std::nullopt;
     std::optional<RecordOptions> recording = std::nullopt;
     std::optional<double> seconds
-        = std::nullopt; ///< limit for opening an input, and for a camera that has to come
+        = std::nullopt; ///< limit for opening an input, and for a camera or a permission that has to come
 };
 
 /// Finds and opens the inputs. Throws `Unusable` for one that cannot be used, and `Interrupted`.

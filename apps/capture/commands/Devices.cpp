@@ -18,7 +18,7 @@ std::string_view name(platform::AVCaptureDevicePosition position)
 
 ExitStatus listDevices(const GlobalOptions& global)
 {
-    const auto environment = makeEnvironment(global, {.cameras = true});
+    const auto environment = makeEnvironment(global, {.cameras = true, .asksForCamera = false});
     Console console(global.json);
     console.write("Position  Type        Size          Name");
     for (const auto& camera : environment->cameras()) {

@@ -245,6 +245,7 @@ void addStatus(Program& program)
         const auto environment = makeEnvironment(global,
             {.cameras = true,
                 .withoutCamera = options->watches ? WithoutCamera::watch : WithoutCamera::reportedPattern,
+                .asksForCamera = false,
                 .motionLog = options->motion.log,
                 .recording = options->sound});
         return StatusCommand(global, *environment).run(options->watches);
