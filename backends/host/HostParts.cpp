@@ -17,6 +17,11 @@ constexpr bool hasGpsd = true;
 #else
 constexpr bool hasGpsd = false;
 #endif
+#ifdef TAMSEL_BUS
+constexpr bool hasBus = true;
+#else
+constexpr bool hasBus = false;
+#endif
 #ifdef TAMSEL_FACES
 constexpr bool hasFaces = true;
 #else
@@ -30,8 +35,8 @@ HostParts hostParts()
     HostParts parts{.ffmpegVersion = av_version_info(),
         .ffmpegLicence = avcodec_license(),
         .encoders = {},
-        .optionalParts
-        = {{{"HEIC and AVIF pictures", hasHeif}, {"locations of gpsd", hasGpsd}, {"faces", hasFaces}}}};
+        .optionalParts = {{{"HEIC and AVIF pictures", hasHeif}, {"locations of gpsd", hasGpsd},
+            {"the buses of the machine", hasBus}, {"faces", hasFaces}}}};
     for (std::string& name : HostMovieWriters::defaultEncoders()) {
         if (avcodec_find_encoder_by_name(name.c_str()) != nullptr)
             parts.encoders.push_back(std::move(name));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <host/bus/BusMessage.h>
+
 #include <engine/dispatch/EventSource.h>
 
 #include <tamsel/platform/Dispatch.h>
@@ -8,12 +10,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
-#include <optional>
 #include <string>
-#include <string_view>
-#include <variant>
 
 namespace tamsel::host {
 
@@ -23,27 +21,6 @@ struct BusTarget {
     const char* path;
     const char* interface;
 };
-
-/// The properties of an interface that are booleans or texts.
-using BusProperties = std::map<std::string, std::variant<bool, std::string>, std::less<>>;
-
-/// Reads the reply of `getProperties`, or the signal PropertiesChanged, as far as it has the expected types.
-[[nodiscard]] BusProperties readProperties(sd_bus_message* message);
-
-/// An error that a service or the bus has returned instead of a reply.
-struct BusError {
-    std::string name; ///< "org.freedesktop.DBus.Error.ServiceUnknown"
-    std::string text; ///< for people
-};
-
-[[nodiscard]] std::optional<BusError> errorIn(sd_bus_message* reply);
-
-template <typename Value>
-[[nodiscard]] const Value* find(const BusProperties& properties, std::string_view name)
-{
-    const auto found = properties.find(name);
-    return found == properties.end() ? nullptr : std::get_if<Value>(&found->second);
-}
 
 /// A connection to a bus on a serial queue, which waits in the poll set of the workers. It connects once, and never waits
 /// for an answer. Everything except `open` is on the queue.

@@ -3,6 +3,7 @@
 Carries out commands, one a line ("answer granted"), and answers each with one line.
 """
 import os
+import signal
 import subprocess
 import sys
 import time
@@ -17,6 +18,7 @@ os.environ.update(HOME=folder, XDG_RUNTIME_DIR=folder, XDG_DATA_HOME=folder, XDG
                   XDG_DESKTOP_PORTAL_DIR=folder, XDG_CURRENT_DESKTOP="test")
 DBusGMainLoop(set_as_default=True)
 bus = dbus.SessionBus()
+bus.set_exit_on_disconnect(False)
 name = dbus.service.BusName("org.freedesktop.impl.portal.desktop.test", bus)
 ANSWERS = {"granted": 0, "denied": 1}
 running = {}
@@ -55,6 +57,12 @@ def start(program, *arguments):
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
+start("pipewire")
+start("xdg-permission-store")
+while not bus.name_has_owner("org.freedesktop.impl.portal.PermissionStore") or not os.path.exists(folder + "/pipewire-0"):
+    time.sleep(0.01)
+
+
 def stop(program):
     process = running.pop(program)
     process.kill()
@@ -64,14 +72,18 @@ def stop(program):
 def portal(word):
     if word == "stop":
         return stop("xdg-desktop-portal")
-    if "pipewire" not in running:
-        start("pipewire")
-        start("xdg-permission-store")
-        while not bus.name_has_owner("org.freedesktop.impl.portal.PermissionStore") or not os.path.exists(folder + "/pipewire-0"):
-            time.sleep(0.01)
+    if word == "hang":
+        return running["xdg-desktop-portal"].send_signal(signal.SIGSTOP)
     start("xdg-desktop-portal")
     while not bus.name_has_owner("org.freedesktop.portal.Desktop"):
         GLib.MainContext.default().iteration(False)  # it asks for the lockdown
+
+
+def camera(word):
+    """A node that the portal takes for one; it notices only those that were there before it."""
+    subprocess.run(["pw-cli", "create-node", "adapter",
+                    "{ factory.name=support.null-audio-sink media.class=Video/Source media.role=Camera object.linger=true }"],
+                   stdout=subprocess.DEVNULL, check=True)
 
 
 def answer(word):
