@@ -1,6 +1,6 @@
+#include "support/BusServices.h"
 #include "support/HostScreen.h"
 #include "support/Program.h"
-#include "support/BusServices.h"
 
 #include <gtest/gtest.h>
 
