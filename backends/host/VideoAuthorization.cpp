@@ -10,6 +10,7 @@
 namespace tamsel::host {
 
 using platform::AVAuthorizationStatus;
+using platform::Error;
 
 namespace {
 
@@ -101,9 +102,18 @@ V4L2Calls VideoAuthorization::permitted(V4L2Calls calls) const
     return calls;
 }
 
-std::expected<Descriptor, platform::Error> VideoAuthorization::openRemote()
+std::function<std::expected<int, Error>()> VideoAuthorization::pipeWireDescriptor()
 {
-    return permission() && !policy_.load() ? permission_->openRemote() : Descriptor();
+    if (!permission_)
+        return nullptr;
+    return [this]() -> std::expected<int, Error> {
+        if (!permission() || policy_.load())
+            return -1;
+        auto remote = permission_->openRemote();
+        if (!remote)
+            return std::unexpected(std::move(remote.error()));
+        return remote->release();
+    };
 }
 
 void VideoAuthorization::abandon()

@@ -10,6 +10,7 @@
 #include <tamsel/platform/Dispatch.h>
 
 #include <atomic>
+#include <expected>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -37,9 +38,10 @@ public:
     void follow(std::function<void()> withdrawn);
     /// The same calls, but no node opens without the permission.
     [[nodiscard]] V4L2Calls permitted(V4L2Calls calls) const;
-    /// For a camera of PipeWire: a connection to the permitted cameras; empty where the program connects to the daemon
-    /// itself. May wait, see `CameraPermission::openRemote`.
-    [[nodiscard]] std::expected<Descriptor, platform::Error> openRemote();
+    /// Connects to the PipeWire daemon that shows the permitted cameras and returns the descriptor, which the caller owns; -1
+    /// where the program connects to the daemon itself. May wait, see `CameraPermission::openRemote`. Absent when nobody
+    /// is asked.
+    [[nodiscard]] std::function<std::expected<int, platform::Error>()> pipeWireDescriptor();
     /// Ends every wait, now and from now on.
     void abandon();
 

@@ -186,21 +186,22 @@ TEST_F(CameraPermission, OpensTheRemoteOfPipeWire)
     host::LineWriter lines([](std::string_view) { }, nullptr);
     host::VideoAuthorization video(PermittedScreen::asking({}), dispatch, dispatch, lines);
     video.follow([] { });
-    EXPECT_FALSE(video.openRemote().has_value());
+    const auto open = video.pipeWireDescriptor();
+    EXPECT_FALSE(open().has_value());
     desktop("permission yes");
-    const auto remote = video.openRemote();
+    const auto remote = open();
     ASSERT_TRUE(remote.has_value()) << remote.error().localizedDescription;
+    const host::Descriptor owner(*remote);
     sockaddr_un peer{};
     socklen_t length = sizeof peer;
-    ASSERT_EQ(::getpeername(remote->get(), reinterpret_cast<sockaddr*>(&peer), &length), 0);
+    ASSERT_EQ(::getpeername(*remote, reinterpret_cast<sockaddr*>(&peer), &length), 0);
     EXPECT_TRUE(std::string_view(peer.sun_path).ends_with("/pipewire-0"));
     desktop("portal hang"); // ends with the wait
-    std::thread opening([&] { EXPECT_FALSE(video.openRemote().has_value()); });
+    std::thread opening([&] { EXPECT_FALSE(open().has_value()); });
     video.abandon();
     opening.join();
     video.setPolicy(Status::authorized);
-    const auto direct = video.openRemote();
-    EXPECT_TRUE(direct && direct->get() < 0) << "without the portal";
+    EXPECT_EQ(open(), -1) << "without the portal";
     dispatch.end();
 }
 
