@@ -38,6 +38,10 @@ if(TAMSEL_HOST)
     if(TamselBus_FOUND)
         set(bus " libsystemd")
     endif()
+    set(pipewire "")
+    if(TamselPipeWire_FOUND)
+        set(pipewire " libpipewire-0.3")
+    endif()
     set(heif "")
     if(TamselHeif_FOUND)
         set(heif " libheif")
@@ -47,6 +51,6 @@ if(TAMSEL_HOST)
         set(faces " -ldlib -llapack -lblas")
     endif()
     tamsel_pkg_config(tamsel-source-manager-host "Real cameras on Linux"
-        "libavdevice libavformat libavcodec libswresample libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux zxing${heif}${gpsd}${bus}"
+        "libavdevice libavformat libavcodec libswresample libswscale libavutil libturbojpeg libpng libdeflate libwebp libwebpdemux zxing${heif}${gpsd}${bus}${pipewire}"
         "-ltamsel_host -ltamsel_engine -ltamsel_formats -ltamsel_core -lyuv${faces} -pthread")
 endif()

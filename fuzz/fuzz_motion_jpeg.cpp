@@ -1,6 +1,6 @@
 // Any bytes as a compressed frame of a camera.
 
-#include <host/v4l2/MotionJpegDecoder.h>
+#include <host/camera/MotionJpegDecoder.h>
 
 #include <cstddef>
 #include <cstdint>

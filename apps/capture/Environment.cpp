@@ -230,7 +230,7 @@ void addCameras(host::HostConfiguration& configuration, const GlobalOptions& opt
     for (std::optional<host::HostInput>* input : {&configuration.backCamera, &configuration.frontCamera}) {
         if (!*input)
             continue;
-        (*input)->sensorOrientation = options.sensorOrientation.value_or((*input)->sensorOrientation);
+        (*input)->sensorOrientation = options.sensorOrientation;
         (*input)->minimumFocusDistance = minimumFocusDistance(options);
         if (host::Host::asksForVideoAccess(configuration))
             continue; // it may not be opened before

@@ -15,7 +15,7 @@ engine::CameraDescription describeInput(const HostInput& input, platform::AVCapt
     description.videoFieldOfView = input.videoFieldOfView;
     description.minimumFocusDistance = input.minimumFocusDistance;
     description.maxZoomFactor = DigitalZoom::maximumFactor;
-    description.sensorOrientation = input.sensorOrientation;
+    description.sensorOrientation = input.sensorOrientation.value_or(description.sensorOrientation);
     description.intrinsicMatrix = input.intrinsicMatrix;
     return description;
 }

@@ -25,6 +25,9 @@ struct DriverServices {
     const V4L2Calls& systemCalls;
     /// The timeout for opening an input that is not a file.
     std::chrono::nanoseconds openingLimit = std::chrono::seconds(15);
+    /// Returns a descriptor that is connected to a PipeWire daemon, and that the caller owns, or -1; each connection needs
+    /// one. Absent: the daemon of this user. May take as long as that needs.
+    std::function<int()> pipeWireDescriptor = nullptr;
     /// Receives a line about a part of a device that is unusable, on any thread, while the device is locked.
     std::function<void(std::string_view)> report = [](std::string_view) { };
 };

@@ -2,6 +2,8 @@
 
 #include <host/media/MediaCamera.h>
 #include <host/pattern/PatternCamera.h>
+#include <host/pipewire/PipeWireCamera.h>
+#include <host/pipewire/pipeWireCameras.h>
 #include <host/v4l2/V4L2Camera.h>
 
 #include <sys/stat.h>
@@ -54,6 +56,18 @@ std::expected<HostCamera, platform::Error> makeHostCamera(
             services.report);
         return HostCamera{
             .driver = camera, .access = [camera] { return camera->access(); }, .folder = "/dev"};
+    }
+    if (input.input.starts_with(pipeWirePrefix)) {
+#ifdef TAMSEL_PIPEWIRE
+        const auto camera = std::make_shared<PipeWireCamera>(input, position, services);
+        return HostCamera{.driver = camera,
+            .access = [camera] { return camera->access(); },
+            .folder = std::filesystem::path(pipeWireSocket()).parent_path().string(),
+            .abandon = [camera] { camera->abandon(); }};
+#else
+        return std::unexpected(
+            platform::Error{.localizedDescription = input.input + ": this build has no PipeWire"});
+#endif
     }
     const auto camera = std::make_shared<MediaCamera>(input, position, services);
     const std::filesystem::path folder = std::filesystem::path(input.input).parent_path();

@@ -22,6 +22,11 @@ constexpr bool hasBus = true;
 #else
 constexpr bool hasBus = false;
 #endif
+#ifdef TAMSEL_PIPEWIRE
+constexpr bool hasPipeWire = true;
+#else
+constexpr bool hasPipeWire = false;
+#endif
 #ifdef TAMSEL_FACES
 constexpr bool hasFaces = true;
 #else
@@ -36,7 +41,7 @@ HostParts hostParts()
         .ffmpegLicence = avcodec_license(),
         .encoders = {},
         .optionalParts = {{{"HEIC and AVIF pictures", hasHeif}, {"locations of gpsd", hasGpsd},
-            {"the buses of the machine", hasBus}, {"faces", hasFaces}}}};
+            {"the buses of the machine", hasBus}, {"cameras of PipeWire", hasPipeWire}, {"faces", hasFaces}}}};
     for (std::string& name : HostMovieWriters::defaultEncoders()) {
         if (avcodec_find_encoder_by_name(name.c_str()) != nullptr)
             parts.encoders.push_back(std::move(name));

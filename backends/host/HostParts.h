@@ -13,7 +13,7 @@ struct HostParts {
     std::string ffmpegVersion; ///< of the FFmpeg libraries that the program runs with
     std::string ffmpegLicence; ///< such as "GPL version 2 or later"
     std::vector<std::string> encoders; ///< of movies: those of the default ones that the libraries have
-    std::array<std::pair<std::string_view, bool>, 4> optionalParts; ///< each with whether it is built in
+    std::array<std::pair<std::string_view, bool>, 5> optionalParts; ///< each with whether it is built in
 };
 
 [[nodiscard]] HostParts hostParts();

@@ -17,6 +17,13 @@ std::string captureNode()
     return TAMSEL_CAPTURE_NODE;
 }
 
+#ifdef TAMSEL_PIPEWIRE_SOURCE
+std::string pipeWireSource()
+{
+    return TAMSEL_PIPEWIRE_SOURCE;
+}
+#endif
+
 Outcome outcomeOf(const std::string& arguments)
 {
     const ScratchFolder folder;

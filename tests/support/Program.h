@@ -11,6 +11,9 @@ namespace tamsel::tests {
 /// A library to preload, with which files can be camera nodes.
 [[nodiscard]] std::string captureNode();
 
+/// A camera of PipeWire; only where the build has it.
+[[nodiscard]] std::string pipeWireSource();
+
 /// What tamsel-capture did.
 struct Outcome {
     int status;

@@ -4,29 +4,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <tuple>
 
 namespace tamsel::host {
 
 namespace {
 
-constexpr std::uint64_t fullHdWidth = 1920;
-constexpr std::uint64_t fullHdHeight = 1080;
-/// 30000/1001 counts as 30.
-constexpr double wantedRate = 29.9;
 constexpr double largestSide = 16384;
 constexpr std::uint32_t longestRow = 1 << 30; // longer than any buffer
-
-bool fitsFullHd(const V4L2Mode& mode)
-{
-    return std::max(mode.width, mode.height) <= fullHdWidth
-        && std::min(mode.width, mode.height) <= fullHdHeight;
-}
-
-bool isUncompressed(const V4L2Mode& mode)
-{
-    return !layoutOf(mode.pixelFormat)->isJpeg();
-}
 
 AVColorSpace matrixOf(std::uint32_t encoding)
 {
@@ -43,7 +27,7 @@ AVColorSpace matrixOf(std::uint32_t encoding)
     }
 }
 
-V4L2FrameFormat frameFormatOf(const v4l2_pix_format& pixels, PixelLayout layout)
+FrameFormat frameFormatOf(const v4l2_pix_format& pixels, PixelLayout layout)
 {
     // Without the magic number the driver does not know the fields after it.
     const bool namesColours = pixels.priv == V4L2_PIX_FMT_PRIV_MAGIC;
@@ -76,21 +60,9 @@ void forEachEntry(const V4L2Device& device, unsigned long request, Entry entry, 
         ++entry.index;
 }
 
-/// The slowest sufficient rate, or else the fastest one.
-void preferInterval(std::optional<V4L2Mode::Interval>& best, const V4L2Mode::Interval& other)
+std::optional<CameraMode::Interval> bestInterval(const V4L2Device& device, const CameraMode& mode)
 {
-    if (other.numerator == 0)
-        return;
-    const double rate = static_cast<double>(other.denominator) / other.numerator;
-    const double bestRate = best ? static_cast<double>(best->denominator) / best->numerator : 0;
-    const bool isBetter = bestRate >= wantedRate ? rate >= wantedRate && rate < bestRate : rate > bestRate;
-    if (isBetter)
-        best = other;
-}
-
-std::optional<V4L2Mode::Interval> bestInterval(const V4L2Device& device, const V4L2Mode& mode)
-{
-    std::optional<V4L2Mode::Interval> best;
+    std::optional<CameraMode::Interval> best;
     v4l2_frmivalenum entry{};
     entry.pixel_format = mode.pixelFormat;
     entry.width = mode.width;
@@ -100,57 +72,43 @@ std::optional<V4L2Mode::Interval> bestInterval(const V4L2Device& device, const V
             preferInterval(best, {listed.discrete.numerator, listed.discrete.denominator});
             return true;
         }
-        const v4l2_fract& fastest = listed.stepwise.min;
-        const v4l2_fract& slowest = listed.stepwise.max;
-        preferInterval(best, {fastest.numerator, fastest.denominator});
-        preferInterval(best, {slowest.numerator, slowest.denominator});
-        const bool includes30 = std::uint64_t{fastest.numerator} * 30 <= fastest.denominator
-            && std::uint64_t{slowest.numerator} * 30 >= slowest.denominator;
-        if (includes30)
-            preferInterval(best, {1, 30});
+        preferIntervals(best, {listed.stepwise.min.numerator, listed.stepwise.min.denominator},
+            {listed.stepwise.max.numerator, listed.stepwise.max.denominator});
         return false;
     });
     return best;
 }
 
-std::uint32_t onStep(std::uint32_t wanted, std::uint32_t smallest, std::uint32_t largest, std::uint32_t step)
+void addMode(std::vector<CameraMode>& modes, const V4L2Device& device, std::uint32_t pixelFormat,
+    std::uint32_t width, std::uint32_t height)
 {
-    const std::uint32_t inside = std::clamp(wanted, smallest, std::max(smallest, largest));
-    return inside - (inside - smallest) % std::max(step, std::uint32_t{1});
-}
-
-void addMode(std::vector<V4L2Mode>& modes, const V4L2Device& device, V4L2Mode mode)
-{
-    if (mode.width == 0 || mode.height == 0)
+    if (width == 0 || height == 0)
         return;
+    CameraMode mode{.pixelFormat = pixelFormat, .width = width, .height = height};
+    mode.isCompressed = layoutOf(mode.pixelFormat)->isJpeg();
     mode.interval = bestInterval(device, mode);
     mode.order = static_cast<int>(modes.size());
     modes.push_back(mode);
 }
 
-void addSizes(std::vector<V4L2Mode>& modes, const V4L2Device& device, std::uint32_t pixelFormat)
+void addSizes(std::vector<CameraMode>& modes, const V4L2Device& device, std::uint32_t pixelFormat)
 {
     v4l2_frmsizeenum entry{};
     entry.pixel_format = pixelFormat;
     forEachEntry(device, VIDIOC_ENUM_FRAMESIZES, entry, [&](const v4l2_frmsizeenum& listed) {
         if (listed.type == V4L2_FRMSIZE_TYPE_DISCRETE) {
-            addMode(modes, device, {pixelFormat, listed.discrete.width, listed.discrete.height, {}, 0});
+            addMode(modes, device, pixelFormat, listed.discrete.width, listed.discrete.height);
             return true;
         }
-        // Any size in between: the largest, and usual ones that may run faster.
         const v4l2_frmsize_stepwise& range = listed.stepwise;
-        constexpr std::pair<std::uint32_t, std::uint32_t> wanted[]
-            = {{UINT32_MAX, UINT32_MAX}, {1920, 1080}, {1280, 720}, {640, 480}};
-        for (const auto& [width, height] : wanted) {
-            addMode(modes, device,
-                {pixelFormat, onStep(width, range.min_width, range.max_width, range.step_width),
-                    onStep(height, range.min_height, range.max_height, range.step_height), {}, 0});
-        }
+        for (const auto& [width, height] : usualSizes({range.min_width, range.max_width, range.step_width,
+                 range.min_height, range.max_height, range.step_height}))
+            addMode(modes, device, pixelFormat, width, height);
         return false;
     });
 }
 
-void setRate(const V4L2Device& device, const V4L2Mode& mode)
+void setRate(const V4L2Device& device, const CameraMode& mode)
 {
     if (!mode.interval)
         return;
@@ -162,11 +120,6 @@ void setRate(const V4L2Device& device, const V4L2Mode& mode)
 }
 
 } // namespace
-
-double V4L2Mode::rate() const
-{
-    return interval ? static_cast<double>(interval->denominator) / interval->numerator : wantedRate;
-}
 
 std::optional<PixelLayout> layoutOf(std::uint32_t pixelFormat)
 {
@@ -197,14 +150,14 @@ std::optional<PixelLayout> layoutOf(std::uint32_t pixelFormat)
     }
 }
 
-std::vector<V4L2Mode> convertibleModes(const V4L2Device& device)
+std::vector<CameraMode> convertibleModes(const V4L2Device& device)
 {
     v4l2_format current{};
     current.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     const bool hasCurrent = device.control(VIDIOC_G_FMT, &current) == 0;
     const v4l2_pix_format& pixels = current.fmt.pix;
 
-    std::vector<V4L2Mode> modes;
+    std::vector<CameraMode> modes;
     v4l2_fmtdesc entry{};
     entry.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     forEachEntry(device, VIDIOC_ENUM_FMT, entry, [&](const v4l2_fmtdesc& listed) {
@@ -213,41 +166,21 @@ std::vector<V4L2Mode> convertibleModes(const V4L2Device& device)
         const std::size_t before = modes.size();
         addSizes(modes, device, listed.pixelformat);
         if (modes.size() == before && hasCurrent)
-            addMode(modes, device, {listed.pixelformat, pixels.width, pixels.height, {}, 0});
+            addMode(modes, device, listed.pixelformat, pixels.width, pixels.height);
         return true;
     });
     if (modes.empty() && hasCurrent && layoutOf(pixels.pixelformat))
-        addMode(modes, device, {pixels.pixelformat, pixels.width, pixels.height, {}, 0});
+        addMode(modes, device, pixels.pixelformat, pixels.width, pixels.height);
     return modes;
 }
 
-void rankModes(std::vector<V4L2Mode>& modes, platform::AVCaptureSessionPreset preset)
-{
-    const auto photoRank = [](const V4L2Mode& mode) {
-        const bool isFast = mode.rate() >= wantedRate;
-        return std::tuple(std::uint64_t{mode.width} * mode.height, isFast, isFast ? 0.0 : mode.rate(),
-            isUncompressed(mode), mode.interval.has_value(), -mode.order);
-    };
-    const auto highRank = [](const V4L2Mode& mode) {
-        const bool isSmall = fitsFullHd(mode);
-        const bool isWanted = isSmall && mode.rate() >= wantedRate;
-        const double area = static_cast<double>(mode.width) * mode.height;
-        return std::tuple(isWanted, isWanted ? area : mode.rate(), isSmall, isSmall ? area : -area,
-            isUncompressed(mode), mode.interval.has_value(), -mode.order);
-    };
-    std::ranges::sort(modes, [&](const V4L2Mode& one, const V4L2Mode& other) {
-        return preset == platform::AVCaptureSessionPreset::photo ? photoRank(one) > photoRank(other)
-                                                                 : highRank(one) > highRank(other);
-    });
-}
-
-std::expected<V4L2FrameFormat, platform::Error> setFormat(
+std::expected<FrameFormat, platform::Error> setFormat(
     const V4L2Device& device, platform::AVCaptureSessionPreset preset)
 {
-    std::vector<V4L2Mode> modes = convertibleModes(device);
+    std::vector<CameraMode> modes = convertibleModes(device);
     rankModes(modes, preset);
     platform::Error refusal = device.error("offers no format that can be converted", ENOTSUP);
-    for (const V4L2Mode& mode : modes) {
+    for (const CameraMode& mode : modes) {
         v4l2_format format{};
         format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
         format.fmt.pix.width = mode.width;

@@ -33,7 +33,7 @@ v4l2_buffer captureBuffer(std::uint32_t index)
 } // namespace
 
 std::expected<std::shared_ptr<V4L2Stream>, platform::Error> V4L2Stream::start(
-    std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format, engine::EventSources& sources,
+    std::shared_ptr<V4L2Device> device, const FrameFormat& format, engine::EventSources& sources,
     std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom)
 {
     auto stream = std::make_shared<V4L2Stream>(std::move(device), format, std::move(sink), std::move(zoom));
@@ -44,7 +44,7 @@ std::expected<std::shared_ptr<V4L2Stream>, platform::Error> V4L2Stream::start(
     return stream;
 }
 
-V4L2Stream::V4L2Stream(std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format,
+V4L2Stream::V4L2Stream(std::shared_ptr<V4L2Device> device, const FrameFormat& format,
     std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom)
     : device_(std::move(device)),
       format_(format),

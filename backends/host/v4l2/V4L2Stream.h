@@ -2,9 +2,9 @@
 
 #include <host/DigitalZoom.h>
 #include <host/ffmpeg/FrameConverter.h>
-#include <host/v4l2/MotionJpegDecoder.h>
+#include <host/camera/MotionJpegDecoder.h>
 #include <host/v4l2/V4L2Device.h>
-#include <host/v4l2/V4L2FrameFormat.h>
+#include <host/camera/FrameFormat.h>
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
@@ -30,10 +30,10 @@ class V4L2Stream : public std::enable_shared_from_this<V4L2Stream> {
 public:
     /// The device has the format set and no buffers.
     [[nodiscard]] static std::expected<std::shared_ptr<V4L2Stream>, platform::Error> start(
-        std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format, engine::EventSources& sources,
+        std::shared_ptr<V4L2Device> device, const FrameFormat& format, engine::EventSources& sources,
         std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom);
 
-    V4L2Stream(std::shared_ptr<V4L2Device> device, const V4L2FrameFormat& format,
+    V4L2Stream(std::shared_ptr<V4L2Device> device, const FrameFormat& format,
         std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom);
     ~V4L2Stream();
     V4L2Stream(const V4L2Stream&) = delete;
@@ -63,7 +63,7 @@ private:
     void turnOff();
 
     const std::shared_ptr<V4L2Device> device_;
-    const V4L2FrameFormat format_;
+    const FrameFormat format_;
     const std::shared_ptr<engine::FrameSink> sink_;
     const std::shared_ptr<const DigitalZoom> zoom_;
     std::vector<std::span<std::byte>> buffers_;

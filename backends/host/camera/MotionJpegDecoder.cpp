@@ -1,4 +1,4 @@
-#include <host/v4l2/MotionJpegDecoder.h>
+#include <host/camera/MotionJpegDecoder.h>
 
 #include <host/image/PictureFormats.h>
 

@@ -17,7 +17,7 @@ struct PixelLayout {
 };
 
 /// The shape of the frames of one stream.
-struct V4L2FrameFormat {
+struct FrameFormat {
     PixelLayout layout;
     int width = 0; ///< pixels
     int height = 0; ///< pixels

@@ -1,4 +1,4 @@
-#include <host/v4l2/V4L2FrameFormat.h>
+#include <host/camera/FrameFormat.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace tamsel::host {
 
-std::array<int, 4> V4L2FrameFormat::strides() const
+std::array<int, 4> FrameFormat::strides() const
 {
     std::array<int, 4> result{};
     av_image_fill_linesizes(result.data(), layout.format, width); // of rows without padding
@@ -19,7 +19,7 @@ std::array<int, 4> V4L2FrameFormat::strides() const
     return result;
 }
 
-std::size_t V4L2FrameFormat::minimumBytes() const
+std::size_t FrameFormat::minimumBytes() const
 {
     if (layout.isJpeg())
         return 1;
@@ -32,7 +32,7 @@ std::size_t V4L2FrameFormat::minimumBytes() const
     return whole < 0 ? std::numeric_limits<std::size_t>::max() : static_cast<std::size_t>(whole - padding);
 }
 
-void V4L2FrameFormat::wrap(std::span<std::byte> bytes, AVFrame& frame) const
+void FrameFormat::wrap(std::span<std::byte> bytes, AVFrame& frame) const
 {
     frame.format = layout.format;
     frame.width = width;

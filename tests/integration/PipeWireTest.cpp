@@ -1,0 +1,274 @@
+#include "support/HostScreen.h"
+#include "support/Memory.h"
+#include "support/PatchPicture.h"
+#include "support/PipeWireDaemons.h"
+#include "support/Program.h"
+#include "support/V4L2Bench.h"
+
+#include <engine/dispatch/ThreadedDispatch.h>
+#include <host/ReaderThreads.h>
+#include <host/pipewire/PipeWireCamera.h>
+#include <host/pipewire/pipeWireCameras.h>
+
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tamsel::tests {
+
+namespace {
+
+using platform::AVCaptureDevicePosition;
+using platform::AVCaptureSessionPreset;
+constexpr auto high = AVCaptureSessionPreset::high;
+constexpr auto photo = AVCaptureSessionPreset::photo;
+
+class PipeWire : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!PipeWireDaemons::arePossible())
+            GTEST_SKIP() << "pipewire, wireplumber or dbus-daemon is not installed";
+        daemons.emplace();
+    }
+
+    std::optional<PipeWireDaemons> daemons;
+};
+
+/// A driver on real threads, and what it delivers.
+struct Camera {
+    explicit Camera(const std::string& input, std::function<int()> descriptor = nullptr,
+        AVCaptureDevicePosition position = AVCaptureDevicePosition::back)
+    {
+        host::DriverServices services{dispatch, dispatch, readers, calls};
+        services.pipeWireDescriptor = std::move(descriptor);
+        driver = std::make_shared<host::PipeWireCamera>(host::HostInput{.input = input}, position, services);
+    }
+    ~Camera() { dispatch.end(); }
+
+    [[nodiscard]] std::string open() const
+    {
+        const auto opened = driver->open();
+        return opened ? "" : opened.error().localizedDescription;
+    }
+    /// Returns why it does not start.
+    [[nodiscard]] std::string start(AVCaptureSessionPreset preset = high)
+    {
+        sink = std::make_shared<RecordingSink>();
+        sink->onNote = [this] { ++count; };
+        count = 0;
+        const auto started = driver->start(preset, sink);
+        return started ? "" : started.error().localizedDescription;
+    }
+    [[nodiscard]] bool awaits(int notes) const
+    {
+        return waitUntil([&] { return count >= notes; });
+    }
+
+    engine::ThreadedDispatch dispatch;
+    host::ReaderThreads readers;
+    host::V4L2Calls calls = host::systemV4L2Calls();
+    std::atomic<int> count = 0;
+    std::shared_ptr<RecordingSink> sink;
+    std::shared_ptr<host::PipeWireCamera> driver;
+};
+
+int grey(const platform::CVPixelBuffer& buffer)
+{
+    return std::to_integer<int>(*buffer.baseAddress());
+}
+
+} // namespace
+
+TEST_F(PipeWire, DeliversEveryFrameInOrder)
+{
+    for (const bool hasHeader : {true, false}) {
+        const auto source = daemons->source(
+            "cam", {"count=60", "rate=20", std::string("header=") + (hasHeader ? "yes" : "no")});
+        Camera camera("pipewire:cam");
+        ASSERT_EQ(camera.open(), "");
+        ASSERT_EQ(camera.start(), "");
+        ASSERT_TRUE(camera.awaits(60));
+        camera.driver->stop();
+        EXPECT_EQ(camera.sink->take(), std::vector<std::string>(60, "frame"));
+        for (std::size_t number = 0; number < 60; ++number) {
+            ASSERT_EQ(grey(*camera.sink->buffers.at(number)), static_cast<int>(number));
+            const auto [media, capture] = camera.sink->times.at(number);
+            EXPECT_EQ(media, capture - camera.sink->times.front().second) << "both of the source's clock";
+        }
+    }
+}
+
+TEST_F(PipeWire, ConvertsEachOfItsFormats)
+{
+    const std::string bt601 = "scale=out_color_matrix=bt601:out_range=tv,format=";
+    const std::vector<std::pair<std::string, std::string>> formats{{"BGRx", "format=bgr0"},
+        {"BGRA", "format=bgra"}, {"YUY2", bt601 + "yuyv422"}, {"NV12", bt601 + "nv12"},
+        {"I420", bt601 + "yuv420p"}, {"MJPG", ""}};
+    for (const auto& [name, filters] : formats) {
+        const auto bytes
+            = name == "MJPG" ? patchJpeg(64, 48) : patchPicture(64, 48, 64, filters, "-f rawvideo");
+        writeFile(daemons->file("picture"), {bytes.begin(), bytes.end()});
+        const auto source
+            = daemons->source("cam", {"modes=" + name + ":64x48", "picture=" + daemons->file("picture")});
+        Camera camera("pipewire:");
+        ASSERT_EQ(camera.start(), "") << name;
+        ASSERT_TRUE(camera.awaits(3));
+        camera.driver->stop();
+        EXPECT_EQ(patchFault(*camera.sink->buffers.at(2)), "") << name;
+    }
+}
+
+TEST_F(PipeWire, TakesTheModeOfThePresetOrThatOfTheProgramThatCameFirst)
+{
+    const auto source
+        = daemons->source("cam", {"modes=MJPG:320x240,YUY2:2560x1440,BGRx:640x480,YUY2:320x240"});
+    const auto size = [](const Camera& camera) {
+        const auto dimensions = camera.driver->description().presentationDimensions.value();
+        return std::pair(dimensions.width, dimensions.height);
+    };
+    Camera first("pipewire:cam");
+    ASSERT_EQ(first.start(photo), "");
+    EXPECT_EQ(size(first), std::pair(2560.0, 1440.0));
+    ASSERT_EQ(first.start(high), "");
+    EXPECT_EQ(size(first), std::pair(640.0, 480.0));
+    Camera second("pipewire:cam");
+    ASSERT_EQ(second.start(photo), "");
+    EXPECT_EQ(size(second), std::pair(640.0, 480.0));
+    EXPECT_TRUE(first.awaits(3) && second.awaits(3));
+}
+
+TEST_F(PipeWire, ANodeSaysWhereItIsAndHowItIsMounted)
+{
+    const auto mounted = daemons->source("turned", {"api.libcamera.rotation=270"});
+    const auto inFront = daemons->source("inside",
+        {"api.libcamera.location=front", "node.description=Inner", "object.path=v4l2:/dev/video7",
+            "api.libcamera.rotation=90"});
+    const auto behind = daemons->source("outside", {"api.libcamera.location=back"});
+    using enum platform::AVCaptureVideoOrientation;
+    const auto mounting = [](const std::string& input, AVCaptureDevicePosition position) {
+        const Camera camera(input, nullptr, position);
+        EXPECT_EQ(camera.open(), "");
+        return camera.driver->description().sensorOrientation;
+    };
+    EXPECT_EQ(mounting("pipewire:turned", AVCaptureDevicePosition::front), landscapeRight);
+    EXPECT_EQ(mounting("pipewire:", AVCaptureDevicePosition::front), landscapeLeft);
+    EXPECT_EQ(mounting("pipewire:", AVCaptureDevicePosition::back), portrait);
+    const auto entries = host::pipeWireCameras();
+    const auto inner = std::ranges::find(entries, "pipewire:inside", &host::PipeWireCameraEntry::input);
+    ASSERT_NE(inner, entries.end());
+    EXPECT_EQ(inner->title + inner->v4l2Path, "Inner/dev/video7");
+    EXPECT_EQ(inner->position, AVCaptureDevicePosition::front);
+}
+
+TEST_F(PipeWire, ASlowProgramLeavesTheCameraABuffer)
+{
+    const std::string log = daemons->file("log");
+    const auto source = daemons->source("cam", {"log=" + log});
+    Camera camera("pipewire:cam");
+    camera.sink = std::make_shared<RecordingSink>();
+    std::atomic<int> notes = 0;
+    camera.sink->onAcquire = [&] { EXPECT_TRUE(waitUntil([&] { return readFile(log).size() > 40; })); };
+    camera.sink->onNote = [&] { ++notes; };
+    ASSERT_TRUE(camera.driver->start(high, camera.sink));
+    ASSERT_TRUE(waitUntil([&] { return notes > 100; }));
+    camera.driver->stop();
+    int last = -1;
+    const auto journal = camera.sink->take();
+    for (std::size_t index = 0, frame = 0; index < journal.size(); ++index) {
+        ++last;
+        if (journal[index] == "frame") {
+            ASSERT_EQ(grey(*camera.sink->buffers.at(frame++)), last % 256) << "the rest is late";
+        }
+    }
+    EXPECT_GT(std::ranges::count(journal, "late"), 20);
+}
+
+TEST_F(PipeWire, ACameraOrADaemonThatDiesIsLostAndCanComeBack)
+{
+    auto source = daemons->source("cam");
+    HostScreen screen("pipewire:cam");
+    ASSERT_TRUE(screen.start());
+    const auto runs = [&] {
+        const int before = screen.client->count;
+        return screen.runUntil([&] { return screen.client->count > before + 2; });
+    };
+    const auto lost = [&] {
+        return screen.manager->frameCounts().droppedBy.at(
+            static_cast<std::size_t>(platform::DropCause::deviceLost));
+    };
+    ASSERT_TRUE(runs());
+    source.reset();
+    ASSERT_TRUE(screen.runUntil([&] { return lost() == 1; }));
+    EXPECT_EQ(Camera("pipewire:cam").open(), "pipewire:cam: PipeWire has no such camera");
+    source = daemons->source("cam");
+    screen.manager->resumeCamera();
+    ASSERT_TRUE(runs());
+
+    daemons->kill();
+    ASSERT_TRUE(screen.runUntil([&] { return lost() == 2; }));
+    EXPECT_EQ(Camera("pipewire:cam").open(), "pipewire:cam: there is no PipeWire daemon: Host is down");
+    daemons->start();
+    source = daemons->source("cam");
+    screen.manager->resumeCamera();
+    EXPECT_TRUE(runs());
+}
+
+TEST_F(PipeWire, IsReachedByADescriptorInPlaceOfItsSocket)
+{
+    const auto source = daemons->source("cam");
+    const Variable elsewhere("PIPEWIRE_REMOTE", "/nowhere");
+    EXPECT_FALSE(Camera("pipewire:cam").driver->isPresent());
+    Camera camera("pipewire:cam", [&] {
+        sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+        std::strcpy(address.sun_path, daemons->file("pipewire-0").c_str());
+        const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        return descriptor;
+    });
+    EXPECT_TRUE(camera.driver->isPresent());
+    ASSERT_EQ(camera.start(), "");
+    EXPECT_TRUE(camera.awaits(3));
+}
+
+TEST_F(PipeWire, StartsAndStopsLeaveNothingBehind)
+{
+    const auto source = daemons->source("cam");
+    Camera camera("pipewire:cam");
+    const auto cycle = [&](int frames) {
+        ASSERT_EQ(camera.open(), "");
+        ASSERT_EQ(camera.start(), "");
+        ASSERT_TRUE(camera.awaits(frames));
+        camera.driver->stop();
+        camera.driver->close();
+    };
+    for (int warm = 0; warm < 5; ++warm)
+        cycle(1);
+    const auto resources = [] { return std::pair(countOwn("fd"), countOwn("task")); };
+    std::pair<std::ptrdiff_t, std::ptrdiff_t> before;
+    // The last stream is closed on a worker.
+    const auto settles = [&] {
+        return waitUntil([&] { return resources() <= before && resources().second <= before.second; });
+    };
+    before = resources();
+    const std::size_t memory = residentKilobytes();
+    const char* cycles = std::getenv("TAMSEL_PIPEWIRE_CYCLES");
+    for (int index = 0; index < (cycles ? std::atoi(cycles) : 20); ++index)
+        cycle(index % 3);
+    EXPECT_TRUE(settles()) << resources().first << " descriptors after " << before.first << ", "
+                           << resources().second << " threads after " << before.second;
+    RecordProperty("kilobytes", static_cast<int>(residentKilobytes() - memory));
+    if (cycles)
+        std::printf("memory grew by %zd kB\n", static_cast<std::ptrdiff_t>(residentKilobytes() - memory));
+}
+
+} // namespace tamsel::tests

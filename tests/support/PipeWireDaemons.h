@@ -1,0 +1,49 @@
+#pragma once
+
+#include "support/Loopback.h"
+#include "support/Media.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tamsel::tests {
+
+/// Another value of a variable of this process, until the end.
+class Variable {
+public:
+    Variable(const char* name, const std::string& value);
+    ~Variable();
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+
+private:
+    const char* name_;
+    std::optional<std::string> before_;
+};
+
+/// A PipeWire daemon and its session manager in a folder of their own, which this process and its children then use.
+class PipeWireDaemons {
+public:
+    /// Whether the programs for it are installed.
+    [[nodiscard]] static bool arePossible();
+
+    PipeWireDaemons();
+
+    void start();
+    void kill();
+
+    /// A camera; see pipeWireSource.cpp. Returns once the daemon lists it.
+    [[nodiscard]] std::unique_ptr<ChildProcess> source(
+        const std::string& name, std::vector<std::string> options = {}) const;
+
+    [[nodiscard]] std::string file(const std::string& name) const { return folder_.file(name); }
+
+private:
+    ScratchFolder folder_;
+    std::vector<std::unique_ptr<Variable>> variables_;
+    std::vector<std::unique_ptr<ChildProcess>> daemons_;
+};
+
+} // namespace tamsel::tests
