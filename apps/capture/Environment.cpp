@@ -2,7 +2,7 @@
 
 #include "Files.h"
 #include "Waiter.h"
-#include "backInput.h"
+#include "cameraInputs.h"
 #include "endingSignals.h"
 #include "options/Unusable.h"
 #include "report/Console.h"
@@ -218,12 +218,10 @@ std::optional<std::chrono::nanoseconds> limitOf(const Needs& needs)
 
 void addCameras(host::HostConfiguration& configuration, const GlobalOptions& options, const Needs& needs)
 {
-    if (needs.usesFrontCamera && !options.front)
-        throw Unusable("there is no front camera: --front names one");
-    configuration.backCamera
-        = host::HostInput{.input = backInput(options, needs), .repeats = !needs.playsOnce};
-    if (options.front)
-        configuration.frontCamera = host::HostInput{.input = *options.front};
+    const CameraInputs inputs = cameraInputs(options, needs);
+    configuration.backCamera = host::HostInput{.input = inputs.back, .repeats = !needs.playsOnce};
+    if (inputs.front)
+        configuration.frontCamera = host::HostInput{.input = *inputs.front};
     if (needs.recording)
         addMicrophone(configuration, *needs.recording,
             needs.usesFrontCamera ? configuration.frontCamera : configuration.backCamera);

@@ -8,8 +8,10 @@
 
 #include <tamsel/platform/AVCaptureDevice.h>
 #include <tamsel/platform/Dispatch.h>
+#include <tamsel/platform/Error.h>
 
 #include <chrono>
+#include <expected>
 #include <functional>
 #include <string_view>
 
@@ -25,9 +27,9 @@ struct DriverServices {
     const V4L2Calls& systemCalls;
     /// The timeout for opening an input that is not a file.
     std::chrono::nanoseconds openingLimit = std::chrono::seconds(15);
-    /// Returns a descriptor that is connected to a PipeWire daemon, and that the caller owns, or -1; each connection needs
-    /// one. Absent: the daemon of this user. May take as long as that needs.
-    std::function<int()> pipeWireDescriptor = nullptr;
+    /// Connects to a PipeWire daemon and returns the descriptor, which the caller owns; -1 for the daemon of this user, as
+    /// when this is absent. Called for each connection; may take as long as that needs.
+    std::function<std::expected<int, platform::Error>()> pipeWireDescriptor = nullptr;
     /// Receives a line about a part of a device that is unusable, on any thread, while the device is locked.
     std::function<void(std::string_view)> report = [](std::string_view) { };
 };

@@ -46,7 +46,8 @@ protected:
 
 /// A driver on real threads, and what it delivers.
 struct Camera {
-    explicit Camera(const std::string& input, std::function<int()> descriptor = nullptr,
+    explicit Camera(const std::string& input,
+        std::function<std::expected<int, platform::Error>()> descriptor = nullptr,
         AVCaptureDevicePosition position = AVCaptureDevicePosition::back)
     {
         host::DriverServices services{dispatch, dispatch, readers, calls};
@@ -164,7 +165,7 @@ TEST_F(PipeWire, ANodeSaysWhereItIsAndHowItIsMounted)
     EXPECT_EQ(mounting("pipewire:", AVCaptureDevicePosition::front), landscapeLeft);
     EXPECT_EQ(mounting("pipewire:", AVCaptureDevicePosition::back), portrait);
     const auto entries = host::pipeWireCameras();
-    const auto inner = std::ranges::find(entries, "pipewire:inside", &host::PipeWireCameraEntry::input);
+    const auto inner = std::ranges::find(entries, "inside", &host::PipeWireNode::name);
     ASSERT_NE(inner, entries.end());
     EXPECT_EQ(inner->title + inner->v4l2Path, "Inner/dev/video7");
     EXPECT_EQ(inner->position, AVCaptureDevicePosition::front);
@@ -238,6 +239,47 @@ TEST_F(PipeWire, IsReachedByADescriptorInPlaceOfItsSocket)
     EXPECT_TRUE(camera.driver->isPresent());
     ASSERT_EQ(camera.start(), "");
     EXPECT_TRUE(camera.awaits(3));
+}
+
+TEST_F(PipeWire, IsTakenByTheCommandWhereV4L2HasNoCameraAndListedOnce)
+{
+    if (runCommand("umockdev-run --version").status != 0)
+        GTEST_SKIP() << "umockdev is not installed";
+    const auto inside = daemons->source(
+        "inside", {"api.libcamera.location=front", "node.description=Inner", "object.path=v4l2:/dev/video7"});
+    const auto outside = daemons->source("outside");
+    writeFile(daemons->file("machine"), "P: /devices/virtual/none\nE: SUBSYSTEM=misc\n");
+    // With a /dev of its own.
+    const auto run = [&](const std::string& before, const std::string& arguments) {
+        return linesIn(runCommand("umockdev-run --device='" + daemons->file("machine")
+            + "' -- sh -c 'mkdir $UMOCKDEV_DIR/dev; cd $UMOCKDEV_DIR/dev; " + before + " LD_PRELOAD="
+            + captureNode() + ":$LD_PRELOAD timeout 60 " + captureProgram() + " " + arguments + " 2>&1'")
+                .output);
+    };
+    const std::string v4l2 = "echo camera >video7;";
+    const auto firstLine
+        = [](const std::vector<std::string>& lines) { return lines.empty() ? "" : lines.front(); };
+    using Lines = std::vector<std::string>;
+    const Lines alone = run("", "devices");
+    ASSERT_EQ(alone.size(), 3U);
+    EXPECT_TRUE(alone[1].starts_with("back ") && alone[1].ends_with(" pipewire:outside")) << alone[1];
+    EXPECT_TRUE(alone[2].starts_with("front ") && alone[2].ends_with(" pipewire:inside")) << alone[2];
+    const std::string unused = "-         wide angle  -             ";
+    const Lines both = run(v4l2, "--back pipewire: devices");
+    ASSERT_EQ(both.size(), 3U);
+    EXPECT_EQ(both[2], unused + "/dev/video7 (Inner, pipewire:inside)");
+    EXPECT_EQ(run(v4l2, "--back pipewire:inside devices").back(), unused + "pipewire:outside");
+    EXPECT_TRUE(firstLine(run(v4l2, "frames --count 1")).starts_with("tamsel-capture: /dev/video7: "));
+    EXPECT_TRUE(
+        firstLine(run(v4l2 + "SNAP=1", "--json frames --count 1")).starts_with(R"({"event": "frame")"));
+    EXPECT_EQ(
+        linesIn(runCommand(captureProgram() + " --back pipewire: status").output, "  another camera").size(),
+        1U);
+
+    daemons->kill();
+    EXPECT_EQ(run("", "--back pipewire: frames"),
+        Lines{"tamsel-capture: pipewire: there is no PipeWire daemon: Host is down"});
+    EXPECT_TRUE(firstLine(run(v4l2, "frames --count 1")).starts_with("tamsel-capture: /dev/video7: "));
 }
 
 TEST_F(PipeWire, StartsAndStopsLeaveNothingBehind)

@@ -45,6 +45,7 @@ PipeWireDaemons::PipeWireDaemons()
     ::chmod(folder_.file("").c_str(), 0700);
     for (const char* name : {"XDG_RUNTIME_DIR", "XDG_STATE_HOME", "XDG_CONFIG_HOME", "HOME"})
         variables_.push_back(std::make_unique<Variable>(name, folder_.file("")));
+    variables_.push_back(std::make_unique<Variable>("PIPEWIRE_REMOTE", "pipewire-0"));
     const std::string address = "unix:path=" + folder_.file("bus");
     variables_.push_back(std::make_unique<Variable>("DBUS_SESSION_BUS_ADDRESS", address));
     start();
@@ -78,7 +79,7 @@ std::unique_ptr<ChildProcess> PipeWireDaemons::source(
     auto process = std::make_unique<ChildProcess>(std::move(options));
     const bool isListed = waitUntil([&] {
         return std::ranges::any_of(
-            host::pipeWireCameras(), [&](const auto& entry) { return entry.input == "pipewire:" + name; });
+            host::pipeWireCameras(), [&](const auto& entry) { return entry.name == name; });
     });
     return isListed ? std::move(process) : throw std::runtime_error("no camera " + name);
 }

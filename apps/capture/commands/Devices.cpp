@@ -1,7 +1,8 @@
 #include "commands/commands.h"
 
 #include "Environment.h"
-#include "backInput.h"
+#include "cameraInputs.h"
+#include "otherCameras.h"
 #include "report/Utf8.h"
 
 #include <array>
@@ -40,6 +41,13 @@ ExitStatus listDevices(const GlobalOptions& global)
                 .c_str());
         console.write(text.data() + camera->localizedName()
             + (isPattern ? " (a test pattern: there is no camera)" : ""));
+    }
+    for (const host::AvailableCamera& camera : otherCameras(global, *environment)) {
+        console.writeEvent("device",
+            {{"position", camera.position ? Json(name(*camera.position)) : Json(nullptr)},
+                {"type", "builtInWideAngleCamera"}, {"name", camera.input}, {"title", camera.title},
+                {"used", false}});
+        console.write("-         wide angle  -             " + describe(camera));
     }
     return ExitStatus::done;
 }

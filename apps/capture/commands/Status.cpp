@@ -4,6 +4,7 @@
 #include "SessionClient.h"
 #include "commands/StatusWatch.h"
 #include "options/values.h"
+#include "otherCameras.h"
 #include "report/Ledger.h"
 #include "report/Utf8.h"
 
@@ -119,6 +120,7 @@ struct StatusCommand::Answers {
     }};
     MotionSensors sensors;
     bool hasMicrophone = false;
+    std::vector<host::AvailableCamera> otherCameras;
 };
 
 bool StatusCommand::ask(Answers& answers)
@@ -128,6 +130,7 @@ bool StatusCommand::ask(Answers& answers)
     answers.microphonePermission = platform.capture.authorizationStatus(AVMediaType::audio);
     answers.hasMicrophone = platform.capture.defaultAudioDevice() != nullptr;
     answers.sensors = MotionSensors::of(platform);
+    answers.otherCameras = otherCameras(global_, environment_);
     for (const auto& camera : environment_.cameras()) {
         for (Side& side : answers.sides) {
             if (side.position == camera->position())
@@ -160,12 +163,16 @@ void StatusCommand::writeEvent(const Answers& answers)
     sources["stability"] = answers.sensors.hasGyroscope;
     for (const char* never : {"facingAngle", "asset", "mic", "nfc", "undefined"})
         sources[never] = false;
+    Json others = Json::array();
+    for (const host::AvailableCamera& camera : answers.otherCameras)
+        others.push_back({{"input", camera.input}, {"title", camera.title}});
     console_.writeEvent("status",
         {{"permissions",
              {{"camera", nameOf(answers.cameraPermission)},
                  {"microphone", nameOf(answers.microphonePermission)}}},
-            {"sources", sources}, {"cameras", cameras}, {"gyroscope", answers.sensors.hasGyroscope},
-            {"attitude", answers.sensors.hasAttitude}, {"microphone", answers.hasMicrophone}});
+            {"sources", sources}, {"cameras", cameras}, {"otherCameras", others},
+            {"gyroscope", answers.sensors.hasGyroscope}, {"attitude", answers.sensors.hasAttitude},
+            {"microphone", answers.hasMicrophone}});
 }
 
 void StatusCommand::printTable(const Answers& answers)
@@ -189,6 +196,8 @@ void StatusCommand::printTable(const Answers& answers)
                            yesOrNo(status.canCaptureStill), yesOrNo(status.canRecord))
             + side.input);
     }
+    for (const host::AvailableCamera& camera : answers.otherCameras)
+        row("another camera", "not used", describe(camera));
     if (!answers.sensors.hasGyroscope && !answers.sensors.hasAttitude) {
         row("motion", "no", "there are no motion sensors");
     } else {

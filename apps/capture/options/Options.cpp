@@ -84,9 +84,13 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options)
     addChoice(app, "--backend", options.backend, backends,
         "real inputs (host), or a scripted phone on virtual time (simulated). Default: host");
     addValue(app, "--back", options.back, "INPUT",
-        "the back camera (default: the first V4L2 camera). INPUT: a device, as /dev/video0; a video file, "
+        "the back camera (default: the first V4L2 camera, or one of PipeWire where no V4L2 camera may be "
+        "used "
+        "and in a sandbox). INPUT: a device, as /dev/video0; pipewire:NODE, a camera of PipeWire by its "
+        "name, "
+        "or pipewire: for the first; a video file, "
         "which is played in a loop at its own speed; a URL or FFmpeg input, as rtsp://... or lavfi:testsrc2; "
-        "a test pattern, as test:720p, test:1080p or test:640x480@60; auto, for the first V4L2 camera: a "
+        "a test pattern, as test:720p, test:1080p or test:640x480@60; auto, for the default camera: a "
         "command that needs one waits until there is one, for at most its own --seconds or --timeout (record "
         "and still: for ever)",
         text);

@@ -1,5 +1,6 @@
 #include <host/pipewire/PipeWireCamera.h>
 
+#include <host/HostCamera.h>
 #include <host/pipewire/PipeWireConnection.h>
 #include <host/pipewire/PipeWireNode.h>
 #include <host/pipewire/PipeWireStream.h>
@@ -7,12 +8,21 @@
 
 #include <cerrno>
 #include <chrono>
-#include <string_view>
 #include <utility>
 
 namespace tamsel::host {
 
 using platform::Error;
+
+namespace {
+
+/// For errors.
+std::string titleOf(const std::string& input)
+{
+    return input == pipeWirePrefix ? "pipewire" : input;
+}
+
+} // namespace
 
 struct PipeWireCamera::Found {
     std::shared_ptr<PipeWireConnection> connection;
@@ -52,17 +62,19 @@ std::expected<PipeWireCamera::Found, Error> PipeWireCamera::find(std::function<b
         .isUnwanted = [this, isUnwanted = std::move(isUnwanted)] {
             return isAbandoned_ || (isUnwanted && isUnwanted());
         }};
-    auto connection
-        = PipeWireConnection::open(services_.pipeWireDescriptor ? services_.pipeWireDescriptor() : -1, wait);
+    std::expected<int, Error> descriptor = services_.pipeWireDescriptor ? services_.pipeWireDescriptor() : -1;
+    if (!descriptor)
+        return std::unexpected(std::move(descriptor.error()));
+    auto connection = PipeWireConnection::open(*descriptor, wait);
     if (!connection)
         return std::unexpected(
-            Error{.localizedDescription = input_ + ": " + connection.error().localizedDescription,
+            Error{.localizedDescription = titleOf(input_) + ": " + connection.error().localizedDescription,
                 .code = connection.error().code});
-    const std::string name = input_.substr(std::string_view(pipeWirePrefix).size());
+    const std::string name = input_.substr(pipeWirePrefix.size());
     auto node = findCamera((*connection)->cameras(), name, description().position);
     if (!node)
         return std::unexpected(
-            Error{.localizedDescription = input_ + ": PipeWire has no such camera", .code = ENODEV});
+            Error{.localizedDescription = titleOf(input_) + ": PipeWire has no such camera", .code = ENODEV});
     return Found{std::move(*connection), std::move(*node), wait};
 }
 
@@ -91,7 +103,7 @@ std::expected<void, Error> PipeWireCamera::start(
     auto found = find([sink] { return !sink->isOpen(); });
     if (!found)
         return std::unexpected(std::move(found.error()));
-    auto stream = PipeWireStream::start(input_, std::move(found->connection), found->node, preset,
+    auto stream = PipeWireStream::start(titleOf(input_), std::move(found->connection), found->node, preset,
         std::move(sink), zoom_, services_, found->wait);
     if (!stream)
         return std::unexpected(std::move(stream.error()));

@@ -20,9 +20,6 @@ class PipeWireConnection;
 struct PipeWireNode;
 class PipeWireStream;
 
-/// How the inputs of this kind begin.
-inline constexpr const char* pipeWirePrefix = "pipewire:";
-
 /// A camera of a PipeWire daemon. It is connected while it opens and while it runs; other programs may use it at the
 /// same time. It counts as present while there is a daemon.
 class PipeWireCamera final : public engine::CameraDriver {

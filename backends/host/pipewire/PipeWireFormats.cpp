@@ -96,46 +96,6 @@ std::vector<std::pair<std::uint32_t, std::uint32_t>> sizesOf(const spa_pod& form
     return sizes;
 }
 
-/// An object, or a choice of values, that is open while it lives. The builder keeps its address.
-class Open {
-public:
-    Open(spa_pod_builder& builder, std::uint32_t type, std::uint32_t parameter) : builder_(builder)
-    {
-        spa_pod_builder_push_object(&builder_, &frame_, type, parameter);
-    }
-    Open(spa_pod_builder& builder, std::uint32_t key, spa_choice_type kind) : builder_(builder)
-    {
-        spa_pod_builder_prop(&builder_, key, 0);
-        spa_pod_builder_push_choice(&builder_, &frame_, kind, 0);
-    }
-    ~Open() { spa_pod_builder_pop(&builder_, &frame_); }
-    Open(const Open&) = delete;
-    Open& operator=(const Open&) = delete;
-
-private:
-    spa_pod_builder& builder_;
-    spa_pod_frame frame_{};
-};
-
-void addId(spa_pod_builder& builder, std::uint32_t key, std::uint32_t value)
-{
-    spa_pod_builder_prop(&builder, key, 0);
-    spa_pod_builder_id(&builder, value);
-}
-
-void addKind(spa_pod_builder& builder, bool isCompressed)
-{
-    addId(builder, SPA_FORMAT_mediaType, SPA_MEDIA_TYPE_video);
-    addId(builder, SPA_FORMAT_mediaSubtype,
-        isCompressed ? std::uint32_t{SPA_MEDIA_SUBTYPE_mjpg} : std::uint32_t{SPA_MEDIA_SUBTYPE_raw});
-}
-
-void addInt(spa_pod_builder& builder, std::uint32_t key, int value)
-{
-    spa_pod_builder_prop(&builder, key, 0);
-    spa_pod_builder_int(&builder, value);
-}
-
 AVColorSpace matrixOf(std::uint32_t matrix)
 {
     switch (matrix) {
@@ -185,16 +145,20 @@ PipeWirePod PipeWirePod::of(const CameraMode& mode)
 {
     PipeWirePod pod;
     spa_pod_builder builder = pod.builder();
-    const Open format(builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
-    addKind(builder, mode.isCompressed);
+    const spa_rectangle size{mode.width, mode.height};
+    spa_pod_frame frame{};
+    spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
+    spa_pod_builder_add(&builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
+        SPA_FORMAT_mediaSubtype,
+        SPA_POD_Id(mode.isCompressed ? SPA_MEDIA_SUBTYPE_mjpg : SPA_MEDIA_SUBTYPE_raw), SPA_FORMAT_VIDEO_size,
+        SPA_POD_Rectangle(&size), 0);
     if (!mode.isCompressed)
-        addId(builder, SPA_FORMAT_VIDEO_format, mode.pixelFormat);
-    spa_pod_builder_prop(&builder, SPA_FORMAT_VIDEO_size, 0);
-    spa_pod_builder_rectangle(&builder, mode.width, mode.height);
-    if (mode.interval) {
-        spa_pod_builder_prop(&builder, SPA_FORMAT_VIDEO_framerate, 0);
-        spa_pod_builder_fraction(&builder, mode.interval->denominator, mode.interval->numerator);
-    }
+        spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_format, SPA_POD_Id(mode.pixelFormat), 0);
+    const auto [seconds, count] = mode.interval.value_or(CameraMode::Interval{});
+    const spa_fraction rate{count, seconds};
+    if (mode.interval)
+        spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_framerate, SPA_POD_Fraction(&rate), 0);
+    spa_pod_builder_pop(&builder, &frame);
     return pod;
 }
 
@@ -202,18 +166,17 @@ PipeWirePod PipeWirePod::anyFormat(bool isCompressed)
 {
     PipeWirePod pod;
     spa_pod_builder builder = pod.builder();
-    const Open format(builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
-    addKind(builder, isCompressed);
-    if (!isCompressed) {
-        const Open choice(builder, SPA_FORMAT_VIDEO_format, SPA_CHOICE_Enum);
-        spa_pod_builder_id(&builder, formats.front().number); // the usual one
-        for (const Format& one : formats)
-            spa_pod_builder_id(&builder, one.number);
-    }
-    const Open sizes(builder, SPA_FORMAT_VIDEO_size, SPA_CHOICE_Range);
-    spa_pod_builder_rectangle(&builder, 1280, 720);
-    spa_pod_builder_rectangle(&builder, 1, 1);
-    spa_pod_builder_rectangle(&builder, largestSide, largestSide);
+    if (isCompressed)
+        spa_pod_builder_add_object(&builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat,
+            SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype,
+            SPA_POD_Id(SPA_MEDIA_SUBTYPE_mjpg));
+    else
+        spa_pod_builder_add_object(&builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat,
+            SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype,
+            SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw),
+            SPA_FORMAT_VIDEO_format, // the usual one first
+            SPA_POD_CHOICE_ENUM_Id(6, formats[0].number, formats[0].number, formats[1].number,
+                formats[2].number, formats[3].number, formats[4].number));
     return pod;
 }
 
@@ -221,15 +184,10 @@ PipeWirePod PipeWirePod::buffers()
 {
     PipeWirePod pod;
     spa_pod_builder builder = pod.builder();
-    const Open object(builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers);
-    addInt(builder, SPA_PARAM_BUFFERS_blocks, 1);
-    {
-        const Open counts(builder, SPA_PARAM_BUFFERS_buffers, SPA_CHOICE_Range);
-        for (const int count : {usualBuffers, fewestBuffers, mostBuffers})
-            spa_pod_builder_int(&builder, count);
-    }
-    const Open types(builder, SPA_PARAM_BUFFERS_dataType, SPA_CHOICE_Flags);
-    spa_pod_builder_int(&builder, (1 << SPA_DATA_MemPtr) | (1 << SPA_DATA_MemFd));
+    spa_pod_builder_add_object(&builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers,
+        SPA_PARAM_BUFFERS_buffers, SPA_POD_CHOICE_RANGE_Int(usualBuffers, fewestBuffers, mostBuffers),
+        SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1), SPA_PARAM_BUFFERS_dataType,
+        SPA_POD_CHOICE_FLAGS_Int((1 << SPA_DATA_MemPtr) | (1 << SPA_DATA_MemFd)));
     return pod;
 }
 
@@ -237,9 +195,8 @@ PipeWirePod PipeWirePod::headers()
 {
     PipeWirePod pod;
     spa_pod_builder builder = pod.builder();
-    const Open object(builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta);
-    addId(builder, SPA_PARAM_META_type, SPA_META_Header);
-    addInt(builder, SPA_PARAM_META_size, sizeof(spa_meta_header));
+    spa_pod_builder_add_object(&builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
+        SPA_POD_Id(SPA_META_Header), SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header)));
     return pod;
 }
 

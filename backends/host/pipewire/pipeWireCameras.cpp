@@ -1,7 +1,6 @@
 #include <host/pipewire/pipeWireCameras.h>
 
 #include <host/InputAccess.h>
-#include <host/pipewire/PipeWireCamera.h>
 #include <host/pipewire/PipeWireConnection.h>
 
 #include <unistd.h>
@@ -37,18 +36,13 @@ std::string pipeWireSocket()
     return {};
 }
 
-std::vector<PipeWireCameraEntry> pipeWireCameras()
+std::vector<PipeWireNode> pipeWireCameras()
 {
-    std::vector<PipeWireCameraEntry> entries;
     if (inputAccess(pipeWireSocket(), R_OK | W_OK) != InputAccess::readable)
-        return entries;
+        return {};
     const auto connection
         = PipeWireConnection::open(-1, {.end = std::chrono::steady_clock::now() + answerLimit});
-    if (!connection)
-        return entries;
-    for (const PipeWireNode& node : (*connection)->cameras())
-        entries.push_back({pipeWirePrefix + node.name, node.title, node.position, node.v4l2Path});
-    return entries;
+    return connection ? (*connection)->cameras() : std::vector<PipeWireNode>{};
 }
 
 } // namespace tamsel::host

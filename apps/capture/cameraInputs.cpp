@@ -1,4 +1,4 @@
-#include "backInput.h"
+#include "cameraInputs.h"
 
 #include "PendingInterrupt.h"
 #include "options/Unusable.h"
@@ -6,7 +6,7 @@
 #include "report/Utf8.h"
 #include "seconds.h"
 
-#include <host/Host.h>
+#include <host/availableCameras.h>
 #include <host/v4l2/V4L2Camera.h>
 
 #include <poll.h>
@@ -19,7 +19,6 @@
 #include <chrono>
 #include <optional>
 #include <utility>
-#include <vector>
 
 namespace tamsel::capture {
 
@@ -28,19 +27,13 @@ using std::chrono::steady_clock;
 
 namespace {
 
-std::optional<std::string> firstCamera()
-{
-    const std::vector<std::string> nodes = host::Host::videoNodes();
-    return nodes.empty() ? std::nullopt : std::optional(nodes.front());
-}
-
 /// Closed in the end.
 struct Descriptor {
     ~Descriptor() { ::close(number); }
     const int number;
 };
 
-/// Looks again whenever a node appears in /dev or changes its permission.
+/// Looks again whenever a node appears in /dev or changes its permission, and every second while there is a PipeWire daemon.
 std::string awaitCamera(Console& console, const std::optional<double>& limit)
 {
     const auto end
@@ -53,11 +46,11 @@ std::string awaitCamera(Console& console, const std::optional<double>& limit)
         = ::inotify_add_watch(changes.number, "/dev", IN_CREATE | IN_MOVED_TO | IN_ATTRIB) >= 0;
     bool isReported = false;
     for (;;) {
-        if (auto camera = firstCamera())
+        if (auto camera = host::automaticCameras().back)
             return *camera;
         if (!std::exchange(isReported, true))
             console.note("waiting for a camera");
-        std::chrono::milliseconds wait = isWatched ? 1h : 1s;
+        std::chrono::milliseconds wait = isWatched && !host::hasPipeWireDaemon() ? 1h : 1s;
         if (end)
             wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(*end - steady_clock::now()));
         if (wait <= 0ms)
@@ -72,19 +65,18 @@ std::string awaitCamera(Console& console, const std::optional<double>& limit)
     }
 }
 
-} // namespace
-
-std::string backInput(const GlobalOptions& options, const Needs& needs)
+std::string backInput(
+    const GlobalOptions& options, const Needs& needs, const std::optional<std::string>& automatic)
 {
     Console console(options.json);
     if (options.back == host::automaticNode && needs.waitsForCamera && !needs.usesFrontCamera)
         return awaitCamera(console, needs.seconds);
     if (options.back)
-        return *options.back;
-    if (needs.withoutCamera == WithoutCamera::watch)
+        return host::specificInput(*options.back, platform::AVCaptureDevicePosition::back);
+    if (needs.withoutCamera == WithoutCamera::watch && !(automatic && automatic->starts_with("pipewire:")))
         return host::automaticNode;
-    if (auto camera = firstCamera())
-        return *camera;
+    if (automatic)
+        return *automatic;
     if (needs.usesFrontCamera || needs.withoutCamera == WithoutCamera::pattern)
         return defaultPattern;
     if (needs.withoutCamera == WithoutCamera::reportedPattern) {
@@ -97,6 +89,20 @@ std::string backInput(const GlobalOptions& options, const Needs& needs)
     throw Unusable(
         std::string("there is no camera, so the picture would be a test pattern: --back names an input, and ")
         + "--back " + defaultPattern + " a test pattern");
+}
+
+} // namespace
+
+CameraInputs cameraInputs(const GlobalOptions& options, const Needs& needs)
+{
+    const host::AutomaticCameras automatic
+        = options.back ? host::AutomaticCameras{} : host::automaticCameras(needs.usesFrontCamera);
+    const std::optional<std::string> front = options.front
+        ? host::specificInput(*options.front, platform::AVCaptureDevicePosition::front)
+        : automatic.front;
+    if (needs.usesFrontCamera && !front)
+        throw Unusable("there is no front camera: --front names one");
+    return {backInput(options, needs, automatic.back), front};
 }
 
 } // namespace tamsel::capture
