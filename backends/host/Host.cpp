@@ -22,6 +22,8 @@
 #include <engine/dispatch/ThreadedDispatch.h>
 #include <engine/motion/LogMotion.h>
 #include <engine/motion/Motion.h>
+#include <engine/record/RecordedPlatform.h>
+#include <engine/record/currentPlace.h>
 
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/core/Tamsel.h>
@@ -50,6 +52,8 @@ struct Host::Parts {
         dispatch.end(); // nothing runs after this
         for (const HostCamera& camera : cameras)
             camera.driver->stop();
+        if (configuration.recorder)
+            configuration.recorder->end();
     }
 
     [[nodiscard]] std::vector<HostCamera> makeCameras()
@@ -110,12 +114,12 @@ struct Host::Parts {
                 .clock = clock,
                 .device = device,
                 .sounds = sounds,
-                .encoder = images,
+                .encoder = recorded.encoder(images),
                 .secondsFromUTC = secondsFromUTC},
             .movies = {.dispatch = dispatch,
                 .events = dispatch,
                 .clock = clock,
-                .writers = movies,
+                .writers = recorded.writers(movies),
                 .report = [this](const Error& error) { recordingProblem.set(error.localizedDescription); }},
             .cameras = std::move(drivers),
             .authorization = [this](AVMediaType type) { return authorization(type); },
@@ -164,6 +168,17 @@ struct Host::Parts {
         });
     }
 
+    void beginRecording()
+    {
+        if (!configuration.recorder)
+            return;
+        configuration.recorder->begin({.name = "host",
+            .clock = clock,
+            .dispatch = dispatch,
+            .place = [this] { return engine::currentPlace(dispatch); }});
+        recorded.notifications(center, application);
+    }
+
     const HostConfiguration configuration;
     std::atomic<AVAuthorizationStatus> audioAuthorization{configuration.audioAuthorization};
     SystemClock clock;
@@ -187,15 +202,18 @@ struct Host::Parts {
     const V4L2Calls systemCalls = video.permitted(configuration.systemCalls);
     const std::vector<HostCamera> cameras = makeCameras();
     CameraWatch watch{dispatch, dispatch, cameras};
-    engine::Capture capture{captureConfiguration()};
-    engine::Motion motion{dispatch, clock, makeMotion()};
-    Platform platform{dispatch, dispatch, clock, capture, motion, assets, images, location, sounds, device,
-        application, center, tamsel, reports, lines};
+    engine::RecordedPlatform recorded{configuration.recorder};
+    engine::Capture capture{recorded.capture(captureConfiguration())};
+    engine::Motion motion{dispatch, clock, recorded.motion(makeMotion())};
+    Platform platform{dispatch, dispatch, clock, capture, motion, assets, images, location, sounds,
+        recorded.device(device), application, center, tamsel, recorded.reports(reports), recorded.lines(lines),
+        recorded.client()};
     const std::shared_ptr<void> events = followEvents();
 };
 
 Host::Host(HostConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration)))
 {
+    parts_->beginRecording();
     parts_->followPermission();
 }
 

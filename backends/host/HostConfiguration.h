@@ -19,6 +19,10 @@
 #include <string_view>
 #include <vector>
 
+namespace tamsel::engine {
+class FlightRecorder;
+}
+
 /// A Linux machine: its cameras, files, sensors and codecs.
 namespace tamsel::host {
 
@@ -79,6 +83,9 @@ struct HostConfiguration {
 
     /// The system calls for V4L2 devices; tests replace them.
     V4L2Calls systemCalls = systemV4L2Calls();
+
+    /// Records what happens from the constructor of the host until its destructor; off by default.
+    std::shared_ptr<engine::FlightRecorder> recorder = nullptr;
 
     /// Receives each diagnostic line; by default the standard output. Called on any thread, one at a time.
     std::function<void(std::string_view)> writeLine = nullptr;

@@ -40,6 +40,8 @@ struct CaptureConfiguration {
     MetadataServices metadata = {};
     /// Buffers of each session's pool.
     std::size_t bufferCount = 10;
+    /// Sees each frame; usually absent.
+    std::shared_ptr<platform::FrameObserver> frameObserver = nullptr;
     std::shared_ptr<CaptureHook> hook = std::make_shared<CaptureHook>();
     std::shared_ptr<CaptureActivity> activity = std::make_shared<CaptureActivity>();
     std::function<std::unique_ptr<OperationLock>()> makeOperationLock

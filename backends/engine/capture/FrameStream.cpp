@@ -29,10 +29,10 @@ FrameTiming FrameCounter::next(CMTime mediaTime, std::chrono::nanoseconds captur
     return {.captureTime = lastCaptureTime_, .mediaTime = mediaTime, .sequence = sequence_++};
 }
 
-void FrameCounter::skip()
+std::uint64_t FrameCounter::skip()
 {
     const MutexLock lock(guard_);
-    ++sequence_;
+    return sequence_++;
 }
 
 std::shared_ptr<CVPixelBuffer> FrameStream::acquireBuffer(std::size_t width, std::size_t height)
@@ -70,10 +70,14 @@ void FrameStream::deliver(CapturedFrame frame)
 {
     if (!isOpen())
         return;
-    FrameTicket ticket(parts_.counter->ledger());
     FrameTiming timing
         = parts_.counter->next(frame.mediaTime, frame.captureTime, std::exchange(isFirst_, false));
     timing.isExamined = parts_.detection && parts_.detection->wantsFrame();
+    const std::shared_ptr<FrameLedger>& ledger = parts_.counter->ledger();
+    FrameTicket ticket(ledger, timing.sequence);
+    if (const auto& observer = ledger->observer())
+        observer->frameProduced(ledger->session(), timing, frame.buffer->width(), frame.buffer->height());
+    const FrameVisit visit(ticket);
     frame.captureTime = timing.captureTime;
     frame.buffer->setTiming(timing);
     parts_.previews->offer(frame.buffer, parts_.sensorOrientation);
@@ -166,8 +170,7 @@ void FrameStream::reportEnd(const Error& reason)
 
 void FrameStream::reportDrop(DropCause cause)
 {
-    FrameTicket ticket(parts_.counter->ledger());
-    parts_.counter->skip();
+    FrameTicket ticket(parts_.counter->ledger(), parts_.counter->skip());
     withhold(std::move(ticket), cause);
 }
 

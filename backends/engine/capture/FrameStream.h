@@ -21,17 +21,23 @@ namespace tamsel::engine {
 /// Numbers the frames of a session, over all its starts. Thread-safe.
 class FrameCounter {
 public:
+    /// The observer may be absent.
+    explicit FrameCounter(std::shared_ptr<platform::FrameObserver> observer)
+        : ledger_(std::make_shared<platform::FrameLedger>(std::move(observer)))
+    {
+    }
+
     /// The timing of the next frame: number and times are greater than those of the frame before. `isFirst` marks the first
     /// frame of a start, whose media time may be earlier than the last; it is then shifted, with those that follow.
     [[nodiscard]] platform::FrameTiming next(
         platform::CMTime mediaTime, std::chrono::nanoseconds captureTime, bool isFirst);
-    /// Skips the number of a frame that could not be delivered.
-    void skip();
+    /// Skips the number of a frame that could not be delivered, and returns it.
+    [[nodiscard]] std::uint64_t skip();
 
     [[nodiscard]] const std::shared_ptr<platform::FrameLedger>& ledger() const { return ledger_; }
 
 private:
-    const std::shared_ptr<platform::FrameLedger> ledger_ = std::make_shared<platform::FrameLedger>();
+    const std::shared_ptr<platform::FrameLedger> ledger_;
     Mutex guard_;
     std::uint64_t sequence_ TAMSEL_GUARDED_BY(guard_) = 0;
     std::chrono::nanoseconds lastCaptureTime_ TAMSEL_GUARDED_BY(guard_) = std::chrono::nanoseconds::min();

@@ -14,6 +14,7 @@ using namespace platform;
 SessionRun::SessionRun(std::shared_ptr<CaptureContext> context)
     : context_(std::move(context)),
       globalQueue_(context_->configuration.dispatch.globalQueue()),
+      counter_(std::make_shared<FrameCounter>(context_->configuration.frameObserver)),
       pool_(std::make_shared<BufferPool>(context_->configuration.bufferCount)),
       operation_(context_->configuration.makeOperationLock())
 {

@@ -76,7 +76,7 @@ private:
 
     const std::shared_ptr<CaptureContext> context_;
     const std::shared_ptr<platform::DispatchQueue> globalQueue_; ///< a session may outlive its back end
-    const std::shared_ptr<FrameCounter> counter_ = std::make_shared<FrameCounter>();
+    const std::shared_ptr<FrameCounter> counter_;
     const std::shared_ptr<BufferPool> pool_;
     const std::shared_ptr<PreviewLayers> previews_ = std::make_shared<PreviewLayers>();
 

@@ -51,6 +51,7 @@ void VideoDataOutput::deliver(
     queue.handOver([self = shared_from_this(), sampleBuffer = std::move(sampleBuffer),
                        stream = std::move(stream)]() mutable {
         self->isWaiting_ = false;
+        const FrameVisit visit(sampleBuffer->ticket());
         const auto delegate = stream->isClosed() ? nullptr : self->receiver().delegate.lock();
         if (delegate)
             delegate->captureOutputDidOutputSampleBuffer(std::move(sampleBuffer));

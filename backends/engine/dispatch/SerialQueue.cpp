@@ -17,7 +17,7 @@ WorkCell* busyMarker()
     return reinterpret_cast<WorkCell*>(&markerStorage);
 }
 
-constinit thread_local const void* currentIdentity = nullptr;
+constinit thread_local const SerialQueue* currentQueue = nullptr;
 
 } // namespace
 
@@ -30,7 +30,12 @@ SerialQueue::SerialQueue(std::string label, std::shared_ptr<QueueExecutor> execu
 
 bool SerialQueue::isCurrent(const void* identity)
 {
-    return currentIdentity == identity;
+    return currentQueue != nullptr && currentQueue->identity_ == identity;
+}
+
+std::string_view SerialQueue::currentLabel()
+{
+    return currentQueue != nullptr ? std::string_view(currentQueue->label_) : std::string_view();
 }
 
 void SerialQueue::async(platform::WorkItem item)
@@ -89,7 +94,7 @@ bool SerialQueue::hasMore() const
 
 bool SerialQueue::run(int limit)
 {
-    const void* outer = std::exchange(currentIdentity, identity_);
+    const SerialQueue* outer = std::exchange(currentQueue, this);
     bool ready = true;
     while (ready && limit-- > 0) {
         WorkCell* cell = nextCell();
@@ -97,7 +102,7 @@ bool SerialQueue::run(int limit)
         returnCell(cell);
         ready = !becomeIdle();
     }
-    currentIdentity = outer;
+    currentQueue = outer;
     return ready;
 }
 

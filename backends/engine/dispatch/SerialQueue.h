@@ -7,6 +7,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace tamsel::engine {
 
@@ -36,6 +37,8 @@ public:
     [[nodiscard]] const std::string& label() const override { return label_; }
     [[nodiscard]] bool isCurrent() const override { return isCurrent(identity_); }
     [[nodiscard]] static bool isCurrent(const void* identity);
+    /// Of the queue whose item the calling thread runs; empty outside of items.
+    [[nodiscard]] static std::string_view currentLabel();
 
     // For executors. A ready queue is in exactly one place: in a list, next on a thread, or running.
 

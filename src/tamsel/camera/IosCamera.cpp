@@ -66,9 +66,10 @@ void IosCamera::receiveFrames()
             const std::shared_ptr<CameraDelegate> delegate = self->delegate();
             if (!delegate)
                 return;
-            if (auto* sampleBuffer = std::get_if<std::shared_ptr<CMSampleBuffer>>(&result))
+            if (auto* sampleBuffer = std::get_if<std::shared_ptr<CMSampleBuffer>>(&result)) {
+                const FrameVisit visit((*sampleBuffer)->ticket());
                 delegate->didOutputSampleBuffer(std::move(*sampleBuffer), std::nullopt);
-            else
+            } else
                 delegate->didFail(std::get<CameraError>(std::move(result)));
         });
     });

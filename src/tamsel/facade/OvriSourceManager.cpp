@@ -3,6 +3,7 @@
 #include <tamsel/asset/AssetProcessor.h>
 #include <tamsel/camera/IosCamera.h>
 #include <tamsel/facade/OvriSourceManagerRelay.h>
+#include <tamsel/facade/SessionObserver.h>
 #include <tamsel/facade/doubleFor.h>
 #include <tamsel/platform/CaptureServices.h>
 #include <tamsel/platform/DiagnosticLines.h>
@@ -22,6 +23,8 @@ std::shared_ptr<OvriSourceManager> OvriSourceManager::create(const std::vector<S
     Platform& platform)
 {
     auto manager = std::make_shared<OvriSourceManager>(Private{}, preset, std::move(responseQueue), platform);
+    if (SessionObserver* observer = platform.observer)
+        observer->clientCreates(*manager, types, preset, manager->responseQueue_->label());
     manager->makeRelay();
     manager->makeMotionHelper(types);
     return manager;
@@ -37,8 +40,9 @@ OvriSourceManager::OvriSourceManager(Private, CameraConfiguration::SessionPreset
 
 OvriSourceManager::~OvriSourceManager()
 {
-    OvriSourceManager::stopCameraSession();
-    setDelegate({});
+    observe(&SessionObserver::clientReleases);
+    stopCamera();
+    swapDelegate(&OvriSourceManager::delegate_, std::weak_ptr<OvriSourceToSession>());
     platform_.diagnostics.writeLine(debugDescription("Source Manager deinit"));
 }
 
@@ -51,14 +55,25 @@ std::expected<void, CameraError> OvriSourceManager::startSession(const SourceTyp
     std::weak_ptr<OvriSourceToSession> delegate, const Configurations& configurations,
     std::shared_ptr<UIView> previewView)
 {
+    SessionObserver* const observer = platform_.observer;
+    if (observer != nullptr)
+        observer->clientStarts(*this, type, configurations, !delegate.expired(), previewView != nullptr);
     std::optional<SourceType> previous;
     {
         const MutexLock lock(guard_);
         previous = std::exchange(activeType_, type);
     }
-    const std::optional<double> minimumFocusObjectSize = doubleFor("minimumFocusObjectSize", configurations);
-    setDelegate(std::move(delegate));
+    swapDelegate(&OvriSourceManager::delegate_, std::move(delegate));
+    std::expected<void, CameraError> started = start(type, configurations, std::move(previewView));
+    if (observer != nullptr)
+        observer->startAnswered(*this, started);
+    return started;
+}
 
+std::expected<void, CameraError> OvriSourceManager::start(
+    const SourceType& type, const Configurations& configurations, std::shared_ptr<UIView> previewView)
+{
+    const std::optional<double> minimumFocusObjectSize = doubleFor("minimumFocusObjectSize", configurations);
     if (const auto* front = std::get_if<SourceType::CameraFront>(&type.value())) {
         return startCameraSession(
             Position::front, front->videoRecordingEnabled, minimumFocusObjectSize, std::move(previewView));
@@ -131,6 +146,12 @@ void OvriSourceManager::finishCameraStart(
 
 void OvriSourceManager::stopCameraSession()
 {
+    observe(&SessionObserver::clientStopsCamera);
+    stopCamera();
+}
+
+void OvriSourceManager::stopCamera()
+{
     const std::shared_ptr<Camera> running = camera();
     if (!running)
         return;
@@ -153,24 +174,29 @@ void OvriSourceManager::stopAllSessions()
 
 void OvriSourceManager::pauseCamera()
 {
+    observe(&SessionObserver::clientPauses);
     if (const std::shared_ptr<Camera> running = camera())
         running->pause({});
 }
 
 void OvriSourceManager::resumeCamera()
 {
+    observe(&SessionObserver::clientResumes);
     if (const std::shared_ptr<Camera> paused = camera())
         paused->resume();
 }
 
 void OvriSourceManager::startVideoRecording(const std::filesystem::path& videoUrl)
 {
+    if (SessionObserver* observer = platform_.observer)
+        observer->clientStartsRecording(*this, videoUrl);
     if (const std::shared_ptr<Camera> running = camera())
         running->startVideoRecording(videoUrl);
 }
 
 void OvriSourceManager::stopVideoRecording()
 {
+    observe(&SessionObserver::clientStopsRecording);
     if (const std::shared_ptr<Camera> running = camera())
         running->stopVideoRecording();
 }
@@ -225,6 +251,25 @@ FrameCounts OvriSourceManager::frameCounts() const
     return ledger ? ledger->counts() : FrameCounts{};
 }
 
+void OvriSourceManager::observe(void (SessionObserver::*call)(const OvriSourceManager&)) const
+{
+    if (platform_.observer != nullptr)
+        (platform_.observer->*call)(*this);
+}
+
+template <typename Delegate>
+void OvriSourceManager::swapDelegate(
+    std::weak_ptr<Delegate> OvriSourceManager::* delegate, std::weak_ptr<Delegate> replacement)
+{
+    const MutexLock lock(guard_);
+    (this->*delegate).swap(replacement); // the earlier one is released after the lock
+}
+
+template void OvriSourceManager::swapDelegate(
+    std::weak_ptr<OvriMotionSourceDelegate> OvriSourceManager::*, std::weak_ptr<OvriMotionSourceDelegate>);
+template void OvriSourceManager::swapDelegate(
+    std::weak_ptr<OvriMetadataOutputDelegate> OvriSourceManager::*, std::weak_ptr<OvriMetadataOutputDelegate>);
+
 std::shared_ptr<OvriSourceToSession> OvriSourceManager::delegate() const
 {
     const MutexLock lock(guard_);
@@ -233,8 +278,9 @@ std::shared_ptr<OvriSourceToSession> OvriSourceManager::delegate() const
 
 void OvriSourceManager::setDelegate(std::weak_ptr<OvriSourceToSession> delegate)
 {
-    const MutexLock lock(guard_);
-    delegate_.swap(delegate);
+    if (SessionObserver* observer = platform_.observer)
+        observer->clientSetsDelegate(*this, !delegate.expired());
+    swapDelegate(&OvriSourceManager::delegate_, std::move(delegate));
 }
 
 std::shared_ptr<OvriMotionSourceDelegate> OvriSourceManager::motionDelegate() const
@@ -245,8 +291,9 @@ std::shared_ptr<OvriMotionSourceDelegate> OvriSourceManager::motionDelegate() co
 
 void OvriSourceManager::setMotionDelegate(std::weak_ptr<OvriMotionSourceDelegate> delegate)
 {
-    const MutexLock lock(guard_);
-    motionDelegate_.swap(delegate);
+    if (SessionObserver* observer = platform_.observer)
+        observer->clientSetsMotionDelegate(*this, !delegate.expired());
+    swapDelegate(&OvriSourceManager::motionDelegate_, std::move(delegate));
 }
 
 std::shared_ptr<OvriMetadataOutputDelegate> OvriSourceManager::metadataDelegate() const
@@ -257,8 +304,9 @@ std::shared_ptr<OvriMetadataOutputDelegate> OvriSourceManager::metadataDelegate(
 
 void OvriSourceManager::setMetadataDelegate(std::weak_ptr<OvriMetadataOutputDelegate> delegate)
 {
-    const MutexLock lock(guard_);
-    metadataDelegate_.swap(delegate);
+    if (SessionObserver* observer = platform_.observer)
+        observer->clientSetsMetadataDelegate(*this, !delegate.expired());
+    swapDelegate(&OvriSourceManager::metadataDelegate_, std::move(delegate));
 }
 
 std::optional<SourceType> OvriSourceManager::activeType() const

@@ -25,6 +25,7 @@ struct Platform;
 namespace tamsel {
 
 class AssetProcessor;
+class SessionObserver;
 class Camera;
 class MotionHelper;
 class MotionWorkerKind;
@@ -141,6 +142,14 @@ private:
     class Relay;
     using TellVerdict = void (OvriMotionSourceDelegate::*)(OvriSourceManager&, bool);
 
+    /// Calls the observer, if there is one.
+    void observe(void (SessionObserver::*call)(const OvriSourceManager&)) const;
+    template <typename Delegate>
+    void swapDelegate(
+        std::weak_ptr<Delegate> OvriSourceManager::* delegate, std::weak_ptr<Delegate> replacement);
+    std::expected<void, CameraError> start(const SourceType& type, const Configurations& configurations,
+        std::shared_ptr<platform::UIView> previewView);
+    void stopCamera();
     void makeRelay();
     void makeMotionHelper(const std::vector<SourceType>& types);
     std::expected<void, CameraError> startCameraSession(CameraConfiguration::Position position,

@@ -2,6 +2,8 @@
 
 #include <tamsel/facade/OvriSourceManager.h>
 
+#include <tamsel/facade/tellDelegate.h>
+
 #include <utility>
 
 namespace tamsel {
@@ -16,7 +18,9 @@ void OvriSourceManager::setFaceMetadataDetection(std::weak_ptr<OvriMetadataOutpu
 void OvriSourceManager::setMetadataDetection(
     const std::vector<MetadataObjectType>& types, std::weak_ptr<OvriMetadataOutputDelegate> delegate)
 {
-    setMetadataDelegate(std::move(delegate));
+    if (SessionObserver* observer = platform_.observer)
+        observer->clientSetsMetadataDetection(*this, types, !delegate.expired());
+    swapDelegate(&OvriSourceManager::metadataDelegate_, std::move(delegate));
     const MutexLock lock(guard_);
     for (const MetadataObjectType type : types)
         metadataDetectionTypes_.emplace_back(type.rawValue());
@@ -38,12 +42,16 @@ void OvriSourceManager::deliver(const AVMetadataObjects& objects)
     }
     if (firstFace) {
         if (const std::shared_ptr<OvriMetadataOutputDelegate> delegate = metadataDelegate())
-            delegate->sourceManagerDidDetect(*this, OvriMetadataFaceObject(std::move(firstFace)));
+            tell(platform_, *delegate,
+                [this, face = OvriMetadataFaceObject(std::move(firstFace))](
+                    OvriMetadataOutputDelegate& receiver) { receiver.sourceManagerDidDetect(*this, face); });
     }
     if (!codes.empty()) {
         // Read again: a delegate that was cleared in the face call receives no codes.
         if (const std::shared_ptr<OvriMetadataOutputDelegate> delegate = metadataDelegate())
-            delegate->sourceManagerDidDetect(*this, codes);
+            tell(platform_, *delegate, [&](OvriMetadataOutputDelegate& receiver) {
+                receiver.sourceManagerDidDetect(*this, codes);
+            });
     }
 }
 

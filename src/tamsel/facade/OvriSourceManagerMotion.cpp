@@ -3,6 +3,7 @@
 #include <tamsel/facade/OvriSourceManager.h>
 
 #include <tamsel/facade/doubleFor.h>
+#include <tamsel/facade/tellDelegate.h>
 #include <tamsel/motion/MotionHelper.h>
 
 #include <algorithm>
@@ -44,7 +45,9 @@ void OvriSourceManager::makeMotionHelper(const std::vector<SourceType>& types)
 void OvriSourceManager::startMotionDetection(const std::vector<SourceType>& sources,
     std::weak_ptr<OvriMotionSourceDelegate> delegate, const Configurations& configurations)
 {
-    setMotionDelegate(std::move(delegate));
+    if (SessionObserver* observer = platform_.observer)
+        observer->clientStartsMotionDetection(*this, sources, configurations, !delegate.expired());
+    swapDelegate(&OvriSourceManager::motionDelegate_, std::move(delegate));
     if (contains<SourceType::FacingAngle>(sources))
         startFacingAngleDetection(configurations);
     if (contains<SourceType::Stability>(sources))
@@ -83,15 +86,21 @@ void OvriSourceManager::replaceWorker(
                 return;
             if (!outcome) {
                 if (const std::shared_ptr<OvriSourceToSession> session = self->delegate())
-                    session->sourceManagerDidGetSourceError(*self, sourceError(outcome.error()));
+                    tell(self->platform_, *session,
+                        [&, error = sourceError(outcome.error())](OvriSourceToSession& receiver) {
+                            receiver.sourceManagerDidGetSourceError(*self, error);
+                        });
             } else if (const std::shared_ptr<OvriMotionSourceDelegate> receiver = self->motionDelegate()) {
-                ((*receiver).*tellVerdict)(*self, *outcome);
+                tell(self->platform_, *receiver, [&](OvriMotionSourceDelegate& each) {
+                    (each.*tellVerdict)(*self, *outcome);
+                });
             }
         });
 }
 
 void OvriSourceManager::stopMotionWorkers()
 {
+    observe(&SessionObserver::clientStopsMotionDetection);
     if (!motionHelper_)
         return;
     const MutexLock lock(motionGuard_);

@@ -3,6 +3,7 @@
 #include <tamsel/facade/OvriSourceManager.h>
 
 #include <tamsel/camera/IosCamera.h>
+#include <tamsel/facade/SessionObserver.h>
 #include <tamsel/motion/MotionHelper.h>
 #include <tamsel/platform/CaptureServices.h>
 #include <tamsel/platform/Platform.h>
@@ -90,6 +91,7 @@ CGSize OvriSourceManager::imageResolution() const
 
 void OvriSourceManager::prefersAspectFillCameraPreview()
 {
+    observe(&SessionObserver::clientPrefersAspectFill);
     const MutexLock lock(guard_);
     preferredVideoGravity_ = AVLayerVideoGravity::resizeAspectFill;
 }

@@ -1,5 +1,7 @@
 #include <tamsel/facade/OvriSourceManagerRelay.h>
 
+#include <tamsel/facade/tellDelegate.h>
+
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/UIDevice.h>
 
@@ -38,8 +40,10 @@ void OvriSourceManager::Relay::didOutputSampleBuffer(
         const OvriCaptureFrameUpdate frame(sampleBuffer->imageBuffer(), sampleBuffer->cameraIntrinsicMatrix(),
             frameExifOrientation(manager->platform_.device.orientation()), preferredTransform);
         if (const std::shared_ptr<OvriSourceToSession> delegate = manager->delegate()) {
+            const FrameVisit visit(sampleBuffer->ticket());
             sampleBuffer->settle(FrameLedger::Outcome::delivered);
-            delegate->sourceManagerDidGetFrame(*manager, frame);
+            tell(manager->platform_, *delegate,
+                [&](OvriSourceToSession& receiver) { receiver.sourceManagerDidGetFrame(*manager, frame); });
         }
     });
 }
@@ -53,7 +57,8 @@ void OvriSourceManager::Relay::didCapturePhoto(std::vector<std::byte> data, Ovri
         const auto sample = std::make_shared<CaptureSampleUpdate>(
             std::move(data), source, CGImagePropertyOrientation::right);
         if (const std::shared_ptr<OvriSourceToSession> delegate = manager->delegate())
-            delegate->sourceManagerDidGetSample(*manager, sample);
+            tell(manager->platform_, *delegate,
+                [&](OvriSourceToSession& receiver) { receiver.sourceManagerDidGetSample(*manager, sample); });
     });
 }
 
@@ -61,7 +66,8 @@ void OvriSourceManager::Relay::didRecordVideo(std::filesystem::path url)
 {
     responseQueue_->async(whileAlive(manager_, [url = std::move(url)](OvriSourceManager& manager) {
         if (const std::shared_ptr<OvriSourceToSession> delegate = manager.delegate())
-            delegate->sourceManagerDidGetVideo(manager, url);
+            tell(manager.platform_, *delegate,
+                [&](OvriSourceToSession& receiver) { receiver.sourceManagerDidGetVideo(manager, url); });
     }));
 }
 
@@ -69,7 +75,8 @@ void OvriSourceManager::Relay::didFail(CameraError error)
 {
     responseQueue_->async(whileAlive(manager_, [error = std::move(error)](OvriSourceManager& manager) {
         if (const std::shared_ptr<OvriSourceToSession> delegate = manager.delegate())
-            delegate->sourceManagerDidGetSourceError(manager, error);
+            tell(manager.platform_, *delegate,
+                [&](OvriSourceToSession& receiver) { receiver.sourceManagerDidGetSourceError(manager, error); });
     }));
 }
 
@@ -77,7 +84,8 @@ void OvriSourceManager::Relay::cameraDidResume()
 {
     responseQueue_->async(whileAlive(manager_, [](OvriSourceManager& manager) {
         if (const std::shared_ptr<OvriSourceToSession> delegate = manager.delegate())
-            delegate->sourceManagerCameraDidResume(manager);
+            tell(manager.platform_, *delegate,
+                [&](OvriSourceToSession& receiver) { receiver.sourceManagerCameraDidResume(manager); });
     }));
 }
 
@@ -85,7 +93,8 @@ void OvriSourceManager::Relay::cameraDidSuspend()
 {
     responseQueue_->async(whileAlive(manager_, [](OvriSourceManager& manager) {
         if (const std::shared_ptr<OvriSourceToSession> delegate = manager.delegate())
-            delegate->sourceManagerCameraDidSuspend(manager);
+            tell(manager.platform_, *delegate,
+                [&](OvriSourceToSession& receiver) { receiver.sourceManagerCameraDidSuspend(manager); });
     }));
 }
 

@@ -3,6 +3,7 @@
 #include <tamsel/camera/Camera.h>
 #include <tamsel/facade/OvriSourceManager.h>
 #include <tamsel/facade/OvriSourceManagerRelay.h>
+#include <tamsel/facade/tellDelegate.h>
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
 #include <tamsel/platform/AVAsset.h>
 #include <tamsel/platform/AssetServices.h>
@@ -26,6 +27,8 @@ constexpr CMTime stillTime{.value = 1, .timescale = 60};
 void OvriSourceManager::captureStillImage(
     OvriImageSource source, const std::optional<TamselCameraSettings>& settings)
 {
+    if (SessionObserver* observer = platform_.observer)
+        observer->clientCapturesStill(*this, source, settings);
     const std::optional<SourceType> type = activeType();
     if (const auto* recording = type ? std::get_if<SourceType::Asset>(&type->value()) : nullptr)
         relay_->didCapturePhoto(stillOf(recording->asset), OvriImageSource::photo);
@@ -45,12 +48,15 @@ std::vector<std::byte> OvriSourceManager::stillOf(const std::shared_ptr<AVAsset>
 void OvriSourceManager::provide(
     std::span<const std::byte> image, const PropertyDictionary& exif, CGImagePropertyOrientation orientation)
 {
+    if (SessionObserver* observer = platform_.observer)
+        observer->clientProvides(*this, image.size(), orientation);
     responseQueue_->async(whileAlive(
         weak_from_this(), [bytes = albumImage(image, exif), orientation](OvriSourceManager& self) mutable {
             const auto sample = std::make_shared<CaptureSampleUpdate>(
                 std::move(bytes), OvriImageSource::album, orientation);
             if (const std::shared_ptr<OvriSourceToSession> delegate = self.delegate())
-                delegate->sourceManagerDidGetSample(self, sample);
+                tell(self.platform_, *delegate,
+                    [&](OvriSourceToSession& receiver) { receiver.sourceManagerDidGetSample(self, sample); });
         }));
 }
 

@@ -30,6 +30,8 @@ public:
         return cameraIntrinsicMatrix_;
     }
 
+    /// The frame's entry in the ledger.
+    [[nodiscard]] const FrameTicket& ticket() const { return ticket_; }
     /// Settles the frame in the ledger.
     void settle(FrameLedger::Outcome outcome) { ticket_.settle(outcome); }
 

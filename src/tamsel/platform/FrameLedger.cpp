@@ -9,6 +9,12 @@ std::uint64_t FrameCounts::dropped() const
     return std::accumulate(droppedBy.begin(), droppedBy.end(), std::uint64_t{0});
 }
 
+FrameLedger::FrameLedger(std::shared_ptr<FrameObserver> observer)
+    : observer_(std::move(observer)),
+      session_(observer_ ? observer_->sessionBegins() : 0)
+{
+}
+
 void FrameLedger::count(Outcome outcome, DropCause cause)
 {
     // Release pairs with the acquire in counts(): a reader that sees an outcome also sees that the frame was
@@ -40,7 +46,9 @@ FrameCounts FrameLedger::counts() const
     return counts;
 }
 
-FrameTicket::FrameTicket(std::shared_ptr<FrameLedger> ledger) : ledger_(std::move(ledger))
+FrameTicket::FrameTicket(std::shared_ptr<FrameLedger> ledger, std::uint64_t number)
+    : ledger_(std::move(ledger)),
+      number_(number)
 {
     ledger_->countProduced();
 }
@@ -50,6 +58,7 @@ FrameTicket& FrameTicket::operator=(FrameTicket&& other) noexcept
     if (this != &other) {
         abandon();
         ledger_ = std::move(other.ledger_);
+        number_ = other.number_;
         cause_ = other.cause_;
     }
     return *this;
@@ -57,8 +66,19 @@ FrameTicket& FrameTicket::operator=(FrameTicket&& other) noexcept
 
 void FrameTicket::settle(FrameLedger::Outcome outcome)
 {
-    if (const std::shared_ptr<FrameLedger> ledger = std::move(ledger_))
+    if (const std::shared_ptr<FrameLedger> ledger = std::move(ledger_)) {
         ledger->count(outcome, cause_);
+        if (ledger->observer())
+            ledger->observer()->frameSettled(ledger->session(), number_, outcome, cause_);
+    }
+}
+
+void FrameVisit::begin(const FrameTicket& ticket)
+{
+    observer_ = ticket.ledger_->observer();
+    session_ = ticket.ledger_->session();
+    number_ = ticket.number_;
+    begin_ = observer_->now();
 }
 
 void FrameTicket::abandon()

@@ -2,11 +2,16 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <utility>
 
 namespace tamsel::platform {
+
+struct FrameTiming;
+class FrameObserver;
 
 /// Why a frame was dropped.
 enum class DropCause : std::uint8_t {
@@ -39,6 +44,13 @@ public:
     /// The outcome of a frame.
     enum class Outcome : std::uint8_t { delivered, gated, dropped };
 
+    /// The observer, if there is one, also sees each frame by itself.
+    explicit FrameLedger(std::shared_ptr<FrameObserver> observer = nullptr);
+
+    [[nodiscard]] const std::shared_ptr<FrameObserver>& observer() const { return observer_; }
+    /// The number of this session for the observer.
+    [[nodiscard]] std::uint32_t session() const { return session_; }
+
     void countProduced() { produced_.fetch_add(1, std::memory_order_relaxed); }
     void count(Outcome outcome, DropCause cause = DropCause::noReceiver);
 
@@ -51,12 +63,36 @@ public:
     [[nodiscard]] FrameCounts counts() const;
 
 private:
+    const std::shared_ptr<FrameObserver> observer_;
+    const std::uint32_t session_;
     std::atomic<std::uint64_t> produced_ = 0;
     std::atomic<std::uint64_t> delivered_ = 0;
     std::atomic<std::uint64_t> gated_ = 0;
     std::array<std::atomic<std::uint64_t>, dropCauseCount> droppedBy_{};
     std::atomic<std::uint64_t> recorded_ = 0;
     std::atomic<std::uint64_t> notRecorded_ = 0;
+};
+
+/// Sees each frame of each session. Thread-safe; must be quick.
+class FrameObserver {
+public:
+    virtual ~FrameObserver() = default;
+
+    /// A number for a new session.
+    [[nodiscard]] virtual std::uint32_t sessionBegins() = 0;
+    /// On the driver's thread.
+    virtual void frameProduced(
+        std::uint32_t session, const FrameTiming& timing, std::size_t width, std::size_t height)
+        = 0;
+    /// A queue or the driver's thread has done its part with a frame, which it began at this time.
+    virtual void frameVisited(std::uint32_t session, std::uint64_t number, std::chrono::nanoseconds begin)
+        = 0;
+    /// Once for each frame, also for one that was not produced because it was dropped.
+    virtual void frameSettled(
+        std::uint32_t session, std::uint64_t number, FrameLedger::Outcome outcome, DropCause cause)
+        = 0;
+    /// The time of `begin` above.
+    [[nodiscard]] virtual std::chrono::nanoseconds now() const = 0;
 };
 
 /// One frame's entry in a ledger. It is settled once; a ticket that is destroyed unsettled counts as a drop without a
@@ -66,8 +102,13 @@ public:
     FrameTicket() = default;
 
     /// Opens an entry: the frame counts as produced.
-    explicit FrameTicket(std::shared_ptr<FrameLedger> ledger);
-    FrameTicket(FrameTicket&& other) noexcept : ledger_(std::move(other.ledger_)), cause_(other.cause_) { }
+    explicit FrameTicket(std::shared_ptr<FrameLedger> ledger, std::uint64_t number = 0);
+    FrameTicket(FrameTicket&& other) noexcept
+        : ledger_(std::move(other.ledger_)),
+          number_(other.number_),
+          cause_(other.cause_)
+    {
+    }
     FrameTicket& operator=(FrameTicket&& other) noexcept;
     ~FrameTicket() { abandon(); }
 
@@ -81,8 +122,36 @@ public:
 private:
     void abandon();
 
+    friend class FrameVisit;
+
     std::shared_ptr<FrameLedger> ledger_;
+    std::uint64_t number_ = 0; ///< of the frame in its session
     DropCause cause_ = DropCause::noReceiver;
+};
+
+/// Tells the ledger's observer, if there is one, how long the calling queue works on a frame. Create it first in the work.
+class FrameVisit {
+public:
+    explicit FrameVisit(const FrameTicket& ticket)
+    {
+        if (ticket.ledger_ && ticket.ledger_->observer())
+            begin(ticket);
+    }
+    ~FrameVisit()
+    {
+        if (observer_)
+            observer_->frameVisited(session_, number_, begin_);
+    }
+    FrameVisit(const FrameVisit&) = delete;
+    FrameVisit& operator=(const FrameVisit&) = delete;
+
+private:
+    void begin(const FrameTicket& ticket);
+
+    std::shared_ptr<FrameObserver> observer_;
+    std::uint32_t session_ = 0;
+    std::uint64_t number_ = 0;
+    std::chrono::nanoseconds begin_{};
 };
 
 } // namespace tamsel::platform

@@ -16,6 +16,10 @@
 #include <tamsel/platform/core/ReportSink.h>
 #include <tamsel/platform/core/Tamsel.h>
 
+namespace tamsel {
+class SessionObserver;
+}
+
 /// Roles and values: everything that the library needs of the platform.
 namespace tamsel::platform {
 
@@ -36,6 +40,8 @@ struct Platform {
     Tamsel& tamsel;
     ReportSink& reports;
     DiagnosticLines& diagnostics;
+    /// Sees what the clients of all managers call and are told; usually absent.
+    SessionObserver* observer = nullptr;
 };
 
 } // namespace tamsel::platform
