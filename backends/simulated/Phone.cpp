@@ -1,7 +1,9 @@
 #include <simulated/Phone.h>
 
+#include <simulated/FlightScript.h>
 #include <simulated/JournaledMotion.h>
 #include <simulated/JournaledServices.h>
+#include <simulated/Order.h>
 #include <simulated/RandomChooser.h>
 #include <simulated/Replay.h>
 #include <simulated/Scheduler.h>
@@ -10,6 +12,7 @@
 
 #include <engine/capture/ApplicationState.h>
 #include <engine/capture/Capture.h>
+#include <engine/record/RecordedPlatform.h>
 
 #include <tamsel/platform/NotificationCenter.h>
 #include <tamsel/platform/core/Reports.h>
@@ -50,14 +53,28 @@ std::shared_ptr<Chooser> chooserOf(const PhoneConfiguration& given)
 {
     if (!given.replay.empty())
         return std::make_shared<ReplayChooser>(Replay::parse(given.replay));
+    if (given.recording && !given.chooser)
+        return std::make_shared<ScriptChooser>(Script{});
     return given.chooser ? given.chooser : std::make_shared<RandomChooser>(given.seed);
+}
+
+/// Absent without a recording, whose devices replace those of the configuration.
+std::unique_ptr<FlightScript> flightOf(PhoneConfiguration& given)
+{
+    if (!given.recording)
+        return nullptr;
+    auto flight = std::make_unique<FlightScript>(given.recording);
+    flight->configure(given);
+    return flight;
 }
 
 } // namespace
 
 struct Phone::Parts {
     explicit Parts(PhoneConfiguration given)
-        : scheduler(chooserOf(given), given.timeIntervalSince1970),
+        : flight(flightOf(given)),
+          recorder(given.recorder),
+          scheduler(chooserOf(given), given.timeIntervalSince1970),
           assetServices(std::move(given.assets)),
           imageServices(std::move(given.images)),
           photoEncoder(std::move(given.photoEncoder)),
@@ -67,6 +84,11 @@ struct Phone::Parts {
           device(std::move(given.systemVersion), std::move(given.model)),
           application(scheduler.mainQueue(), center)
     {
+        if (recorder)
+            recorder->begin({.name = "simulated",
+                .clock = scheduler,
+                .dispatch = scheduler,
+                .place = [this] { return std::string_view(scheduler.currentPlace()); }});
         motion->setServices(motionServices);
         int number = 0;
         std::vector<std::shared_ptr<engine::CameraDriver>> drivers;
@@ -78,18 +100,21 @@ struct Phone::Parts {
         if (given.microphone)
             microphone = std::make_shared<SimulatedMicrophone>(std::move(*given.microphone), scheduler);
         detector = std::make_shared<SimulatedDetector>(std::move(given.detector), scheduler);
-        capture.emplace(engine::CaptureConfiguration{
+        if (flight)
+            movies.script().answer = flight->movieAnswers();
+        engine::PhotoEncoder& encoder = photoEncoder ? *photoEncoder : images;
+        capture.emplace(recorded.capture({
             .dispatch = scheduler,
             .application = application,
             .photos = {.events = scheduler,
                 .clock = scheduler,
                 .device = device,
                 .sounds = sounds,
-                .encoder = photoEncoder ? *photoEncoder : images},
+                .encoder = recorded.encoder(flight ? flight->encoder(encoder) : encoder)},
             .movies = {.dispatch = scheduler,
                 .events = scheduler,
                 .clock = scheduler,
-                .writers = movieWriters ? *movieWriters : movies,
+                .writers = recorded.writers(movieWriters ? *movieWriters : movies),
                 .report =
                     [this](const Error& error) {
                         recordingProblem = error.localizedDescription;
@@ -108,16 +133,20 @@ struct Phone::Parts {
             .bufferCount = given.bufferCount,
             .hook = hook,
             .makeOperationLock = [this] { return scheduler.makeOperationLock(); },
-        });
+        }));
         platform.emplace(Platform{scheduler, scheduler, scheduler, *capture, journaledMotion,
             assetServices ? *assetServices : assets, imageServices ? *imageServices : images, location,
-            sounds, device, application, center, tamsel, reports, lines});
+            sounds, recorded.device(device), application, center, tamsel, recorded.reports(reports),
+            recorded.lines(lines), recorded.client()});
+        recorded.notifications(center, application);
     }
 
     ~Parts()
     {
         scheduler.end();
         hook->end();
+        if (recorder)
+            recorder->end();
     }
 
     void refuseInside(const char* operation) const
@@ -127,6 +156,9 @@ struct Phone::Parts {
                 + " in a callback, which the phone itself runs; Phone::spend makes a callback take time");
     }
 
+    const std::unique_ptr<FlightScript> flight; ///< absent without a recording
+    const std::shared_ptr<engine::FlightRecorder> recorder;
+    engine::RecordedPlatform recorded{recorder};
     Journal journal{[this] { return scheduler.currentPlace(); }};
     Journal settings;
     std::string recordingProblem;
@@ -142,7 +174,7 @@ struct Phone::Parts {
     std::shared_ptr<SimulatedMicrophone> microphone;
     std::shared_ptr<SimulatedDetector> detector;
     const std::shared_ptr<SimulatedMotion> motion;
-    engine::Motion motionServices{scheduler, scheduler, motion};
+    engine::Motion motionServices{scheduler, scheduler, recorded.motion(motion)};
     JournaledMotion journaledMotion{motionServices, scheduler, journal};
     SimulatedAssets assets;
     SimulatedMovies movies{scheduler, assets};
@@ -160,7 +192,11 @@ struct Phone::Parts {
     std::optional<Platform> platform;
 };
 
-Phone::Phone(PhoneConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration))) { }
+Phone::Phone(PhoneConfiguration configuration) : parts_(std::make_unique<Parts>(std::move(configuration)))
+{
+    if (parts_->flight)
+        parts_->flight->plan(*this, parts_->scheduler);
+}
 
 Phone::~Phone() = default;
 

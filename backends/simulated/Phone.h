@@ -29,6 +29,10 @@
 
 namespace tamsel::engine {
 class Capture;
+class FlightRecorder;
+}
+namespace tamsel::formats {
+struct FlightRecording;
 }
 
 /// A scripted phone on virtual time, for tests.
@@ -53,6 +57,12 @@ struct PhoneConfiguration {
     /// Replaces the motion script: replayed from the start of the first stream.
     std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
     DetectorScript detector = {};
+    /// A session that was recorded: the devices do what they did then, with scripted pictures, and the oldest event goes
+    /// first unless a chooser or a replay is given. The members for cameras, microphone, motion and detector are not
+    /// used. A recording that cannot be replayed is a `std::invalid_argument` of the phone's constructor.
+    std::shared_ptr<const formats::FlightRecording> recording = nullptr;
+    /// Records what happens from the constructor until the destructor; off by default.
+    std::shared_ptr<engine::FlightRecorder> recorder = nullptr;
     /// Replace the simulated assets, pictures, movies and detector, for real ones on virtual time.
     std::shared_ptr<platform::AssetServices> assets = nullptr;
     std::shared_ptr<platform::ImageServices> images = nullptr;

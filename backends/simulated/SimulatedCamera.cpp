@@ -54,7 +54,16 @@ std::expected<void, Error> SimulatedCamera::open()
     if (script_.isHeldByAnotherProcess)
         return std::unexpected(
             Error{.localizedDescription = "another process holds the simulated camera", .code = 16});
-    isOpen_ = true;
+    auto answered = answer(CameraStep::open);
+    isOpen_ = answered.has_value();
+    return answered;
+}
+
+std::expected<void, Error> SimulatedCamera::answer(CameraStep step) const
+{
+    std::optional<Error> error = script_.answer ? script_.answer(step) : std::nullopt;
+    if (error)
+        return std::unexpected(std::move(*error));
     return {};
 }
 
@@ -69,6 +78,8 @@ std::expected<void, Error> SimulatedCamera::start(
     scheduler_.spend(script_.timeToStart);
     if (!script_.isPresent)
         return std::unexpected(gone());
+    if (auto answered = answer(CameraStep::start); !answered)
+        return answered;
     preset_ = preset;
     sink_ = std::move(sink);
     startTime_ = scheduler_.monotonic();
@@ -80,6 +91,7 @@ void SimulatedCamera::stop()
 {
     sink_ = nullptr;
     scheduler_.spend(script_.timeToStop);
+    (void)answer(CameraStep::stop);
 }
 
 void SimulatedCamera::planFrame(std::uint64_t start, std::chrono::nanoseconds previous)
@@ -92,23 +104,24 @@ void SimulatedCamera::planFrame(std::uint64_t start, std::chrono::nanoseconds pr
         if (!self || !self->sink_ || self->starts_ != start)
             return;
         self->planFrame(start, time);
-        self->produceFrame(time);
+        self->produceFrame(time, self->script_.width, self->script_.height);
     });
 }
 
 bool SimulatedCamera::produceFrame()
 {
-    return produceFrame(scheduler_.monotonic());
+    return produceFrame(scheduler_.monotonic(), script_.width, script_.height);
 }
 
 /// The driver's thread may be later than the frame.
-bool SimulatedCamera::produceFrame(std::chrono::nanoseconds captureTime)
+bool SimulatedCamera::produceFrame(
+    std::chrono::nanoseconds captureTime, std::size_t width, std::size_t height)
 {
     const std::shared_ptr<engine::FrameSink> sink = sink_;
     if (!sink)
         return false;
     const std::uint64_t number = frames_++;
-    const std::shared_ptr<CVPixelBuffer> buffer = sink->acquireBuffer(script_.width, script_.height);
+    const std::shared_ptr<CVPixelBuffer> buffer = sink->acquireBuffer(width, height);
     if (!buffer) {
         sink->drop(DropCause::noBuffer);
         return false;
@@ -129,8 +142,13 @@ void SimulatedCamera::dropFrame(DropCause cause)
 void SimulatedCamera::unplug()
 {
     script_.isPresent = false;
+    lose(gone());
+}
+
+void SimulatedCamera::lose(const Error& reason)
+{
     if (const std::shared_ptr<engine::FrameSink> sink = std::exchange(sink_, nullptr))
-        sink->lose(gone());
+        sink->lose(reason);
 }
 
 } // namespace tamsel::simulated

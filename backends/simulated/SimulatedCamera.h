@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -11,6 +12,9 @@
 namespace tamsel::simulated {
 
 class Scheduler;
+
+/// A step of a camera that may fail.
+enum class CameraStep : std::uint8_t { open, start, stop };
 
 /// The behaviour of a simulated camera. Everything but its description may be changed at any time.
 struct CameraScript {
@@ -36,6 +40,8 @@ struct CameraScript {
     std::chrono::nanoseconds timeToStop{};
     bool isPresent = true;
     bool isHeldByAnotherProcess = false;
+    /// Called in each step, after its time above; may take time itself. An error fails the step; a stop cannot fail.
+    std::function<std::optional<platform::Error>(CameraStep)> answer = nullptr;
 };
 
 /// A scripted camera. Its pixels encode their origin: blue is the column, green the row, red the frame's number, each
@@ -50,10 +56,14 @@ public:
     /// Produces one frame now. False when the camera does not run or no buffer is free, which is then reported as a
     /// drop.
     bool produceFrame();
+    /// The same for a frame of this size that was captured at this time.
+    bool produceFrame(std::chrono::nanoseconds captureTime, std::size_t width, std::size_t height);
     /// Reports a frame that the device lost.
     void dropFrame(platform::DropCause cause = platform::DropCause::late);
     /// The camera disappears until `plugIn`; a session that runs on it ends.
     void unplug();
+    /// A session that runs on it ends, as with a device that fails and stays.
+    void lose(const platform::Error& reason);
     void plugIn() { script_.isPresent = true; }
 
     [[nodiscard]] bool isOpen() const { return isOpen_; }
@@ -74,7 +84,7 @@ public:
 
 private:
     void planFrame(std::uint64_t start, std::chrono::nanoseconds previous);
-    bool produceFrame(std::chrono::nanoseconds captureTime);
+    [[nodiscard]] std::expected<void, platform::Error> answer(CameraStep step) const;
 
     CameraScript script_;
     const std::string uniqueID_;

@@ -48,7 +48,9 @@ std::unexpected<Error> failure(const std::filesystem::path& url, const std::stri
 
 class SimulatedMovies::Writer final : public MovieWriter {
 public:
-    Writer(SimulatedMovies& movies, MovieSettings settings) : movies_(movies)
+    Writer(SimulatedMovies& movies, MovieSettings settings)
+        : movies_(movies),
+          number_(movies.movieCount_++)
     {
         movie_->settings = std::move(settings);
     }
@@ -68,6 +70,8 @@ public:
         movies_.scheduler_.spend(script().timeToOpen);
         if (script().cannotOpen)
             return failure(url(), *script().cannotOpen, EACCES);
+        if (auto answered = answer(MovieStep::open); !answered)
+            return answered;
         if (!movies_.movies_.try_emplace(url(), movie_).second)
             return failure(url(), "File exists", EEXIST);
         return {};
@@ -86,6 +90,8 @@ public:
             return failure(url(), "the size of the picture has changed", EINVAL);
         if (script().framesUntilFull && movie_->frameTimes.size() >= *script().framesUntilFull)
             return failure(url(), "No space left on device", ENOSPC);
+        if (auto answered = answer(MovieStep::frame); !answered)
+            return answered;
         movie_->frameTimes.push_back(captureTime);
         movie_->frameNumbers.push_back(placed.number);
         return {};
@@ -100,6 +106,7 @@ public:
     [[nodiscard]] std::expected<void, Error> finish() override
     {
         movies_.scheduler_.spend(script().timeToFinish);
+        const auto answered = answer(MovieStep::finish);
         if (movie_->frameTimes.empty()) {
             movies_.movies_.erase(url());
             return failure(url(), "no frame was recorded", ENODATA);
@@ -110,14 +117,24 @@ public:
                 .width = movie_->width,
                 .height = movie_->height,
                 .preferredTransform = displayMatrix(*movie_)});
-        return {};
+        return answered;
     }
 
 private:
     [[nodiscard]] const std::filesystem::path& url() const { return movie_->settings.url; }
     [[nodiscard]] const MovieScript& script() const { return movies_.script_; }
+    [[nodiscard]] std::expected<void, Error> answer(MovieStep step) const
+    {
+        std::optional<Error> error;
+        if (script().answer)
+            error = script().answer(step, number_, movie_->frameTimes.size());
+        if (error)
+            return std::unexpected(std::move(*error));
+        return {};
+    }
 
     SimulatedMovies& movies_;
+    const std::size_t number_;
     const std::shared_ptr<SimulatedMovie> movie_ = std::make_shared<SimulatedMovie>();
 };
 

@@ -4,7 +4,9 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -27,6 +29,9 @@ struct SimulatedMovie {
     bool isComplete = false;
 };
 
+/// A step of writing a movie that may fail.
+enum class MovieStep : std::uint8_t { open, frame, finish };
+
 /// The faults and delays of recordings. May be changed at any time.
 struct MovieScript {
     std::optional<std::string> cannotOpen = std::nullopt; ///< the reason
@@ -35,6 +40,10 @@ struct MovieScript {
     std::chrono::nanoseconds timeToOpen{};
     std::chrono::nanoseconds timeToEncode{}; ///< of each frame
     std::chrono::nanoseconds timeToFinish{};
+    /// Called in each step of the movie of this number, from 0 on, that has so many frames, after its time above; may take
+    /// time itself. An error fails the step.
+    std::function<std::optional<platform::Error>(MovieStep, std::size_t movie, std::size_t frames)> answer
+        = nullptr;
 };
 
 /// Movies in memory, not in files. A finished one can be read as an asset.
@@ -56,6 +65,7 @@ private:
     Scheduler& scheduler_;
     SimulatedAssets& assets_;
     MovieScript script_;
+    std::size_t movieCount_ = 0;
     std::map<std::filesystem::path, std::shared_ptr<SimulatedMovie>>
         movies_; ///< null: a file that was there before
 };
