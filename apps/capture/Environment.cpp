@@ -53,7 +53,9 @@ sigset_t takenSignals()
 /// start, which must block the signals too; until then signals end the program, also while an input opens.
 class Signals {
 public:
-    Signals() : descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC))
+    explicit Signals(std::function<void()> whenSignalled)
+        : whenSignalled_(std::move(whenSignalled)),
+          descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC))
     {
         if (descriptor_ >= 0) // otherwise they still end the program
             pthread_sigmask(SIG_BLOCK, &set_, nullptr);
@@ -68,9 +70,11 @@ public:
     {
         signalfd_siginfo info{};
         while (::read(descriptor_, &info, sizeof info) == sizeof info) {
-            if (info.ssi_signo == SIGUSR1)
+            if (info.ssi_signo == SIGUSR1) {
+                if (whenSignalled_)
+                    whenSignalled_();
                 target.enterBackground();
-            else if (info.ssi_signo == SIGUSR2)
+            } else if (info.ssi_signo == SIGUSR2)
                 target.enterForeground();
             else {
                 interruptWrites();
@@ -80,6 +84,7 @@ public:
     }
 
 private:
+    const std::function<void()> whenSignalled_;
     sigset_t set_ = takenSignals();
     int descriptor_;
 };
@@ -98,7 +103,11 @@ void writeUnlessDebugOutput(std::string_view line)
 
 class HostEnvironment final : public Environment {
 public:
-    explicit HostEnvironment(host::HostConfiguration configuration) : host_(std::move(configuration)) { }
+    HostEnvironment(host::HostConfiguration configuration, std::function<void()> whenSignalled)
+        : signals_(std::move(whenSignalled)),
+          host_(std::move(configuration))
+    {
+    }
     ~HostEnvironment() override { interruptWrites(); } // a worker may be waiting in one
     HostEnvironment(const HostEnvironment&) = delete;
     HostEnvironment& operator=(const HostEnvironment&) = delete;
@@ -136,8 +145,9 @@ private:
 
 class SimulatedEnvironment final : public Environment {
 public:
-    explicit SimulatedEnvironment(simulated::PhoneConfiguration configuration)
-        : phone_(std::move(configuration))
+    SimulatedEnvironment(simulated::PhoneConfiguration configuration, std::function<void()> whenSignalled)
+        : signals_(std::move(whenSignalled)),
+          phone_(std::move(configuration))
     {
     }
 
@@ -269,6 +279,7 @@ void waitForPermission(HostEnvironment& environment, const Needs& needs, bool is
 std::unique_ptr<Environment> makeHost(const GlobalOptions& options, const Needs& needs)
 {
     host::HostConfiguration configuration{.motionLog = needs.motionLog};
+    configuration.recorder = needs.recorder;
     if (needs.location)
         configuration.location = *needs.location;
     configuration.writeLine = needs.isSilent ? [](std::string_view) { } : writeUnlessDebugOutput;
@@ -278,7 +289,7 @@ std::unique_ptr<Environment> makeHost(const GlobalOptions& options, const Needs&
     if (needs.cameras)
         addCameras(configuration, options, needs);
     const bool asks = host::Host::asksForVideoAccess(configuration);
-    auto environment = std::make_unique<HostEnvironment>(std::move(configuration));
+    auto environment = std::make_unique<HostEnvironment>(std::move(configuration), needs.whenSignalled);
     if (const std::string problem = environment->host().problem(); !problem.empty())
         throw Unusable(problem);
     if (options.deviceOrientation)
@@ -292,6 +303,7 @@ std::unique_ptr<Environment> makeHost(const GlobalOptions& options, const Needs&
 std::unique_ptr<Environment> makePhone(const GlobalOptions& options, const Needs& needs)
 {
     simulated::PhoneConfiguration configuration{.motionLog = needs.motionLog};
+    configuration.recorder = needs.recorder;
     if (!needs.cameras && needs.motionLog)
         configuration.timeIntervalSince1970 = 1; // no date is reported, and small numbers are more precise
     const auto images = std::make_shared<host::HostImages>(); // for JPEG, as from a real camera
@@ -312,7 +324,7 @@ std::unique_ptr<Environment> makePhone(const GlobalOptions& options, const Needs
         camera.sensorOrientation = options.sensorOrientation.value_or(camera.sensorOrientation);
         camera.minimumFocusDistance = minimumFocusDistance(options);
     }
-    auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration));
+    auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration), needs.whenSignalled);
     environment->phone().setDeviceOrientation(
         options.deviceOrientation.value_or(platform::UIDeviceOrientation::portrait));
     environment->phone().setInterfaceOrientation(options.interfaceOrientation);

@@ -64,6 +64,8 @@ struct Needs {
     std::shared_ptr<const formats::MotionLog> motionLog = nullptr;
     std::optional<host::HostLocationSource> location = std::nullopt;
     std::optional<RecordOptions> recording = std::nullopt;
+    std::shared_ptr<engine::FlightRecorder> recorder = nullptr;
+    std::function<void()> whenSignalled = nullptr; ///< by SIGUSR1, before the background
     std::optional<double> seconds
         = std::nullopt; ///< limit for opening an input, and for a camera or a permission that has to come
 };

@@ -32,7 +32,8 @@ std::ostream& operator<<(std::ostream& stream, const FlightRecording& recording)
 /// The error is one line that says which line of the text is wrong.
 [[nodiscard]] std::expected<FlightRecording, platform::Error> readFlightRecording(std::istream& text);
 /// The same for a file, with its name.
-[[nodiscard]] std::expected<FlightRecording, platform::Error> readFlightRecording(const std::filesystem::path& file);
+[[nodiscard]] std::expected<FlightRecording, platform::Error> readFlightRecording(
+    const std::filesystem::path& file);
 
 /// The calls of delegates from a time on, each as a line. What a replay cannot repeat is left out: sizes of pictures.
 [[nodiscard]] std::vector<std::string> delegateCalls(

@@ -26,8 +26,8 @@ std::size_t lengthOfCharacter(std::string_view text)
     const auto second = static_cast<std::uint8_t>(text[1]);
     const bool isOverlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
     const bool isOutside = (first == 0xED && second > 0x9F) || (first == 0xF4 && second > 0x8F);
-    const bool continues = std::ranges::all_of(
-        text.substr(1, length - 1), [](char each) { return (static_cast<std::uint8_t>(each) & 0xC0) == 0x80; });
+    const bool continues = std::ranges::all_of(text.substr(1, length - 1),
+        [](char each) { return (static_cast<std::uint8_t>(each) & 0xC0) == 0x80; });
     return continues && !isOverlong && !isOutside ? length : 0;
 }
 
@@ -200,7 +200,8 @@ std::string jsonNumber(double number)
     constexpr double exact = 9007199254740992; // 2^53
     std::array<char, 32> digits{};
     const auto write = [&](auto value) {
-        return std::string(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr);
+        return std::string(
+            digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr);
     };
     if (std::abs(number) < exact && number == std::trunc(number))
         return write(static_cast<std::int64_t>(number));

@@ -172,10 +172,9 @@ struct Host::Parts {
     {
         if (!configuration.recorder)
             return;
-        configuration.recorder->begin({.name = "host",
-            .clock = clock,
-            .dispatch = dispatch,
-            .place = [this] { return engine::currentPlace(dispatch); }});
+        configuration.recorder->begin({.name = "host", .clock = clock, .dispatch = dispatch, .place = [this] {
+                                           return engine::currentPlace(dispatch);
+                                       }});
         recorded.notifications(center, application);
     }
 
@@ -206,8 +205,8 @@ struct Host::Parts {
     engine::Capture capture{recorded.capture(captureConfiguration())};
     engine::Motion motion{dispatch, clock, recorded.motion(makeMotion())};
     Platform platform{dispatch, dispatch, clock, capture, motion, assets, images, location, sounds,
-        recorded.device(device), application, center, tamsel, recorded.reports(reports), recorded.lines(lines),
-        recorded.client()};
+        recorded.device(device), application, center, tamsel, recorded.reports(reports),
+        recorded.lines(lines), recorded.client()};
     const std::shared_ptr<void> events = followEvents();
 };
 

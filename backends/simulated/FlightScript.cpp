@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 namespace {
 
 /// How much earlier or later than the recorded one a step of a device may begin on the phone.
-constexpr auto tolerance = 100ms;
+constexpr auto tolerance = 1s;
 
 bool hasError(const formats::FlightEvent& event, std::size_t code)
 {
@@ -28,7 +28,8 @@ std::optional<Error> errorOf(const formats::FlightEvent& event, std::size_t code
     if (!hasError(event, code))
         return std::nullopt;
     const double number = event.number(code);
-    return Error{.localizedDescription = event.text, .code = std::isnan(number) ? 0 : static_cast<int>(number)};
+    return Error{
+        .localizedDescription = event.text, .code = std::isnan(number) ? 0 : static_cast<int>(number)};
 }
 
 std::size_t index(double number)
@@ -197,20 +198,22 @@ void FlightScript::readDetection(std::size_t number)
 {
     Batch batch{events_[number].nanoseconds(1) - origin_,
         phoneTime(effectOf(number, {Kind::didDetectFace, Kind::didDetectCodes}))};
-    for (std::size_t next = number + 1; next < events_.size() && events_[next].kind != Kind::detection; ++next) {
+    for (std::size_t next = number + 1; next < events_.size() && events_[next].kind != Kind::detection;
+        ++next) {
         const Event& event = events_[next];
         if (event.kind == Kind::face) {
-            batch.objects.push_back(face({{event.number(1), event.number(2)}, {event.number(3), event.number(4)}},
-                static_cast<std::int64_t>(event.number(0))));
+            batch.objects.push_back(
+                face({{event.number(1), event.number(2)}, {event.number(3), event.number(4)}},
+                    static_cast<std::int64_t>(event.number(0))));
         } else if (event.kind == Kind::code) {
             std::vector<CGPoint> corners;
             for (std::size_t corner = 1; corner < 9 && !std::isnan(event.number(corner)); corner += 2)
                 corners.push_back({event.number(corner), event.number(corner + 1)});
             const std::vector<AVMetadataObjectType> types = allMetadataObjectTypes();
             const std::size_t type = index(event.number(0));
-            batch.objects.push_back(std::make_shared<AVMetadataMachineReadableCodeObject>(
-                type < types.size() ? types[type] : "", std::move(corners),
-                event.text.empty() ? std::nullopt : std::optional(event.text)));
+            batch.objects.push_back(
+                std::make_shared<AVMetadataMachineReadableCodeObject>(type < types.size() ? types[type] : "",
+                    std::move(corners), event.text.empty() ? std::nullopt : std::optional(event.text)));
         }
     }
     if (!batch.objects.empty())
@@ -256,7 +259,9 @@ engine::PhotoEncoder& FlightScript::encoder(engine::PhotoEncoder& inner)
 
 std::function<std::optional<Error>(MovieStep, std::size_t, std::size_t)> FlightScript::movieAnswers()
 {
-    return [this](MovieStep step, std::size_t movie, std::size_t /*frames*/) { return answerMovie(step, movie); };
+    return [this](MovieStep step, std::size_t movie, std::size_t /*frames*/) {
+        return answerMovie(step, movie);
+    };
 }
 
 void FlightScript::spendUntil(nanoseconds time)

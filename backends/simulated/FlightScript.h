@@ -38,7 +38,8 @@ public:
     void configure(PhoneConfiguration& configuration);
     [[nodiscard]] engine::PhotoEncoder& encoder(engine::PhotoEncoder& inner);
     /// For `MovieScript::answer`.
-    [[nodiscard]] std::function<std::optional<platform::Error>(MovieStep, std::size_t, std::size_t)> movieAnswers();
+    [[nodiscard]] std::function<std::optional<platform::Error>(MovieStep, std::size_t, std::size_t)>
+    movieAnswers();
     /// Plans all that happens by itself. Called once, with the configured phone, before it runs.
     void plan(Phone& phone, Scheduler& scheduler);
 

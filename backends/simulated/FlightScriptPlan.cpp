@@ -24,8 +24,7 @@ engine::MotionReading<Sample> reading(const formats::FlightEvent& event, Sample 
     if (!std::isnan(event.number(0)))
         made.sample = sample;
     if (!std::isnan(event.number(code)))
-        made.error
-            = Error{.localizedDescription = event.text, .code = static_cast<int>(event.number(code))};
+        made.error = Error{.localizedDescription = event.text, .code = static_cast<int>(event.number(code))};
     return made;
 }
 
@@ -91,9 +90,8 @@ void FlightScript::planFrames(Phone& phone)
         const nanoseconds time = beforeBarrier(begin, effect);
         SimulatedCamera& of = camera(phone, std::prev(sources.upper_bound(begin))->second);
         if (isDelivered)
-            planAt(time, "frame of a camera", [&of, frame = found->second] {
-                of.produceFrame(frame.captured, frame.width, frame.height);
-            });
+            planAt(time, "frame of a camera",
+                [&of, frame = found->second] { of.produceFrame(frame.captured, frame.width, frame.height); });
         else
             planAt(time, "frame of a camera", [&of, cause] { of.dropFrame(cause); });
     }

@@ -85,10 +85,9 @@ struct Phone::Parts {
           application(scheduler.mainQueue(), center)
     {
         if (recorder)
-            recorder->begin({.name = "simulated",
-                .clock = scheduler,
-                .dispatch = scheduler,
-                .place = [this] { return std::string_view(scheduler.currentPlace()); }});
+            recorder->begin({.name = "simulated", .clock = scheduler, .dispatch = scheduler, .place = [this] {
+                                 return std::string_view(scheduler.currentPlace());
+                             }});
         motion->setServices(motionServices);
         int number = 0;
         std::vector<std::shared_ptr<engine::CameraDriver>> drivers;

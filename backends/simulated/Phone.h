@@ -30,7 +30,7 @@
 namespace tamsel::engine {
 class Capture;
 class FlightRecorder;
-}
+} // namespace tamsel::engine
 namespace tamsel::formats {
 struct FlightRecording;
 }

@@ -149,7 +149,8 @@ void ReplayedClient::change(OvriSourceManager& manager, const FlightEvent& event
             static_cast<CGImagePropertyOrientation>(event.number(2)));
         break;
     case Kind::startMotion:
-        manager.startMotionDetection(sourcesOf(event.number(1)), delegateIf(event.is(5)), optionsOf(event, 2));
+        manager.startMotionDetection(
+            sourcesOf(event.number(1)), delegateIf(event.is(5)), optionsOf(event, 2));
         break;
     case Kind::stopMotion:
         manager.stopMotionWorkers();

@@ -48,9 +48,7 @@ std::unexpected<Error> failure(const std::filesystem::path& url, const std::stri
 
 class SimulatedMovies::Writer final : public MovieWriter {
 public:
-    Writer(SimulatedMovies& movies, MovieSettings settings)
-        : movies_(movies),
-          number_(movies.movieCount_++)
+    Writer(SimulatedMovies& movies, MovieSettings settings) : movies_(movies), number_(movies.movieCount_++)
     {
         movie_->settings = std::move(settings);
     }

@@ -80,6 +80,7 @@ if(WITH_HOST)
     extract(docs/using.md 30 "${SCRATCH}/consumer/smallest.cpp")
     extract_pieces(docs/using.md "The rest of this page is one program in pieces" "## Test the screen"
         "${SCRATCH}/consumer/alone/pieces.cpp")
+    extract(docs/recording.md 20 "${SCRATCH}/consumer/alone/recorder.cpp")
     extract(docs/drivers.md 140 "${SCRATCH}/consumer/driver.cpp")
 endif()
 

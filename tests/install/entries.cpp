@@ -9,7 +9,10 @@
 #include <engine/image/renderImage.h>
 #include <engine/motion/LogMotion.h>
 #include <engine/motion/Motion.h>
+#include <engine/record/FlightRecorder.h>
+#include <formats/FlightTrace.h>
 #include <formats/ImageFile.h>
+#include <simulated/ReplayedClient.h>
 #include <simulated/explore.h>
 #include <tamsel/client/CaptureGate.h>
 #include <tamsel/facade/OvriSourceManager.h>

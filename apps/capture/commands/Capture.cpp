@@ -3,6 +3,7 @@
 #include "CaptureFolder.h"
 #include "Environment.h"
 #include "Files.h"
+#include "RecorderFiles.h"
 #include "commands/CaptureCommand.h"
 #include "commands/CaptureOptions.h"
 #include "commands/detection.h"
@@ -67,11 +68,12 @@ ExitStatus capture(const GlobalOptions& global, CaptureOptions& options)
     if (options.folder == "-")
         throw Unusable("capture writes a folder, not standard output");
     // Existing files are checked later, once the folder is locked.
+    const Inputs inputs{global.back, global.front, options.motion.logFile, options.record.microphone};
     for (const std::string& name : CaptureFolder::namesOfFiles())
-        requireNoInput(std::filesystem::path(options.folder) / name,
-            {global.back, global.front, options.motion.logFile, options.record.microphone});
+        requireNoInput(std::filesystem::path(options.folder) / name, inputs);
+    const RecorderFiles files(options.recorder, inputs, global.overwrites);
     options.motion.readLog();
-    const auto environment = makeEnvironment(global,
+    auto environment = makeEnvironment(global,
         {.cameras = true,
             .withoutCamera = WithoutCamera::reportedPattern,
             .waitsForCamera = true,
@@ -79,9 +81,13 @@ ExitStatus capture(const GlobalOptions& global, CaptureOptions& options)
             .motionLog = options.motion.log,
             .location = options.still.location,
             .recording = options.records ? std::optional(options.record) : std::nullopt,
+            .recorder = files.recorder(),
+            .whenSignalled = [&files] { files.writeNow(); },
             .seconds = options.timeout});
     Console console(global.json);
-    return std::make_shared<CaptureCommand>(global, options, *environment, console)->run();
+    const ExitStatus status = std::make_shared<CaptureCommand>(global, options, *environment, console)->run();
+    environment = nullptr; // so that its end is recorded, too
+    return files.finish(console) ? status : std::max(status, ExitStatus::failed);
 }
 
 } // namespace
@@ -139,6 +145,7 @@ void addCapture(Program& program)
     addMicrophone(command, options->record);
     command.add_flag("--faces", options->looksForFaces, "look for faces even when none is required");
     addStillOptions(command, options->still);
+    addRecorder(command, options->recorder);
 }
 
 } // namespace tamsel::capture

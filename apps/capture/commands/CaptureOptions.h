@@ -21,6 +21,7 @@ struct CaptureOptions {
     StillOptions still;
     MotionOptions motion;
     RecordOptions record;
+    RecorderOptions recorder;
 
     [[nodiscard]] bool waitsFor(CaptureCondition::Kind kind) const;
     /// What to detect: codes of all kinds, since the outlines of others help, too.

@@ -1,5 +1,6 @@
 #include "commands/commands.h"
 
+#include "RecorderFiles.h"
 #include "SessionClient.h"
 #include "options/values.h"
 #include "report/FrameReport.h"
@@ -13,6 +14,7 @@
 
 #include <tamsel/platform/RunLoops.h>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <string>
@@ -31,6 +33,7 @@ struct FramesOptions {
     std::optional<double> seconds;
     FramePictures pictures;
     MotionOptions motion;
+    RecorderOptions recorder;
     bool reportsMotion = false;
 };
 
@@ -193,18 +196,25 @@ void addFrames(Program& program)
 {
     const auto options = std::make_shared<FramesOptions>();
     const auto run = [&global = program.global, options] {
-        claimFramePictures(options->pictures, {global.back, global.front, options->motion.logFile}, global);
+        const Inputs inputs{global.back, global.front, options->motion.logFile};
+        claimFramePictures(options->pictures, inputs, global);
+        const RecorderFiles files(options->recorder, inputs, global.overwrites);
         options->reportsMotion = options->motion.logFile.has_value();
         options->motion.readLog();
-        const auto environment = makeEnvironment(global,
+        auto environment = makeEnvironment(global,
             {.cameras = true,
                 .withoutCamera = WithoutCamera::reportedPattern,
                 .waitsForCamera = true,
                 .usesFrontCamera = options->usesFrontCamera,
                 .motionLog = options->motion.log,
+                .recorder = files.recorder(),
+                .whenSignalled = [&files] { files.writeNow(); },
                 .seconds = options->seconds});
         Console console(global.json);
-        return std::make_shared<FramesCommand>(global, *options, *environment, console)->run();
+        const ExitStatus status
+            = std::make_shared<FramesCommand>(global, *options, *environment, console)->run();
+        environment = nullptr; // so that its end is recorded, too
+        return files.finish(console) ? status : std::max(status, ExitStatus::failed);
     };
     CLI::App& command = addCommand(program, "frames",
         "run a camera and count its frames. Ends when it is interrupted or a limit is reached", run);
@@ -212,6 +222,7 @@ void addFrames(Program& program)
     addValue(command, "--count", options->count, "N", "end after N frames", count);
     addValue(command, "--seconds", options->seconds, "S", "end after S seconds", secondsAboveZero);
     addFramePictures(command, options->pictures);
+    addRecorder(command, options->recorder);
     addValue(command, "--motion", options->motion.logFile, "LOG",
         "report motion verdicts, too: of a log, which is replayed beside the frames, or of the sensors of "
         "this machine "

@@ -16,6 +16,7 @@ void addScreen(Program& program);
 void addStill(Program& program);
 void addRecord(Program& program);
 void addRepair(Program& program);
+void addReplay(Program& program);
 void addDetect(Program& program);
 void addMotion(Program& program);
 void addAsset(Program& program);

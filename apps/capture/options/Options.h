@@ -112,4 +112,12 @@ struct RecordOptions {
 
 void addMicrophone(CLI::App& app, RecordOptions& record);
 
+/// What is written of a session for a replay or a viewer.
+struct RecorderOptions {
+    std::optional<std::string> recording;
+    std::optional<std::string> trace;
+};
+
+void addRecorder(CLI::App& app, RecorderOptions& recorder);
+
 } // namespace tamsel::capture

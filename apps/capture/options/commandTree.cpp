@@ -15,7 +15,7 @@ const std::array<HelpSection, 4> helpSections{{
         "written as .png or .jpg."},
     {"Signals", Layout::entries,
         "SIGINT, SIGTERM, SIGHUP: the command ends; a recording is completed\n"
-        "SIGUSR1: the application goes to the background\n"
+        "SIGUSR1: the application goes to the background; before that --recording is written\n"
         "SIGUSR2: it comes back to the foreground"},
     {"Exit status", Layout::entries,
         "0: done\n"

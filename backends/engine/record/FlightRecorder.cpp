@@ -92,8 +92,7 @@ void FlightRecorder::end()
     source_.reset();
 }
 
-void FlightRecorder::addInput(
-    FlightKind kind, std::initializer_list<double> numbers, std::string_view text)
+void FlightRecorder::addInput(FlightKind kind, std::initializer_list<double> numbers, std::string_view text)
 {
     FlightEvent input(kind, {});
     std::ranges::copy(numbers, input.numbers.begin());
@@ -126,7 +125,7 @@ void FlightRecorder::add(FlightKind kind, std::initializer_list<double> numbers,
     text.copy(slot.text.data(), slot.text.size());
     if (isKept(kind))
         keep(slot);
-    for (; text.size() > slot.text.size(); ) {
+    for (; text.size() > slot.text.size();) {
         text.remove_prefix(slot.text.size());
         Slot& more = nextSlot();
         more.continues = true;
@@ -139,8 +138,8 @@ void FlightRecorder::keep(const Slot& slot)
 {
     const auto isOf = [&](const Kept& kept) { return kept.slot.numbers[0] == slot.numbers[0]; };
     if (slot.kind == FlightKind::release) {
-        std::erase_if(kept_,
-            [&](const Kept& kept) { return formats::isClientCall(kept.slot.kind) && isOf(kept); });
+        std::erase_if(
+            kept_, [&](const Kept& kept) { return formats::isClientCall(kept.slot.kind) && isOf(kept); });
         return;
     }
     // Of codes each request adds to those before.
@@ -214,8 +213,8 @@ std::expected<void, Error> FlightRecorder::write(const std::filesystem::path& fi
         return {};
     std::error_code ignored;
     std::filesystem::remove(part, ignored);
-    return std::unexpected(Error{
-        .localizedDescription = file.string() + ": " + problem.message(), .code = problem.value()});
+    return std::unexpected(
+        Error{.localizedDescription = file.string() + ": " + problem.message(), .code = problem.value()});
 }
 
 nanoseconds FlightRecorder::now() const
@@ -235,8 +234,8 @@ void FlightRecorder::noteFailure()
     const MutexLock lock(guard_);
     if (!source_ || !options_.whenFailed)
         return;
-    source_->dispatch.globalQueue()->async(platform::whileAlive(
-        weak_from_this(), [](FlightRecorder& self) { self.options_.whenFailed(self); }));
+    source_->dispatch.globalQueue()->async(
+        platform::whileAlive(weak_from_this(), [](FlightRecorder& self) { self.options_.whenFailed(self); }));
 }
 
 } // namespace tamsel::engine

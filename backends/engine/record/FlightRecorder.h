@@ -23,6 +23,7 @@ namespace tamsel::engine {
 /// clients called. Give it to the configuration of a back end. Thread-safe; a recorded event allocates nothing.
 class FlightRecorder final : public std::enable_shared_from_this<FlightRecorder> {
 public:
+    /// The size of the ring, and what to do at a failure.
     struct Options {
         /// The size of the ring, at least 64: newer events overwrite the oldest ones. An event takes 192 bytes, one with a long
         /// text several times that. A camera of 30 frames a second makes about 250 events a second.
@@ -56,8 +57,7 @@ public:
     /// The source goes: later events are ignored.
     void end();
     /// Describes an input of the back end.
-    void addInput(
-        formats::FlightKind kind, std::initializer_list<double> numbers, std::string_view text);
+    void addInput(formats::FlightKind kind, std::initializer_list<double> numbers, std::string_view text);
     /// Records an event of this moment.
     void add(formats::FlightKind kind, std::initializer_list<double> numbers, std::string_view text = {});
     /// The time of the source's clock.

@@ -38,7 +38,8 @@ public:
     void lose(const Error& reason) override
     {
         if (sink_->isOpen()) {
-            recorder_->add(FlightKind::cameraLost, {static_cast<double>(number_), static_cast<double>(reason.code)},
+            recorder_->add(FlightKind::cameraLost,
+                {static_cast<double>(number_), static_cast<double>(reason.code)},
                 reason.localizedDescription);
             recorder_->noteFailure();
         }
@@ -58,10 +59,12 @@ RecordedCamera::RecordedCamera(
       number_(number)
 {
     const CameraDescription camera = driver_->description();
-    const CGSize size = camera.presentationDimensions.value_or(CGSize{FlightEvent::absent, FlightEvent::absent});
+    const CGSize size
+        = camera.presentationDimensions.value_or(CGSize{FlightEvent::absent, FlightEvent::absent});
     recorder_->addInput(FlightKind::camera,
         {static_cast<double>(number), static_cast<double>(camera.position), static_cast<double>(camera.type),
-            size.width, size.height, static_cast<double>(camera.sensorOrientation), camera.hasTorch ? 1.0 : 0.0},
+            size.width, size.height, static_cast<double>(camera.sensorOrientation),
+            camera.hasTorch ? 1.0 : 0.0},
         camera.name);
 }
 

@@ -25,7 +25,8 @@ private:
 /// Records the steps and the presence of a camera, and why it was lost. Its frames are seen by `RecordedFrames`.
 class RecordedCamera final : public CameraDriver {
 public:
-    RecordedCamera(std::shared_ptr<FlightRecorder> recorder, std::shared_ptr<CameraDriver> driver, int number);
+    RecordedCamera(
+        std::shared_ptr<FlightRecorder> recorder, std::shared_ptr<CameraDriver> driver, int number);
 
     [[nodiscard]] CameraDescription description() const override { return driver_->description(); }
     [[nodiscard]] bool isPresent() const override;
@@ -57,8 +58,7 @@ public:
     [[nodiscard]] std::uint32_t sessionBegins() override { return ++sessions_; }
     void frameProduced(std::uint32_t session, const platform::FrameTiming& timing, std::size_t width,
         std::size_t height) override;
-    void frameVisited(
-        std::uint32_t session, std::uint64_t number, std::chrono::nanoseconds begin) override;
+    void frameVisited(std::uint32_t session, std::uint64_t number, std::chrono::nanoseconds begin) override;
     void frameSettled(std::uint32_t session, std::uint64_t number, platform::FrameLedger::Outcome outcome,
         platform::DropCause cause) override;
     [[nodiscard]] std::chrono::nanoseconds now() const override { return recorder_->now(); }

@@ -91,8 +91,8 @@ void RecordedClient::clientSetsMetadataDetection(
     std::uint64_t bits = 0;
     for (const MetadataObjectType type : types)
         bits |= std::uint64_t{1} << static_cast<unsigned>(MetadataObjectType::Case(type));
-    recorder_->add(Kind::metadataDetection,
-        {numberOf(manager), static_cast<double>(bits), hasDelegate ? 1.0 : 0.0});
+    recorder_->add(
+        Kind::metadataDetection, {numberOf(manager), static_cast<double>(bits), hasDelegate ? 1.0 : 0.0});
 }
 
 void RecordedClient::clientStartsRecording(const OvriSourceManager& manager, const std::filesystem::path& url)
@@ -120,8 +120,8 @@ void RecordedClient::clientCapturesStill(const OvriSourceManager& manager, OvriI
 void RecordedClient::clientProvides(
     const OvriSourceManager& manager, std::size_t bytes, CGImagePropertyOrientation orientation)
 {
-    recorder_->add(Kind::provide,
-        {numberOf(manager), static_cast<double>(bytes), static_cast<double>(orientation)});
+    recorder_->add(
+        Kind::provide, {numberOf(manager), static_cast<double>(bytes), static_cast<double>(orientation)});
 }
 
 void RecordedClient::clientStartsMotionDetection(const OvriSourceManager& manager,

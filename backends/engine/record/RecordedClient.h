@@ -32,7 +32,10 @@ public:
     void clientSetsMetadataDetection(const OvriSourceManager& manager,
         const std::vector<MetadataObjectType>& types, bool hasDelegate) override;
     void clientStartsRecording(const OvriSourceManager& manager, const std::filesystem::path& url) override;
-    void clientStopsRecording(const OvriSourceManager& manager) override { add(Kind::stopRecording, manager); }
+    void clientStopsRecording(const OvriSourceManager& manager) override
+    {
+        add(Kind::stopRecording, manager);
+    }
     void clientCapturesStill(const OvriSourceManager& manager, platform::OvriImageSource source,
         const std::optional<platform::TamselCameraSettings>& settings) override;
     void clientProvides(const OvriSourceManager& manager, std::size_t bytes,
@@ -60,8 +63,8 @@ public:
     void sourceManagerDidDetectStability(OvriSourceManager& manager, bool isStable) override;
     void sourceManagerDidDetectFacingAngle(OvriSourceManager& manager, bool isFacing) override;
     void sourceManagerDidDetect(OvriSourceManager& manager, const OvriMetadataFaceObject& face) override;
-    void sourceManagerDidDetect(OvriSourceManager& manager,
-        const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override;
+    void sourceManagerDidDetect(
+        OvriSourceManager& manager, const std::vector<OvriMetadataMachineReadableCodeObject>& codes) override;
 
 private:
     using Kind = formats::FlightKind;

@@ -56,8 +56,7 @@ CaptureConfiguration RecordedPlatform::capture(CaptureConfiguration configuratio
             = std::make_shared<RecordedDetector>(recorder, std::move(configuration.metadata.detector));
     configuration.authorization = [recorder, ask = std::move(configuration.authorization)](AVMediaType type) {
         const AVAuthorizationStatus status = ask(type);
-        recorder->add(
-            FlightKind::authorization, {static_cast<double>(type), static_cast<double>(status)});
+        recorder->add(FlightKind::authorization, {static_cast<double>(type), static_cast<double>(status)});
         return status;
     };
     configuration.hook = std::make_shared<RecordedHook>(recorder, std::move(configuration.hook));

@@ -83,8 +83,8 @@ std::optional<GyroReading> RecordedMotion::readGyro(nanoseconds time)
         return reading;
     if (const auto& sample = reading->sample) {
         const CMRotationRate& rate = sample->rotationRate;
-        recorder_->add(FlightKind::gyro,
-            {rate.x, rate.y, rate.z, sample->timestamp, codeOf(reading->error)}, textOf(reading->error));
+        recorder_->add(FlightKind::gyro, {rate.x, rate.y, rate.z, sample->timestamp, codeOf(reading->error)},
+            textOf(reading->error));
     } else {
         recorder_->add(FlightKind::gyro, {absent, absent, absent, absent, codeOf(reading->error)},
             textOf(reading->error));
@@ -126,7 +126,8 @@ public:
         const nanoseconds begin = recorder_->now();
         AVMetadataObjects objects = inner_->detect();
         recorder_->add(FlightKind::detection,
-            {static_cast<double>(objects.size()), recorder_->sinceBegin(captureTime_), took(*recorder_, begin)});
+            {static_cast<double>(objects.size()), recorder_->sinceBegin(captureTime_),
+                took(*recorder_, begin)});
         for (const std::shared_ptr<const AVMetadataObject>& object : objects) {
             if (object)
                 recordObject(*recorder_, *object);
@@ -144,7 +145,8 @@ std::unique_ptr<MetadataDetection> RecordedDetector::begin(std::vector<AVMetadat
     return detection ? std::make_unique<Detection>(recorder_, std::move(detection)) : nullptr;
 }
 
-class RecordedMovieWriters::Writer final : public MovieWriter, private Recorded<std::unique_ptr<MovieWriter>> {
+class RecordedMovieWriters::Writer final : public MovieWriter,
+                                           private Recorded<std::unique_ptr<MovieWriter>> {
 public:
     Writer(std::shared_ptr<FlightRecorder> recorder, std::unique_ptr<MovieWriter> writer, int number)
         : Recorded(std::move(recorder), std::move(writer)),
@@ -217,8 +219,8 @@ std::optional<std::vector<std::byte>> RecordedEncoder::encodePhoto(
 {
     const nanoseconds begin = recorder_->now();
     auto file = inner_.encodePhoto(pixels, properties);
-    recorder_->add(FlightKind::still,
-        {file ? static_cast<double>(file->size()) : absent, took(*recorder_, begin)});
+    recorder_->add(
+        FlightKind::still, {file ? static_cast<double>(file->size()) : absent, took(*recorder_, begin)});
     return file;
 }
 

@@ -92,7 +92,8 @@ public:
 };
 
 /// The start and the loss of a microphone.
-class RecordedMicrophone final : public MicrophoneDriver, private Recorded<std::shared_ptr<MicrophoneDriver>> {
+class RecordedMicrophone final : public MicrophoneDriver,
+                                 private Recorded<std::shared_ptr<MicrophoneDriver>> {
 public:
     RecordedMicrophone(std::shared_ptr<FlightRecorder> recorder, std::shared_ptr<MicrophoneDriver> driver);
 

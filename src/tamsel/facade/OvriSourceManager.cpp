@@ -267,8 +267,8 @@ void OvriSourceManager::swapDelegate(
 
 template void OvriSourceManager::swapDelegate(
     std::weak_ptr<OvriMotionSourceDelegate> OvriSourceManager::*, std::weak_ptr<OvriMotionSourceDelegate>);
-template void OvriSourceManager::swapDelegate(
-    std::weak_ptr<OvriMetadataOutputDelegate> OvriSourceManager::*, std::weak_ptr<OvriMetadataOutputDelegate>);
+template void OvriSourceManager::swapDelegate(std::weak_ptr<OvriMetadataOutputDelegate> OvriSourceManager::*,
+    std::weak_ptr<OvriMetadataOutputDelegate>);
 
 std::shared_ptr<OvriSourceToSession> OvriSourceManager::delegate() const
 {

@@ -49,9 +49,8 @@ void OvriSourceManager::deliver(const AVMetadataObjects& objects)
     if (!codes.empty()) {
         // Read again: a delegate that was cleared in the face call receives no codes.
         if (const std::shared_ptr<OvriMetadataOutputDelegate> delegate = metadataDelegate())
-            tell(platform_, *delegate, [&](OvriMetadataOutputDelegate& receiver) {
-                receiver.sourceManagerDidDetect(*this, codes);
-            });
+            tell(platform_, *delegate,
+                [&](OvriMetadataOutputDelegate& receiver) { receiver.sourceManagerDidDetect(*this, codes); });
     }
 }
 

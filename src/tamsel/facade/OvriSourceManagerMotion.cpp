@@ -91,9 +91,8 @@ void OvriSourceManager::replaceWorker(
                             receiver.sourceManagerDidGetSourceError(*self, error);
                         });
             } else if (const std::shared_ptr<OvriMotionSourceDelegate> receiver = self->motionDelegate()) {
-                tell(self->platform_, *receiver, [&](OvriMotionSourceDelegate& each) {
-                    (each.*tellVerdict)(*self, *outcome);
-                });
+                tell(self->platform_, *receiver,
+                    [&](OvriMotionSourceDelegate& each) { (each.*tellVerdict)(*self, *outcome); });
             }
         });
 }

@@ -75,8 +75,9 @@ void OvriSourceManager::Relay::didFail(CameraError error)
 {
     responseQueue_->async(whileAlive(manager_, [error = std::move(error)](OvriSourceManager& manager) {
         if (const std::shared_ptr<OvriSourceToSession> delegate = manager.delegate())
-            tell(manager.platform_, *delegate,
-                [&](OvriSourceToSession& receiver) { receiver.sourceManagerDidGetSourceError(manager, error); });
+            tell(manager.platform_, *delegate, [&](OvriSourceToSession& receiver) {
+                receiver.sourceManagerDidGetSourceError(manager, error);
+            });
     }));
 }
 

@@ -27,10 +27,11 @@ constexpr auto position = platform::AVCaptureDevicePosition::back;
 FlightRecording eventfulSession(std::size_t ringSize, std::size_t sessions = 1)
 {
     const auto recorder = std::make_shared<FlightRecorder>(FlightRecorder::Options{.events = ringSize});
-    Phone phone({.cameras = {{.position = position, .frameInterval = 33ms, .timeToOpen = 50ms, .timeToStart = 120ms}},
-        .microphone = MicrophoneScript{},
-        .detector = {.timeToDetect = 41ms},
-        .recorder = recorder});
+    Phone phone(
+        {.cameras = {{.position = position, .frameInterval = 33ms, .timeToOpen = 50ms, .timeToStart = 120ms}},
+            .microphone = MicrophoneScript{},
+            .detector = {.timeToDetect = 41ms},
+            .recorder = recorder});
     phone.movies().script() = {.framesUntilFull = 20, .timeToEncode = 3ms, .timeToFinish = 70ms};
     const auto delegate = makeDelegate({});
     const auto view = std::make_shared<platform::UIView>();
@@ -46,7 +47,8 @@ FlightRecording eventfulSession(std::size_t ringSize, std::size_t sessions = 1)
         manager->startMotionDetection({SourceType::stability(), SourceType::facingAngle()}, delegate,
             MotionOptions{.stabilityThreshold = 0.2, .angle = 30});
         at(300ms, [&] {
-            phone.detector().show({code(MetadataObjectType::qr, "\"\x01\xff" + std::string(500, 'x')), face()});
+            phone.detector().show(
+                {code(MetadataObjectType::qr, "\"\x01\xff" + std::string(500, 'x')), face()});
         });
         at(400ms, [&] { manager->captureStillImage(platform::OvriImageSource::photo, std::nullopt); });
         at(500ms, [&, session] { manager->startVideoRecording(std::to_string(session) + ".mov"); });
@@ -58,7 +60,9 @@ FlightRecording eventfulSession(std::size_t ringSize, std::size_t sessions = 1)
         at(2250ms, [&] { manager->resumeCamera(); });
         at(2500ms, [&] { phone.camera(position).plugIn(); });
         at(2600ms, [&] { manager->resumeCamera(); });
-        at(3000ms, [&] { manager->captureStillImage(platform::OvriImageSource::video, platform::TamselCameraSettings{}); });
+        at(3000ms, [&] {
+            manager->captureStillImage(platform::OvriImageSource::video, platform::TamselCameraSettings{});
+        });
         at(3300ms, [&] { manager->provide({}, {}, platform::CGImagePropertyOrientation::down); });
         at(3400ms, [&] { manager->stopAllSessions(); });
         phone.advance(4s);
@@ -87,8 +91,9 @@ std::string difference(const std::vector<std::string>& one, const std::vector<st
     const auto [left, right] = std::ranges::mismatch(one, other);
     if (left == one.end() && right == other.end())
         return "";
-    return "call " + std::to_string(left - one.begin()) + ": " + (left == one.end() ? "nothing" : left->substr(0, 60))
-        + " / " + (right == other.end() ? "nothing" : right->substr(0, 60));
+    return "call " + std::to_string(left - one.begin()) + ": "
+        + (left == one.end() ? "nothing" : left->substr(0, 60)) + " / "
+        + (right == other.end() ? "nothing" : right->substr(0, 60));
 }
 
 /// Takes one still of the first code, and wrongly asks again when the person returns.
@@ -100,7 +105,10 @@ struct HastyScreen : OvriSourceToSession, OvriMetadataOutputDelegate {
         if (!isAsked)
             ask(manager);
     }
-    void sourceManagerDidGetSample(OvriSourceManager&, const std::shared_ptr<CaptureSampleUpdate>&) override { ++stills; }
+    void sourceManagerDidGetSample(OvriSourceManager&, const std::shared_ptr<CaptureSampleUpdate>&) override
+    {
+        ++stills;
+    }
     void sourceManagerCameraDidResume(OvriSourceManager& manager) override
     {
         if (isAsked && stills == 0)
@@ -148,9 +156,9 @@ TEST(FlightRecorder, RecordsWhatAReplayDoesAgain)
     const FlightRecording recorded = eventfulSession(1 << 16);
     EXPECT_EQ(recorded.overwritten, 0U);
     const std::vector<std::string> calls = delegateCalls(recorded);
-    for (const char* call : {"didGetFrame 0", "didGetSample 1", "didGetSample 0", "didGetSample 2", "didGetVideo 0.mov",
-             "didGetError videoFrameError", "didSuspend", "didResume", "didDetectStability 1",
-             "didDetectFacingAngle 1", "didDetectFace 1"})
+    for (const char* call : {"didGetFrame 0", "didGetSample 1", "didGetSample 0", "didGetSample 2",
+             "didGetVideo 0.mov", "didGetError videoFrameError", "didSuspend", "didResume",
+             "didDetectStability 1", "didDetectFacingAngle 1", "didDetectFace 1"})
         EXPECT_NE(std::ranges::find(calls, call), calls.end()) << call;
     const FlightRecording again = read(textOf(recorded));
     EXPECT_EQ(textOf(again), textOf(recorded));
@@ -170,16 +178,37 @@ TEST(FlightRecorder, OverwritesAndReplaysTheLastStart)
 
 TEST(FlightRecorder, RefusesWhatIsNoRecording)
 {
-    const std::string header = R"({"tamselRecording":1,"ringSize":64,"overwritten":0})" "\n";
-    for (const auto& [text, problem] : std::vector<std::pair<std::string, std::string>>{
-             {"", "empty"}, {"P6 640", "line 1"}, {"{\"version\":1}\n", "header"},
-             {R"({"tamselRecording":2,"ringSize":64,"overwritten":0})" "\n", "version 2"},
-             {header + "{\"t\":5,\"do\":\"pause\"", "cut off"}, {header + "{\"t\":5,\"do\":\"fly\"}\n", "line 2: 'fly'"},
-             {header + R"({"t":5,"do":"pause","bytes":1})" "\n", "'bytes'"},
-             {header + R"({"t":5,"do":"pause","manager":[1]})" "\n", "'manager'"},
-             {header + R"({"t":5,"do":"pause"} {})" "\n", "behind"},
-             {header + R"({"t":5,"t":6,"do":"pause"})" "\n", "twice"},
-             {header + R"({"t":5,"do":"pause"})" "\n" R"({"t":4,"do":"pause"})" "\n", "line 3: it is earlier"}}) {
+    const std::string header = R"({"tamselRecording":1,"ringSize":64,"overwritten":0})"
+                               "\n";
+    for (const auto& [text, problem] : std::vector<std::pair<std::string, std::string>>{{"", "empty"},
+             {"P6 640", "line 1"}, {"{\"version\":1}\n", "header"},
+             {R"({"tamselRecording":2,"ringSize":64,"overwritten":0})"
+              "\n",
+                 "version 2"},
+             {header + "{\"t\":5,\"do\":\"pause\"", "cut off"},
+             {header + "{\"t\":5,\"do\":\"fly\"}\n", "line 2: 'fly'"},
+             {header
+                     + R"({"t":5,"do":"pause","bytes":1})"
+                       "\n",
+                 "'bytes'"},
+             {header
+                     + R"({"t":5,"do":"pause","manager":[1]})"
+                       "\n",
+                 "'manager'"},
+             {header
+                     + R"({"t":5,"do":"pause"} {})"
+                       "\n",
+                 "behind"},
+             {header
+                     + R"({"t":5,"t":6,"do":"pause"})"
+                       "\n",
+                 "twice"},
+             {header
+                     + R"({"t":5,"do":"pause"})"
+                       "\n"
+                       R"({"t":4,"do":"pause"})"
+                       "\n",
+                 "line 3: it is earlier"}}) {
         std::istringstream stream(text);
         const auto recording = formats::readFlightRecording(stream);
         ASSERT_FALSE(recording) << text;
