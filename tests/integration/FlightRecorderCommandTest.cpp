@@ -102,8 +102,8 @@ TEST(FlightRecorder, IsAnOptionAndACommand)
 {
     const ScratchFolder folder;
     const std::string file = folder.file("session.jsonl");
-    const Outcome outcome = outcomeOf("--back test:480p frames --count 20 --recording " + file + " --trace "
-        + folder.file("trace.json") + " && rm -f " + folder.file("early.jsonl"));
+    const Outcome outcome = outcomeOf(
+        "--back test:480p frames --count 20 --recording " + file + " --trace " + folder.file("trace.json"));
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     const json trace = json::parse(readFile(folder.file("trace.json")));
     expectValidTrace(trace);
@@ -127,10 +127,11 @@ TEST(FlightRecorder, IsAnOptionAndACommand)
     EXPECT_EQ(linesIn(replayed.errors).size(), 1U) << replayed.errors;
 
     const std::string early = folder.file("early.jsonl");
-    const Outcome signalled = runCommand(captureProgram() + " --back test:480p frames --recording " + early
-        + " & pid=$!; until test -s " + early
-        + " || ! kill -USR1 $pid; do sleep 0.1; done; grep -c tamselRecording " + early
-        + "; kill $pid; wait $pid");
+    const std::string frames = folder.file("frames");
+    const CommandResult signalled = runCommand(captureProgram()
+        + " --json --back test:480p frames --recording " + early + " > " + frames
+        + " & pid=$!; until test -s " + frames + "; do sleep 0.1; done; kill -USR1 $pid; " + "until test -s "
+        + early + "; do sleep 0.1; done; grep -c tamselRecording " + early + "; kill $pid; wait $pid");
     EXPECT_EQ(linesIn(signalled.output).at(0), "1") << signalled.output;
 }
 
