@@ -84,6 +84,37 @@ TEST(AssetSession, StaysInSilenceWithoutAReadableRecording)
     EXPECT_EQ(screen.phone.journal().texts("report"), Texts{});
 }
 
+TEST(AssetSession, EndsAReadThatFailsAsAtTheEnd)
+{
+    for (const auto& [script, frames] :
+        {std::pair(AssetScript{.canStart = false}, 0), {{.frames = 10, .failsAt = 2}, 2}}) {
+        CaptureScreen screen;
+        ASSERT_TRUE(screen.start(recording(script)).has_value());
+        const auto processor = screen.manager->assetProcessor();
+        screen.phone.advance((frames + 1) * 100ms - 1ms);
+        EXPECT_NE(processor->assetReaderTimer(), nullptr);
+        screen.phone.advance(1ms);
+        EXPECT_EQ(processor->assetReaderTimer(), nullptr);
+        EXPECT_EQ(screen.manager->assetProcessor(), nullptr);
+        EXPECT_EQ(screen.client->calls, Texts(static_cast<std::size_t>(frames), "frame"));
+        ASSERT_TRUE(screen.start(recording({.frames = 9})).has_value());
+        screen.phone.advance(500ms);
+        EXPECT_NE(screen.manager->assetProcessor(), nullptr) << "nobody ends it but its own timer";
+    }
+}
+
+TEST(AssetSession, TicksOnTheRunLoopOfTheThreadThatStartsIt)
+{
+    CaptureScreen screen;
+    screen.phone.makeQueue("client")->async([&] { (void)screen.start(recording({.frames = 3})); });
+    screen.phone.advance(5s);
+    EXPECT_EQ(screen.client->calls, Texts{}) << "a thread of queues has items to run, and no loop";
+    EXPECT_TRUE(screen.phone.isIdle());
+    screen.phone.asThread("player", [&] { (void)screen.start(recording({.frames = 3})); });
+    screen.phone.advance(5s);
+    EXPECT_EQ(screen.client->calls, Texts(3, "frame"));
+}
+
 TEST(AssetSession, StandsBesideACameraAndIsNotStoppedWithIt)
 {
     CaptureScreen screen;
