@@ -44,6 +44,19 @@ struct CaptureScreen {
         phone.run();
     }
 
+    /// Starts a camera session of 30 frames a second, of which the client keeps none. What has come by then is forgotten.
+    void startCamera(const SourceType& type)
+    {
+        for (simulated::SimulatedCamera* camera : {&back(), &front()})
+            camera->script().frameInterval = std::chrono::nanoseconds(1s) / 30;
+        client->onFrame = [this] { client->frames.clear(); };
+        EXPECT_TRUE(start(type).has_value());
+        phone.advance(100ms);
+        EXPECT_FALSE(client->calls.empty());
+        phone.journal().clear();
+        client->calls.clear();
+    }
+
     simulated::SimulatedCamera& back() { return phone.camera(platform::AVCaptureDevicePosition::back); }
     simulated::SimulatedCamera& front() { return phone.camera(platform::AVCaptureDevicePosition::front); }
 

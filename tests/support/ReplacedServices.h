@@ -3,8 +3,6 @@
 #include <tamsel/platform/Clock.h>
 #include <tamsel/platform/Platform.h>
 #include <tamsel/platform/RunLoop.h>
-#include <tamsel/platform/core/ReportSink.h>
-#include <tamsel/platform/core/Reports.h>
 
 #include <type_traits>
 #include <vector>
@@ -28,13 +26,6 @@ public:
     double now = 0;
     mutable std::vector<double> planned;
     mutable int reads = 0;
-};
-
-class KeptReports final : public platform::ReportSink {
-public:
-    void report(const platform::TamselError& error) override { errors.push_back(error); }
-
-    std::vector<platform::TamselError> errors;
 };
 
 /// The same platform with one service replaced.

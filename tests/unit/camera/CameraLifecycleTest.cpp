@@ -2,7 +2,6 @@
 
 #include <tamsel/camera/IosCamera.h>
 #include <tamsel/camera/VideoFrameHandler.h>
-#include <tamsel/metadata/MetadataOutputHandler.h>
 
 #include <gtest/gtest.h>
 
@@ -124,16 +123,6 @@ TEST(CameraLifecycle, StopsBetweenPauseAndResume)
     EXPECT_TRUE(lone.camera->isActive());
 }
 
-TEST(CameraLifecycle, DoesNotResumeBeforeItWasSetUp)
-{
-    LoneCamera lone;
-    lone.camera->setIsActive(false);
-    lone.camera->resume();
-    lone.phone.run();
-    EXPECT_FALSE(lone.camera->isActive());
-    EXPECT_EQ(lone.phone.journal().texts(), Texts{});
-}
-
 TEST(CameraLifecycle, StaysAliveUntilAResumeHasEnded)
 {
     LoneCamera lone;
@@ -191,18 +180,6 @@ TEST(CameraLifecycle, DetectsOnlyWhatIsAskedForAndOffered)
     EXPECT_EQ(refused.phone.journal().texts("setMetadata"), Texts{});
     EXPECT_TRUE(refused.back().isStarted());
     EXPECT_EQ(refused.delegate->calls, Texts{});
-}
-
-TEST(CameraLifecycle, PassesMetadataWhileBothItsDelegateAndItsCameraAreThere)
-{
-    LoneCamera lone;
-    MetadataOutputHandler handler(lone.delegate, lone.camera);
-    const AVMetadataObjects batch{std::make_shared<AVMetadataFaceObject>(CGRect{}, 1)};
-    handler.captureOutputDidOutputMetadataObjects(batch);
-    EXPECT_EQ(lone.delegate->calls, Texts{"metadata 1"});
-    lone.camera.reset();
-    handler.captureOutputDidOutputMetadataObjects(batch);
-    EXPECT_EQ(lone.delegate->calls, Texts{"metadata 1"});
 }
 
 TEST(CameraLifecycle, FailsForAPositionThatNoDeviceHas)

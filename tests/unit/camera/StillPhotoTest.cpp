@@ -21,14 +21,7 @@ struct StillScreen : CaptureScreen {
         const SourceType& type = SourceType::cameraBack(false))
         : CaptureScreen(std::move(configuration))
     {
-        for (simulated::SimulatedCamera* camera : {&back(), &front()})
-            camera->script().frameInterval = std::chrono::nanoseconds(1s) / 30;
-        client->onFrame = [this] { client->frames.clear(); }; // otherwise it soon holds all buffers
-        EXPECT_TRUE(start(type).has_value());
-        phone.advance(100ms);
-        EXPECT_FALSE(client->calls.empty());
-        phone.journal().clear();
-        client->calls.clear();
+        startCamera(type);
     }
 
     void still(OvriImageSource source = OvriImageSource::photo, const TamselCameraSettings& settings = {})
@@ -49,6 +42,14 @@ struct StillScreen : CaptureScreen {
         std::ranges::copy_if(client->calls, std::back_inserter(kept),
             [](const std::string& call) { return call == "sample" || call.starts_with("error capture"); });
         return kept;
+    }
+
+    [[nodiscard]] std::shared_ptr<CGImage> pixels(const CaptureSampleUpdate& sample)
+    {
+        const auto image = makeImage(sample, phone.platform());
+        return std::get<std::shared_ptr<const EncodedImage>>(image.value().ciImage().source())
+            ->decode()
+            .value();
     }
 
     [[nodiscard]] PropertyDictionary properties(std::size_t sample = 0) const
@@ -100,24 +101,12 @@ TEST(StillPhoto, IsTheNextFrameWithTheLibrarysMetadata)
 
 TEST(StillPhoto, CarriesItsWayUpAsATagFromThePreview)
 {
-    const std::vector<std::pair<AVCaptureVideoOrientation, std::int64_t>> cases{
-        {AVCaptureVideoOrientation::portrait, 1},
-        {AVCaptureVideoOrientation::landscapeRight, 8},
-        {AVCaptureVideoOrientation::portraitUpsideDown, 3},
-        {AVCaptureVideoOrientation::landscapeLeft, 6},
-    };
-    StillScreen screen;
-    for (const auto& [orientation, tag] : cases) {
-        screen.previewLayer()->connection()->setVideoOrientation(orientation);
-        screen.still();
-    }
-    screen.phone.advance(1s);
-    ASSERT_EQ(screen.client->samples.size(), cases.size());
-    for (std::size_t number = 0; number < cases.size(); ++number) {
-        EXPECT_EQ(*screen.properties(number).find("Orientation"), PropertyValue(cases.at(number).second));
-        // The stored pixels are not turned.
-        EXPECT_EQ(*screen.properties(number).find("PixelWidth"), PropertyValue(64));
-    }
+    StillScreen screen; // whose interface is in portrait
+    screen.previewLayer()->connection()->setVideoOrientation(AVCaptureVideoOrientation::landscapeLeft);
+    screen.take();
+    ASSERT_EQ(screen.results(), Texts{"sample"});
+    EXPECT_EQ(*screen.properties().find("Orientation"), PropertyValue(6));
+    EXPECT_EQ(*screen.properties().find("PixelWidth"), PropertyValue(64)) << "as they are stored";
 }
 
 TEST(StillPhoto, IsOfTheCameraThatRunsWithItsFlashAndTorch)
@@ -228,33 +217,24 @@ TEST(StillPhoto, FailsAtOnceWithoutAPreview)
 
 TEST(StillPhoto, ThatFailsLeavesLinesAndOneError)
 {
-    const Texts failure{"report flow error: Capture image failed (AVCaptureSession)"};
     StillScreen screen;
+    const auto linesOfAStill = [&] {
+        screen.phone.journal().clear();
+        screen.still();
+        screen.phone.advance(10s);
+        EXPECT_EQ(screen.phone.journal().texts("report"),
+            Texts{"report flow error: Capture image failed (AVCaptureSession)"});
+        return screen.phone.journal().texts("line");
+    };
+    const std::string noData = R"(line "No photo data resource")";
     screen.phone.refuse(engine::CaptureCall::capturePhoto);
-    screen.still();
-    screen.phone.advance(10s);
-    EXPECT_EQ(screen.phone.journal().texts("line"),
-        (Texts{R"(line "error in capturing: the camera refused the still")",
-            R"(line "No photo data resource")"}));
-    EXPECT_EQ(screen.phone.journal().texts("report"), failure);
-    EXPECT_EQ(screen.results(), Texts{"error captureImageFailed"});
-    screen.phone.journal().clear();
-
+    EXPECT_EQ(linesOfAStill(), (Texts{R"(line "error in capturing: the camera refused the still")", noData}));
     screen.phone.refuse(engine::CaptureCall::processPhoto);
-    screen.still();
-    screen.phone.advance(10s);
-    EXPECT_EQ(screen.phone.journal().texts("line"),
-        (Texts{R"(line "error in capturing: the still cannot be processed")",
-            R"(line "No photo data resource")"}));
-    EXPECT_EQ(screen.phone.journal().texts("report"), failure);
-    screen.phone.journal().clear();
-
+    EXPECT_EQ(
+        linesOfAStill(), (Texts{R"(line "error in capturing: the still cannot be processed")", noData}));
     screen.phone.images().setEncodes(false);
-    screen.still();
-    screen.phone.advance(10s);
-    EXPECT_EQ(screen.phone.journal().texts("line"), Texts{R"(line "No photo data resource")"});
-    EXPECT_EQ(screen.phone.journal().texts("report"), failure);
-    EXPECT_EQ(screen.results().size(), 3U);
+    EXPECT_EQ(linesOfAStill(), Texts{noData});
+    EXPECT_EQ(screen.results(), Texts(3, "error captureImageFailed"));
 
     // And the next one succeeds.
     screen.phone.images().setEncodes(true);
@@ -276,12 +256,9 @@ TEST(StillPhoto, WithoutFramesFailsInTimeAndWhatStopsTheSessionFailsIt)
     screen.phone.advance(2s);
     EXPECT_EQ(screen.results().size(), 2U);
 
-    const std::vector<std::function<void()>> ends{
-        [&] { screen.manager->pauseCamera(); },
-        [&] { screen.phone.enterBackground(); },
-        [&] { screen.back().unplug(); },
-    };
-    for (const std::function<void()>& end : ends) {
+    for (const std::function<void()>& end : {std::function<void()>([&] { screen.manager->pauseCamera(); }),
+             std::function<void()>([&] { screen.phone.enterBackground(); }),
+             std::function<void()>([&] { screen.back().unplug(); })}) {
         screen.client->calls.clear();
         screen.still();
         screen.phone.run();
@@ -327,24 +304,9 @@ TEST(StillPhoto, IsNotWhatAClientDrawsIntoItsFrame)
     screen.still();
     screen.phone.advance(200ms);
     ASSERT_EQ(screen.results(), Texts{"sample"});
-    const auto image = makeImage(*screen.client->samples.front(), screen.phone.platform());
-    ASSERT_TRUE(image.has_value());
-    const auto pixels = std::get<std::shared_ptr<const EncodedImage>>(image->ciImage().source())->decode();
-    ASSERT_TRUE(pixels.has_value());
-    EXPECT_EQ((*pixels)->pixel(5, 3)[0], std::byte{5});
-    EXPECT_EQ((*pixels)->pixel(5, 3)[1], std::byte{3});
-}
-
-TEST(StillPhoto, ComesToAClientThatKeepsAllFrames)
-{
-    StillScreen screen;
-    screen.client->onFrame = {};
-    screen.phone.advance(2s);
-    ASSERT_EQ(screen.client->frames.size(), 10U);
-    screen.take();
-    EXPECT_EQ(screen.results(), Texts{"sample"});
-    const FrameCounts counts = screen.manager->frameCounts();
-    EXPECT_EQ(counts.dropped(), counts.droppedBy[static_cast<std::size_t>(DropCause::noBuffer)]);
+    const auto pixels = screen.pixels(*screen.client->samples.front());
+    EXPECT_EQ(pixels->pixel(5, 3)[0], std::byte{5});
+    EXPECT_EQ(pixels->pixel(5, 3)[1], std::byte{3});
 }
 
 TEST(StillPhoto, ThatWouldBeFinishedTooLateIsNotBegun)
@@ -354,8 +316,8 @@ TEST(StillPhoto, ThatWouldBeFinishedTooLateIsNotBegun)
     for (int number = 0; number < 4; ++number)
         screen.still();
     screen.phone.advance(5s);
-    const Texts failure{"error captureImageFailed"};
-    EXPECT_EQ(screen.results(), (Texts{"sample", "sample", failure.front(), failure.front()}));
+    EXPECT_EQ(screen.results(),
+        (Texts{"sample", "sample", "error captureImageFailed", "error captureImageFailed"}));
 
     // A single slow one is forgotten.
     screen.phone.delay(engine::CaptureCall::processPhoto, 20s);
@@ -378,14 +340,26 @@ TEST(StillPhoto, TakesItsFrameOnlyWhenFewAreBeingFinished)
     screen.phone.advance(5s);
     ASSERT_EQ(screen.client->samples.size(), 3U);
     std::vector<int> frames; // a frame's number is in its red
-    for (const auto& sample : screen.client->samples) {
-        const auto image = makeImage(*sample, screen.phone.platform());
-        const auto pixels
-            = std::get<std::shared_ptr<const EncodedImage>>(image->ciImage().source())->decode();
-        frames.push_back(std::to_integer<int>((*pixels)->pixel(0, 0)[2]));
-    }
+    for (const auto& sample : screen.client->samples)
+        frames.push_back(std::to_integer<int>(screen.pixels(*sample)->pixel(0, 0)[2]));
     EXPECT_EQ(frames[1], frames[0] + 1);
     EXPECT_GE(frames[2], frames[0] + 28) << "a second later";
+}
+
+TEST(StillPhoto, AskedForBeforeAStopEndsOnce)
+{
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        StillScreen screen({.seed = seed});
+        screen.take(); // has ended by then
+        screen.still();
+        screen.still();
+        bool hasStopped = false;
+        screen.manager->stopCameraSession();
+        screen.manager->whenCameraStopped([&hasStopped] { hasStopped = true; });
+        screen.phone.advance(10s);
+        EXPECT_TRUE(hasStopped);
+        EXPECT_EQ(screen.results().size(), 3U) << "seed " << seed;
+    }
 }
 
 TEST(StillPhoto, EndsInSilenceWithItsCameraOrDelegate)

@@ -110,16 +110,6 @@ TEST(Preview, AndTheClientDoNotTakeEachOthersBuffers)
     EXPECT_EQ(screen.client->frames.size(), 4U) << "while the screen shows an old picture";
 }
 
-TEST(Preview, ContinuesWhileFramesAreGated)
-{
-    PreviewScreen screen;
-    screen.startAndRun();
-    screen.frame();
-    screen.client.reset(); // nobody takes live frames any more
-    screen.frame();
-    EXPECT_EQ(screen.newest(), 1);
-}
-
 TEST(Preview, FollowsTheSessionsOfItsView)
 {
     PreviewScreen screen;

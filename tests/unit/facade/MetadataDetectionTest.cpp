@@ -160,14 +160,4 @@ TEST(MetadataDetection, LooksTheDelegateUpBeforeEachCall)
     EXPECT_EQ(screen.calls(), Texts{});
 }
 
-TEST(MetadataDetection, LooksAtNothingWhereThePhoneCannotDetect)
-{
-    DetectingScreen blind({.detector = {.detectableTypes = {}}});
-    blind.phone.detector().show({face(1), code(qr, "text")});
-    blind.startAndRun();
-    blind.frame();
-    EXPECT_EQ(blind.client->calls, Texts{"frame"});
-    EXPECT_TRUE(blind.phone.detector().framesExamined().empty());
-}
-
 } // namespace tamsel::tests

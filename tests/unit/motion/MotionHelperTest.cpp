@@ -190,18 +190,6 @@ TEST(MotionHelper, ReportsTheErrorsOfTheGyroscopeAndPassesOnAllErrors)
     EXPECT_EQ(bench.takeOutcomes(), Texts{}) << "a sample that came with an error counts";
 }
 
-TEST(MotionHelper, DropsSamplesThatComeAfterAStop)
-{
-    HelperBench bench;
-    bench.silence();
-    const UUID stability = bench.addStability();
-    bench.phone.run();
-    bench.helper->unregisterWorker(stability);
-    bench.calls();
-    bench.phone.motion().produce(engine::GyroReading{.error = broken});
-    EXPECT_EQ(bench.calls(), Texts{}) << "not even reported";
-}
-
 TEST(MotionHelper, EndsItsStreamsWhenItIsReleasedAndKeepsNothing)
 {
     for (std::uint64_t seed = 1; seed <= 50; ++seed) {

@@ -1,12 +1,9 @@
 #include "support/CaptureScreen.h"
 #include "support/PictureFiles.h"
-#include "support/ReplacedServices.h"
 
 #include <tamsel/photo/OvriLocationMetadataDelegate.h>
 #include <tamsel/photo/makeImage.h>
 #include <tamsel/platform/ImageServices.h>
-
-#include <engine/image/renderImage.h>
 
 #include <gtest/gtest.h>
 
@@ -199,29 +196,6 @@ TEST(AlbumImage, ComesBackStampedWithTheGivenOrientation)
     const auto image = makeImage(sample, screen.phone.platform());
     ASSERT_TRUE(image.has_value());
     EXPECT_EQ(image->ciImage().extent().size, (CGSize{3, 2}));
-}
-
-TEST(AlbumImage, ShowsItsPictureTheWayUpThatItsPropertiesSay)
-{
-    CaptureScreen screen;
-    screen.manager->setDelegate(screen.client);
-    const auto stored = std::make_shared<CVPixelBuffer>(3, 2);
-    stored->baseAddress()[0] = std::byte{200};
-    const auto picture = screen.phone.images().pngRepresentation(UIImage(stored));
-    ASSERT_TRUE(picture.has_value());
-    // Where the first stored pixel is shown, by Exif's numbers.
-    const std::vector<std::pair<int, std::array<std::size_t, 2>>> corners{
-        {2, {2, 0}}, {3, {2, 1}}, {5, {0, 0}}, {6, {1, 0}}, {7, {1, 2}}, {8, {0, 2}}};
-    for (const auto& [orientation, corner] : corners) {
-        screen.manager->provide(*picture, {{"Orientation", orientation}}, CGImagePropertyOrientation::up);
-        screen.phone.run();
-        const auto image = makeImage(*screen.client->samples.back(), screen.phone.platform());
-        ASSERT_TRUE(image.has_value());
-        EXPECT_EQ(image->ciImage().extent().size, (orientation < 5 ? CGSize{3, 2} : CGSize{2, 3}));
-        const auto shown = engine::renderImage(image->ciImage());
-        ASSERT_TRUE(shown.has_value());
-        EXPECT_EQ((*shown)->pixel(corner[0], corner[1])[0], std::byte{200}) << orientation;
-    }
 }
 
 TEST(AlbumImage, ThatIsNoneComesBackAsItIs)
