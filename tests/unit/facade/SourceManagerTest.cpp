@@ -1,7 +1,5 @@
 #include "support/CaptureScreen.h"
 
-#include <tamsel/camera/IosCamera.h>
-
 #include <gtest/gtest.h>
 
 namespace tamsel::tests {
@@ -73,28 +71,6 @@ TEST(SourceManager, ShowsThePreviewInTheViewOnTheMainQueue)
     screen.phone.run();
 }
 
-TEST(SourceManager, AddsOnePreviewLayerForACameraWhoseLayerStillStands)
-{
-    CaptureScreen screen;
-    const auto camera = IosCamera::create(
-        {CameraConfiguration::Position::back, CameraConfiguration::SessionPreset::photo, false},
-        screen.phone.platform());
-    const auto layer = std::make_shared<CALayer>();
-    camera->setPreferredVideoGravity(AVLayerVideoGravity::resizeAspectFill);
-    camera->addPreviewLayer(layer);
-    camera->addPreviewLayer(layer);
-    ASSERT_EQ(layer->sublayers().size(), 1U);
-    EXPECT_EQ(
-        std::dynamic_pointer_cast<AVCaptureVideoPreviewLayer>(layer->sublayers().front())->videoGravity(),
-        AVLayerVideoGravity::resizeAspectFill);
-    const auto other = std::make_shared<CALayer>();
-    camera->addPreviewLayer(other); // nothing in this one yet
-    EXPECT_EQ(other->sublayers().size(), 1U);
-    layer->removeSublayer(layer->sublayers().front());
-    camera->addPreviewLayer(layer);
-    EXPECT_EQ(layer->sublayers().size(), 1U);
-}
-
 TEST(SourceManager, StopsTearsDownAndDropsTheCamera)
 {
     for (const bool all : {false, true}) {
@@ -118,37 +94,43 @@ TEST(SourceManager, StopsTearsDownAndDropsTheCamera)
     }
 }
 
-TEST(SourceManager, KeepsACameraThatWasNotRunningWhenItWasStopped)
+TEST(SourceManager, LosesNoCameraThatIsStartedOnceTheLastOneHasStopped)
 {
-    CaptureScreen screen;
-    screen.startAndRun();
-    screen.manager->pauseCamera();
-    screen.phone.run();
-    screen.manager->stopCameraSession();
-    screen.phone.run();
-    EXPECT_EQ(screen.phone.journal().texts("remove"), Texts{});
-    screen.manager->resumeCamera();
-    screen.phone.run();
-    EXPECT_TRUE(screen.back().isStarted());
+    for (std::uint64_t seed = 1; seed <= 10; ++seed) {
+        CaptureScreen screen({.seed = seed});
+        for (auto* camera : {&screen.back(), &screen.front()})
+            camera->script().timeToStop = 5ms;
+        int told = 0;
+        for (int round = 0; round < 4; ++round) {
+            const bool isFront = round % 2 != 0;
+            // In the first round none is held, in each of the others one runs.
+            screen.manager->stopCameraSession();
+            screen.manager->whenCameraStopped([&] {
+                EXPECT_TRUE(screen.responseQueue->isCurrent());
+                EXPECT_FALSE(screen.manager->canCaptureStillImage()) << "none is held";
+                (void)screen.start(isFront ? SourceType::cameraFront(false) : SourceType::cameraBack(false));
+                ++told;
+            });
+            screen.phone.advance(1s);
+            ASSERT_EQ(told, round + 1);
+            ASSERT_TRUE((isFront ? screen.front() : screen.back()).isStarted()) << "round " << round;
+        }
+    }
 }
 
-TEST(SourceManager, TakesTheDeviceOverWhenASecondCameraStarts)
+TEST(SourceManager, KeepsACameraThatIsStoppedBeforeItRuns)
 {
-    for (const bool isRunning : {true, false}) {
-        CaptureScreen screen;
-        screen.back().script().timeToStart = isRunning ? 0ms : 100ms;
-        screen.startAndRun();
-        screen.phone.advance(isRunning ? 1ms : 50ms); // or in the middle of its start
-        screen.phone.journal().clear();
-        screen.startAndRun();
-        screen.phone.advance(1s);
-        EXPECT_EQ(screen.phone.journal().texts("stopRunning"), Texts{})
-            << "the first is released, not stopped";
-        screen.frame();
-        screen.frame();
-        EXPECT_EQ(screen.client->calls, (Texts{"frame", "frame"}));
-        EXPECT_EQ(screen.manager->frameCounts().produced, 2U) << "counted by the second session alone";
-    }
+    CaptureScreen screen;
+    int told = 0;
+    ASSERT_TRUE(screen.start().has_value());
+    screen.manager->stopCameraSession();
+    screen.manager->whenCameraStopped([&told] { ++told; });
+    screen.phone.run();
+    EXPECT_TRUE(screen.back().isStarted());
+    EXPECT_EQ(told, 0);
+    screen.manager->stopCameraSession();
+    screen.phone.run();
+    EXPECT_EQ(told, 1);
 }
 
 TEST(SourceManager, TellsTheClientOfTheBackgroundAfterTheSessionHasStopped)

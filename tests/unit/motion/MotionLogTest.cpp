@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <numbers>
 #include <sstream>
 
@@ -215,6 +216,16 @@ TEST(MotionStream, CountsItsTicksFromTheStartAndANewPaceFromTheLatestTick)
     listener.manager->setGyroUpdateInterval(1e-9);
     listener.phone.advance(1ms);
     EXPECT_EQ(listener.heard.size(), 11U) << "no faster than every tenth of a millisecond";
+    for (const double odd : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+        listener.heard.clear();
+        listener.manager->setGyroUpdateInterval(odd);
+        listener.phone.advance(1ms);
+        EXPECT_EQ(listener.heard.size(), 10U) << "as fast as the device can";
+    }
+    listener.manager->setGyroUpdateInterval(std::numeric_limits<double>::infinity());
+    listener.heard.clear();
+    listener.phone.advance(1h);
+    EXPECT_TRUE(listener.heard.empty());
 }
 
 namespace {
