@@ -1,33 +1,62 @@
-#pragma once
-
-#include <tamsel/platform/Dispatch.h>
-#include <tamsel/platform/RunLoop.h>
+#include <engine/dispatch/ThreadedDispatch.h>
+#include <simulated/RandomChooser.h>
+#include <simulated/Scheduler.h>
+#include <unit/engine/DispatchSupport.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 namespace tamsel::tests {
 
-/// What every `platform::Dispatch` and `platform::RunLoops` must keep. Instantiated with a harness of the back end:
-///
-///     struct Harness {
-///         platform::Dispatch& dispatch();
-///         platform::RunLoops& runLoops();
-///         /// Lets queues, the main loop and time go on until `done`; called on the main thread.
-///         void runUntil(std::function<bool()> done);
-///         /// Blocks the calling item: for a second of virtual time, or until `done`.
-///         void blockUntil(const std::function<bool()>& done);
-///     };
-///
-/// The tests hold queues and journals that outlive what they post, because `runUntil` ends with the last item.
+namespace {
+
+/// Queues, the main loop and time of the simulated phone. `blockUntil` blocks the item for a second of virtual time.
+template <std::uint64_t Seed> struct SimulatedHarness {
+    platform::Dispatch& dispatch() { return scheduler; }
+    platform::RunLoops& runLoops() { return scheduler; }
+
+    void runUntil(const std::function<bool()>& done)
+    {
+        for (int steps = 0; !done(); ++steps) {
+            ASSERT_LT(steps, 10'000'000);
+            ASSERT_TRUE(scheduler.step() || scheduler.advanceToNext(std::chrono::nanoseconds::max()));
+            scheduler.pass(std::chrono::microseconds(1)); // queues that never rest would hold the time up
+        }
+    }
+    void blockUntil(const std::function<bool()>&) { scheduler.spend(std::chrono::seconds(1)); }
+
+    simulated::Scheduler scheduler{std::make_shared<simulated::RandomChooser>(Seed), 0};
+};
+
+/// Those of the host.
+struct ThreadedHarness {
+    platform::Dispatch& dispatch() { return threaded; }
+    platform::RunLoops& runLoops() { return threaded; }
+
+    void runUntil(const std::function<bool()>& done) { tests::runUntil(threaded.mainLoop(), done); }
+    void blockUntil(const std::function<bool()>& done)
+    {
+        const auto end = std::chrono::steady_clock::now() + patience;
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > end)
+                giveUp();
+            std::this_thread::yield();
+        }
+    }
+
+    engine::ThreadedDispatch threaded;
+};
+
+using Harnesses
+    = testing::Types<SimulatedHarness<1>, SimulatedHarness<2>, SimulatedHarness<3>, ThreadedHarness>;
+
+/// What every `platform::Dispatch` and `platform::RunLoops` must keep. The tests hold queues and journals that outlive what
+/// they post, because `runUntil` ends with the last item.
 template <typename Harness> class DispatchContract : public testing::Test {
 protected:
     using Queue = std::shared_ptr<platform::DispatchQueue>;
@@ -59,9 +88,11 @@ protected:
     Harness harness_;
 };
 
-TYPED_TEST_SUITE_P(DispatchContract);
+} // namespace
 
-TYPED_TEST_P(DispatchContract, ASerialQueueRunsItsItemsInOrderAndOneAtATime)
+TYPED_TEST_SUITE(DispatchContract, Harnesses);
+
+TYPED_TEST(DispatchContract, ASerialQueueRunsItsItemsInOrderAndOneAtATime)
 {
     const auto queue = this->makeQueue();
     const auto source = this->makeQueue();
@@ -88,7 +119,7 @@ TYPED_TEST_P(DispatchContract, ASerialQueueRunsItsItemsInOrderAndOneAtATime)
     EXPECT_EQ(order, expected);
 }
 
-TYPED_TEST_P(DispatchContract, ALongChainOfQueuesKeepsTheOrderAndLosesNothing)
+TYPED_TEST(DispatchContract, ALongChainOfQueuesKeepsTheOrderAndLosesNothing)
 {
     std::vector<typename TestFixture::Queue> queues;
     for (int count = 0; count < 60; ++count)
@@ -115,12 +146,10 @@ TYPED_TEST_P(DispatchContract, ALongChainOfQueuesKeepsTheOrderAndLosesNothing)
     EXPECT_TRUE(std::ranges::is_sorted(arrived));
 }
 
-TYPED_TEST_P(DispatchContract, AnItemNeverRunsInsideTheCallThatPostedIt)
+TYPED_TEST(DispatchContract, AnItemNeverRunsInsideTheCallThatPostedIt)
 {
-    const auto queue = this->makeQueue();
-    const auto other = this->makeQueue();
     const std::vector<typename TestFixture::Queue> all{
-        queue, other, this->dispatch().mainQueue(), this->dispatch().globalQueue()};
+        this->makeQueue(), this->makeQueue(), this->dispatch().mainQueue(), this->dispatch().globalQueue()};
     std::atomic<int> ran = 0;
     const auto leaf = [&ran] {
         EXPECT_FALSE(TestFixture::isPosting);
@@ -136,7 +165,7 @@ TYPED_TEST_P(DispatchContract, AnItemNeverRunsInsideTheCallThatPostedIt)
     this->runUntil([&ran] { return ran == 4 + 16; });
 }
 
-TYPED_TEST_P(DispatchContract, OnlyTheQueueWhoseItemRunsIsCurrent)
+TYPED_TEST(DispatchContract, OnlyTheQueueWhoseItemRunsIsCurrent)
 {
     const auto queue = this->makeQueue("of its own");
     const auto other = this->makeQueue();
@@ -157,7 +186,7 @@ TYPED_TEST_P(DispatchContract, OnlyTheQueueWhoseItemRunsIsCurrent)
     EXPECT_FALSE(main->isCurrent());
 }
 
-TYPED_TEST_P(DispatchContract, TheMainQueueRunsOnTheMainThreadInOrder)
+TYPED_TEST(DispatchContract, TheMainQueueRunsOnTheMainThreadInOrder)
 {
     EXPECT_TRUE(this->dispatch().isMainThread());
     const auto main = this->dispatch().mainQueue();
@@ -180,7 +209,7 @@ TYPED_TEST_P(DispatchContract, TheMainQueueRunsOnTheMainThreadInOrder)
     EXPECT_TRUE(std::ranges::is_sorted(order));
 }
 
-TYPED_TEST_P(DispatchContract, PostedItemsRunThoughNobodyHoldsTheQueue)
+TYPED_TEST(DispatchContract, PostedItemsRunThoughNobodyHoldsTheQueue)
 {
     std::atomic<int> ran = 0;
     auto queue = this->makeQueue();
@@ -202,7 +231,7 @@ TYPED_TEST_P(DispatchContract, PostedItemsRunThoughNobodyHoldsTheQueue)
     this->runUntil([&] { return ran == 103 && weakTarget.expired(); });
 }
 
-TYPED_TEST_P(DispatchContract, AnItemIsDestroyedBeforeTheNextOneRuns)
+TYPED_TEST(DispatchContract, AnItemIsDestroyedBeforeTheNextOneRuns)
 {
     for (const auto& queue : {this->makeQueue(), this->dispatch().mainQueue()}) {
         auto token = std::make_shared<int>();
@@ -213,7 +242,7 @@ TYPED_TEST_P(DispatchContract, AnItemIsDestroyedBeforeTheNextOneRuns)
     }
 }
 
-TYPED_TEST_P(DispatchContract, WhatACapturePostsAsItIsDestroyedRunsAsWell)
+TYPED_TEST(DispatchContract, WhatACapturePostsAsItIsDestroyedRunsAsWell)
 {
     struct Poster {
         ~Poster()
@@ -235,7 +264,7 @@ TYPED_TEST_P(DispatchContract, WhatACapturePostsAsItIsDestroyedRunsAsWell)
     this->runUntil([&ran] { return ran == 4; });
 }
 
-TYPED_TEST_P(DispatchContract, AnItemThatBlocksDelaysOnlyItsOwnQueue)
+TYPED_TEST(DispatchContract, AnItemThatBlocksDelaysOnlyItsOwnQueue)
 {
     for (const bool isBehindAHandOver : {false, true}) {
         const auto client = this->makeQueue();
@@ -259,7 +288,7 @@ TYPED_TEST_P(DispatchContract, AnItemThatBlocksDelaysOnlyItsOwnQueue)
     }
 }
 
-TYPED_TEST_P(DispatchContract, QueuesThatNeverRestStarveNobody)
+TYPED_TEST(DispatchContract, QueuesThatNeverRestStarveNobody)
 {
     std::atomic<bool> isStopped = false;
     std::atomic<int> stillRunning = 8;
@@ -288,7 +317,7 @@ TYPED_TEST_P(DispatchContract, QueuesThatNeverRestStarveNobody)
     this->runUntil([&stillRunning] { return stillRunning == 0; });
 }
 
-TYPED_TEST_P(DispatchContract, TimersFireInTheOrderOfTheirTimesAndOnlyWhileTheLoopRuns)
+TYPED_TEST(DispatchContract, TimersFireInTheOrderOfTheirTimesAndOnlyWhileTheLoopRuns)
 {
     using namespace std::chrono_literals;
     platform::RunLoop& loop = this->mainLoop();
@@ -318,7 +347,7 @@ TYPED_TEST_P(DispatchContract, TimersFireInTheOrderOfTheirTimesAndOnlyWhileTheLo
     EXPECT_FALSE(early->isValid() || late->isValid() || ended->isValid() || repeating->isValid());
 }
 
-TYPED_TEST_P(DispatchContract, ATimerKeepsItsBlockWhileItRunsAndNoLongerThanItIsValid)
+TYPED_TEST(DispatchContract, ATimerKeepsItsBlockWhileItRunsAndNoLongerThanItIsValid)
 {
     using namespace std::chrono_literals;
     platform::RunLoop& loop = this->mainLoop();
@@ -352,7 +381,7 @@ TYPED_TEST_P(DispatchContract, ATimerKeepsItsBlockWhileItRunsAndNoLongerThanItIs
     EXPECT_TRUE(unheld.expired());
 }
 
-TYPED_TEST_P(DispatchContract, ATimersBlockMayMakeAndEndTimers)
+TYPED_TEST(DispatchContract, ATimersBlockMayMakeAndEndTimers)
 {
     using namespace std::chrono_literals;
     platform::RunLoop& loop = this->mainLoop();
@@ -367,13 +396,5 @@ TYPED_TEST_P(DispatchContract, ATimersBlockMayMakeAndEndTimers)
     this->runUntil([&] { return fired.size() >= 2; });
     EXPECT_EQ(fired, (std::vector<std::string>{"killer", "made"}));
 }
-
-REGISTER_TYPED_TEST_SUITE_P(DispatchContract, ASerialQueueRunsItsItemsInOrderAndOneAtATime,
-    ALongChainOfQueuesKeepsTheOrderAndLosesNothing, AnItemNeverRunsInsideTheCallThatPostedIt,
-    OnlyTheQueueWhoseItemRunsIsCurrent, TheMainQueueRunsOnTheMainThreadInOrder,
-    PostedItemsRunThoughNobodyHoldsTheQueue, AnItemIsDestroyedBeforeTheNextOneRuns,
-    WhatACapturePostsAsItIsDestroyedRunsAsWell, AnItemThatBlocksDelaysOnlyItsOwnQueue,
-    QueuesThatNeverRestStarveNobody, TimersFireInTheOrderOfTheirTimesAndOnlyWhileTheLoopRuns,
-    ATimerKeepsItsBlockWhileItRunsAndNoLongerThanItIsValid, ATimersBlockMayMakeAndEndTimers);
 
 } // namespace tamsel::tests
