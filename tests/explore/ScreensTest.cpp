@@ -42,51 +42,37 @@ std::shared_ptr<OvriSourceManager> makeManager(Phone& phone)
 
 enum class Fault : std::uint8_t { none, asksAgainOnResume, armsOnResume };
 
-/// Takes one still of the first code.
-struct CodeScreen : OvriSourceToSession, OvriMetadataOutputDelegate {
-    explicit CodeScreen(Fault what) : fault(what) { }
-    using OvriMetadataOutputDelegate::sourceManagerDidDetect;
-
-    void sourceManagerDidDetect(
-        OvriSourceManager& manager, const std::vector<OvriMetadataMachineReadableCodeObject>&) override
-    {
-        if (!isAsked && stills == 0)
-            ask(manager);
-    }
-    void sourceManagerDidGetSample(OvriSourceManager&, const std::shared_ptr<CaptureSampleUpdate>&) override
-    {
-        ++stills;
-        isAsked = false;
-    }
-    void sourceManagerDidGetSourceError(OvriSourceManager&, const SourceError& error) override
-    {
-        const auto* camera = std::get_if<CameraError>(&error);
-        if (camera && camera->kind() == CameraError::Case::captureImageFailed && fault != Fault::armsOnResume)
-            isAsked = false;
-    }
-    void sourceManagerCameraDidResume(OvriSourceManager& manager) override
-    {
-        if (fault == Fault::asksAgainOnResume && isAsked)
-            ask(manager);
-        if (fault == Fault::armsOnResume)
-            isAsked = false;
-    }
-    void ask(OvriSourceManager& manager)
-    {
-        isAsked = true;
-        manager.captureStillImage(OvriImageSource::photo, std::nullopt);
-    }
-
-    const Fault fault;
-    bool isAsked = false;
-    int stills = 0;
-};
-
-/// A code comes into view, and the person leaves for a moment.
+/// Takes one still of the first code, which comes into view when the person leaves for a moment.
 ExploreResult exploreCodeScreen(Fault fault)
 {
     return simulated::explore(options(600), [fault](Phone& phone) -> std::optional<std::string> {
-        const auto screen = std::make_shared<CodeScreen>(fault);
+        bool isAsked = false;
+        int stills = 0;
+        const auto ask = [&](OvriSourceManager& manager) {
+            isAsked = true;
+            manager.captureStillImage(OvriImageSource::photo, std::nullopt);
+        };
+        const auto screen = makeDelegate({.didGetSample =
+                                              [&](OvriSourceManager&, const auto&) {
+                                                  ++stills;
+                                                  isAsked = false;
+                                              },
+            .didGetSourceError =
+                [&](OvriSourceManager&, const SourceError& error) {
+                    if (std::get<CameraError>(error) == CameraError::captureImageFailed())
+                        isAsked = isAsked && fault == Fault::armsOnResume;
+                },
+            .cameraDidResume =
+                [&](OvriSourceManager& manager) {
+                    if (fault == Fault::asksAgainOnResume && isAsked)
+                        ask(manager);
+                    isAsked = isAsked && fault != Fault::armsOnResume;
+                },
+            .didDetectCodes =
+                [&](OvriSourceManager& manager, const auto&) {
+                    if (!isAsked && stills == 0)
+                        ask(manager);
+                }});
         const auto view = std::make_shared<UIView>();
         const auto manager = makeManager(phone);
         manager->setMetadataDetection({MetadataObjectType::qr}, screen);
@@ -97,9 +83,7 @@ ExploreResult exploreCodeScreen(Fault fault)
         phone.at(132ms, "leave", [&] { phone.enterBackground(); });
         phone.at(140ms, "return", [&] { phone.enterForeground(); });
         phone.advance(6s);
-        if (screen->stills != 1)
-            return std::to_string(screen->stills) + " stills";
-        return std::nullopt;
+        return stills == 1 ? std::nullopt : std::optional(std::to_string(stills) + " stills");
     });
 }
 

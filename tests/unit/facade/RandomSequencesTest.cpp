@@ -19,11 +19,11 @@ public:
         makeManager();
         screen_.client->onFrame = [this] {
             screen_.client->frames.clear();
-            if (chance(20) && screen_.manager)
+            if (chance(20))
                 operate();
         };
         screen_.client->onDetection = [this] {
-            if (chance(20) && screen_.manager)
+            if (chance(20))
                 operate();
         };
         screen_.phone.detector().script().scene = [this](std::uint64_t) {
@@ -94,65 +94,39 @@ private:
     {
         if (!screen_.manager)
             return;
+        OvriSourceManager& manager = *screen_.manager;
+        simulated::Phone& phone = screen_.phone;
         simulated::SimulatedCamera& camera = chance(2) ? screen_.back() : screen_.front();
-        const auto before = screen_.phone.now();
-        switch (random_() % 17) {
-        case 0:
-        case 1:
-        case 2:
+        const auto start = [&] {
             (void)screen_.start(
                 chance(2) ? SourceType::cameraBack(chance(2)) : SourceType::cameraFront(chance(2)),
                 {{"minimumFocusObjectSize", 20.0}});
-            break;
-        case 3:
-            screen_.manager->stopCameraSession();
-            break;
-        case 4:
-            screen_.manager->stopAllSessions();
-            break;
-        case 5:
-            screen_.manager->pauseCamera();
-            break;
-        case 6:
-            screen_.manager->resumeCamera();
-            break;
-        case 7:
-            screen_.phone.enterBackground();
-            break;
-        case 8:
-            screen_.phone.enterForeground();
-            break;
-        case 9:
-            camera.isStarted() ? camera.unplug() : camera.plugIn();
-            break;
-        case 10:
-            camera.script().isHeldByAnotherProcess = chance(3);
-            break;
-        case 11:
-            screen_.phone.setInterfaceOrientation(static_cast<UIInterfaceOrientation>(random_() % 5));
-            break;
-        case 12:
-            screen_.phone.refuse(static_cast<engine::CaptureCall>(random_() % 15), 1);
-            break;
-        case 13:
-            screen_.manager->setFaceMetadataDetection(screen_.client);
-            break;
-        case 14:
-            screen_.manager->whenCameraStopped([this] {
-                if (screen_.manager && chance(2))
-                    operate();
-            });
-            break;
-        case 15:
-            screen_.manager->startMotionDetection({SourceType::stability(), SourceType::facingAngle()},
-                screen_.client, {{"stabilityDuration", chance(2) ? 0.4 : 1.0}});
-            break;
-        default:
-            if (chance(5))
-                makeManager();
-            break;
-        }
-        EXPECT_EQ(screen_.phone.now(), before) << "no public operation takes time";
+        };
+        const std::vector<std::function<void()>> operations{start, start, start,
+            [&] { manager.stopCameraSession(); }, [&] { manager.stopAllSessions(); },
+            [&] { manager.pauseCamera(); }, [&] { manager.resumeCamera(); }, [&] { phone.enterBackground(); },
+            [&] { phone.enterForeground(); }, [&] { camera.isStarted() ? camera.unplug() : camera.plugIn(); },
+            [&] { camera.script().isHeldByAnotherProcess = chance(3); },
+            [&] { phone.setInterfaceOrientation(static_cast<UIInterfaceOrientation>(random_() % 5)); },
+            [&] { phone.refuse(static_cast<engine::CaptureCall>(random_() % 15), 1); },
+            [&] { manager.setFaceMetadataDetection(screen_.client); },
+            [&] {
+                manager.whenCameraStopped([this] {
+                    if (chance(2))
+                        operate();
+                });
+            },
+            [&] {
+                manager.startMotionDetection({SourceType::stability(), SourceType::facingAngle()},
+                    screen_.client, {{"stabilityDuration", chance(2) ? 0.4 : 1.0}});
+            },
+            [&] {
+                if (chance(5))
+                    makeManager();
+            }};
+        const auto before = phone.now();
+        operations[random_() % operations.size()]();
+        EXPECT_EQ(phone.now(), before) << "no public operation takes time";
         const FrameCounts counts = screen_.manager->frameCounts();
         EXPECT_EQ(counts.produced, counts.delivered + counts.dropped() + counts.gated + counts.inFlight);
     }
