@@ -137,13 +137,15 @@ void setMatrix(const std::string& file, const std::array<std::int32_t, 9>& matri
     writeFile(file, content);
 }
 
+using HostAsset = FolderTest;
+using HostAssetImage = FolderTest;
+
 constexpr const char* fewFrames = "-f lavfi -i testsrc2=s=96x64:r=30 -frames:v 20 ";
 
 } // namespace
 
-TEST(HostAsset, GivesEachFrameInTheOrderInWhichItIsShown)
+TEST_F(HostAsset, GivesEachFrameInTheOrderInWhichItIsShown)
 {
-    const ScratchFolder folder;
     for (const auto& [arguments, name] :
         std::vector<std::pair<const char*, const char*>>{{"-c:v libx264 -bf 3 -g 8", "reordered.mp4"},
             {"-c:v libx264 -pix_fmt yuv420p10le", "ten-bit.mkv"}, {"-c:v libvpx-vp9", "vp9.webm"},
@@ -161,7 +163,7 @@ TEST(HostAsset, GivesEachFrameInTheOrderInWhichItIsShown)
     expectWhole(sample());
 }
 
-TEST(HostAsset, ReadsRealRecordingsWhole)
+TEST_F(HostAsset, ReadsRealRecordingsWhole)
 {
     for (const char* name :
         {"edit_list_preroll.mp4", "fragmented.mp4", "iphone_portrait_hevc.MOV", "av1_portrait.mkv",
@@ -175,9 +177,8 @@ TEST(HostAsset, ReadsRealRecordingsWhole)
     expectNothing(media("video/audio_only.mp4").value());
 }
 
-TEST(HostAsset, TakesTheFirstVideoTrackAndNoCoverPicture)
+TEST_F(HostAsset, TakesTheFirstVideoTrackAndNoCoverPicture)
 {
-    const ScratchFolder folder;
     const std::string cover = folder.file("cover.png");
     ASSERT_TRUE(makeVideo("-f lavfi -i color=red:s=200x200 -frames:v 1", cover));
     const std::string two = folder.file("two.mkv");
@@ -205,9 +206,8 @@ TEST(HostAsset, TakesTheFirstVideoTrackAndNoCoverPicture)
     expectNothing(song);
 }
 
-TEST(HostAsset, ReadsAllSixNumbersOfTheDisplayMatrix)
+TEST_F(HostAsset, ReadsAllSixNumbersOfTheDisplayMatrix)
 {
-    const ScratchFolder folder;
     const std::string file = folder.file("moved.mp4");
     ASSERT_TRUE(makeVideo(std::string(fewFrames) + "-c:v libx264", file));
     constexpr std::int32_t one = 1 << 16;
@@ -238,9 +238,8 @@ TEST(HostAsset, ReadsAllSixNumbersOfTheDisplayMatrix)
     }
 }
 
-TEST(HostAsset, EndsOrStaysSilentOnWhatIsBroken)
+TEST_F(HostAsset, EndsOrStaysSilentOnWhatIsBroken)
 {
-    const ScratchFolder folder;
     const std::string good = folder.file("good.mp4");
     ASSERT_TRUE(makeVideo(std::string(fewFrames) + "-c:v libx264 -movflags faststart", good));
     const std::string content = readFile(good);
@@ -282,9 +281,8 @@ TEST(HostAsset, EndsOrStaysSilentOnWhatIsBroken)
     EXPECT_EQ(encrypted.ends, 1);
 }
 
-TEST(HostAsset, HoldsOneFrameAtATimeHoweverLongTheRecordingIs)
+TEST_F(HostAsset, HoldsOneFrameAtATimeHoweverLongTheRecordingIs)
 {
-    const ScratchFolder folder;
     const std::string file = folder.file("hour.mp4");
     ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=320x240:r=1 -t 3600 -c:v mpeg4", file));
     std::size_t early = 0;
@@ -299,9 +297,8 @@ TEST(HostAsset, HoldsOneFrameAtATimeHoweverLongTheRecordingIs)
     }
 }
 
-TEST(HostAssetImage, IsWhatIsShownAtASixtiethOfASecondAsItIsStored)
+TEST_F(HostAssetImage, IsWhatIsShownAtASixtiethOfASecondAsItIsStored)
 {
-    const ScratchFolder folder;
     struct Case {
         const char* arguments;
         const char* name;

@@ -25,6 +25,8 @@ using platform::DropCause;
 
 namespace {
 
+using MediaCamera = FolderTest;
+
 void expectGrowing(const std::vector<SeenFrame>& frames)
 {
     for (std::size_t index = 1; index < frames.size(); ++index) {
@@ -36,9 +38,8 @@ void expectGrowing(const std::vector<SeenFrame>& frames)
 
 } // namespace
 
-TEST(MediaCamera, ShowsEveryFrameOfAFileOncePerLoop)
+TEST_F(MediaCamera, ShowsEveryFrameOfAFileOncePerLoop)
 {
-    ScratchFolder folder;
     // One bright frame marks each beginning; a rate of 200 keeps the test short.
     const std::string file = folder.file("mark.mp4");
     ASSERT_TRUE(makeVideo(
@@ -58,9 +59,8 @@ TEST(MediaCamera, ShowsEveryFrameOfAFileOncePerLoop)
     EXPECT_GT(played, 0.9 * (frames[99].mediaTime - frames[0].mediaTime)) << "never ahead of its pace";
 }
 
-TEST(MediaCamera, ShowsEveryFrameOfAFileThatDoesNotRepeatAndIsLostThen)
+TEST_F(MediaCamera, ShowsEveryFrameOfAFileThatDoesNotRepeatAndIsLostThen)
 {
-    ScratchFolder folder;
     const std::string file = folder.file("once.mp4");
     ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=100 -frames:v 20 -c:v libx264 -bf 2", file));
     HostScreen screen({.backCamera = host::HostInput{.input = file, .repeats = false}});
@@ -73,7 +73,7 @@ TEST(MediaCamera, ShowsEveryFrameOfAFileThatDoesNotRepeatAndIsLostThen)
     EXPECT_EQ(screen.client->frames().back().sequence, 19U);
 }
 
-TEST(MediaCamera, TakesOddSizesFormatsAndContainers)
+TEST_F(MediaCamera, TakesOddSizesFormatsAndContainers)
 {
     struct Case {
         const char* name;
@@ -81,7 +81,6 @@ TEST(MediaCamera, TakesOddSizesFormatsAndContainers)
         std::size_t width;
         std::size_t height;
     };
-    ScratchFolder folder;
     for (const Case& one : {
              Case{"odd.mkv",
                  "-f lavfi -i testsrc2=s=334x78:r=100:d=0.2 -vf format=gbrp,scale=333:77,format=yuv444p -c:v "
@@ -109,7 +108,7 @@ TEST(MediaCamera, TakesOddSizesFormatsAndContainers)
     }
 }
 
-TEST(MediaCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
+TEST_F(MediaCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
 {
     struct Colour {
         const char* name;
@@ -125,7 +124,6 @@ TEST(MediaCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
             + std::to_string(&colour - colours.data()) + "];";
     const std::string input
         = "-f lavfi -i \"" + frames + "[c0][c1][c2][c3][c4]concat=n=5\" -vf settb=1/100,setpts=N,scale=";
-    const ScratchFolder folder;
     for (const char* encoding : {"out_color_matrix=bt709:out_range=tv,format=yuv420p -colorspace bt709",
              "out_color_matrix=bt601:out_range=tv,format=yuv420p -colorspace smpte170m",
              "out_color_matrix=bt2020:out_range=tv,format=yuv420p -colorspace bt2020nc",
@@ -150,9 +148,8 @@ TEST(MediaCamera, KeepsColoursWhateverMatrixAndRangeAFileNames)
     }
 }
 
-TEST(MediaCamera, TellsAbsentAndUnusableInputsByOneErrorOrOneLine)
+TEST_F(MediaCamera, TellsAbsentAndUnusableInputsByOneErrorOrOneLine)
 {
-    ScratchFolder folder;
     writeFile(folder.file("text.mp4"), "this is no video\n");
     writeFile(folder.file("empty.mp4"), "");
     ASSERT_TRUE(makeVideo("-f lavfi -i sine=d=0.2", folder.file("sound.mp4")));
@@ -174,9 +171,8 @@ TEST(MediaCamera, TellsAbsentAndUnusableInputsByOneErrorOrOneLine)
     EXPECT_EQ(host::Host::probe("test:1080p@60").value(), (platform::CGSize{1920, 1080}));
 }
 
-TEST(MediaCamera, ShowsWhatCanBeReadOfADamagedFile)
+TEST_F(MediaCamera, ShowsWhatCanBeReadOfADamagedFile)
 {
-    ScratchFolder folder;
     ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=200:d=0.4 -c:v libx264 -g 5 -movflags faststart",
         folder.file("whole.mp4")));
     const std::string whole = readFile(folder.file("whole.mp4"));
@@ -204,9 +200,8 @@ TEST(MediaCamera, ShowsWhatCanBeReadOfADamagedFile)
     EXPECT_EQ(screen.manager->frameCounts().droppedBy[static_cast<std::size_t>(DropCause::deviceLost)], 1U);
 }
 
-TEST(MediaCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
+TEST_F(MediaCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
 {
-    ScratchFolder folder;
     ASSERT_TRUE(
         makeVideo("-f lavfi -i testsrc2=s=64x48:r=50:d=0.2 -c:v mpeg2video", folder.file("stream.ts")));
     ASSERT_EQ(mkfifo(folder.file("pipe.ts").c_str(), 0600), 0);
@@ -250,9 +245,8 @@ TEST(MediaCamera, ReadsStreamsAndEndsWithOneDropWhenTheyEnd)
     ASSERT_TRUE(endless.runUntil([&] { return endless.client->count > 2; }));
 }
 
-TEST(MediaCamera, DeliversALiveStreamAsItArrives)
+TEST_F(MediaCamera, DeliversALiveStreamAsItArrives)
 {
-    const ScratchFolder folder;
     ASSERT_TRUE(makeVideo("-f lavfi -i testsrc2=s=64x48:r=1:d=100 -c:v mpeg2video", folder.file("live.ts")));
     const std::string stream = readFile(folder.file("live.ts"));
     const Speaker camera([&](int turn) { return turn == 0 ? stream : std::string(); });
@@ -262,9 +256,8 @@ TEST(MediaCamera, DeliversALiveStreamAsItArrives)
     EXPECT_TRUE(screen.runUntil([&] { return screen.manager->frameCounts().produced >= 90; }));
 }
 
-TEST(MediaCamera, OpensNoOtherFileThanTheOneThatIsNamed)
+TEST_F(MediaCamera, OpensNoOtherFileThanTheOneThatIsNamed)
 {
-    const ScratchFolder folder;
     ASSERT_TRUE(
         makeVideo("-f lavfi -i testsrc2=s=64x48:r=50:d=0.2 -f lavfi -i sine=duration=0.2 -c:v mpeg2video",
             folder.file("clip.ts")));
@@ -283,7 +276,7 @@ TEST(MediaCamera, OpensNoOtherFileThanTheOneThatIsNamed)
         << "a file of that name";
 }
 
-TEST(MediaCamera, AnswersThePermissionFromWhatIsThere)
+TEST_F(MediaCamera, AnswersThePermissionFromWhatIsThere)
 {
     using enum platform::AVAuthorizationStatus;
     const auto status = [](host::HostConfiguration configuration) {
@@ -320,7 +313,7 @@ TEST(MediaCamera, AnswersThePermissionFromWhatIsThere)
         notDetermined);
 }
 
-TEST(MediaCamera, LeavesNoDescriptorOrThreadBehind)
+TEST_F(MediaCamera, LeavesNoDescriptorOrThreadBehind)
 {
     for (const std::string& input :
         {sample(), std::string("test:64x48@200"), std::string("lavfi:testsrc2=s=64x48:r=100")}) {

@@ -29,6 +29,8 @@ using std::chrono::nanoseconds;
 
 namespace {
 
+using Microphone = FolderTest;
+
 double secondsOf(nanoseconds time)
 {
     return std::chrono::duration<double>(time).count();
@@ -167,7 +169,7 @@ private:
 
 } // namespace
 
-TEST(Microphone, HearsTestSounds)
+TEST_F(Microphone, HearsTestSounds)
 {
     const auto tone = hear("test:tone@1000", 500ms);
     EXPECT_NEAR(frequencyOf(*tone), 1000, 10);
@@ -185,9 +187,8 @@ TEST(Microphone, HearsTestSounds)
     }
 }
 
-TEST(Microphone, PlaysAFileInALoop)
+TEST_F(Microphone, PlaysAFileInALoop)
 {
-    const ScratchFolder folder;
     const std::string mono = folder.file("mono.wav");
     ASSERT_TRUE(makeVideo("-f lavfi -i sine=frequency=1000:sample_rate=44100 -t 0.5 -ac 1", mono));
     const auto sine = hear(mono, 1600ms);
@@ -227,7 +228,7 @@ TEST(Microphone, PlaysAFileInALoop)
     }
 }
 
-TEST(Microphone, IsLostWhenAStreamEnds)
+TEST_F(Microphone, IsLostWhenAStreamEnds)
 {
     const auto ear = hear("lavfi:sine=frequency=500:duration=0.5", 1200ms);
     EXPECT_EQ(ear->losses, 1);
@@ -237,9 +238,8 @@ TEST(Microphone, IsLostWhenAStreamEnds)
 
 /// A camera and a microphone on the same file: what belongs together is heard when it is seen, loop after loop, though the
 /// lengths of the tracks differ.
-TEST(Microphone, FollowsTheCameraThatPlaysTheSameFile)
+TEST_F(Microphone, FollowsTheCameraThatPlaysTheSameFile)
 {
-    const ScratchFolder folder;
     struct Case {
         const char* name;
         const char* rate;
@@ -290,9 +290,8 @@ TEST(Microphone, FollowsTheCameraThatPlaysTheSameFile)
     }
 }
 
-TEST(Microphone, EndsWhereverItIsReleased)
+TEST_F(Microphone, EndsWhereverItIsReleased)
 {
-    const ScratchFolder folder;
     const std::string clip = folder.file("clip.mp4");
     ASSERT_TRUE(makeFlashingClip(clip, 1));
     for (const std::string& input : {std::string("test:tone"), clip, std::string("lavfi:sine")}) {

@@ -19,6 +19,8 @@ namespace {
 
 const std::string generated = testData("motion/generated_held_moved_held_tilted.csv");
 
+using MotionCommand = FolderTest;
+
 struct Verdict {
     bool holds;
     double time;
@@ -46,7 +48,7 @@ std::string textOf(const Verdicts& verdicts)
 
 } // namespace
 
-TEST(MotionCommand, DecidesOnTheGeneratedLogWhenItWasMadeTo)
+TEST_F(MotionCommand, DecidesOnTheGeneratedLogWhenItWasMadeTo)
 {
     // Carried from 3 to 4.5 s and lifted from 12 to about 60 degrees from 8 to 9.4 s, with a tremor below 0.1 rad/s.
     const struct {
@@ -62,21 +64,19 @@ TEST(MotionCommand, DecidesOnTheGeneratedLogWhenItWasMadeTo)
         {"--facing-angle --angle -5", "", "+0.2"},
     };
     for (const auto& [options, stability, facing] : cases) {
-        const Outcome outcome = outcomeOf("--json motion '" + generated + "' " + options);
-        EXPECT_EQ(outcome.status, 0) << outcome.errors;
-        EXPECT_EQ(textOf(verdictsIn(outcome.output, "stability", "stable")), stability) << options;
-        EXPECT_EQ(textOf(verdictsIn(outcome.output, "facingAngle", "facing")), facing) << options;
+        const std::string told = outputOf("--json motion '" + generated + "' " + options);
+        EXPECT_EQ(textOf(verdictsIn(told, "stability", "stable")), stability) << options;
+        EXPECT_EQ(textOf(verdictsIn(told, "facingAngle", "facing")), facing) << options;
     }
 }
 
-TEST(MotionCommand, DecidesAtTheTickWhenADurationHasPassed)
+TEST_F(MotionCommand, DecidesAtTheTickWhenADurationHasPassed)
 {
     // Ticks are a quarter of a duration apart; the phone is shaken at every twelfth and lies still at the others. A shaken
     // sample is in the window for four ticks, and four ticks later the phone has been still for the duration.
     constexpr int ticks = 480;
     for (const char* duration :
         {"0.001", "0.07", "0.1", "0.33", "0.3333333333333333", "0.8", "2.7", "1100"}) {
-        const ScratchFolder folder;
         const double interval = std::strtod(duration, nullptr) / 4;
         std::ostringstream log;
         log.precision(17);
@@ -84,9 +84,9 @@ TEST(MotionCommand, DecidesAtTheTickWhenADurationHasPassed)
         for (int tick = 1; tick <= ticks + 1; ++tick)
             log << (tick - 0.5) * interval << (tick % 12 == 0 ? ",2,0,0\n" : ",0,0,0\n");
         writeFile(folder.file("shaken.csv"), log.str());
-        const Outcome outcome
-            = outcomeOf("--json motion '" + folder.file("shaken.csv") + "' --duration " + duration);
-        Verdicts verdicts = verdictsIn(outcome.output, "stability", "stable");
+        Verdicts verdicts
+            = verdictsIn(outputOf("--json motion '" + folder.file("shaken.csv") + "' --duration " + duration),
+                "stability", "stable");
         for (Verdict& verdict : verdicts)
             verdict.time = std::round(verdict.time / interval * 1000) / 1000;
         Verdicts expected{{true, 6}};
@@ -99,7 +99,7 @@ TEST(MotionCommand, DecidesAtTheTickWhenADurationHasPassed)
     }
 }
 
-TEST(MotionCommand, TellsHeldFromMovedOnLogsOfRealPhones)
+TEST_F(MotionCommand, TellsHeldFromMovedOnLogsOfRealPhones)
 {
     for (const auto& [name, stability, facing] :
         std::vector<std::array<const char*, 3>>{{"gyro_held_100hz", "+1.2", ""},
@@ -108,15 +108,14 @@ TEST(MotionCommand, TellsHeldFromMovedOnLogsOfRealPhones)
         const auto log = media(std::string("motion/").append(name) + ".csv");
         if (!log)
             GTEST_SKIP() << "TAMSEL_MEDIA names no folder with motion logs";
-        const Outcome outcome = outcomeOf("--json motion '" + *log + "'");
-        EXPECT_EQ(textOf(verdictsIn(outcome.output, "stability", "stable")), stability) << name;
-        EXPECT_EQ(textOf(verdictsIn(outcome.output, "facingAngle", "facing")), facing) << name;
+        const std::string told = outputOf("--json motion '" + *log + "'");
+        EXPECT_EQ(textOf(verdictsIn(told, "stability", "stable")), stability) << name;
+        EXPECT_EQ(textOf(verdictsIn(told, "facingAngle", "facing")), facing) << name;
     }
 }
 
-TEST(MotionCommand, TellsTheSameInRealTimeAtTheLogsOwnPace)
+TEST_F(MotionCommand, TellsTheSameInRealTimeAtTheLogsOwnPace)
 {
-    const ScratchFolder folder;
     const std::string log = folder.file("short.csv");
     std::string text = "t,x,y,z,pitch\n";
     for (int row = 0; row <= 200; ++row) { // turned ever faster from 6.2 to 7.4 s, and tilted from 6.2 s on
@@ -124,11 +123,10 @@ TEST(MotionCommand, TellsTheSameInRealTimeAtTheLogsOwnPace)
             + (row >= 60 ? "1" : "0") + "\n";
     }
     writeFile(log, text);
-    const Outcome outcome = outcomeOf("--json motion '" + log + "' --duration 0.2 --real-time");
-    EXPECT_EQ(outcome.status, 0) << outcome.errors;
-    const Verdicts stability = verdictsIn(outcome.output, "stability", "stable");
-    const Verdicts facing = verdictsIn(outcome.output, "facingAngle", "facing");
-    ASSERT_EQ(stability.size(), 3U) << outcome.output;
+    const std::string told = outputOf("--json motion '" + log + "' --duration 0.2 --real-time");
+    const Verdicts stability = verdictsIn(told, "stability", "stable");
+    const Verdicts facing = verdictsIn(told, "facingAngle", "facing");
+    ASSERT_EQ(stability.size(), 3U) << told;
     EXPECT_TRUE(stability[0].holds);
     EXPECT_FALSE(stability[1].holds);
     EXPECT_GE(stability[1].time, 6.2);
@@ -139,21 +137,14 @@ TEST(MotionCommand, TellsTheSameInRealTimeAtTheLogsOwnPace)
     EXPECT_GE(facing[1].time, 6.2);
 }
 
-TEST(MotionCommand, SaysInOneLineWhatIsWrong)
+TEST_F(MotionCommand, SaysInOneLineWhatIsWrong)
 {
-    const ScratchFolder folder;
     writeFile(folder.file("backwards.csv"), "t,x,y,z\n0,0,0,0\n2,0,0,0\n1,0,0,0\n");
     writeFile(folder.file("empty.csv"), "");
     writeFile(folder.file("gyro.csv"), "t,x,y,z\n0,0,0,0\n2,0,0,0\n");
-    for (const auto& [arguments, complaint] : std::vector<std::pair<std::string, std::string>>{
-             {"motion '" + folder.file("backwards.csv") + "'", "backwards.csv:4: the time decreases\n"},
-             {"--back test:64x48 frames --motion '" + folder.file("empty.csv") + "'",
-                 "empty.csv:1: the log is empty\n"}}) {
-        const Outcome refused = outcomeOf(arguments);
-        EXPECT_EQ(refused.status, 2) << arguments;
-        EXPECT_EQ(refused.output, "");
-        EXPECT_EQ(refused.errors, "tamsel-capture: " + folder.file(complaint));
-    }
+    expectRefused("motion '" + folder.file("backwards.csv") + "'", "backwards.csv:4: the time decreases\n");
+    expectRefused("--back test:64x48 frames --motion '" + folder.file("empty.csv") + "'",
+        "tamsel-capture: " + folder.file("empty.csv:1: the log is empty\n"));
     writeFile(folder.file("orientation.csv"), "time,seconds_elapsed,pitch\n1628772230165000123,0,1\n2,2,1\n");
     for (const auto& [arguments, missing] :
         std::vector<std::pair<std::string, std::string>>{{"sensors", "this machine has no motion sensors"},
@@ -171,19 +162,20 @@ TEST(MotionCommand, SaysInOneLineWhatIsWrong)
         EXPECT_EQ(count(outcome.output, "\n"), 1U) << outcome.output;
         EXPECT_EQ(count(outcome.errors, "\n"), 1U) << outcome.errors;
     }
-    const Outcome tilted = outcomeOf(
+    const std::string tilted = outputOf(
         "--json motion '" + folder.file("orientation.csv") + "' --plot '" + folder.file("pitch.svg") + "'");
-    EXPECT_EQ(tilted.status, 0) << tilted.errors;
-    EXPECT_EQ(textOf(verdictsIn(tilted.output, "facingAngle", "facing")), "+0.2");
+    EXPECT_EQ(textOf(verdictsIn(tilted, "facingAngle", "facing")), "+0.2");
     EXPECT_EQ(count(readFile(folder.file("pitch.svg")), "<path "), 1U) << "no curves of what nobody measured";
 }
 
-TEST(MotionCommand, DrawsTheLogAndItsVerdicts)
+TEST_F(MotionCommand, DrawsTheLogAndItsVerdicts)
 {
-    const ScratchFolder folder;
     const std::string plot = folder.file("plot.svg");
-    ASSERT_EQ(outcomeOf("motion '" + generated + "' --plot '" + plot + "'").status, 0);
-    const std::string picture = readFile(plot);
+    const auto plotOf = [&](const std::string& log) {
+        (void)outputOf("motion '" + log + "' --overwrite --plot '" + plot + "'");
+        return readFile(plot);
+    };
+    const std::string picture = plotOf(generated);
     EXPECT_TRUE(picture.starts_with("<svg xmlns="));
     EXPECT_TRUE(picture.ends_with("</svg>\n"));
     EXPECT_EQ(count(picture, " s: yes</title>"), 4U) << "three times held still, once tilted far enough";
@@ -194,18 +186,12 @@ TEST(MotionCommand, DrawsTheLogAndItsVerdicts)
     EXPECT_EQ(count(picture, "nan") + count(picture, "inf"), 0U);
 
     writeFile(folder.file("wild.csv"), "t,x,y,z\n0,1e308,0,0\n1,-1e308,0,0\n2,0,0,0\n");
-    ASSERT_EQ(outcomeOf("motion '" + folder.file("wild.csv") + "' --threshold 1e308 --overwrite --plot '"
-                  + plot + "'")
-                  .status,
-        0);
-    EXPECT_EQ(count(readFile(plot), "nan"), 0U);
+    EXPECT_EQ(count(plotOf(folder.file("wild.csv") + "' --threshold '1e308"), "nan"), 0U);
     writeFile(folder.file("one.csv"), "t,x,y,z\n3,1,1,1\n");
-    ASSERT_EQ(
-        outcomeOf("motion '" + folder.file("one.csv") + "' --overwrite --plot '" + plot + "'").status, 0);
-    EXPECT_EQ(count(readFile(plot), "nan"), 0U) << "a log of a single moment";
+    EXPECT_EQ(count(plotOf(folder.file("one.csv")), "nan"), 0U) << "a log of a single moment";
 }
 
-TEST(MotionCommand, StandsBesideTheFramesOfACamera)
+TEST_F(MotionCommand, StandsBesideTheFramesOfACamera)
 {
     for (const char* camera : {"--back test:64x48@10", "--backend simulated"}) {
         const Outcome outcome = outcomeOf(

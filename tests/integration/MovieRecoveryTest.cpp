@@ -84,6 +84,11 @@ std::unique_ptr<engine::MovieWriter> record(
     return writer;
 }
 
+struct MovieRecovery : FolderTest {
+    const std::string file = folder.file("out.mp4");
+    const std::string part = host::partOfMovie(file);
+};
+
 template <typename Value> std::string errorOf(const std::expected<Value, platform::Error>& result)
 {
     return result ? "" : result.error().localizedDescription;
@@ -101,22 +106,21 @@ std::size_t decodedFrames(const std::string& file)
 
 } // namespace
 
-TEST(MovieRecovery, CompletesWhatAKilledProcessHasLeft)
+TEST_F(MovieRecovery, CompletesWhatAKilledProcessHasLeft)
 {
-    const ScratchFolder folder;
     for (const std::string encoder : {"libx264", "mpeg4"}) {
-        for (const auto& [name, part] : {std::pair("a.mp4", "a.part.mp4"), std::pair("a.mov", "a.part.mov"),
-                 std::pair("no suffix", "no suffix.part")}) {
-            const std::string file = folder.file(name);
-            (void)record(file, 150, {encoder});
-            EXPECT_EQ(MovieProbe(folder.file(part)).decodingErrors, "");
-            EXPECT_GE(decodedFrames(folder.file(part)), 120U); // all but the last group
-            writeFile(host::copyOfMovie(file), "of a repair that was killed, too");
+        for (const auto& [name, partName] : {std::pair("a.mp4", "a.part.mp4"),
+                 std::pair("a.mov", "a.part.mov"), std::pair("no suffix", "no suffix.part")}) {
+            const std::string whole = folder.file(name);
+            (void)record(whole, 150, {encoder});
+            EXPECT_EQ(MovieProbe(folder.file(partName)).decodingErrors, "");
+            EXPECT_GE(decodedFrames(folder.file(partName)), 120U); // all but the last group
+            writeFile(host::copyOfMovie(whole), "of a repair that was killed, too");
             // By either name.
-            const auto repaired = host::repairMovie(encoder == "mpeg4" ? folder.file(part) : file);
+            const auto repaired = host::repairMovie(encoder == "mpeg4" ? folder.file(partName) : whole);
             ASSERT_EQ(errorOf(repaired), "");
-            EXPECT_EQ(*repaired, file);
-            const MovieProbe movie(file);
+            EXPECT_EQ(*repaired, whole);
+            const MovieProbe movie(whole);
             EXPECT_EQ(movie.decodingErrors, "");
             EXPECT_GE(movie.frameTimes.size(), 120U);
             EXPECT_NEAR(movie.soundDuration, movie.duration, 0.1);
@@ -124,11 +128,11 @@ TEST(MovieRecovery, CompletesWhatAKilledProcessHasLeft)
             EXPECT_EQ(movie.boxes.at(1), "moov");
             EXPECT_EQ(std::ranges::count(movie.boxes, "moof"), 0);
             // Killed between its two last steps.
-            std::filesystem::rename(file, folder.file(part));
-            ASSERT_EQ(errorOf(host::repairMovie(file)), "");
-            EXPECT_EQ(MovieProbe(file).frameTimes, movie.frameTimes);
+            std::filesystem::rename(whole, folder.file(partName));
+            ASSERT_EQ(errorOf(host::repairMovie(whole)), "");
+            EXPECT_EQ(MovieProbe(whole).frameTimes, movie.frameTimes);
             EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.file("")), {}), 1);
-            std::filesystem::remove(file);
+            std::filesystem::remove(whole);
         }
     }
 }
@@ -146,9 +150,8 @@ std::string tornBetween(const std::string& before, const std::string& after, std
     return torn;
 }
 
-TEST(MovieRecovery, KeepsWhatWasSyncedWhenPowerFails)
+TEST_F(MovieRecovery, KeepsWhatWasSyncedWhenPowerFails)
 {
-    const ScratchFolder folder;
     DiskLog disk;
     diskLog = &disk;
     EXPECT_EQ(errorOf(record(folder.file("whole.mp4"), 200)->finish()), "");
@@ -157,8 +160,6 @@ TEST(MovieRecovery, KeepsWhatWasSyncedWhenPowerFails)
     EXPECT_EQ(disk.unsyncedNames, 0);
     const std::vector<std::string>& synced = disk.contents;
 
-    const std::string file = folder.file("out.mp4");
-    const std::string part = host::partOfMovie(file);
     std::mt19937 random(11);
     std::size_t frames = 0;
     for (std::size_t at = 0; at < synced.size(); ++at) {
@@ -180,11 +181,8 @@ TEST(MovieRecovery, KeepsWhatWasSyncedWhenPowerFails)
 }
 
 /// A damaged part gives a movie that plays, with what of it is known, or an error that leaves it as it was.
-TEST(MovieRecovery, TakesWhatIsWholeOfADamagedPart)
+TEST_F(MovieRecovery, TakesWhatIsWholeOfADamagedPart)
 {
-    const ScratchFolder folder;
-    const std::string file = folder.file("out.mp4");
-    const std::string part = host::partOfMovie(file);
     (void)record(file, 150);
     const std::string good = readFile(part);
     std::mt19937 random(3);
@@ -211,11 +209,8 @@ TEST(MovieRecovery, TakesWhatIsWholeOfADamagedPart)
     EXPECT_GT(repaired, 20);
 }
 
-TEST(MovieRecovery, RefusesWhatNeedsNoRepairOrMustNotBeTouched)
+TEST_F(MovieRecovery, RefusesWhatNeedsNoRepairOrMustNotBeTouched)
 {
-    const ScratchFolder folder;
-    const std::string file = folder.file("out.mp4");
-    const std::string part = folder.file("out.part.mp4");
     EXPECT_EQ(errorOf(host::repairMovie(file)), file + ": No such file or directory");
     for (const std::string content : {"", "no movie",
              "\0\0\0\x10"

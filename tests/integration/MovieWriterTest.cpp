@@ -21,6 +21,10 @@ using std::chrono::nanoseconds;
 
 namespace {
 
+struct MovieWriterTest : FolderTest {
+    const std::string file = folder.file("out.mp4");
+};
+
 std::unique_ptr<engine::MovieFrame> keepGrey(
     MovieWriter& writer, std::size_t width, std::size_t height, int grey)
 {
@@ -47,12 +51,11 @@ std::string errorOf(const std::expected<void, platform::Error>& result)
 
 } // namespace
 
-TEST(MovieWriter, KeepsTheTimesOfTheFrames)
+TEST_F(MovieWriterTest, KeepsTheTimesOfTheFrames)
 {
-    const ScratchFolder folder;
     for (const std::string encoder : {"libx264", "mpeg4"}) {
         host::HostMovieWriters writers({encoder});
-        const std::string file = folder.file(encoder + ".mp4");
+        std::filesystem::remove(file);
         const std::string begun = runCommand("date -u +%FT%T").output;
         const auto writer = writers.makeWriter({.url = file});
         ASSERT_TRUE(writer->open().has_value());
@@ -74,18 +77,16 @@ TEST(MovieWriter, KeepsTheTimesOfTheFrames)
     }
 }
 
-TEST(MovieWriter, TakesWhatACameraMayGive)
+TEST_F(MovieWriterTest, TakesWhatACameraMayGive)
 {
-    const ScratchFolder folder;
     host::HostMovieWriters writers;
     struct Case {
         std::size_t width;
         std::size_t height;
         std::vector<nanoseconds> times;
     };
-    int number = 0;
     for (const Case& one : {Case{641, 361, {1s, 2s}}, Case{2, 2, {1s}}, Case{1280, 3, {0s, 1s}}}) {
-        const std::string file = folder.file(std::to_string(number++) + ".mp4");
+        std::filesystem::remove(file);
         const auto writer = writers.makeWriter({.url = file, .hasSound = true});
         ASSERT_TRUE(writer->open().has_value());
         writeFrames(*writer, one.times, one.width, one.height);
@@ -98,7 +99,7 @@ TEST(MovieWriter, TakesWhatACameraMayGive)
         EXPECT_NEAR(movie.soundDuration, movie.duration, 0.001); // of silence
     }
 
-    const std::string file = folder.file("resized.mp4");
+    std::filesystem::remove(file);
     const auto writer = writers.makeWriter({.url = file});
     ASSERT_TRUE(writer->open().has_value());
     writeFrames(*writer, {1s, 2s});
@@ -108,11 +109,9 @@ TEST(MovieWriter, TakesWhatACameraMayGive)
     EXPECT_EQ(MovieProbe(file).frameTimes.size(), 2U);
 }
 
-TEST(MovieWriter, LeavesOthersFilesAloneAndNoEmptyOnes)
+TEST_F(MovieWriterTest, LeavesOthersFilesAloneAndNoEmptyOnes)
 {
-    const ScratchFolder folder;
     host::HostMovieWriters writers;
-    const std::string file = folder.file("out.mp4");
     writeFile(file, "something");
     EXPECT_EQ(errorOf(writers.makeWriter({.url = file})->open()), file + ": File exists");
     EXPECT_EQ(readFile(file), "something");
@@ -152,7 +151,7 @@ TEST(MovieWriter, LeavesOthersFilesAloneAndNoEmptyOnes)
 
 /// Ten minutes with a microphone whose clock runs 200 ppm fast and whose chunks come with wrong times, on a phone with virtual
 /// time. Each time that the frames' numbers begin again there is a beep.
-TEST(MovieWriter, KeepsPictureAndSoundTogether)
+TEST_F(MovieWriterTest, KeepsPictureAndSoundTogether)
 {
     constexpr nanoseconds interval = nanoseconds(1s) / 30;
     constexpr double period = 256 * std::chrono::duration<double>(interval).count();
@@ -171,8 +170,6 @@ TEST(MovieWriter, KeepsPictureAndSoundTogether)
     screen.client->onFrame = [&] { screen.client->frames.clear(); };
     screen.startAndRun(SourceType::cameraBack(true));
     screen.phone.advance(500ms);
-    const ScratchFolder folder;
-    const std::string file = folder.file("out.mp4");
     screen.manager->startVideoRecording(file);
     screen.phone.advance(5min);
     screen.manager->stopVideoRecording();
@@ -202,10 +199,8 @@ TEST(MovieWriter, KeepsPictureAndSoundTogether)
 }
 
 /// Sound that begins before the picture and after it, stops for a while, comes twice, and ends early.
-TEST(MovieWriter, FillsAndCutsSoundThatDoesNotFit)
+TEST_F(MovieWriterTest, FillsAndCutsSoundThatDoesNotFit)
 {
-    const ScratchFolder folder;
-    const std::string file = folder.file("out.mp4");
     host::HostMovieWriters writers;
     const auto writer = writers.makeWriter({.url = file, .hasSound = true});
     ASSERT_TRUE(writer->open().has_value());

@@ -40,6 +40,10 @@ void expectPlayable(const MovieProbe& movie, Ending ending = Ending::regular, bo
     }
 }
 
+struct RecordCommand : FolderTest {
+    const std::string file = folder.file("out.mp4");
+};
+
 /// Where "a.mp4" is recorded.
 std::string partOf(const std::string& file)
 {
@@ -56,25 +60,24 @@ CommandResult recordUntil(const std::string& file, const std::string& signal)
 
 } // namespace
 
-TEST(RecordCommand, WritesAMovieWithPictureAndSound)
+TEST_F(RecordCommand, WritesAMovieWithPictureAndSound)
 {
-    const ScratchFolder folder;
     for (const std::string name : {"out.mp4", "out.mov", "a film.m4v"}) {
-        const std::string file = folder.file(name);
+        const std::string film = folder.file(name);
         const bool isFree = name == "out.mov"; // without GPL
-        const Outcome recorded = outcomeOf("--json --back test:640x480@30 record '" + file
+        const Outcome recorded = outcomeOf("--json --back test:640x480@30 record '" + film
             + "' --seconds 1 --microphone test:tone"
             + (isFree ? " --encoder none_such --encoder mpeg4" : ""));
         EXPECT_EQ(recorded.status, 0) << recorded.errors;
         EXPECT_EQ(count(recorded.errors, "tamsel-capture:"), 0U) << recorded.errors;
-        const MovieProbe movie(file);
+        const MovieProbe movie(film);
         expectPlayable(movie);
         EXPECT_EQ(movie.videoCodec, isFree ? "mpeg4" : "h264");
         EXPECT_EQ(movie.soundCodec, "aac");
         EXPECT_EQ(movie.width, 640);
         EXPECT_EQ(movie.height, 480);
         EXPECT_EQ(movie.rotation, 0);
-        EXPECT_TRUE(recorded.output.starts_with("{\"event\": \"video\", \"file\": \"" + file + "\""))
+        EXPECT_TRUE(recorded.output.starts_with("{\"event\": \"video\", \"file\": \"" + film + "\""))
             << recorded.output;
         EXPECT_NEAR(numberIn(recorded.output, "duration"), movie.duration, 0.001);
         EXPECT_EQ(numberIn(recorded.output, "frames"), static_cast<double>(movie.frameTimes.size()));
@@ -84,32 +87,11 @@ TEST(RecordCommand, WritesAMovieWithPictureAndSound)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.file("")), {}), 3);
 }
 
-TEST(RecordCommand, TurnsThePictureWithTheInterface)
+TEST_F(RecordCommand, KeepsTheSoundOfAFileWithItsPicture)
 {
-    const ScratchFolder folder;
-    for (const auto& [orientation, rotation] : {std::pair("portrait", 0), std::pair("landscapeRight", 90),
-             std::pair("portraitUpsideDown", 180), std::pair("landscapeLeft", 270)}) {
-        const std::string file = folder.file(std::string(orientation) + ".mp4");
-        const Outcome recorded = outcomeOf("--front test:320x240@30 --interface-orientation "
-            + std::string(orientation) + " record " + file + " --camera front --seconds 0.5");
-        EXPECT_EQ(recorded.status, 0) << recorded.errors;
-        EXPECT_EQ(count(recorded.output, "no sound"), 1U) << recorded.output;
-        const MovieProbe movie(file);
-        expectPlayable(movie);
-        EXPECT_EQ((movie.rotation + 360) % 360, rotation) << orientation; // counter-clockwise
-        EXPECT_EQ(movie.width, 320); // as stored
-        EXPECT_EQ(movie.soundCodec, "");
-    }
-}
-
-TEST(RecordCommand, KeepsTheSoundOfAFileWithItsPicture)
-{
-    const ScratchFolder folder;
     const std::string clip = folder.file("clip.mp4");
-    const std::string file = folder.file("out.mp4");
     ASSERT_TRUE(makeFlashingClip(clip, 3.4));
-    const Outcome recorded = outcomeOf("--back " + clip + " record " + file + " --seconds 6");
-    EXPECT_EQ(recorded.status, 0) << recorded.errors;
+    (void)outputOf("--back " + clip + " record " + file + " --seconds 6");
     expectPlayable(MovieProbe(file));
     const std::vector<double> flashes = flashTimes(file);
     const std::vector<double> beeps = beepTimes(file);
@@ -120,52 +102,43 @@ TEST(RecordCommand, KeepsTheSoundOfAFileWithItsPicture)
     EXPECT_GE(matched, std::ssize(flashes) - 1) << "a busy machine may miss the first frame of one";
 }
 
-TEST(RecordCommand, ReplacesNothingUnlessItIsToldTo)
+TEST_F(RecordCommand, ReplacesNothingUnlessItIsToldTo)
 {
-    const ScratchFolder folder;
-    const std::string file = folder.file("out.mp4");
     writeFile(file, "something else");
     const std::string camera = "--back test:64x48@30 record '" + file + "' --seconds 0.5";
-    Outcome recorded = outcomeOf(camera);
-    EXPECT_EQ(recorded.status, 2);
-    EXPECT_EQ(count(recorded.errors, "--overwrite"), 1U) << recorded.errors;
+    expectRefused(camera, "--overwrite");
     EXPECT_EQ(readFile(file), "something else");
-    recorded = outcomeOf(camera + " --overwrite");
-    EXPECT_EQ(recorded.status, 0) << recorded.errors;
+    EXPECT_TRUE(outputOf(camera + " --overwrite").contains("no sound"));
     expectPlayable(MovieProbe(file));
+    EXPECT_EQ(MovieProbe(file).soundCodec, "");
 
     for (const std::string& target :
         {folder.file("missing/out.mp4"), std::string("/proc/out.mp4"), folder.file("")}) {
-        recorded = outcomeOf("--back test:64x48@30 record '" + target + "' --seconds 0.5");
+        const Outcome recorded = outcomeOf("--back test:64x48@30 record '" + target + "' --seconds 0.5");
         EXPECT_NE(recorded.status, 0);
         EXPECT_EQ(count(recorded.errors, target), 1U) << recorded.errors;
         EXPECT_EQ(count(recorded.output, "frames"), 0U) << recorded.output;
     }
-    recorded = outcomeOf("--back test:64x48@30 record " + folder.file("silent.mp4")
-        + " --seconds 0.5 --microphone " + folder.file("nothing.wav"));
-    EXPECT_EQ(recorded.status, 2);
-    EXPECT_EQ(count(recorded.errors, "nothing.wav"), 1U) << recorded.errors;
+    expectRefused("--back test:64x48@30 record " + folder.file("silent.mp4") + " --seconds 0.5 --microphone "
+            + folder.file("nothing.wav"),
+        "nothing.wav");
 }
 
-TEST(RecordCommand, LosesNoFileForARecordingThatDoesNotCome)
+TEST_F(RecordCommand, LosesNoFileForARecordingThatDoesNotCome)
 {
-    const ScratchFolder folder;
-    const std::string file = folder.file("old.mp4");
-    const auto refused = [&](const std::string& arguments, const std::string& complaint) {
-        const Outcome recorded = outcomeOf(arguments);
-        EXPECT_NE(recorded.status, 0);
-        EXPECT_TRUE(recorded.errors.contains(complaint)) << recorded.errors;
-    };
     std::filesystem::copy_file(sample(), file);
     const std::string record = " record '" + file + "' --overwrite --seconds 0.5";
-    refused("--back test:64x48@30" + record + " --encoder nope", "nope");
-    refused("--back '" + file + "'" + record, "is an input of this command");
-    refused("--back test:64x48@30" + record + " --microphone '" + file + "'", "is an input of this command");
+    const Outcome unable = outcomeOf("--back test:64x48@30" + record + " --encoder nope");
+    EXPECT_EQ(unable.status, 1);
+    EXPECT_TRUE(unable.errors.contains("nope")) << unable.errors;
+    expectRefused("--back '" + file + "'" + record, "is an input of this command");
+    expectRefused(
+        "--back test:64x48@30" + record + " --microphone '" + file + "'", "is an input of this command");
     EXPECT_EQ(readFile(file), readFile(sample()));
 
     const std::string pipe = folder.file("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    refused("--back test:64x48@30 record '" + pipe + "' --overwrite", "is not a regular file");
+    expectRefused("--back test:64x48@30 record '" + pipe + "' --overwrite", "is not a regular file");
     EXPECT_TRUE(std::filesystem::is_fifo(pipe));
 
     const std::string live = folder.file("live.mp4");
@@ -182,54 +155,44 @@ TEST(RecordCommand, LosesNoFileForARecordingThatDoesNotCome)
         EXPECT_NE(entry.path().stem().extension(), ".new") << "nothing came: " << entry.path();
 }
 
-TEST(RecordCommand, SaysOnceThatItsCameraWasLost)
+TEST_F(RecordCommand, SaysOnceThatItsCameraWasLost)
 {
-    const ScratchFolder folder;
-    const std::string file = folder.file("out.mp4");
     const Outcome recorded = outcomeOf("--back lavfi:testsrc2=s=64x48:r=50:d=1 record " + file);
     EXPECT_EQ(recorded.status, 1);
     EXPECT_EQ(recorded.errors, "tamsel-capture: the camera was lost\n");
     expectPlayable(MovieProbe(file));
 }
 
-TEST(RecordCommand, LeavesAWholeFileWhenItIsInterrupted)
+TEST_F(RecordCommand, LeavesAWholeFileWhenItIsInterrupted)
 {
-    const ScratchFolder folder;
     for (const char* signal : {"INT", "TERM", "HUP", "USR1"}) {
-        const std::string file = folder.file(std::string(signal) + ".mp4");
-        const CommandResult recorded = recordUntil(file, signal);
+        const std::string film = folder.file(std::string(signal) + ".mp4");
+        const CommandResult recorded = recordUntil(film, signal);
         EXPECT_EQ(recorded.status, signal == std::string("USR1") ? 1 : 130);
         EXPECT_EQ(count(recorded.output, "\"video\""), 1U) << recorded.output;
-        expectPlayable(MovieProbe(file));
+        expectPlayable(MovieProbe(film));
     }
 }
 
-TEST(RecordCommand, CanBeRepairedAfterItWasKilled)
+TEST_F(RecordCommand, CanBeRepairedAfterItWasKilled)
 {
-    const ScratchFolder folder;
-    const std::string file = folder.file("out.mp4");
     EXPECT_NE(recordUntil(file, "KILL").status, 0);
     EXPECT_FALSE(std::filesystem::exists(file));
     EXPECT_EQ(MovieProbe(partOf(file)).decodingErrors, "");
-    const Outcome again = outcomeOf("--back test:64x48 record " + file);
-    EXPECT_EQ(again.status, 2);
-    EXPECT_EQ(count(again.errors, "repair"), 1U) << again.errors;
+    expectRefused("--back test:64x48 record " + file, "repair");
 
-    Outcome repaired = outcomeOf("--json repair " + file);
-    EXPECT_EQ(repaired.status, 0) << repaired.errors;
+    const std::string repaired = outputOf("--json repair " + file);
     const MovieProbe movie(file);
     expectPlayable(movie, Ending::early);
     EXPECT_EQ(movie.soundCodec, "aac");
-    EXPECT_EQ(numberIn(repaired.output, "frames"), static_cast<double>(movie.frameTimes.size()));
-    repaired = outcomeOf("repair " + file);
-    EXPECT_EQ(repaired.status, 2);
+    EXPECT_EQ(numberIn(repaired, "frames"), static_cast<double>(movie.frameTimes.size()));
+    expectRefused("repair " + file);
     expectPlayable(MovieProbe(file), Ending::early);
-    EXPECT_EQ(outcomeOf("repair " + folder.file("nothing.mp4")).status, 2);
+    expectRefused("repair " + folder.file("nothing.mp4"));
 }
 
-TEST(RecordCommand, FillsADiskWithAFileThatPlays)
+TEST_F(RecordCommand, FillsADiskWithAFileThatPlays)
 {
-    const ScratchFolder folder;
     const std::string disk = folder.file("disk");
     std::filesystem::create_directory(disk);
     if (runCommand("mount -t tmpfs -o size=8m tamsel " + disk + " 2>/dev/null").status != 0)
@@ -253,19 +216,18 @@ TEST(RecordCommand, FillsADiskWithAFileThatPlays)
     EXPECT_EQ(left, "out.mp4\nout.new.mp4\nan earlier one");
 }
 
-TEST(RecordCommand, WorksWithTheThreadsThatItGets)
+TEST_F(RecordCommand, WorksWithTheThreadsThatItGets)
 {
-    const ScratchFolder folder;
     std::filesystem::permissions(folder.file(""), std::filesystem::perms::all);
     // Of a user whom nobody else is; a limit does not bind the superuser.
     const std::string limited
         = "ASAN_OPTIONS=detect_leaks=0 timeout 60 setpriv --reuid 54321 --clear-groups prlimit --nproc=";
     if (runCommand(limited + "64 " + captureProgram() + " --help").status != 0)
         GTEST_SKIP() << "this user cannot run the program for another one";
+    const auto fileOf = [&](int threads) { return folder.file(std::to_string(threads) + ".mp4"); };
     const auto recordWith = [&](int threads) {
-        const std::string file = folder.file(std::to_string(threads) + ".mp4");
         return runCommand("exec 2>&1; " + limited + std::to_string(threads) + " " + captureProgram()
-            + " --back test:320x240@30 record " + file + " --seconds 0.5 --microphone test:tone");
+            + " --back test:320x240@30 record " + fileOf(threads) + " --seconds 0.5 --microphone test:tone");
     };
     const CommandResult refused = recordWith(1);
     EXPECT_EQ(refused.status, 2);
@@ -275,18 +237,15 @@ TEST(RecordCommand, WorksWithTheThreadsThatItGets)
         EXPECT_LE(recorded.status, 1) << threads << ": " << recorded.output;
         const bool isHeard = !recorded.output.contains("test:tone: the system has no thread left");
         EXPECT_EQ(recorded.status, isHeard ? 0 : 1) << threads << ": " << recorded.output;
-        const MovieProbe movie(folder.file(std::to_string(threads) + ".mp4"));
+        const MovieProbe movie(fileOf(threads));
         EXPECT_EQ(movie.decodingErrors, "") << threads;
         EXPECT_EQ(movie.videoCodec, "h264");
     }
 }
 
-TEST(RecordCommand, RecordsTheSimulatedPhone)
+TEST_F(RecordCommand, RecordsTheSimulatedPhone)
 {
-    const ScratchFolder folder;
-    const std::string file = folder.file("out.mp4");
-    const Outcome recorded = outcomeOf("--backend simulated --json record " + file + " --seconds 10");
-    EXPECT_EQ(recorded.status, 0) << recorded.errors;
+    (void)outputOf("--backend simulated --json record " + file + " --seconds 10");
     const MovieProbe movie(file);
     expectPlayable(movie);
     EXPECT_EQ(movie.soundCodec, "aac");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <optional>
 #include <string>
@@ -27,6 +29,11 @@ public:
 
 private:
     std::string path_;
+};
+
+/// A test with files of its own.
+struct FolderTest : testing::Test {
+    const ScratchFolder folder;
 };
 
 struct CommandResult {

@@ -2,6 +2,8 @@
 
 #include "support/Media.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <sstream>
 
@@ -31,6 +33,22 @@ Outcome outcomeOf(const std::string& arguments)
     const CommandResult result
         = runCommand("timeout 60 " + captureProgram() + " " + arguments + " 2>'" + errors + "'");
     return {result.status, result.output, readFile(errors)};
+}
+
+std::string outputOf(const std::string& arguments)
+{
+    const Outcome outcome = outcomeOf(arguments);
+    EXPECT_EQ(outcome.status, 0) << arguments << ": " << outcome.errors;
+    return outcome.output;
+}
+
+void expectRefused(const std::string& arguments, const std::string& complaint)
+{
+    const Outcome refused = outcomeOf(arguments);
+    EXPECT_EQ(refused.status, 2) << arguments;
+    EXPECT_EQ(refused.output, "") << arguments;
+    EXPECT_EQ(count(refused.errors, "\n"), 1U) << arguments << ": " << refused.errors;
+    EXPECT_TRUE(refused.errors.contains(complaint)) << arguments << ": " << refused.errors;
 }
 
 std::vector<std::string> linesIn(const std::string& text, const std::string& beginning)

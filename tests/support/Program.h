@@ -24,6 +24,12 @@ struct Outcome {
 /// Runs it with these arguments of a shell, for a minute at most.
 [[nodiscard]] Outcome outcomeOf(const std::string& arguments);
 
+/// What it writes when all goes well.
+[[nodiscard]] std::string outputOf(const std::string& arguments);
+
+/// It refuses these arguments with one line, which contains the complaint.
+void expectRefused(const std::string& arguments, const std::string& complaint = {});
+
 /// The lines of a text that begin so.
 [[nodiscard]] std::vector<std::string> linesIn(const std::string& text, const std::string& beginning = {});
 
