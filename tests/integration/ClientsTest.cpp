@@ -4,11 +4,13 @@
 #include <formats/MotionLog.h>
 #include <host/location/HostLocationSource.h>
 
+#include <tamsel/client/SourceCallbacks.h>
 #include <tamsel/platform/AssetServices.h>
 #include <tamsel/platform/DiagnosticLines.h>
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <latch>
 #include <random>
 #include <thread>
@@ -104,6 +106,37 @@ TEST(Clients, ThatNeverReturnCostTheirOwnFramesOnly)
     })) << "each drop is told, once";
     EXPECT_EQ(counts.delivered, static_cast<std::uint64_t>(stuck->frames));
     EXPECT_EQ(counts.produced, counts.delivered + counts.dropped() + counts.gated);
+}
+
+TEST(Clients, FindCodesAtTheSameTimeAndThroughNewStarts)
+{
+    const host::HostInput sheet{.input = testData("codes/sheet.png")};
+    HostScreen screen(host::HostConfiguration{.backCamera = sheet, .frontCamera = sheet});
+    const auto queue = screen.host.makeQueue("response");
+    const auto makeManager = [&] {
+        return OvriSourceManager::create(
+            {}, CameraConfiguration::SessionPreset::photo, queue, screen.host.platform());
+    };
+    const std::array managers{makeManager(), makeManager()};
+    for (int start = 0; start < 3; ++start) {
+        const auto batches = std::make_shared<std::array<std::atomic<int>, 2>>();
+        std::vector<std::shared_ptr<CallbackDelegate>> delegates;
+        for (std::size_t side = 0; side < 2; ++side) {
+            delegates.push_back(makeDelegate(
+                {.didDetectCodes = [batches, queue, side](OvriSourceManager&,
+                                       const std::vector<OvriMetadataMachineReadableCodeObject>& codes) {
+                    EXPECT_TRUE(queue->isCurrent());
+                    ASSERT_EQ(codes.size(), 1U);
+                    EXPECT_EQ(codes.front().value(), "Größe \"8½\" \\ 日本");
+                    ++batches->at(side);
+                }}));
+            managers.at(side)->setMetadataDetection({MetadataObjectType::qr}, delegates.back());
+            const SourceType type
+                = side == 0 ? SourceType::cameraBack(false) : SourceType::cameraFront(false);
+            ASSERT_TRUE(managers.at(side)->startSession(type, screen.client, {}, nullptr).has_value());
+        }
+        EXPECT_TRUE(screen.runUntil([&] { return batches->front() >= 10 && batches->back() >= 10; }));
+    }
 }
 
 TEST(Clients, MayLeaveTheHostInTheMiddleOfEverything)

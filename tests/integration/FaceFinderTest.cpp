@@ -1,9 +1,10 @@
-// Faces of a real photograph: the host's detector, and what it makes of places.
+// Faces of a real photograph: the host's detector, what it makes of places, and which face is which.
 
 #include "support/Media.h"
 #include "support/Pictures.h"
 
 #include <host/metadata/FaceFinder.h>
+#include <host/metadata/FaceTracks.h>
 #include <host/metadata/PictureView.h>
 
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@ namespace tamsel::tests {
 
 namespace {
 
+using namespace std::chrono_literals;
 using host::FaceBounds;
 using host::FaceFinder;
 using host::FoundFace;
@@ -152,6 +154,47 @@ TEST(FaceFinder, NothingIsFoundWhereNoFaceIs)
         expectAt(finder.find(picture, 1), {});
         expectAt(finder.search(picture, 0), {});
     }
+}
+
+using Identifiers = std::vector<std::int64_t>;
+
+/// A face of 100 x 100 pixels.
+FaceBounds face(double left, double top = 0)
+{
+    return {left, top, 100, 100};
+}
+
+TEST(FaceTracks, AFaceKeepsItsIdentifierWhileItMovesAndOthersComeAndGo)
+{
+    host::FaceTracks tracks;
+    EXPECT_EQ(tracks.identify({face(0), face(500)}, 0ms), (Identifiers{1, 2}));
+    EXPECT_EQ(tracks.identify({face(450), face(40, 30)}, 100ms), (Identifiers{2, 1}))
+        << "the order does not count";
+    EXPECT_EQ(tracks.identify({face(80, 60), face(900), face(400)}, 200ms), (Identifiers{1, 3, 2}));
+    EXPECT_EQ(tracks.identify({face(900), face(120, 90)}, 300ms), (Identifiers{3, 1}));
+    EXPECT_EQ(tracks.identify({face(300, 300)}, 400ms), Identifiers{4}) << "that is far from any";
+}
+
+TEST(FaceTracks, NeighboursAreToldApartByTheBestOverlap)
+{
+    host::FaceTracks tracks;
+    EXPECT_EQ(tracks.identify({face(0), face(60)}, 0ms), (Identifiers{1, 2}));
+    EXPECT_EQ(tracks.identify({face(50), face(58)}, 100ms), (Identifiers{1, 2}))
+        << "the first one is nearer to the second's place, but the second is nearer still";
+    EXPECT_EQ(tracks.identify({face(58), face(58), face(50)}, 200ms), (Identifiers{2, 3, 1}))
+        << "nobody is there twice";
+}
+
+TEST(FaceTracks, AFaceMayBeMissedForHalfASecondAndIdentifiersAreNeverUsedAgain)
+{
+    host::FaceTracks tracks;
+    EXPECT_EQ(tracks.identify({face(0)}, 1000ms), Identifiers{1});
+    EXPECT_EQ(tracks.identify({}, 1300ms), Identifiers{});
+    EXPECT_EQ(tracks.identify({face(10)}, 1500ms), Identifiers{1});
+    EXPECT_EQ(tracks.identify({face(10)}, 2000ms), Identifiers{1}) << "counted from the last time";
+    EXPECT_EQ(tracks.identify({face(10)}, 2501ms), Identifiers{2});
+    EXPECT_EQ(tracks.identify({}, 9000ms), Identifiers{});
+    EXPECT_EQ(tracks.identify({face(10)}, 9100ms), Identifiers{3});
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 
 #include <host/image/HostImages.h>
 
-#include <libdeflate.h>
 #include <turbojpeg.h>
 #include <webp/encode.h>
 
@@ -188,25 +187,6 @@ std::string tiffFile(const Pixels& picture, int orientation)
             {258, formats::TiffType::shortInteger, 3, builder.numbers({8, 8, 8}, 2)}, shortly(259, 1),
             shortly(262, 2), builder.longInteger(273, place), shortly(274, orientation), shortly(277, 3),
             builder.longInteger(279, strip.size())})));
-}
-
-std::string rawPngFile(const RawPng& description, const std::vector<std::uint8_t>& row)
-{
-    const std::string stored = '\0' + text(row.data(), row.size()); // its filter is none
-    libdeflate_compressor* compressor = libdeflate_alloc_compressor(1);
-    std::string packed(libdeflate_zlib_compress_bound(compressor, stored.size()), '\0');
-    packed.resize(
-        libdeflate_zlib_compress(compressor, stored.data(), stored.size(), packed.data(), packed.size()));
-    libdeflate_free_compressor(compressor);
-    const auto chunk = [](const std::string& kind, const std::vector<std::uint8_t>& content) {
-        return content.empty() ? "" : pngChunk(kind + text(content.data(), content.size()));
-    };
-    return "\x89PNG\r\n\x1a\n"
-        + pngChunk("IHDR" + big(description.width, 4) + big(1, 4) + big(description.bitDepth, 1)
-            + big(description.colourType, 1) + big(0, 3))
-        + pngChunk("gAMA" + big(100'000, 4)) // colours stay as they are stored
-        + chunk("PLTE", description.palette) + chunk("tRNS", description.paletteAlpha)
-        + pngChunk("IDAT" + packed) + pngChunk("IEND");
 }
 
 std::string flatJpegFile(int width, int height, const std::vector<std::uint8_t>& channels)

@@ -48,16 +48,6 @@ struct Pixels {
 [[nodiscard]] std::string pngFile(const Pixels& picture, int orientation = 0);
 [[nodiscard]] std::string webPFile(const Pixels& picture, int orientation = 0);
 [[nodiscard]] std::string tiffFile(const Pixels& picture, int orientation = 0);
-/// A PNG file from one row as it is stored; a palette has three bytes an entry.
-struct RawPng {
-    std::uint32_t width;
-    std::uint32_t bitDepth;
-    std::uint32_t colourType;
-    std::vector<std::uint8_t> palette = {};
-    std::vector<std::uint8_t> paletteAlpha = {};
-};
-[[nodiscard]] std::string rawPngFile(const RawPng& description, const std::vector<std::uint8_t>& row);
-
 [[nodiscard]] std::string pngChunk(const std::string& kindAndContent);
 
 /// A JPEG of one grey or of four inks, the same all over.
