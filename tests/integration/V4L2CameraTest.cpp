@@ -16,7 +16,6 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <condition_variable>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -61,6 +60,23 @@ protected:
         ASSERT_TRUE(started) << started.error().localizedDescription;
     }
 
+    /// A new one instead of the last.
+    void startAnew()
+    {
+        camera_ = makeCamera(sources_);
+        start();
+    }
+
+    /// What the sink notes of one frame after the other.
+    Journal deliver(const std::vector<FakeV4L2::Frame>& frames)
+    {
+        for (const FakeV4L2::Frame& each : frames) {
+            fake_.push(each);
+            sources_.run();
+        }
+        return sink_->take();
+    }
+
     FakeV4L2::Frame frame(std::chrono::microseconds time = 1s)
     {
         const v4l2_pix_format format = fake_.format();
@@ -73,6 +89,11 @@ protected:
     Journal lines_;
     std::unique_ptr<host::V4L2Camera> camera_;
 };
+
+Journal lost(int error)
+{
+    return {"lose " + std::to_string(error)};
+}
 
 using Settings = std::vector<std::pair<std::uint32_t, std::int32_t>>;
 constexpr std::uint32_t zoomId = V4L2_CID_ZOOM_ABSOLUTE;
@@ -131,11 +152,10 @@ TEST_F(V4L2CameraTest, AnAutomaticCameraIsTheDeviceThatIsThere)
         fake_.plugIn();
         EXPECT_TRUE(camera_->isPresent());
         start();
-        fake_.push(frame());
-        sources_.run();
+        EXPECT_EQ(deliver({frame()}), Journal{"frame"}) << node;
         fake_.unplug();
         sources_.run();
-        EXPECT_EQ(sink_->take(), (Journal{"frame", "lose " + std::to_string(ENODEV)})) << node;
+        EXPECT_EQ(sink_->take(), lost(ENODEV)) << node;
     }
 }
 
@@ -190,8 +210,7 @@ TEST_F(V4L2CameraTest, ItsTorchIsAWritableLightThatGoesOutWithIt)
     EXPECT_EQ(brightness(), "31\n");
     fake_.failures.clear();
     for (const bool hasTorch : {true, false}) { // among the modes of the flash
-        camera_ = makeCamera(sources_);
-        start();
+        startAnew();
         EXPECT_EQ(camera_->description().hasTorch, hasTorch);
         fake_.controls.front().maximum = V4L2_FLASH_LED_MODE_FLASH;
     }
@@ -225,8 +244,7 @@ TEST_F(V4L2CameraTest, ItsLensZoomsInItsStepsAndTheRestIsDigital)
             {24, 300, {{{92 / 3., 68 / 3.}, {8 / 3., 2}}}, 28}, {0.5, 100, std::nullopt, 0}}) {
         camera_->setZoomFactor(factor);
         EXPECT_EQ(fake_.takeSettings(), (Settings{{zoomId, lens}}));
-        fake_.push(slope);
-        sources_.run();
+        EXPECT_EQ(deliver({slope}), Journal{"frame"});
         EXPECT_EQ(sink_->visiblePart, visible) << factor;
         EXPECT_NEAR(
             std::to_integer<int>(*sink_->buffers.back()->pixel(0, 0)), firstColumn * 3 * 255 / 219, 4);
@@ -260,8 +278,7 @@ TEST_F(V4L2CameraTest, AControlThatIsOffIsAbsentAndABrokenOneIsReportedToo)
              {zoom(100, INT32_MAX, 1), senseless},
              {control(zoomId, V4L2_CTRL_TYPE_BUTTON, 100, 300), senseless}}) {
         fake_.controls = {made};
-        camera_ = makeCamera(sources_);
-        start();
+        startAnew();
         EXPECT_EQ(camera_->description().maxZoomFactor, 8);
         EXPECT_EQ(std::exchange(lines_, {}), expected);
         EXPECT_EQ(fake_.takeSettings(), Settings{});
@@ -269,24 +286,20 @@ TEST_F(V4L2CameraTest, AControlThatIsOffIsAbsentAndABrokenOneIsReportedToo)
 
     fake_.controls = {zoom(100, 350, 100), autofocus};
     fake_.failures = {{VIDIOC_QUERYCTRL, EIO}};
-    camera_ = makeCamera(sources_);
-    start();
+    startAnew();
     EXPECT_EQ(std::exchange(lines_, {}).front(), "/dev/video7: does not report its zoom: Input/output error");
     fake_.failures = {{VIDIOC_S_CTRL, EBUSY}};
-    camera_ = makeCamera(sources_);
-    start();
+    startAnew();
     const Journal unset{"/dev/video7: does not set its autofocus: Device or resource busy",
         "/dev/video7: does not set its zoom: Device or resource busy"};
     EXPECT_EQ(lines_, unset);
     EXPECT_EQ(camera_->description().maxZoomFactor, 8);
-    fake_.push(frame());
-    sources_.run();
+    EXPECT_EQ(deliver({frame()}), Journal{"frame"});
     EXPECT_FALSE(sink_->visiblePart);
     camera_->setZoomFactor(2);
     camera_->stop();
     start();
-    fake_.push(frame());
-    sources_.run();
+    EXPECT_EQ(deliver({frame()}), Journal{"frame"});
     EXPECT_EQ(sink_->visiblePart, (platform::CGRect{{16, 12}, {32, 24}})) << "digital alone";
     EXPECT_EQ(lines_, unset) << "once";
 
@@ -373,18 +386,13 @@ TEST_F(V4L2CameraTest, FramesThatTheDeviceMissedAreToldAsLate)
     for (int count = 0; count < 7; ++count)
         fake_.push(frame()); // no buffer is left for three of them
     sources_.run();
-    EXPECT_EQ(sink_->take(), (Journal{"frame", "frame", "frame", "frame"}));
-    fake_.push(frame());
-    sources_.run();
-    EXPECT_EQ(sink_->take(), (Journal{"late", "late", "late", "frame"}));
+    EXPECT_EQ(sink_->take(), Journal(4, "frame"));
+    EXPECT_EQ(deliver({frame()}), (Journal{"late", "late", "late", "frame"}));
 
-    for (const std::uint32_t sequence : {0u, 0u, 0x80000000u, 0xffffffffu, 1u}) {
-        auto renumbered = frame();
-        renumbered.sequence = sequence;
-        fake_.push(renumbered);
-        sources_.run();
-    }
-    EXPECT_EQ(sink_->take(), (Journal{"frame", "frame", "frame", "frame", "late", "frame"}))
+    std::vector<FakeV4L2::Frame> renumbered;
+    for (const std::uint32_t sequence : {0u, 0u, 0x80000000u, 0xffffffffu, 1u})
+        renumbered.emplace_back(frame()).sequence = sequence;
+    EXPECT_EQ(deliver(renumbered), (Journal{"frame", "frame", "frame", "frame", "late", "frame"}))
         << "a counter that stands or starts anew is no gap, one that turns over has one";
 }
 
@@ -392,15 +400,9 @@ TEST_F(V4L2CameraTest, AFrameWithoutAPlaceIsDroppedAndItsBufferGoesBack)
 {
     start();
     sink_->hasBuffers = false;
-    for (int count = 0; count < 12; ++count) {
-        fake_.push(frame());
-        sources_.run();
-    }
-    EXPECT_EQ(sink_->take(), Journal(12, "noBuffer"));
+    EXPECT_EQ(deliver(std::vector(12, frame())), Journal(12, "noBuffer"));
     sink_->hasBuffers = true;
-    fake_.push(frame());
-    sources_.run();
-    EXPECT_EQ(sink_->take(), Journal{"frame"});
+    EXPECT_EQ(deliver({frame()}), Journal{"frame"});
     EXPECT_EQ(fake_.queuedBuffers(), 4u);
 }
 
@@ -413,11 +415,7 @@ TEST_F(V4L2CameraTest, BrokenFramesAreSkippedAndStreamingGoesOn)
     shortened.bytes.resize(48 * 64 * 2 - 1);
     auto oversized = frame();
     oversized.bytes.resize(1 << 20);
-    for (const auto& broken : {flagged, shortened, oversized, FakeV4L2::Frame{}, frame()}) {
-        fake_.push(broken);
-        sources_.run();
-    }
-    EXPECT_EQ(sink_->take(), Journal{"frame"});
+    EXPECT_EQ(deliver({flagged, shortened, oversized, {}, frame()}), Journal{"frame"});
 
     camera_->stop();
     fake_.formats = {{V4L2_PIX_FMT_MJPEG, {{64, 48, {rate30}}}}};
@@ -433,12 +431,9 @@ TEST_F(V4L2CameraTest, BrokenFramesAreSkippedAndStreamingGoesOn)
     const auto scan = std::ranges::search(picture, std::array<std::uint8_t, 2>{0xff, 0xda}).begin();
     for (int count = 0; count < 64; ++count)
         repeated.insert(repeated.end() - 2, scan, picture.end() - 2);
-    for (const auto& bytes :
-        {cut, scrambled, repeated, {0xff, 0xd8, 0xff, 0xd9}, patchJpeg(32, 48), padded}) {
-        fake_.push({bytes});
-        sources_.run();
-    }
-    EXPECT_EQ(sink_->take(), Journal{"frame"});
+    EXPECT_EQ(
+        deliver({{cut}, {scrambled}, {repeated}, {{0xff, 0xd8, 0xff, 0xd9}}, {patchJpeg(32, 48)}, {padded}}),
+        Journal{"frame"});
     EXPECT_EQ(fake_.queuedBuffers(), 4u);
 }
 
@@ -448,7 +443,7 @@ TEST_F(V4L2CameraTest, AnUnpluggedDeviceIsLostOnceAndTriedAnewByTheNextStart)
     fake_.push(frame());
     fake_.unplug();
     EXPECT_LT(sources_.run(), 3);
-    EXPECT_EQ(sink_->take(), Journal{"lose " + std::to_string(ENODEV)});
+    EXPECT_EQ(sink_->take(), lost(ENODEV));
     EXPECT_FALSE(sources_.isArmed());
     EXPECT_FALSE(camera_->isPresent());
     camera_->stop();
@@ -457,9 +452,7 @@ TEST_F(V4L2CameraTest, AnUnpluggedDeviceIsLostOnceAndTriedAnewByTheNextStart)
 
     fake_.plugIn();
     start();
-    fake_.push(frame());
-    sources_.run();
-    EXPECT_EQ(sink_->take(), Journal{"frame"});
+    EXPECT_EQ(deliver({frame()}), Journal{"frame"});
 
     camera_->stop();
     fake_.unplug(); // nobody notices
@@ -472,7 +465,7 @@ TEST_F(V4L2CameraTest, AnUnpluggedDeviceIsLostOnceAndTriedAnewByTheNextStart)
         fake_.failures = {{request, number}};
         fake_.push(frame());
         EXPECT_EQ(sources_.run(), 1);
-        EXPECT_EQ(sink_->take(), Journal{"lose " + std::to_string(EIO)});
+        EXPECT_EQ(sink_->take(), lost(EIO));
         fake_.failures.clear();
     }
     start();
@@ -482,7 +475,7 @@ TEST_F(V4L2CameraTest, AnUnpluggedDeviceIsLostOnceAndTriedAnewByTheNextStart)
         sources_.fire();
     EXPECT_GT(wakes, 5);
     EXPECT_LT(wakes, 50);
-    EXPECT_EQ(sink_->take(), Journal{"lose " + std::to_string(EIO)});
+    EXPECT_EQ(sink_->take(), lost(EIO));
 }
 
 TEST_F(V4L2CameraTest, AStreamMayEndBeginAnewOrDieWithItsCameraWhileAFrameIsConverted)
@@ -496,9 +489,7 @@ TEST_F(V4L2CameraTest, AStreamMayEndBeginAnewOrDieWithItsCameraWhileAFrameIsConv
             EXPECT_TRUE(camera_->start(AVCaptureSessionPreset::photo, next));
         }).join();
     };
-    fake_.push(frame());
-    sources_.run();
-    EXPECT_EQ(sink_->take(), Journal{}) << "a frame came after the stop";
+    EXPECT_EQ(deliver({frame()}), Journal{}) << "a frame came after the stop";
     EXPECT_EQ(fake_.queuedBuffers(), 4u);
     fake_.push(frame());
     sources_.run();
@@ -515,9 +506,7 @@ TEST_F(V4L2CameraTest, AStreamMayEndBeginAnewOrDieWithItsCameraWhileAFrameIsConv
             EXPECT_GT(fake_.mappings(), 0u) << "memory that is read must stay";
             EXPECT_TRUE(makeCamera(sources_)->open()) << "a closed camera holds the device no longer";
         };
-        fake_.push(frame());
-        sources_.run();
-        EXPECT_EQ(sink_->take(), Journal{});
+        EXPECT_EQ(deliver({frame()}), Journal{});
         EXPECT_EQ(fake_.mappings(), 0u);
         EXPECT_EQ(fake_.openDescriptors(), 0u);
     }
@@ -528,32 +517,23 @@ TEST_F(V4L2CameraTest, OnRealThreadsFramesComeInOrderUntilTheDeviceIsLost)
     std::optional<engine::ThreadedDispatch> dispatch(3);
     camera_ = makeCamera(*dispatch);
     std::vector<std::shared_ptr<RecordingSink>> sinks;
-    std::mutex guard;
-    std::condition_variable noted;
-    for (const bool isRestarted : {true, true, false}) {
-        const auto notes = std::make_shared<int>(0);
-        const auto waitFor = [&](int count) {
-            std::unique_lock lock(guard);
-            noted.wait(lock, [&] { return *notes >= count; });
-        };
+    for (const bool isLast : {false, false, true}) {
+        const auto notes = std::make_shared<std::atomic<int>>(0);
         sink_ = sinks.emplace_back(std::make_shared<RecordingSink>());
-        sink_->onNote = [&, notes] {
-            const std::lock_guard lock(guard);
-            ++*notes;
-            noted.notify_one();
-        };
+        sink_->onNote = [notes] { ++*notes; };
         start();
         for (int count = 1; count <= 20; ++count) {
             ASSERT_TRUE(fake_.push(frame(count * 10ms)));
-            if (count % 4 == 0)
-                waitFor(count);
+            if (count % 4 == 0) {
+                ASSERT_TRUE(waitUntil([&] { return *notes >= count; }));
+            }
         }
-        if (isRestarted) {
+        if (isLast) {
+            fake_.unplug();
+            EXPECT_TRUE(waitUntil([&] { return *notes > 20; }));
+        } else {
             fake_.push(frame(1s)); // may meet the stop
             camera_->stop();
-        } else {
-            fake_.unplug();
-            waitFor(21);
         }
     }
     camera_.reset();
@@ -563,7 +543,7 @@ TEST_F(V4L2CameraTest, OnRealThreadsFramesComeInOrderUntilTheDeviceIsLost)
         EXPECT_LE(sink->times.size(), 21u);
     }
     Journal journal(20, "frame");
-    journal.push_back("lose " + std::to_string(ENODEV));
+    journal.push_back(lost(ENODEV).front());
     EXPECT_EQ(sink_->take(), journal);
 }
 
