@@ -59,7 +59,7 @@ double gstreamerMilliseconds(int count)
 {
     std::vector<std::string> arguments{"gst-launch-1.0", "-q", "pipewiresrc", "target-object=cam",
         "num-buffers=" + std::to_string(count), "!", "videoconvert", "!", "video/x-raw,format=BGRA", "!",
-        "appsink", "sync=false", "drop=true", "max-buffers=1"};
+        "appsink", "sync=false", "wait-on-eos=false", "drop=true", "max-buffers=1"};
     std::vector<char*> pointers;
     for (std::string& argument : arguments)
         pointers.push_back(argument.data());

@@ -27,6 +27,7 @@
 #ifdef WITH_HOST
 #include <host/Host.h>
 #include <host/asset/HostAssets.h>
+#include <host/availableCameras.h>
 #include <host/image/HostImages.h>
 #include <host/metadata/HostDetector.h>
 #include <host/recording/repairMovie.h>

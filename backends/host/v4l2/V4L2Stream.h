@@ -1,10 +1,10 @@
 #pragma once
 
 #include <host/DigitalZoom.h>
-#include <host/ffmpeg/FrameConverter.h>
-#include <host/camera/MotionJpegDecoder.h>
-#include <host/v4l2/V4L2Device.h>
 #include <host/camera/FrameFormat.h>
+#include <host/camera/MotionJpegDecoder.h>
+#include <host/ffmpeg/FrameConverter.h>
+#include <host/v4l2/V4L2Device.h>
 
 #include <engine/capture/CameraDriver.h>
 #include <engine/dispatch/EventSource.h>
