@@ -41,8 +41,8 @@ ExitStatus run(int argumentCount, const char* const* arguments)
 {
     Program program;
     for (const auto add :
-        {addCapture, addStatus, addDevices, addFrames, addStill, addRecord, addScreen, addRepair, addReplay, addDetect,
-            addMotion, addAsset, addAssetStill, addThumbnail, addImage, addAlbum, addGenerate})
+        {addCapture, addStatus, addDevices, addFrames, addStill, addRecord, addScreen, addRepair, addReplay,
+            addDetect, addMotion, addAsset, addAssetStill, addThumbnail, addImage, addAlbum, addGenerate})
         add(program);
     program.app.set_version_flag(
         "--version", versionText, "show the version, the FFmpeg libraries and the optional parts");
