@@ -16,6 +16,7 @@
 #include <simulated/explore.h>
 #include <tamsel/client/CaptureGate.h>
 #include <tamsel/facade/OvriSourceManager.h>
+#include <tamsel/facade/SessionObserver.h>
 #include <tamsel/photo/makeImage.h>
 #include <tamsel/platform/AudioServices.h>
 #include <tamsel/platform/DiagnosticLines.h>

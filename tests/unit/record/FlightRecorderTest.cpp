@@ -21,6 +21,7 @@ using engine::FlightRecorder;
 using formats::FlightKind;
 using formats::FlightRecording;
 
+const std::string oddText = "\"\x01\xff" + std::string(500, 'x'); // longer than a slot, and no UTF-8
 constexpr auto position = platform::AVCaptureDevicePosition::back;
 
 /// A session in which everything happens that a client can notice.
@@ -46,10 +47,7 @@ FlightRecording eventfulSession(std::size_t ringSize, std::size_t sessions = 1)
         EXPECT_TRUE(manager->startSession(SourceType::cameraBack(true), delegate, {}, view));
         manager->startMotionDetection({SourceType::stability(), SourceType::facingAngle()}, delegate,
             MotionOptions{.stabilityThreshold = 0.2, .angle = 30});
-        at(300ms, [&] {
-            phone.detector().show(
-                {code(MetadataObjectType::qr, "\"\x01\xff" + std::string(500, 'x')), face()});
-        });
+        at(300ms, [&] { phone.detector().show({code(MetadataObjectType::qr, oddText), face()}); });
         at(400ms, [&] { manager->captureStillImage(platform::OvriImageSource::photo, std::nullopt); });
         at(500ms, [&, session] { manager->startVideoRecording(std::to_string(session) + ".mov"); });
         at(900ms, [&] { phone.camera(position).dropFrame(); });
@@ -160,6 +158,7 @@ TEST(FlightRecorder, RecordsWhatAReplayDoesAgain)
              "didGetVideo 0.mov", "didGetError videoFrameError", "didSuspend", "didResume",
              "didDetectStability 1", "didDetectFacingAngle 1", "didDetectFace 1"})
         EXPECT_NE(std::ranges::find(calls, call), calls.end()) << call;
+    EXPECT_NE(std::ranges::find(calls, "didDetectCodes 1 " + oddText), calls.end());
     const FlightRecording again = read(textOf(recorded));
     EXPECT_EQ(textOf(again), textOf(recorded));
     EXPECT_EQ(difference(delegateCalls(replay(std::make_shared<FlightRecording>(again))), calls), "");
