@@ -5,6 +5,7 @@
 #include <host/HostServices.h>
 #include <host/ReaderThreads.h>
 #include <host/VideoAuthorization.h>
+#include <host/isSandboxed.h>
 #include <host/asset/HostAssets.h>
 #include <host/bus/followSystem.h>
 #include <host/iio/IioMotion.h>
@@ -67,6 +68,9 @@ struct Host::Parts {
             services.report = [this](std::string_view line) {
                 dispatch.globalQueue()->async([this, text = std::string(line)] { lines.writeLine(text); });
             };
+            // In a sandbox the daemon itself is out of reach; elsewhere the permission is enough.
+            if (isSandboxed() || configuration.permission == PermissionSource::person)
+                services.pipeWireDescriptor = video.pipeWireDescriptor();
             auto camera = makeHostCamera(*input, position, services);
             if (camera)
                 made.push_back(std::move(*camera));

@@ -1,10 +1,9 @@
 #include <host/VideoAuthorization.h>
 
 #include <host/bus/CameraPortal.h>
+#include <host/isSandboxed.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
 #include <utility>
 
 namespace tamsel::host {
@@ -13,13 +12,6 @@ using platform::AVAuthorizationStatus;
 using platform::Error;
 
 namespace {
-
-/// Flatpak and Snap. (There is no common sign of a sandbox.)
-bool isSandboxed()
-{
-    std::error_code error;
-    return std::filesystem::exists("/.flatpak-info", error) || std::getenv("SNAP") != nullptr;
-}
 
 AVAuthorizationStatus accessRights(const std::vector<HostCamera>& cameras)
 {

@@ -1,13 +1,11 @@
 #include <host/availableCameras.h>
 
 #include <host/HostCamera.h>
+#include <host/isSandboxed.h>
 #include <host/pipewire/pipeWireCameras.h>
 #include <host/v4l2/V4L2Nodes.h>
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <utility>
 
 namespace tamsel::host {
@@ -15,11 +13,6 @@ namespace tamsel::host {
 using platform::AVCaptureDevicePosition;
 
 namespace {
-
-bool isSandboxed()
-{
-    return ::access("/.flatpak-info", F_OK) == 0 || std::getenv("SNAP") != nullptr;
-}
 
 #ifdef TAMSEL_PIPEWIRE
 std::vector<PipeWireNode> cameraNodes()
@@ -76,6 +69,10 @@ AutomaticCameras automaticCameras(bool needsFront)
         result.back = back->input;
     if (front != cameras.end())
         (result.back || needsFront ? result.front : result.back) = front->input;
+#ifdef TAMSEL_PIPEWIRE
+    if (cameras.empty() && isSandboxed() && !needsFront)
+        result.back = pipeWirePrefix; // its cameras are visible to a program that is permitted to use them
+#endif
     return result;
 }
 

@@ -82,6 +82,7 @@ void cpuOfAFrame(benchmark::State& state, const std::string& format)
     tests::PipeWireDaemons daemons;
     const auto source = daemons.source("cam", {"modes=" + format + ":1280x720", "rate=60"});
     host::Host host({.backCamera = host::HostInput{.input = "pipewire:cam"},
+        .permission = host::PermissionSource::inputs,
         .writeLine = [](std::string_view) { },
         .writeReport = [](std::string_view) { }});
     std::vector<double> ours;

@@ -197,7 +197,7 @@ TEST_F(PipeWire, ASlowProgramLeavesTheCameraABuffer)
 TEST_F(PipeWire, ACameraOrADaemonThatDiesIsLostAndCanComeBack)
 {
     auto source = daemons->source("cam");
-    HostScreen screen("pipewire:cam");
+    HostScreen screen({.backCamera = host::HostInput{.input = "pipewire:cam"}, .permission = host::PermissionSource::inputs});
     ASSERT_TRUE(screen.start());
     const auto runs = [&] {
         const int before = screen.client->count;
