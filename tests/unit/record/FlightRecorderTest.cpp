@@ -164,6 +164,22 @@ TEST(FlightRecorder, RecordsWhatAReplayDoesAgain)
     EXPECT_EQ(difference(delegateCalls(replay(std::make_shared<FlightRecording>(again))), calls), "");
 }
 
+TEST(FlightRecorder, ReplaysAFrameThatCameAfterThePersonHadLeft)
+{
+    FlightRecording recorded = eventfulSession(1 << 16);
+    auto& events = recorded.events;
+    const auto left = std::ranges::find_if(
+        events, [](const auto& event) { return event.kind == FlightKind::notification && event.is(1); });
+    auto frame = left;
+    while (frame->kind != FlightKind::delivered)
+        --frame;
+    ASSERT_EQ(frame[1].kind, FlightKind::didGetFrame);
+    frame[0].time = frame[1].time = left->time + 1ns;
+    std::rotate(frame, frame + 2, left + 1);
+    const auto calls = delegateCalls(recorded);
+    EXPECT_EQ(difference(delegateCalls(replay(std::make_shared<FlightRecording>(recorded))), calls), "");
+}
+
 TEST(FlightRecorder, OverwritesAndReplaysTheLastStart)
 {
     const FlightRecording recorded = eventfulSession(1800, 4);
