@@ -11,6 +11,7 @@
 #include "timeLimits.h"
 
 #include <host/Host.h>
+#include <host/isSandboxed.h>
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
 #include <host/microphone/HostMicrophone.h>
@@ -240,7 +241,7 @@ void addCameras(host::HostConfiguration& configuration, const GlobalOptions& opt
             continue;
         (*input)->sensorOrientation = options.sensorOrientation;
         (*input)->minimumFocusDistance = minimumFocusDistance(options);
-        if (host::Host::asksForVideoAccess(configuration))
+        if (host::isSandboxed() && host::Host::asksForVideoAccess(configuration))
             continue; // it may not be opened before
         const auto probed = host::Host::probe((*input)->input, limitOf(needs));
         if (probed)

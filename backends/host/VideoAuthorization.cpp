@@ -33,7 +33,9 @@ std::shared_ptr<CameraPermission> makePermission([[maybe_unused]] const HostConf
 {
 #ifdef TAMSEL_BUS
     if (needsPermission(configuration))
-        return makeCameraPortal(dispatch, events, lines);
+        return makeCameraPortal(dispatch, events, lines,
+            configuration.permission == PermissionSource::person || isSandboxed() ? PortalAbsence::reported
+                                                                                  : PortalAbsence::normal);
 #endif
     return nullptr;
 }

@@ -197,7 +197,8 @@ TEST_F(PipeWire, ASlowProgramLeavesTheCameraABuffer)
 TEST_F(PipeWire, ACameraOrADaemonThatDiesIsLostAndCanComeBack)
 {
     auto source = daemons->source("cam");
-    HostScreen screen({.backCamera = host::HostInput{.input = "pipewire:cam"}, .permission = host::PermissionSource::inputs});
+    HostScreen screen({.backCamera = host::HostInput{.input = "pipewire:cam"},
+        .permission = host::PermissionSource::inputs});
     ASSERT_TRUE(screen.start());
     const auto runs = [&] {
         const int before = screen.client->count;
@@ -261,7 +262,7 @@ TEST_F(PipeWire, IsTakenByTheCommandWhereV4L2HasNoCameraAndListedOnce)
         = [](const std::vector<std::string>& lines) { return lines.empty() ? "" : lines.front(); };
     using Lines = std::vector<std::string>;
     const Lines alone = run("", "devices");
-    ASSERT_EQ(alone.size(), 3U);
+    ASSERT_EQ(alone.size(), 3U) << testing::PrintToString(alone);
     EXPECT_TRUE(alone[1].starts_with("back ") && alone[1].ends_with(" pipewire:outside")) << alone[1];
     EXPECT_TRUE(alone[2].starts_with("front ") && alone[2].ends_with(" pipewire:inside")) << alone[2];
     const std::string unused = "-         wide angle  -             ";
@@ -270,8 +271,11 @@ TEST_F(PipeWire, IsTakenByTheCommandWhereV4L2HasNoCameraAndListedOnce)
     EXPECT_EQ(both[2], unused + "/dev/video7 (Inner, pipewire:inside)");
     EXPECT_EQ(run(v4l2, "--back pipewire:inside devices").back(), unused + "pipewire:outside");
     EXPECT_TRUE(firstLine(run(v4l2, "frames --count 1")).starts_with("tamsel-capture: /dev/video7: "));
-    EXPECT_TRUE(
-        firstLine(run(v4l2 + "SNAP=1", "--json frames --count 1")).starts_with(R"({"event": "frame")"));
+    // The desktop here knows no cameras, and a program in a sandbox says so.
+    const Lines inSandbox = run(v4l2 + "SNAP=1", "--json frames --count 1");
+    EXPECT_TRUE(std::ranges::any_of(inSandbox, [](const std::string& line) {
+        return line.starts_with(R"({"event": "frame")");
+    })) << testing::PrintToString(inSandbox);
     EXPECT_EQ(
         linesIn(runCommand(captureProgram() + " --back pipewire: status").output, "  another camera").size(),
         1U);

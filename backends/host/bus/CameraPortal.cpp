@@ -55,10 +55,12 @@ Remote remoteIn(sd_bus_message* reply)
 /// Everything is on the queue of the bus, unless a comment says otherwise.
 class CameraPortal final : public CameraPermission, public std::enable_shared_from_this<CameraPortal> {
 public:
-    CameraPortal(platform::Dispatch& dispatch, engine::EventSources& events, platform::DiagnosticLines& lines)
+    CameraPortal(platform::Dispatch& dispatch, engine::EventSources& events, platform::DiagnosticLines& lines,
+        PortalAbsence absence)
         : bus_(std::make_shared<Bus>(
               Bus::Kind::session, dispatch.makeSerialQueue("org.tamsel.host.portal"), events)),
-          lines_(lines)
+          lines_(lines),
+          absence_(absence)
     {
     }
     ~CameraPortal() override { bus_.reset(); } // its handlers refer to the members
@@ -115,6 +117,7 @@ private:
 
     std::shared_ptr<Bus> bus_;
     platform::DiagnosticLines& lines_;
+    const PortalAbsence absence_;
     std::function<void()> withdrawn_;
     std::atomic<std::optional<AVAuthorizationStatus>> status_{AVAuthorizationStatus::notDetermined};
 
@@ -189,8 +192,8 @@ void CameraPortal::readCamera(sd_bus_message* message)
 /// Nobody can be asked.
 void CameraPortal::noteAbsence(const std::string& why)
 {
-    service_ = Service::absent;
-    lines_.writeLine("camera portal: " + why);
+    if (std::exchange(service_, Service::absent) != Service::absent && absence_ == PortalAbsence::reported)
+        lines_.writeLine("camera portal: " + why);
     if (status_.load() == AVAuthorizationStatus::notDetermined)
         status_ = std::nullopt;
     finish();
@@ -300,10 +303,10 @@ Remote CameraPortal::openRemote()
 
 } // namespace
 
-std::shared_ptr<CameraPermission> makeCameraPortal(
-    platform::Dispatch& dispatch, engine::EventSources& events, platform::DiagnosticLines& lines)
+std::shared_ptr<CameraPermission> makeCameraPortal(platform::Dispatch& dispatch, engine::EventSources& events,
+    platform::DiagnosticLines& lines, PortalAbsence absence)
 {
-    return std::make_shared<CameraPortal>(dispatch, events, lines);
+    return std::make_shared<CameraPortal>(dispatch, events, lines, absence);
 }
 
 } // namespace tamsel::host

@@ -99,16 +99,20 @@ def lockdown(word):
 
 def carryOut(stream, condition):
     line = stream.readline()
-    if line:
-        command, argument = line.split()
-        print(globals()[command](argument) or "done", flush=True)
-    else:
+    if not line:
         loop.quit()
-    return bool(line)
+        return False
+    command, argument = line.split()
+    try:
+        print(globals()[command](argument) or "done", flush=True)
+    except Exception as error: # the loop would drop it, and this function
+        print(repr(error), flush=True)
+    return True
 
 
 os.environ.update({"XDG_" + variable: folder for variable in ("RUNTIME_DIR", "DATA_HOME", "CONFIG_HOME", "STATE_HOME",
-                                                              "DESKTOP_PORTAL_DIR")}, HOME=folder, XDG_CURRENT_DESKTOP="test")
+                                                              "DESKTOP_PORTAL_DIR")}, HOME=folder, PIPEWIRE_REMOTE="pipewire-0",
+                  XDG_CURRENT_DESKTOP="test")
 with open(os.path.join(folder, "test.portal"), "w") as file:
     file.write("[portal]\nDBusName=org.freedesktop.impl.portal.desktop.test\n"
                "Interfaces=org.freedesktop.impl.portal.Access;org.freedesktop.impl.portal.Lockdown;\nUseIn=test\n")
