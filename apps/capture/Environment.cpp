@@ -11,9 +11,9 @@
 #include "timeLimits.h"
 
 #include <host/Host.h>
-#include <host/isSandboxed.h>
 #include <host/asset/HostAssets.h>
 #include <host/image/HostImages.h>
+#include <host/isSandboxed.h>
 #include <host/microphone/HostMicrophone.h>
 #include <host/recording/HostMovieWriter.h>
 #include <simulated/Phone.h>

@@ -5,11 +5,11 @@
 #include <host/HostServices.h>
 #include <host/ReaderThreads.h>
 #include <host/VideoAuthorization.h>
-#include <host/isSandboxed.h>
 #include <host/asset/HostAssets.h>
 #include <host/bus/followSystem.h>
 #include <host/iio/IioMotion.h>
 #include <host/image/HostImages.h>
+#include <host/isSandboxed.h>
 #include <host/location/HostLocation.h>
 #include <host/metadata/DetectionThread.h>
 #include <host/metadata/HostDetector.h>

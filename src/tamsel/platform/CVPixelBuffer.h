@@ -18,7 +18,7 @@ struct FrameTiming {
     std::chrono::nanoseconds captureTime{}; ///< on the platform's monotonic clock
     CMTime mediaTime; ///< in the source's own time, growing across loops
     std::uint64_t sequence = 0; ///< as produced, from 0, strictly increasing within a session
-    bool isExamined = false; ///< codes and faces are looked for in it, so a detection may have its capture time
+    bool isExamined = false; ///< codes and faces are looked for in it
 
     bool operator==(const FrameTiming&) const = default;
 };
