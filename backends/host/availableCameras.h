@@ -29,7 +29,7 @@ struct AutomaticCameras {
 /// can be the one in front.
 [[nodiscard]] AutomaticCameras automaticCameras(bool needsFront = false);
 
-/// The input that "pipewire:" stands for at a position; any other input, and without a camera of PipeWire, the input itself.
+/// The input of the camera that "pipewire:" means at a position; any other input, and without a camera of PipeWire, the input itself.
 [[nodiscard]] std::string specificInput(const std::string& input, platform::AVCaptureDevicePosition position);
 
 /// Whether a PipeWire daemon seems to run. Waits for nothing.

@@ -83,7 +83,7 @@ public:
     void stop(Claim claim);
     /// Stops the device and closes it.
     void release(Claim claim);
-    /// The same, whoever holds it: the holder loses the device.
+    /// The same for any holder, which is notified that the device is lost.
     void lose(const platform::Error& reason);
 
 private:

@@ -10,7 +10,7 @@
 
 namespace tamsel::engine {
 
-/// Records what the clients of a back end call and are told. Thread-safe.
+/// Records the calls of the clients of a back end and of their delegates. Thread-safe.
 class RecordedClient final : public SessionObserver {
 public:
     explicit RecordedClient(std::shared_ptr<FlightRecorder> recorder) : recorder_(std::move(recorder)) { }

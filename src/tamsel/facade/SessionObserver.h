@@ -14,7 +14,7 @@
 
 namespace tamsel {
 
-/// Sees what clients call and are told, for a recorder. It gets every call of a delegate that exists, just before the
+/// Sees the calls of clients and of their delegates, for a recorder. It gets every call of a delegate that exists, just before the
 /// delegate, and every operation that changes something, before it is carried out, on the caller's thread. An operation
 /// that is made of others is seen as those. Thread-safe; must not call a manager.
 class SessionObserver : public OvriSourceToSession,

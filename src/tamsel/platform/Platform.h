@@ -40,7 +40,7 @@ struct Platform {
     Tamsel& tamsel;
     ReportSink& reports;
     DiagnosticLines& diagnostics;
-    /// Sees what the clients of all managers call and are told; usually absent.
+    /// Sees the calls of all clients and of their delegates; usually absent.
     SessionObserver* observer = nullptr;
 };
 
