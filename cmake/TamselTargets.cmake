@@ -14,8 +14,9 @@ if(TAMSEL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 function(tamsel_compile_options target)
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
-        -Woverloaded-virtual $<$<BOOL:${TAMSEL_WERROR}>:-Werror> $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+    # A unity build (the sanitizers' presets) sees the names of other sources, too.
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor
+        -Woverloaded-virtual $<$<NOT:$<BOOL:${CMAKE_UNITY_BUILD}>>:-Wshadow> $<$<BOOL:${TAMSEL_WERROR}>:-Werror> $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
         # With -O3 g++ 12 sees uninitialised functions in aggregates that have initialisers for all members.
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-maybe-uninitialized>)
 endfunction()
@@ -25,6 +26,11 @@ function(tamsel_precompiled_headers target)
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
     target_precompile_headers(${target} PRIVATE <algorithm> <any> <array> <atomic> <chrono> <deque> <expected> <filesystem>
         <functional> <map> <memory> <mutex> <optional> <string> <thread> <unordered_map> <utility> <variant> <vector> ${ARGN})
+endfunction()
+
+# Sources that have names in common with others of their target; a unity build compiles them alone.
+function(tamsel_compile_alone)
+    set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
 
 # A static library whose public headers are the list HEADERS, below the include root BASE. They are installed under
