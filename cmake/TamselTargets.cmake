@@ -15,8 +15,8 @@ endif()
 
 function(tamsel_compile_options target)
     # A unity build (the sanitizers' presets) sees the names of other sources, too.
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor
-        -Woverloaded-virtual $<$<NOT:$<BOOL:${CMAKE_UNITY_BUILD}>>:-Wshadow> $<$<BOOL:${TAMSEL_WERROR}>:-Werror> $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic $<$<NOT:$<BOOL:${CMAKE_UNITY_BUILD}>>:-Wshadow>
+        -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual $<$<BOOL:${TAMSEL_WERROR}>:-Werror> $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
         # With -O3 g++ 12 sees uninitialised functions in aggregates that have initialisers for all members.
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-maybe-uninitialized>)
 endfunction()
