@@ -57,7 +57,8 @@ void FlightScript::plan(Phone& phone, Scheduler& scheduler)
         planEvent(phone, index);
 }
 
-/// A frame comes from the camera whose start began last.
+/// A frame comes from the camera whose start began last. The reason why a frame was gated may not exist on a phone, whose
+/// queues take no time, so such a frame is only counted.
 void FlightScript::planFrames(Phone& phone)
 {
     std::map<nanoseconds, std::size_t> sources{{nanoseconds::min(), 0}};
@@ -79,9 +80,11 @@ void FlightScript::planFrames(Phone& phone)
         if (event.kind != Kind::delivered && event.kind != Kind::gated && !isDropped)
             continue;
         const auto found = produced.find(key);
-        const auto cause = isDropped ? static_cast<DropCause>(event.number(2)) : DropCause::noReceiver;
-        const bool isDelivered = cause == DropCause::noReceiver;
-        if (isDelivered && found == produced.end())
+        std::optional<DropCause> cause;
+        if (isDropped)
+            cause = static_cast<DropCause>(event.number(2));
+        const bool hasPicture = event.kind == Kind::delivered || cause == DropCause::noReceiver;
+        if (hasPicture && found == produced.end())
             continue;
         if (cause == DropCause::deviceLost)
             continue; // part of the loss
@@ -89,7 +92,7 @@ void FlightScript::planFrames(Phone& phone)
         const nanoseconds begin = found == produced.end() ? event.time : found->second.begin;
         const nanoseconds time = beforeBarrier(begin, effect);
         SimulatedCamera& of = camera(phone, std::prev(sources.upper_bound(begin))->second);
-        if (isDelivered)
+        if (hasPicture)
             planAt(time, "frame of a camera",
                 [&of, frame = found->second] { of.produceFrame(frame.captured, frame.width, frame.height); });
         else

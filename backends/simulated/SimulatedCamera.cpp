@@ -78,13 +78,15 @@ std::expected<void, Error> SimulatedCamera::start(
     scheduler_.spend(script_.timeToStart);
     if (!script_.isPresent)
         return std::unexpected(gone());
-    if (auto answered = answer(CameraStep::start); !answered)
-        return answered;
     preset_ = preset;
-    sink_ = std::move(sink);
+    sink_ = std::move(sink); // frames may come before the start has ended
     startTime_ = scheduler_.monotonic();
-    planFrame(++starts_, startTime_);
-    return {};
+    auto answered = answer(CameraStep::start);
+    if (answered)
+        planFrame(++starts_, scheduler_.monotonic());
+    else
+        sink_ = nullptr;
+    return answered;
 }
 
 void SimulatedCamera::stop()
@@ -133,7 +135,7 @@ bool SimulatedCamera::produceFrame(
     return true;
 }
 
-void SimulatedCamera::dropFrame(DropCause cause)
+void SimulatedCamera::dropFrame(std::optional<DropCause> cause)
 {
     if (const std::shared_ptr<engine::FrameSink> sink = sink_)
         sink->drop(cause);

@@ -59,7 +59,7 @@ public:
     /// The same for a frame of this size that was captured at this time.
     bool produceFrame(std::chrono::nanoseconds captureTime, std::size_t width, std::size_t height);
     /// Reports a frame that the device lost.
-    void dropFrame(platform::DropCause cause = platform::DropCause::late);
+    void dropFrame(std::optional<platform::DropCause> cause = platform::DropCause::late);
     /// The camera disappears until `plugIn`; a session that runs on it ends.
     void unplug();
     /// A session that runs on it ends, as with a device that fails and stays.

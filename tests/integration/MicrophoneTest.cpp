@@ -152,7 +152,7 @@ public:
             flashes_.push_back(secondsOf(frame.captureTime));
         wasBright_ = isBright;
     }
-    void drop(platform::DropCause) override { }
+    void drop(std::optional<platform::DropCause>) override { }
     void lose(const platform::Error&) override { }
 
     [[nodiscard]] std::vector<double> flashes() const

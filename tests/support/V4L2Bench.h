@@ -94,7 +94,7 @@ public:
         visiblePart = frame.visiblePart;
         times.emplace_back(frame.mediaTime.value, frame.captureTime.count());
     }
-    void drop(platform::DropCause cause) override
+    void drop(std::optional<platform::DropCause> cause) override
     {
         note(cause == platform::DropCause::late          ? "late"
                 : cause == platform::DropCause::noBuffer ? "noBuffer"

@@ -72,8 +72,8 @@ public:
     /// The next frame. Must be the caller's last act: it may be processed on the same thread.
     virtual void deliver(CapturedFrame frame) = 0;
 
-    /// The device produced a frame that could not be delivered.
-    virtual void drop(platform::DropCause cause) = 0;
+    /// The device produced a frame that could not be delivered. Without a cause it is not reported but counts as gated.
+    virtual void drop(std::optional<platform::DropCause> cause) = 0;
 
     /// The device is gone: the session stops and one drop is reported.
     virtual void lose(const platform::Error& reason) = 0;

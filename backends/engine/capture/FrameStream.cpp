@@ -131,11 +131,11 @@ std::optional<DropCause> FrameStream::makeUpright(std::shared_ptr<CVPixelBuffer>
     return std::nullopt;
 }
 
-void FrameStream::drop(DropCause cause)
+void FrameStream::drop(std::optional<DropCause> cause)
 {
     if (!isOpen())
         return;
-    if (parts_.outputs.movie)
+    if (cause && parts_.outputs.movie)
         parts_.outputs.movie->miss();
     reportDrop(cause);
 }
@@ -168,7 +168,7 @@ void FrameStream::reportEnd(const Error& reason)
         parts_.outputs.movie->streamEnded(reason);
 }
 
-void FrameStream::reportDrop(DropCause cause)
+void FrameStream::reportDrop(std::optional<DropCause> cause)
 {
     FrameTicket ticket(parts_.counter->ledger(), parts_.counter->skip());
     withhold(std::move(ticket), cause);

@@ -70,7 +70,7 @@ public:
         std::size_t width, std::size_t height) override;
     void deliver(CapturedFrame frame) override;
     [[nodiscard]] bool wantsNativePictures() const override { return parts_.outputs.movie != nullptr; }
-    void drop(platform::DropCause cause) override;
+    void drop(std::optional<platform::DropCause> cause) override;
     void lose(const platform::Error& reason) override;
 
     /// Ends stills and recordings that wait for frames.
@@ -85,7 +85,7 @@ private:
         const CapturedFrame& stored, int turns);
     [[nodiscard]] std::optional<platform::DropCause> makeUpright(
         std::shared_ptr<platform::CVPixelBuffer>& buffer, int turns);
-    void reportDrop(platform::DropCause cause);
+    void reportDrop(std::optional<platform::DropCause> cause);
     void withhold(platform::FrameTicket ticket, std::optional<platform::DropCause> cause);
     void reportEnd(const platform::Error& reason);
 

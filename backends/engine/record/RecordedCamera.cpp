@@ -34,7 +34,7 @@ public:
     [[nodiscard]] bool isOpen() const override { return sink_->isOpen(); }
     [[nodiscard]] bool wantsNativePictures() const override { return sink_->wantsNativePictures(); }
     void deliver(CapturedFrame frame) override { sink_->deliver(std::move(frame)); }
-    void drop(DropCause cause) override { sink_->drop(cause); }
+    void drop(std::optional<DropCause> cause) override { sink_->drop(cause); }
     void lose(const Error& reason) override
     {
         if (sink_->isOpen()) {

@@ -58,6 +58,8 @@ FlightRecording eventfulSession(std::size_t ringSize, std::size_t sessions = 1)
         at(2250ms, [&] { manager->resumeCamera(); });
         at(2500ms, [&] { phone.camera(position).plugIn(); });
         at(2600ms, [&] { manager->resumeCamera(); });
+        at(2800ms, [&] { manager->pauseCamera(); });
+        at(2850ms, [&] { manager->resumeCamera(); });
         at(3000ms, [&] {
             manager->captureStillImage(platform::OvriImageSource::video, platform::TamselCameraSettings{});
         });
@@ -164,18 +166,32 @@ TEST(FlightRecorder, RecordsWhatAReplayDoesAgain)
     EXPECT_EQ(difference(delegateCalls(replay(std::make_shared<FlightRecording>(again))), calls), "");
 }
 
-TEST(FlightRecorder, ReplaysAFrameThatCameAfterThePersonHadLeft)
+TEST(FlightRecorder, ReplaysFramesThatThreadsHadDelayed)
 {
     FlightRecording recorded = eventfulSession(1 << 16);
     auto& events = recorded.events;
-    const auto left = std::ranges::find_if(
-        events, [](const auto& event) { return event.kind == FlightKind::notification && event.is(1); });
-    auto frame = left;
-    while (frame->kind != FlightKind::delivered)
-        --frame;
-    ASSERT_EQ(frame[1].kind, FlightKind::didGetFrame);
-    frame[0].time = frame[1].time = left->time + 1ns;
-    std::rotate(frame, frame + 2, left + 1);
+    const auto isDelivered = [](const auto& event) { return event.kind == FlightKind::delivered; };
+    /// Moves the end of the last frame before the event behind it.
+    const auto delayFrame = [&](FlightKind kind, bool isGated) {
+        const auto event = std::ranges::find_if(
+            events, [&](const auto& each) { return each.kind == kind && each.time > 1s; });
+        const auto frame
+            = std::find_if(std::make_reverse_iterator(event), events.rend(), isDelivered).base() - 1;
+        ASSERT_EQ(frame[1].kind, FlightKind::didGetFrame);
+        frame[0].time = frame[1].time = event->time + 1ns;
+        std::rotate(frame, frame + 2, event + 1);
+        if (isGated) {
+            event[-1].kind = FlightKind::gated;
+            events.erase(event);
+        }
+    };
+    delayFrame(FlightKind::notification, false); // the person leaves
+    delayFrame(FlightKind::pause, true);
+    // The first one came before the camera was active.
+    const auto first = std::ranges::find_if(events, isDelivered);
+    ASSERT_EQ(first[1].kind, FlightKind::didGetFrame);
+    first->kind = FlightKind::gated;
+    events.erase(first + 1);
     const auto calls = delegateCalls(recorded);
     EXPECT_EQ(difference(delegateCalls(replay(std::make_shared<FlightRecording>(recorded))), calls), "");
 }
