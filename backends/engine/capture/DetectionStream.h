@@ -19,17 +19,12 @@ public:
 
     /// Whether a frame would be searched now.
     [[nodiscard]] bool wantsFrame() const { return !isBusy_ && !output_->receiver().delegate.expired(); }
-    /// A frame as the sensor stores it, before it is delivered; on the driver's thread.
-    void offer(const MetadataDetection::Frame& frame)
-    {
-        if (wantsFrame())
-            take(frame);
-    }
+    /// A frame that it wants, as the sensor stores it, before it is delivered; on the driver's thread.
+    void take(const MetadataDetection::Frame& frame);
     /// Delivers nothing from now on.
     void close() { isClosed_ = true; }
 
 private:
-    void take(const MetadataDetection::Frame& frame);
     void detect();
     void deliver(platform::AVMetadataObjects objects);
 

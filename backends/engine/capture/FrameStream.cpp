@@ -92,7 +92,7 @@ void FrameStream::deliver(CapturedFrame frame)
         = outputs.video ? outputs.video->demand() : VideoDataOutput::Demand{};
     const int turns = demand.orientation ? quarterTurns(parts_.sensorOrientation, *demand.orientation) : 0;
     if (timing.isExamined)
-        parts_.detection->offer({*frame.buffer, turns, timing.captureTime, timing.sequence});
+        parts_.detection->take({*frame.buffer, turns, timing.captureTime, timing.sequence});
     if (!demand.queue) {
         withhold(std::move(ticket), std::nullopt);
         return;

@@ -74,7 +74,8 @@ void offerFrames(DetectionStream& stream, std::uint64_t first)
 {
     const CVPixelBuffer pixels(8, 8);
     for (std::uint64_t number = first; number < first + framesOfAStart; ++number) {
-        stream.offer({.pixels = pixels, .quarterTurns = 0, .captureTime = {}, .sequence = number});
+        if (stream.wantsFrame())
+            stream.take({.pixels = pixels, .quarterTurns = 0, .captureTime = {}, .sequence = number});
         if (number % 256 == 0)
             std::this_thread::yield();
     }
