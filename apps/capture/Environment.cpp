@@ -42,11 +42,13 @@ namespace {
 constexpr auto simulatedFrameInterval = std::chrono::nanoseconds(1'000'000'000 / 30);
 constexpr auto simulatedSlice = 100ms;
 
-sigset_t takenSignals()
+sigset_t takenSignals(bool isRecorded)
 {
     sigset_t signals = endingSignals();
     sigaddset(&signals, SIGUSR1);
     sigaddset(&signals, SIGUSR2);
+    if (isRecorded)
+        sigaddset(&signals, SIGQUIT);
     return signals;
 }
 
@@ -54,8 +56,9 @@ sigset_t takenSignals()
 /// start, which must block the signals too; until then signals end the program, also while an input opens.
 class Signals {
 public:
-    explicit Signals(std::function<void()> whenSignalled)
-        : whenSignalled_(std::move(whenSignalled)),
+    explicit Signals(std::function<void()> writeRecording)
+        : writeRecording_(std::move(writeRecording)),
+          set_(takenSignals(writeRecording_ != nullptr)),
           descriptor_(signalfd(-1, &set_, SFD_NONBLOCK | SFD_CLOEXEC))
     {
         if (descriptor_ >= 0) // otherwise they still end the program
@@ -71,12 +74,12 @@ public:
     {
         signalfd_siginfo info{};
         while (::read(descriptor_, &info, sizeof info) == sizeof info) {
-            if (info.ssi_signo == SIGUSR1) {
-                if (whenSignalled_)
-                    whenSignalled_();
+            if (info.ssi_signo == SIGUSR1)
                 target.enterBackground();
-            } else if (info.ssi_signo == SIGUSR2)
+            else if (info.ssi_signo == SIGUSR2)
                 target.enterForeground();
+            else if (info.ssi_signo == SIGQUIT)
+                writeRecording_();
             else {
                 interruptWrites();
                 onInterrupt();
@@ -85,8 +88,8 @@ public:
     }
 
 private:
-    const std::function<void()> whenSignalled_;
-    sigset_t set_ = takenSignals();
+    const std::function<void()> writeRecording_;
+    sigset_t set_;
     int descriptor_;
 };
 
@@ -104,8 +107,8 @@ void writeUnlessDebugOutput(std::string_view line)
 
 class HostEnvironment final : public Environment {
 public:
-    HostEnvironment(host::HostConfiguration configuration, std::function<void()> whenSignalled)
-        : signals_(std::move(whenSignalled)),
+    HostEnvironment(host::HostConfiguration configuration, std::function<void()> writeRecording)
+        : signals_(std::move(writeRecording)),
           host_(std::move(configuration))
     {
     }
@@ -146,8 +149,8 @@ private:
 
 class SimulatedEnvironment final : public Environment {
 public:
-    SimulatedEnvironment(simulated::PhoneConfiguration configuration, std::function<void()> whenSignalled)
-        : signals_(std::move(whenSignalled)),
+    SimulatedEnvironment(simulated::PhoneConfiguration configuration, std::function<void()> writeRecording)
+        : signals_(std::move(writeRecording)),
           phone_(std::move(configuration))
     {
     }
@@ -290,7 +293,7 @@ std::unique_ptr<Environment> makeHost(const GlobalOptions& options, const Needs&
     if (needs.cameras)
         addCameras(configuration, options, needs);
     const bool asks = host::Host::asksForVideoAccess(configuration);
-    auto environment = std::make_unique<HostEnvironment>(std::move(configuration), needs.whenSignalled);
+    auto environment = std::make_unique<HostEnvironment>(std::move(configuration), needs.writeRecording);
     if (const std::string problem = environment->host().problem(); !problem.empty())
         throw Unusable(problem);
     if (options.deviceOrientation)
@@ -325,7 +328,7 @@ std::unique_ptr<Environment> makePhone(const GlobalOptions& options, const Needs
         camera.sensorOrientation = options.sensorOrientation.value_or(camera.sensorOrientation);
         camera.minimumFocusDistance = minimumFocusDistance(options);
     }
-    auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration), needs.whenSignalled);
+    auto environment = std::make_unique<SimulatedEnvironment>(std::move(configuration), needs.writeRecording);
     environment->phone().setDeviceOrientation(
         options.deviceOrientation.value_or(platform::UIDeviceOrientation::portrait));
     environment->phone().setInterfaceOrientation(options.interfaceOrientation);

@@ -37,7 +37,7 @@ public:
     [[nodiscard]] virtual std::string recordingProblem() = 0;
 
     /// Runs the main loop until the condition holds, which is evaluated after every item. SIGHUP, SIGINT and SIGTERM call
-    /// `onInterrupt`; SIGUSR1 and SIGUSR2 send the application to the background and back.
+    /// `onInterrupt`; SIGUSR1 and SIGUSR2 send the application to the background and back; SIGQUIT writes the recording.
     virtual void runUntil(const std::function<bool()>& condition, const std::function<void()>& onInterrupt)
         = 0;
 };
@@ -65,7 +65,7 @@ struct Needs {
     std::optional<host::HostLocationSource> location = std::nullopt;
     std::optional<RecordOptions> recording = std::nullopt;
     std::shared_ptr<engine::FlightRecorder> recorder = nullptr;
-    std::function<void()> whenSignalled = nullptr; ///< by SIGUSR1, before the background
+    std::function<void()> writeRecording = nullptr; ///< on SIGQUIT
     std::optional<double> seconds
         = std::nullopt; ///< limit for opening an input, and for a camera or a permission that has to come
 };

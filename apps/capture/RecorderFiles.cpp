@@ -39,10 +39,11 @@ RecorderFiles::RecorderFiles(const RecorderOptions& options, const Inputs& input
     recorder_ = std::make_shared<engine::FlightRecorder>(std::move(made));
 }
 
-void RecorderFiles::writeNow() const
+std::function<void()> RecorderFiles::writer() const
 {
-    if (options_.recording)
-        write(*recorder_, *options_.recording);
+    if (!options_.recording)
+        return nullptr;
+    return [recorder = recorder_, file = *options_.recording] { write(*recorder, file); };
 }
 
 bool RecorderFiles::finish(Console& console) const

@@ -19,8 +19,8 @@ public:
 
     /// Absent when nothing is recorded.
     [[nodiscard]] const std::shared_ptr<engine::FlightRecorder>& recorder() const { return recorder_; }
-    /// Writes the recording as it is now, if one is wanted. Reports a failure.
-    void writeNow() const;
+    /// Writes the recording as it is now, and reports a failure; absent when none is wanted.
+    [[nodiscard]] std::function<void()> writer() const;
     /// Writes all files. False, and reported, on failure.
     [[nodiscard]] bool finish(Console& console) const;
 

@@ -130,7 +130,7 @@ TEST(FlightRecorder, IsAnOptionAndACommand)
     const std::string frames = folder.file("frames");
     const CommandResult signalled = runCommand(captureProgram()
         + " --json --back test:480p frames --recording " + early + " > " + frames
-        + " & pid=$!; until test -s " + frames + "; do sleep 0.1; done; kill -USR1 $pid; " + "until test -s "
+        + " & pid=$!; until test -s " + frames + "; do sleep 0.1; done; kill -QUIT $pid; " + "until test -s "
         + early + "; do sleep 0.1; done; grep -c tamselRecording " + early + "; kill $pid; wait $pid");
     EXPECT_EQ(linesIn(signalled.output).at(0), "1") << signalled.output;
 }

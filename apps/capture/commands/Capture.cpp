@@ -82,7 +82,7 @@ ExitStatus capture(const GlobalOptions& global, CaptureOptions& options)
             .location = options.still.location,
             .recording = options.records ? std::optional(options.record) : std::nullopt,
             .recorder = files.recorder(),
-            .whenSignalled = [&files] { files.writeNow(); },
+            .writeRecording = files.writer(),
             .seconds = options.timeout});
     Console console(global.json);
     const ExitStatus status = std::make_shared<CaptureCommand>(global, options, *environment, console)->run();

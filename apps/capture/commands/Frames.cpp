@@ -208,7 +208,7 @@ void addFrames(Program& program)
                 .usesFrontCamera = options->usesFrontCamera,
                 .motionLog = options->motion.log,
                 .recorder = files.recorder(),
-                .whenSignalled = [&files] { files.writeNow(); },
+                .writeRecording = files.writer(),
                 .seconds = options->seconds});
         Console console(global.json);
         const ExitStatus status

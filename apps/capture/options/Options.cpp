@@ -138,7 +138,7 @@ void addRecorder(CLI::App& app, RecorderOptions& recorder)
 {
     addValue(app, "--recording", recorder.recording, "FILE",
         "record what the devices delivered, and every call, as JSON lines for the command replay. Written at "
-        "the end, at an error, and on SIGUSR1",
+        "the end, at an error, and on SIGQUIT",
         text);
     addValue(app, "--trace", recorder.trace, "FILE",
         "write when each queue worked on which frame, as a trace for Perfetto or chrome://tracing", text);

@@ -15,8 +15,9 @@ const std::array<HelpSection, 4> helpSections{{
         "written as .png or .jpg."},
     {"Signals", Layout::entries,
         "SIGINT, SIGTERM, SIGHUP: the command ends; a recording is completed\n"
-        "SIGUSR1: the application goes to the background; before that --recording is written\n"
-        "SIGUSR2: it comes back to the foreground"},
+        "SIGUSR1: the application goes to the background\n"
+        "SIGUSR2: it comes back to the foreground\n"
+        "SIGQUIT (Ctrl+\\): the file of --recording is written"},
     {"Exit status", Layout::entries,
         "0: done\n"
         "1: an error while running, or less than was asked for\n"
