@@ -6,6 +6,7 @@
 #include "report/Utf8.h"
 #include "seconds.h"
 
+#include <host/Descriptor.h>
 #include <host/availableCameras.h>
 #include <host/v4l2/V4L2Camera.h>
 
@@ -27,12 +28,6 @@ using std::chrono::steady_clock;
 
 namespace {
 
-/// Closed in the end.
-struct Descriptor {
-    ~Descriptor() { ::close(number); }
-    const int number;
-};
-
 /// Looks again whenever a node appears in /dev or changes its permission, and every second while there is a PipeWire daemon.
 std::string awaitCamera(Console& console, const std::optional<double>& limit)
 {
@@ -40,10 +35,10 @@ std::string awaitCamera(Console& console, const std::optional<double>& limit)
         = limit.transform([](double length) { return steady_clock::now() + nanosecondsOf(length); });
     const sigset_t signals = endingSignals();
     PendingInterrupt interrupt;
-    const Descriptor interrupts{::signalfd(-1, &signals, SFD_CLOEXEC)};
-    const Descriptor changes{::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)};
+    const host::Descriptor interrupts(::signalfd(-1, &signals, SFD_CLOEXEC));
+    const host::Descriptor changes(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     const bool isWatched
-        = ::inotify_add_watch(changes.number, "/dev", IN_CREATE | IN_MOVED_TO | IN_ATTRIB) >= 0;
+        = ::inotify_add_watch(changes.get(), "/dev", IN_CREATE | IN_MOVED_TO | IN_ATTRIB) >= 0;
     bool isReported = false;
     for (;;) {
         if (auto camera = host::automaticCameras().back)
@@ -55,13 +50,13 @@ std::string awaitCamera(Console& console, const std::optional<double>& limit)
             wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(*end - steady_clock::now()));
         if (wait <= 0ms)
             throw Unusable(formatted("no camera came within %.4g s", *limit));
-        std::array<pollfd, 2> entries{{{.fd = changes.number, .events = POLLIN, .revents = 0},
-            {.fd = interrupts.number, .events = POLLIN, .revents = 0}}};
+        std::array<pollfd, 2> entries{{{.fd = changes.get(), .events = POLLIN, .revents = 0},
+            {.fd = interrupts.get(), .events = POLLIN, .revents = 0}}};
         ::poll(entries.data(), entries.size(), static_cast<int>(wait.count()));
         if (interrupt.isAsked())
             throw Interrupted();
         std::array<char, 4096> ignored{};
-        while (::read(changes.number, ignored.data(), ignored.size()) > 0) { }
+        while (::read(changes.get(), ignored.data(), ignored.size()) > 0) { }
     }
 }
 

@@ -243,7 +243,7 @@ TEST_F(CameraPermission, IsAskedForByTheCommandOnce)
 
 TEST(CameraPermissionAlone, IsThatOfTheInputsWithoutAPortal)
 {
-    const BusAddress bus("unix:path=/nowhere", BusAddress::session);
+    const Variable bus(Variable::sessionBus, "unix:path=/nowhere");
     PermittedScreen screen;
     EXPECT_EQ(screen.ask(), Status::authorized);
     EXPECT_EQ(screen.lines, Lines{"camera portal: there is no session bus"});

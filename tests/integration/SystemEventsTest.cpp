@@ -228,7 +228,7 @@ TEST(SystemBus, MayBeAbsentSilentOrBroken)
     };
     for (const auto& [address, expected] : {Case{"unix:path=/nowhere", 0}, Case{at(freePort()), 1},
              Case{at(silent.port()), 0}, Case{at(unanswered.port()), 0}, Case{at(nonsense.port()), 1}}) {
-        const BusAddress bus(address);
+        const Variable bus(Variable::systemBus, address);
         std::atomic<std::size_t> lines = 0;
         HostScreen screen(
             following({}), [&](std::string_view line) { lines += line.starts_with("system bus: ") ? 1 : 0; });

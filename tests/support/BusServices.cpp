@@ -2,7 +2,6 @@
 
 #include "support/Program.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <vector>
@@ -15,21 +14,6 @@ constexpr const char* daemonProgram = "/usr/bin/dbus-daemon";
 
 } // namespace
 
-BusAddress::BusAddress(const std::string& address, const char* variable) : variable_(variable)
-{
-    if (const char* before = std::getenv(variable))
-        before_ = before;
-    ::setenv(variable, address.c_str(), 1);
-}
-
-BusAddress::~BusAddress()
-{
-    if (before_)
-        ::setenv(variable_, before_->c_str(), 1);
-    else
-        ::unsetenv(variable_);
-}
-
 bool BusServices::arePossible()
 {
     return std::filesystem::exists(daemonProgram)
@@ -38,8 +22,8 @@ bool BusServices::arePossible()
 }
 
 BusServices::BusServices(const std::string& script)
-    : address_("unix:path=" + folder_.file("bus"),
-          script == "portal.py" ? BusAddress::session : BusAddress::system)
+    : address_(script == "portal.py" ? Variable::sessionBus : Variable::systemBus,
+          "unix:path=" + folder_.file("bus"))
 {
     writeFile(folder_.file("bus.conf"),
         "<busconfig><listen>unix:path=" + folder_.file("bus")

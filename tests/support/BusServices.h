@@ -2,6 +2,7 @@
 
 #include "support/Loopback.h"
 #include "support/Media.h"
+#include "support/Variable.h"
 
 #include <cstddef>
 #include <cstdio>
@@ -9,22 +10,6 @@
 #include <string>
 
 namespace tamsel::tests {
-
-/// Another address of a bus for this process, until the end.
-class BusAddress {
-public:
-    static constexpr const char* system = "DBUS_SYSTEM_BUS_ADDRESS";
-    static constexpr const char* session = "DBUS_SESSION_BUS_ADDRESS";
-
-    explicit BusAddress(const std::string& address, const char* variable = system);
-    ~BusAddress();
-    BusAddress(const BusAddress&) = delete;
-    BusAddress& operator=(const BusAddress&) = delete;
-
-private:
-    const char* const variable_;
-    std::optional<std::string> before_;
-};
 
 /// A bus of its own, and services on it that a script runs or plays: of tests/data/bus, services.py on the system bus,
 /// and portal.py on the session bus.
@@ -44,7 +29,7 @@ public:
 
 private:
     ScratchFolder folder_;
-    BusAddress address_;
+    Variable address_;
     std::optional<ChildProcess> daemon_;
     std::FILE* script_ = nullptr;
     std::size_t answers_ = 0;

@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
@@ -18,21 +17,6 @@ namespace {
 const std::vector<std::string> programs{"/usr/bin/dbus-daemon", "/usr/bin/pipewire", "/usr/bin/wireplumber"};
 
 } // namespace
-
-Variable::Variable(const char* name, const std::string& value) : name_(name)
-{
-    if (const char* before = std::getenv(name))
-        before_ = before;
-    ::setenv(name, value.c_str(), 1);
-}
-
-Variable::~Variable()
-{
-    if (before_)
-        ::setenv(name_, before_->c_str(), 1);
-    else
-        ::unsetenv(name_);
-}
 
 bool PipeWireDaemons::arePossible()
 {
@@ -47,7 +31,7 @@ PipeWireDaemons::PipeWireDaemons()
         variables_.push_back(std::make_unique<Variable>(name, folder_.file("")));
     variables_.push_back(std::make_unique<Variable>("PIPEWIRE_REMOTE", "pipewire-0"));
     const std::string address = "unix:path=" + folder_.file("bus");
-    variables_.push_back(std::make_unique<Variable>("DBUS_SESSION_BUS_ADDRESS", address));
+    variables_.push_back(std::make_unique<Variable>(Variable::sessionBus, address));
     start();
 }
 

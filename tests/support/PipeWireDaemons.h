@@ -2,26 +2,13 @@
 
 #include "support/Loopback.h"
 #include "support/Media.h"
+#include "support/Variable.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace tamsel::tests {
-
-/// Another value of a variable of this process, until the end.
-class Variable {
-public:
-    Variable(const char* name, const std::string& value);
-    ~Variable();
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-
-private:
-    const char* name_;
-    std::optional<std::string> before_;
-};
 
 /// A PipeWire daemon and its session manager in a folder of their own, which this process and its children then use.
 class PipeWireDaemons {
