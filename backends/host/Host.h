@@ -21,7 +21,7 @@ namespace tamsel::host {
 /// The platform on a real Linux machine. The thread that makes it is the main thread: it runs the main queue, until
 /// stopped with `run`, once with `runOnce`, or from a loop of its own whenever `descriptor` is readable. The main
 /// thread destroys it, last, after every manager: unrun items are dropped, devices stop, and all threads are joined
-/// but those that wait for gpsd or a motion sensor, which end by themselves.
+/// but those that wait for gpsd, a motion sensor or PulseAudio, which end by themselves.
 class Host {
 public:
     /// Opens no device. An input that can never be opened is reported in a diagnostic line and ignored.

@@ -69,7 +69,7 @@ int TrackDecoder::takeFrame()
 /// Sends the next packet to the decoder.
 TrackDecoder::Step TrackDecoder::feed()
 {
-    const int code = av_read_frame(container_.get(), packet_.get());
+    const int code = readPacket();
     if (code == AVERROR(EAGAIN))
         return Step::again;
     if (code < 0) {
@@ -83,6 +83,15 @@ TrackDecoder::Step TrackDecoder::feed()
         send();
     av_packet_unref(packet_.get());
     return Step::frame;
+}
+
+int TrackDecoder::readPacket()
+{
+    if (!BlockingReads::areNeededFor(*container_))
+        return av_read_frame(container_.get(), packet_.get());
+    if (!reads_)
+        reads_ = std::make_unique<BlockingReads>(container_);
+    return reads_->read(*packet_);
 }
 
 /// Packets that the decoder refuses are skipped, and so are encrypted ones, which would decode to noise.

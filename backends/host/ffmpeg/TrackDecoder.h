@@ -1,5 +1,6 @@
 #pragma once
 
+#include <host/ffmpeg/BlockingReads.h>
 #include <host/ffmpeg/MediaContainer.h>
 #include <host/ffmpeg/owners.h>
 
@@ -40,11 +41,13 @@ public:
 
 private:
     [[nodiscard]] Step feed();
+    [[nodiscard]] int readPacket();
     void send();
     [[nodiscard]] int takeFrame();
     [[nodiscard]] bool seek(int track, std::int64_t position, int flags);
 
-    MediaContainer container_;
+    std::shared_ptr<AVFormatContext> container_;
+    std::unique_ptr<BlockingReads> reads_; ///< from the first one on, where they are needed
     AVStream* track_ = nullptr;
     OwnedCodec codec_;
     OwnedPacket packet_{av_packet_alloc()};

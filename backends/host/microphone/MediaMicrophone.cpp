@@ -1,17 +1,13 @@
 #include <host/microphone/MediaMicrophone.h>
 
-#include <host/ReaderThreads.h>
-#include <host/ffmpeg/failure.h>
+#include <host/microphone/DeviceClock.h>
 #include <host/microphone/MicrophoneRun.h>
 #include <host/microphone/SoundReader.h>
 
 #include <engine/dispatch/monotonicNow.h>
-#include <engine/dispatch/startThread.h>
 
 #include <algorithm>
 #include <optional>
-#include <string_view>
-#include <thread>
 #include <utility>
 
 namespace tamsel::host {
@@ -31,7 +27,6 @@ constexpr nanoseconds pauseBetweenLooks = 20ms;
 constexpr nanoseconds longDelay = 200ms;
 /// Devices use the wall clock for their timestamps; those of other inputs are further from it than this.
 constexpr nanoseconds nearWallClock = 1h;
-constexpr std::string_view pulsePrefix = "pulse:";
 constexpr std::size_t channels = SoundChunk::channelCount;
 
 std::size_t samplesIn(nanoseconds duration)
@@ -40,39 +35,6 @@ std::size_t samplesIn(nanoseconds duration)
                std::max<std::int64_t>(0, duration.count()) * SoundChunk::sampleRate / 1'000'000'000)
         * channels;
 }
-
-/// Devices deliver sound without gaps, and their timestamps are the times of reading, not of capture: they jitter. So
-/// each piece follows the one before and moves slowly towards its own timestamp; after a real gap, when the timestamps
-/// stay far off, it is positioned again.
-class DeviceClock {
-public:
-    [[nodiscard]] nanoseconds place(nanoseconds age, nanoseconds duration)
-    {
-        // The wall clock may be changed at any time: an age in the future or the distant past is not used.
-        const bool isPlausible = age >= duration && age < oldest;
-        const nanoseconds measured = engine::monotonicNow() - (isPlausible ? age : duration);
-        nanoseconds begin = measured;
-        if (end_) {
-            const nanoseconds error = measured - *end_;
-            farFor_ = std::chrono::abs(error) < farOff ? 0ns : farFor_ + duration;
-            if (farFor_ < patience)
-                begin = *end_ + (farFor_ > 0ns ? 0ns : error / slowness);
-            else
-                farFor_ = 0ns;
-        }
-        end_ = begin + duration;
-        return begin;
-    }
-
-private:
-    static constexpr nanoseconds oldest = 2s;
-    static constexpr nanoseconds farOff = 100ms;
-    static constexpr nanoseconds patience = 300ms;
-    static constexpr int slowness = 50;
-
-    std::optional<nanoseconds> end_; ///< of the previous piece
-    nanoseconds farFor_{};
-};
 
 /// Plays the sound of a file in sync with the camera that plays its pictures.
 void followCamera(MicrophoneRun& run, SoundReader& reader, const PlaybackClock& clock)
@@ -178,29 +140,18 @@ bool MediaMicrophone::isPresent() const
 std::expected<std::unique_ptr<engine::SoundStream>, Error> MediaMicrophone::start(
     std::shared_ptr<engine::SoundSink> sink)
 {
-    const auto run = std::make_shared<MicrophoneRun>(std::move(sink));
-    auto hear = [run, input = input_, clock = services_.camera] {
-        const auto reader = SoundReader::open(input, {.isCancelled = run->isStopped()});
-        if (*run->isStopped())
-            return;
-        if (!reader)
-            run->sink().lose(reader.error());
-        else if (clock)
-            followCamera(*run, **reader, *clock);
-        else
-            play(*run, **reader);
-    };
-    // PulseAudio's reader blocks while its source is suspended and cannot be interrupted. Its thread is detached;
-    // after the run has stopped it uses only its own objects.
-    if (input_.starts_with(pulsePrefix)) {
-        std::thread thread = engine::startThread(std::move(hear));
-        if (!thread.joinable())
-            return failure(input_, "the system has no thread left");
-        thread.detach();
-    } else if (auto started = services_.readers.start(std::move(hear)); !started) {
-        return failure(input_, started.error().localizedDescription);
-    }
-    return std::make_unique<MicrophoneStream>(run);
+    return startMicrophone(input_, services_.readers, std::move(sink),
+        [input = input_, clock = services_.camera](MicrophoneRun& run) {
+            const auto reader = SoundReader::open(input, {.isCancelled = run.isStopped()});
+            if (*run.isStopped())
+                return;
+            if (!reader)
+                run.sink().lose(reader.error());
+            else if (clock)
+                followCamera(run, **reader, *clock);
+            else
+                play(run, **reader);
+        });
 }
 
 } // namespace tamsel::host

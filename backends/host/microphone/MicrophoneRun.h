@@ -4,10 +4,15 @@
 
 #include <engine/capture/MicrophoneDriver.h>
 
+#include <expected>
+#include <functional>
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace tamsel::host {
+
+class ReaderThreads;
 
 /// One start of a microphone, shared by the thread that reads the sound and by its stream. Thread-safe.
 class MicrophoneRun final : public StopSignal {
@@ -20,16 +25,9 @@ private:
     const std::shared_ptr<engine::SoundSink> sink_;
 };
 
-/// Stops its run when it is released.
-class MicrophoneStream final : public engine::SoundStream {
-public:
-    explicit MicrophoneStream(std::shared_ptr<MicrophoneRun> run) : run_(std::move(run)) { }
-    ~MicrophoneStream() override { run_->stop(); }
-    MicrophoneStream(const MicrophoneStream&) = delete;
-    MicrophoneStream& operator=(const MicrophoneStream&) = delete;
-
-private:
-    const std::shared_ptr<MicrophoneRun> run_;
-};
+/// Runs `hear` on a reader thread. The stream stops its run when it is released. The error is one line with the name.
+[[nodiscard]] std::expected<std::unique_ptr<engine::SoundStream>, platform::Error> startMicrophone(
+    const std::string& name, ReaderThreads& readers, std::shared_ptr<engine::SoundSink> sink,
+    std::function<void(MicrophoneRun&)> hear);
 
 } // namespace tamsel::host

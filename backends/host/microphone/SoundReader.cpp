@@ -1,12 +1,12 @@
 #include <host/microphone/SoundReader.h>
 
 #include <host/ffmpeg/failure.h>
+#include <host/microphone/limitSamples.h>
 
 #include <engine/capture/MicrophoneDriver.h>
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <string_view>
 #include <utility>
 
@@ -107,8 +107,7 @@ bool SoundReader::convert()
     const int count = swr_convert(resampler_.get(), &out, room,
         const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples);
     samples_.resize(static_cast<std::size_t>(std::max(0, count)) * SoundChunk::channelCount);
-    for (float& sample : samples_)
-        sample = std::isfinite(sample) ? std::clamp(sample, -1.0F, 1.0F) : 0.0F;
+    limitSamples(samples_);
     return count > 0;
 }
 

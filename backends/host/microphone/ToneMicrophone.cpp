@@ -90,13 +90,8 @@ ToneMicrophone::ToneMicrophone(std::string name, double frequency, bool beeps, R
 std::expected<std::unique_ptr<engine::SoundStream>, Error> ToneMicrophone::start(
     std::shared_ptr<engine::SoundSink> sink)
 {
-    const auto started = std::make_shared<MicrophoneRun>(std::move(sink));
-    auto begun = readers_.start(
-        [started, frequency = frequency_, beeps = beeps_] { run(*started, frequency, beeps); });
-    if (!begun)
-        return std::unexpected(
-            Error{.localizedDescription = name_ + ": " + begun.error().localizedDescription});
-    return std::make_unique<MicrophoneStream>(started);
+    return startMicrophone(name_, readers_, std::move(sink),
+        [frequency = frequency_, beeps = beeps_](MicrophoneRun& started) { run(started, frequency, beeps); });
 }
 
 } // namespace tamsel::host
