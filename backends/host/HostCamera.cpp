@@ -3,7 +3,7 @@
 #include <host/media/MediaCamera.h>
 #include <host/pattern/PatternCamera.h>
 #include <host/pipewire/PipeWireCamera.h>
-#include <host/pipewire/pipeWireCameras.h>
+#include <host/pipewire/pipeWireInputs.h>
 #include <host/v4l2/V4L2Camera.h>
 
 #include <sys/stat.h>
@@ -65,8 +65,7 @@ std::expected<HostCamera, platform::Error> makeHostCamera(
             .folder = std::filesystem::path(pipeWireSocket()).parent_path().string(),
             .abandon = [camera] { camera->abandon(); }};
 #else
-        return std::unexpected(
-            platform::Error{.localizedDescription = input.input + ": this build has no PipeWire"});
+        return std::unexpected(noPipeWire(input.input));
 #endif
     }
     const auto camera = std::make_shared<MediaCamera>(input, position, services);

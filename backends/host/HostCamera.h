@@ -27,9 +27,6 @@ struct HostCamera {
     std::function<void()> abandon = nullptr;
 };
 
-/// How the input of a camera of PipeWire begins.
-inline constexpr std::string_view pipeWirePrefix = "pipewire:";
-
 /// Whether the input is a V4L2 device: the name of a node, even if it does not exist now, any other name of an existing one,
 /// or "auto".
 [[nodiscard]] bool isVideoNode(const std::string& input);

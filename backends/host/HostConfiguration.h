@@ -52,8 +52,9 @@ struct HostConfiguration {
     std::optional<HostInput> frontCamera = std::nullopt;
 
     /// The sound of recordings: a file with sound, played in a loop, and in sync with its picture if a camera plays the
-    /// same file; a device of the FFmpeg libraries ("alsa:default", "pulse:default"); a URL; or "test:tone[@HERTZ]",
-    /// "test:beeps". Absent: no sound.
+    /// same file; "pipewire:NODE", a source of the PipeWire daemon by its name or number, or "pipewire:" for the default one;
+    /// a device of the FFmpeg libraries ("alsa:default", "pulse:default"); a URL; or "test:tone[@HERTZ]", "test:beeps".
+    /// Absent: no sound.
     std::optional<std::string> microphone = std::nullopt;
 
     /// Encoders of the FFmpeg libraries for recordings: the first that works is used.

@@ -41,7 +41,7 @@ HostParts hostParts()
         .ffmpegLicence = avcodec_license(),
         .encoders = {},
         .optionalParts = {{{"HEIC and AVIF pictures", hasHeif}, {"locations of gpsd", hasGpsd},
-            {"the buses of the machine", hasBus}, {"cameras of PipeWire", hasPipeWire},
+            {"the buses of the machine", hasBus}, {"cameras and microphones of PipeWire", hasPipeWire},
             {"faces", hasFaces}}}};
     for (std::string& name : HostMovieWriters::defaultEncoders()) {
         if (avcodec_find_encoder_by_name(name.c_str()) != nullptr)

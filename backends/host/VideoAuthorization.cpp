@@ -2,6 +2,7 @@
 
 #include <host/bus/CameraPortal.h>
 #include <host/isSandboxed.h>
+#include <host/pipewire/pipeWireInputs.h>
 
 #include <cerrno>
 #include <utility>

@@ -2,7 +2,7 @@
 
 #include <host/HostCamera.h>
 #include <host/isSandboxed.h>
-#include <host/pipewire/pipeWireCameras.h>
+#include <host/pipewire/pipeWireInputs.h>
 #include <host/v4l2/V4L2Nodes.h>
 
 #include <algorithm>
@@ -17,7 +17,7 @@ namespace {
 #ifdef TAMSEL_PIPEWIRE
 std::vector<PipeWireNode> cameraNodes()
 {
-    return pipeWireCameras();
+    return pipeWireNodes(PipeWireKind::camera);
 }
 #else
 std::vector<PipeWireNode> cameraNodes()
@@ -81,7 +81,7 @@ std::string specificInput(
 {
 #ifdef TAMSEL_PIPEWIRE
     if (input == pipeWirePrefix) {
-        if (const auto node = findCamera(pipeWireCameras(), {}, position))
+        if (const auto node = findNode(cameraNodes(), {}, position))
             return inputOf(*node);
     }
 #endif
@@ -91,7 +91,7 @@ std::string specificInput(
 bool hasPipeWireDaemon()
 {
 #ifdef TAMSEL_PIPEWIRE
-    return inputAccess(pipeWireSocket(), R_OK | W_OK) == InputAccess::readable;
+    return pipeWireAccess() == InputAccess::readable;
 #else
     return false;
 #endif

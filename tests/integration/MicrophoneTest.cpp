@@ -1,3 +1,4 @@
+#include "support/Ear.h"
 #include "support/Loopback.h"
 #include "support/Media.h"
 #include "support/MovieProbe.h"
@@ -31,71 +32,6 @@ namespace {
 
 using Microphone = FolderTest;
 
-double secondsOf(nanoseconds time)
-{
-    return std::chrono::duration<double>(time).count();
-}
-
-/// Keeps what it hears.
-class Ear final : public engine::SoundSink {
-public:
-    void deliver(SoundChunk chunk) override
-    {
-        const std::lock_guard lock(guard_);
-        chunks_.push_back(std::move(chunk));
-    }
-    void lose(const platform::Error&) override { ++losses; }
-
-    [[nodiscard]] std::vector<SoundChunk> chunks() const
-    {
-        const std::lock_guard lock(guard_);
-        return chunks_;
-    }
-    [[nodiscard]] nanoseconds heard() const
-    {
-        nanoseconds length{};
-        for (const SoundChunk& chunk : chunks())
-            length += chunk.duration();
-        return length;
-    }
-    /// When sound begins after at least 0.3 s of silence.
-    [[nodiscard]] std::vector<double> beeps() const
-    {
-        std::vector<double> times;
-        double lastLoud = -1e9;
-        for (const SoundChunk& chunk : chunks()) {
-            for (std::size_t at = 0; at < chunk.length(); ++at) {
-                const double time
-                    = secondsOf(chunk.captureTime) + static_cast<double>(at) / SoundChunk::sampleRate;
-                if (std::abs(chunk.samples[at * 2]) < 0.05F)
-                    continue;
-                if (time - lastLoud > 0.3)
-                    times.push_back(time);
-                lastLoud = time;
-            }
-        }
-        return times;
-    }
-    /// The largest step between where a chunk ends and the next one begins.
-    [[nodiscard]] double worstStep() const
-    {
-        double worst = 0;
-        const std::vector<SoundChunk> heard = chunks();
-        for (std::size_t at = 1; at < heard.size(); ++at) {
-            const double end = secondsOf(heard[at - 1].captureTime)
-                + static_cast<double>(heard[at - 1].length()) / SoundChunk::sampleRate;
-            worst = std::max(worst, std::abs(secondsOf(heard[at].captureTime) - end));
-        }
-        return worst;
-    }
-
-    std::atomic<int> losses = 0;
-
-private:
-    mutable std::mutex guard_;
-    std::vector<SoundChunk> chunks_;
-};
-
 /// Listens until it has heard so much, or the sound is lost.
 std::shared_ptr<Ear> hear(const std::string& input, nanoseconds length)
 {
@@ -107,31 +43,6 @@ std::shared_ptr<Ear> hear(const std::string& input, nanoseconds length)
     EXPECT_TRUE(stream.has_value()) << (stream ? "" : stream.error().localizedDescription);
     EXPECT_TRUE(waitUntil([&] { return ear->heard() >= length || ear->losses > 0; })) << input;
     return ear;
-}
-
-float loudest(const Ear& ear)
-{
-    float peak = 0;
-    for (const SoundChunk& chunk : ear.chunks()) {
-        for (const float sample : chunk.samples)
-            peak = std::max(peak, std::abs(sample));
-    }
-    return peak;
-}
-
-/// By how often the sound crosses zero.
-double frequencyOf(const Ear& ear)
-{
-    std::size_t crossings = 0;
-    std::size_t samples = 0;
-    float before = 0;
-    for (const SoundChunk& chunk : ear.chunks()) {
-        for (std::size_t at = 0; at < chunk.length(); ++at, ++samples) {
-            crossings += (chunk.samples[at * 2] > 0) != (before > 0) ? 1 : 0;
-            before = chunk.samples[at * 2];
-        }
-    }
-    return static_cast<double>(crossings) / 2 / (static_cast<double>(samples) / SoundChunk::sampleRate);
 }
 
 /// Keeps when the frames that turn bright were captured.

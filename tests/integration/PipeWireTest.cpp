@@ -8,7 +8,7 @@
 #include <engine/dispatch/ThreadedDispatch.h>
 #include <host/ReaderThreads.h>
 #include <host/pipewire/PipeWireCamera.h>
-#include <host/pipewire/pipeWireCameras.h>
+#include <host/pipewire/pipeWireInputs.h>
 
 #include <gtest/gtest.h>
 
@@ -92,9 +92,10 @@ int grey(const platform::CVPixelBuffer& buffer)
 
 TEST_F(PipeWire, DeliversEveryFrameInOrder)
 {
-    for (const bool hasHeader : {true, false}) {
-        const auto source = daemons->source(
-            "cam", {"count=60", "rate=20", std::string("header=") + (hasHeader ? "yes" : "no")});
+    for (const std::vector<std::string>& memory : {{}, std::vector<std::string>{"header=no", "memory=own"}}) {
+        std::vector<std::string> options{"count=60", "rate=20"};
+        options.insert(options.end(), memory.begin(), memory.end());
+        const auto source = daemons->source("cam", options);
         Camera camera("pipewire:cam");
         ASSERT_EQ(camera.open(), "");
         ASSERT_EQ(camera.start(), "");
@@ -164,7 +165,7 @@ TEST_F(PipeWire, ANodeSaysWhereItIsAndHowItIsMounted)
     EXPECT_EQ(mounting("pipewire:turned", AVCaptureDevicePosition::front), landscapeRight);
     EXPECT_EQ(mounting("pipewire:", AVCaptureDevicePosition::front), landscapeLeft);
     EXPECT_EQ(mounting("pipewire:", AVCaptureDevicePosition::back), portrait);
-    const auto entries = host::pipeWireCameras();
+    const auto entries = host::pipeWireNodes(host::PipeWireKind::camera);
     const auto inner = std::ranges::find(entries, "inside", &host::PipeWireNode::name);
     ASSERT_NE(inner, entries.end());
     EXPECT_EQ(inner->title + inner->v4l2Path, "Inner/dev/video7");

@@ -2,7 +2,7 @@
 
 #include "support/Program.h"
 
-#include <host/pipewire/pipeWireCameras.h>
+#include <host/pipewire/pipeWireInputs.h>
 
 #include <sys/stat.h>
 
@@ -35,14 +35,16 @@ PipeWireDaemons::PipeWireDaemons()
     start();
 }
 
+void PipeWireDaemons::run(std::vector<std::string> arguments, const std::string& socket)
+{
+    std::filesystem::remove(file(socket));
+    daemons_.push_back(std::make_unique<ChildProcess>(std::move(arguments)));
+    if (!waitUntil([&] { return std::filesystem::exists(file(socket)); }))
+        throw std::runtime_error("no " + socket);
+}
+
 void PipeWireDaemons::start()
 {
-    const auto run = [&](std::vector<std::string> arguments, const std::string& socket) {
-        std::filesystem::remove(folder_.file(socket));
-        daemons_.push_back(std::make_unique<ChildProcess>(std::move(arguments)));
-        if (!waitUntil([&] { return std::filesystem::exists(folder_.file(socket)); }))
-            throw std::runtime_error("no " + socket);
-    };
     run({programs[0], "--session", "--nofork", "--address=unix:path=" + folder_.file("bus")}, "bus");
     run({programs[1]}, "pipewire-0");
     daemons_.push_back(std::make_unique<ChildProcess>(std::vector{programs[2]}));
@@ -56,16 +58,32 @@ void PipeWireDaemons::kill()
     daemons_.clear();
 }
 
+void PipeWireDaemons::speakPulse()
+{
+    std::string modules;
+    for (const char* name : {"protocol-native", "client-node", "adapter", "metadata", "protocol-pulse"})
+        modules += std::string("{ name = libpipewire-module-") + name + " } ";
+    writeFile(file("pulse.conf"),
+        "context.modules = [ " + modules
+            + "]\ncontext.spa-libs = { audio.convert.* = audioconvert/libspa-audioconvert"
+              " support.* = support/libspa-support }\n");
+    const std::string socket = "pulse/native-pipewire-0";
+    variables_.push_back(std::make_unique<Variable>("PULSE_SERVER", "unix:" + file(socket)));
+    run({programs[1], "-c", file("pulse.conf")}, socket);
+}
+
 std::unique_ptr<ChildProcess> PipeWireDaemons::source(
     const std::string& name, std::vector<std::string> options) const
 {
     options.insert(options.begin(), {pipeWireSource(), "node.name=" + name});
     auto process = std::make_unique<ChildProcess>(std::move(options));
     const bool isListed = waitUntil([&] {
-        return std::ranges::any_of(
-            host::pipeWireCameras(), [&](const auto& entry) { return entry.name == name; });
+        using enum host::PipeWireKind;
+        const auto isIt = [&](const auto& node) { return node.name == name; };
+        return std::ranges::any_of(host::pipeWireNodes(camera), isIt)
+            || std::ranges::any_of(host::pipeWireNodes(microphone), isIt);
     });
-    return isListed ? std::move(process) : throw std::runtime_error("no camera " + name);
+    return isListed ? std::move(process) : throw std::runtime_error("no node " + name);
 }
 
 } // namespace tamsel::tests

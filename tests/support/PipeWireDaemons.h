@@ -20,6 +20,8 @@ public:
 
     void start();
     void kill();
+    /// From then on the sources are reached through PulseAudio's protocol, too.
+    void speakPulse();
 
     /// A camera; see pipeWireSource.cpp. Returns once the daemon lists it.
     [[nodiscard]] std::unique_ptr<ChildProcess> source(
@@ -28,6 +30,8 @@ public:
     [[nodiscard]] std::string file(const std::string& name) const { return folder_.file(name); }
 
 private:
+    void run(std::vector<std::string> arguments, const std::string& socket);
+
     ScratchFolder folder_;
     std::vector<std::unique_ptr<Variable>> variables_;
     std::vector<std::unique_ptr<ChildProcess>> daemons_;

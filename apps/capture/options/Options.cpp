@@ -204,7 +204,8 @@ void addStillOptions(CLI::App& app, StillOptions& still)
 void addMicrophone(CLI::App& app, RecordOptions& record)
 {
     addValue(app, "--microphone", record.microphone, "INPUT",
-        "the sound (default: that of the camera's own file, if it has some). INPUT: a file, in a loop; a "
+        "the sound (default: that of the camera's own file, if it has some). INPUT: a file, in a loop; "
+        "pipewire:NODE, a source of PipeWire by its name or number, or pipewire: for the default one; a "
         "device, as alsa:default or pulse:default; a URL or FFmpeg input; test:tone[@HERTZ] or test:beeps",
         text);
 }

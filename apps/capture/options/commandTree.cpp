@@ -29,7 +29,7 @@ const std::array<HelpSection, 4> helpSections{{
 tamsel-capture frames --back clip.mp4 --contact-sheet sheet.png
 tamsel-capture frames --back /dev/video2 --seconds 5 --json
 tamsel-capture still photo.jpg --location 52.52,13.40 --heading 45
-tamsel-capture record film.mp4 --seconds 10 --microphone pulse:default
+tamsel-capture record film.mp4 --seconds 10 --microphone pipewire:
 tamsel-capture detect shelf.jpg --annotate shelf.png
 tamsel-capture detect /dev/video0 --kinds ean13,qr --seconds 30
 tamsel-capture motion walk.csv --plot walk.svg

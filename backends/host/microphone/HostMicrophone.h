@@ -21,8 +21,9 @@ struct MicrophoneServices {
     std::shared_ptr<const PlaybackClock> camera = nullptr;
 };
 
-/// The microphone for an input: a file with sound, played in a loop; a device or a URL of the FFmpeg libraries
-/// ("alsa:default", "pulse:default", "lavfi:sine"); "test:tone[@HERTZ]", a sine; "test:beeps", a beep of 1 kHz and 50 ms at
+/// The microphone for an input: a file with sound, played in a loop; "pipewire:NODE", a source of the PipeWire daemon, or
+/// "pipewire:" for its default one; a device or a URL of the FFmpeg libraries ("alsa:default", "pulse:default",
+/// "lavfi:sine"); "test:tone[@HERTZ]", a sine; "test:beeps", a beep of 1 kHz and 50 ms at
 /// each second from its start. The error is one line, for an input that can never be opened.
 [[nodiscard]] std::expected<std::shared_ptr<engine::MicrophoneDriver>, platform::Error> makeHostMicrophone(
     const std::string& input, MicrophoneServices services);

@@ -16,9 +16,9 @@
 
 namespace tamsel::host {
 
-class PipeWireConnection;
-struct PipeWireNode;
-class PipeWireStream;
+struct FoundNode;
+class PipeWireFrameStream;
+struct PipeWireWait;
 
 /// A camera of a PipeWire daemon. It is connected while it opens and while it runs; other programs may use it at the
 /// same time. It counts as present while there is a daemon.
@@ -44,10 +44,9 @@ public:
     void setZoomFactor(double factor) override { zoom_->set(factor); }
 
 private:
-    struct Found;
-
+    [[nodiscard]] PipeWireWait waitUnless(std::function<bool()> isUnwanted);
     /// Connects and looks for the node.
-    [[nodiscard]] std::expected<Found, platform::Error> find(std::function<bool()> isUnwanted);
+    [[nodiscard]] std::expected<FoundNode, platform::Error> find(const PipeWireWait& wait);
 
     const std::string input_;
     const bool hasOrientation_;
@@ -55,8 +54,8 @@ private:
     const std::shared_ptr<DigitalZoom> zoom_ = std::make_shared<DigitalZoom>();
     std::atomic<bool> isAbandoned_ = false;
 
-    std::shared_ptr<PipeWireStream> stream_;
-    std::weak_ptr<PipeWireStream> ending_; ///< stopped, and not yet closed
+    std::shared_ptr<PipeWireFrameStream> stream_;
+    std::weak_ptr<PipeWireFrameStream> ending_; ///< stopped, and not yet closed
 
     mutable Mutex guard_;
     engine::CameraDescription description_ TAMSEL_GUARDED_BY(guard_);

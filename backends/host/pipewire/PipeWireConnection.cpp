@@ -21,6 +21,13 @@ namespace {
 /// How often an unwanted wait is noticed.
 constexpr auto waitStep = 20ms;
 
+bool isOf(PipeWireKind kind, std::string_view mediaClass)
+{
+    return kind == PipeWireKind::camera
+        ? mediaClass == "Video/Source"
+        : mediaClass.starts_with("Audio/Source") || mediaClass == "Audio/Duplex";
+}
+
 void prepareLibrary()
 {
     static const bool isPrepared = [] {
@@ -41,7 +48,7 @@ std::unexpected<platform::Error> failure(std::string_view what, int number)
 
 } // namespace
 
-struct PipeWireConnection::Camera {
+struct PipeWireConnection::Node {
     PipeWireNode node;
     OwnedProxy proxy = nullptr;
     spa_hook hook{};
@@ -65,27 +72,27 @@ struct PipeWireConnection::Events {
     static void added(void* data, std::uint32_t identifier, std::uint32_t, const char* type, std::uint32_t,
         const spa_dict* properties) TAMSEL_THREAD_SAFETY(no_thread_safety_analysis)
     {
-        const char* kind = properties ? spa_dict_lookup(properties, PW_KEY_MEDIA_CLASS) : nullptr;
-        if (type == std::string_view(PW_TYPE_INTERFACE_Node) && kind
-            && kind == std::string_view("Video/Source"))
-            static_cast<PipeWireConnection*>(data)->addCamera(identifier, *properties);
+        auto& self = *static_cast<PipeWireConnection*>(data);
+        const char* mediaClass = properties ? spa_dict_lookup(properties, PW_KEY_MEDIA_CLASS) : nullptr;
+        if (type == std::string_view(PW_TYPE_INTERFACE_Node) && mediaClass && isOf(self.kind_, mediaClass))
+            self.addNode(identifier, *properties);
     }
 
     static void removed(void* data, std::uint32_t identifier) TAMSEL_THREAD_SAFETY(no_thread_safety_analysis)
     {
-        static_cast<PipeWireConnection*>(data)->cameras_.erase(identifier);
+        static_cast<PipeWireConnection*>(data)->nodes_.erase(identifier);
     }
 
     static void described(void* data, const pw_node_info* info)
     {
         if (info->props)
-            static_cast<Camera*>(data)->node.describe(*info->props);
+            static_cast<Node*>(data)->node.describe(*info->props);
     }
 
     static void offered(void* data, int, std::uint32_t, std::uint32_t, std::uint32_t, const spa_pod* format)
     {
         if (format)
-            addModes(static_cast<Camera*>(data)->node.modes, *format);
+            addModes(static_cast<Node*>(data)->node.modes, *format);
     }
 
     static constexpr pw_core_events core{.version = PW_VERSION_CORE_EVENTS,
@@ -104,7 +111,7 @@ struct PipeWireConnection::Events {
 };
 
 std::expected<std::shared_ptr<PipeWireConnection>, platform::Error> PipeWireConnection::open(
-    int descriptor, const PipeWireWait& wait)
+    PipeWireKind kind, int descriptor, const PipeWireWait& wait)
 {
     prepareLibrary();
     OwnedLoop loop(pw_loop_new(nullptr));
@@ -115,10 +122,10 @@ std::expected<std::shared_ptr<PipeWireConnection>, platform::Error> PipeWireConn
             ::close(descriptor);
         return failure("PipeWire cannot be used", number);
     }
-    auto connection = std::make_shared<PipeWireConnection>(std::move(loop), std::move(context));
+    auto connection = std::make_shared<PipeWireConnection>(kind, std::move(loop), std::move(context));
     if (auto connected = connection->connect(descriptor); !connected)
         return std::unexpected(std::move(connected.error()));
-    if (!connection->listCameras(wait)) {
+    if (!connection->listNodes(wait)) {
         const std::string problem = connection->problem();
         return std::unexpected(platform::Error{
             .localizedDescription = problem.empty() ? "the PipeWire daemon does not answer" : problem,
@@ -127,8 +134,9 @@ std::expected<std::shared_ptr<PipeWireConnection>, platform::Error> PipeWireConn
     return connection;
 }
 
-PipeWireConnection::PipeWireConnection(OwnedLoop loop, OwnedContext context)
-    : loop_(std::move(loop)),
+PipeWireConnection::PipeWireConnection(PipeWireKind kind, OwnedLoop loop, OwnedContext context)
+    : kind_(kind),
+      loop_(std::move(loop)),
       context_(std::move(context))
 {
 }
@@ -137,7 +145,7 @@ PipeWireConnection::~PipeWireConnection()
 {
     unfollow();
     const MutexLock lock(guard_);
-    cameras_.clear();
+    nodes_.clear();
     registry_.reset();
     core_.reset();
 }
@@ -159,7 +167,7 @@ std::expected<void, platform::Error> PipeWireConnection::connect(int descriptor)
 }
 
 /// The first answer names them, and the second describes them.
-bool PipeWireConnection::listCameras(const PipeWireWait& wait)
+bool PipeWireConnection::listNodes(const PipeWireWait& wait)
 {
     return makeRoundTrip(wait) && makeRoundTrip(wait);
 }
@@ -178,34 +186,34 @@ bool PipeWireConnection::makeRoundTrip(const PipeWireWait& wait)
         wait);
 }
 
-void PipeWireConnection::addCamera(std::uint32_t identifier, const spa_dict& properties)
+void PipeWireConnection::addNode(std::uint32_t identifier, const spa_dict& properties)
 {
     auto* node = static_cast<pw_node*>(pw_registry_bind(reinterpret_cast<pw_registry*>(registry_.get()),
         identifier, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
     if (!node)
         return;
-    auto camera = std::make_unique<Camera>();
-    camera->node.identifier = identifier;
-    camera->node.describe(properties);
-    camera->proxy.reset(reinterpret_cast<pw_proxy*>(node));
-    pw_node_add_listener(node, &camera->hook, &Events::node, camera.get());
+    auto entry = std::make_unique<Node>();
+    entry->node.identifier = identifier;
+    entry->node.describe(properties);
+    entry->proxy.reset(reinterpret_cast<pw_proxy*>(node));
+    pw_node_add_listener(node, &entry->hook, &Events::node, entry.get());
     pw_node_enum_params(node, 0, SPA_PARAM_EnumFormat, 0, UINT32_MAX, nullptr);
-    cameras_.insert_or_assign(identifier, std::move(camera));
+    nodes_.insert_or_assign(identifier, std::move(entry));
 }
 
-std::vector<PipeWireNode> PipeWireConnection::cameras() const
+std::vector<PipeWireNode> PipeWireConnection::nodes() const
 {
     const MutexLock lock(guard_);
     std::vector<PipeWireNode> nodes;
-    for (const auto& [identifier, camera] : cameras_)
-        nodes.push_back(camera->node);
+    for (const auto& [identifier, entry] : nodes_)
+        nodes.push_back(entry->node);
     return nodes;
 }
 
-bool PipeWireConnection::hasCamera(std::uint32_t identifier) const
+bool PipeWireConnection::hasNode(const std::optional<PipeWireNode>& node) const
 {
     const MutexLock lock(guard_);
-    return cameras_.contains(identifier);
+    return node ? nodes_.contains(node->identifier) : !nodes_.empty();
 }
 
 std::string PipeWireConnection::problem() const

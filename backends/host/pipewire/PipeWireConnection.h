@@ -13,6 +13,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,24 +25,25 @@ struct PipeWireWait {
     std::function<bool()> isUnwanted = nullptr; ///< ends the wait early
 };
 
-/// A connection to a PipeWire daemon and the list of its cameras. Its events are handled on the thread that waits for
+/// A connection to a PipeWire daemon and the list of its nodes of one kind. Its events are handled on the thread that waits for
 /// one, and later by the event sources that follow it. (libpipewire also runs one thread of its own for each connection,
 /// for the buffers of streams.)
 class PipeWireConnection : public std::enable_shared_from_this<PipeWireConnection> {
 public:
     /// Connects to the daemon of this user, or by a descriptor that is connected to one and belongs to the connection
-    /// from then on; -1 is none. Waits until the cameras are known.
+    /// from then on; -1 is none. Waits until the nodes are known.
     [[nodiscard]] static std::expected<std::shared_ptr<PipeWireConnection>, platform::Error> open(
-        int descriptor, const PipeWireWait& wait);
+        PipeWireKind kind, int descriptor, const PipeWireWait& wait);
 
-    PipeWireConnection(OwnedLoop loop, OwnedContext context);
+    PipeWireConnection(PipeWireKind kind, OwnedLoop loop, OwnedContext context);
     ~PipeWireConnection();
     PipeWireConnection(const PipeWireConnection&) = delete;
     PipeWireConnection& operator=(const PipeWireConnection&) = delete;
 
     /// In the order in which they came.
-    [[nodiscard]] std::vector<PipeWireNode> cameras() const;
-    [[nodiscard]] bool hasCamera(std::uint32_t identifier) const;
+    [[nodiscard]] std::vector<PipeWireNode> nodes() const;
+    /// Whether this one still exists; without one whether any does.
+    [[nodiscard]] bool hasNode(const std::optional<PipeWireNode>& node) const;
 
     /// Handles events on this thread until the condition holds; false when the wait or the connection ends before. Not
     /// after `follow`.
@@ -61,15 +63,16 @@ public:
     [[nodiscard]] pw_core* core() const TAMSEL_REQUIRES(guard_) { return core_.get(); }
 
 private:
-    struct Camera;
+    struct Node;
     struct Events;
 
     [[nodiscard]] std::expected<void, platform::Error> connect(int descriptor);
-    [[nodiscard]] bool listCameras(const PipeWireWait& wait);
+    [[nodiscard]] bool listNodes(const PipeWireWait& wait);
     [[nodiscard]] bool makeRoundTrip(const PipeWireWait& wait);
     void handleEvents();
-    void addCamera(std::uint32_t identifier, const spa_dict& properties) TAMSEL_REQUIRES(guard_);
+    void addNode(std::uint32_t identifier, const spa_dict& properties) TAMSEL_REQUIRES(guard_);
 
+    const PipeWireKind kind_;
     mutable Mutex guard_;
     const OwnedLoop loop_;
     const OwnedContext context_;
@@ -77,7 +80,7 @@ private:
     OwnedProxy registry_;
     spa_hook coreHook_{};
     spa_hook registryHook_{};
-    std::map<std::uint32_t, std::unique_ptr<Camera>> cameras_ TAMSEL_GUARDED_BY(guard_);
+    std::map<std::uint32_t, std::unique_ptr<Node>> nodes_ TAMSEL_GUARDED_BY(guard_);
     int lastAnswer_ TAMSEL_GUARDED_BY(guard_) = -1;
     std::string problem_ TAMSEL_GUARDED_BY(guard_);
 

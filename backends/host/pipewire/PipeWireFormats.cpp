@@ -1,7 +1,10 @@
 #include <host/pipewire/PipeWireFormats.h>
 
+#include <engine/capture/MicrophoneDriver.h>
+
 #include <spa/buffer/buffer.h>
 #include <spa/buffer/meta.h>
+#include <spa/param/audio/format-utils.h>
 #include <spa/param/buffers.h>
 #include <spa/param/param.h>
 #include <spa/param/video/format-utils.h>
@@ -177,6 +180,20 @@ PipeWirePod PipeWirePod::anyFormat(bool isCompressed)
             SPA_FORMAT_VIDEO_format, // the usual one first
             SPA_POD_CHOICE_ENUM_Id(6, formats[0].number, formats[0].number, formats[1].number,
                 formats[2].number, formats[3].number, formats[4].number));
+    return pod;
+}
+
+PipeWirePod PipeWirePod::sound()
+{
+    PipeWirePod pod;
+    spa_pod_builder builder = pod.builder();
+    spa_audio_info_raw info{};
+    info.format = SPA_AUDIO_FORMAT_F32;
+    info.rate = engine::SoundChunk::sampleRate;
+    info.channels = engine::SoundChunk::channelCount;
+    info.position[0] = SPA_AUDIO_CHANNEL_FL;
+    info.position[1] = SPA_AUDIO_CHANNEL_FR;
+    spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info);
     return pod;
 }
 

@@ -23,6 +23,8 @@ public:
     [[nodiscard]] static PipeWirePod of(const CameraMode& mode);
     /// Uncompressed or not, every format that can be converted.
     [[nodiscard]] static PipeWirePod anyFormat(bool isCompressed);
+    /// Sound as the engine takes it.
+    [[nodiscard]] static PipeWirePod sound();
     /// Buffers with one block of memory that this process can map.
     [[nodiscard]] static PipeWirePod buffers();
     /// Numbers and times of the frames, where the camera has them.

@@ -55,17 +55,17 @@ void PipeWireNode::describe(const spa_dict& properties)
         sensorOrientation = mountingOf(rotation);
 }
 
-std::optional<PipeWireNode> findCamera(
-    const std::vector<PipeWireNode>& cameras, const std::string& name, AVCaptureDevicePosition position)
+std::optional<PipeWireNode> findNode(
+    const std::vector<PipeWireNode>& nodes, const std::string& name, AVCaptureDevicePosition position)
 {
-    const auto found = name.empty() ? std::ranges::max_element(cameras, {},
+    const auto found = name.empty() ? std::ranges::max_element(nodes, {},
                                           [&](const PipeWireNode& node) {
                                               return node.position == position ? 2 : node.position ? 0 : 1;
                                           })
-                                    : std::ranges::find_if(cameras, [&](const PipeWireNode& node) {
+                                    : std::ranges::find_if(nodes, [&](const PipeWireNode& node) {
                                           return node.name == name || node.serial == name;
                                       });
-    return found == cameras.end() ? std::nullopt : std::optional(*found);
+    return found == nodes.end() ? std::nullopt : std::optional(*found);
 }
 
 } // namespace tamsel::host

@@ -1,23 +1,11 @@
 #pragma once
 
-#include <host/DigitalZoom.h>
-#include <host/DriverServices.h>
-#include <host/camera/FrameFormat.h>
-#include <host/camera/MotionJpegDecoder.h>
-#include <host/ffmpeg/FrameConverter.h>
 #include <host/pipewire/PipeWireConnection.h>
 #include <host/pipewire/PipeWireFormats.h>
 
-#include <engine/capture/CameraDriver.h>
+#include <spa/utils/dict.h>
 
-#include <tamsel/Mutex.h>
-
-#include <chrono>
-#include <cstddef>
-#include <cstdint>
-#include <deque>
-#include <expected>
-#include <map>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <span>
@@ -25,94 +13,53 @@
 
 namespace tamsel::host {
 
-/// One start of a camera, on a connection of its own. The library's thread takes each buffer from the camera as it comes
-/// and posts its conversion to a queue. It gives the oldest one back unread rather than leave the camera without any,
-/// because some cameras then stop for good.
-class PipeWireStream : public std::enable_shared_from_this<PipeWireStream> {
+/// A stream from a node, on a connection of its own, from its start to its loss.
+class PipeWireStream {
 public:
-    /// Returns once frames can come. The name is for errors.
-    [[nodiscard]] static std::expected<std::shared_ptr<PipeWireStream>, platform::Error> start(
-        std::string name, std::shared_ptr<PipeWireConnection> connection, const PipeWireNode& node,
-        platform::AVCaptureSessionPreset preset, std::shared_ptr<engine::FrameSink> sink,
-        std::shared_ptr<const DigitalZoom> zoom, const DriverServices& services, const PipeWireWait& wait);
-
-    PipeWireStream(std::string name, std::shared_ptr<PipeWireConnection> connection, std::uint32_t node,
-        std::shared_ptr<engine::FrameSink> sink, std::shared_ptr<const DigitalZoom> zoom,
-        const DriverServices& services);
-    ~PipeWireStream();
+    virtual ~PipeWireStream() = default; ///< of a stream that is disconnected
     PipeWireStream(const PipeWireStream&) = delete;
     PipeWireStream& operator=(const PipeWireStream&) = delete;
 
-    /// No conversion begins after this. Waits for nothing. Thread-safe.
-    void stop();
-    /// Gives the camera back; waits for a conversion that is running. Thread-safe.
-    void close();
+protected:
+    /// The name is for errors. Without a target the session manager chooses, again when that node ends.
+    PipeWireStream(
+        std::string name, std::shared_ptr<PipeWireConnection> connection, std::optional<PipeWireNode> target);
 
-    /// In pixels. Thread-safe.
-    [[nodiscard]] platform::CGSize size() const;
+    /// Returns once buffers can come. False when the formats are refused, or the wait has ended.
+    [[nodiscard]] bool connect(std::initializer_list<spa_dict_item> properties, pw_stream_flags flags,
+        std::span<const PipeWirePod> formats, const PipeWireWait& wait);
+    /// Why `connect` has failed.
+    [[nodiscard]] platform::Error startError() const;
+    /// Why the stream has ended; absent while it lives.
+    [[nodiscard]] std::optional<platform::Error> loss() const;
+    /// No function below is called afterwards. Every derived class calls it in its destructor.
+    void disconnect();
+
+    [[nodiscard]] PipeWireConnection& connection() const { return *connection_; }
+    [[nodiscard]] pw_stream* stream() const { return stream_.get(); }
+
+    // On the thread that handles the events of the connection.
+    virtual void setFormat(const spa_pod& /*format*/) { }
+    virtual void addBuffer(pw_buffer& /*buffer*/) { }
+    virtual void removeBuffer(pw_buffer& /*buffer*/) { }
+    /// The format is refused for this reason.
+    void refuse(std::string problem) { problem_ = std::move(problem); }
+
+    /// A buffer has come. On the library's thread.
+    virtual void takeBuffer() = 0;
 
 private:
     struct Events;
-    /// A frame that has come and is not yet converted.
-    struct Frame {
-        pw_buffer* buffer;
-        std::span<std::byte> bytes;
-        FrameFormat format;
-        std::uint64_t number; ///< of the camera, or else of the arrivals
-        std::chrono::nanoseconds mediaTime; ///< on the camera's clock
-        std::chrono::nanoseconds captureTime;
-        bool isWhole;
-    };
-
-    /// False when this format is refused, or the wait has ended.
-    [[nodiscard]] bool connect(
-        const PipeWireNode& node, std::span<const PipeWirePod> formats, const PipeWireWait& wait);
-    void handleState();
-
-    // On the thread that handles the events of the connection.
-    void setFormat(const spa_pod& format);
-    void addBuffer(pw_buffer& buffer);
-    void removeBuffer(pw_buffer& buffer);
-
-    // On the library's thread.
-    void takeBuffer();
-    [[nodiscard]] Frame describe(pw_buffer& buffer) TAMSEL_REQUIRES(guard_);
-
-    // On the queue.
-    void convertFrame();
-    [[nodiscard]] bool convert(
-        const Frame& frame, platform::CVPixelBuffer& target, const std::optional<platform::CGRect>& part);
 
     const std::string name_;
     const std::shared_ptr<PipeWireConnection> connection_;
-    const std::uint32_t node_;
-    const std::shared_ptr<engine::FrameSink> sink_;
-    const std::shared_ptr<const DigitalZoom> zoom_;
-    engine::EventSources& sources_;
-    const std::shared_ptr<platform::DispatchQueue> queue_;
+    const std::optional<PipeWireNode> target_;
 
     // Behind the guard of the connection.
     OwnedStream stream_;
     spa_hook hook_{};
     int state_ = 0;
     std::string problem_;
-
-    // Used on the queue only.
-    const OwnedFrame frame_{av_frame_alloc()};
-    FrameConverter converter_;
-    MotionJpegDecoder jpeg_;
-    std::optional<std::uint64_t> lastNumber_;
-    std::optional<std::chrono::nanoseconds> firstTime_;
-
-    /// Locked for short calls only, never during a conversion or a call of the sink.
-    mutable Mutex guard_;
-    Condition converted_;
-    std::optional<FrameFormat> format_ TAMSEL_GUARDED_BY(guard_);
-    std::map<pw_buffer*, std::span<std::byte>> memory_ TAMSEL_GUARDED_BY(guard_);
-    std::deque<Frame> waiting_ TAMSEL_GUARDED_BY(guard_);
-    pw_buffer* converting_ TAMSEL_GUARDED_BY(guard_) = nullptr;
-    std::uint64_t arrivals_ TAMSEL_GUARDED_BY(guard_) = 0;
-    bool isEnded_ TAMSEL_GUARDED_BY(guard_) = false;
 };
 
 } // namespace tamsel::host
