@@ -1,6 +1,7 @@
 #include "support/BusServices.h"
 #include "support/FakeV4L2.h"
 #include "support/HostScreen.h"
+#include "support/PipeWireDaemons.h"
 #include "support/Program.h"
 
 #include <host/HostServices.h>
@@ -206,6 +207,28 @@ TEST_F(CameraPermission, OpensTheRemoteOfPipeWire)
     EXPECT_EQ(open(), -1) << "without the portal";
     dispatch.end();
 }
+
+#ifdef TAMSEL_PIPEWIRE
+TEST_F(CameraPermission, ShowsACameraOfPipeWireOnTheConnectionOfThePortalAlone)
+{
+    if (!PipeWireDaemons::arePossible())
+        GTEST_SKIP() << "wireplumber is not installed";
+    desktop("manager start");
+    desktop("source " + pipeWireSource() + " node.name=cam");
+    desktop("portal start");
+    PermittedScreen screen({.backCamera = host::HostInput{.input = "pipewire:cam"}});
+    EXPECT_TRUE(screen.becomes(Status::notDetermined));
+    EXPECT_FALSE(screen.start());
+    desktop("answer granted");
+    EXPECT_EQ(screen.ask(), Status::authorized);
+    EXPECT_FALSE(host::Host::probe("pipewire:cam").has_value()) << "this process does not know the daemon";
+    EXPECT_GE(screen.collect(3).size(), 3U);
+    EXPECT_FALSE(screen.hasFailed());
+    desktop("permission no");
+    EXPECT_TRUE(screen.becomes(Status::denied));
+    EXPECT_FALSE(screen.start());
+}
+#endif
 
 TEST_F(CameraPermission, IsAskedForByTheCommandOnce)
 {

@@ -75,6 +75,18 @@ def camera(word):
                     "media.role=Camera object.linger=true }"], stdout=subprocess.DEVNULL, check=True)
 
 
+def manager(word):
+    """The session manager, which shows cameras to the connections of the portal."""
+    start("wireplumber", lambda: '"default"' in subprocess.run(["pw-cli", "ls", "Metadata"], capture_output=True,
+                                                               text=True).stdout)
+
+
+def source(words):
+    """A camera of PipeWire: the program and its arguments."""
+    running["source"] = subprocess.Popen(words.split())
+    until(lambda: "Video/Source" in subprocess.run(["pw-cli", "ls", "Node"], capture_output=True, text=True).stdout)
+
+
 def answer(word):
     answers[:] = {"granted": [0], "denied": [1]}.get(word, [])
     close()
@@ -102,7 +114,7 @@ def carryOut(stream, condition):
     if not line:
         loop.quit()
         return False
-    command, argument = line.split()
+    command, argument = line.strip().split(maxsplit=1)
     try:
         print(globals()[command](argument) or "done", flush=True)
     except Exception as error: # the loop would drop it, and this function
