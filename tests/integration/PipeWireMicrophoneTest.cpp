@@ -88,9 +88,12 @@ TEST_F(PipeWireMicrophone, HearsTheDefaultSourceWhateverItsFormatIsAndWhicheverI
     EXPECT_NEAR(loudest(*listening.ear), 0.5, 0.01);
     for (const engine::SoundChunk& chunk : listening.ear->chunks())
         ASSERT_EQ(chunk.samples[100], chunk.samples[101]);
-    const auto other = daemons->source("second", {"sound=tone"});
+    auto other = daemons->source("second", {"sound=tone"});
     source.reset();
     EXPECT_TRUE(listening.hears(listening.ear->heard() + 1s)) << listening.ear->reason();
+    other.reset();
+    EXPECT_TRUE(waitUntil([&] { return listening.ear->losses == 1; }));
+    EXPECT_EQ(listening.ear->reason(), "pipewire: has gone");
 }
 
 TEST_F(PipeWireMicrophone, IsLostWithItsSourceOrTheDaemon)

@@ -20,6 +20,8 @@ namespace {
 
 /// How often an unwanted wait is noticed.
 constexpr auto waitStep = 20ms;
+/// How long a session manager may take to notice a connection.
+constexpr auto noticeLimit = 5s;
 
 bool isOf(PipeWireKind kind, std::string_view mediaClass)
 {
@@ -125,7 +127,7 @@ std::expected<std::shared_ptr<PipeWireConnection>, platform::Error> PipeWireConn
     auto connection = std::make_shared<PipeWireConnection>(kind, std::move(loop), std::move(context));
     if (auto connected = connection->connect(descriptor); !connected)
         return std::unexpected(std::move(connected.error()));
-    if (!connection->listNodes(wait)) {
+    if (!connection->listNodes(descriptor >= 0, wait)) {
         const std::string problem = connection->problem();
         return std::unexpected(platform::Error{
             .localizedDescription = problem.empty() ? "the PipeWire daemon does not answer" : problem,
@@ -166,10 +168,16 @@ std::expected<void, platform::Error> PipeWireConnection::connect(int descriptor)
     return {};
 }
 
-/// The first answer names them, and the second describes them.
-bool PipeWireConnection::listNodes(const PipeWireWait& wait)
+/// The first answer names them, and the second describes them. Those that a session manager must permit first come later.
+bool PipeWireConnection::listNodes(bool isRestricted, const PipeWireWait& wait)
 {
-    return makeRoundTrip(wait) && makeRoundTrip(wait);
+    if (!makeRoundTrip(wait))
+        return false;
+    if (isRestricted)
+        (void)runUntil([this] { return hasNode(std::nullopt); },
+            {.end = std::min(wait.end, std::chrono::steady_clock::now() + noticeLimit),
+                .isUnwanted = wait.isUnwanted});
+    return makeRoundTrip(wait);
 }
 
 bool PipeWireConnection::makeRoundTrip(const PipeWireWait& wait)

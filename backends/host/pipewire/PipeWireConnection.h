@@ -31,7 +31,8 @@ struct PipeWireWait {
 class PipeWireConnection : public std::enable_shared_from_this<PipeWireConnection> {
 public:
     /// Connects to the daemon of this user, or by a descriptor that is connected to one and belongs to the connection
-    /// from then on; -1 is none. Waits until the nodes are known.
+    /// from then on; -1 is none. Waits until the nodes are known; those behind a descriptor may appear only once a session
+    /// manager has permitted them, so without any it waits up to five seconds.
     [[nodiscard]] static std::expected<std::shared_ptr<PipeWireConnection>, platform::Error> open(
         PipeWireKind kind, int descriptor, const PipeWireWait& wait);
 
@@ -67,7 +68,7 @@ private:
     struct Events;
 
     [[nodiscard]] std::expected<void, platform::Error> connect(int descriptor);
-    [[nodiscard]] bool listNodes(const PipeWireWait& wait);
+    [[nodiscard]] bool listNodes(bool isRestricted, const PipeWireWait& wait);
     [[nodiscard]] bool makeRoundTrip(const PipeWireWait& wait);
     void handleEvents();
     void addNode(std::uint32_t identifier, const spa_dict& properties) TAMSEL_REQUIRES(guard_);
