@@ -2,7 +2,6 @@
 
 #include "Files.h"
 #include "options/Unusable.h"
-#include "report/SessionErrors.h"
 #include "report/Utf8.h"
 
 #include <host/recording/MovieFacts.h>
@@ -81,7 +80,7 @@ std::string reportRecording(const std::string& file, const std::string& name,
     const platform::FrameCounts& counts, Environment& environment, Console& console)
 {
     const std::string problem = environment.recordingProblem();
-    const bool isExplained = isCameraLost(counts); // which has been reported
+    const bool isExplained = counts.isDeviceLost(); // which has been reported
     if (!isExplained && !problem.empty())
         console.fail(problem);
     const auto facts = host::readMovieFacts(file);

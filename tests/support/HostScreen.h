@@ -137,10 +137,9 @@ struct HostScreen {
     /// The session has failed for good; frames that are dropped on a busy machine are none of that.
     [[nodiscard]] bool hasFailed() const
     {
-        const auto lost = static_cast<std::size_t>(platform::DropCause::deviceLost);
         return std::ranges::any_of(client->errors(), [](const auto& error) {
             return error != "videoFrameError";
-        }) || manager->frameCounts().droppedBy.at(lost) > 0;
+        }) || manager->frameCounts().isDeviceLost();
     }
 
     /// Starts, waits for this many frames, and stops.

@@ -6,7 +6,6 @@
 #include "prepareStill.h"
 #include "report/CapturePage.h"
 #include "report/Ledger.h"
-#include "report/SessionErrors.h"
 #include "report/StatusLine.h"
 #include "report/Utf8.h"
 #include "report/keepSample.h"
@@ -232,7 +231,7 @@ void CaptureCommand::stopRecording()
 {
     if (!isRecording_)
         return;
-    if (!hasVideo_ && !isCameraLost(manager_->frameCounts()))
+    if (!hasVideo_ && !manager_->frameCounts().isDeviceLost())
         manager_->stopVideoRecording();
     waiter_.clearInterrupt();
     if (waiter_.waitFor(hasFailed_ ? failureLimit : filmLimit, [this] { return hasVideo_.load(); }))

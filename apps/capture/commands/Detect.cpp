@@ -9,7 +9,6 @@
 #include "options/Unusable.h"
 #include "options/values.h"
 #include "pictures/Picture.h"
-#include "report/SessionErrors.h"
 #include "report/StatusLine.h"
 #include "report/Utf8.h"
 #include "seconds.h"
@@ -122,7 +121,7 @@ void DetectCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, c
         console_.fail(*cameraError);
     } else {
         // A dropped frame does not matter here, unless the camera was lost with it.
-        if (!isCameraLost(manager.frameCounts()))
+        if (!manager.frameCounts().isDeviceLost())
             return;
         std::error_code ignored;
         if (!std::filesystem::is_regular_file(job_.input, ignored))

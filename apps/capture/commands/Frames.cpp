@@ -6,7 +6,6 @@
 #include "report/FrameReport.h"
 #include "report/Ledger.h"
 #include "report/MotionReport.h"
-#include "report/SessionErrors.h"
 #include "report/StatusLine.h"
 #include "report/Utf8.h"
 #include "seconds.h"
@@ -102,7 +101,7 @@ void FramesCommand::sourceManagerDidGetSourceError(OvriSourceManager& manager, c
     if (!cameraError)
         return;
     reportError(*cameraError);
-    const bool isLost = isCameraLost(manager.frameCounts());
+    const bool isLost = manager.frameCounts().isDeviceLost();
     if (cameraError->kind() != CameraError::Case::videoFrameError || isLost) {
         if (isLost && !shouldEnd_)
             console_.fail("the camera was lost");
@@ -178,7 +177,7 @@ ExitStatus FramesCommand::run()
 
     (void)frameReport_->finishPictures();
     summarize();
-    const std::uint64_t lost = isCameraLost(manager_->frameCounts()) ? 1 : 0;
+    const std::uint64_t lost = manager_->frameCounts().isDeviceLost() ? 1 : 0;
     if (frameErrors_ > lost)
         console_.fail(std::to_string(frameErrors_ - lost)
             + (frameErrors_ == lost + 1 ? " frame was dropped" : " frames were dropped"));

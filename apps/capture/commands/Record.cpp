@@ -5,7 +5,6 @@
 #include "RecordingFile.h"
 #include "SessionClient.h"
 #include "options/values.h"
-#include "report/SessionErrors.h"
 #include "report/StatusLine.h"
 #include "report/Utf8.h"
 #include "seconds.h"
@@ -92,7 +91,7 @@ bool RecordCommand::record()
         const StatusLine line(
             console_, environment_.platform().runLoops.current(), [this] { return status(); });
         (void)waiter_.waitFor(length, [this] { return hasVideo_ || hasFailed_; });
-        if (!hasVideo_ && !isCameraLost(manager_->frameCounts()))
+        if (!hasVideo_ && !manager_->frameCounts().isDeviceLost())
             manager_->stopVideoRecording();
         waiter_.clearInterrupt();
         // The session must not be stopped before: the file would not be reported.

@@ -8,11 +8,6 @@ constexpr const char* lost = "the camera was lost";
 
 } // namespace
 
-bool isCameraLost(const platform::FrameCounts& counts)
-{
-    return counts.droppedBy[static_cast<std::size_t>(platform::DropCause::deviceLost)] > 0;
-}
-
 bool reportIfOver(Console& console, OvriSourceManager& manager, const SourceError& error)
 {
     if (const auto* motionError = std::get_if<MotionHelperError>(&error)) {
@@ -24,7 +19,7 @@ bool reportIfOver(Console& console, OvriSourceManager& manager, const SourceErro
         console.fail(cameraError);
         return true;
     }
-    if (!isCameraLost(manager.frameCounts()))
+    if (!manager.frameCounts().isDeviceLost())
         return false;
     if (console.firstFailure() == lost)
         return true; // reported with a frame that was dropped before

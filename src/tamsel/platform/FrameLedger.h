@@ -36,6 +36,11 @@ struct FrameCounts {
         = 0; ///< missing in the movie: dropped, too late for the recorder, or not written
 
     [[nodiscard]] std::uint64_t dropped() const;
+    /// The device has disappeared, which stopped the session.
+    [[nodiscard]] bool isDeviceLost() const
+    {
+        return droppedBy[static_cast<std::size_t>(DropCause::deviceLost)] > 0;
+    }
 };
 
 /// Counts the outcomes of all frames of one capture session. Thread-safe, lock-free.
