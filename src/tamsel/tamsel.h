@@ -5,8 +5,10 @@
 #include <tamsel/client/CaptureGate.h>
 #include <tamsel/client/DetectionOutlines.h>
 #include <tamsel/client/ForwardingDelegate.h>
+#include <tamsel/client/LiveCamera.h>
 #include <tamsel/client/Preview.h>
 #include <tamsel/client/SourceCallbacks.h>
+#include <tamsel/client/files.h>
 #include <tamsel/client/options.h>
 #include <tamsel/client/places.h>
 #include <tamsel/facade/OvriSourceManager.h>

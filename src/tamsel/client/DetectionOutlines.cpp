@@ -9,6 +9,13 @@ namespace tamsel {
 
 using namespace platform;
 
+DetectionOutline transformed(DetectionOutline outline, const CGAffineTransform& transform)
+{
+    for (CGPoint& corner : outline.corners)
+        corner = CGPointApplyAffineTransform(corner, transform);
+    return outline;
+}
+
 DetectionOutlines::DetectionOutlines(const Platform& platform, std::chrono::nanoseconds viewTime)
     : clock_(platform.clock),
       viewTime_(viewTime)

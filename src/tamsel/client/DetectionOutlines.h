@@ -24,6 +24,10 @@ struct DetectionOutline {
     std::string text;
 };
 
+/// The outline with its corners in another space, for example in the window by the `layerTransform` of its picture.
+[[nodiscard]] DetectionOutline transformed(
+    DetectionOutline outline, const platform::CGAffineTransform& transform);
+
 /// What was found in one picture. Draw the outlines on the picture of that capture time: a code that moves is elsewhere in
 /// a newer one.
 struct DetectionOutlineUpdate {

@@ -19,6 +19,13 @@ class ForwardingDelegate final : public OvriSourceToSession,
                                  public OvriMotionSourceDelegate,
                                  public OvriMetadataOutputDelegate {
 public:
+    /// Calls these at first. None may be empty.
+    template <typename... Delegates>
+    explicit ForwardingDelegate(const std::shared_ptr<Delegates>&... delegates)
+    {
+        (add(delegates), ...);
+    }
+
     /// Adds the delegate for each protocol that its type implements. Not empty.
     template <typename Delegate>
         requires(std::derived_from<Delegate, OvriSourceToSession>

@@ -39,4 +39,14 @@ namespace tamsel {
     return CGRectApplyAffineTransform(rect, CGAffineTransformInvert(outputTransform(frame)));
 }
 
+/// How to draw a stored picture with a toolkit that mirrors it, scales it to a rectangle, and rotates that.
+struct PicturePlacement {
+    bool isMirrored = false; ///< from left to right, before it is rotated
+    platform::CGRect rect; ///< before it is rotated
+    int quarterTurns = 0; ///< 0 to 3, clockwise, around the middle of the rectangle
+};
+
+/// The placement that maps the picture as this transform does: the `layerTransform` of a preview's picture.
+[[nodiscard]] PicturePlacement placementOf(const platform::CGAffineTransform& layerTransform);
+
 } // namespace tamsel

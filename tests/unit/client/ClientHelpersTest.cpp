@@ -4,6 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <span>
+
 namespace tamsel::tests {
 
 TEST(ClientHelpers, OptionsBecomeTheDictionaryThatTheOperationsRead)
@@ -38,11 +43,9 @@ TEST(ClientHelpers, EveryCallReachesTheFunctionOfItsNameAndAllDelegatesInOrder)
         .didDetectFacingAngle = note("facing angle"),
         .didDetectFace = note("face"),
         .didDetectCodes = note("codes")});
-    const auto all = std::make_shared<ForwardingDelegate>();
-    all->add(makeDelegate({})); // is gone at once
     const auto silent = makeDelegate({});
-    all->add(silent);
-    all->add(callbacks);
+    const auto all
+        = std::make_shared<ForwardingDelegate>(makeDelegate({}), silent, callbacks); // one is gone at once
     all->add(screen.client);
 
     screen.client->onFrame = [&calls] { calls.emplace_back("frame of the next delegate"); };
@@ -92,6 +95,9 @@ TEST(ClientHelpers, OutlinesAreThoseOfTheLastPictureInWhichSomethingWasFound)
         simulated::face({{0.25, 0.25}, {0.5, 0.5}})});
     screen.frame();
     EXPECT_EQ(found(), (Texts{" 0.75", "one 0.20"}));
+    const auto moved = transformed(outlines->latest().outlines.at(1), {.a = 10, .d = 100, .tx = 1, .ty = 2});
+    EXPECT_EQ(moved.corners.at(2), (platform::CGPoint{3, 22}));
+    EXPECT_EQ(moved.text, "one");
     const auto timing = *screen.client->frames.back().imageBuffer()->timing();
     EXPECT_TRUE(timing.isExamined);
     EXPECT_EQ(outlines->latest().captureTime, timing.captureTime);
@@ -104,6 +110,39 @@ TEST(ClientHelpers, OutlinesAreThoseOfTheLastPictureInWhichSomethingWasFound)
     EXPECT_EQ(found(), (Texts{"two 0.30"}));
     screen.phone.advance(1ms);
     EXPECT_EQ(found(), Texts());
+}
+
+TEST(ClientHelpers, ASavedFileIsCompleteOrNotThere)
+{
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "tamsel-saved";
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directory(folder);
+    const auto names = [&folder] {
+        std::set<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(folder))
+            found.insert(entry.path().filename());
+        return found;
+    };
+    const auto save = [](const std::string& text, const std::filesystem::path& file) {
+        const auto saved = saveFile(std::as_bytes(std::span(text)), file);
+        return saved ? std::string() : saved.error();
+    };
+    const auto first = freeFile(folder, "still", ".jpg");
+    EXPECT_EQ(first, folder / "still-1.jpg");
+    EXPECT_EQ(save("one", first), "");
+    EXPECT_EQ(freeFile(folder, "still", ".jpg"), folder / "still-2.jpg");
+    EXPECT_EQ(save("two", first), "");
+    std::filesystem::create_symlink("/dev/full", first.string() + ".part");
+    EXPECT_EQ(save("three", first), "cannot write " + first.string() + ": No space left on device");
+    std::string content;
+    std::ifstream(first) >> content;
+    EXPECT_EQ(content, "two");
+    EXPECT_EQ(save("four", folder), "cannot write " + folder.string() + ": Is a directory");
+    EXPECT_EQ(save("five", folder / "no" / "still.jpg"),
+        "cannot write " + (folder / "no/still.jpg").string() + ": No such file or directory");
+    EXPECT_EQ(names(), std::set<std::string>{"still-1.jpg"});
+    EXPECT_FALSE(std::filesystem::exists(folder.string() + ".part"));
+    std::filesystem::remove_all(folder);
 }
 
 } // namespace tamsel::tests

@@ -51,6 +51,18 @@ CGPoint origin(const CVPixelBuffer& picture, std::size_t x, std::size_t y)
     return {(pixel[0] + 0.5) / 64, (pixel[1] + 0.5) / 48};
 }
 
+/// Where a toolkit that mirrors, scales and rotates draws this place.
+CGPoint drawnAt(const PicturePlacement& placement, CGPoint place)
+{
+    const auto& [origin, size] = placement.rect;
+    if (placement.isMirrored)
+        place.x = 1 - place.x;
+    CGPoint fromMiddle{(place.x - 0.5) * size.width, (place.y - 0.5) * size.height};
+    for (int turn = 0; turn < placement.quarterTurns; ++turn)
+        fromMiddle = {-fromMiddle.y, fromMiddle.x};
+    return {origin.x + size.width / 2 + fromMiddle.x, origin.y + size.height / 2 + fromMiddle.y};
+}
+
 void expectNear(const std::optional<CGPoint>& actual, const CGPoint& expected)
 {
     ASSERT_TRUE(actual);
@@ -182,6 +194,7 @@ TEST(Preview, ConvertsPlacesForEveryMountInterfaceSideAndGravity)
                             + (static_cast<double>(y) + 0.5) / static_cast<double>(live.height())
                                 * rect.size.height};
                     expectNear(layer->layerPointConvertedFromCaptureDevicePoint(place), point);
+                    expectNear(drawnAt(placementOf(layer->newestFrame()->layerTransform), place), point);
                     expectNear(layer->captureDevicePointConvertedFromLayerPoint(point), place);
                     const bool isWhole = gravity == AVLayerVideoGravity::resize;
                     const double covered
