@@ -5,9 +5,8 @@
 #include <tamsel/tamsel.h>
 
 #include <QApplication>
-#include <QFile>
-#include <QKeyEvent>
 #include <QPainter>
+#include <QShortcut>
 #include <QSocketNotifier>
 #include <QWidget>
 
@@ -18,19 +17,21 @@ public:
     explicit CaptureWidget(platform::Platform& platform) : platform_(platform)
     {
         resize(960, 720);
+        new QShortcut(Qt::Key_Space, this, [this] { camera_.captureStill(); });
         manager_->setMetadataDetection(allBarcodes(), outlines_);
-        if (!manager_->startSession(SourceType::cameraBack(false), client_, {}, view_))
-            setWindowTitle("The camera may not be used");
+        camera_.start(SourceType::cameraBack(false));
     }
 
-protected:
+private:
     void paintEvent(QPaintEvent* /*event*/) override
     {
         QPainter painter(this);
         painter.fillRect(rect(), Qt::black);
-        const auto frame = preview_->newestFrame();
+        painter.setPen(QPen(Qt::green, 0)); // the thinnest line
+        const auto frame = camera_.preview().newestFrame();
         if (!frame)
-            return;
+            return painter.drawText(rect(), Qt::AlignCenter,
+                camera_.state() == LiveCamera::State::refused ? "You may not use the camera" : "No camera");
         const platform::CVPixelBuffer& pixels = *frame->pixels;
         const QImage picture(reinterpret_cast<const uchar*>(pixels.baseAddress()),
             static_cast<int>(pixels.width()), static_cast<int>(pixels.height()),
@@ -38,7 +39,6 @@ protected:
         const platform::CGAffineTransform& t = frame->layerTransform; // of places from 0 to 1
         painter.setTransform(QTransform(t.a, t.b, t.c, t.d, t.tx, t.ty));
         painter.drawImage(QRectF(0, 0, 1, 1), picture);
-        painter.setPen(QPen(Qt::green, 0)); // the thinnest line
         for (const DetectionOutline& outline : outlines_->latest().outlines) {
             QPolygonF polygon;
             for (const auto& [x, y] : outline.corners)
@@ -49,36 +49,23 @@ protected:
 
     void resizeEvent(QResizeEvent* /*event*/) override
     {
-        preview_->resize({static_cast<double>(width()), static_cast<double>(height())});
-    }
-
-    void keyPressEvent(QKeyEvent* event) override
-    {
-        if (event->key() == Qt::Key_Space)
-            manager_->captureStillImage(platform::OvriImageSource::photo, std::nullopt);
-    }
-
-private:
-    void save(const CaptureSampleUpdate& sample)
-    {
-        QFile file("still.jpg");
-        const auto size = static_cast<qint64>(sample.sample().size());
-        const bool isSaved = file.open(QIODevice::WriteOnly)
-            && file.write(reinterpret_cast<const char*>(sample.sample().data()), size) == size;
-        setWindowTitle(isSaved ? "Saved still.jpg" : file.errorString());
+        camera_.preview().resize({static_cast<double>(width()), static_cast<double>(height())});
     }
 
     platform::Platform& platform_;
-    const std::shared_ptr<platform::DispatchQueue> queue_
-        = platform_.dispatch.mainQueue(); // the thread of Qt
-    const std::shared_ptr<platform::UIView> view_ = std::make_shared<platform::UIView>();
-    const std::shared_ptr<CallbackDelegate> client_
-        = makeDelegate({.didGetSample = [this](OvriSourceManager&, const auto& sample) { save(*sample); }});
+    const std::shared_ptr<platform::DispatchQueue> queue_ = platform_.dispatch.mainQueue(); // Qt's thread
+    const std::shared_ptr<CallbackDelegate> client_ = makeDelegate({
+        .didGetSample =
+            [this](auto&, const auto& sample) {
+                const auto saved = saveFile(sample->sample(), "still.jpg");
+                setWindowTitle(saved ? "Saved still.jpg" : QString::fromStdString(saved.error()));
+            },
+    });
     const std::shared_ptr<DetectionOutlines> outlines_
         = std::make_shared<DetectionOutlines>(platform_, std::chrono::milliseconds(100));
     const std::shared_ptr<OvriSourceManager> manager_
         = OvriSourceManager::create({}, CameraConfiguration::SessionPreset::photo, queue_, platform_);
-    const std::shared_ptr<Preview> preview_ = Preview::create(view_, platform_, queue_, [this] { update(); });
+    LiveCamera camera_{manager_, client_, queue_, platform_, [this] { update(); }};
 };
 
 int main(int count, char** arguments)

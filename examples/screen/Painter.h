@@ -7,13 +7,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <filesystem>
-#include <numbers>
 #include <stdexcept>
 
 namespace screen {
 
+using namespace tamsel;
 using namespace tamsel::platform;
 
 /// Colours behind a text.
@@ -41,50 +40,34 @@ public:
     /// Keeps a copy of the newest, and of the last in which something may be found.
     void add(const PreviewFrame& frame)
     {
-        const FrameTiming& timing = *frame.pixels->timing();
-        if (pictures_.front().isExamined)
+        if (pictures_.front().timing.isExamined)
             std::ranges::rotate(pictures_, pictures_.end() - 1);
         upload(pictures_.front().texture, *frame.pixels);
         pictures_.front().transform = frame.layerTransform;
-        pictures_.front().captureTime = timing.captureTime;
-        pictures_.front().isExamined = timing.isExamined;
+        pictures_.front().timing = *frame.pixels->timing();
     }
 
     void forgetPictures() { pictures_ = {}; }
     void setThumbnail(const CGImage& picture) { upload(thumbnail_, picture); }
 
-    /// Begins a new image of the window, with the picture of that time or else the newest. If it is the picture of that
-    /// time, the map from its places to the window.
-    std::optional<CGAffineTransform> drawPicture(std::optional<std::chrono::nanoseconds> captureTime)
+    /// Begins a new image of the window. The outlines lie on the picture in which they were found; the newest is drawn when
+    /// that is not kept, or nothing was found.
+    void drawPicture(const DetectionOutlineUpdate& found)
     {
         SDL_SetRenderDrawColor(renderer_.get(), 0, 0, 0, 255);
         SDL_RenderClear(renderer_.get());
-        const auto found = std::ranges::find(pictures_, captureTime, &Picture::captureTime);
-        const Picture& picture = found != pictures_.end() ? *found : pictures_.front();
+        const auto examined = std::ranges::find_if(pictures_,
+            [&](const Picture& picture) { return picture.timing.captureTime == found.captureTime; });
+        const Picture& picture = examined != pictures_.end() ? *examined : pictures_.front();
         if (!picture.texture)
-            return std::nullopt;
-        // SDL mirrors the picture from left to right, and then rotates it around its middle.
-        const CGAffineTransform& to = picture.transform;
-        const double side = to.a * to.d < to.b * to.c ? -1 : 1;
-        const double degrees = std::round(std::atan2(side * to.b, side * to.a) * 180 / std::numbers::pi);
-        const CGPoint middle = CGPointApplyAffineTransform({0.5, 0.5}, to);
-        const CGSize size{std::hypot(to.a, to.b), std::hypot(to.c, to.d)};
-        const SDL_FRect target = rectOf(middle.x - size.width / 2, middle.y - size.height / 2, size);
-        SDL_RenderCopyExF(renderer_.get(), picture.texture.get(), nullptr, &target, degrees, nullptr,
-            side < 0 ? SDL_FLIP_HORIZONTAL : SDL_FLIP_NONE);
-        return found != pictures_.end() ? std::optional(to) : std::nullopt;
-    }
-
-    void drawOutline(const std::vector<CGPoint>& corners)
-    {
-        SDL_SetRenderDrawColor(renderer_.get(), 0, 230, 118, 255);
-        for (const float shift : {0.F, 1.F}) {
-            std::vector<SDL_FPoint> points;
-            for (const CGPoint& corner : corners)
-                points.push_back(
-                    {static_cast<float>(corner.x) + shift, static_cast<float>(corner.y) + shift});
-            points.push_back(points.front());
-            SDL_RenderDrawLinesF(renderer_.get(), points.data(), static_cast<int>(points.size()));
+            return;
+        const auto [isMirrored, rect, quarterTurns] = placementOf(picture.transform);
+        const SDL_FRect target = rectOf(rect);
+        SDL_RenderCopyExF(renderer_.get(), picture.texture.get(), nullptr, &target, 90.0 * quarterTurns,
+            nullptr, isMirrored ? SDL_FLIP_HORIZONTAL : SDL_FLIP_NONE);
+        if (examined != pictures_.end()) {
+            for (const DetectionOutline& outline : found.outlines)
+                drawOutline(transformed(outline, picture.transform));
         }
     }
 
@@ -100,8 +83,8 @@ public:
         const CGSize badge{letters.width + 16, letters.height + 8};
         const double left = x < 0 ? size().width + x - badge.width : x;
         const double top = y < 0 ? size().height + y - badge.height : y;
-        const SDL_FRect background = rectOf(left, top, badge);
-        const SDL_FRect foreground = rectOf(left + 8, top + 4, letters);
+        const SDL_FRect background = rectOf({{left, top}, badge});
+        const SDL_FRect foreground = rectOf({{left + 8, top + 4}, letters});
         SDL_SetRenderDrawBlendMode(renderer_.get(), SDL_BLENDMODE_BLEND);
         SDL_SetRenderDrawColor(renderer_.get(), colour.r, colour.g, colour.b, colour.a);
         SDL_RenderFillRectF(renderer_.get(), &background);
@@ -115,7 +98,7 @@ public:
             const double scale = 140.0 / std::max(full.x, full.y);
             const CGSize part{full.x * scale, full.y * scale};
             const SDL_FRect target
-                = rectOf(size().width - 8 - part.width, size().height - 8 - part.height, part);
+                = rectOf({{size().width - 8 - part.width, size().height - 8 - part.height}, part});
             SDL_RenderCopyF(renderer_.get(), thumbnail_.get(), nullptr, &target);
         }
         SDL_RenderPresent(renderer_.get());
@@ -132,8 +115,8 @@ private:
             SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
             SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
             SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
-            if (!std::filesystem::exists(
-                    "/dev/dri/renderD128")) // OpenGL without a GPU takes ten times as long
+            // Without a GPU OpenGL takes ten times as long.
+            if (!std::filesystem::exists("/dev/dri/renderD128"))
                 SDL_SetHint(SDL_HINT_RENDER_DRIVER, "software");
             if (SDL_Init(SDL_INIT_VIDEO) != 0 || TTF_Init() != 0)
                 throw std::runtime_error(SDL_GetError());
@@ -143,8 +126,7 @@ private:
     struct Picture {
         Texture texture;
         CGAffineTransform transform; ///< from its places to the window
-        std::chrono::nanoseconds captureTime{};
-        bool isExamined = false;
+        FrameTiming timing;
     };
 
     template <typename Thing> static Thing* required(Thing* thing)
@@ -152,10 +134,10 @@ private:
         return thing ? thing : throw std::runtime_error(SDL_GetError());
     }
 
-    static SDL_FRect rectOf(double x, double y, const CGSize& size)
+    static SDL_FRect rectOf(const CGRect& rect)
     {
         const auto of = [](double value) { return static_cast<float>(value); };
-        return {of(x), of(y), of(size.width), of(size.height)};
+        return {of(rect.origin.x), of(rect.origin.y), of(rect.size.width), of(rect.size.height)};
     }
 
     static SDL_Point sizeOf(const Texture& texture)
@@ -163,6 +145,22 @@ private:
         SDL_Point size{};
         SDL_QueryTexture(texture.get(), nullptr, nullptr, &size.x, &size.y); // 0 x 0 without a texture
         return size;
+    }
+
+    /// With its text below.
+    void drawOutline(const DetectionOutline& outline)
+    {
+        SDL_SetRenderDrawColor(renderer_.get(), 0, 230, 118, 255);
+        for (const float shift : {0.F, 1.F}) {
+            std::vector<SDL_FPoint> points;
+            for (const CGPoint& corner : outline.corners)
+                points.push_back(
+                    {static_cast<float>(corner.x) + shift, static_cast<float>(corner.y) + shift});
+            points.push_back(points.front());
+            SDL_RenderDrawLinesF(renderer_.get(), points.data(), static_cast<int>(points.size()));
+        }
+        drawText(outline.text, std::ranges::min(outline.corners, {}, &CGPoint::x).x,
+            std::ranges::max(outline.corners, {}, &CGPoint::y).y + 4);
     }
 
     void upload(Texture& texture, const CVPixelBuffer& pixels)

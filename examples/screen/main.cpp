@@ -17,7 +17,7 @@ int main(int count, char** arguments)
         if (count > 2)
             configuration.frontCamera = host::HostInput{.input = arguments[2]};
         host::Host host(configuration);
-        const auto screen = screen::openScreen({}, host.platform(), [&host] { host.stop(); });
+        const screen::CaptureScreen screen({}, host.platform(), [&host] { host.stop(); });
         host.run();
         return 0;
     } catch (const std::exception& error) {

@@ -42,16 +42,16 @@ ExitStatus runScreen(const GlobalOptions& global, ScreenOptions& options)
         kinds.emplace_back(MetadataObjectType::face);
     bool isClosed = false;
     try {
-        const auto screen = screen::openScreen({.folder = options.folder,
-                                                   .usesFrontCamera = options.usesFrontCamera,
-                                                   .conditions = options.conditions,
-                                                   .kinds = kinds,
-                                                   .preset = global.sessionPreset(),
-                                                   .motion = {.stabilityThreshold = options.motion.threshold,
-                                                       .stabilityDuration = options.motion.duration,
-                                                       .angle = options.motion.angle}},
+        screen::CaptureScreen screen({.folder = options.folder,
+                                         .usesFrontCamera = options.usesFrontCamera,
+                                         .conditions = options.conditions,
+                                         .kinds = kinds,
+                                         .preset = global.sessionPreset(),
+                                         .motion = {.stabilityThreshold = options.motion.threshold,
+                                             .stabilityDuration = options.motion.duration,
+                                             .angle = options.motion.angle}},
             environment->platform(), [&isClosed] { isClosed = true; });
-        environment->runUntil([&isClosed] { return isClosed; }, [&screen] { screen->close(); });
+        environment->runUntil([&isClosed] { return isClosed; }, [&screen] { screen.close(); });
     } catch (const std::runtime_error& error) {
         throw Unusable(std::string("no window: ") + error.what());
     }
