@@ -18,6 +18,7 @@ namespace tamsel {
 /// thread when that is the main queue.
 class LiveCamera {
 public:
+    /// Whether pictures come, and if not, why.
     enum class State : std::uint8_t {
         starting, ///< no frame has come yet; also before the first start
         running,
@@ -33,6 +34,8 @@ public:
         const std::shared_ptr<OvriSourceToSession>& delegate,
         std::shared_ptr<platform::DispatchQueue> responseQueue, platform::Platform& platform,
         std::function<void()> pictureChanged);
+    LiveCamera(const LiveCamera&) = delete;
+    LiveCamera& operator=(const LiveCamera&) = delete;
 
     /// Starts `SourceType::cameraBack` or `cameraFront`, once the camera before has stopped, whose torch goes out.
     void start(const SourceType& camera, Configurations configurations = {});
