@@ -209,37 +209,18 @@ TEST(FlightRecorder, OverwritesAndReplaysTheLastStart)
 
 TEST(FlightRecorder, RefusesWhatIsNoRecording)
 {
-    const std::string header = R"({"tamselRecording":1,"ringSize":64,"overwritten":0})"
-                               "\n";
-    for (const auto& [text, problem] : std::vector<std::pair<std::string, std::string>>{{"", "empty"},
-             {"P6 640", "line 1"}, {"{\"version\":1}\n", "header"},
-             {R"({"tamselRecording":2,"ringSize":64,"overwritten":0})"
-              "\n",
-                 "version 2"},
-             {header + "{\"t\":5,\"do\":\"pause\"", "cut off"},
-             {header + "{\"t\":5,\"do\":\"fly\"}\n", "line 2: 'fly'"},
-             {header
-                     + R"({"t":5,"do":"pause","bytes":1})"
-                       "\n",
-                 "'bytes'"},
-             {header
-                     + R"({"t":5,"do":"pause","manager":[1]})"
-                       "\n",
-                 "'manager'"},
-             {header
-                     + R"({"t":5,"do":"pause"} {})"
-                       "\n",
-                 "behind"},
-             {header
-                     + R"({"t":5,"t":6,"do":"pause"})"
-                       "\n",
-                 "twice"},
-             {header
-                     + R"({"t":5,"do":"pause"})"
-                       "\n"
-                       R"({"t":4,"do":"pause"})"
-                       "\n",
-                 "line 3: it is earlier"}}) {
+    const std::string header = R"({"tamselRecording":1,"ringSize":64,"overwritten":0}|)"; // | ends a line
+    for (auto [text, problem] : std::vector<std::pair<std::string, std::string>>{{"", "empty"},
+             {"P6 640", "line 1"}, {R"({"version":1}|)", "header"},
+             {R"({"tamselRecording":2,"ringSize":64,"overwritten":0}|)", "version 2"},
+             {header + R"({"t":5,"do":"pause")", "cut off"},
+             {header + R"({"t":5,"do":"fly"}|)", "line 2: 'fly'"},
+             {header + R"({"t":5,"do":"pause","bytes":1}|)", "'bytes'"},
+             {header + R"({"t":5,"do":"pause","manager":[1]}|)", "'manager'"},
+             {header + R"({"t":5,"do":"pause"} {}|)", "behind"},
+             {header + R"({"t":5,"t":6,"do":"pause"}|)", "twice"},
+             {header + R"({"t":5,"do":"pause"}|{"t":4,"do":"pause"}|)", "line 3: it is earlier"}}) {
+        std::ranges::replace(text, '|', '\n');
         std::istringstream stream(text);
         const auto recording = formats::readFlightRecording(stream);
         ASSERT_FALSE(recording) << text;
