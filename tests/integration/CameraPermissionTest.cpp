@@ -222,12 +222,8 @@ TEST_F(CameraPermission, ShowsACameraOfPipeWireOnTheConnectionOfThePortalAlone)
     desktop("answer granted");
     EXPECT_EQ(screen.ask(), Status::authorized);
     EXPECT_FALSE(host::Host::probe("pipewire:cam").has_value()) << "this process does not know the daemon";
-    desktop("manager hang");
-    EXPECT_TRUE(screen.start());
-    desktop("manager wake"); // only now it shows the camera
-    EXPECT_TRUE(screen.runUntil([&] { return screen.client->count >= 3 || screen.hasFailed(); }));
-    EXPECT_EQ(screen.client->errors(), Lines{});
-    screen.manager->stopCameraSession();
+    EXPECT_GE(screen.collect(3).size(), 3U);
+    EXPECT_FALSE(screen.hasFailed());
     desktop("permission no");
     EXPECT_TRUE(screen.becomes(Status::denied));
     EXPECT_FALSE(screen.start());

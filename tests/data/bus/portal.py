@@ -77,9 +77,6 @@ def camera(word):
 
 def manager(word):
     """The session manager, which shows cameras to the connections of the portal."""
-    if word != "start":
-        running["wireplumber"].send_signal({"hang": signal.SIGSTOP, "wake": signal.SIGCONT}[word])
-        return
     start("wireplumber", lambda: '"default"' in subprocess.run(["pw-cli", "ls", "Metadata"], capture_output=True,
                                                                text=True).stdout)
 
