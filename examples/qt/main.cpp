@@ -30,8 +30,7 @@ private:
         painter.setPen(QPen(Qt::green, 0)); // the thinnest line
         const auto frame = camera_.preview().newestFrame();
         if (!frame)
-            return painter.drawText(rect(), Qt::AlignCenter,
-                camera_.state() == LiveCamera::State::refused ? "You may not use the camera" : "No camera");
+            return painter.drawText(rect(), Qt::AlignCenter, "No camera, or no permission");
         const platform::CVPixelBuffer& pixels = *frame->pixels;
         const QImage picture(reinterpret_cast<const uchar*>(pixels.baseAddress()),
             static_cast<int>(pixels.width()), static_cast<int>(pixels.height()),
@@ -74,6 +73,7 @@ int main(int count, char** arguments)
     host::Host host({.backCamera = host::HostInput{.input = count > 1 ? arguments[1] : "auto"}});
     QSocketNotifier notifier(host.descriptor(), QSocketNotifier::Read);
     QObject::connect(&notifier, &QSocketNotifier::activated, [&host] { host.runOnce({}); });
+    host.requestVideoAccess([](auto) { }); // the camera starts when it is given
     CaptureWidget widget(host.platform());
     widget.show();
     return QApplication::exec();

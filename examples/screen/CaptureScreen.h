@@ -226,7 +226,7 @@ private:
         else if (state == missing)
             painter_.drawText("No camera. Waiting for it\u2026", 8, -44, bad);
         else if (state == refused)
-            painter_.drawText("You may not use the camera.", 8, -44, bad);
+            painter_.drawText("No permission for the camera.", 8, -44, bad);
         else if (messageEnd_)
             painter_.drawText(message_, 8, -44, messageColour_);
     }

@@ -17,6 +17,7 @@ int main(int count, char** arguments)
         if (count > 2)
             configuration.frontCamera = host::HostInput{.input = arguments[2]};
         host::Host host(configuration);
+        host.requestVideoAccess([](auto) { }); // the screen starts when it is given
         const screen::CaptureScreen screen({}, host.platform(), [&host] { host.stop(); });
         host.run();
         return 0;

@@ -66,8 +66,10 @@ bool LiveCamera::switchSide()
 void LiveCamera::open()
 {
     isStopping_ = false;
-    if (!manager_->startSession(camera_, delegates_, configurations_, view_))
-        state_ = State::refused;
+    if (manager_->startSession(camera_, delegates_, configurations_, view_))
+        return;
+    state_ = State::refused;
+    planRetry();
 }
 
 void LiveCamera::take(const SourceError& error)
@@ -79,6 +81,11 @@ void LiveCamera::take(const SourceError& error)
         return; // one frame was dropped
     state_ = State::missing;
     isTorchOn_ = false;
+    planRetry();
+}
+
+void LiveCamera::planRetry()
+{
     if (std::exchange(isRetryPlanned_, true))
         return;
     auto again = whileAlive(std::weak_ptr(self_), [this](CallbackDelegate&) { retry(); });
@@ -92,7 +99,9 @@ void LiveCamera::take(const SourceError& error)
 void LiveCamera::retry()
 {
     isRetryPlanned_ = false;
-    if (state() == State::missing)
+    if (state() == State::refused && !OvriSourceManager::isCameraAuthorized(platform_))
+        planRetry();
+    else if (state() == State::missing || state() == State::refused)
         open();
 }
 

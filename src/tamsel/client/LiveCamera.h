@@ -13,8 +13,8 @@
 
 namespace tamsel {
 
-/// Keeps the camera of a manager running: it replaces one camera by another, and starts a camera again that is lost or
-/// missing. It has a preview and controls zoom and torch. Use and destroy it on the response queue, for example on the main
+/// Keeps the camera of a manager running: it replaces one camera by another, and starts a camera again that is lost, missing
+/// or not permitted. It asks nobody for the permission. It has a preview and controls zoom and torch. Use and destroy it on the response queue, for example on the main
 /// thread when that is the main queue.
 class LiveCamera {
 public:
@@ -24,7 +24,7 @@ public:
         running,
         missing, ///< lost, or cannot be opened; it is started again after each `retryInterval`
         suspended, ///< the application is in the background
-        refused, ///< the camera may not be used; only `start` tries again
+        refused, ///< the camera may not be used; it is started once the permission is given
     };
     static constexpr std::chrono::nanoseconds retryInterval = std::chrono::seconds(1);
 
@@ -54,6 +54,7 @@ public:
 
 private:
     void open();
+    void planRetry();
     void retry();
     void take(const SourceError& error);
     void resume();
