@@ -93,6 +93,7 @@ FlightScript::FlightScript(std::shared_ptr<const formats::FlightRecording> recor
     for (const Event& event : events_) {
         switch (event.kind) {
         case Kind::pause:
+        case Kind::resume:
         case Kind::stopCamera:
         case Kind::startSession:
         case Kind::stopMotion:

@@ -264,7 +264,8 @@ int main(int count, char** arguments)
         info.position[0] = isTone(self) ? SPA_AUDIO_CHANNEL_MONO : SPA_AUDIO_CHANNEL_FL;
         info.position[1] = SPA_AUDIO_CHANNEL_FR;
         offers.push_back(spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info));
-        spa_latency_info delay = SPA_LATENCY_INFO(SPA_DIRECTION_OUTPUT);
+        spa_latency_info delay{};
+        delay.direction = SPA_DIRECTION_OUTPUT;
         delay.min_ns = delay.max_ns = std::stoull(self.option("delay", "0"));
         offers.push_back(spa_latency_build(&builder, SPA_PARAM_Latency, &delay));
     }

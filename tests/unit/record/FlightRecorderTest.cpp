@@ -166,7 +166,7 @@ TEST(FlightRecorder, RecordsWhatAReplayDoesAgain)
     EXPECT_EQ(difference(delegateCalls(replay(std::make_shared<FlightRecording>(again))), calls), "");
 }
 
-TEST(FlightRecorder, ReplaysFramesThatThreadsHadDelayed)
+TEST(FlightRecorder, ReplaysWhatThreadsHadDelayed)
 {
     FlightRecording recorded = eventfulSession(1 << 16);
     auto& events = recorded.events;
