@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace tamsel::tests {
@@ -159,6 +160,7 @@ TEST_F(PipeWireMicrophone, StartsAndStopsLeaveNothingBehind)
 TEST_F(PipeWireMicrophone, ASuspendedSourceOfPulseAudioBlocksOnlyAThreadThatNothingWaitsFor)
 {
     daemons->speakPulse();
+    std::thread([] { }).join(); // with the first thread ThreadSanitizer starts one of its own
     const std::ptrdiff_t threads = countOwn("task");
     const auto becomes
         = [&](std::ptrdiff_t more) { return waitUntil([&] { return countOwn("task") == threads + more; }); };

@@ -22,6 +22,8 @@ namespace {
 constexpr auto waitStep = 20ms;
 /// How long a session manager may take to notice a connection.
 constexpr auto noticeLimit = 5s;
+/// libpipewire looks up the name of the user with a function that is not thread-safe.
+Mutex userLookup;
 
 bool isOf(PipeWireKind kind, std::string_view mediaClass)
 {
@@ -117,7 +119,11 @@ std::expected<std::shared_ptr<PipeWireConnection>, platform::Error> PipeWireConn
 {
     prepareLibrary();
     OwnedLoop loop(pw_loop_new(nullptr));
-    OwnedContext context(loop ? pw_context_new(loop.get(), nullptr, 0) : nullptr);
+    OwnedContext context;
+    if (loop) {
+        const MutexLock lock(userLookup);
+        context.reset(pw_context_new(loop.get(), nullptr, 0));
+    }
     if (!context) {
         const int number = errno;
         if (descriptor >= 0)
@@ -155,8 +161,11 @@ PipeWireConnection::~PipeWireConnection()
 std::expected<void, platform::Error> PipeWireConnection::connect(int descriptor)
 {
     const MutexLock lock(guard_);
-    core_.reset(descriptor >= 0 ? pw_context_connect_fd(context_.get(), descriptor, nullptr, 0)
-                                : pw_context_connect(context_.get(), nullptr, 0));
+    {
+        const MutexLock lookupLock(userLookup);
+        core_.reset(descriptor >= 0 ? pw_context_connect_fd(context_.get(), descriptor, nullptr, 0)
+                                    : pw_context_connect(context_.get(), nullptr, 0));
+    }
     if (!core_)
         return failure("there is no PipeWire daemon", errno);
     pw_core_add_listener(core_.get(), &coreHook_, &Events::core, this);
