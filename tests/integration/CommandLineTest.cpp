@@ -35,7 +35,7 @@ TEST_F(CommandLine, WritesNothingButOneJsonObjectALine)
         for (const std::string& device : devices)
             EXPECT_TRUE(device.starts_with("{\"event\": \"device\", \"position\": ")) << device;
     }
-    const std::string turned = outputOf("--json --back test:640x480 --device-orientation landscapeRight "
+    const std::string turned = outputOf("--json --back test:640x480@5 --device-orientation landscapeRight "
                                         "--interface-orientation landscapeLeft frames --count 1");
     EXPECT_TRUE(turned.starts_with(
         "{\"event\": \"frame\", \"index\": 0, \"width\": 480, \"height\": 640, \"exifOrientation\": 2, "

@@ -99,7 +99,7 @@ TEST_F(PipeWire, DeliversEveryFrameInOrder)
         Camera camera("pipewire:cam");
         ASSERT_EQ(camera.open(), "");
         ASSERT_EQ(camera.start(), "");
-        ASSERT_TRUE(camera.awaits(60));
+        ASSERT_TRUE(camera.awaits(60)) << camera.count << " of 60 frames";
         camera.driver->stop();
         EXPECT_EQ(camera.sink->take(), std::vector<std::string>(60, "frame"));
         for (std::size_t number = 0; number < 60; ++number) {

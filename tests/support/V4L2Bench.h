@@ -88,11 +88,13 @@ public:
     }
     void deliver(engine::CapturedFrame frame) override
     {
+        {
+            const std::lock_guard lock(guard_);
+            buffers.push_back(std::move(frame.buffer));
+            visiblePart = frame.visiblePart;
+            times.emplace_back(frame.mediaTime.value, frame.captureTime.count());
+        }
         note("frame");
-        const std::lock_guard lock(guard_);
-        buffers.push_back(std::move(frame.buffer));
-        visiblePart = frame.visiblePart;
-        times.emplace_back(frame.mediaTime.value, frame.captureTime.count());
     }
     void drop(std::optional<platform::DropCause> cause) override
     {

@@ -162,6 +162,17 @@ void sendSound(void* data)
     pw_stream_queue_buffer(self.stream, buffer);
 }
 
+constexpr timespec patience{.tv_sec = 1, .tv_nsec = 0};
+
+/// The next frame, an interval after the listeners have taken the last: see `sendNextSound`.
+void sendNextFrame(void* data)
+{
+    auto& self = *static_cast<Source*>(data);
+    timespec interval{.tv_sec = 0, .tv_nsec = 1'000'000'000 / std::stol(self.option("rate", "100")) - 1};
+    timespec again = patience;
+    pw_loop_update_timer(pw_main_loop_get_loop(self.loop), self.timer, &interval, &again, false);
+}
+
 /// The next sound, when it is due and the listeners have taken the last: one that is late misses none. A listener that
 /// leaves meanwhile is waited for a second.
 void sendNextSound(void* data)
@@ -173,24 +184,23 @@ void sendNextSound(void* data)
         return;
     }
     const std::uint64_t due = self.start + self.number * 1'000'000'000 / (isTone(self) ? 44100 : 48000);
-    timespec patience{.tv_sec = 1, .tv_nsec = 0};
+    timespec again = patience;
     timespec time{.tv_sec = static_cast<time_t>(due / 1'000'000'000),
         .tv_nsec = static_cast<long>(due % 1'000'000'000)};
-    pw_loop_update_timer(loop, self.timer, &time, &patience, true);
+    pw_loop_update_timer(loop, self.timer, &time, &again, true);
 }
 
 void setPace(void* data, pw_stream_state, pw_stream_state state, const char*)
 {
     auto& self = *static_cast<Source*>(data);
-    timespec interval{};
     if (state == PW_STREAM_STATE_STREAMING && self.options.contains("sound")) {
         self.start = now() - self.number * 1'000'000'000 / (isTone(self) ? 44100 : 48000);
         sendNextSound(data);
-        return;
+    } else if (state == PW_STREAM_STATE_STREAMING) {
+        sendNextFrame(data);
+    } else {
+        pw_loop_update_timer(pw_main_loop_get_loop(self.loop), self.timer, nullptr, nullptr, false);
     }
-    if (state == PW_STREAM_STATE_STREAMING)
-        interval.tv_nsec = 1'000'000'000 / std::stol(self.option("rate", "100")) - 1;
-    pw_loop_update_timer(pw_main_loop_get_loop(self.loop), self.timer, &interval, &interval, false);
     if (state == PW_STREAM_STATE_ERROR)
         pw_main_loop_quit(self.loop);
 }
@@ -250,8 +260,7 @@ int main(int count, char** arguments)
     if (ownsMemory(self))
         events.add_buffer = allocate;
     events.process = isSound ? sendSound : sendFrame;
-    if (isSound)
-        events.trigger_done = sendNextSound;
+    events.trigger_done = isSound ? sendNextSound : sendNextFrame;
     self.stream = pw_stream_new_simple(loop, "source", properties, &events, &self);
     std::uint8_t memory[4096];
     spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
