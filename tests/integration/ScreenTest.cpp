@@ -23,9 +23,13 @@ constexpr int height = 720;
 class ScreenRun {
 public:
     explicit ScreenRun(const std::string& arguments)
-        : server_({"/usr/bin/Xvfb", display_, "-screen", "0", "960x720x24", "-nolisten", "tcp"})
+        : server_({"/bin/sh", "-c",
+              "exec Xvfb -displayfd 3 -screen 0 960x720x24 -nolisten tcp 3>'" + folder_.file("display")
+                  + "'"})
     {
-        setenv("DISPLAY", display_.c_str(), 1);
+        std::string number; // a line, once the server is ready
+        EXPECT_TRUE(waitUntil([&] { return (number = readFile(folder_.file("display"))).ends_with('\n'); }));
+        setenv("DISPLAY", (":" + number.substr(0, number.find('\n'))).c_str(), 1);
         EXPECT_TRUE(waitUntil([] { return runCommand("xdotool mousemove 9 9 2>&1").status == 0; }));
         program_.emplace(std::vector<std::string>{
             "/bin/sh", "-c", captureProgram() + " " + arguments + "; touch '" + folder_.file("ended") + "'"});
@@ -43,16 +47,7 @@ public:
     [[nodiscard]] bool hasEnded() const { return std::filesystem::exists(folder_.file("ended")); }
 
 private:
-    static std::string freeDisplay()
-    {
-        int number = 100 + getpid() % 10'000;
-        while (std::filesystem::exists("/tmp/.X11-unix/X" + std::to_string(number)))
-            ++number;
-        return ":" + std::to_string(number);
-    }
-
     const ScratchFolder folder_;
-    const std::string display_ = freeDisplay();
     const ChildProcess server_;
     std::optional<ChildProcess> program_;
 };
