@@ -1,5 +1,7 @@
 #include <host/iio/IioAttributes.h>
 
+#include <host/failure.h>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -15,11 +17,6 @@ namespace tamsel::host::iio {
 
 using platform::Error;
 
-std::unexpected<Error> iioFailure(const std::string& file, const std::string& what)
-{
-    return std::unexpected(Error{.localizedDescription = file + ": " + what});
-}
-
 bool exists(const std::string& file)
 {
     return ::access(file.c_str(), F_OK) == 0;
@@ -30,7 +27,7 @@ std::expected<std::string, Error> textIn(const std::string& file, Waiting waitin
     const int descriptor
         = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | (waiting == Waiting::yes ? 0 : O_NONBLOCK));
     if (descriptor < 0)
-        return iioFailure(file, std::strerror(errno));
+        return failure(file, std::strerror(errno));
     std::string text(4096, '\0'); // as much as an attribute can have
     std::size_t size = 0;
     ssize_t count = 0;
@@ -41,7 +38,7 @@ std::expected<std::string, Error> textIn(const std::string& file, Waiting waitin
     const int problem = count < 0 ? errno : 0;
     ::close(descriptor);
     if (problem != 0)
-        return iioFailure(file, std::strerror(problem));
+        return failure(file, std::strerror(problem));
     while (size > 0 && (text[size - 1] == '\n' || text[size - 1] == ' ' || text[size - 1] == '\t'))
         --size;
     text.resize(size);
@@ -52,12 +49,12 @@ std::expected<void, Error> writeText(const std::string& file, std::string_view t
 {
     const int descriptor = ::open(file.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK | O_TRUNC);
     if (descriptor < 0)
-        return iioFailure(file, std::strerror(errno));
+        return failure(file, std::strerror(errno));
     const ssize_t count = ::write(descriptor, text.data(), text.size());
     const int problem = errno;
     ::close(descriptor);
     if (count != static_cast<ssize_t>(text.size()))
-        return iioFailure(file, count < 0 ? std::strerror(problem) : "written in part");
+        return failure(file, count < 0 ? std::strerror(problem) : "written in part");
     return {};
 }
 
@@ -84,12 +81,12 @@ std::expected<std::vector<double>, Error> numbersIn(
     if (!text)
         return std::unexpected(text.error());
     if (text->empty())
-        return iioFailure(file, "empty");
+        return failure(file, "empty");
     const auto numbers = numbersOf(*text);
     if (!numbers || numbers->size() != count)
-        return iioFailure(file, count == 1 ? "not a number" : "not " + std::to_string(count) + " numbers");
+        return failure(file, count == 1 ? "not a number" : "not " + std::to_string(count) + " numbers");
     if (!std::ranges::all_of(*numbers, [&](double number) { return std::abs(number) <= largest; }))
-        return iioFailure(file, "a number that cannot be");
+        return failure(file, "a number that cannot be");
     return *numbers;
 }
 

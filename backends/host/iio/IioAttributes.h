@@ -16,7 +16,6 @@ namespace tamsel::host::iio {
 
 constexpr double largestRaw = 2147483648.0; ///< the kernel's values are integers of 32 bits
 
-[[nodiscard]] std::unexpected<platform::Error> iioFailure(const std::string& file, const std::string& what);
 [[nodiscard]] bool exists(const std::string& file);
 
 /// A pipe or a missing driver must not delay a description; a reading waits for its sensor.

@@ -1,5 +1,6 @@
 #include <host/iio/IioBuffer.h>
 
+#include <host/failure.h>
 #include <host/iio/IioAttributes.h>
 
 #include <fcntl.h>
@@ -167,9 +168,9 @@ std::expected<void, Error> IioBuffer::layOut(const std::string& folder, const st
         const auto type = textIn(stem + "_type");
         const auto format = type ? ScanFormat::parse(*type) : std::nullopt;
         if (!format)
-            return iioFailure(stem + "_type", type ? "not a type" : "unreadable");
+            return failure(stem + "_type", type ? "not a type" : "unreadable");
         if (!enabled.emplace(index->front(), std::pair(channel, *format)).second)
-            return iioFailure(stem + "_index", "the index of another channel");
+            return failure(stem + "_index", "the index of another channel");
     }
     std::size_t largest = 1;
     std::map<std::string, Place> places;
@@ -185,9 +186,9 @@ std::expected<void, Error> IioBuffer::layOut(const std::string& folder, const st
     for (const auto& [channel, count] : channels) {
         const auto place = places.find(channel);
         if (place == places.end())
-            return iioFailure(folder + "scan_elements/" + channel + "_en", "cannot be enabled");
+            return failure(folder + "scan_elements/" + channel + "_en", "cannot be enabled");
         if (place->second.format.repeat != count)
-            return iioFailure(folder + "scan_elements/" + channel + "_type", "another number of values");
+            return failure(folder + "scan_elements/" + channel + "_type", "another number of values");
         places_.push_back(place->second);
     }
     bytes_.resize(scanSize_ * scansInBuffer);
@@ -198,12 +199,12 @@ std::expected<std::optional<std::vector<double>>, Error> IioBuffer::readNewest()
 {
     const ssize_t count = ::read(descriptor_, bytes_.data(), bytes_.size());
     if (count < 0 && errno != EAGAIN && errno != EINTR)
-        return iioFailure(file_, std::strerror(errno));
+        return failure(file_, std::strerror(errno));
     if (count <= 0)
         return std::nullopt;
     const auto size = static_cast<std::size_t>(count);
     if (size % scanSize_ != 0)
-        return iioFailure(file_, "a part of a scan");
+        return failure(file_, "a part of a scan");
     std::vector<double> values;
     for (const auto& [format, offset] : places_) {
         for (std::size_t each = 0; each < format.repeat; ++each)

@@ -1,5 +1,6 @@
 #include <host/iio/IioSensors.h>
 
+#include <host/failure.h>
 #include <host/iio/IioAttributes.h>
 
 #include <sys/stat.h>
@@ -38,7 +39,7 @@ std::expected<MountMatrix, Error> mountMatrix(const std::string& folder, const s
         const double* other = &mount[cell % 3 * 3];
         const double product = row[0] * other[0] + row[1] * other[1] + row[2] * other[2];
         if (std::abs(product - (row == other ? 1 : 0)) > 0.05)
-            return iioFailure(file, "not a rotation");
+            return failure(file, "not a rotation");
     }
     return mount;
 }
@@ -103,13 +104,13 @@ std::expected<IioAxes, Error> IioAxes::describe(const std::string& folder, const
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const std::string& name = described.channels_.names[axis];
         if (!exists(folder + name + "_raw"))
-            return iioFailure(folder + name + "_raw", "missing");
+            return failure(folder + name + "_raw", "missing");
         const std::string scaleFile = firstOf(folder, {name + "_scale", kind + "_scale"});
         const auto scale = numbersIn(scaleFile, 1, largestScale);
         if (!scale)
             return std::unexpected(scale.error());
         if (scale->front() <= 0)
-            return iioFailure(scaleFile, "not above 0");
+            return failure(scaleFile, "not above 0");
         described.scale_[axis] = scale->front();
         const std::string offsetFile = firstOf(folder, {name + "_offset", kind + "_offset"});
         if (!exists(offsetFile))

@@ -1,6 +1,7 @@
 #include <host/microphone/MicrophoneRun.h>
 
 #include <host/ReaderThreads.h>
+#include <host/failure.h>
 
 namespace tamsel::host {
 
@@ -25,8 +26,7 @@ std::expected<std::unique_ptr<engine::SoundStream>, platform::Error> startMicrop
 {
     const auto run = std::make_shared<MicrophoneRun>(std::move(sink));
     if (auto started = readers.start([run, hear = std::move(hear)] { hear(*run); }); !started)
-        return std::unexpected(
-            platform::Error{.localizedDescription = name + ": " + started.error().localizedDescription});
+        return failure(name, started.error().localizedDescription);
     return std::make_unique<MicrophoneStream>(run);
 }
 
