@@ -4,6 +4,7 @@
 #include "support/MovieProbe.h"
 #include "support/PipeWireDaemons.h"
 #include "support/Program.h"
+#include "support/ServiceTest.h"
 
 #include <engine/dispatch/monotonicNow.h>
 #include <host/ReaderThreads.h>
@@ -24,17 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class PipeWireMicrophone : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        if (!PipeWireDaemons::arePossible())
-            GTEST_SKIP() << "pipewire, wireplumber or dbus-daemon is not installed";
-        daemons.emplace();
-    }
-
-    std::optional<PipeWireDaemons> daemons;
-};
+using PipeWireMicrophone = ServiceTest<PipeWireDaemons>;
 
 /// A start of a microphone, and what it delivers.
 struct Listening {
@@ -60,7 +51,7 @@ struct Listening {
 
 TEST_F(PipeWireMicrophone, DeliversEverySampleOnceAndWithItsTime)
 {
-    const auto source = daemons->source("mic", {"sound=numbers", "delay=1000000000"});
+    const auto source = services->source("mic", {"sound=numbers", "delay=1000000000"});
     const Listening listening("pipewire:mic");
     ASSERT_TRUE(listening.hears(3s)) << listening.ear->reason();
     EXPECT_GT(listening.ear->youngest(), 850ms) << "as the source says";
@@ -82,14 +73,14 @@ TEST_F(PipeWireMicrophone, DeliversEverySampleOnceAndWithItsTime)
 
 TEST_F(PipeWireMicrophone, HearsTheDefaultSourceWhateverItsFormatIsAndWhicheverItIs)
 {
-    auto source = daemons->source("first", {"sound=tone"});
+    auto source = services->source("first", {"sound=tone"});
     const Listening listening("pipewire:");
     ASSERT_TRUE(listening.hears(2s)) << listening.ear->reason();
     EXPECT_NEAR(frequencyOf(*listening.ear), 1000, 30);
     EXPECT_NEAR(loudest(*listening.ear), 0.5, 0.01);
     for (const engine::SoundChunk& chunk : listening.ear->chunks())
         ASSERT_EQ(chunk.samples[100], chunk.samples[101]);
-    auto other = daemons->source("second", {"sound=tone"});
+    auto other = services->source("second", {"sound=tone"});
     source.reset();
     EXPECT_TRUE(listening.hears(listening.ear->heard() + 1s)) << listening.ear->reason();
     other.reset();
@@ -99,9 +90,9 @@ TEST_F(PipeWireMicrophone, HearsTheDefaultSourceWhateverItsFormatIsAndWhicheverI
 
 TEST_F(PipeWireMicrophone, IsLostWithItsSourceOrTheDaemon)
 {
-    auto source = daemons->source("mic", {"sound=tone"});
-    const auto other = daemons->source("other", {"sound=tone"});
-    const std::string film = daemons->file("film.mp4");
+    auto source = services->source("mic", {"sound=tone"});
+    const auto other = services->source("other", {"sound=tone"});
+    const std::string film = services->file("film.mp4");
     {
         HostScreen screen(
             {.backCamera = host::HostInput{.input = "test:64x48@30"}, .microphone = "pipewire:mic"});
@@ -126,7 +117,7 @@ TEST_F(PipeWireMicrophone, IsLostWithItsSourceOrTheDaemon)
     const Listening absent("pipewire:mic");
     const Listening last("pipewire:");
     ASSERT_TRUE(last.hears(100ms)) << last.ear->reason();
-    daemons->kill();
+    services->kill();
     const Listening none("pipewire:");
     EXPECT_TRUE(waitUntil([&] { return absent.ear->losses + last.ear->losses + none.ear->losses == 3; }));
     EXPECT_EQ(absent.ear->reason(), "pipewire:mic: PipeWire has no such microphone");
@@ -137,8 +128,8 @@ TEST_F(PipeWireMicrophone, IsLostWithItsSourceOrTheDaemon)
 /// Also when the source is silent.
 TEST_F(PipeWireMicrophone, StartsAndStopsLeaveNothingBehind)
 {
-    const auto source = daemons->source("mic", {"sound=tone"});
-    const auto silent = daemons->source("silent", {"sound=tone", "count=0"});
+    const auto source = services->source("mic", {"sound=tone"});
+    const auto silent = services->source("silent", {"sound=tone", "count=0"});
     const auto cycle = [&](int index) {
         const Listening idle("pipewire:silent");
         const Listening listening("pipewire:mic");
@@ -159,13 +150,13 @@ TEST_F(PipeWireMicrophone, StartsAndStopsLeaveNothingBehind)
 /// The FFmpeg libraries wait for its source, and cannot be interrupted.
 TEST_F(PipeWireMicrophone, ASuspendedSourceOfPulseAudioBlocksOnlyAThreadThatNothingWaitsFor)
 {
-    daemons->speakPulse();
+    services->speakPulse();
     std::thread([] { }).join(); // with the first thread ThreadSanitizer starts one of its own
     const std::ptrdiff_t threads = countOwn("task");
     const auto becomes
         = [&](std::ptrdiff_t more) { return waitUntil([&] { return countOwn("task") == threads + more; }); };
     {
-        const auto source = daemons->source("mic", {"sound=tone"});
+        const auto source = services->source("mic", {"sound=tone"});
         {
             const Listening listening("pulse:mic");
             ASSERT_TRUE(listening.hears(1s)) << listening.ear->reason();
@@ -173,7 +164,7 @@ TEST_F(PipeWireMicrophone, ASuspendedSourceOfPulseAudioBlocksOnlyAThreadThatNoth
         }
         EXPECT_TRUE(becomes(0)) << "its source delivers";
     }
-    const auto source = daemons->source("silent", {"sound=tone", "count=60"});
+    const auto source = services->source("silent", {"sound=tone", "count=60"});
     {
         const Listening listening("pulse:silent");
         ASSERT_TRUE(listening.hears(300ms)) << listening.ear->reason();
@@ -184,7 +175,7 @@ TEST_F(PipeWireMicrophone, ASuspendedSourceOfPulseAudioBlocksOnlyAThreadThatNoth
             return silent > 300;
         }));
     }
-    daemons->kill();
+    services->kill();
     EXPECT_TRUE(becomes(0));
 }
 

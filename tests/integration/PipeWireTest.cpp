@@ -3,6 +3,7 @@
 #include "support/PatchPicture.h"
 #include "support/PipeWireDaemons.h"
 #include "support/Program.h"
+#include "support/ServiceTest.h"
 #include "support/V4L2Bench.h"
 
 #include <engine/dispatch/ThreadedDispatch.h>
@@ -32,17 +33,7 @@ using platform::AVCaptureSessionPreset;
 constexpr auto high = AVCaptureSessionPreset::high;
 constexpr auto photo = AVCaptureSessionPreset::photo;
 
-class PipeWire : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        if (!PipeWireDaemons::arePossible())
-            GTEST_SKIP() << "pipewire, wireplumber or dbus-daemon is not installed";
-        daemons.emplace();
-    }
-
-    std::optional<PipeWireDaemons> daemons;
-};
+using PipeWire = ServiceTest<PipeWireDaemons>;
 
 /// A driver on real threads, and what it delivers.
 struct Camera {
@@ -95,7 +86,7 @@ TEST_F(PipeWire, DeliversEveryFrameInOrder)
     for (const std::vector<std::string>& memory : {{}, std::vector<std::string>{"header=no", "memory=own"}}) {
         std::vector<std::string> options{"count=60", "rate=20"};
         options.insert(options.end(), memory.begin(), memory.end());
-        const auto source = daemons->source("cam", options);
+        const auto source = services->source("cam", options);
         Camera camera("pipewire:cam");
         ASSERT_EQ(camera.open(), "");
         ASSERT_EQ(camera.start(), "");
@@ -119,9 +110,9 @@ TEST_F(PipeWire, ConvertsEachOfItsFormats)
     for (const auto& [name, filters] : formats) {
         const auto bytes
             = name == "MJPG" ? patchJpeg(64, 48) : patchPicture(64, 48, 64, filters, "-f rawvideo");
-        writeFile(daemons->file("picture"), {bytes.begin(), bytes.end()});
+        writeFile(services->file("picture"), {bytes.begin(), bytes.end()});
         const auto source
-            = daemons->source("cam", {"modes=" + name + ":64x48", "picture=" + daemons->file("picture")});
+            = services->source("cam", {"modes=" + name + ":64x48", "picture=" + services->file("picture")});
         Camera camera("pipewire:");
         ASSERT_EQ(camera.start(), "") << name;
         ASSERT_TRUE(camera.awaits(3));
@@ -133,7 +124,7 @@ TEST_F(PipeWire, ConvertsEachOfItsFormats)
 TEST_F(PipeWire, TakesTheModeOfThePresetOrThatOfTheProgramThatCameFirst)
 {
     const auto source
-        = daemons->source("cam", {"modes=MJPG:320x240,YUY2:2560x1440,BGRx:640x480,YUY2:320x240"});
+        = services->source("cam", {"modes=MJPG:320x240,YUY2:2560x1440,BGRx:640x480,YUY2:320x240"});
     const auto size = [](const Camera& camera) {
         const auto dimensions = camera.driver->description().presentationDimensions.value();
         return std::pair(dimensions.width, dimensions.height);
@@ -151,11 +142,11 @@ TEST_F(PipeWire, TakesTheModeOfThePresetOrThatOfTheProgramThatCameFirst)
 
 TEST_F(PipeWire, ANodeSaysWhereItIsAndHowItIsMounted)
 {
-    const auto mounted = daemons->source("turned", {"api.libcamera.rotation=270"});
-    const auto inFront = daemons->source("inside",
+    const auto mounted = services->source("turned", {"api.libcamera.rotation=270"});
+    const auto inFront = services->source("inside",
         {"api.libcamera.location=front", "node.description=Inner", "object.path=v4l2:/dev/video7",
             "api.libcamera.rotation=90"});
-    const auto behind = daemons->source("outside", {"api.libcamera.location=back"});
+    const auto behind = services->source("outside", {"api.libcamera.location=back"});
     using enum platform::AVCaptureVideoOrientation;
     const auto mounting = [](const std::string& input, AVCaptureDevicePosition position) {
         const Camera camera(input, nullptr, position);
@@ -174,8 +165,8 @@ TEST_F(PipeWire, ANodeSaysWhereItIsAndHowItIsMounted)
 
 TEST_F(PipeWire, ASlowProgramLeavesTheCameraABuffer)
 {
-    const std::string log = daemons->file("log");
-    const auto source = daemons->source("cam", {"log=" + log});
+    const std::string log = services->file("log");
+    const auto source = services->source("cam", {"log=" + log});
     Camera camera("pipewire:cam");
     camera.sink = std::make_shared<RecordingSink>();
     std::atomic<int> notes = 0;
@@ -197,7 +188,7 @@ TEST_F(PipeWire, ASlowProgramLeavesTheCameraABuffer)
 
 TEST_F(PipeWire, ACameraOrADaemonThatDiesIsLostAndCanComeBack)
 {
-    auto source = daemons->source("cam");
+    auto source = services->source("cam");
     HostScreen screen({.backCamera = host::HostInput{.input = "pipewire:cam"},
         .permission = host::PermissionSource::inputs});
     ASSERT_TRUE(screen.start());
@@ -213,27 +204,27 @@ TEST_F(PipeWire, ACameraOrADaemonThatDiesIsLostAndCanComeBack)
     source.reset();
     ASSERT_TRUE(screen.runUntil([&] { return lost() == 1; }));
     EXPECT_EQ(Camera("pipewire:cam").open(), "pipewire:cam: PipeWire has no such camera");
-    source = daemons->source("cam");
+    source = services->source("cam");
     screen.manager->resumeCamera();
     ASSERT_TRUE(runs());
 
-    daemons->kill();
+    services->kill();
     ASSERT_TRUE(screen.runUntil([&] { return lost() == 2; }));
     EXPECT_EQ(Camera("pipewire:cam").open(), "pipewire:cam: there is no PipeWire daemon: Host is down");
-    daemons->start();
-    source = daemons->source("cam");
+    services->start();
+    source = services->source("cam");
     screen.manager->resumeCamera();
     EXPECT_TRUE(runs());
 }
 
 TEST_F(PipeWire, IsReachedByADescriptorInPlaceOfItsSocket)
 {
-    const auto source = daemons->source("cam");
+    const auto source = services->source("cam");
     const Variable elsewhere("PIPEWIRE_REMOTE", "/nowhere");
     EXPECT_FALSE(Camera("pipewire:cam").driver->isPresent());
     Camera camera("pipewire:cam", [&] {
         sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-        std::strcpy(address.sun_path, daemons->file("pipewire-0").c_str());
+        std::strcpy(address.sun_path, services->file("pipewire-0").c_str());
         const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
         EXPECT_EQ(::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
         return descriptor;
@@ -247,13 +238,13 @@ TEST_F(PipeWire, IsTakenByTheCommandWhereV4L2HasNoCameraAndListedOnce)
 {
     if (runCommand("umockdev-run --version").status != 0)
         GTEST_SKIP() << "umockdev is not installed";
-    const auto inside = daemons->source(
+    const auto inside = services->source(
         "inside", {"api.libcamera.location=front", "node.description=Inner", "object.path=v4l2:/dev/video7"});
-    const auto outside = daemons->source("outside");
-    writeFile(daemons->file("machine"), "P: /devices/virtual/none\nE: SUBSYSTEM=misc\n");
+    const auto outside = services->source("outside");
+    writeFile(services->file("machine"), "P: /devices/virtual/none\nE: SUBSYSTEM=misc\n");
     // With a /dev of its own.
     const auto run = [&](const std::string& before, const std::string& arguments) {
-        return linesIn(runCommand("umockdev-run --device='" + daemons->file("machine")
+        return linesIn(runCommand("umockdev-run --device='" + services->file("machine")
             + "' -- sh -c 'mkdir $UMOCKDEV_DIR/dev; cd $UMOCKDEV_DIR/dev; " + before + " LD_PRELOAD="
             + captureNode() + ":$LD_PRELOAD timeout 60 " + captureProgram() + " " + arguments + " 2>&1'")
                 .output);
@@ -281,7 +272,7 @@ TEST_F(PipeWire, IsTakenByTheCommandWhereV4L2HasNoCameraAndListedOnce)
         linesIn(runCommand(captureProgram() + " --back pipewire: status").output, "  another camera").size(),
         1U);
 
-    daemons->kill();
+    services->kill();
     EXPECT_EQ(run("", "--back pipewire: frames"),
         Lines{"tamsel-capture: pipewire: there is no PipeWire daemon: Host is down"});
     EXPECT_TRUE(firstLine(run(v4l2, "frames --count 1")).starts_with("tamsel-capture: /dev/video7: "));
@@ -289,7 +280,7 @@ TEST_F(PipeWire, IsTakenByTheCommandWhereV4L2HasNoCameraAndListedOnce)
 
 TEST_F(PipeWire, StartsAndStopsLeaveNothingBehind)
 {
-    const auto source = daemons->source("cam");
+    const auto source = services->source("cam");
     Camera camera("pipewire:cam");
     const auto cycle = [&](int frames) {
         ASSERT_EQ(camera.open(), "");

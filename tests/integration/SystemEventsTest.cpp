@@ -1,6 +1,7 @@
 #include "support/BusServices.h"
 #include "support/HostScreen.h"
 #include "support/Program.h"
+#include "support/ServiceTest.h"
 
 #include <gtest/gtest.h>
 
@@ -23,17 +24,7 @@ using platform::UIInterfaceOrientation;
 
 namespace {
 
-class SystemEvents : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        if (!BusServices::arePossible())
-            GTEST_SKIP() << "dbus-daemon, xdg-desktop-portal, pipewire or python3-dbusmock is not installed";
-        services.emplace();
-    }
-
-    std::optional<BusServices> services;
-};
+using SystemEvents = ServiceTest<BusServices>;
 
 host::HostConfiguration following(FollowedEvents followed)
 {

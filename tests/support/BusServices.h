@@ -15,6 +15,7 @@ namespace tamsel::tests {
 /// and portal.py on the session bus.
 class BusServices {
 public:
+    static constexpr const char* needed = "dbus-daemon, xdg-desktop-portal, pipewire or python3-dbusmock";
     /// Whether the programs for both are installed.
     [[nodiscard]] static bool arePossible();
 

@@ -13,6 +13,7 @@ namespace tamsel::tests {
 /// A PipeWire daemon and its session manager in a folder of their own, which this process and its children then use.
 class PipeWireDaemons {
 public:
+    static constexpr const char* needed = "pipewire, wireplumber or dbus-daemon";
     /// Whether the programs for it are installed.
     [[nodiscard]] static bool arePossible();
 
